@@ -1,0 +1,118 @@
+# One helper per kind of target; each carries C++20, the warnings and the sanitizers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+# Programs, plugin and libraries all land in one folder, so that they find each other there.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(CMAKE_BUILD_RPATH "$ORIGIN")
+set(CMAKE_INSTALL_RPATH "$ORIGIN")
+
+if(WIN32)
+    set(DORVEN_SYSTEM win32)
+    # No runtime DLL of the compiler is needed beside the results.
+    add_link_options(-static)
+else()
+    set(DORVEN_SYSTEM posix)
+endif()
+
+if(DORVEN_SANITIZE)
+    add_compile_options(-fsanitize=${DORVEN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${DORVEN_SANITIZE})
+endif()
+
+function(_dorven_common target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    # Checked library containers wherever a sanitizer watches and in debug builds.
+    if(DORVEN_SANITIZE)
+        target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
+    endif()
+    if(WIN32)
+        target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0A00)
+        # %Iu is what this system's formats use; all else in them stays checked.
+        target_compile_options(${target} PRIVATE -Wno-pedantic-ms-format)
+    endif()
+endfunction()
+
+# dorven_add_library(NAME SOURCES … LINKS … [PRIVATE_LINKS …])
+# A static library with its public headers in inc/.
+function(dorven_add_library name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_include_directories(${name} PUBLIC inc)
+    target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+    _dorven_common(${name})
+endfunction()
+
+# dorven_add_shared_library(NAME EXPORTS BASENAME SOURCES … LINKS … [PRIVATE_LINKS …])
+# A shared library NAME.dll or NAME.so that exports what BASENAME.def and BASENAME.map list, and nothing else.
+# Without EXPORTS the sources mark what they export.
+function(dorven_add_shared_library name)
+    cmake_parse_arguments(arg "" "EXPORTS" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(${name} SHARED ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX "")
+    target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+    if(arg_EXPORTS AND WIN32)
+        target_sources(${name} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.def)
+    elseif(arg_EXPORTS)
+        set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.map)
+        target_link_options(${name} PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined-version)
+        set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${map})
+    elseif(WIN32)
+        target_link_options(${name} PRIVATE -Wl,--exclude-all-symbols)
+    endif()
+    _dorven_common(${name})
+endfunction()
+
+# dorven_add_program(NAME SOURCES … LINKS …)
+function(dorven_add_program name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINKS})
+    _dorven_common(${name})
+endfunction()
+
+# dorven_add_test(NAME SOURCES … LINKS … [FAULTS CALL …] [NEEDS TARGET …] [TIMEOUT SECONDS] [CONCURRENT])
+# A GoogleTest program. On Linux every test is a CTest entry of its own, so that they run in parallel; under Wine
+# the program is one entry, since each process start costs a quarter of a second.
+#   FAULTS      platform calls that the program overrides (platform_fault.h)
+#   NEEDS       targets that have to stand in bin/ beside the program
+#   TIMEOUT     seconds for the longest test (default 60); under Wine, for the program
+#   CONCURRENT  label "concurrent": run under ThreadSanitizer too
+function(dorven_add_test name)
+    cmake_parse_arguments(arg "CONCURRENT" "TIMEOUT" "SOURCES;LINKS;FAULTS;NEEDS" ${ARGN})
+    if(NOT DORVEN_BUILD_TESTS)
+        return()
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 60)
+    endif()
+    set(labels)
+    if(arg_CONCURRENT)
+        set(labels concurrent)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINKS} test_support)
+    _dorven_common(${name})
+    if(arg_NEEDS)
+        add_dependencies(${name} ${arg_NEEDS})
+    endif()
+    if(WIN32)
+        math(EXPR timeout "${arg_TIMEOUT} * 5")
+        add_test(NAME ${name} COMMAND ${name})
+        # Under Wine object names are shared by all processes: one program at a time.
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}" RESOURCE_LOCK wine_objects)
+    else()
+        foreach(call IN LISTS arg_FAULTS)
+            target_link_options(${name} PRIVATE -Wl,--wrap=${call})
+        endforeach()
+        gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${labels}")
+    endif()
+endfunction()

@@ -1,0 +1,72 @@
+// The only door to the kernel: the Win32 calls that this system is written against, with one meaning on both systems.
+// On Windows this is <windows.h> and friends; elsewhere platform_posix.h declares the same calls, types and constants,
+// and src/*_posix.cpp keep the promises that Windows makes.
+#pragma once
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <io.h>
+#include <rpc.h>
+#include <windows.h>
+#undef interface  // <rpc.h> makes a macro of a word that framework classes use
+#else
+#include "platform_posix.h"
+#endif
+
+// Tells the compiler that a function formats as platform_vformat does, so that arguments are checked where it can.
+// glibc's checker knows %Iu only with another meaning, therefore the check is MinGW's alone.
+#if defined(_WIN32) && defined(__GNUC__)
+#define PLATFORM_FORMAT(formatIndex, firstArgument) __attribute__((format(ms_printf, formatIndex, firstArgument)))
+#else
+#define PLATFORM_FORMAT(formatIndex, firstArgument)
+#endif
+
+/// Full memory barrier: no load or store moves across it in either direction, on the processor or in the compiler.
+inline void fullBarrier() {
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer does not know fences; it does know a sequentially consistent read-modify-write.
+    static std::uint64_t barrierWord = 0;
+    std::atomic_ref<std::uint64_t>(barrierWord).fetch_add(0, std::memory_order_seq_cst);
+#else
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+#endif
+}
+
+/// The system's one printf-style formatter. It understands what the C standard does and, on both systems, the size
+/// prefix `I` of Windows: %Iu and %Id print a std::size_t and its signed twin in full, %I64u and %I64d 64 bits.
+///
+/// @param buffer  Receives at most size - 1 characters and a terminator; may be null when size is 0.
+/// @param size    Bytes in buffer.
+/// @return        Length of the whole text without terminator, also when it did not fit; negative when it cannot be
+///                formatted (buffer then holds an empty text when size is not 0).
+int platform_vformat(char* buffer, std::size_t size, const char* format, std::va_list arguments) PLATFORM_FORMAT(3, 0);
+
+/// platform_vformat with its arguments in line.
+int platform_format(char* buffer, std::size_t size, const char* format, ...) PLATFORM_FORMAT(3, 4);
+
+/// Nanoseconds of the machine's monotonic clock: CLOCK_MONOTONIC, or the performance counter. One clock for all
+/// processes of the machine; counts from some moment before they started.
+std::int64_t platform_monotonicNanoseconds();
+
+/// Sleeps until the monotonic clock has reached the deadline, never shorter.
+///
+/// @return  true when the deadline was reached; false, at once or within 100 ms, when a stop was requested
+///          (platform_installStopHandler).
+bool platform_sleepUntil(std::int64_t deadlineNanoseconds);
+
+/// From now on Ctrl-C and a request to terminate (SIGINT, SIGTERM; console control events) do not end the process
+/// but make platform_stopRequested true. A second one ends the process at once. Programs only, never the plugin.
+void platform_installStopHandler();
+
+/// True once a stop was requested. Any thread.
+bool platform_stopRequested();

@@ -1,0 +1,230 @@
+// The Win32 calls, types and constants that the system uses, for Linux. Include platform.h, never this file.
+// Each call answers as Windows does, last-error codes included; where it supports less than Windows, its comment says
+// so.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <pthread.h>
+
+// ---------------------------------------------------------------------------------------------------- types and
+// constants
+
+using BOOL = int;
+using BYTE = std::uint8_t;
+using WORD = std::uint16_t;
+using DWORD = std::uint32_t;
+using LONG = std::int32_t;
+using LONGLONG = std::int64_t;
+using SIZE_T = std::size_t;
+using HANDLE = void*;
+using LPVOID = void*;
+using LPCVOID = const void*;
+using LPSTR = char*;
+using LPCSTR = const char*;
+using RPC_STATUS = std::int32_t;
+using RPC_CSTR = unsigned char*;
+
+struct HINSTANCE__;
+using HMODULE = HINSTANCE__*;
+using FARPROC = std::intptr_t (*)();
+
+union LARGE_INTEGER {
+    LONGLONG QuadPart;
+};
+
+struct SECURITY_ATTRIBUTES {
+    DWORD nLength;
+    LPVOID lpSecurityDescriptor;
+    BOOL bInheritHandle;
+};
+
+struct OVERLAPPED;
+
+struct MEMORY_BASIC_INFORMATION {
+    LPVOID BaseAddress;
+    LPVOID AllocationBase;
+    DWORD AllocationProtect;
+    WORD PartitionId;
+    SIZE_T RegionSize;
+    DWORD State;
+    DWORD Protect;
+    DWORD Type;
+};
+
+struct CRITICAL_SECTION {
+    pthread_mutex_t mutex;
+};
+
+struct UUID {
+    unsigned char bytes[16];  // in the order of the text form
+};
+
+struct RGBQUAD {
+    BYTE rgbBlue;
+    BYTE rgbGreen;
+    BYTE rgbRed;
+    BYTE rgbReserved;
+};
+
+struct BITMAPINFOHEADER {
+    DWORD biSize;
+    LONG biWidth;
+    LONG biHeight;
+    WORD biPlanes;
+    WORD biBitCount;
+    DWORD biCompression;
+    DWORD biSizeImage;
+    LONG biXPelsPerMeter;
+    LONG biYPelsPerMeter;
+    DWORD biClrUsed;
+    DWORD biClrImportant;
+};
+
+struct tagBITMAPINFO {
+    BITMAPINFOHEADER bmiHeader;
+    RGBQUAD bmiColors[1];
+};
+using BITMAPINFO = tagBITMAPINFO;
+static_assert(sizeof(tagBITMAPINFO) == 44);
+
+// Names, widths and values as Windows has them; macros there, so macros here.
+#define WINAPI
+#define TRUE 1
+#define FALSE 0
+#define MAX_PATH 260
+#define INFINITE 0xFFFFFFFFu
+#define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1)))
+
+#define PAGE_READWRITE 0x04u
+#define FILE_MAP_WRITE 0x0002u
+#define FILE_MAP_READ 0x0004u
+#define FILE_MAP_ALL_ACCESS 0x000F001Fu
+#define MEM_COMMIT 0x00001000u
+#define MEM_MAPPED 0x00040000u
+#define EVENT_MODIFY_STATE 0x0002u
+#define EVENT_ALL_ACCESS 0x001F0003u
+#define SYNCHRONIZE 0x00100000u
+
+#define GENERIC_READ 0x80000000u
+#define FILE_SHARE_READ 0x00000001u
+#define FILE_SHARE_WRITE 0x00000002u
+#define OPEN_EXISTING 3u
+#define FILE_ATTRIBUTE_NORMAL 0x00000080u
+
+#define WAIT_OBJECT_0 0u
+#define WAIT_ABANDONED_0 0x00000080u
+#define WAIT_TIMEOUT 258u
+#define WAIT_FAILED 0xFFFFFFFFu
+
+#define LOAD_WITH_ALTERED_SEARCH_PATH 0x00000008u
+
+#define ERROR_SUCCESS 0u
+#define ERROR_FILE_NOT_FOUND 2u
+#define ERROR_PATH_NOT_FOUND 3u
+#define ERROR_TOO_MANY_OPEN_FILES 4u
+#define ERROR_ACCESS_DENIED 5u
+#define ERROR_INVALID_HANDLE 6u
+#define ERROR_NOT_ENOUGH_MEMORY 8u
+#define ERROR_SHARING_VIOLATION 32u
+#define ERROR_NOT_SUPPORTED 50u
+#define ERROR_INVALID_PARAMETER 87u
+#define ERROR_SEM_TIMEOUT 121u
+#define ERROR_INSUFFICIENT_BUFFER 122u
+#define ERROR_INVALID_NAME 123u
+#define ERROR_MOD_NOT_FOUND 126u
+#define ERROR_PROC_NOT_FOUND 127u
+#define ERROR_ALREADY_EXISTS 183u
+#define ERROR_FILENAME_EXCED_RANGE 206u
+#define ERROR_INVALID_ADDRESS 487u
+#define ERROR_FILE_INVALID 1006u
+#define ERROR_IO_DEVICE 1117u
+#define ERROR_COMMITMENT_LIMIT 1455u
+#define RPC_S_OK 0
+#define RPC_S_UUID_LOCAL_ONLY 1824
+
+extern "C" {
+
+// -------------------------------------------------------------------------------------------------------------- last
+// error
+
+/// The calling thread's code of the last call that failed, or that reported by its success (183).
+DWORD GetLastError();
+void SetLastError(DWORD code);
+
+// ----------------------------------------------------------------------------------------------------------- named
+// objects A named object lives as long as some process holds a handle or a view of it, also when that process is
+// killed. Events and mappings share one name space; names are case-sensitive, "Local\X" is "X", "Global\X" is another
+// object. The environment variable PLATFORM_OBJECT_NAMESPACE, read at the first use, separates whole sets of names.
+
+/// Closes a handle of any kind. 6 for one that is not open.
+BOOL CloseHandle(HANDLE handle);
+
+/// Creates a block of zeroed shared memory, or opens the one of that name and leaves 183 as last error. On Linux only
+/// memory of its own (file INVALID_HANDLE_VALUE, PAGE_READWRITE). The memory is committed here, so that a full
+/// machine is an error now (1455) and no fault later.
+HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protect, DWORD sizeHigh, DWORD sizeLow,
+                          LPCSTR name);
+HANDLE OpenFileMappingA(DWORD access, BOOL inheritHandle, LPCSTR name);
+
+/// Maps a block readable and writable. On Linux from its start only (offset 0).
+LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes);
+BOOL UnmapViewOfFile(LPCVOID address);
+
+/// Describes the pages from address to the end of the view that holds it. On Linux for views alone: 0, last error 87,
+/// for any other address.
+SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length);
+
+/// Creates or opens (last error 183) an auto-reset event. On Linux no manual-reset ones (error 50).
+HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name);
+HANDLE OpenEventA(DWORD access, BOOL inheritHandle, LPCSTR name);
+BOOL SetEvent(HANDLE event);
+
+/// Waits for one event; never returns WAIT_TIMEOUT early. On Linux exactly one handle (else error 50).
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
+
+// ------------------------------------------------------------------------------------------------------- threads and
+// clock
+
+void InitializeCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
+void EnterCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
+
+BOOL QueryPerformanceCounter(LARGE_INTEGER* count);
+BOOL QueryPerformanceFrequency(LARGE_INTEGER* countsPerSecond);
+
+DWORD GetCurrentProcessId();
+
+// ------------------------------------------------------------------------------------------------------ modules and
+// files
+
+/// Full file name of a module, null for the program. On success its length without terminator. A name that does not
+/// fit is cut and, as on some versions of Windows, not terminated: the result is then size and the last error 122.
+DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
+
+/// Loads a shared library by path; file must be null. Folders may be separated by '\' too.
+HMODULE LoadLibraryExA(LPCSTR path, HANDLE file, DWORD flags);
+FARPROC GetProcAddress(HMODULE module, LPCSTR name);
+BOOL FreeLibrary(HMODULE module);
+
+/// Opens an existing file for reading (GENERIC_READ, OPEN_EXISTING). Folders may be separated by '\' too.
+HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* attributes, DWORD creation,
+                   DWORD flags, HANDLE templateFile);
+/// Reads up to size bytes; TRUE with 0 bytes at the end of the file.
+BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped);
+
+/// 0 when the file exists (mode 0), else -1 with errno set; mode 2 asks for writing, 4 for reading.
+int _access(const char* fileName, int mode);
+
+// ------------------------------------------------------------------------------------------------------- unique
+// identities
+
+/// A time-based identity, different at every call. RPC_S_OK or RPC_S_UUID_LOCAL_ONLY; both leave a usable one.
+RPC_STATUS UuidCreateSequential(UUID* uuid);
+/// Lower-case text of the 8-4-4-4-12 form in a block that RpcStringFreeA frees.
+RPC_STATUS UuidToStringA(const UUID* uuid, RPC_CSTR* text);
+RPC_STATUS RpcStringFreeA(RPC_CSTR* text);
+
+}  // extern "C"

@@ -1,0 +1,84 @@
+#include "handle_table_posix.h"
+
+#include <mutex>
+#include <vector>
+
+#include "last_error_posix.h"
+
+namespace {
+
+// A handle is (generation << 20 | index + 1) << 2: never null, never the invalid value, a multiple of four as on
+// Windows, and another one each time a slot is used again.
+constexpr unsigned kIndexBits = 20;
+constexpr unsigned kGenerationBits = 40;
+constexpr std::uint64_t kMaxHandles = (1u << kIndexBits) - 1;
+
+struct Slot {
+    std::shared_ptr<KernelObject> object;
+    std::uint64_t generation = 0;
+};
+
+struct Table {
+    std::mutex mutex;
+    std::vector<Slot> slots;
+    std::vector<std::size_t> free;
+};
+
+// Never destroyed: handles are closed by destructors of static objects too.
+Table& table() {
+    static auto* const only = new Table;
+    return *only;
+}
+
+HANDLE handleOf(std::size_t index, std::uint64_t generation) {
+    return reinterpret_cast<HANDLE>((generation << kIndexBits | (index + 1)) << 2);
+}
+
+// The open slot that a handle names, or null. The table is locked.
+Slot* slotOf(Table& all, HANDLE handle) {
+    const auto value = reinterpret_cast<std::uintptr_t>(handle) >> 2;
+    const std::uint64_t index = (value & kMaxHandles) - 1;  // index 0 wraps and is too large
+    if (index >= all.slots.size()) return nullptr;
+    Slot& slot = all.slots[index];
+    return slot.object && handleOf(index, slot.generation) == handle ? &slot : nullptr;
+}
+
+}  // namespace
+
+HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object) {
+    Table& all = table();
+    const std::lock_guard lock(all.mutex);
+    if (all.free.empty()) {
+        if (all.slots.size() >= kMaxHandles) return platform_failWith<HANDLE>(ERROR_TOO_MANY_OPEN_FILES, nullptr);
+        all.slots.emplace_back();
+        all.free.push_back(all.slots.size() - 1);
+    }
+    const std::size_t index = all.free.back();
+    all.free.pop_back();
+    all.slots[index].object = std::move(object);
+    return handleOf(index, all.slots[index].generation);
+}
+
+std::shared_ptr<KernelObject> HandleTable_Find(HANDLE handle) {
+    Table& all = table();
+    const std::lock_guard lock(all.mutex);
+    const Slot* slot = slotOf(all, handle);
+    return slot ? slot->object : nullptr;
+}
+
+bool HandleTable_Close(HANDLE handle) {
+    std::shared_ptr<KernelObject> last;  // destroyed after the lock is left: releasing an object may take a while
+    Table& all = table();
+    const std::lock_guard lock(all.mutex);
+    Slot* slot = slotOf(all, handle);
+    if (!slot) return false;
+    last = std::move(slot->object);
+    slot->object = nullptr;
+    slot->generation = (slot->generation + 1) & ((1ull << kGenerationBits) - 1);
+    all.free.push_back(static_cast<std::size_t>(slot - all.slots.data()));
+    return true;
+}
+
+extern "C" BOOL CloseHandle(HANDLE handle) {
+    return HandleTable_Close(handle) ? TRUE : platform_failWith(ERROR_INVALID_HANDLE, FALSE);
+}

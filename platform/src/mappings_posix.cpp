@@ -1,0 +1,114 @@
+// Shared memory: mapping objects, and a registry of the views that this process has of them.
+
+#include <cerrno>
+#include <map>
+#include <mutex>
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include "handle_table_posix.h"
+#include "last_error_posix.h"
+#include "object_file_posix.h"
+
+namespace {
+
+class MappingObject : public KernelObject {
+public:
+    explicit MappingObject(std::shared_ptr<ObjectFile> file) : _file(std::move(file)) {}
+    const std::shared_ptr<ObjectFile>& file() const { return _file; }
+
+private:
+    std::shared_ptr<ObjectFile> _file;
+};
+
+struct View {
+    std::size_t bytes;                 // whole pages
+    std::shared_ptr<ObjectFile> file;  // a view keeps its object, also after the handle is closed
+};
+
+struct Views {
+    std::mutex mutex;
+    std::map<std::uintptr_t, View> byAddress;
+};
+
+Views& views() {
+    static auto* const only = new Views;  // never destroyed: views are unmapped by destructors of static objects too
+    return *only;
+}
+
+HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed) {
+    if (!file) return nullptr;
+    const HANDLE handle = HandleTable_Open(std::make_shared<MappingObject>(std::move(file)));
+    if (handle) SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    return handle;
+}
+
+// A file that somebody cut short would fault at the first touch; so its size is looked at once more.
+bool isWhole(int descriptor, std::uint64_t dataBytes) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && static_cast<std::uint64_t>(status.st_size) >= dataBytes + kPageBytes;
+}
+
+}  // namespace
+
+extern "C" HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWORD sizeHigh, DWORD sizeLow,
+                                     LPCSTR name) {
+    const std::uint64_t size = static_cast<std::uint64_t>(sizeHigh) << 32 | sizeLow;
+    if (file != INVALID_HANDLE_VALUE || protect != PAGE_READWRITE)
+        return platform_failWith<HANDLE>(ERROR_NOT_SUPPORTED, nullptr);
+    if (size == 0) return platform_failWith<HANDLE>(ERROR_INVALID_PARAMETER, nullptr);
+    bool existed = false;
+    auto object = ObjectFile_Create(name, ObjectKind::mapping, size, false, existed);
+    return openHandle(std::move(object), existed);
+}
+
+extern "C" HANDLE OpenFileMappingA(DWORD, BOOL, LPCSTR name) {
+    return openHandle(ObjectFile_Open(name, ObjectKind::mapping), false);
+}
+
+extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) {
+    const auto object = HandleTable_FindAs<MappingObject>(mapping);
+    if (!object) return nullptr;
+    if (offsetHigh != 0 || offsetLow != 0) return platform_failWith<LPVOID>(ERROR_NOT_SUPPORTED, nullptr);
+    const std::uint64_t whole = wholePages(object->file()->size());
+    const std::uint64_t wanted = bytes == 0 ? whole : wholePages(bytes);
+    if (wanted == 0 || wanted > whole) return platform_failWith<LPVOID>(ERROR_ACCESS_DENIED, nullptr);
+    const int descriptor = object->file()->descriptor();
+    if (!isWhole(descriptor, whole)) return platform_failWith<LPVOID>(ERROR_FILE_INVALID, nullptr);
+    void* address = mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, kPageBytes);
+    if (address == MAP_FAILED) return platform_failWith<LPVOID>(platform_errorOf(errno), nullptr);
+    const std::lock_guard lock(views().mutex);
+    views().byAddress[reinterpret_cast<std::uintptr_t>(address)] = {wanted, object->file()};
+    return address;
+}
+
+extern "C" BOOL UnmapViewOfFile(LPCVOID address) {
+    View view{};  // before the lock, so that the object is let go after it
+    const std::lock_guard lock(views().mutex);
+    const auto found = views().byAddress.find(reinterpret_cast<std::uintptr_t>(address));
+    if (found == views().byAddress.end()) return platform_failWith(ERROR_INVALID_ADDRESS, FALSE);
+    view = std::move(found->second);
+    views().byAddress.erase(found);
+    munmap(const_cast<void*>(address), view.bytes);
+    return TRUE;
+}
+
+extern "C" SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length) {
+    if (length < sizeof *information) return platform_failWith<SIZE_T>(ERROR_INVALID_PARAMETER, 0);
+    const auto asked = reinterpret_cast<std::uintptr_t>(address);
+    const std::lock_guard lock(views().mutex);
+    auto view = views().byAddress.upper_bound(asked);
+    if (view == views().byAddress.begin() || asked - (--view)->first >= view->second.bytes)
+        return platform_failWith<SIZE_T>(ERROR_INVALID_PARAMETER, 0);
+    const std::uintptr_t page = asked - asked % kPageBytes;
+    *information = {};
+    information->BaseAddress = reinterpret_cast<LPVOID>(page);
+    information->AllocationBase = reinterpret_cast<LPVOID>(view->first);
+    information->AllocationProtect = PAGE_READWRITE;
+    information->RegionSize = view->first + view->second.bytes - page;
+    information->State = MEM_COMMIT;
+    information->Protect = PAGE_READWRITE;
+    information->Type = MEM_MAPPED;
+    return sizeof *information;
+}

@@ -1,0 +1,70 @@
+#include <cstring>
+#include <string>
+
+#include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+
+#include "last_error_posix.h"
+#include "paths_posix.h"
+#include "platform.h"
+
+namespace {
+
+std::string programFileName() {
+    char name[4096];
+    const ssize_t length = readlink("/proc/self/exe", name, sizeof name);
+    return length > 0 ? std::string(name, static_cast<std::size_t>(length)) : std::string();
+}
+
+struct ModuleSearch {
+    const void* handle;
+    std::string fileName;
+};
+
+// A module handle is the loader's own entry of that library. The list is walked to compare addresses, so that an
+// invented handle is never touched; inside this callback the loader's lock keeps the list still.
+int findModule(dl_phdr_info*, std::size_t, void* context) {
+    auto& search = *static_cast<ModuleSearch*>(context);
+    for (const link_map* entry = _r_debug.r_map; entry; entry = entry->l_next) {
+        if (entry == search.handle && entry->l_name && *entry->l_name) search.fileName = entry->l_name;
+    }
+    return 1;
+}
+
+std::string moduleFileName(HMODULE module) {
+    if (!module) return programFileName();
+    ModuleSearch search{module, {}};
+    dl_iterate_phdr(findModule, &search);
+    return search.fileName;
+}
+
+}  // namespace
+
+extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size) {
+    const std::string name = moduleFileName(module);
+    if (name.empty()) return platform_failWith<DWORD>(ERROR_MOD_NOT_FOUND, 0);
+    if (name.size() >= size) {
+        std::memcpy(fileName, name.data(), size);
+        return platform_failWith<DWORD>(ERROR_INSUFFICIENT_BUFFER, size);
+    }
+    std::memcpy(fileName, name.c_str(), name.size() + 1);
+    SetLastError(ERROR_SUCCESS);
+    return static_cast<DWORD>(name.size());
+}
+
+extern "C" HMODULE LoadLibraryExA(LPCSTR path, HANDLE, DWORD) {
+    void* const module = path ? dlopen(nativePath(path).c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+    return module ? static_cast<HMODULE>(module) : platform_failWith<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
+}
+
+extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
+    void* const address = dlsym(module, name);
+    return address ? reinterpret_cast<FARPROC>(address) : platform_failWith<FARPROC>(ERROR_PROC_NOT_FOUND, nullptr);
+}
+
+extern "C" BOOL FreeLibrary(HMODULE module) {
+    return dlclose(module) == 0 ? TRUE : platform_failWith(ERROR_MOD_NOT_FOUND, FALSE);
+}
+
+extern "C" DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }

@@ -1,0 +1,74 @@
+// The files behind named objects: which exist, who holds them, and that they go with their last holder.
+//
+// Each object is a file in a private folder of this user under /dev/shm. Two byte locks of the open file description
+// carry its life, and the kernel ends both with the process however it ends: byte 0, shared, says "I hold this
+// object"; byte 1, exclusive, guards create, attach and detach. Nobody on byte 0 means that the file is a leftover.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform.h"
+
+enum class ObjectKind : std::uint32_t { event = 1, mapping = 2 };
+
+/// First page of an object's file; a mapping's data begins on the next one.
+struct ObjectPage {
+    std::uint64_t magic;      //  0  kObjectMagic
+    std::uint32_t kind;       //  8  ObjectKind
+    std::uint32_t signalled;  // 12  event: 1 signalled, 0 not; the futex word
+    std::uint64_t size;       // 16  mapping: bytes asked for by its creator
+    std::uint32_t waiters;    // 24  event: threads inside a wait, of all processes
+    std::uint32_t reserved;   // 28
+};
+static_assert(sizeof(ObjectPage) == 32);
+
+constexpr std::uint64_t kObjectMagic = 0x31304a424f564f44;  // "DOVOBJ01"
+constexpr std::size_t kPageBytes = 4096;
+
+/// Whole pages that hold that many bytes; 0 when there is no such number.
+constexpr std::uint64_t wholePages(std::uint64_t bytes) {
+    return bytes > UINT64_MAX - kPageBytes ? 0 : (bytes + kPageBytes - 1) / kPageBytes * kPageBytes;
+}
+
+/// One object as this process holds it, shared by all its handles and views of that name. Any thread.
+class ObjectFile {
+public:
+    /// Lets go: the last holder of all processes removes the file.
+    ~ObjectFile();
+    ObjectFile(const ObjectFile&) = delete;
+    ObjectFile& operator=(const ObjectFile&) = delete;
+
+    int descriptor() const { return _descriptor; }
+    ObjectKind kind() const { return _kind; }
+    /// The first page, mapped for events only; else null.
+    ObjectPage* page() const { return _page; }
+    /// Bytes that a mapping's creator asked for.
+    std::uint64_t size() const { return _size; }
+
+private:
+    friend class ObjectFileOpener;
+    ObjectFile() = default;
+
+    std::string _name;  // as the caller gave it; empty for an unnamed object
+    std::string _fileName;
+    ObjectKind _kind = ObjectKind::event;
+    int _descriptor = -1;
+    ObjectPage* _page = nullptr;
+    std::uint64_t _size = 0;
+};
+
+/// Creates an object, or attaches to the existing one of that name and kind.
+///
+/// @param name     Name; null or "" for an unnamed object.
+/// @param size     Bytes of a mapping, not 0; 0 for an event.
+/// @param signalled  First state of a new event.
+/// @param existed  Tells whether it existed.
+/// @return         null on failure, with the last error: 3 a bad name, 5 something else is in its place, 6 an object
+///                 of another kind has the name, 8 or 1455 not enough memory, 121 its guard was not to be had.
+std::shared_ptr<ObjectFile> ObjectFile_Create(const char* name, ObjectKind kind, std::uint64_t size, bool signalled,
+                                              bool& existed);
+
+/// Attaches to an existing object. Null with the last error: 2 when there is none, else as for ObjectFile_Create.
+std::shared_ptr<ObjectFile> ObjectFile_Open(const char* name, ObjectKind kind);

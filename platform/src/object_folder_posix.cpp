@@ -1,0 +1,179 @@
+#include "object_folder_posix.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "last_error_posix.h"
+
+namespace {
+
+constexpr std::size_t kFileNameBytes = 255;
+const char kLocal[] = "Local\\";
+const char kGlobal[] = "Global\\";
+
+std::string percentEncoded(const std::string& name) {
+    std::string text;
+    for (const char character : name) {
+        const bool plain = (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+                           (character >= '0' && character <= '9') || std::strchr("-_", character);
+        if (plain && character != '\0') {
+            text += character;
+            continue;
+        }
+        char code[4];
+        std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(character)));
+        text += code;
+    }
+    return text;
+}
+
+// Opens a folder that must be this user's alone; makes it when it is absent.
+int openPrivateFolder(int parent, const std::string& name) {
+    if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
+        return platform_failWith(platform_errorOf(errno), -1);
+    const int descriptor = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
+        close(descriptor);
+        return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
+    }
+    return descriptor;
+}
+
+int openObjectFolder() {
+    const char* wished = std::getenv("PLATFORM_OBJECT_NAMESPACE");
+    const std::string space = wished && *wished ? percentEncoded(wished) : "default";
+    const int parent = openPrivateFolder(AT_FDCWD, "/dev/shm/dorven-objects-" + std::to_string(geteuid()));
+    if (parent < 0) return -1;
+    const int descriptor = openPrivateFolder(parent, space);
+    close(parent);
+    return descriptor;
+}
+
+// Removes a file that nobody holds; a leftover of a process that was killed.
+void removeLeftover(int folder, const char* fileName) {
+    const int descriptor = openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return;
+    struct stat status {};
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+        ObjectFolder_TryGuard(descriptor) && !ObjectFolder_IsHeld(descriptor) &&
+        ObjectFolder_IsUnderName(folder, descriptor, fileName))
+        unlinkat(folder, fileName, 0);
+    close(descriptor);
+}
+
+void sweep(int folder) {
+    const int copy = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
+    if (!entries) {
+        if (copy >= 0) close(copy);
+        return;
+    }
+    while (const dirent* entry = readdir(entries)) {
+        if (entry->d_name[0] != '.') removeLeftover(folder, entry->d_name);
+    }
+    closedir(entries);
+}
+
+std::mutex folderMutex;
+int folderDescriptor = -1;  // guarded by folderMutex
+
+int openAndSweep() {
+    if (folderDescriptor >= 0) close(folderDescriptor);
+    folderDescriptor = openObjectFolder();
+    if (folderDescriptor >= 0) sweep(folderDescriptor);
+    return folderDescriptor;
+}
+
+struct flock byteLock(short type, off_t byte) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = 1;
+    return lock;
+}
+
+}  // namespace
+
+DWORD platform_errorOf(int errorNumber) {
+    switch (errorNumber) {
+        case ENOENT:
+            return ERROR_FILE_NOT_FOUND;
+        case ENOTDIR:
+            return ERROR_PATH_NOT_FOUND;
+        case EMFILE:
+        case ENFILE:
+            return ERROR_TOO_MANY_OPEN_FILES;
+        case EACCES:
+        case EPERM:
+        case ELOOP:
+        case EISDIR:
+        case EROFS:
+        case ENXIO:
+            return ERROR_ACCESS_DENIED;
+        case ENOMEM:
+            return ERROR_NOT_ENOUGH_MEMORY;
+        case ENOSPC:
+        case EFBIG:
+        case EDQUOT:
+            return ERROR_COMMITMENT_LIMIT;
+        case EINVAL:
+            return ERROR_INVALID_PARAMETER;
+        case ENAMETOOLONG:
+            return ERROR_FILENAME_EXCED_RANGE;
+        default:
+            return ERROR_IO_DEVICE;
+    }
+}
+
+std::string ObjectFolder_FileName(const char* name) {
+    std::string rest = name;
+    const bool global = rest.rfind(kGlobal, 0) == 0;
+    if (global)
+        rest.erase(0, sizeof kGlobal - 1);
+    else if (rest.rfind(kLocal, 0) == 0)
+        rest.erase(0, sizeof kLocal - 1);
+    if (rest.empty()) return platform_failWith(ERROR_INVALID_NAME, std::string());
+    if (rest.find('\\') != std::string::npos) return platform_failWith(ERROR_PATH_NOT_FOUND, std::string());
+    // A plain name never holds the encoded backslash, so a global one cannot meet it.
+    const std::string fileName = percentEncoded(global ? kGlobal + rest : rest);
+    if (fileName.size() > kFileNameBytes) return platform_failWith(ERROR_FILENAME_EXCED_RANGE, std::string());
+    return fileName;
+}
+
+int ObjectFolder_Descriptor() {
+    const std::lock_guard lock(folderMutex);
+    return folderDescriptor >= 0 ? folderDescriptor : openAndSweep();
+}
+
+bool ObjectFolder_Renew() {
+    const std::lock_guard lock(folderMutex);
+    return openAndSweep() >= 0;
+}
+
+bool ObjectFolder_IsHeld(int descriptor) {
+    struct flock lock = byteLock(F_WRLCK, 0);
+    return fcntl(descriptor, F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+}
+
+bool ObjectFolder_TryGuard(int descriptor) {
+    struct flock lock = byteLock(F_WRLCK, 1);
+    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+}
+
+bool ObjectFolder_IsUnderName(int folder, int descriptor, const std::string& fileName) {
+    struct stat opened {};
+    struct stat named {};
+    return fstat(descriptor, &opened) == 0 && fstatat(folder, fileName.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}

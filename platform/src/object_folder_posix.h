@@ -1,0 +1,24 @@
+// The private folder that holds the files of this process's named objects.
+#pragma once
+
+#include <string>
+
+/// File name for an object's name: percent-encoded, "Local\X" as "X". Empty, with the last error, for a name that
+/// cannot be: 3 with a backslash elsewhere than behind "Local" or "Global", 123 nothing behind these, 206 too long.
+std::string ObjectFolder_FileName(const char* name);
+
+/// Descriptor of the folder, made and swept at the first use; stays open. -1, with the last error, when the folder
+/// cannot be made or is not this user's alone.
+int ObjectFolder_Descriptor();
+
+/// Makes the folder anew if it was removed under this process. False as ObjectFolder_Descriptor gives -1.
+bool ObjectFolder_Renew();
+
+/// True if somebody, of any process, holds the file (byte 0).
+bool ObjectFolder_IsHeld(int descriptor);
+
+/// Takes the guard (byte 1) without waiting.
+bool ObjectFolder_TryGuard(int descriptor);
+
+/// True if the file under that name in the folder is still the one that is open.
+bool ObjectFolder_IsUnderName(int folder, int descriptor, const std::string& fileName);

@@ -1,0 +1,324 @@
+// What the Linux layer alone promises: hostile leftovers, sweeping, name spaces, children that keep nothing.
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "child_process.h"
+#include "object_handles.h"
+#include "platform.h"
+#include "temporary_folder.h"
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+using test::ObjectHandle;
+
+namespace {
+
+const char kVariable[] = "PLATFORM_OBJECT_NAMESPACE";
+
+fs::path userFolder() { return "/dev/shm/dorven-objects-" + std::to_string(geteuid()); }
+
+// The folder of this process's name space, made by a first object.
+fs::path objectFolder() {
+    const ObjectHandle first(CreateEventA(nullptr, FALSE, FALSE, test::uniqueName("first").c_str()));
+    return userFolder() / std::getenv(kVariable);
+}
+
+HANDLE createMapping(const std::string& name) {
+    return CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 100, name.c_str());
+}
+
+HANDLE openMapping(const std::string& name) { return OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, name.c_str()); }
+
+std::size_t filesIn(const fs::path& folder) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+}  // namespace
+
+TEST(ObjectFiles, ArePrivateToTheUser) {
+    const fs::path folder = objectFolder();
+    const ObjectHandle mapping(createMapping("private"));
+    EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(userFolder()).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(folder / "private").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST(ObjectFiles, GoWithTheLastHandle) {
+    const fs::path folder = objectFolder();
+    {
+        const ObjectHandle mapping(createMapping("going"));
+        EXPECT_TRUE(fs::exists(folder / "going"));
+    }
+    EXPECT_FALSE(fs::exists(folder / "going"));
+}
+
+TEST(ObjectFiles, ASymbolicLinkInTheObjectsPlaceIsRefusedAndItsTargetUntouched) {
+    const test::TemporaryFolder elsewhere;
+    const std::string target = elsewhere.file("precious", "content");
+    fs::create_symlink(target, objectFolder() / "link");
+    EXPECT_EQ(createMapping("link"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(openMapping("link"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(fs::file_size(target), 7u);
+}
+
+TEST(ObjectFiles, AFolderInTheObjectsPlaceIsRefused) {
+    fs::create_directory(objectFolder() / "folder");
+    EXPECT_EQ(createMapping("folder"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+}
+
+TEST(ObjectFiles, APipeInTheObjectsPlaceIsRefusedWithoutWaiting) {
+    ASSERT_EQ(mkfifo((objectFolder() / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(createMapping("pipe"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+}
+
+TEST(ObjectFiles, AFileOfAnotherUserIsRefused) {
+    if (geteuid() != 0) return;  // only root can give a file away
+    const fs::path path = objectFolder() / "foreign";
+    std::ofstream(path) << "content";
+    ASSERT_EQ(chown(path.c_str(), 12345, 12345), 0);
+    EXPECT_EQ(createMapping("foreign"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(fs::file_size(path), 7u);
+}
+
+TEST(ObjectFiles, ALeftoverFileIsAbsentToOpenAndReplacedByCreate) {
+    const fs::path path = objectFolder() / "leftover";
+    std::ofstream(path) << "content";
+    EXPECT_EQ(openMapping("leftover"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(fs::exists(path));
+    std::ofstream(path) << "content";
+    const ObjectHandle mapping(createMapping("leftover"));
+    EXPECT_NE(mapping.get(), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+}
+
+CHILD_ROLE(holdsMapping) {
+    const ObjectHandle mapping(createMapping(arguments.at(0)));
+    const ObjectHandle ready(OpenEventA(EVENT_ALL_ACCESS, FALSE, arguments.at(1).c_str()));
+    SetEvent(ready.get());
+    std::this_thread::sleep_for(30s);
+    return 0;
+}
+
+namespace {
+
+// A child that holds a mapping until it is killed.
+class Holder {
+public:
+    explicit Holder(const std::string& name) : _ready(CreateEventA(nullptr, FALSE, FALSE, _readyName.c_str())) {
+        _child = std::make_unique<test::ChildProcess>("holdsMapping", test::Arguments{name, _readyName});
+        const HANDLE ready = _ready.get();
+        EXPECT_EQ(WaitForMultipleObjects(1, &ready, FALSE, 20'000), WAIT_OBJECT_0);
+    }
+    ~Holder() { _child->kill(); }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+private:
+    std::string _readyName = test::uniqueName("ready");
+    ObjectHandle _ready;
+    std::unique_ptr<test::ChildProcess> _child;
+};
+
+}  // namespace
+
+TEST(ObjectFiles, AHeldFileThatWasCutShortIsAnErrorForWhoeverAttaches) {
+    const fs::path folder = objectFolder();
+    const Holder holder("cut");
+    fs::resize_file(folder / "cut", 10);
+    EXPECT_EQ(openMapping("cut"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+    EXPECT_EQ(createMapping("cut"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+}
+
+TEST(ObjectFiles, AFileThatIsCutShortBeforeItIsMappedIsAnErrorAndNoFault) {
+    const fs::path folder = objectFolder();
+    const ObjectHandle mapping(createMapping("cut_later"));
+    fs::resize_file(folder / "cut_later", 4096);
+    EXPECT_EQ(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+}
+
+TEST(ObjectFiles, AHeldFileWithForeignContentIsAnError) {
+    const fs::path folder = objectFolder();
+    const Holder holder("garbage");
+    std::fstream(folder / "garbage", std::ios::in | std::ios::out | std::ios::binary) << "garbage!";
+    EXPECT_EQ(openMapping("garbage"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+}
+
+TEST(ObjectFiles, AGuardThatIsNeverLeftEndsInAnErrorThatNamesTheObject) {
+    const fs::path folder = objectFolder();
+    const int descriptor = open((folder / "guarded").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    struct flock guard {};
+    guard.l_type = F_WRLCK;
+    guard.l_start = 1;
+    guard.l_len = 1;
+    ASSERT_EQ(fcntl(descriptor, F_OFD_SETLK, &guard), 0);
+    testing::internal::CaptureStderr();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(createMapping("guarded"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_SEM_TIMEOUT);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("\"guarded\""));
+    close(descriptor);
+}
+
+CHILD_ROLE(touchesOneObject) {
+    const ObjectHandle event(CreateEventA(nullptr, FALSE, FALSE, "touched"));
+    return event.get() ? 0 : 1;
+}
+
+TEST(ObjectFiles, LeftoversAreSweptByTheFirstUseOfAProcess) {
+    const fs::path folder = objectFolder();
+    for (int i = 0; i < 20; ++i) std::ofstream(folder / ("old" + std::to_string(i))) << "x";
+    const Holder holder("held");
+    test::ChildProcess child("touchesOneObject");
+    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_FALSE(fs::exists(folder / "old0"));
+    EXPECT_TRUE(fs::exists(folder / "held"));
+}
+
+TEST(ObjectFiles, TheFolderIsMadeAgainWhenItWasRemoved) {
+    const fs::path folder = objectFolder();
+    fs::remove_all(folder);
+    const ObjectHandle mapping(createMapping("anew"));
+    EXPECT_NE(mapping.get(), nullptr);
+    EXPECT_TRUE(fs::exists(folder / "anew"));
+}
+
+CHILD_ROLE(opensInItsNamespace) { return openMapping(arguments.at(0)) ? 0 : 1; }
+
+TEST(ObjectFiles, ProcessesOfAnotherNameSpaceDoNotMeet) {
+    const std::string name = test::uniqueName("space");
+    const ObjectHandle mapping(createMapping(name));
+    const std::string own = std::getenv(kVariable);
+    test::ChildProcess same("opensInItsNamespace", {name});
+    EXPECT_EQ(same.join(20s), 0);
+    setenv(kVariable, (own + "-other").c_str(), 1);
+    test::ChildProcess other("opensInItsNamespace", {name});
+    EXPECT_EQ(other.join(20s), 1);
+    setenv(kVariable, own.c_str(), 1);
+    fs::remove_all(userFolder() / (own + "-other"));
+}
+
+TEST(ObjectFiles, AChildThatWasStartedDoesNotKeepItsParentsObjects) {
+    const std::string name = test::uniqueName("inherited");
+    ObjectHandle mapping(createMapping(name));
+    const auto sleeper = test::ChildProcess::program("/bin/sleep", {"30"});
+    mapping.close();
+    EXPECT_EQ(openMapping(name), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    const_cast<test::ChildProcess&>(sleeper).kill();
+}
+
+CHILD_ROLE(refusesAFolderOfTheWrongMode) {
+    const ObjectHandle event(CreateEventA(nullptr, FALSE, FALSE, "any"));
+    return !event.get() && GetLastError() == ERROR_ACCESS_DENIED ? 0 : 1;
+}
+
+TEST(ObjectFiles, AFolderThatOthersMayEnterIsRefused) {
+    objectFolder();
+    const std::string own = std::getenv(kVariable);
+    const fs::path open = userFolder() / (own + "-open");
+    fs::create_directory(open);
+    fs::permissions(open, fs::perms::all);
+    setenv(kVariable, (own + "-open").c_str(), 1);
+    test::ChildProcess child("refusesAFolderOfTheWrongMode");
+    EXPECT_EQ(child.join(20s), 0);
+    setenv(kVariable, own.c_str(), 1);
+    fs::remove_all(open);
+}
+
+CHILD_ROLE(comesAndGoes) {
+    // Round after round until it is killed: create, touch, let go.
+    for (;;) {
+        const ObjectHandle mapping(createMapping(arguments.at(0)));
+        if (!mapping.get()) return 1;
+        void* const view = MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0);
+        if (!view) return 2;
+        *static_cast<unsigned char*>(view) = 1;
+        UnmapViewOfFile(view);
+    }
+}
+
+TEST(ObjectFiles, KillsAtRandomMomentsLoseNoNameUnderAHolderAndLeaveNothingBehind) {
+    const fs::path folder = objectFolder();
+    const std::string kept = test::uniqueName("kept");
+    const ObjectHandle holder(createMapping(kept));
+    const std::string churned = test::uniqueName("churned");
+    const auto end = std::chrono::steady_clock::now() + 3s;
+    unsigned round = 0;
+    while (std::chrono::steady_clock::now() < end) {
+        test::ChildProcess first("comesAndGoes", {round % 2 ? kept : churned});
+        test::ChildProcess second("comesAndGoes", {churned});
+        std::this_thread::sleep_for(std::chrono::microseconds(1'000 + round * 7'919 % 5'000));
+        EXPECT_TRUE(first.running());
+        EXPECT_TRUE(second.running());
+        first.kill();
+        second.kill();
+        const ObjectHandle found(openMapping(kept));
+        EXPECT_NE(found.get(), nullptr);
+        ++round;
+    }
+    EXPECT_EQ(openMapping(churned), nullptr);
+    test::ChildProcess sweeper("touchesOneObject");
+    EXPECT_EQ(sweeper.join(20s), 0);
+    EXPECT_EQ(filesIn(folder), 1u) << "only the kept object's file may be left";
+}
+
+CHILD_ROLE(sleepsUntilStopped) {
+    platform_installStopHandler();
+    const ObjectHandle ready(OpenEventA(EVENT_ALL_ACCESS, FALSE, arguments.at(0).c_str()));
+    SetEvent(ready.get());
+    const bool reached = platform_sleepUntil(platform_monotonicNanoseconds() + 20'000'000'000);
+    if (reached || !platform_stopRequested()) return 1;
+    if (arguments.at(1) == "stays") std::this_thread::sleep_for(20s);
+    return 0;
+}
+
+namespace {
+
+pid_t pidOfOnlyChild() {
+    std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    pid_t pid = 0;
+    children >> pid;
+    return pid;
+}
+
+int stopped(int signalNumber, const std::string& conduct, int times) {
+    const std::string readyName = test::uniqueName("ready");
+    const HANDLE ready = CreateEventA(nullptr, FALSE, FALSE, readyName.c_str());
+    test::ChildProcess child("sleepsUntilStopped", {readyName, conduct});
+    EXPECT_EQ(WaitForMultipleObjects(1, &ready, FALSE, 20'000), WAIT_OBJECT_0);
+    CloseHandle(ready);
+    for (int i = 0; i < times; ++i) {
+        kill(pidOfOnlyChild(), signalNumber);
+        std::this_thread::sleep_for(300ms);
+    }
+    return child.join(10s);
+}
+
+}  // namespace
+
+TEST(StopHandler, InterruptAndTerminateEndASleepEarly) {
+    EXPECT_EQ(stopped(SIGINT, "ends", 1), 0);
+    EXPECT_EQ(stopped(SIGTERM, "ends", 1), 0);
+}
+
+TEST(StopHandler, TheSecondRequestEndsTheProcess) { EXPECT_EQ(stopped(SIGINT, "stays", 2), 128 + SIGINT); }

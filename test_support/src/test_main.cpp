@@ -1,0 +1,12 @@
+// main of every test program: plays the child role that the command line names, else runs the tests.
+#include <gmock/gmock.h>
+
+#include "child_process.h"
+#include "test_namespace.h"
+
+int main(int argc, char** argv) {
+    const test::ObjectNamespace ownNamespace;  // inherited by children, removed at the end
+    if (const auto exitCode = test::runRole(argc, argv)) return *exitCode;
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,57 @@
+#include "child_process.h"
+
+#include <stdexcept>
+
+#include "platform.h"
+
+namespace test {
+namespace {
+
+// As the C runtime takes a command line apart again: quotes around, backslashes doubled before a quote.
+std::string quoted(const std::string& argument) {
+    std::string text = "\"";
+    std::size_t backslashes = 0;
+    for (const char character : argument) {
+        if (character == '"') text.append(backslashes + 1, '\\');
+        backslashes = character == '\\' ? backslashes + 1 : 0;
+        text += character;
+    }
+    text.append(backslashes, '\\');
+    return text + "\"";
+}
+
+}  // namespace
+
+void ChildProcess::start(const std::string& path, const Arguments& arguments) {
+    std::string executable = path.find_first_of("\\/") == std::string::npos ? programFolder() + path : path;
+    if (executable.size() < 4 || executable.substr(executable.size() - 4) != ".exe") executable += ".exe";
+    std::string commandLine = quoted(executable);
+    for (const std::string& argument : arguments) commandLine.append(" ").append(quoted(argument));
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessA(executable.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                        &process))
+        throw std::runtime_error("cannot start " + executable);
+    CloseHandle(process.hThread);
+    _process = process.hProcess;
+}
+
+std::optional<int> ChildProcess::wait(std::chrono::milliseconds limit) {
+    if (WaitForSingleObject(_process, static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) return std::nullopt;
+    DWORD exitCode = 0;
+    GetExitCodeProcess(_process, &exitCode);
+    CloseHandle(_process);
+    _process = nullptr;
+    return static_cast<int>(exitCode);
+}
+
+void ChildProcess::terminate() {
+    if (!_process) return;
+    TerminateProcess(_process, 137);
+    WaitForSingleObject(_process, INFINITE);
+    CloseHandle(_process);
+    _process = nullptr;
+}
+
+}  // namespace test

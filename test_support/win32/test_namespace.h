@@ -1,0 +1,11 @@
+// Windows has no name spaces of objects to choose from; tests use unique names and a CTest resource lock.
+#pragma once
+
+namespace test {
+
+class ObjectNamespace {
+public:
+    ObjectNamespace() {}  // user-provided, so that the object counts as used
+};
+
+}  // namespace test
