@@ -61,6 +61,8 @@ function(dorven_add_shared_library name)
     if(arg_EXPORTS AND WIN32)
         target_sources(${name} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.def)
     elseif(arg_EXPORTS)
+        # The map decides what goes out; a symbol that is hidden already it could not bring back.
+        set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET default)
         set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.map)
         target_link_options(${name} PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined-version)
         set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${map})

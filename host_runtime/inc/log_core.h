@@ -1,0 +1,40 @@
+// The one place that trace, errorlog and errortrace write to: the log file, and a capture in memory for tests.
+// Environment, read at the first use: DORVEN_LOG_LEVEL, the trace master level 0 … 5 (default 0: errors, and traces of
+// level 0), and DORVEN_LOG_FILE, a file that entries of any number of processes are appended to (default: standard
+// error). What is wrong with them is said once on standard error. One line per entry, out when its function returns:
+//   2026-01-31 12:34:56.789 errorlog 0 Dorven/TeskImages:75 text      (time, sink, level, source file:line, text)
+// Control characters are written escaped (\n, \x1b). Nothing here throws; what cannot be written is lost.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+
+#include "host_runtime_export.h"
+
+enum class LogSink : int { trace = 0, errorLog = 1, errorTrace = 2 };
+
+/// One entry as a capture hands it out; texts are copies that live during the call.
+struct LogEntryView {
+    LogSink sink;
+    int level;         // of a trace message; 0 for the other sinks
+    const char* file;  // as the reporter named it
+    int line;
+    const char* channel;  // of a trace message; "" for the other sinks
+    const char* text;
+    unsigned long long thread;  // number of the reporting thread; given by the log, whatever the reporter says
+};
+
+extern "C" {
+
+/// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix.
+LOG_CORE_API void LogCore_Write(const LogEntryView* entry);
+
+/// The trace master level, 0 … 5, from the environment or as set; setting keeps to that range.
+LOG_CORE_API int LogCore_MasterLevel();
+LOG_CORE_API void LogCore_SetMasterLevel(int level);
+
+/// Starts to hand every entry to a function as well, on the reporting thread and under the log's lock, so it must not
+/// report itself; null ends it. While a capture runs, the log itself is not written, so that tests stay quiet.
+LOG_CORE_API void LogCore_SetCapture(void (*function)(void* context, const LogEntryView* entry), void* context);
+
+}  // extern "C"
