@@ -23,7 +23,9 @@ else()
 endif()
 
 if(DORVEN_SANITIZE)
-    add_compile_options(-fsanitize=${DORVEN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    # No vptr check: a host calls the plugin's objects without having its type information.
+    add_compile_options(-fsanitize=${DORVEN_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${DORVEN_SANITIZE})
 endif()
 

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <memory>
+#include <typeinfo>
+#include <utility>
 
 #include "platform.h"
 
@@ -29,7 +31,9 @@ bool HandleTable_Close(HANDLE handle);
 /// The object if the handle names one of that kind; else null, last error 6.
 template <typename Object>
 std::shared_ptr<Object> HandleTable_FindAs(HANDLE handle) {
-    auto object = std::dynamic_pointer_cast<Object>(HandleTable_Find(handle));
-    if (!object) SetLastError(ERROR_INVALID_HANDLE);
-    return object;
+    auto object = HandleTable_Find(handle);
+    const KernelObject* const found = object.get();
+    if (found && typeid(*found) == typeid(Object)) return std::static_pointer_cast<Object>(std::move(object));
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
 }

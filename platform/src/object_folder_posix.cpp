@@ -146,7 +146,7 @@ std::string ObjectFolder_FileName(const char* name) {
     if (rest.empty()) return platform_failWith(ERROR_INVALID_NAME, std::string());
     if (rest.find('\\') != std::string::npos) return platform_failWith(ERROR_PATH_NOT_FOUND, std::string());
     // A plain name never holds the encoded backslash, so a global one cannot meet it.
-    const std::string fileName = percentEncoded(global ? kGlobal + rest : rest);
+    std::string fileName = percentEncoded(global ? kGlobal + rest : rest);
     if (fileName.size() > kFileNameBytes) return platform_failWith(ERROR_FILENAME_EXCED_RANGE, std::string());
     return fileName;
 }

@@ -34,7 +34,8 @@ int formatStandard(char* buffer, std::size_t size, const char* format, std::va_l
 #if defined(__MINGW32__)
     return __mingw_vsnprintf(buffer, size, format, arguments);  // the C standard's meaning, whatever runtime is linked
 #else
-    return std::vsnprintf(buffer, size, format, arguments);
+    // The analyser does not see that the caller has started the list.
+    return std::vsnprintf(buffer, size, format, arguments);  // NOLINT(clang-analyzer-valist.Uninitialized)
 #endif
 }
 

@@ -1,0 +1,66 @@
+// The limit that the image road is measured against: a ring of slots and a futex word in shared memory, with nothing
+// around them. One writer, one reader; no checks, no marks, no names beyond the one file.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace bench {
+
+class BareRing {
+public:
+    /// Creates the memory, or opens what the other process has created.
+    BareRing(const std::string& name, std::size_t slots, std::size_t slotBytes, bool create);
+    ~BareRing();
+    BareRing(const BareRing&) = delete;
+    BareRing& operator=(const BareRing&) = delete;
+
+    unsigned char* writeSlot();
+    void put();
+    const unsigned char* readSlot();  // null: none waits
+    void release();
+
+    /// An auto-reset signal on the shared futex word, and the wait for it, with a limit of 2 s as the image source has.
+    void signal();
+    void wait();
+
+private:
+    struct Header {
+        std::atomic<std::uint64_t> write;
+        std::atomic<std::uint64_t> read;
+        std::atomic<std::uint32_t> word;
+        std::atomic<std::uint32_t> waiters;
+    };
+
+    std::string _name;
+    bool _created;
+    std::size_t _slots;
+    std::size_t _slotBytes;
+    std::size_t _bytes;
+    unsigned char* _memory;
+    Header* _header;
+};
+
+/// The futex word alone, in memory shared by name: what an event between processes costs at least.
+void futexSet(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters);
+/// @param limitSeconds  0 waits for ever.
+void futexWait(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters, int limitSeconds);
+
+/// One page shared by name.
+class SharedPage {
+public:
+    SharedPage(const std::string& name, bool create);
+    ~SharedPage();
+    SharedPage(const SharedPage&) = delete;
+    SharedPage& operator=(const SharedPage&) = delete;
+    std::atomic<std::uint32_t>* words() const { return _words; }
+
+private:
+    std::string _name;
+    bool _created;
+    std::atomic<std::uint32_t>* _words;
+};
+
+}  // namespace bench

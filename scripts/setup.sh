@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Installs what building, testing and running need on Debian 12. Asks nothing; does nothing when all is there.
+# Needs root, or sudo that does not ask.
+set -euo pipefail
+
+packages=(
+    # build
+    g++ cmake ninja-build ccache git pkg-config python3
+    # libraries; googletest comes as sources and is built for both systems
+    libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libstb-dev librapidxml-dev uuid-dev
+    googletest libbenchmark-dev
+    # Windows: the cross compiler, and Wine to run what it makes
+    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64
+    # lint
+    clang clang-format clang-tidy
+)
+
+missing=()
+for package in "${packages[@]}"; do
+    status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$status" = installed ] || missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+    exit 0
+fi
+
+run=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "setup: needs root, or sudo, to install: ${missing[*]}" >&2; exit 1; }
+    run=(sudo -n)
+fi
+
+export DEBIAN_FRONTEND=noninteractive
+echo "setup: installing ${missing[*]}" >&2
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+apt() {
+    "${run[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3 "$@" \
+        >>"$log" 2>&1 </dev/null
+}
+if ! { apt update && apt install -y --no-install-recommends "${missing[@]}"; }; then
+    tail -n 30 "$log" >&2
+    echo "setup: installing failed; the lines above say why" >&2
+    exit 1
+fi

@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds everything and runs every test on both systems. The last line adds it all up.
+#
+#   scripts/test.sh                all of it
+#   scripts/test.sh JOB …          only these: lint linux-release linux-asan linux-tsan windows-release
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/wine_env.sh
+
+jobs=("$@")
+[ ${#jobs[@]} -gt 0 ] || jobs=(linux-release linux-asan linux-tsan windows-release lint)
+cores=$(nproc)
+results=build/test-results
+failed=0
+trap wine_end EXIT
+
+section() { printf '\n== %s\n' "$*"; }
+
+# One check that is no test program: counted as one test.
+check() { # name, command …
+    local name=$1
+    shift
+    if "$@" >"$results/$name.log" 2>&1; then
+        echo "passed" >"$results/$name.check"
+        echo "$name: ok"
+    else
+        echo "failed" >"$results/$name.check"
+        tail -n 60 "$results/$name.log"
+        echo "$name: FAILED"
+        failed=1
+    fi
+}
+
+build() { # preset
+    cmake --preset "$1" >"$results/$1.configure.log" 2>&1 || { cat "$results/$1.configure.log"; return 1; }
+    cmake --build --preset "$1" >"$results/$1.build.log" 2>&1 || { tail -n 80 "$results/$1.build.log"; return 1; }
+}
+
+run_tests() { # preset, ctest arguments …
+    local preset=$1
+    shift
+    section "$preset: build"
+    if ! build "$preset"; then
+        echo "failed" >"$results/$preset-build.check"
+        failed=1
+        return
+    fi
+    section "$preset: tests"
+    ctest --preset "$preset" --output-junit "$PWD/$results/$preset.xml" --test-output-size-passed 200000 --quiet \
+        --output-log "$results/$preset.ctest.log" "$@" </dev/null || failed=1
+    python3 scripts/summarize_tests.py --failures "$results/$preset.xml"
+}
+
+scripts/setup.sh
+rm -rf "$results"
+mkdir -p "$results"
+
+for job in "${jobs[@]}"; do
+    case "$job" in
+        lint)
+            section "format and lint"
+            check format scripts/lint.sh format
+            check lint scripts/lint.sh tidy
+            ;;
+        linux-tsan)
+            # Only what runs threads against each other; everything waits here several times as long.
+            run_tests "$job" -j "$cores" -L concurrent
+            ;;
+        linux-asan)
+            ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests "$job" -j $((cores * 4))
+            ;;
+        linux-*)
+            # Many tests wait for time to pass, so more of them run than there are cores.
+            run_tests "$job" -j $((cores * 4))
+            ;;
+        windows-*)
+            wine_begin "$PWD/build"
+            run_tests "$job" -j 1
+            wine_end
+            ;;
+        *)
+            echo "test: no such job: $job" >&2
+            exit 2
+            ;;
+    esac
+done
+
+section "all together"
+python3 scripts/summarize_tests.py "$results"/*.xml "$results"/*.check 2>/dev/null || true
+exit "$failed"
