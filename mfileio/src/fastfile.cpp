@@ -1,0 +1,269 @@
+#include "fastfile.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "errtrace.h"
+#include "fastfile_transfer.h"
+
+namespace {
+
+const char kFile[] = "mfileio/src/fastfile";
+
+const char* findLineEnd(const char* begin, const char* end) {
+    return std::find_if(begin, end, [](char character) { return character == '\r' || character == '\n'; });
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------------------------ transfer
+
+HANDLE openfile(const char* fileName) {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    return CreateFileA(fileName, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, OPEN_EXISTING,
+                       FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+std::ptrdiff_t read64(HANDLE file, void* target, std::size_t size, std::size_t largestPiece) {
+    std::size_t asked = 0;
+    std::size_t total = 0;
+    DWORD count = 0;
+    do {
+        const auto piece = static_cast<DWORD>(std::min(size - asked, largestPiece));
+        if (!ReadFile(file, static_cast<char*>(target) + total, piece, &count, nullptr)) {
+            const DWORD error = GetLastError();
+            M_ERRTRACE("%s(): ReadFile() failed: %u", "read64", static_cast<unsigned>(error));
+            return -1;
+        }
+        asked += piece;
+        total += count;
+    } while (count > 0 && asked < size);
+    return static_cast<std::ptrdiff_t>(total);
+}
+
+// -------------------------------------------------------------------------------------------------------------- reader
+
+MFastFileReader::MFastFileReader(const char* fileName) {
+    if (!Open(fileName)) M_ERRTRACE("MFastFileReader::MFastFileReader(): Open(\"%s\") failed", fileName);
+}
+
+MFastFileReader::~MFastFileReader() {
+    if (!Close()) M_ERRTRACE("MFastFileReader::~MFastFileReader(): Close() failed");
+}
+
+bool MFastFileReader::Open(const char* fileName) {
+    if (!Close()) {
+        M_ERRTRACE("MFastFileReader::Open(): Close() failed");
+        return false;
+    }
+    _file = openfile(fileName);
+    if (_file == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        M_ERRTRACE("MFastFileReader::Open(): openfile(\"%s\") failed: %d", fileName, static_cast<int>(error));
+        return false;
+    }
+    _fileName = fileName;
+    _openState = kOpen;
+    return true;
+}
+
+bool MFastFileReader::Close() {
+    if (_openState != kOpen) return true;
+    // A handle that cannot be closed is given up: by the next attempt its number may belong to another file.
+    const HANDLE file = _file;
+    _file = INVALID_HANDLE_VALUE;
+    _openState = kClosed;
+    _fileName.clear();
+    forgetBuffer();
+    if (CloseHandle(file)) return true;
+    const DWORD error = GetLastError();
+    M_ERRTRACE("MFastFileReader::Close(): CloseHandle() failed: %d", static_cast<int>(error));
+    return false;
+}
+
+bool MFastFileReader::fill_buffer() {
+    const std::ptrdiff_t count = read64(_file, _buffer, kBufferSize);
+    if (count < 0) {
+        M_ERRTRACE("MFastFileReader::fill_buffer(): read64() failed");
+        return false;
+    }
+    if (count > 0) {
+        _current = _buffer;
+        _end = _buffer + count;
+    }
+    return true;
+}
+
+bool MFastFileReader::IsEOF() {
+    if (_openState != kOpen) {
+        M_ERRTRACE("MFastFileReader::IsEOF(): no open file");
+        return true;
+    }
+    if (!usedUp()) return false;
+    if (!fill_buffer()) {
+        M_ERRTRACE("MFastFileReader::IsEOF(): fill_buffer() failed");
+        return false;
+    }
+    return usedUp();
+}
+
+std::ptrdiff_t MFastFileReader::Read(void* target, std::size_t count) { return read_from_buffer(target, count); }
+
+std::size_t MFastFileReader::takeBuffered(char* target, std::size_t limit) {
+    const std::size_t count = std::min(limit, static_cast<std::size_t>(_end - _current));
+    std::copy_n(_current, count, target);
+    _current += count;
+    return count;
+}
+
+std::ptrdiff_t MFastFileReader::read_from_buffer(void* target, std::size_t count) {
+    if (_openState != kOpen) {
+        M_ERRTRACE("MFastFileReader::read_from_buffer(): no open file");
+        return -1;
+    }
+    auto* const bytes = static_cast<char*>(target);
+    const std::size_t buffered = takeBuffered(bytes, count);
+    const std::size_t rest = count - buffered;
+    if (rest == 0) return static_cast<std::ptrdiff_t>(count);
+
+    if (rest < kBufferSize) {
+        if (!fill_buffer()) {
+            M_ERRTRACE("MFastFileReader::read_from_buffer(): fill_buffer() failed");
+            return -1;
+        }
+        return static_cast<std::ptrdiff_t>(buffered + takeBuffered(bytes + buffered, rest));
+    }
+    forgetBuffer();  // its bytes no longer stand before the file's position, so there is no way back to them
+    const std::ptrdiff_t straight = read64(_file, bytes + buffered, rest);
+    if (straight < 0) {
+        M_ERRTRACE("MFastFileReader::read_from_buffer(): read64(..,%u,..) failed", static_cast<unsigned>(rest));
+        return -1;
+    }
+    return static_cast<std::ptrdiff_t>(buffered) + straight;
+}
+
+std::ptrdiff_t MFastFileReader::read_char_from_buffer(char& character) {
+    if (usedUp()) return read_from_buffer(&character, 1);
+    character = *_current++;
+    return 1;
+}
+
+// Hands buffer by buffer to store what stands before the place that find names; stops there, or at the end.
+template <typename Find, typename Store>
+MFastFileReader::Scan MFastFileReader::scan(Find find, Store store) {
+    for (;;) {
+        if (usedUp()) {
+            if (!fill_buffer()) return Scan::failed;
+            if (usedUp()) return Scan::atEnd;
+        }
+        const std::size_t length = static_cast<std::size_t>(find(_current, _end) - _current);
+        store(_current, length);
+        _current += length;
+        if (_current != _end) return Scan::found;
+    }
+}
+
+template <typename Store>
+MFastFileReader::LineScan MFastFileReader::scanLine(Store store) {
+    const Scan found = scan(findLineEnd, store);
+    if (found != Scan::found) return found == Scan::atEnd ? LineScan::done : LineScan::failed;
+    if (*_current++ != '\r') return LineScan::done;
+    if (usedUp() && !fill_buffer()) return LineScan::failedBehindCr;
+    if (!usedUp() && *_current == '\n') ++_current;
+    return LineScan::done;
+}
+
+bool MFastFileReader::ReadLine(std::string& line) {
+    line.clear();
+    switch (scanLine([&line](const char* text, std::size_t length) { line.append(text, length); })) {
+        case LineScan::done:
+            return true;
+        case LineScan::failed:
+            M_ERRTRACE("MFastFileReader::ReadLine(STL): fill_buffer() failed");
+            break;
+        case LineScan::failedBehindCr:
+            // Without the blank, kept on purpose: it tells this place from the one above.
+            M_ERRTRACE("MFastFileReader::ReadLine(STL):fill_buffer() failed");
+            break;
+    }
+    return false;
+}
+
+std::ptrdiff_t MFastFileReader::ReadLine(char* line, std::size_t maximum) {
+    std::size_t stored = 0;
+    const LineScan result = scanLine([line, maximum, &stored](const char* text, std::size_t length) {
+        const std::size_t fitting = std::min(length, maximum - stored);
+        std::copy_n(text, fitting, line + stored);
+        stored += fitting;
+    });
+    if (result != LineScan::done) {
+        M_ERRTRACE("MFastFileReader::ReadLine(): fill_buffer() failed");
+        return -1;
+    }
+    if (stored < maximum) line[stored] = '\0';
+    return static_cast<std::ptrdiff_t>(stored);
+}
+
+bool MFastFileReader::ReadString(std::string& text) {
+    text.clear();
+    const auto findZero = [](const char* begin, const char* end) { return std::find(begin, end, '\0'); };
+    const Scan found = scan(findZero, [&text](const char* part, std::size_t length) { text.append(part, length); });
+    if (found == Scan::failed) {
+        M_ERRTRACE("MFastFileReader::ReadString(): fill_buffer() failed");
+        return false;
+    }
+    if (found == Scan::found) ++_current;
+    return true;
+}
+
+bool MFastFileReader::ReadChar(char& character) { return read_char_from_buffer(character) == 1; }
+
+bool MFastFileReader::ReadCharNL(char& character) {
+    char first = 0;
+    const std::ptrdiff_t count = read_char_from_buffer(first);
+    if (count < 0) M_ERRTRACE("MFastFileReader::ReadCharNL: read_char_from_buffer() #1 failed");
+    if (count != 1) return false;
+    if (first == '\r') {
+        char second = 0;
+        const std::ptrdiff_t secondCount = read_char_from_buffer(second);
+        if (secondCount < 0) {
+            M_ERRTRACE("MFastFileReader::ReadCharNL(): read_char_from_buffer() #2 failed");
+            return false;
+        }
+        if (secondCount == 1 && second == '\n') {
+            first = '\n';
+        } else if (secondCount == 1 && !UnReadChar()) {
+            M_ERRTRACE("MFastFileReader::ReadCharNL(): UnReadChar() failed");
+            return false;
+        }
+    }
+    character = first;
+    return true;
+}
+
+bool MFastFileReader::UnReadChar() {
+    if (_openState != kOpen || _current == _buffer) {
+        M_ERRTRACE("MFastFileReader::UnReadChar(): can't rewind");
+        return false;
+    }
+    --_current;
+    return true;
+}
+
+template <typename Value>
+bool MFastFileReader::readValue(Value& value) {
+    char bytes[sizeof value];
+    if (read_from_buffer(bytes, sizeof bytes) != static_cast<std::ptrdiff_t>(sizeof bytes)) return false;
+    std::memcpy(&value, bytes, sizeof bytes);
+    return true;
+}
+
+bool MFastFileReader::ReadInt(std::int32_t& value) { return readValue(value); }
+
+bool MFastFileReader::ReadShort(std::int16_t& value) { return readValue(value); }
+
+bool MFastFileReader::ReadLong(std::int32_t& value) { return readValue(value); }
+
+bool MFastFileReader::ReadFloat(float& value) { return readValue(value); }
+
+bool MFastFileReader::ReadDouble(double& value) { return readValue(value); }

@@ -1,0 +1,18 @@
+// Opening and moving of whole blocks under the buffered classes and the whole-file functions.
+#pragma once
+
+#include <cstddef>
+
+#include "platform.h"
+
+/// Opens an existing file for reading, with a handle that children may inherit; others may read and write the file.
+/// INVALID_HANDLE_VALUE and the system's error code when that fails.
+HANDLE openfile(const char* fileName);
+
+/// The largest count that one system call takes.
+inline constexpr std::size_t kLargestTransfer = 4294967295;
+
+/// Reads from a file's current position, in pieces of at most largestPiece bytes; ends early with a piece of 0 bytes.
+///
+/// @return  Bytes read; -1, after an entry in the error trace, when a system call fails.
+std::ptrdiff_t read64(HANDLE file, void* target, std::size_t size, std::size_t largestPiece = kLargestTransfer);

@@ -1,0 +1,5 @@
+#include "fileops.h"
+
+#include "platform.h"
+
+bool file_access(const char* name) { return _access(name, 0) == 0; }

@@ -1,0 +1,179 @@
+// Ini data in memory: sections, their entries and every other line, so that a file can be read with typed getters and
+// comes back with its comments and the order of lines inside each section.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform.h"
+
+class MFastFileReader;
+
+/// Orders names by plain bytes: like memcmp over the shorter length, then the shorter one first. No locale.
+struct MIniDataCaseSensitiveCompare {
+    using is_transparent = void;
+    bool operator()(std::string_view left, std::string_view right) const { return left.compare(right) < 0; }
+};
+
+/// A line, kept verbatim without its line end: a blank line or a comment when it is of this class itself.
+class MIniDataLine {
+public:
+    explicit MIniDataLine(std::string lineText) : text(std::move(lineText)) {}
+    virtual ~MIniDataLine() = default;
+    MIniDataLine(const MIniDataLine&) = delete;
+    MIniDataLine& operator=(const MIniDataLine&) = delete;
+
+    std::string text;
+};
+
+/// A line with a name and a value. The value reaches to the end of the line, verbatim.
+class MIniDataEntry : public MIniDataLine {
+public:
+    MIniDataEntry(std::string lineText, std::size_t position)
+        : MIniDataLine(std::move(lineText)), valuePosition(position) {}
+
+    const char* value() const { return text.c_str() + valuePosition; }
+
+    std::size_t valuePosition;  // index in text, behind the '=' that ends the name; 0 for a line without '='
+};
+
+using MIniDataLines = std::vector<std::unique_ptr<MIniDataLine>>;
+
+/// A section: its header line and what stands below it. Getters find an entry by its name without trailing blanks and
+/// tabs, and behave as those of MIniDataT.
+template <typename Compare>
+class MIniDataSectionT : public MIniDataLine {
+public:
+    explicit MIniDataSectionT(std::string headerText);
+
+    /// The entry of that name, trailing blanks and tabs of it removed; null when there is none.
+    const MIniDataEntry* find_entry(std::string_view name) const;
+
+    bool GetStringEntry(std::string_view name, std::string& value) const;
+    bool GetLongEntry(std::string_view name, std::int32_t& value) const;
+    bool GetLongLongEntry(std::string_view name, std::int64_t& value) const;
+    bool GetDoubleEntry(std::string_view name, double& value) const;
+
+    /// Removes an entry and its line. The line is looked for from the top; one without a name before '=' that stands
+    /// above it ends the search, with the entry forgotten and its line left: false after an entry in the error trace.
+    bool DeleteEntry(const char* name);
+
+    std::map<std::string, MIniDataEntry*, Compare> entry_map;  // refers to lines below
+    MIniDataLines line_vec;                                    // the lines below the header, in file order
+};
+
+/// Ini data whose names are compared by Compare. Used by one thread at a time. Each operation answers false when it
+/// fails, after an entry in the error trace; nothing is thrown but what standard containers throw without memory.
+///
+/// A line is blank, a section header ('[' as its very first character, the name up to the first ']'), a comment (first
+/// visible character '#', '*', '/' or ';') or an entry (name '=' value). Values have no quotes, escapes or comments.
+template <typename Compare>
+class MIniDataT {
+public:
+    using Section = MIniDataSectionT<Compare>;
+
+    // Options, to be combined. The second has the effect of the first as well, kept on purpose: files rely on it.
+    static constexpr std::uint32_t kAcceptBareLines = 0x01;  // a line without '=' or without a name is an entry, too
+    static constexpr std::uint32_t kReplaceSections = 0x02;  // a repeated section replaces the earlier one
+    static constexpr std::uint32_t kReplaceEntries = 0x20;   // a repeated entry of a section replaces the earlier one
+
+    /// Without content and not open.
+    explicit MIniDataT(std::uint32_t options = 0);
+
+    /// Opens the file, without options. When that fails the object exists and is not open.
+    explicit MIniDataT(const char* fileName);
+
+    MIniDataT(const MIniDataT& other);
+    MIniDataT& operator=(const MIniDataT& other);
+    ~MIniDataT();
+
+    /// Reads a file in place of the present content. A file that does not exist is a new, empty one: true, and
+    /// FileAbsent. UTF-8 may begin with its mark; UTF-16 and UTF-32 are refused. Empty lines are dropped, kept on
+    /// purpose: files written by this class have none; lines of blanks stay. When it fails, the lines before the
+    /// failure stay readable until the next Close.
+    bool Open(const char* fileName);
+
+    /// Frees the content and forgets the file name. Always true.
+    bool Close();
+
+    /// Opens the file again. False when nothing is open.
+    bool Reload();
+
+    bool IsOpen() const { return _open; }
+
+    /// Whether the file did not exist when it was opened; also true before the first Open.
+    bool FileAbsent() const { return _fileAbsent; }
+
+    /// Whether the content is that of the file.
+    bool Unchanged() const { return _unchanged; }
+
+    /// Text of the last line or entry that was refused, at most 1023 characters.
+    const std::string& GetLastErrorText() const { return _lastError; }
+
+    /// All lines, each ended by LF: those above the first section, then the sections in ascending order of their names,
+    /// not in the file's order; kept on purpose: what is written is sorted.
+    std::string GetContentString() const;
+
+    /// Reads a text in place of the present content; LF, CR and CR LF end a line. File name and options stay, and
+    /// unlike in Open empty lines are kept.
+    bool SetContentString(const std::string& text);
+
+    // Getters. The section's name must match exactly; trailing blanks and tabs of the entry's name do not count.
+    // A missing section or entry: false, output untouched.
+
+    /// The value as it stands in the line, leading blanks included.
+    bool GetStringEntry(const char* section, const char* entry, std::string& value) const;
+
+    /// The number that the value begins with, decimal, limited to the type's range; text behind it does not matter.
+    /// A value that begins with no number: false, and 0 as output.
+    bool GetLongEntry(const char* section, const char* entry, std::int32_t& value) const;
+    bool GetLongLongEntry(const char* section, const char* entry, std::int64_t& value) const;
+    bool GetDoubleEntry(const char* section, const char* entry, double& value) const;
+
+    /// Removes a section with all its lines.
+    bool DeleteSection(const char* section);
+
+    /// Removes an entry with its line. See MIniDataSectionT::DeleteEntry.
+    bool DeleteEntry(const char* section, const char* entry);
+
+    bool SectionExists(const char* section) const;
+
+    /// Unlike the getters it takes the name as it is, trailing blanks included; kept on purpose: callers rely on it.
+    bool EntryExists(const char* section, const char* entry) const;
+
+    std::size_t GetSectionCount() const { return _sections.size(); }
+
+    // Names in ascending order, not in the file's; none for a missing section.
+    std::vector<std::string> GetSectionNames() const;
+    std::vector<std::string> GetEntryNames(const char* section) const;
+
+private:
+    Section* find_section(std::string_view name) const;
+    void freeContent();
+    bool readLines(MFastFileReader& reader);
+    bool takeMark(std::string& firstLine);
+    bool parse_line(const std::string& line);
+    bool parseHeader(const std::string& line);
+    bool parseEntry(const std::string& line, std::size_t nameBegin);
+    bool refuse(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
+    void setLastError(const char* format, std::va_list arguments) PLATFORM_FORMAT(2, 0);
+
+    bool _open = false;
+    bool _fileAbsent = true;
+    bool _unchanged = false;
+    std::string _fileName;
+    std::uint32_t _options = 0;
+    MIniDataLines _topLines;  // above the first section: blank lines and comments
+    std::map<std::string, std::unique_ptr<Section>, Compare> _sections;
+    Section* _currentSection = nullptr;  // while parsing: the one that the last header opened
+    std::string _lastError;
+};
+
+extern template class MIniDataSectionT<MIniDataCaseSensitiveCompare>;
+extern template class MIniDataT<MIniDataCaseSensitiveCompare>;
