@@ -61,9 +61,9 @@ echo "Grabbing $images images at $fps images per second …"
 "${run[@]}" "$bin/dorven-host$suffix" grab --config "$output/plugin.ini" --count "$images" --timeout 20 \
     --output "$output" --every 100 --json >"$output/summary.json" 2>"$output/host.log" </dev/null &
 host_pid=$!
-# The host says when it waits for images; a simulator that starts before would find nobody to read them.
+# The host says when its camera is open; a simulator that starts before would find nobody to read its first images.
 for _ in $(seq 1 300); do
-    grep -qi 'waiting for' "$output/host.log" && break
+    grep -q 'without a simulator' "$output/host.log" && break
     kill -0 "$host_pid" 2>/dev/null || break
     sleep 0.1
 done

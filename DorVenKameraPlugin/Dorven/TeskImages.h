@@ -1,0 +1,111 @@
+// The image source: the simulated camera itself. It owns the record that the host reads, and while it grabs, a worker
+// thread that hands the simulator's images to the host's callback, or faked ones when no simulator answers.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "HostTypes.h"
+#include "mprocessevent.h"
+
+namespace kest::dorven {
+
+/// Starts a thread that runs the function. A failure to start throws std::system_error.
+using ThreadStarter = std::function<std::shared_ptr<std::thread>(std::function<void()>)>;
+
+/// Thread-safe but for the record, which is shared with the host without a lock. The callback runs on the worker
+/// thread, with no lock held, and may call any operation.
+struct TeskImages {
+    /// With the system's event "DorVenImagesEvent", which the simulator signals.
+    TeskImages();
+
+    /// With another event and another way to start the worker thread, for tests.
+    explicit TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread = {});
+
+    TeskImages(const TeskImages&) = delete;
+    TeskImages& operator=(const TeskImages&) = delete;
+
+    // Virtual operations in the order of their slots. Each leaves its name in the trace.
+
+    /// Ends a worker thread that still runs; its owner had better call freeze.
+    virtual ~TeskImages();
+
+    /// The record of the latest image.
+    virtual std::shared_ptr<NUV::IMAGEMEMORY> imageMemory();
+    virtual NUV::SmartMetaDataCaps& imageMemoryCaps();
+    /// {width, height} in pixels and lines; empty without a record.
+    virtual std::vector<std::uint64_t> imageSize();
+    /// {bytes per pixel}, not the pixel format, kept on purpose: the simulator lays out its lines by it.
+    virtual std::vector<std::int32_t> imageFormat();
+    /// {x, y} in micrometres.
+    virtual std::vector<double> pixelSize();
+    /// Frames per second.
+    virtual double frameRate();
+    /// Stores any rate; one that is not above 0 is reported. The pace of a running grab stays as it is.
+    virtual double setFrameRate(const double& f);
+
+    /// Starts the worker thread, ending one that runs. False after an entry in the error log.
+    /// @throws std::system_error  when the system has no thread left; nothing runs then.
+    virtual bool grab();
+
+    /// Ends the worker thread: no callback runs after it returned, except when the callback itself calls it. False,
+    /// after entries in the error log, when none runs.
+    virtual bool freeze();
+
+    // ---- not virtual
+
+    /// Makes an image source configured by an ini file (openIniFile); without one it has its defaults.
+    static std::shared_ptr<TeskImages> create(const char* path);
+
+    /// @param function  Called for each image; null for none. It is called with its own context always, also when both
+    ///                  are replaced meanwhile.
+    void setCallback(void* context, NUV::ImageCallback function);
+
+    /// Whether a worker thread was started and not yet ended.
+    bool isRunning() const;
+
+protected:
+    std::shared_ptr<NUV::IMAGEMEMORY> _imageMemory;
+    std::shared_ptr<NUV::SmartMetaDataDouble> _smartTemperature;
+
+private:
+    struct Run;
+
+    void initImageMemory();
+    bool startImageThread();
+    bool stopImageThread();
+    void joinLeavingThread();
+
+    // On the worker thread, TeskImagesThread.cpp. After a callback they touch nothing of this object but when the run
+    // was not left: the callback may have ended it, and this object with it.
+    void imageThread(Run& run);
+    void prepareRun(Run& run);
+    void handleSignal(Run& run);
+    void handleSilence(Run& run);
+    void readImages(Run& run);
+    void fakeImage(Run& run);
+    void handOver(NUV::IMAGEMEMORY& record);
+
+    NUV::SmartMetaDataCaps _imageMemoryCaps;  // stays empty
+    double _pixelSize[2];
+    std::atomic<double> _frameRate;
+    std::shared_ptr<MEvent> _imageEvent;
+
+    std::mutex _callbackMutex;  // held for a copy of the pair alone
+    NUV::PluginInterfaceCallbackData _callback;
+
+    ThreadStarter _startThread;
+    mutable std::mutex _threadMutex;        // guards the three below; never held while a thread is joined
+    std::shared_ptr<std::thread> _thread;   // null: not running
+    std::shared_ptr<Run> _run;              // of _thread, or of the grab before
+    std::shared_ptr<std::thread> _leaving;  // ended from inside its own callback, not yet joined
+
+    std::vector<unsigned char> _fakeImageMem;  // the worker thread's
+};
+
+}  // namespace kest::dorven

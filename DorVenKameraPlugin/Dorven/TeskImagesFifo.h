@@ -1,0 +1,44 @@
+// The image source's end of the ring of whole images that the simulator keeps in shared memory. The simulator makes
+// memory and ring; this side only attaches to them. docs/wire-format.md draws a line.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace kest::dorven {
+
+/// What an image in the ring begins with, as the simulator wrote it. Lines may lie at any address: copy, do not cast.
+struct ImageLineHeader {
+    std::uint64_t imageCounter;  //  0  its low 32 bits count
+    double timeStampS;           //  8  seconds
+    double frameTimeS;           // 16  seconds from one image to the next
+};                               // 24  first pixel
+static_assert(std::is_trivially_copyable_v<ImageLineHeader> && sizeof(ImageLineHeader) == 24);
+
+/// An attached ring, or none. Geometry and size are read once, at attach; everything that the other process stores is
+/// checked against them, so that no line outside the mapping is ever handed out.
+struct ImageFifo {
+    void* memory = nullptr;        // null: none
+    std::uint64_t lineLength = 0;  // bytes per line
+    std::uint64_t slotCount = 0;   // slots in the ring; 0 while no writer has laid it
+    bool readable = true;          // false once it proved inconsistent: no line is taken from it any more
+
+    explicit operator bool() const { return memory != nullptr; }
+};
+
+/// Links the memory "DorVenImages" and attaches to its ring as the reader. None, after one entry in the error log, when
+/// there is no memory or the ring has a reader.
+ImageFifo openImageFifo();
+
+/// Detaches from an open ring and gives the memory back; the fifo is none then. Nothing for none.
+void closeImageFifo(ImageFifo& fifo);
+
+/// The oldest waiting line, valid until popLine; null when none waits, when the ring has no reader, or once it is
+/// inconsistent, which is said once in the error log.
+const unsigned char* frontLine(ImageFifo& fifo);
+
+/// Gives the front line's slot back to the simulator.
+void popLine(const ImageFifo& fifo);
+
+}  // namespace kest::dorven

@@ -1,0 +1,60 @@
+// What one grab consists of, from the start of its worker thread to its end.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+#include "TeskImages.h"
+#include "TeskImagesFifo.h"
+
+namespace kest::dorven {
+
+/// Shared by the worker thread and those who start and stop it; lives until the last of them lets go.
+struct TeskImages::Run {
+    std::atomic<bool> running{true};  // cleared by whoever stops the grab
+
+    // ---- the worker thread's alone
+
+    bool left = false;      // the callback itself stopped this grab: whatever owned it may be gone
+    double periodS = 0.0;   // from one faked image to the next, as of the start
+    double timeoutS = 0.0;  // of the next wait; tells waiting and grabbing from faking
+    int misses = 0;         // waits in a row without a signal
+    ImageFifo fifo;
+
+    // ---- the thread's end
+
+    /// Waits on the new thread for the end of the grab before, which may still be inside its callback.
+    /// @return False when this grab was stopped meanwhile.
+    bool waitForTurn(Run& former) {
+        while (running) {
+            if (former.waitForEnd(std::chrono::milliseconds(10))) return true;
+        }
+        return false;
+    }
+
+    void announceEnd() {
+        const std::lock_guard lock(_mutex);
+        _ended = true;
+        _endedChanged.notify_all();
+    }
+
+    /// @return Whether the thread function has ended within the limit.
+    bool waitForEnd(std::chrono::milliseconds limit) {
+        std::unique_lock lock(_mutex);
+        return _endedChanged.wait_for(lock, limit, [this] { return _ended; });
+    }
+
+private:
+    std::mutex _mutex;
+    std::condition_variable _endedChanged;
+    bool _ended = false;
+};
+
+/// Whole microseconds of a time in seconds; a negative one wraps as the record's unsigned field does. Not finite, or
+/// beyond 64 bits: 0.
+std::uint64_t microseconds(double seconds);
+
+}  // namespace kest::dorven

@@ -1,0 +1,162 @@
+// The worker thread of a grab. Its state is told by the timeout of its waits:
+//
+//   state     timeout       on a signal                      on silence
+//   waiting   2 s           open the ring, read all images   count; the eleventh in a row: fake one image, go to faking
+//   grabbing  2 s           read all images                  as waiting; the last signal began the count anew
+//   faking    frame period  open the ring, read all images,  close the ring, fake one image
+//                           go to grabbing
+//
+// Waiting and grabbing differ only in whether the ring is open. Time comes in through the event's waits alone.
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <thread>
+
+#include "TeskImages.h"
+#include "TeskImagesFifo.h"
+#include "TeskImagesRun.h"
+#include "errtrace.h"
+#include "massert.h"
+#include "mmemlinefifo.h"
+
+namespace kest::dorven {
+namespace {
+
+const char kFile[] = "Dorven/TeskImages";
+
+constexpr double kSignalTimeoutS = 2.0;      // of a wait for the simulator
+constexpr double kStillWaitingAboveS = 1.6;  // a wait of at least this was one for the simulator: misses count
+constexpr int kMissesBeforeFaking = 10;      // the next one in a row begins faking
+constexpr unsigned char kFakeGrey = 10;      // level of a fresh fake image
+constexpr double kLowestPacedRate = 1.0;     // frames per second; at or below it is reported
+
+// What a wait answers.
+constexpr int kSignalled = 1;
+constexpr int kTimedOut = -1;
+constexpr int kFailed = 0;
+
+/// A wait that fails returns at once; where it fails for ever, this keeps the processor free for others.
+constexpr std::chrono::milliseconds kRestAfterFailedWait{1};
+
+}  // namespace
+
+std::uint64_t microseconds(double seconds) {
+    constexpr double kTwoTo63 = 9223372036854775808.0;
+    const double value = seconds * 1e6;
+    if (!(value >= -kTwoTo63 && value < kTwoTo63)) return 0;
+    return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
+}
+
+void TeskImages::imageThread(Run& run) {
+    M_TRACE(4, "%s", "kest::dorven::TeskImages::imageThread");
+    prepareRun(run);
+    for (int status = _imageEvent->Wait(run.timeoutS); run.running; status = _imageEvent->Wait(run.timeoutS)) {
+        switch (status) {
+            case kSignalled:
+                handleSignal(run);
+                break;
+            case kFailed:
+                std::this_thread::sleep_for(kRestAfterFailedWait);
+                [[fallthrough]];
+            case kTimedOut:
+                handleSilence(run);
+                break;
+            default:
+                M_ASSERT(false, "false", "unknown wait status: %d", status);
+                break;
+        }
+        if (run.left) break;
+    }
+    closeImageFifo(run.fifo);
+}
+
+void TeskImages::prepareRun(Run& run) {
+    run.timeoutS = kSignalTimeoutS;
+    M_ASSERT(_frameRate > kLowestPacedRate, "_frameRate > 1.0", "frame rate not initialized");
+    run.periodS = 1.0 / _frameRate;
+    if (!M_ASSERT(_imageMemory, "_imageMemory", "image memory not initialized")) return;
+    const std::uint64_t size =
+        _imageMemory->width * _imageMemory->height * static_cast<std::uint64_t>(_imageMemory->bytesPerPixel);
+    try {
+        _fakeImageMem.resize(size, kFakeGrey);  // bytes of an earlier grab stay as they are
+    } catch (const std::exception& error) {
+        _fakeImageMem.clear();
+        M_ERRLOG("%s() : no fake image of %Iu bytes: %s", "kest::dorven::TeskImages::imageThread",
+                 static_cast<std::size_t>(size), error.what());
+    }
+}
+
+void TeskImages::handleSignal(Run& run) {
+    if (!run.fifo || !MMemLineFifo_IsReaderAttached(run.fifo.memory)) {
+        // A ring whose writer laid it anew is opened once more without giving the old link back, kept on purpose: the
+        // old link keeps the memory in place while the host may still look at it.
+        run.fifo = openImageFifo();
+        if (!run.fifo) return;
+        M_TRACE(4, "grabbing from dorven");
+    }
+    readImages(run);
+    run.timeoutS = kSignalTimeoutS;
+    run.misses = 0;
+}
+
+void TeskImages::handleSilence(Run& run) {
+    // The timeout decides, not a state: with a period of 1.6 s or more, misses count while faking, too.
+    if (run.timeoutS >= kStillWaitingAboveS) {
+        M_TRACE(4, "dorven is not responding: %d", run.misses);
+        if (run.misses++ < kMissesBeforeFaking) return;
+        run.misses = 0;
+        M_TRACE(4, "no dorven connected, faking images");
+    }
+    closeImageFifo(run.fifo);
+    run.timeoutS = run.periodS;
+    fakeImage(run);
+}
+
+void TeskImages::readImages(Run& run) {
+    const auto record = _imageMemory;
+    if (!M_ASSERT(record, "_imageMemory", "image not initialized")) return;
+    while (const unsigned char* line = frontLine(run.fifo)) {
+        ImageLineHeader header;
+        std::memcpy(&header, line, sizeof header);
+        record->imageCounter = static_cast<std::uint32_t>(header.imageCounter & 0xFFFFFFFFu);
+        record->frameTime = header.frameTimeS;
+        record->timeStampType = 1;
+        record->timeStamp = microseconds(header.timeStampS);
+        record->imageBuffer = const_cast<unsigned char*>(line) + sizeof header;  // in place: no byte is copied
+        handOver(*record);
+        popLine(run.fifo);
+        if (run.left) return;
+    }
+}
+
+void TeskImages::fakeImage(Run& run) {
+    const auto record = _imageMemory;
+    if (!M_ASSERT(record, "_imageMemory", "image not initialized")) return;
+    M_ASSERT(_fakeImageMem.size() > 0, "_fakeImageMem.size() > 0", "fake image memory not initialized");
+    M_ASSERT(_frameRate > kLowestPacedRate, "_frameRate > 1.0", "frame rate not initialized");
+    ++record->imageCounter;
+    record->frameTime = 1.0 / _frameRate;  // as set now, while the pace stays that of the start
+    record->timeStampType = 1;
+    record->timeStamp += microseconds(run.periodS);
+    record->imageBuffer = _fakeImageMem.data();
+    handOver(*record);
+}
+
+void TeskImages::handOver(NUV::IMAGEMEMORY& record) {
+    NUV::PluginInterfaceCallbackData callback;
+    {
+        const std::lock_guard lock(_callbackMutex);
+        callback = _callback;
+    }
+    if (!callback.function) return;
+    try {
+        callback.function(callback.context, &record);
+    } catch (const std::exception& error) {
+        M_ERRLOG("%s() : the image callback threw: %s", "kest::dorven::TeskImages::handOver", error.what());
+    } catch (...) {
+        M_ERRLOG("%s() : the image callback threw an unknown exception.", "kest::dorven::TeskImages::handOver");
+    }
+}
+
+}  // namespace kest::dorven

@@ -1,0 +1,38 @@
+#include "DorVenPlugin.h"
+
+#include "TeskImages.h"
+#include "errtrace.h"
+
+namespace NUV {
+namespace {
+
+const char kFile[] = "DorVenPlugin";
+
+}  // namespace
+
+// The line numbers in reports are fixed: hosts search their logs for them.
+
+DorVenPlugin::DorVenPlugin(const std::string& moduleFolder) : PluginDeviceBase(moduleFolder) {
+    M_TRACE_AT(31, 4, "%s", "NUV::DorVenPlugin::DorVenPlugin");
+    DorVenPlugin::setProperty(kManufacturer, "DorVen");
+    DorVenPlugin::setProperty(kDeviceName, "DorVenCam");
+    DorVenPlugin::setProperty(kSerialNumber, "20250313");
+}
+
+DorVenPlugin::~DorVenPlugin() {
+    M_TRACE_AT(41, 4, "%s", "NUV::DorVenPlugin::~DorVenPlugin");
+    letGoOfSource();
+    _bitmap.reset();
+}
+
+void DorVenPlugin::letGoOfSource() {
+    if (_teskImages && _teskImages->isRunning()) _teskImages->freeze();
+    _teskImages.reset();
+}
+
+PluginCallStatus DorVenPlugin::light1208(std::uint64_t* value) {
+    *value = 1;
+    return kDone;
+}
+
+}  // namespace NUV

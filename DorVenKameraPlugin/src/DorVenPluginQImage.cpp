@@ -1,0 +1,181 @@
+// The image operations of the simulated camera.
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "DorVenPlugin.h"
+#include "TeskImages.h"
+#include "errtrace.h"
+#include "massert.h"
+
+namespace NUV {
+namespace {
+
+const char kFile[] = "DorVenPluginQImage";
+
+std::uint32_t low32(std::uint64_t value) { return static_cast<std::uint32_t>(value & 0xFFFFFFFFu); }
+
+/// Describes the images of a source to the host's display. Depth and palette are the same whatever the source
+/// delivers, kept on purpose: hosts read the real depth from the record.
+tagBITMAPINFO describe(const IMAGEMEMORY& record) {
+    tagBITMAPINFO bitmap{};
+    bitmap.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+    bitmap.bmiHeader.biWidth = static_cast<LONG>(low32(record.width));
+    const std::uint32_t height = low32(record.height);
+    // A negative height tells that the first line is the top line. Negated as unsigned: every value has its negative.
+    bitmap.bmiHeader.biHeight = static_cast<LONG>(record.arrangeType == 0 ? 0u - height : height);
+    bitmap.bmiHeader.biPlanes = 1;
+    bitmap.bmiHeader.biBitCount = 8;
+    return bitmap;
+}
+
+/// Whatever is thrown below ends here: a host's command never throws.
+template <typename Operation>
+PluginCallStatus guarded(const char* name, Operation&& operation) {
+    try {
+        return operation();
+    } catch (const std::exception& error) {
+        M_ERRLOG("%s() : %s", name, error.what());
+    } catch (...) {
+        M_ERRLOG("%s() : unknown exception.", name);
+    }
+    return kNotSupported;
+}
+
+}  // namespace
+
+// The line numbers in reports are fixed: hosts search their logs for them.
+
+PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAPINFO** bitmap) {
+    return guarded("NUV::DorVenPlugin::openImageDevice", [&] {
+        // The old source goes first: both would name the same objects of the system.
+        letGoOfSource();
+        auto source = kest::dorven::TeskImages::create(path);
+        if (!source) return kNotSupported;
+        useSource(std::move(source));
+        *bitmap = _bitmap.get();
+        return kDone;
+    });
+}
+
+void DorVenPlugin::useSource(std::shared_ptr<kest::dorven::TeskImages> source) {
+    _teskImages = std::move(source);
+    const auto record = _teskImages->imageMemory();
+    _bitmap = record ? std::make_shared<tagBITMAPINFO>(describe(*record)) : nullptr;
+}
+
+PluginCallStatus DorVenPlugin::grab() {
+    if (!M_ASSERT_AT(57, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    return guarded("NUV::DorVenPlugin::grab", [&] { return _teskImages->grab() ? kDone : kNotSupported; });
+}
+
+PluginCallStatus DorVenPlugin::stop() {
+    freeze();
+    return kNotSupported;  // though the images have stopped, kept on purpose: hosts take stop for not available
+}
+
+PluginCallStatus DorVenPlugin::freeze() {
+    if (!M_ASSERT_AT(66, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    return _teskImages->freeze() ? kDone : kNotSupported;
+}
+
+PluginCallStatus DorVenPlugin::setImageCallback(void* context, ImageCallback function) {
+    if (!M_ASSERT_AT(75, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    _teskImages->setCallback(context, function);
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::removeImageCallback() {
+    if (!M_ASSERT_AT(89, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    _teskImages->setCallback(nullptr, nullptr);
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::metaDataCaps(SmartMetaDataCaps** caps) {
+    if (!M_ASSERT_AT(97, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    *caps = &_teskImages->imageMemoryCaps();
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::imageBuffer(char** buffer) {
+    if (!M_ASSERT_AT(105, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    if (const auto record = _teskImages->imageMemory()) *buffer = reinterpret_cast<char*>(record->imageBuffer);
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::imageMemory(IMAGEMEMORY** record) {
+    if (!M_ASSERT_AT(113, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    if (const auto held = _teskImages->imageMemory()) *record = held.get();  // stays alive: the source holds it
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::pixelFormat(PIXELFORMAT* format) {
+    if (!M_ASSERT_AT(121, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    if (const auto record = _teskImages->imageMemory()) *format = record->pixelFormat;
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::pixelSize(double* x, double* y) {
+    if (!M_ASSERT_AT(129, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    const std::vector<double> size = _teskImages->pixelSize();
+    *x = size.at(0);
+    *y = size.at(1);
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::clippingCapability(eClippingParam which, std::uint64_t* minimum, std::uint64_t* maximum,
+                                                  std::uint64_t* step) {
+    if (!M_ASSERT_AT(139, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    const auto record = _teskImages->imageMemory();
+    if (!record) return kDone;
+    const auto answer = [&](std::uint64_t lowest, std::uint64_t highest, std::uint64_t grid) {
+        *minimum = lowest;
+        *maximum = highest;
+        *step = grid;
+    };
+    // The rows differ, and W - 2 wraps below 2, both kept on purpose: hosts rely on a fixed width and a free height.
+    switch (which) {
+        case eClippingParam::offsetX:
+            answer(0, record->width - 2, 2);
+            break;
+        case eClippingParam::offsetY:
+            answer(0, record->height - 2, 2);
+            break;
+        case eClippingParam::width:
+            answer(record->width, record->width, 0);
+            break;
+        case eClippingParam::height:
+            answer(2, record->height, 2);
+            break;
+    }
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::setClipping(std::uint64_t x, std::uint64_t y, std::uint64_t width,
+                                           std::uint64_t height) {
+    if (!M_ASSERT_AT(170, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    const auto store = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t value) {
+        if (const auto record = _teskImages->imageMemory()) record->clipping.*field = value;
+    };
+    // The record is asked for afresh for each value: each asking leaves its line in the trace.
+    store(&PluginInterfaceClippingData::x, x);
+    store(&PluginInterfaceClippingData::y, y);
+    store(&PluginInterfaceClippingData::width, width);
+    store(&PluginInterfaceClippingData::height, height);
+    return kDone;
+}
+
+PluginCallStatus DorVenPlugin::clipping(std::uint64_t* x, std::uint64_t* y, std::uint64_t* width,
+                                        std::uint64_t* height) {
+    if (!M_ASSERT_AT(182, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
+    const auto load = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t* value) {
+        if (const auto record = _teskImages->imageMemory()) *value = record->clipping.*field;
+    };
+    load(&PluginInterfaceClippingData::x, x);
+    load(&PluginInterfaceClippingData::y, y);
+    load(&PluginInterfaceClippingData::width, width);
+    load(&PluginInterfaceClippingData::height, height);
+    return kDone;
+}
+
+}  // namespace NUV

@@ -1,0 +1,238 @@
+// The camera against a live simulator in a second thread (where ThreadSanitizer sees both) and in a second process.
+#include <atomic>
+#include <numeric>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "DorVenPlugin.h"
+#include "child_process.h"
+#include "log_recorder.h"
+#include "received_images.h"
+#include "simulator_ring.h"
+
+namespace {
+
+using namespace NUV;
+using namespace std::chrono_literals;
+using testing::IsEmpty;
+
+constexpr std::size_t kPixelBytes = 4096;
+constexpr std::size_t kRingLines = 8;
+
+/// Writes images 1 … count as fast as they are taken. False when nobody takes them for ten seconds.
+bool writeImages(test::SimulatorRing& ring, std::uint64_t count, const std::atomic<bool>* stop = nullptr) {
+    for (std::uint64_t i = 1; i <= count; ++i) {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (!ring.put(i, static_cast<double>(i), 0.001, static_cast<unsigned char>(i))) {
+            if (stop && *stop) return true;
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            ring.signal();
+            std::this_thread::sleep_for(100us);
+        }
+        ring.signal();
+        if (stop && *stop) return true;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (MMemLineFifo_GetCount(ring.memory()) > 0) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        ring.signal();
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+/// A simulator thread that writes until it is ended.
+class LiveWriter {
+public:
+    LiveWriter() : _ring(kPixelBytes, kRingLines), _thread([this] { writeImages(_ring, ~0ull, &_stop); }) {}
+    ~LiveWriter() {
+        _stop = true;
+        _thread.join();
+    }
+
+private:
+    test::SimulatorRing _ring;
+    std::atomic<bool> _stop = false;
+    std::thread _thread;
+};
+
+class Camera {
+public:
+    Camera() { EXPECT_EQ(device.call(1001, nullptr, nullptr), kDone); }
+    PluginCallStatus setCallback(void* context, ImageCallback function) {
+        PluginInterfaceParameter<PluginInterfaceCallbackData> parameter({context, function});
+        return device.call(1005, &parameter, nullptr);
+    }
+    PluginCallStatus grab() { return device.call(1002, nullptr, nullptr); }
+    PluginCallStatus freeze() { return device.call(1004, nullptr, nullptr); }
+
+    DorVenPlugin device{""};
+};
+
+std::vector<std::uint32_t> consecutive(std::uint32_t count) {
+    std::vector<std::uint32_t> numbers(count);
+    std::iota(numbers.begin(), numbers.end(), 1u);
+    return numbers;
+}
+
+CHILD_ROLE(writesFiveHundredImages) {
+    test::SimulatorRing ring(kPixelBytes, kRingLines);
+    return writeImages(ring, 500) ? 0 : 1;
+}
+
+TEST(SimulatorInAnotherProcess, EveryImageArrivesOnceAndInOrder) {
+    test::LogRecorder log;
+    test::ReceivedImages received;
+    Camera camera;
+    camera.setCallback(&received, &test::ReceivedImages::callback);
+    ASSERT_EQ(camera.grab(), kDone);
+    test::ChildProcess simulator("writesFiveHundredImages");
+    EXPECT_TRUE(received.waitFor(500, 30s));
+    EXPECT_EQ(simulator.join(10s), 0);
+    EXPECT_EQ(camera.freeze(), kDone);
+    EXPECT_EQ(received.counters(), consecutive(500));
+    for (const auto& image : received.images())
+        ASSERT_EQ(image.firstPixel, static_cast<unsigned char>(image.counter)) << image.counter;
+}
+
+TEST(SimulatorInAnotherProcess, ThatComesBackIsGrabbedFromAgain) {
+    test::LogRecorder log;
+    test::ReceivedImages received;
+    Camera camera;
+    camera.setCallback(&received, &test::ReceivedImages::callback);
+    ASSERT_EQ(camera.grab(), kDone);
+    for (std::size_t run = 1; run <= 2; ++run) {
+        test::ChildProcess simulator("writesFiveHundredImages");
+        EXPECT_TRUE(received.waitFor(500 * run, 30s));
+        EXPECT_EQ(simulator.join(10s), 0);
+    }
+    EXPECT_EQ(camera.freeze(), kDone);
+    auto expected = consecutive(500);
+    expected.insert(expected.end(), expected.begin(), expected.end());
+    EXPECT_EQ(received.counters(), expected);
+}
+
+TEST(SimulatorThread, EveryImageArrivesOnceAndInOrder) {
+    test::LogRecorder log;
+    test::SimulatorRing ring(kPixelBytes, kRingLines);
+    test::ReceivedImages received;
+    Camera camera;
+    camera.setCallback(&received, &test::ReceivedImages::callback);
+    ASSERT_EQ(camera.grab(), kDone);
+    EXPECT_TRUE(writeImages(ring, 2000));
+    EXPECT_TRUE(received.waitFor(2000));
+    EXPECT_EQ(camera.freeze(), kDone);
+    EXPECT_EQ(received.counters(), consecutive(2000));
+    EXPECT_THAT(log.errors(), IsEmpty());
+}
+
+TEST(LiveSimulator, OpenGrabSwapFreezeReleaseOverAndOver) {
+    test::LogRecorder log(3);
+    LiveWriter writer;
+    for (int i = 0; i < 20; ++i) {
+        test::ReceivedImages first, second;
+        Camera camera;
+        camera.setCallback(&first, &test::ReceivedImages::callback);
+        ASSERT_EQ(camera.grab(), kDone);
+        ASSERT_TRUE(first.waitFor(3));
+        camera.setCallback(&second, &test::ReceivedImages::callback);
+        ASSERT_TRUE(second.waitFor(3));
+        PluginInterfaceParameter<double> rate(100.0 + i);
+        EXPECT_EQ(camera.device.call(1106, &rate, nullptr), kDone);
+        EXPECT_EQ(camera.device.call(1006, nullptr, nullptr), kDone);
+        if (i % 2 == 0) continue;  // released while images flow
+        EXPECT_EQ(camera.freeze(), kDone);
+    }
+    EXPECT_THAT(log.errors(), IsEmpty());
+}
+
+TEST(LiveSimulator, NoImageComesAfterFreezeReturned) {
+    test::LogRecorder log(3);
+    LiveWriter writer;
+    test::ReceivedImages received;
+    Camera camera;
+    camera.setCallback(&received, &test::ReceivedImages::callback);
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_EQ(camera.grab(), kDone);
+        ASSERT_TRUE(received.waitFor(received.count() + 1));
+        ASSERT_EQ(camera.freeze(), kDone);
+        const std::size_t count = received.count();
+        std::this_thread::sleep_for(2ms);
+        ASSERT_EQ(received.count(), count);
+    }
+}
+
+std::atomic<int> strangers{0};
+int contextA = 0;
+int contextB = 0;
+int functionA(void* context, IMAGEMEMORY*) {
+    if (context != &contextA) ++strangers;
+    return 0;
+}
+int functionB(void* context, IMAGEMEMORY*) {
+    if (context != &contextB) ++strangers;
+    return 0;
+}
+
+TEST(LiveSimulator, EachFunctionSeesOnlyItsOwnContext) {
+    test::LogRecorder log(3);
+    LiveWriter writer;
+    Camera camera;
+    ASSERT_EQ(camera.grab(), kDone);
+    for (int i = 0; i < 20000; ++i) {
+        camera.setCallback(&contextA, &functionA);
+        camera.setCallback(&contextB, &functionB);
+    }
+    EXPECT_EQ(camera.freeze(), kDone);
+    EXPECT_EQ(strangers, 0);
+}
+
+TEST(Grab, TwoHundredTimesInARow) {
+    test::LogRecorder log(3);
+    Camera camera;
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_EQ(camera.grab(), kDone);
+        if (i % 3 == 0) continue;  // the next one ends it
+        ASSERT_EQ(camera.freeze(), kDone);
+    }
+}
+
+TEST(Grab, ByTwoThreadsAtOnceLeavesOneWorker) {
+    test::LogRecorder log(3);
+    Camera camera;
+    const auto grabOften = [&] {
+        for (int i = 0; i < 100; ++i) camera.grab();
+    };
+    std::thread other(grabOften);
+    grabOften();
+    other.join();
+    EXPECT_EQ(camera.grab(), kDone);
+    EXPECT_EQ(camera.freeze(), kDone);
+    EXPECT_EQ(camera.freeze(), kNotSupported);
+}
+
+TEST(Freeze, IsPromptWhileWaitingForTheSimulator) {
+    test::LogRecorder log;
+    Camera camera;
+    ASSERT_EQ(camera.grab(), kDone);
+    std::this_thread::sleep_for(50ms);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(camera.freeze(), kDone);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);  // not the rest of the two seconds
+}
+
+TEST(Freeze, OfTwoCamerasThatWaitForTheSameSignalIsPrompt) {
+    test::LogRecorder log;
+    Camera first, second;
+    ASSERT_EQ(first.grab(), kDone);
+    ASSERT_EQ(second.grab(), kDone);
+    std::this_thread::sleep_for(50ms);
+    for (Camera* camera : {&first, &second}) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(camera->freeze(), kDone);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 1500ms);
+    }
+}
+
+}  // namespace

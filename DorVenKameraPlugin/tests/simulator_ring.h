@@ -1,0 +1,58 @@
+// A simulator's side of the ring, for tests: lays "DorVenImages", writes images, signals "DorVenImagesEvent".
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+
+#include "TeskImagesFifo.h"
+#include "mmemlinefifo.h"
+#include "mprocessevent.h"
+#include "msharedmem.h"
+
+namespace test {
+
+class SimulatorRing {
+public:
+    /// @param pixelBytes  Bytes of an image.   @param lines  Images that fit.
+    SimulatorRing(std::size_t pixelBytes, std::size_t lines, bool attachWriter = true)
+        : _event("DorVenImagesEvent"), _pixelBytes(pixelBytes) {
+        const std::size_t lineBytes = sizeof(kest::dorven::ImageLineHeader) + pixelBytes;
+        _memory = MSharedMem_LinkOrCreate("DorVenImages", sizeof(LineFifoHeader) + (lines + 1) * lineBytes);
+        if (!_memory) throw std::runtime_error("no memory for the ring");
+        if (attachWriter) lay(lines);
+    }
+    ~SimulatorRing() {
+        MMemLineFifo_Destroy(_memory);
+        MSharedMem_Unlink(_memory);
+    }
+    SimulatorRing(const SimulatorRing&) = delete;
+    SimulatorRing& operator=(const SimulatorRing&) = delete;
+
+    /// Lays the ring, or lays it anew.
+    void lay(std::size_t lines) {
+        MMemLineFifo_Create(_memory, lines, sizeof(kest::dorven::ImageLineHeader) + _pixelBytes);
+    }
+
+    /// Writes an image whose bytes are all `fill`, without signalling. False when the ring is full.
+    bool put(std::uint64_t counter, double timeStampS = 0.0, double frameTimeS = 0.0, unsigned char fill = 1) {
+        auto* const line = static_cast<unsigned char*>(MMemLineFifo_GetWriteLine(_memory));
+        const kest::dorven::ImageLineHeader header{counter, timeStampS, frameTimeS};
+        if (!line || MMemLineFifo_GetFree(_memory) == 0) return false;
+        std::memcpy(line, &header, sizeof header);
+        std::memset(line + sizeof header, fill, _pixelBytes);
+        return MMemLineFifo_PutLine(_memory) != 0;
+    }
+
+    void signal() { _event.Notify(); }
+    void* memory() const { return _memory; }
+    LineFifoHeader& header() const { return *static_cast<LineFifoHeader*>(_memory); }
+    bool hasReader() const { return MMemLineFifo_IsReaderAttached(_memory) != 0; }
+
+private:
+    MProcessEvent _event;
+    std::size_t _pixelBytes;
+    void* _memory = nullptr;
+};
+
+}  // namespace test

@@ -1,0 +1,31 @@
+// Images in files: written as PNG, read from PNG and binary PGM as grey.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "image_view.h"
+
+namespace frames {
+
+/// An 8-bit grey image in memory.
+struct GreyImage {
+    std::size_t width = 0;
+    std::size_t height = 0;
+    std::vector<std::uint8_t> pixels;
+};
+
+/// The bytes of a PNG file: grey for 1 byte per pixel, 16-bit grey for 2, colour for 3, colour with opacity for 4.
+/// @return  false, with the reason, for another byte depth, an image without pixels or one of more than 2 GB.
+bool encodePng(const ImageView& image, std::vector<std::uint8_t>& file, std::string& error);
+
+/// Writes an image as encodePng encodes it. @return false, with the file's name and the reason, when that fails.
+bool writePng(const std::string& path, const ImageView& image, std::string& error);
+
+/// Reads a PNG file, or a PGM file in binary form (P5), as 8-bit grey: colours by their brightness, of 16 bits the
+/// upper 8, other ranges spread to 0 … 255. The content decides, not the name.
+/// @return  false, with the file's name and the reason; image is then untouched.
+bool readGreyImage(const std::string& path, GreyImage& image, std::string& error);
+
+}  // namespace frames

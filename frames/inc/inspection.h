@@ -1,0 +1,32 @@
+// What an image is, told from its pixels alone.
+#pragma once
+
+#include <optional>
+
+#include "image_view.h"
+#include "strip.h"
+
+namespace frames {
+
+enum class ImageKind {
+    simulated,   // strip valid, and the bytes below it are those that it was made for
+    torn,        // strip valid, but the bytes below it are others: parts of two images
+    faked,       // no strip, and every byte equals 10: the camera made it without a simulator
+    unverified,  // anything else
+};
+
+/// Grey level of the images that the camera makes without a simulator.
+constexpr std::uint8_t kFakeGrey = 10;
+
+struct Inspection {
+    ImageKind kind = ImageKind::unverified;
+    std::optional<Strip> strip;  // of simulated and torn images
+};
+
+/// Looks at every byte of an image. One without pixels is unverified.
+Inspection inspectImage(const ImageView& image);
+
+/// "simulated", "torn", "faked" or "unverified".
+const char* imageKindName(ImageKind kind);
+
+}  // namespace frames

@@ -1,0 +1,42 @@
+// The moving test target: a fixed scale of grey steps and a grid, over which a disc and a bar move, and the frame
+// number in digits. No two neighbouring frames are equal, and none is uniform.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "image_view.h"
+
+namespace frames {
+
+/// Renders the target for one image format. Draw from one thread at a time.
+class TestTarget {
+public:
+    explicit TestTarget(const ImageFormat& format);
+
+    /// Draws a frame. The strip's lines are left out where the format carries one.
+    ///
+    /// @param pixels  An image of the format.
+    /// @param before  Number of the frame that this target drew into these pixels last, with nothing changed since
+    ///                but the strip's lines: then only what moves is drawn. None: everything is.
+    void draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const;
+
+private:
+    struct Rectangle {
+        std::size_t left, top, width, height;
+    };
+    void restore(const Canvas& image, const Rectangle& area) const;
+    Rectangle digitsArea() const;
+    Rectangle discArea(std::uint64_t frameNumber) const;
+    Rectangle barArea(std::uint64_t frameNumber) const;
+    void drawDisc(const Canvas& image, const Rectangle& area) const;
+
+    ImageFormat _format;
+    std::size_t _top;     // first line below the strip
+    std::size_t _radius;  // of the disc
+    std::size_t _scale;   // of the digits
+    std::vector<std::uint8_t> _background;
+};
+
+}  // namespace frames

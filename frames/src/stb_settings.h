@@ -1,0 +1,14 @@
+// stb with the settings that everybody here uses.
+#pragma once
+
+#define STBI_ONLY_PNG
+#define STBI_NO_STDIO
+#define STBI_WRITE_NO_STDIO
+#define STBI_MAX_DIMENSIONS 65536
+
+#include <stb/stb_image.h>
+#include <stb/stb_image_write.h>
+
+/// Deflates size bytes, with a zlib header; a block of *packedSize bytes for free(), or null. The library defines it
+/// without declaring it.
+extern "C" unsigned char* stbi_zlib_compress(unsigned char* data, int size, int* packedSize, int quality);

@@ -1,0 +1,66 @@
+// A grab: opens the camera, receives its images in the callback, and measures them.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+
+#include "PluginDeviceBase.h"
+#include "grab_statistics.h"
+#include "host_options.h"
+#include "image_saver.h"
+
+namespace host {
+
+/// Drives one device through its commands alone. run() is called once.
+class Grab {
+public:
+    /// @param device  Outlives the grab.   @param people  Receives messages for people.
+    Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people);
+    ~Grab();
+    Grab(const Grab&) = delete;
+    Grab& operator=(const Grab&) = delete;
+
+    /// Grabs until the wanted images have come, a stop was requested (platform_installStopHandler), no image came in
+    /// time, or the simulator's images gave way to faked ones. Saved images are on disk when it returns.
+    /// @return  Exit code.
+    int run();
+
+    GrabResults results() const;
+
+    /// What the sequence and the tearing checks found, one line each; nothing when all is well.
+    void tellFindings() const;
+
+    /// Outcome of saving; all zero when nothing was to be saved.
+    ImageSaver::Outcome saved() const;
+
+    /// Takes one image, as the callback does; public for tests.
+    void receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs);
+
+private:
+    enum class State { running, complete, connectionLost, callbackFailed };
+
+    bool open();
+    bool start();
+    void stop();
+    int waitForEnd();
+    void tellProgress();
+    bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
+                 NUV::PluginInterfaceReturnBase* result);
+    static int onImage(void* self, NUV::IMAGEMEMORY* record);
+
+    NUV::PluginDeviceBase& _device;
+    const HostOptions& _options;
+    std::ostream& _people;
+    std::unique_ptr<ImageSaver> _saver;
+    std::atomic<State> _state{State::running};
+    std::atomic<std::int64_t> _lastImageNs{0};
+    mutable std::mutex _mutex;  // guards what follows: the callback writes, the main thread reads
+    std::unique_ptr<GrabStatistics> _statistics;
+    std::string _callbackError;
+};
+
+}  // namespace host

@@ -1,0 +1,41 @@
+// What the host's command line asks for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace host {
+
+/// Exit codes of the program.
+constexpr int kExitDone = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitWrongUsage = 2;
+constexpr int kExitNoImage = 3;
+constexpr int kExitConnectionLost = 4;
+
+struct HostOptions {
+    enum class Command { info, grab };
+
+    Command command = Command::info;
+    std::string pluginPath;
+    bool json = false;
+
+    // grab
+    std::string configFile;        // empty: the camera's defaults
+    std::uint64_t imageCount = 0;  // 0: until stopped
+    double timeoutSeconds = 30.0;  // longest time without an image
+    std::string outputFolder;      // empty: nothing is saved
+    std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first
+};
+
+/// Reads a command line.
+///
+/// @param data    Receives what --help and --version ask for.
+/// @param people  Receives the reason when the command line is wrong.
+/// @return        The exit code when the program is to end now: 0 after --help and --version, 2 for wrong usage.
+std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptions& options, std::ostream& data,
+                                    std::ostream& people);
+
+}  // namespace host

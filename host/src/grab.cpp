@@ -1,0 +1,228 @@
+#include "grab.h"
+
+#include <exception>
+#include <filesystem>
+#include <system_error>
+
+#include "platform.h"
+#include "terminal.h"
+
+namespace host {
+namespace {
+
+constexpr std::int64_t kPollNs = 20'000'000;       // how often the main thread looks
+constexpr std::int64_t kProgressNs = 500'000'000;  // between two progress lines
+constexpr int kMaxToldRanges = 100;                // of lost frames
+constexpr std::size_t kSaveQueue = 16;             // images that wait for the disk at most
+
+enum CommandId : std::int32_t {
+    kOpen = 1001,
+    kGrab = 1002,
+    kFreeze = 1004,
+    kSetCallback = 1005,
+    kRemoveCallback = 1006,
+    kImageMemory = 1011,
+    kFrameRate = 1107,
+};
+
+frames::ImageView viewOf(const NUV::IMAGEMEMORY& record) {
+    const auto bytesPerPixel = record.bytesPerPixel > 0 ? static_cast<std::size_t>(record.bytesPerPixel) : 0;
+    return {
+        record.imageBuffer, {record.width, record.height, bytesPerPixel}
+    };
+}
+
+bool makeFolder(const std::string& folder, std::string& error) {
+    std::error_code failure;
+    std::filesystem::create_directories(folder, failure);
+    if (!failure && std::filesystem::is_directory(folder, failure)) return true;
+    error = folder + ": cannot be made a folder for images" + (failure ? ": " + failure.message() : "");
+    return false;
+}
+
+}  // namespace
+
+Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people)
+    : _device(device), _options(options), _people(people) {}
+
+Grab::~Grab() = default;
+
+int Grab::run() {
+    if (!_options.outputFolder.empty()) {
+        std::string error;
+        if (!makeFolder(_options.outputFolder, error)) {
+            _people << "dorven-host: " << error << std::endl;
+            return kExitFailed;
+        }
+        _saver = std::make_unique<ImageSaver>(_options.outputFolder, kSaveQueue);
+    }
+    if (!open() || !start()) return kExitFailed;
+    int exitCode = waitForEnd();
+    stop();
+    if (_saver) _saver->finish();
+    if (saved().failed > 0) {
+        _people << "dorven-host: " << saved().firstError << std::endl;
+        exitCode = kExitFailed;
+    }
+    return exitCode;
+}
+
+bool Grab::open() {
+    const NUV::PluginInterfaceParameter<const char*> path(_options.configFile.empty() ? nullptr
+                                                                                      : _options.configFile.c_str());
+    NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
+    NUV::PluginInterfaceReturn<NUV::IMAGEMEMORY*> memory(NUV::kNotSupported, nullptr);
+    NUV::PluginInterfaceReturn<double> frameRate(NUV::kNotSupported, 0.0);
+    if (!command(kOpen, "open the camera", &path, &bitmap) ||
+        !command(kImageMemory, "give its image memory", nullptr, &memory) ||
+        !command(kFrameRate, "tell its frame rate", nullptr, &frameRate))
+        return false;
+    if (!memory.value) {
+        _people << "dorven-host: the camera has no image memory" << std::endl;
+        return false;
+    }
+    _people << "dorven-host: " << memory.value->width << " x " << memory.value->height << " pixels, "
+            << memory.value->bytesPerPixel << (memory.value->bytesPerPixel == 1 ? " byte" : " bytes")
+            << " per pixel; fakes " << frameRate.value << " images per second without a simulator" << std::endl;
+    return true;
+}
+
+bool Grab::start() {
+    const std::int64_t nowNs = platform_monotonicNanoseconds();
+    {
+        const std::lock_guard lock(_mutex);
+        _statistics = std::make_unique<GrabStatistics>(nowNs);
+    }
+    _lastImageNs = nowNs;
+    NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
+    const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({this, &Grab::onImage});
+    if (!command(kSetCallback, "take the callback", &callback, &status)) return false;
+    if (command(kGrab, "start grabbing", nullptr, &status)) return true;
+    command(kRemoveCallback, "remove the callback", nullptr, &status);
+    return false;
+}
+
+void Grab::stop() {
+    NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
+    command(kFreeze, "stop grabbing", nullptr, &status);
+    command(kRemoveCallback, "remove the callback", nullptr, &status);
+}
+
+int Grab::waitForEnd() {
+    const auto timeoutNs = static_cast<std::int64_t>(_options.timeoutSeconds * 1e9);
+    const bool terminal = standardErrorIsTerminal();
+    std::int64_t nextProgressNs = platform_monotonicNanoseconds() + kProgressNs;
+    int exitCode = kExitDone;
+    // A requested stop ends the sleep, and so the grab.
+    while (_state == State::running && platform_sleepUntil(platform_monotonicNanoseconds() + kPollNs)) {
+        const std::int64_t nowNs = platform_monotonicNanoseconds();
+        if (nowNs - _lastImageNs > timeoutNs) {
+            exitCode = kExitNoImage;
+            break;
+        }
+        if (terminal && nowNs >= nextProgressNs) {
+            tellProgress();
+            nextProgressNs += kProgressNs;
+        }
+    }
+    if (terminal) _people << "\r\x1B[K" << std::flush;
+    if (_state == State::connectionLost) {
+        _people << "dorven-host: the connection to the simulator was lost: the camera fakes images now" << std::endl;
+        return kExitConnectionLost;
+    }
+    if (_state == State::callbackFailed) {
+        const std::lock_guard lock(_mutex);
+        _people << "dorven-host: an image could not be handled: " << _callbackError << std::endl;
+        return kExitFailed;
+    }
+    if (exitCode == kExitNoImage)
+        _people << "dorven-host: no image came for " << _options.timeoutSeconds << " s" << std::endl;
+    return exitCode;
+}
+
+void Grab::tellProgress() {
+    const GrabResults now = results();
+    _people << '\r' << now.images;
+    if (_options.imageCount != 0) _people << " of " << _options.imageCount;
+    _people << " images";
+    if (now.fpsMean) {
+        char rate[40];
+        platform_format(rate, sizeof rate, ", %.1f/s", *now.fpsMean);
+        _people << rate;
+    }
+    _people << ", lost " << now.lost << ", torn " << now.torn << ", faked " << now.faked << "\x1B[K" << std::flush;
+}
+
+bool Grab::command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
+                   NUV::PluginInterfaceReturnBase* result) {
+    const NUV::PluginCallStatus status = _device.call(id, parameter, result);
+    if (status == NUV::kDone) return true;
+    _people << "dorven-host: the camera did not " << purpose << ": command " << id << " answered (" << status.code
+            << ", " << status.valid << ")" << std::endl;
+    return false;
+}
+
+// On the plugin's acquisition thread: nothing may be thrown into it.
+int Grab::onImage(void* self, NUV::IMAGEMEMORY* record) {
+    const std::int64_t arrivalNs = platform_monotonicNanoseconds();
+    auto& grab = *static_cast<Grab*>(self);
+    try {
+        grab.receive(*record, arrivalNs);
+        return 0;
+    } catch (const std::exception& exception) {
+        const std::lock_guard lock(grab._mutex);
+        grab._callbackError = exception.what();
+    } catch (...) {
+        const std::lock_guard lock(grab._mutex);
+        grab._callbackError = "unknown reason";
+    }
+    grab._state = State::callbackFailed;
+    return 1;
+}
+
+void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
+    if (_state != State::running) return;
+    const frames::ImageView image = viewOf(record);
+    const frames::Inspection inspection = frames::inspectImage(image);
+    const std::lock_guard lock(_mutex);
+    const std::uint64_t number = _statistics->images();
+    if (_saver && image.pixels && number % _options.saveEvery == 0) _saver->offer(image, number);
+    _statistics->add(inspection, image.format.bytes(), arrivalNs);
+    _lastImageNs = arrivalNs;
+    if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
+        _state = State::connectionLost;
+    } else if (_options.imageCount != 0 && number + 1 >= _options.imageCount) {
+        _state = State::complete;
+    }
+}
+
+GrabResults Grab::results() const {
+    const std::lock_guard lock(_mutex);
+    return _statistics ? _statistics->results() : GrabResults{};
+}
+
+void Grab::tellFindings() const {
+    const std::lock_guard lock(_mutex);
+    if (!_statistics) return;
+    if (!_statistics->tornFrames().empty()) {
+        _people << "torn frames:";
+        for (const std::uint64_t frame : _statistics->tornFrames()) _people << ' ' << frame;
+        _people << std::endl;
+    }
+    if (_statistics->sequence().lost() == 0) return;
+    _people << "lost frames:";
+    std::uint64_t told = 0;
+    int ranges = 0;
+    for (const auto& [first, last] : _statistics->sequence().missing()) {
+        if (++ranges > kMaxToldRanges) break;
+        _people << ' ' << first;
+        if (last != first) _people << '-' << last;
+        told += last - first + 1;
+    }
+    if (told < _statistics->sequence().lost()) _people << " and " << _statistics->sequence().lost() - told << " more";
+    _people << std::endl;
+}
+
+ImageSaver::Outcome Grab::saved() const { return _saver ? _saver->outcome() : ImageSaver::Outcome{}; }
+
+}  // namespace host

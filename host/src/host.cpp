@@ -1,0 +1,64 @@
+#include "host.h"
+
+#include <exception>
+#include <iostream>
+#include <new>
+
+#include "grab.h"
+#include "grab_report.h"
+#include "host_options.h"
+#include "info.h"
+#include "platform.h"
+#include "plugin_library.h"
+
+namespace host {
+namespace {
+
+void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome) {
+    if (options.outputFolder.empty()) return;
+    std::cerr << "saved " << outcome.saved << " images in " << options.outputFolder;
+    if (outcome.dropped > 0) std::cerr << "; the disk could not keep up with " << outcome.dropped << " more";
+    if (outcome.failed > 0) std::cerr << "; " << outcome.failed << " could not be written";
+    std::cerr << std::endl;
+}
+
+int grab(PluginLibrary& library, const HostOptions& options) {
+    library.enumerate();
+    NUV::PluginDeviceBase* device = library.device(0);
+    if (!device) {
+        std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+        return kExitFailed;
+    }
+    platform_installStopHandler();
+    Grab grab(*device, options, std::cerr);
+    const int exitCode = grab.run();
+    printTable(grab.results(), std::cerr);
+    grab.tellFindings();
+    tellSaved(options, grab.saved());
+    if (options.json) printJson(grab.results(), std::cout);
+    return exitCode;
+}
+
+}  // namespace
+
+int hostMain(int argc, const char* const* argv) {
+    try {
+        HostOptions options;
+        if (const auto exitCode = parseHostOptions(argc, argv, options, std::cout, std::cerr)) return *exitCode;
+        std::string error;
+        const auto library = PluginLibrary::load(options.pluginPath, error);
+        if (!library) {
+            std::cerr << "dorven-host: " << error << std::endl;
+            return kExitFailed;
+        }
+        return options.command == HostOptions::Command::grab ? grab(*library, options)
+                                                             : showInfo(*library, options.json, std::cout, std::cerr);
+    } catch (const std::bad_alloc&) {
+        std::cerr << "dorven-host: out of memory" << std::endl;
+    } catch (const std::exception& exception) {
+        std::cerr << "dorven-host: " << exception.what() << std::endl;
+    }
+    return kExitFailed;
+}
+
+}  // namespace host

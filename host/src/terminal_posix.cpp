@@ -1,0 +1,5 @@
+#include <unistd.h>
+
+#include "terminal.h"
+
+bool host::standardErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }

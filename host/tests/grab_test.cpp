@@ -1,0 +1,276 @@
+#include "grab.h"
+
+#include <filesystem>
+#include <limits>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "image_file.h"
+#include "platform.h"
+#include "scripted_device.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using host::Grab;
+using host::HostOptions;
+using test::ScriptedDevice;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr frames::ImageFormat kFormat{900, 20, 1};
+
+std::vector<unsigned char> simulated(std::uint64_t number) {
+    std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
+    const frames::Canvas canvas{bytes.data(), kFormat};
+    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(platform_monotonicNanoseconds()),
+                                frames::crcBelowStrip(canvas)});
+    return bytes;
+}
+
+class GrabTest : public testing::Test {
+protected:
+    GrabTest() { _options.timeoutSeconds = 20; }
+
+    int run(ScriptedDevice& device) {
+        device.record.width = device.record.width ? device.record.width : kFormat.width;
+        device.record.height = device.record.height ? device.record.height : kFormat.height;
+        device.record.bytesPerPixel = 1;
+        _grab = std::make_unique<Grab>(device, _options, _people);
+        const int exitCode = _grab->run();
+        _grab->tellFindings();
+        EXPECT_EQ(device.function, nullptr) << "no callback is left behind";
+        return exitCode;
+    }
+    std::string people() const { return _people.str(); }
+
+    HostOptions _options;
+    std::ostringstream _people;
+    std::unique_ptr<Grab> _grab;
+};
+
+TEST_F(GrabTest, EndsWhenTheWantedImagesHaveComeAndCountsNoMore) {
+    _options.imageCount = 5;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 9; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().images, 5u);
+    EXPECT_EQ(_grab->results().simulated, 5u);
+    EXPECT_EQ(_grab->results().lost, 0u);
+    EXPECT_EQ(device.freezes, 1);
+    EXPECT_EQ(device.callbacksRemoved, 1);
+    EXPECT_EQ(device.openedPath, "(null)");
+    EXPECT_THAT(people(), HasSubstr("900 x 20 pixels, 1 byte per pixel; fakes 200 images per second"));
+}
+
+TEST_F(GrabTest, ConfigurationFileIsHandedToOpen) {
+    _options.imageCount = 1;
+    _options.configFile = "some/camera.ini";
+    ScriptedDevice device([](ScriptedDevice& self) { self.deliver(simulated(0).data()); });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(device.openedPath, "some/camera.ini");
+}
+
+TEST_F(GrabTest, FrameTornInTheMiddleIsFoundExactly) {
+    _options.imageCount = 10;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 10; ++number) {
+            auto image = simulated(number);
+            if (number == 6) std::fill(image.begin() + 18 * 900, image.end(), static_cast<unsigned char>(7));
+            self.deliver(image.data());
+        }
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().torn, 1u);
+    EXPECT_EQ(_grab->results().simulated, 9u);
+    EXPECT_EQ(_grab->results().lost, 0u);
+    EXPECT_THAT(people(), HasSubstr("torn frames: 6\n"));
+}
+
+TEST_F(GrabTest, LostFramesAreNamed) {
+    _options.imageCount = 5;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (const std::uint64_t number : {1u, 3u, 4u, 9u, 10u}) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().lost, 5u);
+    EXPECT_THAT(people(), HasSubstr("lost frames: 2 5-8\n"));
+}
+
+TEST_F(GrabTest, FramesLostBeforeTheSimulatorBeganAnewAreToldAsMore) {
+    _options.imageCount = 4;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (const std::uint64_t number : {500u, 503u, 0u, 2u}) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().lost, 3u);
+    EXPECT_THAT(people(), HasSubstr("lost frames: 1 and 2 more\n"));
+}
+
+TEST_F(GrabTest, OnlyTheFirstHundredRangesOfLostFramesAreNamed) {
+    _options.imageCount = 151;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number <= 300; number += 2) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_THAT(people(), HasSubstr(" 197 199 and 50 more\n"));
+}
+
+TEST_F(GrabTest, NoImageInTimeEndsWithThree) {
+    _options.timeoutSeconds = 0.2;
+    ScriptedDevice device([](ScriptedDevice&) {});
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_EQ(_grab->results().images, 0u);
+    EXPECT_THAT(people(), HasSubstr("no image came for 0.2 s"));
+    EXPECT_EQ(device.freezes, 1);
+}
+
+TEST_F(GrabTest, SilenceAfterImagesEndsWithThreeAndKeepsWhatWasMeasured) {
+    _options.timeoutSeconds = 0.2;
+    ScriptedDevice device([](ScriptedDevice& self) { self.deliver(simulated(0).data()); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_EQ(_grab->results().simulated, 1u);
+}
+
+TEST_F(GrabTest, FakedImageAfterSimulatedOnesIsALostConnection) {
+    ScriptedDevice device([](ScriptedDevice& self) {
+        self.deliver(simulated(0).data());
+        std::vector<unsigned char> fake(kFormat.bytes(), 10);
+        self.deliver(fake.data());
+        self.deliver(fake.data());
+    });
+    EXPECT_EQ(run(device), host::kExitConnectionLost);
+    EXPECT_EQ(_grab->results().images, 2u);
+    EXPECT_EQ(_grab->results().faked, 1u);
+    EXPECT_THAT(people(), HasSubstr("the connection to the simulator was lost"));
+}
+
+TEST_F(GrabTest, FakedImagesAloneAreNoLostConnection) {
+    _options.imageCount = 3;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        std::vector<unsigned char> fake(kFormat.bytes(), 10);
+        for (int image = 0; image < 3; ++image) self.deliver(fake.data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().faked, 3u);
+}
+
+TEST_F(GrabTest, SimulatorThatStartsLaterThanTheGrabIsNoLostConnection) {
+    _options.imageCount = 2;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        std::vector<unsigned char> fake(kFormat.bytes(), 10);
+        self.deliver(fake.data());
+        self.deliver(simulated(0).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+}
+
+TEST_F(GrabTest, ImageWithoutPixelsIsUnverifiedAndNotSaved) {
+    const test::TemporaryFolder folder;
+    _options.imageCount = 1;
+    _options.outputFolder = folder.path();
+    ScriptedDevice device([](ScriptedDevice& self) { self.deliver(nullptr); });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().unverified, 1u);
+    EXPECT_EQ(_grab->saved().saved, 0u);
+}
+
+TEST_F(GrabTest, EveryNthImageIsSavedAndComesBackWithItsStrip) {
+    const test::TemporaryFolder folder;
+    _options.imageCount = 7;
+    _options.outputFolder = folder.path() + "/made/for/it";
+    _options.saveEvery = 3;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 40; number < 47; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->saved().saved, 3u);
+    for (const int index : {0, 3, 6}) {
+        frames::GreyImage image;
+        std::string error;
+        const std::string path = _options.outputFolder + "/image_00000" + std::to_string(index) + ".png";
+        ASSERT_TRUE(frames::readGreyImage(path, image, error)) << error;
+        const auto inspection = frames::inspectImage({image.pixels.data(), kFormat});
+        EXPECT_EQ(inspection.kind, frames::ImageKind::simulated);
+        ASSERT_TRUE(inspection.strip);
+        EXPECT_EQ(inspection.strip->frameNumber, 40u + static_cast<unsigned>(index));
+    }
+}
+
+TEST_F(GrabTest, OutputThatIsAFileFailsBeforeTheCameraIsOpened) {
+    const test::TemporaryFolder folder;
+    _options.outputFolder = folder.file("taken", "");
+    ScriptedDevice device([](ScriptedDevice&) {});
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_EQ(device.openedPath, "");
+    EXPECT_THAT(people(), HasSubstr("taken: cannot be made a folder for images"));
+}
+
+TEST_F(GrabTest, ImagesThatCannotBeWrittenFailTheGrabWithTheReason) {
+    const test::TemporaryFolder folder;
+    std::filesystem::create_directories(folder.path() + "/image_000000.png");
+    _options.imageCount = 2;
+    _options.outputFolder = folder.path();
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 2; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_EQ(_grab->saved().failed, 1u);
+    EXPECT_EQ(_grab->saved().saved, 1u);
+    EXPECT_THAT(people(), HasSubstr("image_000000.png: cannot be written"));
+}
+
+// A record that names more bytes than there can be makes the copy for saving throw.
+TEST_F(GrabTest, WhatTheCallbackThrowsStaysInItAndFailsTheGrab) {
+    const test::TemporaryFolder folder;
+    _options.outputFolder = folder.path();
+    int answer = -1;
+    ScriptedDevice device([&answer](ScriptedDevice& self) {
+        unsigned char pixel = 5;
+        self.record.height = 1;
+        self.record.width = std::numeric_limits<std::size_t>::max();
+        answer = self.deliver(&pixel);
+    });
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_EQ(answer, 1);
+    EXPECT_THAT(people(), HasSubstr("an image could not be handled: "));
+    EXPECT_EQ(device.freezes, 1);
+}
+
+TEST_F(GrabTest, RefusedOpenIsToldWithItsStatus) {
+    ScriptedDevice device([](ScriptedDevice&) {});
+    device.openStatus = NUV::kNotSupported;
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("the camera did not open the camera: command 1001 answered (-4, 0)"));
+}
+
+TEST_F(GrabTest, CameraWithoutImageMemoryFails) {
+    ScriptedDevice device([](ScriptedDevice&) {});
+    device.hasMemory = false;
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("the camera has no image memory"));
+}
+
+TEST_F(GrabTest, RefusedGrabRemovesTheCallbackAgain) {
+    ScriptedDevice device([](ScriptedDevice&) {});
+    device.grabStatus = NUV::kNotSupported;
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_EQ(device.callbacksRemoved, 1);
+    EXPECT_EQ(device.freezes, 0);
+    EXPECT_THAT(people(), HasSubstr("command 1002 answered (-4, 0)"));
+}
+
+TEST_F(GrabTest, GoodGrabTellsNoFindings) {
+    _options.imageCount = 2;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 2; ++number) self.deliver(simulated(number).data());
+    });
+    run(device);
+    EXPECT_THAT(people(), Not(HasSubstr("frames:")));
+}
+
+}  // namespace

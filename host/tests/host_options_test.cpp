@@ -1,0 +1,120 @@
+#include "host_options.h"
+
+#include <sstream>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "plugin_library.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using host::HostOptions;
+using testing::HasSubstr;
+
+struct Parsed {
+    std::optional<int> exitCode;
+    HostOptions options;
+    std::string data;
+    std::string people;
+};
+
+Parsed parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "dorven-host");
+    Parsed parsed;
+    std::ostringstream data;
+    std::ostringstream people;
+    parsed.exitCode =
+        parseHostOptions(static_cast<int>(arguments.size()), arguments.data(), parsed.options, data, people);
+    parsed.data = data.str();
+    parsed.people = people.str();
+    return parsed;
+}
+
+TEST(HostOptionsTest, GrabHasSensibleDefaults) {
+    const Parsed parsed = parse({"grab"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt);
+    EXPECT_EQ(parsed.options.command, HostOptions::Command::grab);
+    EXPECT_EQ(parsed.options.pluginPath, host::defaultPluginPath());
+    EXPECT_EQ(parsed.options.imageCount, 0u);
+    EXPECT_EQ(parsed.options.timeoutSeconds, 30.0);
+    EXPECT_EQ(parsed.options.saveEvery, 1u);
+    EXPECT_EQ(parsed.options.outputFolder, "");
+    EXPECT_EQ(parsed.options.configFile, "");
+    EXPECT_FALSE(parsed.options.json);
+}
+
+TEST(HostOptionsTest, EveryOptionOfGrabIsTaken) {
+    const test::TemporaryFolder folder;
+    const std::string plugin = folder.file("plugin", "");
+    const std::string config = folder.file("camera.ini", "");
+    const Parsed parsed = parse({"grab", "--plugin", plugin.c_str(), "--config", config.c_str(), "--count", "300",
+                                 "--timeout", "2.5", "--output", "images", "--every", "100", "--json"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.pluginPath, plugin);
+    EXPECT_EQ(parsed.options.configFile, config);
+    EXPECT_EQ(parsed.options.imageCount, 300u);
+    EXPECT_EQ(parsed.options.timeoutSeconds, 2.5);
+    EXPECT_EQ(parsed.options.outputFolder, "images");
+    EXPECT_EQ(parsed.options.saveEvery, 100u);
+    EXPECT_TRUE(parsed.options.json);
+}
+
+TEST(HostOptionsTest, InfoTakesPluginAndJson) {
+    const test::TemporaryFolder folder;
+    const std::string plugin = folder.file("plugin", "");
+    const Parsed parsed = parse({"info", "--plugin", plugin.c_str(), "--json"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.command, HostOptions::Command::info);
+    EXPECT_EQ(parsed.options.pluginPath, plugin);
+    EXPECT_TRUE(parsed.options.json);
+}
+
+TEST(HostOptionsTest, HelpAndVersionEndWithZeroOnStandardOutput) {
+    EXPECT_EQ(parse({"--help"}).exitCode, 0);
+    EXPECT_THAT(parse({"--help"}).data, HasSubstr("Exit codes"));
+    const Parsed grab = parse({"grab", "--help"});
+    EXPECT_EQ(grab.exitCode, 0);
+    for (const char* option :
+         {"--plugin", "--config", "--count", "--timeout", "--output", "--every", "--json", "Exit codes"})
+        EXPECT_THAT(grab.data, HasSubstr(option));
+    EXPECT_EQ(parse({"info", "--help"}).exitCode, 0);
+    EXPECT_THAT(parse({"--version"}).data, HasSubstr("dorven-host "));
+}
+
+struct Wrong {
+    std::vector<const char*> arguments;
+    const char* named;  // what the message has to name
+};
+
+class WrongHostUsageTest : public testing::TestWithParam<Wrong> {};
+
+TEST_P(WrongHostUsageTest, EndsWithTwoAndNamesTheArgument) {
+    const Parsed parsed = parse(GetParam().arguments);
+    EXPECT_EQ(parsed.exitCode, 2);
+    EXPECT_THAT(parsed.people, HasSubstr(GetParam().named));
+    EXPECT_EQ(parsed.data, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, WrongHostUsageTest,
+    testing::Values(
+        Wrong{
+            {},
+            "subcommand"
+},
+        Wrong{{"look"}, "look"}, Wrong{{"grab", "--bogus"}, "--bogus"}, Wrong{{"grab", "stray"}, "stray"},
+        Wrong{{"info", "--count", "3"}, "--count"}, Wrong{{"info", "--plugin", "/no/such/file"}, "--plugin"},
+        Wrong{{"grab", "--plugin", "/no/such/file"}, "--plugin"}, Wrong{{"grab", "--plugin"}, "--plugin"},
+        Wrong{{"grab", "--config", "/no/such/file"}, "--config"}, Wrong{{"grab", "--config"}, "--config"},
+        Wrong{{"grab", "--count", "-1"}, "--count"}, Wrong{{"grab", "--count", "1.5"}, "--count"},
+        Wrong{{"grab", "--count", "x"}, "--count"}, Wrong{{"grab", "--timeout", "0"}, "--timeout"},
+        Wrong{{"grab", "--timeout", "-2"}, "--timeout"}, Wrong{{"grab", "--timeout", "nan"}, "--timeout"},
+        Wrong{{"grab", "--timeout", "86401"}, "--timeout"}, Wrong{{"grab", "--timeout", "soon"}, "--timeout"},
+        Wrong{{"grab", "--output"}, "--output"}, Wrong{{"grab", "--output", "x", "--every", "0"}, "--every"},
+        Wrong{{"grab", "--output", "x", "--every", "x"}, "--every"}, Wrong{{"grab", "--every", "2"}, "--output"},
+        Wrong{{"grab", "--json=maybe"}, "--json"}));
+
+}  // namespace

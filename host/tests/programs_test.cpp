@@ -1,0 +1,293 @@
+// Host, plugin and simulator as real processes.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "child_process.h"
+#include "host.h"
+#include "host_options.h"
+#include "image_file.h"
+#include "image_ring.h"
+#include "inspection.h"
+#include "mmemlinefifo.h"
+#include "msharedmem.h"
+#include "plugin_library.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using simulator::ImageRing;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using namespace std::chrono_literals;
+
+constexpr frames::ImageFormat kFormat{900, 40, 1};
+
+// The host's own main with its outputs in files, which works the same on both systems.
+CHILD_ROLE(hostWithOutputs) {
+    if (!std::freopen(arguments.at(0).c_str(), "w", stdout) || !std::freopen(arguments.at(1).c_str(), "w", stderr))
+        return 98;
+    std::vector<const char*> argv{"dorven-host"};
+    for (std::size_t index = 2; index < arguments.size(); ++index) argv.push_back(arguments[index].c_str());
+    return host::hostMain(static_cast<int>(argv.size()), argv.data());
+}
+
+class ProgramsTest : public testing::Test {
+protected:
+    ProgramsTest() {
+        _folder.file("sub/camera.ini", "[image]\nimage_size_x=900\nimage_size_y=40\n");
+        _config = _folder.file("plugin.ini", "[Dorven]\ncamera_config=sub/camera.ini\n");
+    }
+
+    test::ChildProcess startHost(test::Arguments arguments) {
+        arguments.insert(arguments.begin(), {_folder.path("out.txt"), _folder.path("err.txt")});
+        return {"hostWithOutputs", arguments};
+    }
+    test::ChildProcess startGrab(test::Arguments arguments) {
+        arguments.insert(arguments.begin(), {"grab", "--config", _config, "--json"});
+        return startHost(std::move(arguments));
+    }
+    static test::ChildProcess startSimulator(const test::Arguments& arguments) {
+        return test::ChildProcess::program("dorven-simulator", arguments);
+    }
+    std::string text(const std::string& name) const {
+        std::ifstream file(_folder.path(name));
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+    std::string people() const { return text("err.txt"); }
+    nlohmann::json data() const { return nlohmann::json::parse(text("out.txt"), nullptr, false); }
+
+    test::TemporaryFolder _folder;
+    std::string _config;
+};
+
+TEST_F(ProgramsTest, HostReceivesTheSimulatorsImagesWhole) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "10", "--count", "600"});
+    auto host = startGrab({"--count", "20"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    const auto result = data();
+    EXPECT_EQ(result["images"], 20);
+    EXPECT_EQ(result["simulated"], 20);
+    for (const char* key : {"faked", "unverified", "lost", "repeated", "reordered", "torn"})
+        EXPECT_EQ(result[key], 0) << key << "\n" << people();
+    EXPECT_GT(result["fps_mean"], 5.0);
+    EXPECT_LT(result["fps_mean"], 15.0);
+    EXPECT_GT(result["latency_p50_us"], 0.0);
+    EXPECT_GT(result["mb_per_s"], 0.0);
+    EXPECT_THAT(people(), HasSubstr("simulated              20\n"));
+}
+
+TEST_F(ProgramsTest, JsonOfAGrabHasTheDocumentedKeysAndNoOther) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "100"});
+    auto host = startGrab({"--count", "5"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    std::vector<std::string> keys;
+    const auto object = nlohmann::ordered_json::parse(text("out.txt"));
+    for (const auto& item : object.items()) keys.push_back(item.key());
+    EXPECT_THAT(keys, ElementsAre("schema", "images", "simulated", "faked", "unverified", "lost", "repeated",
+                                  "reordered", "torn", "fps_mean", "period_p50_us", "period_p99_us", "period_max_us",
+                                  "latency_p50_us", "latency_p99_us", "mb_per_s"));
+}
+
+TEST_F(ProgramsTest, ImagesThatWaitedInTheRingBeforeTheGrabMakeNoLoss) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "10", "--lines", "3"});
+    std::this_thread::sleep_for(2s);  // the ring is full by now, and slots have been refused
+    auto host = startGrab({"--count", "10"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    EXPECT_EQ(data()["simulated"], 10);
+    EXPECT_EQ(data()["lost"], 0) << people();
+}
+
+TEST_F(ProgramsTest, SavedImagesOpenAndTheirStripsAreRead) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    const std::string output = _folder.path("images/x").substr(0, _folder.path("images").size());
+    auto host = startGrab({"--count", "21", "--output", output, "--every", "10"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    EXPECT_THAT(people(), HasSubstr("saved 3 images in "));
+    std::vector<std::uint64_t> numbers;
+    for (const char* name : {"image_000000.png", "image_000010.png", "image_000020.png"}) {
+        frames::GreyImage image;
+        std::string error;
+        ASSERT_TRUE(frames::readGreyImage(output + "/" + name, image, error)) << error;
+        EXPECT_EQ(image.width, 900u);
+        EXPECT_EQ(image.height, 40u);
+        const auto inspection = frames::inspectImage({image.pixels.data(), kFormat});
+        ASSERT_EQ(inspection.kind, frames::ImageKind::simulated);
+        numbers.push_back(inspection.strip->frameNumber);
+    }
+    EXPECT_GE(numbers[1], numbers[0] + 10);
+    EXPECT_GE(numbers[2], numbers[1] + 10);
+}
+
+TEST_F(ProgramsTest, PicturesAreReplayedThroughTheCamera) {
+    _folder.file("pictures/a.pgm", "P5 900 40 255\n" + std::string(36000, 'a'));
+    const std::string pictures = _folder.path("pictures/a.pgm").substr(0, _folder.path("pictures").size());
+    auto simulator = startSimulator({"--config", _config, "--images", pictures, "--fps", "50"});
+    const std::string output = _folder.path("images/x").substr(0, _folder.path("images").size());
+    auto host = startGrab({"--count", "3", "--output", output});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    frames::GreyImage image;
+    std::string error;
+    ASSERT_TRUE(frames::readGreyImage(output + "/image_000001.png", image, error)) << error;
+    EXPECT_EQ(image.pixels[16 * 900], 'a');
+    EXPECT_EQ(image.pixels.back(), 'a');
+    const auto inspection = frames::inspectImage({image.pixels.data(), kFormat});
+    ASSERT_TRUE(inspection.strip);
+    EXPECT_EQ(inspection.strip->flags, frames::kStripReplayed);
+}
+
+TEST_F(ProgramsTest, EveryByteDepthArrivesWhole) {
+    for (const char* depth : {"2", "3", "4", "7"}) {
+        const std::string config = _folder.file(
+            "deep.ini", "[image]\nimage_size_x=450\nimage_size_y=40\nbytes_per_pixel=" + std::string(depth) + "\n");
+        auto simulator = startSimulator({"--config", config, "--fps", "50"});
+        auto host = startHost({"grab", "--config", config, "--json", "--count", "5"});
+        EXPECT_EQ(host.join(60s), 0) << people();
+        simulator.kill();
+        EXPECT_EQ(data()["simulated"], 5) << depth;
+    }
+}
+
+// This test is the writer, so that it can do what a sound simulator never does.
+class ScriptedWriterTest : public ProgramsTest {
+protected:
+    void SetUp() override { ASSERT_EQ(_ring.open(), ImageRing::OpenResult::opened); }
+
+    // Wakes the camera until it has linked the ring.
+    bool waitForReader() {
+        void* const memory = MSharedMem_Link("DorVenImages");
+        bool attached = false;
+        for (int round = 0; round < 3000 && !attached; ++round) {
+            _ring.wakeReader();
+            std::this_thread::sleep_for(10ms);
+            attached = MMemLineFifo_IsReaderAttached(memory) != 0;
+        }
+        MSharedMem_Unlink(memory);
+        return attached;
+    }
+    void write(std::uint64_t number, std::int64_t timeStampNs, bool torn = false) {
+        std::uint8_t* const pixels = _ring.slotPixels();
+        ASSERT_TRUE(pixels);
+        const frames::Canvas canvas{pixels, kFormat};
+        std::memset(pixels, static_cast<int>(number), kFormat.bytes());
+        frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(timeStampNs), frames::crcBelowStrip(canvas)});
+        if (torn) std::memset(pixels + 30 * 900, 200, std::size_t{10} * 900);
+        ASSERT_TRUE(_ring.publish({number, static_cast<double>(timeStampNs) / 1e9, 0.01}));
+    }
+
+    ImageRing _ring{kFormat.bytes(), 40};
+};
+
+TEST_F(ScriptedWriterTest, FrameTornInTheMiddleIsReportedExactly) {
+    auto host = startGrab({"--count", "12"});
+    ASSERT_TRUE(waitForReader());
+    for (std::uint64_t number = 100; number < 112; ++number)
+        write(number, platform_monotonicNanoseconds(), number == 105);
+    EXPECT_EQ(host.join(60s), 0) << people();
+    EXPECT_EQ(data()["torn"], 1);
+    EXPECT_EQ(data()["simulated"], 11);
+    EXPECT_EQ(data()["lost"], 0);
+    EXPECT_THAT(people(), HasSubstr("torn frames: 105\n"));
+}
+
+TEST_F(ScriptedWriterTest, LostRepeatedAndReorderedFramesAreReportedExactly) {
+    auto host = startGrab({"--count", "9"});
+    ASSERT_TRUE(waitForReader());
+    const std::int64_t nowNs = platform_monotonicNanoseconds();
+    for (const std::uint64_t number : {0u, 1u, 2u, 2u, 5u, 4u, 6u, 9u, 10u})
+        write(number, nowNs + static_cast<std::int64_t>(number));
+    EXPECT_EQ(host.join(60s), 0) << people();
+    EXPECT_EQ(data()["lost"], 3);
+    EXPECT_EQ(data()["repeated"], 1);
+    EXPECT_EQ(data()["reordered"], 1);
+    EXPECT_EQ(data()["torn"], 0);
+    EXPECT_THAT(people(), HasSubstr("lost frames: 3 7-8\n"));
+}
+
+TEST_F(ProgramsTest, SimulatorThatIsStartedAfterTheGrabIsFound) {
+    auto host = startGrab({"--count", "5"});
+    std::this_thread::sleep_for(1s);
+    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    EXPECT_EQ(data()["simulated"], 5);
+}
+
+TEST_F(ProgramsTest, SimulatorThatIsKilledAndStartedAgainDuringAGrabComesBack) {
+    auto first = startSimulator({"--config", _config, "--fps", "50"});
+    auto host = startGrab({"--count", "200"});
+    std::this_thread::sleep_for(1500ms);
+    first.kill();
+    auto second = startSimulator({"--config", _config, "--fps", "100"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    second.kill();
+    EXPECT_EQ(data()["simulated"], 200);
+    EXPECT_EQ(data()["reordered"], 0);
+    EXPECT_EQ(data()["torn"], 0);
+}
+
+TEST_F(ProgramsTest, NoImageInTimeEndsWithThree) {
+    auto host = startGrab({"--timeout", "0.5"});
+    EXPECT_EQ(host.join(60s), host::kExitNoImage);
+    EXPECT_EQ(data()["images"], 0);
+    EXPECT_TRUE(data()["fps_mean"].is_null());
+    EXPECT_THAT(people(), HasSubstr("no image came for 0.5 s"));
+}
+
+// The camera needs eleven waits of 2 s before it fakes.
+TEST_F(ProgramsTest, FakedImagesAfterSimulatedOnesEndWithFour) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto host = startGrab({"--timeout", "40"});
+    std::this_thread::sleep_for(2s);
+    simulator.kill();
+    EXPECT_EQ(host.join(60s), host::kExitConnectionLost) << people();
+    EXPECT_GT(data()["simulated"], 0);
+    EXPECT_EQ(data()["faked"], 1);
+}
+
+TEST_F(ProgramsTest, InfoPrintsOneJsonObject) {
+    EXPECT_EQ(startHost({"info", "--json"}).join(60s), 0) << people();
+    EXPECT_EQ(data()["device_name"], "DorVenCam");
+    EXPECT_EQ(data()["kinds"], nlohmann::json({1, 2, 3}));
+    EXPECT_EQ(people(), "");
+}
+
+TEST_F(ProgramsTest, ProgramEndsWithTheDocumentedExitCodes) {
+    const auto exitCode = [](const test::Arguments& arguments) {
+        return test::ChildProcess::program("dorven-host", arguments).join(60s);
+    };
+    EXPECT_EQ(exitCode({"info"}), 0);
+    EXPECT_EQ(exitCode({"--version"}), 0);
+    EXPECT_EQ(exitCode({"info", "--plugin", _config}), 1);
+    EXPECT_EQ(exitCode({}), 2);
+    EXPECT_EQ(exitCode({"grab", "--bogus"}), 2);
+    EXPECT_EQ(exitCode({"grab", "--timeout", "0.2"}), 3);
+}
+
+TEST_F(ProgramsTest, PluginInAForeignFolderIsLoadedByItsAbsolutePath) {
+    const std::filesystem::path plugin = host::defaultPluginPath();
+    const std::filesystem::path foreign = _folder.path("foreign folder/x");
+    for (const auto& file : std::filesystem::directory_iterator(plugin.parent_path())) {
+        if (file.path().extension() == plugin.extension())
+            std::filesystem::copy_file(file.path(), foreign.parent_path() / file.path().filename());
+    }
+    const std::string path = (foreign.parent_path() / plugin.filename()).string();
+    EXPECT_EQ(startHost({"info", "--plugin", path, "--json"}).join(60s), 0) << people();
+    EXPECT_EQ(data()["module"], path);
+    EXPECT_EQ(test::ChildProcess::program("dorven-host", {"info", "--plugin", path}).join(60s), 0);
+}
+
+}  // namespace

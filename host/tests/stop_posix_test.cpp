@@ -1,0 +1,71 @@
+// How a grab ends when it is asked to: signals, so on Linux only.
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "child_process.h"
+#include "image_ring.h"
+#include "mmemlinefifo.h"
+#include "msharedmem.h"
+#include "temporary_folder.h"
+
+extern char** environ;
+
+namespace {
+
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+
+class HostStopTest : public testing::TestWithParam<int> {
+protected:
+    std::string text(const std::string& path) const {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    test::TemporaryFolder _folder;
+};
+
+TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
+    simulator::ImageRing ring(100, 4);
+    ASSERT_EQ(ring.open(), simulator::ImageRing::OpenResult::opened);
+    void* const memory = MSharedMem_Link("DorVenImages");
+    const std::string output = _folder.path("out.txt");
+    const std::string people = _folder.path("err.txt");
+    std::vector<std::string> arguments{test::programFolder() + "dorven-host", "grab", "--json"};
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, people.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    for (int round = 0; round < 3000 && MMemLineFifo_IsReaderAttached(memory) == 0; ++round) {
+        ring.wakeReader();
+        std::this_thread::sleep_for(10ms);
+    }
+    kill(pid, GetParam());
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(MMemLineFifo_IsReaderAttached(memory), 0) << "the camera let go of the ring";
+    EXPECT_THAT(text(output), HasSubstr("{\"schema\":1,\"images\":0,"));
+    EXPECT_THAT(text(people), HasSubstr("images                  0\n"));
+    MSharedMem_Unlink(memory);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest, testing::Values(SIGINT, SIGTERM));
+
+}  // namespace

@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include "PluginDeviceBase.h"
+#include "platform_fault.h"
+
+PLATFORM_FAULT(RPC_STATUS, UuidCreateSequential, (UUID * uuid), (uuid))
+PLATFORM_FAULT(RPC_STATUS, UuidToStringA, (const UUID* uuid, RPC_CSTR* text), (uuid, text))
+PLATFORM_FAULT(RPC_STATUS, RpcStringFreeA, (RPC_CSTR * text), (text))
+// NUV::CXmlNode::AddNode(const wchar_t*); in this program it is always replaced.
+PLATFORM_FAULT(void*, _ZN3NUV8CXmlNode7AddNodeEPKw, (void* node, const wchar_t* name), (node, name))
+
+namespace {
+
+using namespace NUV;
+
+TEST(DeviceIdentity, AnIdentityThatIsOnlyLocalWillDo) {
+    const test::Fault fault(fault_UuidCreateSequential, [](UUID* uuid) -> RPC_STATUS {
+        *uuid = UUID{};
+        return RPC_S_UUID_LOCAL_ONLY;
+    });
+    EXPECT_EQ(PluginDeviceBase("").deviceId(), "8-0-00000000-0000-0000-0000-000000000000");
+}
+
+TEST(DeviceIdentity, TextOfTheIdentityIsFreedOnce) {
+    int count = 0;
+    const test::Fault fault(fault_RpcStringFreeA, [&](RPC_CSTR* text) {
+        ++count;
+        return real_RpcStringFreeA(text);
+    });
+    PluginDeviceBase device("");
+    EXPECT_EQ(count, 1);
+    device.remakeDeviceId();
+    EXPECT_EQ(count, 2);
+}
+
+TEST(DeviceIdentity, WithoutATextEndsBehindTypeAndNumber) {
+    const test::Fault fault(fault_UuidToStringA, [](const UUID*, RPC_CSTR*) -> RPC_STATUS { return 14; });
+    EXPECT_EQ(PluginDeviceBase("").deviceId(), "8-0-");
+}
+
+TEST(InformationDocument, AnswersNeitherDoneNorRefusedWhenItCannotBegin) {
+    const test::Fault fault(fault__ZN3NUV8CXmlNode7AddNodeEPKw, [](void*, const wchar_t*) -> void* { return nullptr; });
+    PluginDeviceBase device("");
+    const char* const before = "before";
+    const char* document = before;
+    EXPECT_EQ(device.deviceInformation(&document), (PluginCallStatus{0, 0}));
+    EXPECT_EQ(document, before);
+
+    PluginInterfaceReturn<const char*> result({9, 9}, before);
+    EXPECT_EQ(device.call(1012, nullptr, &result), (PluginCallStatus{0, 0}));
+    EXPECT_EQ(result.status, (PluginCallStatus{0, 0}));
+    EXPECT_EQ(result.value, before);
+}
+
+}  // namespace

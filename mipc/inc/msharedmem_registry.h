@@ -1,0 +1,45 @@
+// The registry of shared memory under MSharedMem_…: which views this process holds. Not for use outside mipc and its
+// tests; every call needs the registry's lock, which MSharedMem_RegistryLock takes (it may be taken again).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "platform.h"
+
+/// One view of this process.
+struct MSharedMemLinkInfo {
+    std::string name;
+    HANDLE handle;           // of the mapping, closed with the view
+    std::size_t size;        // usable bytes
+    std::int32_t linkCount;  // links not yet given back
+};
+
+using MSharedMemRegistry = std::map<void*, MSharedMemLinkInfo>;
+
+/// Holds the process-wide lock for a scope.
+class MSharedMem_RegistryLock {
+public:
+    MSharedMem_RegistryLock();
+    ~MSharedMem_RegistryLock();
+    MSharedMem_RegistryLock(const MSharedMem_RegistryLock&) = delete;
+    MSharedMem_RegistryLock& operator=(const MSharedMem_RegistryLock&) = delete;
+};
+
+/// Registers a view with link count 0; the caller sets the count.
+/// @return  its entry, or the existing one if it has the same name, size and handle. Null for an empty name or null
+///          address; null when the address is registered: with an entry in the error trace if under the same name but
+///          with another size or handle, silently if under another name.
+MSharedMemLinkInfo* SetNewLinkInfo(const std::string& name, void* address, HANDLE handle, std::size_t size);
+
+/// The entry of an address, or of a name (byte for byte); end() of the registry when there is none.
+MSharedMemRegistry::iterator SearchMemLinkInfo(const void* address);
+MSharedMemRegistry::iterator SearchMemLinkInfo(const std::string& name);
+
+/// What SearchMemLinkInfo gives when it finds nothing.
+MSharedMemRegistry::iterator MSharedMem_NoLinkInfo();
+
+/// Removes the entry of an address; false when there is none.
+bool DeleteLinkInfo(void* address);

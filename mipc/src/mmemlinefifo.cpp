@@ -1,0 +1,191 @@
+#include "mmemlinefifo.h"
+
+#include <atomic>
+#include <cstring>
+
+#include "errtrace.h"
+#include "platform.h"
+
+namespace {
+
+const char kFile[] = "mipc/src/mmemlinefifo";
+
+constexpr std::size_t kAlignment = 8;
+
+// Offsets of the fields, by which all of them are accessed: a header may lie where no LineFifoHeader can.
+constexpr std::size_t kWriterMark = offsetof(LineFifoHeader, writerMark);
+constexpr std::size_t kWriteIndex = offsetof(LineFifoHeader, writeIndex);
+constexpr std::size_t kReaderMark = offsetof(LineFifoHeader, readerMark);
+constexpr std::size_t kReadIndex = offsetof(LineFifoHeader, readIndex);
+constexpr std::size_t kLineLength = offsetof(LineFifoHeader, lineLength);
+constexpr std::size_t kSlotCount = offsetof(LineFifoHeader, slotCount);
+
+bool isAligned(const void* memory) { return reinterpret_cast<std::uintptr_t>(memory) % kAlignment == 0; }
+
+// Of an aligned header only.
+std::atomic_ref<std::uint64_t> fieldAt(const void* memory, std::size_t field) {
+    auto* const bytes = static_cast<unsigned char*>(const_cast<void*>(memory)) + field;
+    return std::atomic_ref(*reinterpret_cast<std::uint64_t*>(bytes));
+}
+
+// The other process stores into the same bytes, so every access is an atomic one. A misaligned header, which nobody
+// shares since it cannot be attached to, is copied byte by byte instead.
+std::uint64_t load(const void* memory, std::size_t field, std::memory_order order) {
+    if (isAligned(memory)) return fieldAt(memory, field).load(order);
+    std::uint64_t value = 0;
+    std::memcpy(&value, static_cast<const unsigned char*>(memory) + field, sizeof value);
+    return value;
+}
+
+void store(void* memory, std::size_t field, std::uint64_t value, std::memory_order order) {
+    if (isAligned(memory)) return fieldAt(memory, field).store(value, order);
+    std::memcpy(static_cast<unsigned char*>(memory) + field, &value, sizeof value);
+}
+
+std::uint64_t slotAreaOf(const void* memory) {
+    return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(memory) + sizeof(LineFifoHeader));
+}
+
+// From the caller's own address, never from a mark: each process maps the fifo elsewhere.
+void* slotAt(void* memory, std::uint64_t index) {
+    return static_cast<unsigned char*>(memory) + sizeof(LineFifoHeader) +
+           index * load(memory, kLineLength, std::memory_order_relaxed);
+}
+
+// A pointer for %p, out of the number that a mark holds.
+const void* shown(std::uint64_t address) { return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(address)); }
+
+}  // namespace
+
+int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLength) {
+    if (!memory) return 0;
+    store(memory, kLineLength, lineLength, std::memory_order_relaxed);
+    store(memory, kWriteIndex, 0, std::memory_order_relaxed);
+    store(memory, kSlotCount, static_cast<std::uint64_t>(lineCount) + 1, std::memory_order_relaxed);
+    store(memory, kReaderMark, 0, std::memory_order_relaxed);
+    // Release: whoever sees the mark sees the geometry before it.
+    store(memory, kWriterMark, slotAreaOf(memory), std::memory_order_release);
+    store(memory, kReadIndex, 0, std::memory_order_release);
+    if (!isAligned(memory)) {
+        M_ERRTRACE("MMemLineFifo_Create(): Start address of data (%p) is not aligned to %Iu", shown(slotAreaOf(memory)),
+                   kAlignment);
+        store(memory, kWriterMark, 0, std::memory_order_release);
+        return 0;
+    }
+    if ((reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex) % kAlignment != 0) {
+        // Cannot happen behind an aligned header; the text is part of what the library may say.
+        M_ERRTRACE("MMemLineFifo_Create(): Address of write offset (%p) is not aligned to %Iu",
+                   shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex), kAlignment);
+        store(memory, kWriterMark, 0, std::memory_order_release);
+        return 0;
+    }
+    return 1;
+}
+
+int MMemLineFifo_CreateBySize(void* memory, std::size_t memorySize, std::size_t lineLength) {
+    if (!memory) return 0;
+    if (lineLength == 0) {
+        M_ERRTRACE("MMemLineFifo_CreateBySize(): line length must not be 0");
+        return 0;
+    }
+    const std::size_t slots =
+        memorySize >= sizeof(LineFifoHeader) ? (memorySize - sizeof(LineFifoHeader)) / lineLength : 0;
+    if (slots > 1) return MMemLineFifo_Create(memory, slots - 1, lineLength);
+    M_ERRTRACE("MMemLineFifo_CreateBySize(): memory area too small: %Iu bytes. Must be at least %Iu bytes.", memorySize,
+               2 * lineLength + sizeof(LineFifoHeader));
+    return 0;
+}
+
+void MMemLineFifo_Destroy(void* memory) {
+    if (memory) store(memory, kWriterMark, 0, std::memory_order_release);
+}
+
+void* MMemLineFifo_GetWriteLine(void* memory) {
+    if (!memory || load(memory, kWriterMark, std::memory_order_relaxed) == 0) return nullptr;
+    return slotAt(memory, load(memory, kWriteIndex, std::memory_order_relaxed));  // ours: its only storer
+}
+
+int MMemLineFifo_PutLine(void* memory) {
+    if (!memory) return 0;
+    std::uint64_t next = load(memory, kWriteIndex, std::memory_order_relaxed) + 1;
+    if (next == load(memory, kSlotCount, std::memory_order_relaxed)) next = 0;
+    // Pairs with the release in ReleaseLine: once the index is seen, the reader is done with the slots before it.
+    if (next == load(memory, kReadIndex, std::memory_order_acquire)) return 0;
+    fullBarrier();
+    store(memory, kWriteIndex, next, std::memory_order_release);
+    return 1;
+}
+
+int MMemLineFifo_Link(void* memory) {
+    if (!memory) return 0;
+    std::uint64_t none = 0;
+    // One step for test and store, so that of two readers that come at once one is refused.
+    const bool isFree =
+        isAligned(memory)
+            ? fieldAt(memory, kReaderMark).compare_exchange_strong(none, slotAreaOf(memory), std::memory_order_acq_rel)
+            : load(memory, kReaderMark, std::memory_order_relaxed) == 0;
+    if (!isFree) {
+        M_ERRTRACE("MMemLineFifo_Link(): Fifo not initialized or already has an exlusive reader");
+        return 0;
+    }
+    if (!isAligned(memory)) {  // nothing was stored: there is still no reader
+        M_ERRTRACE("MMemLineFifo_Link(): Start address of data (%p) is not aligned to %Iu", shown(slotAreaOf(memory)),
+                   kAlignment);
+        return 0;
+    }
+    if ((reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex) % kAlignment != 0) {
+        // Cannot happen behind an aligned header; the text is part of what the library may say.
+        M_ERRTRACE("MMemLineFifo_Link(): Address of write offset (%p) is not aligned to %Iu",
+                   shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex), kAlignment);
+        store(memory, kReaderMark, 0, std::memory_order_release);
+        return 0;
+    }
+    return 1;
+}
+
+void MMemLineFifo_Unlink(void* memory) {
+    if (memory) store(memory, kReaderMark, 0, std::memory_order_release);
+}
+
+void* MMemLineFifo_GetReadLine(void* memory) {
+    if (!memory || load(memory, kReaderMark, std::memory_order_relaxed) == 0) return nullptr;
+    const auto read = load(memory, kReadIndex, std::memory_order_relaxed);  // ours: this thread is its only storer
+    // Pairs with the release in PutLine: once the index is seen, the slot's bytes are visible.
+    if (load(memory, kWriteIndex, std::memory_order_acquire) == read) return nullptr;
+    return slotAt(memory, read);
+}
+
+void MMemLineFifo_ReleaseLine(void* memory) {
+    if (!memory) return;
+    const auto read = load(memory, kReadIndex, std::memory_order_relaxed);
+    if (load(memory, kWriteIndex, std::memory_order_acquire) == read) return;
+    const std::uint64_t next = read + 1 >= load(memory, kSlotCount, std::memory_order_relaxed) ? 0 : read + 1;
+    fullBarrier();
+    store(memory, kReadIndex, next, std::memory_order_release);
+}
+
+std::size_t MMemLineFifo_GetCount(const void* memory) {
+    if (!memory) return 0;
+    const std::uint64_t write = load(memory, kWriteIndex, std::memory_order_acquire);
+    const std::uint64_t read = load(memory, kReadIndex, std::memory_order_acquire);
+    const std::uint64_t wrapped = write < read ? load(memory, kSlotCount, std::memory_order_relaxed) : 0;
+    return static_cast<std::size_t>(write - read + wrapped);
+}
+
+std::size_t MMemLineFifo_GetFree(const void* memory) {
+    if (!memory) return 0;
+    const auto slotCount = static_cast<std::size_t>(load(memory, kSlotCount, std::memory_order_relaxed));
+    return slotCount - MMemLineFifo_GetCount(memory) - 1;
+}
+
+std::size_t MMemLineFifo_GetLineLength(const void* memory) {
+    return memory ? static_cast<std::size_t>(load(memory, kLineLength, std::memory_order_relaxed)) : 0;
+}
+
+int MMemLineFifo_IsWriterAttached(const void* memory) {
+    return memory && load(memory, kWriterMark, std::memory_order_acquire) != 0 ? 1 : 0;
+}
+
+int MMemLineFifo_IsReaderAttached(const void* memory) {
+    return memory && load(memory, kReaderMark, std::memory_order_acquire) != 0 ? 1 : 0;
+}

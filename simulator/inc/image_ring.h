@@ -1,0 +1,74 @@
+// The simulator's end of the image connection: shared memory "DorVenImages" with a line fifo of whole images, and the
+// event "DorVenImagesEvent" that tells readers of new ones. docs/wire-format.md draws what is shared.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "mprocessevent.h"
+
+namespace simulator {
+
+/// What stands at the beginning of each line, in front of the pixels.
+struct LineHeader {
+    std::uint64_t imageCounter;  //  0  number of the image; the camera takes its low 32 bits
+    double timeStamp;            //  8  seconds of the machine's monotonic clock when the image was complete
+    double frameTime;            // 16  seconds from one image to the next
+};                               // 24  pixels begin here
+static_assert(sizeof(LineHeader) == 24);
+
+/// The writing side. One thread.
+class ImageRing {
+public:
+    enum class OpenResult {
+        opened,
+        otherWriter,  // another simulator has the ring
+        tooSmall,     // somebody still holds smaller memory of that name: try again later
+        failed,       // no memory or no event; the error trace tells why
+    };
+
+    /// @param imageBytes  Of one image.   @param lineCount  Images that the ring holds, at least 1.
+    ImageRing(std::size_t imageBytes, std::size_t lineCount);
+
+    /// Closes.
+    ~ImageRing();
+    ImageRing(const ImageRing&) = delete;
+    ImageRing& operator=(const ImageRing&) = delete;
+
+    /// Lays the ring anew, empty. A reader that was attached is detached and comes back at the next signal.
+    OpenResult open();
+
+    /// Detaches. Images that wait stay readable for who holds the memory.
+    void close();
+
+    bool isOpen() const { return _memory != nullptr; }
+
+    /// Pixels of the slot to fill next; null while the ring is full or not open.
+    std::uint8_t* slotPixels();
+
+    /// Number of that slot, 0 … lineCount.
+    std::size_t slotIndex() const;
+
+    /// Publishes the slot and wakes the reader. False when the ring is full or not open.
+    bool publish(const LineHeader& header);
+
+    /// Wakes the reader without a new image, so that one which came while the ring was full finds it.
+    void wakeReader();
+
+    /// Bytes of memory that the ring takes, and of one line: header and pixels, up to a multiple of 8.
+    std::size_t memoryBytes() const;
+    std::size_t lineBytes() const { return _lineBytes; }
+
+private:
+    bool claimWriter();
+    void releaseWriter();
+
+    std::size_t _lineBytes;
+    std::size_t _lineCount;
+    void* _memory = nullptr;
+    void* _writerClaim = nullptr;  // handle of the event that exists while a simulator runs
+    std::unique_ptr<MProcessEvent> _event;
+};
+
+}  // namespace simulator

@@ -1,0 +1,79 @@
+// Where the simulator's images come from: rendered, or replayed from files.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "image_view.h"
+#include "test_target.h"
+
+namespace simulator {
+
+/// Images of one format. Drawn by one thread.
+class ImageSource {
+public:
+    virtual ~ImageSource() = default;
+    ImageSource(const ImageSource&) = delete;
+    ImageSource& operator=(const ImageSource&) = delete;
+
+    /// Draws a frame in place, but not the strip.
+    ///
+    /// @param before  Number of the frame that this source drew into these pixels last; none when unknown.
+    /// @return        CRC-32 of the bytes below the strip's lines.
+    virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
+                               std::optional<std::uint64_t> before) = 0;
+
+    /// What the strip says about where the pixels come from.
+    virtual std::uint8_t stripFlags() const = 0;
+
+    const frames::ImageFormat& format() const { return _format; }
+
+protected:
+    explicit ImageSource(const frames::ImageFormat& format) : _format(format) {}
+
+private:
+    frames::ImageFormat _format;
+};
+
+/// The moving test target.
+class RenderedImages : public ImageSource {
+public:
+    explicit RenderedImages(const frames::ImageFormat& format) : ImageSource(format), _target(format) {}
+    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
+    std::uint8_t stripFlags() const override;
+
+private:
+    frames::TestTarget _target;
+};
+
+/// Pictures from files, one after the other and again from the first; frame n shows picture n modulo their count.
+class ReplayedImages : public ImageSource {
+public:
+    /// Loads every PNG and PGM file of a folder, in the order of their names byte by byte, as grey.
+    ///
+    /// @param size           Width and height that the pictures must have; none: those of the first one.
+    /// @param bytesPerPixel  Of the images made of them; each byte of a pixel gets its grey.
+    /// @return               null, with the reason, when the folder holds none, one cannot be read, or sizes differ.
+    static std::unique_ptr<ReplayedImages> load(const std::string& folder,
+                                                const std::optional<frames::ImageFormat>& size,
+                                                std::size_t bytesPerPixel, std::string& error);
+
+    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
+    std::uint8_t stripFlags() const override;
+    std::size_t pictureCount() const { return _pictures.size(); }
+
+private:
+    struct Picture {
+        std::vector<std::uint8_t> bytes;
+        std::uint32_t crcBelowStrip;
+    };
+    ReplayedImages(const frames::ImageFormat& format, std::vector<Picture> pictures)
+        : ImageSource(format), _pictures(std::move(pictures)) {}
+
+    std::vector<Picture> _pictures;
+};
+
+}  // namespace simulator

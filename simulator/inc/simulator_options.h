@@ -1,0 +1,31 @@
+// What the simulator's command line asks for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "image_view.h"
+
+namespace simulator {
+
+struct SimulatorOptions {
+    std::optional<frames::ImageFormat> size;   // --size; its byte depth does not count
+    std::string configFile;                    // --config; empty: none
+    std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
+    std::string imageFolder;                   // --images; empty: the test target
+    double framesPerSecond = 100.0;
+    std::uint64_t frameCount = 0;  // 0: until stopped
+    std::size_t lineCount = 8;
+};
+
+/// Reads a command line. Options that the user gave win over what the configuration file says.
+///
+/// @param data    Receives what --help and --version ask for.
+/// @param people  Receives the reason when the command line is wrong.
+/// @return        The exit code when the program is to end now: 0 after --help and --version, 2 for wrong usage.
+std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
+                                         std::ostream& data, std::ostream& people);
+
+}  // namespace simulator

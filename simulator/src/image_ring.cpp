@@ -1,0 +1,111 @@
+#include "image_ring.h"
+
+#include <cstring>
+#include <stdexcept>
+
+#include "mmemlinefifo.h"
+#include "msharedmem.h"
+#include "platform.h"
+
+namespace simulator {
+namespace {
+
+const char kMemoryName[] = "DorVenImages";
+const char kEventName[] = "DorVenImagesEvent";
+const char kWriterName[] = "DorVenImagesWriter";
+
+// Bytes of the memory that others hold under the name; 0 when there is none. Asks the system itself, because the
+// library would report every try in the error trace.
+std::size_t existingMemoryBytes() {
+    const HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, kMemoryName);
+    if (!mapping) return 0;
+    std::size_t bytes = 0;
+    if (void* view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0)) {
+        MEMORY_BASIC_INFORMATION information{};
+        if (VirtualQuery(view, &information, sizeof information) != 0) bytes = information.RegionSize;
+        UnmapViewOfFile(view);
+    }
+    CloseHandle(mapping);
+    return bytes;
+}
+
+}  // namespace
+
+ImageRing::ImageRing(std::size_t imageBytes, std::size_t lineCount)
+    : _lineBytes((sizeof(LineHeader) + imageBytes + 7) / 8 * 8), _lineCount(lineCount) {}
+
+ImageRing::~ImageRing() {
+    close();
+    releaseWriter();
+}
+
+ImageRing::OpenResult ImageRing::open() {
+    close();
+    if (!claimWriter()) return OpenResult::otherWriter;
+    const std::size_t existing = existingMemoryBytes();
+    if (existing != 0 && existing < memoryBytes()) return OpenResult::tooSmall;
+    try {
+        if (!_event) _event = std::make_unique<MProcessEvent>(kEventName);
+    } catch (const std::runtime_error&) {
+        return OpenResult::failed;
+    }
+    _memory = MSharedMem_LinkOrCreate(kMemoryName, memoryBytes());
+    if (!_memory) return OpenResult::failed;
+    if (MMemLineFifo_Create(_memory, _lineCount, _lineBytes) == 0) {
+        MSharedMem_Unlink(_memory);
+        _memory = nullptr;
+        return OpenResult::failed;
+    }
+    return OpenResult::opened;
+}
+
+void ImageRing::close() {
+    if (!_memory) return;
+    MMemLineFifo_Destroy(_memory);
+    MSharedMem_Unlink(_memory);
+    _memory = nullptr;
+}
+
+std::uint8_t* ImageRing::slotPixels() {
+    if (!_memory || MMemLineFifo_GetFree(_memory) == 0) return nullptr;
+    auto* line = static_cast<std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
+    return line ? line + sizeof(LineHeader) : nullptr;
+}
+
+std::size_t ImageRing::slotIndex() const {
+    const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
+    return static_cast<std::size_t>(line - static_cast<const std::uint8_t*>(_memory) - sizeof(LineFifoHeader)) /
+           _lineBytes;
+}
+
+bool ImageRing::publish(const LineHeader& header) {
+    if (!slotPixels()) return false;
+    std::memcpy(MMemLineFifo_GetWriteLine(_memory), &header, sizeof header);
+    if (MMemLineFifo_PutLine(_memory) == 0) return false;
+    wakeReader();
+    return true;
+}
+
+void ImageRing::wakeReader() { _event->Notify(); }
+
+std::size_t ImageRing::memoryBytes() const { return sizeof(LineFifoHeader) + (_lineCount + 1) * _lineBytes; }
+
+// The event's only purpose is to exist as long as this process does.
+bool ImageRing::claimWriter() {
+    if (_writerClaim) return true;
+    const HANDLE claim = CreateEventA(nullptr, FALSE, FALSE, kWriterName);
+    const bool first = claim && GetLastError() != ERROR_ALREADY_EXISTS;
+    if (first) {
+        _writerClaim = claim;
+    } else if (claim) {
+        CloseHandle(claim);
+    }
+    return first;
+}
+
+void ImageRing::releaseWriter() {
+    if (_writerClaim) CloseHandle(_writerClaim);
+    _writerClaim = nullptr;
+}
+
+}  // namespace simulator

@@ -1,0 +1,3 @@
+#include "simulator.h"
+
+int main(int argc, char** argv) { return simulator::simulatorMain(argc, argv); }

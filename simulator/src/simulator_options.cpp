@@ -1,0 +1,99 @@
+#include "simulator_options.h"
+
+#include <charconv>
+
+#include <CLI/CLI.hpp>
+
+#include "camera_config.h"
+
+namespace simulator {
+namespace {
+
+constexpr int kWrongUsage = 2;
+constexpr double kMinFramesPerSecond = 0.01;
+constexpr double kMaxFramesPerSecond = 10000.0;
+constexpr std::size_t kMaxLines = 1000;
+
+// A whole number from 1 to the greatest, and nothing else.
+bool parseSide(std::string_view text, std::size_t& value) {
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return failure == std::errc() && end == text.data() + text.size() && value >= 1 && value <= kMaxSide;
+}
+
+bool parseSize(const std::string& text, frames::ImageFormat& size) {
+    const std::size_t separator = text.find_first_of("xX");
+    return separator != std::string::npos && parseSide(std::string_view(text).substr(0, separator), size.width) &&
+           parseSide(std::string_view(text).substr(separator + 1), size.height);
+}
+
+std::string checkSize(const std::string& text) {
+    frames::ImageFormat size;
+    if (parseSize(text, size)) return {};
+    return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(kMaxSide);
+}
+
+// A number within limits; one that is not a number (nan) is within none.
+template <typename Number>
+CLI::Validator within(Number least, Number greatest, const char* limits) {
+    return CLI::Validator(
+        [least, greatest, limits](const std::string& text) {
+            Number value{};
+            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
+            return "'" + text + "' is not a number from " + limits;
+        },
+        "");
+}
+
+}  // namespace
+
+std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
+                                         std::ostream& data, std::ostream& people) {
+    CLI::App app(
+        "Plays the camera's other side: writes images into shared memory, from where the camera plugin of a measuring "
+        "host takes them.",
+        "dorven-simulator");
+    app.set_version_flag("--version", std::string("dorven-simulator ") + DORVEN_VERSION);
+    std::string size;
+    app.add_option("--size", size,
+                   "Width and height in pixels, each 1 to 65536 (default 1280x1024, or as --config says)")
+        ->check(CLI::Validator(checkSize, "", "size"))
+        ->type_name("WIDTHxHEIGHT");
+    app.add_option("--bytes-per-pixel", options.bytesPerPixel, "1 to 16 (default 1, or as --config says)")
+        ->check(within(std::size_t{1}, kMaxBytesPerPixel, "1 to 16"))
+        ->type_name("BYTES");
+    app.add_option("--config", options.configFile,
+                   "The camera's own configuration file: takes size and bytes per pixel from it")
+        ->check(CLI::Validator(CLI::ExistingFile).description(""))
+        ->type_name("FILE.ini");
+    app.add_option("--images", options.imageFolder,
+                   "Replay the PNG and PGM files of a folder in name order, as grey, instead of the test target")
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
+        ->type_name("DIR");
+    app.add_option("--fps", options.framesPerSecond, "Images per second, 0.01 to 10000 (default 100)")
+        ->check(within(kMinFramesPerSecond, kMaxFramesPerSecond, "0.01 to 10000"))
+        ->type_name("RATE");
+    app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
+        ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->type_name("IMAGES");
+    app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
+        ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
+        ->type_name("IMAGES");
+    app.footer(
+        "Examples:\n"
+        "  dorven-simulator --size 1280x1024 --fps 200\n"
+        "  dorven-simulator --config camera.ini --count 1000\n"
+        "  dorven-simulator --images pictures --fps 25\n"
+        "\n"
+        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
+        "uses its number up, so that a host sees the gap.\n"
+        "Exit codes: 0 done, 1 failed, 2 wrong usage.");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error, data, people) == 0 ? 0 : kWrongUsage;
+    }
+    if (!size.empty()) parseSize(size, options.size.emplace());
+    return std::nullopt;
+}
+
+}  // namespace simulator

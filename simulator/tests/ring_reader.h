@@ -1,0 +1,98 @@
+// The reading end of the image connection as a camera plays it, for tests.
+#pragma once
+
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <thread>
+
+#include "image_ring.h"
+#include "inspection.h"
+#include "mmemlinefifo.h"
+#include "mprocessevent.h"
+#include "msharedmem.h"
+#include "platform.h"
+
+namespace test {
+
+class RingReader {
+public:
+    explicit RingReader(const frames::ImageFormat& format) : _format(format), _event("DorVenImagesEvent") {}
+    ~RingReader() { detach(); }
+    RingReader(const RingReader&) = delete;
+    RingReader& operator=(const RingReader&) = delete;
+
+    /// Links memory and fifo, anew, if they are there.
+    bool attach() {
+        detachMemory();
+        if (!memoryExists()) return false;
+        _memory = MSharedMem_Link("DorVenImages");
+        if (_memory && MMemLineFifo_Link(_memory) != 0) return true;
+        detachMemory();
+        return false;
+    }
+
+    /// As attach, again at every signal for some seconds.
+    bool attachAtSignal(double seconds = 20.0) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        while (!attach()) {
+            if (std::chrono::steady_clock::now() > end) return false;
+            _event.Wait(0.1);
+        }
+        return true;
+    }
+
+    void detach() {
+        if (_memory) MMemLineFifo_Unlink(_memory);
+        detachMemory();
+    }
+
+    bool attached() const { return _memory && MMemLineFifo_IsReaderAttached(_memory) != 0; }
+    bool writerAttached() const { return _memory && MMemLineFifo_IsWriterAttached(_memory) != 0; }
+    void* memory() const { return _memory; }
+    MProcessEvent& event() { return _event; }
+
+    /// Header and inspection of the oldest waiting image, which is released; none when there is none.
+    struct Image {
+        simulator::LineHeader header;
+        frames::Inspection inspection;
+    };
+    std::optional<Image> take() {
+        auto* line = static_cast<std::uint8_t*>(MMemLineFifo_GetReadLine(_memory));
+        if (!line) return std::nullopt;
+        Image image{};
+        std::memcpy(&image.header, line, sizeof image.header);
+        image.inspection = frames::inspectImage({line + 24, _format});
+        MMemLineFifo_ReleaseLine(_memory);
+        return image;
+    }
+
+    /// As take, waiting for a signal up to some seconds. A reader that the writer has detached comes back.
+    std::optional<Image> waitAndTake(double seconds = 20.0) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        for (;;) {
+            if (!attached()) attach();
+            if (auto image = take()) return image;
+            if (std::chrono::steady_clock::now() > end) return std::nullopt;
+            _event.Wait(0.1);
+        }
+    }
+
+    static bool memoryExists() {
+        const HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenImages");
+        if (mapping) CloseHandle(mapping);
+        return mapping != nullptr;
+    }
+
+private:
+    void detachMemory() {
+        if (_memory) MSharedMem_Unlink(_memory);
+        _memory = nullptr;
+    }
+
+    frames::ImageFormat _format;
+    MProcessEvent _event;
+    void* _memory = nullptr;
+};
+
+}  // namespace test

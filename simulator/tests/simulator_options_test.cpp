@@ -1,0 +1,148 @@
+#include "simulator_options.h"
+
+#include <sstream>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using frames::ImageFormat;
+using simulator::SimulatorOptions;
+using testing::HasSubstr;
+
+struct Parsed {
+    std::optional<int> exitCode;
+    SimulatorOptions options;
+    std::string data;
+    std::string people;
+};
+
+Parsed parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "dorven-simulator");
+    Parsed parsed;
+    std::ostringstream data;
+    std::ostringstream people;
+    parsed.exitCode =
+        parseSimulatorOptions(static_cast<int>(arguments.size()), arguments.data(), parsed.options, data, people);
+    parsed.data = data.str();
+    parsed.people = people.str();
+    return parsed;
+}
+
+TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
+    const Parsed parsed = parse({});
+    EXPECT_EQ(parsed.exitCode, std::nullopt);
+    EXPECT_FALSE(parsed.options.size);
+    EXPECT_EQ(parsed.options.framesPerSecond, 100.0);
+    EXPECT_EQ(parsed.options.frameCount, 0u);
+    EXPECT_EQ(parsed.options.lineCount, 8u);
+    std::string error;
+    EXPECT_EQ(makeImageSource(parsed.options, error)->format(), (ImageFormat{1280, 1024, 1}));
+}
+
+TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
+    const test::TemporaryFolder folder;
+    const std::string config = folder.file("camera.ini", "");
+    const Parsed parsed = parse({"--size", "640x480", "--config", config.c_str(), "--fps", "59.94", "--count", "1000",
+                                 "--lines", "16", "--images", folder.path().c_str(), "--bytes-per-pixel", "3"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    ASSERT_TRUE(parsed.options.size);
+    EXPECT_EQ(parsed.options.size->width, 640u);
+    EXPECT_EQ(parsed.options.size->height, 480u);
+    EXPECT_EQ(parsed.options.configFile, config);
+    EXPECT_EQ(parsed.options.framesPerSecond, 59.94);
+    EXPECT_EQ(parsed.options.frameCount, 1000u);
+    EXPECT_EQ(parsed.options.lineCount, 16u);
+    EXPECT_EQ(parsed.options.imageFolder, folder.path());
+    EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
+}
+
+TEST(SimulatorOptionsTest, HelpAndVersionEndWithZeroOnStandardOutput) {
+    const Parsed help = parse({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* option :
+         {"--size", "--config", "--fps", "--count", "--lines", "--images", "--bytes-per-pixel", "Exit codes"})
+        EXPECT_THAT(help.data, HasSubstr(option));
+    const Parsed version = parse({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_THAT(version.data, HasSubstr("dorven-simulator "));
+}
+
+class WrongSimulatorUsageTest : public testing::TestWithParam<std::vector<const char*>> {};
+
+TEST_P(WrongSimulatorUsageTest, EndsWithTwoAndNamesTheArgument) {
+    const Parsed parsed = parse(GetParam());
+    EXPECT_EQ(parsed.exitCode, 2);
+    EXPECT_THAT(parsed.people, HasSubstr(GetParam().front()));
+    EXPECT_EQ(parsed.data, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, WrongSimulatorUsageTest,
+    testing::Values(std::vector{"--size", "1280"}, std::vector{"--size", "0x5"}, std::vector{"--size", "5x0"},
+                    std::vector{"--size", "5x65537"}, std::vector{"--size", "-5x5"}, std::vector{"--size", "5x5x5"},
+                    std::vector{"--size", "5 x5"}, std::vector{"--size", ""}, std::vector{"--size"},
+                    std::vector{"--config", "/no/such/file.ini"}, std::vector{"--config"},
+                    std::vector{"--images", "/no/such/folder"}, std::vector{"--images"}, std::vector{"--fps", "0"},
+                    std::vector{"--fps", "-1"}, std::vector{"--fps", "fast"}, std::vector{"--fps", "10001"},
+                    std::vector{"--fps", "nan"}, std::vector{"--fps"}, std::vector{"--count", "-1"},
+                    std::vector{"--count", "many"}, std::vector{"--count", "1.5"}, std::vector{"--count"},
+                    std::vector{"--lines", "0"}, std::vector{"--lines", "1001"}, std::vector{"--lines", "x"},
+                    std::vector{"--bytes-per-pixel", "0"}, std::vector{"--bytes-per-pixel", "17"},
+                    std::vector{"--bytes-per-pixel", "one"}, std::vector{"--bogus"}, std::vector{"stray"}));
+
+class ImageSourceChoiceTest : public testing::Test {
+protected:
+    ImageFormat formatOf(const SimulatorOptions& options) {
+        std::string error;
+        const auto source = makeImageSource(options, error);
+        EXPECT_TRUE(source) << error;
+        return source ? source->format() : ImageFormat{};
+    }
+    SimulatorOptions withConfig() {
+        SimulatorOptions options;
+        options.configFile =
+            _folder.file("camera.ini", "[image]\nimage_size_x=320\nimage_size_y=240\nbytes_per_pixel=2\n");
+        return options;
+    }
+
+    test::TemporaryFolder _folder;
+};
+
+TEST_F(ImageSourceChoiceTest, ConfigurationFileTellsTheFormat) {
+    EXPECT_EQ(formatOf(withConfig()), (ImageFormat{320, 240, 2}));
+}
+
+TEST_F(ImageSourceChoiceTest, OptionsWinOverTheConfigurationFile) {
+    SimulatorOptions options = withConfig();
+    options.size = ImageFormat{640, 480, 1};
+    EXPECT_EQ(formatOf(options), (ImageFormat{640, 480, 2}));
+    options.bytesPerPixel = 4;
+    EXPECT_EQ(formatOf(options), (ImageFormat{640, 480, 4}));
+}
+
+TEST_F(ImageSourceChoiceTest, PicturesHaveToFitTheConfiguration) {
+    SimulatorOptions options = withConfig();
+    options.imageFolder = _folder.path("pictures/x.pgm").substr(0, _folder.path("pictures").size());
+    _folder.file("pictures/a.pgm", "P5 1 1 255\nx");
+    std::string error;
+    EXPECT_FALSE(makeImageSource(options, error));
+    EXPECT_THAT(error, HasSubstr("a.pgm: has 1 x 1 pixels, but the camera has 320 x 240"));
+    options.configFile.clear();
+    EXPECT_EQ(formatOf(options), (ImageFormat{1, 1, 1}));
+}
+
+TEST_F(ImageSourceChoiceTest, UnreadableConfigurationIsRefused) {
+    SimulatorOptions options;
+    options.configFile = _folder.path("none.ini");
+    std::string error;
+    EXPECT_FALSE(makeImageSource(options, error));
+    EXPECT_THAT(error, HasSubstr("could not open camera config file"));
+}
+
+}  // namespace

@@ -1,0 +1,318 @@
+#include "simulator.h"
+
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "child_process.h"
+#include "log_recorder.h"
+#include "platform.h"
+#include "ring_reader.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using simulator::ImageRing;
+using simulator::RenderedImages;
+using simulator::Simulator;
+using simulator::SimulatorOptions;
+using testing::HasSubstr;
+using testing::Not;
+using namespace std::chrono_literals;
+
+constexpr frames::ImageFormat kFormat{900, 20, 1};
+
+class SimulatorTest : public testing::Test {
+protected:
+    SimulatorTest() {
+        _options.size = kFormat;
+        _options.framesPerSecond = 500;
+        _options.frameCount = 20;
+    }
+
+    test::LogRecorder _log;
+    SimulatorOptions _options;
+    RenderedImages _source{kFormat};
+    std::ostringstream _people;
+};
+
+TEST_F(SimulatorTest, WithoutAReaderTheRingFillsAndTheRestIsRefused) {
+    _options.lineCount = 5;
+    Simulator simulator(_options, _source, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    const auto& totals = simulator.totals();
+    EXPECT_EQ(totals.written, 5u);
+    EXPECT_EQ(totals.written + totals.refused + totals.skipped, 20u);
+    EXPECT_THAT(_people.str(), HasSubstr("900 x 20 pixels, 1 byte per pixel, 500 images per second, ring of 5"));
+    EXPECT_THAT(_people.str(), HasSubstr("written 5, refused by the full ring " + std::to_string(totals.refused) +
+                                         ", skipped as too late " + std::to_string(totals.skipped)));
+    EXPECT_FALSE(test::RingReader::memoryExists());
+}
+
+TEST_F(SimulatorTest, DeliversWholeStampedImagesWithTheirNumbers) {
+    Simulator simulator(_options, _source, _people);
+    ASSERT_EQ(simulator.openRing(), ImageRing::OpenResult::opened);
+    test::RingReader reader(kFormat);
+    reader.attach();
+    for (std::uint64_t frame = 0; frame < 30; ++frame) {
+        const std::int64_t before = platform_monotonicNanoseconds();
+        simulator.deliver(frame);
+        const std::int64_t after = platform_monotonicNanoseconds();
+        const auto image = reader.take();
+        ASSERT_TRUE(image);
+        EXPECT_EQ(image->header.imageCounter, frame);
+        EXPECT_EQ(image->header.frameTime, 0.002);
+        ASSERT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+        EXPECT_EQ(image->inspection.strip->frameNumber, frame);
+        const auto stamp = static_cast<std::int64_t>(image->inspection.strip->timeStampNs);
+        EXPECT_GE(stamp, before);
+        EXPECT_LE(stamp, after);
+        EXPECT_DOUBLE_EQ(image->header.timeStamp, static_cast<double>(stamp) / 1e9);
+    }
+    EXPECT_EQ(simulator.totals().written, 30u);
+}
+
+TEST_F(SimulatorTest, RefusedFrameUsesItsNumberUpAndWakesTheReader) {
+    _options.lineCount = 2;
+    Simulator simulator(_options, _source, _people);
+    simulator.openRing();
+    test::RingReader reader(kFormat);
+    reader.attach();
+    for (std::uint64_t frame = 0; frame < 4; ++frame) simulator.deliver(frame);
+    EXPECT_EQ(simulator.totals().written, 2u);
+    EXPECT_EQ(simulator.totals().refused, 2u);
+    EXPECT_EQ(reader.take()->header.imageCounter, 0u);
+    EXPECT_EQ(reader.take()->header.imageCounter, 1u);
+    simulator.deliver(4);
+    EXPECT_EQ(reader.take()->header.imageCounter, 4u);
+    simulator.deliver(5);
+    simulator.deliver(6);
+    while (reader.event().Wait(0.0) == 1) {
+    }
+    simulator.deliver(7);
+    EXPECT_EQ(simulator.totals().refused, 3u);
+    EXPECT_EQ(reader.event().Wait(0.0), 1);
+}
+
+TEST_F(SimulatorTest, ReaderOfARunSeesConsecutiveTimesOnTheGrid) {
+    _options.framesPerSecond = 50;
+    _options.lineCount = 30;
+    std::vector<test::RingReader::Image> images;
+    std::thread thread([&images] {
+        test::RingReader reader(kFormat);
+        if (!reader.attachAtSignal()) return;
+        while (images.empty() || images.back().header.imageCounter < 19) {
+            const auto image = reader.waitAndTake();
+            if (!image) return;
+            images.push_back(*image);
+        }
+    });
+    Simulator simulator(_options, _source, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    thread.join();
+    EXPECT_EQ(images.size(), simulator.totals().written);
+    ASSERT_GE(images.size(), 2u);
+    for (std::size_t index = 1; index < images.size(); ++index) {
+        EXPECT_GT(images[index].header.imageCounter, images[index - 1].header.imageCounter);
+        EXPECT_GT(images[index].header.timeStamp, images[index - 1].header.timeStamp);
+        // No image is ahead of its slot: n periods after the first one, which itself may have been late.
+        const double slots = static_cast<double>(images[index].header.imageCounter - images[0].header.imageCounter);
+        EXPECT_GT(images[index].header.timeStamp - images[0].header.timeStamp, slots * 0.02 - 0.02);
+    }
+}
+
+TEST_F(SimulatorTest, RunTakesAsLongAsItsGrid) {
+    _options.framesPerSecond = 100;
+    _options.frameCount = 31;
+    Simulator simulator(_options, _source, _people);
+    const std::int64_t before = platform_monotonicNanoseconds();
+    simulator.run();
+    EXPECT_GE(platform_monotonicNanoseconds() - before, 300'000'000);
+    EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 31u);
+}
+
+// Draws so slowly that slots are missed, and reads in between what is there.
+class SlowImages : public RenderedImages {
+public:
+    using RenderedImages::RenderedImages;
+    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frame, std::optional<std::uint64_t> before) override {
+        if (!_reader.attached()) _reader.attach();
+        takeAll();
+        std::this_thread::sleep_for(50ms);
+        return RenderedImages::draw(pixels, frame, before);
+    }
+    void takeAll() {
+        while (const auto image = _reader.take()) numbers.push_back(image->header.imageCounter);
+    }
+
+    std::vector<std::uint64_t> numbers;
+
+private:
+    test::RingReader _reader{kFormat};
+};
+
+TEST_F(SimulatorTest, FramesThatComeTooLateAreSkippedAndLeaveAGap) {
+    _options.framesPerSecond = 100;
+    _options.lineCount = 3;
+    SlowImages slow(kFormat);
+    Simulator simulator(_options, slow, _people);
+    simulator.run();
+    slow.takeAll();
+    EXPECT_GE(simulator.totals().skipped, 12u);
+    EXPECT_EQ(simulator.totals().refused, 0u);
+    EXPECT_EQ(simulator.totals().written, slow.numbers.size());
+    EXPECT_EQ(simulator.totals().written + simulator.totals().skipped, 20u);
+    EXPECT_EQ(slow.numbers.front(), 0u);
+    EXPECT_EQ(slow.numbers.back(), 19u);
+}
+
+TEST_F(SimulatorTest, FramesThatAreLateByNoMoreThanHalfARingAreMadeUpFor) {
+    _options.framesPerSecond = 100;
+    _options.lineCount = 1000;
+    SlowImages slow(kFormat);
+    Simulator simulator(_options, slow, _people);
+    simulator.run();
+    EXPECT_EQ(simulator.totals().written, 20u);
+    EXPECT_EQ(simulator.totals().skipped, 0u);
+}
+
+TEST_F(SimulatorTest, NothingOfFormerFramesStaysInASlotThatIsUsedAgain) {
+    const frames::ImageFormat format{900, 200, 1};
+    RenderedImages source(format);
+    RenderedImages whole(format);
+    _options.lineCount = 2;
+    Simulator simulator(_options, source, _people);
+    simulator.openRing();
+    test::RingReader reader(format);
+    reader.attach();
+    std::vector<std::uint8_t> expected(format.bytes());
+    for (const std::uint64_t frame : {0u, 1u, 2u, 3u, 40u, 41u, 42u, 100u, 7u}) {
+        simulator.deliver(frame);
+        whole.draw(expected.data(), frame, std::nullopt);
+        const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetReadLine(reader.memory()));
+        ASSERT_TRUE(line);
+        const std::size_t below = frames::stripLines(format) * format.lineBytes();
+        EXPECT_EQ(std::memcmp(line + 24 + below, expected.data() + below, format.bytes() - below), 0) << frame;
+        MMemLineFifo_ReleaseLine(reader.memory());
+    }
+}
+
+TEST_F(SimulatorTest, SlotThatAReaderDrewIntoStillGivesAWholeImage) {
+    _options.lineCount = 1;
+    Simulator simulator(_options, _source, _people);
+    simulator.openRing();
+    test::RingReader reader(kFormat);
+    reader.attach();
+    for (std::uint64_t frame = 0; frame < 6; ++frame) {
+        simulator.deliver(frame);
+        auto* line = static_cast<std::uint8_t*>(MMemLineFifo_GetReadLine(reader.memory()));
+        ASSERT_TRUE(line);
+        EXPECT_EQ(frames::inspectImage({line + 24, kFormat}).kind, frames::ImageKind::simulated) << frame;
+        std::memset(line + 24, 1, kFormat.bytes());
+        MMemLineFifo_ReleaseLine(reader.memory());
+    }
+}
+
+TEST_F(SimulatorTest, SmallImagesAreDeliveredWithAWarningThatTheyCannotBeVerified) {
+    RenderedImages small({100, 20, 1});
+    Simulator simulator(_options, small, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().written, 8u);
+    EXPECT_THAT(_people.str(), HasSubstr("images this small carry no strip"));
+}
+
+TEST_F(SimulatorTest, SecondSimulatorSaysSoAndFails) {
+    Simulator first(_options, _source, _people);
+    first.openRing();
+    std::ostringstream people;
+    Simulator second(_options, _source, people);
+    EXPECT_EQ(second.run(), 1);
+    EXPECT_THAT(people.str(), HasSubstr("another simulator is running"));
+}
+
+TEST_F(SimulatorTest, ReaderComesBackToASimulatorThatWasStartedAgain) {
+    test::RingReader reader(kFormat);
+    {
+        Simulator first(_options, _source, _people);
+        first.openRing();
+        reader.attach();
+        first.deliver(0);
+        EXPECT_TRUE(reader.take());
+    }
+    Simulator second(_options, _source, _people);
+    EXPECT_EQ(second.openRing(), ImageRing::OpenResult::opened);
+    while (reader.event().Wait(0.0) == 1) {
+    }
+    second.deliver(0);
+    EXPECT_EQ(reader.event().Wait(0.0), 1);
+    EXPECT_FALSE(reader.attached());
+    ASSERT_TRUE(reader.attach());
+    const auto image = reader.take();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+}
+
+CHILD_ROLE(holdsSmallMemory) {
+    void* memory = MSharedMem_Create("DorVenImages", 1000);
+    MProcessEvent(arguments.at(0).c_str()).Set();
+    const int woken = MProcessEvent(arguments.at(1).c_str()).Wait(60.0);
+    MSharedMem_Unlink(memory);
+    return memory && woken == 1 ? 0 : 1;
+}
+
+TEST_F(SimulatorTest, WaitsForSmallerMemoryToGoAndSaysSoOnce) {
+    const std::string holdingName = test::uniqueName("holding");
+    const std::string leaveName = test::uniqueName("leave");
+    MProcessEvent holding(holdingName.c_str());
+    MProcessEvent leave(leaveName.c_str());
+    test::ChildProcess holder("holdsSmallMemory", {holdingName, leaveName});
+    ASSERT_EQ(holding.Wait(30.0), 1);
+    Simulator simulator(_options, _source, _people);
+    std::thread release([&leave] {
+        std::this_thread::sleep_for(2500ms);  // more than two tries
+        leave.Set();
+    });
+    EXPECT_EQ(simulator.run(), 0);
+    release.join();
+    EXPECT_EQ(holder.join(30s), 0);
+    EXPECT_EQ(simulator.totals().written, 8u);
+    const std::string said = _people.str();
+    const std::size_t first = said.find("a host still holds smaller image memory from before");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_EQ(said.find("a host still holds", first + 1), std::string::npos);
+    EXPECT_THAT(_log.errorTraces(), testing::IsEmpty());
+}
+
+TEST(SimulatorProgramTest, EndsWithTheDocumentedExitCodes) {
+    const auto exitCode = [](const test::Arguments& arguments) {
+        return test::ChildProcess::program("dorven-simulator", arguments).join(30s);
+    };
+    EXPECT_EQ(exitCode({"--size", "900x20", "--count", "3", "--fps", "1000"}), 0);
+    EXPECT_EQ(exitCode({"--version"}), 0);
+    const test::TemporaryFolder empty;
+    EXPECT_EQ(exitCode({"--images", empty.path()}), 1);
+    EXPECT_EQ(exitCode({"--bogus"}), 2);
+}
+
+TEST(SimulatorProgramTest, ReplaysPicturesThatAReaderInThisProcessReceives) {
+    const test::TemporaryFolder folder;
+    folder.file("a.pgm", "P5 900 20 255\n" + std::string(18000, 'a'));
+    folder.file("b.pgm", "P5 900 20 255\n" + std::string(18000, 'b'));
+    auto program = test::ChildProcess::program(
+        "dorven-simulator", {"--images", folder.path(), "--count", "40", "--fps", "50", "--lines", "50"});
+    test::RingReader reader(kFormat);
+    ASSERT_TRUE(reader.attachAtSignal());
+    for (int count = 0; count < 10; ++count) {
+        const auto image = reader.waitAndTake();
+        ASSERT_TRUE(image);
+        EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+        EXPECT_EQ(image->inspection.strip->flags, frames::kStripReplayed);
+    }
+    EXPECT_EQ(program.join(30s), 0);
+    EXPECT_FALSE(reader.writerAttached());
+}
+
+}  // namespace

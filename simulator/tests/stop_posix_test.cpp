@@ -1,0 +1,85 @@
+// How the simulator ends when it is asked to: signals, so on Linux only.
+#include <fstream>
+#include <iterator>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "child_process.h"
+#include "ring_reader.h"
+#include "temporary_folder.h"
+
+extern char** environ;
+
+namespace {
+
+using testing::HasSubstr;
+
+class StopTest : public testing::TestWithParam<int> {
+protected:
+    void start(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), test::programFolder() + "dorven-simulator");
+        std::vector<char*> argv;
+        for (std::string& argument : arguments) argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, _output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_EQ(posix_spawn(&_pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    int stopAndJoin(int signalNumber) {
+        kill(_pid, signalNumber);
+        int status = 0;
+        waitpid(_pid, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+    std::string output() const {
+        std::ifstream file(_output);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    test::TemporaryFolder _folder;
+    std::string _output = _folder.path("output.txt");
+    pid_t _pid = 0;
+};
+
+TEST_P(StopTest, EndsCleanlyWithTheTotalsAndDetaches) {
+    const frames::ImageFormat format{900, 20, 1};
+    start({"--size", "900x20", "--fps", "200"});
+    test::RingReader reader(format);
+    ASSERT_TRUE(reader.attachAtSignal());
+    for (int count = 0; count < 10; ++count) ASSERT_TRUE(reader.waitAndTake());
+    EXPECT_TRUE(reader.writerAttached());
+    EXPECT_EQ(stopAndJoin(GetParam()), 0);
+    EXPECT_FALSE(reader.writerAttached());
+    EXPECT_THAT(output(), HasSubstr("written "));
+    EXPECT_THAT(output(), HasSubstr("; Ctrl-C ends"));
+}
+
+TEST_P(StopTest, EndsCleanlyWhileItSleepsLong) {
+    start({"--size", "900x20", "--fps", "0.01"});
+    test::RingReader reader({900, 20, 1});
+    ASSERT_TRUE(reader.attachAtSignal());
+    ASSERT_TRUE(reader.waitAndTake());
+    EXPECT_EQ(stopAndJoin(GetParam()), 0);
+    EXPECT_THAT(output(), HasSubstr("written 1, refused by the full ring 0, skipped as too late 0"));
+}
+
+TEST_P(StopTest, EndsCleanlyWhileItWaitsForSmallerMemoryToGo) {
+    void* const small = MSharedMem_Create("DorVenImages", 100);
+    start({"--size", "900x20"});
+    while (output().find("smaller") == std::string::npos) usleep(10'000);
+    EXPECT_EQ(stopAndJoin(GetParam()), 0);
+    EXPECT_THAT(output(), HasSubstr("written 0, refused by the full ring 0, skipped as too late 0"));
+    MSharedMem_Unlink(small);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, StopTest, testing::Values(SIGINT, SIGTERM));
+
+}  // namespace
