@@ -86,5 +86,6 @@ for job in "${jobs[@]}"; do
 done
 
 section "all together"
-python3 scripts/summarize_tests.py "$results"/*.xml "$results"/*.check 2>/dev/null || true
+shopt -s nullglob
+python3 scripts/summarize_tests.py "$results"/*.xml "$results"/*.check || true
 exit "$failed"
