@@ -1,5 +1,6 @@
 #include "TeskImages.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "TeskImagesConfig.h"
@@ -53,8 +54,9 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
 TeskImages::~TeskImages() {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::~TeskImages");
     if (isRunning()) stopImageThread();
-    joinLeavingThread();
-    if (_leaving) _leaving->detach();  // destroyed by its own callback; it touches nothing of this object any more
+    joinLeavingThreads();
+    // What is left is this thread: destroyed by its own callback, it touches nothing of this object any more.
+    for (const auto& thread : _leaving) thread->detach();
 }
 
 std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
@@ -153,12 +155,12 @@ bool TeskImages::isRunning() const {
 }
 
 bool TeskImages::startImageThread() {
-    joinLeavingThread();
+    joinLeavingThreads();
     const std::lock_guard lock(_threadMutex);  // so that a callback that stops the new thread finds it noted
     if (_thread) return true;                  // another thread was quicker: its grab goes on
-    auto run = std::make_shared<Run>();
-    auto thread = _startThread([this, run, former = _run] {
-        if (!former || run->waitForTurn(*former)) imageThread(*run);
+    auto run = std::make_shared<Run>(_run);
+    auto thread = _startThread([this, run] {
+        if (run->waitForTurn()) imageThread(*run);
         run->announceEnd();
     });
     if (!thread) {
@@ -183,7 +185,7 @@ bool TeskImages::stopImageThread() {
     if (isThisThread(thread)) {
         // Called by the callback: a thread cannot wait for itself. It ends when the callback returns.
         run->left = true;
-        _leaving = thread;
+        _leaving.push_back(thread);
         return true;
     }
     lock.unlock();
@@ -194,13 +196,14 @@ bool TeskImages::stopImageThread() {
     return true;
 }
 
-/// Waits for a thread that was stopped by its own callback, unless it is the calling one.
-void TeskImages::joinLeavingThread() {
+/// Waits for the threads that were stopped by their own callback; the calling one stays noted.
+void TeskImages::joinLeavingThreads() {
     std::unique_lock lock(_threadMutex);
-    if (!_leaving || isThisThread(_leaving)) return;
-    const auto thread = std::exchange(_leaving, nullptr);
+    const auto others = std::partition(_leaving.begin(), _leaving.end(), isThisThread);
+    const std::vector<std::shared_ptr<std::thread>> threads(others, _leaving.end());
+    _leaving.erase(others, _leaving.end());
     lock.unlock();
-    thread->join();
+    for (const auto& thread : threads) thread->join();
 }
 
 }  // namespace kest::dorven

@@ -79,7 +79,7 @@ private:
     void initImageMemory();
     bool startImageThread();
     bool stopImageThread();
-    void joinLeavingThread();
+    void joinLeavingThreads();
 
     // On the worker thread, TeskImagesThread.cpp. After a callback they touch nothing of this object but when the run
     // was not left: the callback may have ended it, and this object with it.
@@ -100,10 +100,10 @@ private:
     NUV::PluginInterfaceCallbackData _callback;
 
     ThreadStarter _startThread;
-    mutable std::mutex _threadMutex;        // guards the three below; never held while a thread is joined
-    std::shared_ptr<std::thread> _thread;   // null: not running
-    std::shared_ptr<Run> _run;              // of _thread, or of the grab before
-    std::shared_ptr<std::thread> _leaving;  // ended from inside its own callback, not yet joined
+    mutable std::mutex _threadMutex;                     // guards the three below; never held while a thread is joined
+    std::shared_ptr<std::thread> _thread;                // null: not running
+    std::shared_ptr<Run> _run;                           // of _thread, or of the grab before
+    std::vector<std::shared_ptr<std::thread>> _leaving;  // ended from inside their own callback, not yet joined
 
     std::vector<unsigned char> _fakeImageMem;  // the worker thread's
 };

@@ -22,9 +22,10 @@ void takeGeometry(ImageFifo& fifo) {
     fifo.lineLength = loadOnce(header.lineLength);
     fifo.slotCount = loadOnce(header.slotCount);
     const std::size_t mapped = MSharedMem_GetSize(fifo.memory);
-    const std::uint64_t slotBytes = mapped - sizeof(LineFifoHeader);
+    const bool known = mapped >= sizeof(LineFifoHeader) && mapped != static_cast<std::size_t>(-1);
+    const std::uint64_t slotBytes = known ? mapped - sizeof(LineFifoHeader) : 0;
     // Divided, not multiplied: the product of two foreign numbers may wrap.
-    if (fifo.slotCount == 0 || fifo.lineLength <= slotBytes / fifo.slotCount) return;
+    if (known && (fifo.slotCount == 0 || fifo.lineLength <= slotBytes / fifo.slotCount)) return;
     fifo.readable = false;
     M_ERRLOG("image fifo is inconsistent: %Iu lines of %Iu bytes do not fit into %Iu bytes",
              static_cast<std::size_t>(fifo.slotCount), static_cast<std::size_t>(fifo.lineLength), mapped);
@@ -37,8 +38,11 @@ bool isSound(const ImageFifo& fifo, const void* line) {
                                  sizeof(LineFifoHeader);  // wraps for a line before slot 0, and is too large then
     if (fifo.lineLength < sizeof(ImageLineHeader) || offset % fifo.lineLength != 0) return false;
     if (offset / fifo.lineLength >= fifo.slotCount) return false;
-    // A write index beyond the ring would never be met by the read index: a loop without end.
-    return loadOnce(static_cast<LineFifoHeader*>(fifo.memory)->writeIndex) < fifo.slotCount;
+    // A write index beyond the ring, or a geometry that changed after the attach and with it where indices wrap, would
+    // never let the read index meet it: a loop without end.
+    auto& header = *static_cast<LineFifoHeader*>(fifo.memory);
+    return loadOnce(header.writeIndex) < fifo.slotCount && loadOnce(header.slotCount) == fifo.slotCount &&
+           loadOnce(header.lineLength) == fifo.lineLength;
 }
 
 }  // namespace
@@ -82,6 +86,10 @@ const unsigned char* frontLine(ImageFifo& fifo) {
     return nullptr;
 }
 
-void popLine(const ImageFifo& fifo) { MMemLineFifo_ReleaseLine(fifo.memory); }
+void popLine(const ImageFifo& fifo) {
+    // A writer that laid the ring anew while the host looked at the line has taken the reader's mark away: the line is
+    // gone with the old ring, and the new one's read index must stay as it is.
+    if (MMemLineFifo_IsReaderAttached(fifo.memory)) MMemLineFifo_ReleaseLine(fifo.memory);
+}
 
 }  // namespace kest::dorven

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "TeskImages.h"
 #include "TeskImagesFifo.h"
@@ -14,6 +16,9 @@ namespace kest::dorven {
 
 /// Shared by the worker thread and those who start and stop it; lives until the last of them lets go.
 struct TeskImages::Run {
+    /// @param former  The grab before, or null.
+    explicit Run(std::shared_ptr<Run> former) : _former(std::move(former)) {}
+
     std::atomic<bool> running{true};  // cleared by whoever stops the grab
 
     // ---- the worker thread's alone
@@ -26,11 +31,13 @@ struct TeskImages::Run {
 
     // ---- the thread's end
 
-    /// Waits on the new thread for the end of the grab before, which may still be inside its callback.
+    /// Waits on the new thread for the end of the grab before, which may still be inside its callback. One that was
+    /// stopped before its own turn leaves the grab before it to wait for, so that no two ever work at once.
     /// @return False when this grab was stopped meanwhile.
-    bool waitForTurn(Run& former) {
+    bool waitForTurn() {
         while (running) {
-            if (former.waitForEnd(std::chrono::milliseconds(10))) return true;
+            if (!_former) return true;
+            if (_former->waitForEnd(std::chrono::milliseconds(10))) _former = std::exchange(_former->_former, nullptr);
         }
         return false;
     }
@@ -48,6 +55,7 @@ struct TeskImages::Run {
     }
 
 private:
+    std::shared_ptr<Run> _former;  // not yet known to have ended; this thread's, after its end the next one's
     std::mutex _mutex;
     std::condition_variable _endedChanged;
     bool _ended = false;

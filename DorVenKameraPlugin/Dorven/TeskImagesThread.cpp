@@ -39,6 +39,15 @@ constexpr int kFailed = 0;
 /// A wait that fails returns at once; where it fails for ever, this keeps the processor free for others.
 constexpr std::chrono::milliseconds kRestAfterFailedWait{1};
 
+/// Bytes of an image as the record describes it; the largest number, which no vector takes, where they are beyond 64
+/// bits.
+std::uint64_t imageBytes(const NUV::IMAGEMEMORY& record) {
+    const auto times = [](std::uint64_t a, std::uint64_t b) {
+        return b != 0 && a > UINT64_MAX / b ? UINT64_MAX : a * b;
+    };
+    return times(times(record.width, record.height), static_cast<std::uint64_t>(record.bytesPerPixel));
+}
+
 }  // namespace
 
 std::uint64_t microseconds(double seconds) {
@@ -73,11 +82,11 @@ void TeskImages::imageThread(Run& run) {
 
 void TeskImages::prepareRun(Run& run) {
     run.timeoutS = kSignalTimeoutS;
+    const bool recorded = M_ASSERT(_imageMemory, "_imageMemory", "image memory not initialized");
     M_ASSERT(_frameRate > kLowestPacedRate, "_frameRate > 1.0", "frame rate not initialized");
     run.periodS = 1.0 / _frameRate;
-    if (!M_ASSERT(_imageMemory, "_imageMemory", "image memory not initialized")) return;
-    const std::uint64_t size =
-        _imageMemory->width * _imageMemory->height * static_cast<std::uint64_t>(_imageMemory->bytesPerPixel);
+    if (!recorded) return;
+    const std::uint64_t size = imageBytes(*_imageMemory);
     try {
         _fakeImageMem.resize(size, kFakeGrey);  // bytes of an earlier grab stay as they are
     } catch (const std::exception& error) {

@@ -262,8 +262,25 @@ TEST_F(AcquisitionTest, ImpossibleSizeIsReportedAndSurvived) {
     grabAndPlay();
     ASSERT_EQ(_log.errors().size(), 2u);
     EXPECT_THAT(_log.errors()[0], HasSubstr("kest::dorven::TeskImages::imageThread() : no fake image of "
-                                            "18446744073709550592 bytes"));
+                                            "18446744073709551615 bytes"));
     EXPECT_THAT(_log.errors()[1], HasSubstr("_fakeImageMem.size() > 0"));
+}
+
+TEST_F(AcquisitionTest, SizeWhoseProductWrapsIsNoSmallImage) {
+    _source->_imageMemory->width = _source->_imageMemory->height = std::numeric_limits<std::uint64_t>::max();
+    startFaking();
+    grabAndPlay();
+    ASSERT_EQ(_log.errors().size(), 2u);
+    EXPECT_THAT(_log.errors()[0], HasSubstr("no fake image of 18446744073709551615 bytes"));
+    EXPECT_THAT(_log.errors()[1], HasSubstr("_fakeImageMem.size() > 0"));
+}
+
+TEST_F(AcquisitionTest, MissingRecordIsReportedBeforeTheFrameRate) {
+    _source->_imageMemory = nullptr;
+    _source->setFrameRate(1.0);
+    grabAndPlay();
+    EXPECT_THAT(_log.errors(), ElementsAre(MatchesRegex(assertion("_imageMemory", "image memory not initialized")),
+                                           HasSubstr("frame rate not initialized")));
 }
 
 TEST_F(AcquisitionTest, MissingRecordIsReportedAtTheStartAndForEachImage) {
@@ -538,6 +555,36 @@ TEST_F(CorruptRingTest, ImpossibleWriteIndexIsNoLoopWithoutEnd) {
     expectOneReport();
 }
 
+TEST_F(CorruptRingTest, SlotCountThatChangesIsNoLoopWithoutEnd) {
+    damage([](LineFifoHeader& header) { header.slotCount = 1; });
+    expectOneReport();
+}
+
+TEST_F(CorruptRingTest, NoSlotsAtAllAreNoLoopWithoutEnd) {
+    damage([](LineFifoHeader& header) { header.slotCount = 0; });
+    expectOneReport();
+}
+
+TEST_F(CorruptRingTest, MoreSlotsThanAtTheOpeningAreNotFollowed) {
+    damage([](LineFifoHeader& header) { header.slotCount = 1000; });
+    expectOneReport();
+}
+
+TEST_F(CorruptRingTest, RingLaidAnewInsideTheCallbackIsReadFromItsFirstLine) {
+    _received.inside = [this] {
+        if (_received.count() != 1) return;
+        _ring.lay(2);
+        _ring.put(10);  // must not be given back in the place of the line that this callback looks at
+    };
+    signalWith(_ring, {1, 2, 3});
+    signalWith(_ring, {11});
+    grabAndPlay();
+    EXPECT_THAT(_received.counters(), ElementsAre(1u, 10u, 11u));
+    EXPECT_THAT(_log.errors(), IsEmpty());
+    ASSERT_TRUE(_source->freeze());
+    MSharedMem_Unlink(_ring.memory());
+}
+
 TEST_F(CorruptRingTest, IsReadAgainOnceItIsOpenedAfresh) {
     damage([](LineFifoHeader& header) { header.writeIndex = 99; });
     _event->step([this] {
@@ -776,6 +823,41 @@ TEST_F(AcquisitionTest, CallbackMayGrabAnew) {
     const auto images = _received.images();
     ASSERT_EQ(images.size(), 2u);
     EXPECT_NE(images[0].thread, images[1].thread);
+    EXPECT_TRUE(_source->freeze());
+}
+
+TEST_F(AcquisitionTest, CallbackMayGrabAnewAgainAndAgain) {
+    constexpr std::size_t kGrabs = 5;
+    _received.inside = [this] {
+        if (_received.count() >= kGrabs) return;
+        EXPECT_TRUE(_source->grab());
+    };
+    for (std::size_t i = 0; i < kGrabs; ++i) startFaking();
+    ASSERT_TRUE(_source->grab());
+    _event->playToEnd();
+    EXPECT_EQ(_received.count(), kGrabs);
+    EXPECT_TRUE(_source->freeze());
+}
+
+TEST_F(AcquisitionTest, GrabThatWaitsBehindAStoppedOneDoesNotWorkBesideTheFirst) {
+    std::atomic<bool> inside{false};
+    std::atomic<bool> together{false};
+    _received.inside = [&] {
+        if (inside.exchange(true)) together = true;
+        if (_received.count() == 1) {
+            EXPECT_TRUE(_source->grab());
+            EXPECT_TRUE(_source->freeze());
+            EXPECT_TRUE(_source->grab());
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));  // time for a second worker to begin
+        }
+        inside = false;
+    };
+    startFaking();
+    startFaking();
+    ASSERT_TRUE(_source->grab());
+    _event->playToEnd();
+    EXPECT_EQ(_received.count(), 2u);
+    EXPECT_FALSE(together);
     EXPECT_TRUE(_source->freeze());
 }
 

@@ -3,6 +3,8 @@
 // Hosts search their logs by these names, so they never depend on the folder of the build.
 #pragma once
 
+#include <type_traits>
+
 #include "errorlog.h"
 #include "errortrace.h"
 #include "platform.h"
@@ -49,3 +51,5 @@ public:
 private:
     const char* _file;
 };
+// The host's library reads the record: the file name and nothing else.
+static_assert(sizeof(MErrTraceContext) == sizeof(const char*) && std::is_standard_layout_v<MErrTraceContext>);

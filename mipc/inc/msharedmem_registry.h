@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "platform.h"
 
@@ -26,6 +27,12 @@ public:
     ~MSharedMem_RegistryLock();
     MSharedMem_RegistryLock(const MSharedMem_RegistryLock&) = delete;
     MSharedMem_RegistryLock& operator=(const MSharedMem_RegistryLock&) = delete;
+
+    /// Leaves the lock before the scope's end; once.
+    void leave();
+
+private:
+    bool _held = true;
 };
 
 /// Registers a view with link count 0; the caller sets the count.
@@ -36,7 +43,7 @@ MSharedMemLinkInfo* SetNewLinkInfo(const std::string& name, void* address, HANDL
 
 /// The entry of an address, or of a name (byte for byte); end() of the registry when there is none.
 MSharedMemRegistry::iterator SearchMemLinkInfo(const void* address);
-MSharedMemRegistry::iterator SearchMemLinkInfo(const std::string& name);
+MSharedMemRegistry::iterator SearchMemLinkInfo(std::string_view name);
 
 /// What SearchMemLinkInfo gives when it finds nothing.
 MSharedMemRegistry::iterator MSharedMem_NoLinkInfo();

@@ -125,6 +125,7 @@ int MMemLineFifo_Link(void* memory) {
             ? fieldAt(memory, kReaderMark).compare_exchange_strong(none, slotAreaOf(memory), std::memory_order_acq_rel)
             : load(memory, kReaderMark, std::memory_order_relaxed) == 0;
     if (!isFree) {
+        // "exlusive" is kept on purpose: hosts search their logs for this text.
         M_ERRTRACE("MMemLineFifo_Link(): Fifo not initialized or already has an exlusive reader");
         return 0;
     }

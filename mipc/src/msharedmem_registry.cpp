@@ -26,12 +26,19 @@ CRITICAL_SECTION& registryLock() {
 
 MSharedMem_RegistryLock::MSharedMem_RegistryLock() { EnterCriticalSection(&registryLock()); }
 
-MSharedMem_RegistryLock::~MSharedMem_RegistryLock() { LeaveCriticalSection(&registryLock()); }
+MSharedMem_RegistryLock::~MSharedMem_RegistryLock() {
+    if (_held) leave();
+}
+
+void MSharedMem_RegistryLock::leave() {
+    _held = false;
+    LeaveCriticalSection(&registryLock());
+}
 
 MSharedMemLinkInfo* SetNewLinkInfo(const std::string& name, void* address, HANDLE handle, std::size_t size) {
     if (name.empty() || !address) return nullptr;
     const auto byAddress = SearchMemLinkInfo(address);
-    const auto byName = SearchMemLinkInfo(name);
+    const auto byName = SearchMemLinkInfo(std::string_view(name));
     if (byAddress != registry().end() && byAddress == byName) {
         MSharedMemLinkInfo& known = byAddress->second;
         if (known.size == size && known.handle == handle) return &known;
@@ -48,7 +55,7 @@ MSharedMemRegistry::iterator SearchMemLinkInfo(const void* address) {
     return registry().find(const_cast<void*>(address));
 }
 
-MSharedMemRegistry::iterator SearchMemLinkInfo(const std::string& name) {
+MSharedMemRegistry::iterator SearchMemLinkInfo(std::string_view name) {
     auto entry = registry().begin();
     while (entry != registry().end() && entry->second.name != name) ++entry;
     return entry;

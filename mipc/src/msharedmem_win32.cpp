@@ -1,3 +1,5 @@
+#include <new>
+
 #include "errtrace.h"
 #include "msharedmem.h"
 #include "msharedmem_registry.h"
@@ -22,7 +24,12 @@ bool isEmpty(const char* name) { return !name || !*name; }
 
 // Registers a fresh view with its first link. A view that the registry refuses is given back.
 void* registerView(const char* name, void* view, HANDLE mapping, std::size_t size) {
-    MSharedMemLinkInfo* const info = SetNewLinkInfo(name, view, mapping, size);
+    MSharedMemLinkInfo* info = nullptr;
+    try {
+        info = SetNewLinkInfo(name, view, mapping, size);
+    } catch (const std::bad_alloc&) {
+        info = nullptr;  // no memory for an entry: as any view without one
+    }
     if (!info) {
         UnmapViewOfFile(view);
         CloseHandle(mapping);
@@ -66,7 +73,7 @@ void* MSharedMem_Create(const char* name, std::size_t size) {
         return nullptr;
     }
     const MSharedMem_RegistryLock lock;
-    if (SearchMemLinkInfo(std::string(name)) != MSharedMem_NoLinkInfo()) {
+    if (SearchMemLinkInfo(std::string_view(name)) != MSharedMem_NoLinkInfo()) {
         M_ERRTRACE("MSharedMem_Create(): name \"%.40s\" already exist", name);
         return nullptr;
     }
@@ -101,7 +108,7 @@ void* MSharedMem_LinkOrCreate(const char* name, std::size_t size) {
         return nullptr;
     }
     const MSharedMem_RegistryLock lock;
-    if (const auto known = SearchMemLinkInfo(std::string(name)); known != MSharedMem_NoLinkInfo()) {
+    if (const auto known = SearchMemLinkInfo(std::string_view(name)); known != MSharedMem_NoLinkInfo()) {
         if (size > known->second.size) {
             traceTooSmall(name, known->second.size, size);
             return nullptr;
@@ -125,7 +132,7 @@ void* MSharedMem_Link(const char* name) {
         return nullptr;
     }
     const MSharedMem_RegistryLock lock;
-    if (const auto known = SearchMemLinkInfo(std::string(name)); known != MSharedMem_NoLinkInfo()) {
+    if (const auto known = SearchMemLinkInfo(std::string_view(name)); known != MSharedMem_NoLinkInfo()) {
         ++known->second.linkCount;
         return known->first;
     }
@@ -150,15 +157,17 @@ int MSharedMem_Unlink(void* memory) {
         M_ERRTRACE("MSharedMem_Unlink(): NULL pointer for memory");
         return 0;
     }
-    const MSharedMem_RegistryLock lock;
+    MSharedMem_RegistryLock lock;
     const auto entry = SearchMemLinkInfo(memory);
     if (entry == MSharedMem_NoLinkInfo()) {
+        lock.leave();
         M_ERRTRACE("MSharedMem_Unlink(): no shared memory registered at %p", memory);
         return 0;
     }
     const std::int32_t linkCount = --entry->second.linkCount;
     if (linkCount >= 1) return 1;
     if (linkCount < 0) {
+        lock.leave();
         M_ERRTRACE("MSharedMem_Unlink(): link_count < 0");
         return 0;
     }
@@ -182,9 +191,10 @@ int MSharedMem_Destroy(void* memory) {
         M_ERRTRACE("MSharedMem_Destroy(): NULL pointer for memory");
         return 0;
     }
-    const MSharedMem_RegistryLock lock;
+    MSharedMem_RegistryLock lock;
     const auto entry = SearchMemLinkInfo(memory);
     if (entry == MSharedMem_NoLinkInfo()) {
+        lock.leave();
         M_ERRTRACE("MSharedMem_Destroy(): SearchMemLinkInfo() failed");
         return 0;
     }
@@ -216,6 +226,7 @@ const char* MSharedMem_GetName(const void* memory) {
     const MSharedMem_RegistryLock lock;
     const auto entry = SearchMemLinkInfo(memory);
     if (entry == MSharedMem_NoLinkInfo()) {
+        // The missing blank is kept on purpose: hosts search their logs for this text.
         M_ERRTRACE("MSharedMem_GetName()failed: call MSharedMem_Link() or MSharedMem_LinkOrCreate() first");
         return nullptr;
     }

@@ -228,7 +228,8 @@ TEST_F(MProcessEventTest, OneNotifyWakesExactlyOneOfTwoWaiters) {
     std::thread first(waitOnce);
     std::thread second(waitOnce);
     _event->Notify();
-    while (woken == 0) std::this_thread::yield();
+    const auto limit = std::chrono::steady_clock::now() + 20s;
+    while (woken == 0 && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
     std::this_thread::sleep_for(100ms);  // time for a second one to wake by mistake
     EXPECT_EQ(woken, 1);
     _event->Notify();

@@ -6,6 +6,7 @@
 
 #include "msharedmem.h"
 #include "msharedmem_registry.h"
+#include "no_memory.h"
 #include "platform_fault.h"
 #include "reports.h"
 #include "shared_memory_test.h"
@@ -19,6 +20,8 @@ PLATFORM_FAULT(LPVOID, MapViewOfFile, (HANDLE mapping, DWORD access, DWORD offse
                (mapping, access, offsetHigh, offsetLow, bytes))
 PLATFORM_FAULT(BOOL, UnmapViewOfFile, (LPCVOID address), (address))
 PLATFORM_FAULT(BOOL, CloseHandle, (HANDLE handle), (handle))
+PLATFORM_FAULT(SIZE_T, VirtualQuery, (LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length),
+               (address, information, length))
 
 // The registry's own DeleteLinkInfo can fail only when a view's entry vanished between two steps under one lock, so
 // the linker puts this one in its place (--wrap in CMakeLists.txt).
@@ -401,6 +404,37 @@ TEST_F(MSharedMemFaultTest, LastUnlinkClosesTheHandleOfTheMapping) {
     MSharedMem_Unlink(memory);
     EXPECT_EQ(_open.size(), 1u);
     MSharedMem_Unlink(memory);
+    EXPECT_THAT(_open, IsEmpty());
+}
+
+TEST_F(MSharedMemFaultTest, ViewIsGivenBackWhenThereIsNoMemoryForItsEntry) {
+    watchHandles();
+    const test::Fault fault(fault_MapViewOfFile,
+                            [](HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) {
+                                void* const view = real_MapViewOfFile(mapping, access, offsetHigh, offsetLow, bytes);
+                                test::failAllocation(1);
+                                return view;
+                            });
+    EXPECT_EQ(MSharedMem_Create(_name.c_str(), 100), nullptr);
+    EXPECT_TRUE(test::allocationHasFailed());
+    EXPECT_EQ(MSharedMem_LinkOrCreate(_name.c_str(), 100), nullptr);
+    EXPECT_TRUE(test::allocationHasFailed());
+    EXPECT_THAT(_open, IsEmpty());
+    EXPECT_FALSE(isRegistered());
+}
+
+TEST_F(MSharedMemFaultTest, RegionThatCannotBeAskedForIsTooSmallForLinkOrCreateAndHasNoBytesForLink) {
+    const ForeignMemory foreign(_name, 100);
+    watchHandles();
+    const test::Fault fault(fault_VirtualQuery, [](LPCVOID, MEMORY_BASIC_INFORMATION*, SIZE_T) { return SIZE_T{0}; });
+    EXPECT_EQ(MSharedMem_LinkOrCreate(_name.c_str(), 50), nullptr);
+    EXPECT_THAT(_reports.errorTraces(),
+                ElementsAre("MSharedMem_LinkOrCreate(): existing size is too small for " + _name + ": 0 < 50"));
+    EXPECT_THAT(_open, IsEmpty());
+    void* const memory = MSharedMem_Link(_name.c_str());
+    ASSERT_NE(memory, nullptr);
+    EXPECT_EQ(MSharedMem_GetSize(memory), 0u);
+    EXPECT_EQ(MSharedMem_Unlink(memory), 1);
     EXPECT_THAT(_open, IsEmpty());
 }
 
