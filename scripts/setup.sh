@@ -5,14 +5,14 @@ set -euo pipefail
 
 packages=(
     # build
-    g++ cmake ninja-build ccache git pkg-config python3
+    g++ cmake ninja-build ccache python3
     # libraries; googletest comes as sources and is built for both systems
     libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libstb-dev librapidxml-dev uuid-dev
-    googletest libbenchmark-dev
+    googletest
     # Windows: the cross compiler, and Wine to run what it makes
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64
     # lint
-    clang clang-format clang-tidy
+    clang-format clang-tidy
 )
 
 missing=()

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -12,6 +13,7 @@
 #include "grab_statistics.h"
 #include "host_options.h"
 #include "image_saver.h"
+#include "image_view.h"
 
 namespace host {
 
@@ -50,6 +52,8 @@ private:
     void tellProgress();
     bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
                  NUV::PluginInterfaceReturnBase* result);
+    frames::ImageView viewOf(const NUV::IMAGEMEMORY& record, std::int64_t nowNs);
+    bool canRead(const std::uint8_t* pixels, std::size_t bytes, std::int64_t nowNs);
     static int onImage(void* self, NUV::IMAGEMEMORY* record);
 
     NUV::PluginDeviceBase& _device;
@@ -58,6 +62,9 @@ private:
     std::unique_ptr<ImageSaver> _saver;
     std::atomic<State> _state{State::running};
     std::atomic<std::int64_t> _lastImageNs{0};
+    // Memory that was last seen to be readable; the callback's own.
+    std::uintptr_t _extentBegin = 0, _extentEnd = 0;
+    std::int64_t _extentSeenNs = 0;
     mutable std::mutex _mutex;  // guards what follows: the callback writes, the main thread reads
     std::unique_ptr<GrabStatistics> _statistics;
     std::string _callbackError;

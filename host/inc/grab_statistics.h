@@ -43,6 +43,9 @@ public:
 
     GrabResults results() const;
 
+    /// Counts and mean rates alone: results() without its ranking of all samples.
+    GrabResults counts() const;
+
     std::uint64_t images() const { return _counts.images; }
     std::uint64_t simulated() const { return _counts.simulated; }
 

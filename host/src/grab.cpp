@@ -1,10 +1,15 @@
 #include "grab.h"
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <limits>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 
 #include "platform.h"
+#include "readable_extent.h"
 #include "terminal.h"
 
 namespace host {
@@ -14,6 +19,8 @@ constexpr std::int64_t kPollNs = 20'000'000;       // how often the main thread 
 constexpr std::int64_t kProgressNs = 500'000'000;  // between two progress lines
 constexpr int kMaxToldRanges = 100;                // of lost frames
 constexpr std::size_t kSaveQueue = 16;             // images that wait for the disk at most
+constexpr std::int64_t kExtentNs = 100'000'000;    // for which a mapping is taken to stay as it was seen
+constexpr std::size_t kMaxImageBytes = std::size_t{1} << 40;
 
 enum CommandId : std::int32_t {
     kOpen = 1001,
@@ -25,11 +32,15 @@ enum CommandId : std::int32_t {
     kFrameRate = 1107,
 };
 
-frames::ImageView viewOf(const NUV::IMAGEMEMORY& record) {
+// None when no memory can hold such an image, or its size cannot even be told.
+std::optional<frames::ImageFormat> formatOf(const NUV::IMAGEMEMORY& record) {
     const auto bytesPerPixel = record.bytesPerPixel > 0 ? static_cast<std::size_t>(record.bytesPerPixel) : 0;
-    return {
-        record.imageBuffer, {record.width, record.height, bytesPerPixel}
-    };
+    std::size_t room = kMaxImageBytes;
+    for (const std::size_t factor : {record.width, record.height, bytesPerPixel}) {
+        if (factor > room) return std::nullopt;
+        if (factor > 0) room /= factor;
+    }
+    return frames::ImageFormat{record.width, record.height, bytesPerPixel};
 }
 
 bool makeFolder(const std::string& folder, std::string& error) {
@@ -57,7 +68,13 @@ int Grab::run() {
         _saver = std::make_unique<ImageSaver>(_options.outputFolder, kSaveQueue);
     }
     if (!open() || !start()) return kExitFailed;
-    int exitCode = waitForEnd();
+    int exitCode = kExitFailed;
+    try {
+        exitCode = waitForEnd();
+    } catch (...) {
+        stop();  // or the camera would go on calling an object that is gone
+        throw;
+    }
     stop();
     if (_saver) _saver->finish();
     if (saved().failed > 0) {
@@ -79,6 +96,12 @@ bool Grab::open() {
         return false;
     if (!memory.value) {
         _people << "dorven-host: the camera has no image memory" << std::endl;
+        return false;
+    }
+    if (!formatOf(*memory.value)) {
+        _people << "dorven-host: the camera's images are impossibly large: " << memory.value->width << " x "
+                << memory.value->height << " pixels of " << memory.value->bytesPerPixel
+                << " bytes; check the sizes in its configuration" << std::endl;
         return false;
     }
     _people << "dorven-host: " << memory.value->width << " x " << memory.value->height << " pixels, "
@@ -136,12 +159,18 @@ int Grab::waitForEnd() {
         return kExitFailed;
     }
     if (exitCode == kExitNoImage)
-        _people << "dorven-host: no image came for " << _options.timeoutSeconds << " s" << std::endl;
+        _people << "dorven-host: no image came for " << _options.timeoutSeconds
+                << " s; another host may hold the camera's images, or one was killed: restart the simulator"
+                << std::endl;
     return exitCode;
 }
 
 void Grab::tellProgress() {
-    const GrabResults now = results();
+    GrabResults now;
+    {
+        const std::lock_guard lock(_mutex);  // only counts: the callback must not wait for samples to be ranked
+        now = _statistics->counts();
+    }
     _people << '\r' << now.images;
     if (_options.imageCount != 0) _people << " of " << _options.imageCount;
     _people << " images";
@@ -180,9 +209,29 @@ int Grab::onImage(void* self, NUV::IMAGEMEMORY* record) {
     return 1;
 }
 
+// Slots follow the simulator's sizes, the record the camera's: an image may reach beyond the mapped memory.
+frames::ImageView Grab::viewOf(const NUV::IMAGEMEMORY& record, std::int64_t nowNs) {
+    const auto format = formatOf(record);
+    if (format && (!record.imageBuffer || canRead(record.imageBuffer, format->bytes(), nowNs)))
+        return {record.imageBuffer, *format};
+    throw std::runtime_error("the simulator's images are smaller than the camera's " + std::to_string(record.width) +
+                             "x" + std::to_string(record.height) + "; give both the same --config");
+}
+
+bool Grab::canRead(const std::uint8_t* pixels, std::size_t bytes, std::int64_t nowNs) {
+    const auto begin = reinterpret_cast<std::uintptr_t>(pixels);
+    const auto known = [&] { return begin >= _extentBegin && begin < _extentEnd && bytes <= _extentEnd - begin; };
+    if (nowNs < _extentSeenNs + kExtentNs && known()) return true;
+    const std::size_t readable = readableBytes(pixels);
+    _extentBegin = begin;
+    _extentEnd = begin + std::min(readable, std::numeric_limits<std::uintptr_t>::max() - begin);
+    _extentSeenNs = nowNs;
+    return known();
+}
+
 void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     if (_state != State::running) return;
-    const frames::ImageView image = viewOf(record);
+    const frames::ImageView image = viewOf(record, arrivalNs);
     const frames::Inspection inspection = frames::inspectImage(image);
     const std::lock_guard lock(_mutex);
     const std::uint64_t number = _statistics->images();

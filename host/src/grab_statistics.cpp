@@ -68,10 +68,7 @@ void GrabStatistics::addStrip(const frames::Strip& strip, std::int64_t arrivalNs
 }
 
 GrabResults GrabStatistics::results() const {
-    GrabResults results = _counts;
-    results.lost = _sequence.lost();
-    results.repeated = _sequence.repeated();
-    results.reordered = _sequence.reordered();
+    GrabResults results = counts();
     std::vector<double> samples = _periodsUs;
     results.periodP50Us = percentile(samples, 0.50);
     results.periodP99Us = percentile(samples, 0.99);
@@ -79,6 +76,14 @@ GrabResults GrabStatistics::results() const {
     samples = _latenciesUs;
     results.latencyP50Us = percentile(samples, 0.50);
     results.latencyP99Us = percentile(samples, 0.99);
+    return results;
+}
+
+GrabResults GrabStatistics::counts() const {
+    GrabResults results = _counts;
+    results.lost = _sequence.lost();
+    results.repeated = _sequence.repeated();
+    results.reordered = _sequence.reordered();
     const double seconds = static_cast<double>(_lastArrivalNs - _firstArrivalNs) / 1e9;
     if (_counts.images > 1 && seconds > 0) {
         results.fpsMean = static_cast<double>(_counts.images - 1) / seconds;

@@ -136,6 +136,22 @@ TEST(GrabStatisticsTest, KeepsTheNumbersOfAHundredTornFrames) {
     EXPECT_EQ(statistics.tornFrames().back(), 99u);
 }
 
+TEST(GrabStatisticsTest, CountsAreTheResultsWithoutPercentiles) {
+    GrabStatistics statistics(0);
+    for (const std::uint64_t number : {1u, 4u, 5u}) {
+        const frames::Strip strip{0, number, number, 0};
+        statistics.add({ImageKind::simulated, strip}, 10, static_cast<std::int64_t>(number) * 1'000'000);
+    }
+    const GrabResults counts = statistics.counts();
+    EXPECT_EQ(counts.images, 3u);
+    EXPECT_EQ(counts.simulated, 3u);
+    EXPECT_EQ(counts.lost, 2u);
+    EXPECT_THAT(counts.fpsMean, Optional(500.0));
+    EXPECT_EQ(counts.mbPerS, statistics.results().mbPerS);
+    EXPECT_EQ(counts.periodP50Us, std::nullopt);
+    EXPECT_NE(statistics.results().periodP50Us, std::nullopt);
+}
+
 // The latest million samples make the percentiles, so that memory stays bounded; the greatest period is of all.
 TEST(GrabStatisticsTest, PercentilesAreOfTheLatestMillionImages) {
     GrabStatistics statistics(0);

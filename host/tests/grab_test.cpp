@@ -1,5 +1,6 @@
 #include "grab.h"
 
+#include <atomic>
 #include <filesystem>
 #include <limits>
 #include <sstream>
@@ -125,7 +126,8 @@ TEST_F(GrabTest, NoImageInTimeEndsWithThree) {
     ScriptedDevice device([](ScriptedDevice&) {});
     EXPECT_EQ(run(device), host::kExitNoImage);
     EXPECT_EQ(_grab->results().images, 0u);
-    EXPECT_THAT(people(), HasSubstr("no image came for 0.2 s"));
+    EXPECT_THAT(people(), HasSubstr("no image came for 0.2 s; another host may hold the camera's images, or one was "
+                                    "killed: restart the simulator"));
     EXPECT_EQ(device.freezes, 1);
 }
 
@@ -224,7 +226,7 @@ TEST_F(GrabTest, ImagesThatCannotBeWrittenFailTheGrabWithTheReason) {
     EXPECT_THAT(people(), HasSubstr("image_000000.png: cannot be written"));
 }
 
-// A record that names more bytes than there can be makes the copy for saving throw.
+// The record names more bytes than there can be.
 TEST_F(GrabTest, WhatTheCallbackThrowsStaysInItAndFailsTheGrab) {
     const test::TemporaryFolder folder;
     _options.outputFolder = folder.path();
@@ -239,6 +241,55 @@ TEST_F(GrabTest, WhatTheCallbackThrowsStaysInItAndFailsTheGrab) {
     EXPECT_EQ(answer, 1);
     EXPECT_THAT(people(), HasSubstr("an image could not be handled: "));
     EXPECT_EQ(device.freezes, 1);
+}
+
+TEST_F(GrabTest, ImageThatReachesBeyondReadableMemoryFailsTheGrabUntouched) {
+    unsigned char pixel = 5;
+    ScriptedDevice device([&pixel](ScriptedDevice& self) { self.deliver(&pixel); });
+    device.record.width = std::size_t{1} << 20;
+    device.record.height = std::size_t{1} << 20;
+    EXPECT_EQ(run(device), host::kExitFailed);
+    EXPECT_EQ(_grab->results().images, 0u);
+    EXPECT_THAT(people(), HasSubstr("the simulator's images are smaller than the camera's 1048576x1048576; give both "
+                                    "the same --config"));
+}
+
+TEST_F(GrabTest, GeometryWhoseSizeCannotBeToldIsRefusedAtOpen) {
+    for (const std::size_t size :
+         {std::numeric_limits<std::size_t>::max(), std::size_t{1} << 32, (std::size_t{1} << 20) + 1}) {
+        ScriptedDevice device([](ScriptedDevice&) {});
+        device.record.width = size;
+        device.record.height = size;
+        EXPECT_EQ(run(device), host::kExitFailed);
+        EXPECT_EQ(device.freezes, 0);
+        EXPECT_THAT(people(), HasSubstr("the camera's images are impossibly large: " + std::to_string(size) + " x "));
+    }
+}
+
+// Takes text until it breaks.
+class BreakingBuffer : public std::stringbuf {
+public:
+    std::atomic<bool> broken{false};
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        return broken ? 0 : std::stringbuf::xsputn(text, count);
+    }
+};
+
+TEST_F(GrabTest, CameraIsStoppedWhenTheWaitForTheEndThrows) {
+    _options.timeoutSeconds = 0.1;
+    BreakingBuffer buffer;
+    std::ostream people(&buffer);
+    people.exceptions(std::ios::badbit);
+    ScriptedDevice device([&buffer](ScriptedDevice&) { buffer.broken = true; });
+    device.record.width = kFormat.width;
+    device.record.height = kFormat.height;
+    device.record.bytesPerPixel = 1;
+    Grab grab(device, _options, people);
+    EXPECT_THROW(grab.run(), std::ios::failure);
+    EXPECT_EQ(device.freezes, 1);
+    EXPECT_EQ(device.callbacksRemoved, 1);
 }
 
 TEST_F(GrabTest, RefusedOpenIsToldWithItsStatus) {

@@ -161,6 +161,15 @@ TEST_F(ProgramsTest, EveryByteDepthArrivesWhole) {
     }
 }
 
+TEST_F(ProgramsTest, SimulatorWithSmallerImagesFailsTheGrabWithAdvice) {
+    auto simulator = startSimulator({"--size", "900x20", "--lines", "3", "--fps", "50"});
+    auto host = startHost({"grab"});  // 1280 x 1024 pixels
+    EXPECT_EQ(host.join(60s), host::kExitFailed) << people();
+    simulator.kill();
+    EXPECT_THAT(people(), HasSubstr("the simulator's images are smaller than the camera's 1280x1024; give both the "
+                                    "same --config"));
+}
+
 // This test is the writer, so that it can do what a sound simulator never does.
 class ScriptedWriterTest : public ProgramsTest {
 protected:
