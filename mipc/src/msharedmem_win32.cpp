@@ -43,7 +43,7 @@ void traceTooSmall(const char* name, std::size_t existing, std::size_t asked) {
     M_ERRTRACE("%s(): existing size is too small for %s: %Iu < %Iu", "MSharedMem_LinkOrCreate", name, existing, asked);
 }
 
-// The view of a mapping that LinkOrCreate made or found; `existed` tells which.
+// The view of a mapping that Create or LinkOrCreate made, or that LinkOrCreate found; `existed` tells which.
 void* linkView(const char* name, HANDLE mapping, bool existed, std::size_t size) {
     void* const view = mapWhole(mapping);
     if (!view) {
@@ -88,14 +88,7 @@ void* MSharedMem_Create(const char* name, std::size_t size) {
         M_ERRTRACE("MSharedMem_Create(): \"%.40s\" ERROR_ALREADY_EXISTS", name);
         return nullptr;
     }
-    void* const view = mapWhole(mapping);
-    if (!view) {
-        const DWORD error = GetLastError();
-        CloseHandle(mapping);
-        M_ERRTRACE("MSharedMem_Create(): MapViewOfFile() failed (%d)", static_cast<int>(error));
-        return nullptr;
-    }
-    return registerView(name, view, mapping, size);
+    return linkView(name, mapping, false, size);
 }
 
 void* MSharedMem_LinkOrCreate(const char* name, std::size_t size) {
