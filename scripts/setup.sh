@@ -8,11 +8,15 @@ packages=(
     g++ cmake ninja-build ccache python3
     # libraries; googletest comes as sources and is built for both systems
     libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libstb-dev librapidxml-dev uuid-dev
-    googletest
+    googletest librapidcheck-dev
     # Windows: the cross compiler, and Wine to run what it makes
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64
+    # counting system calls
+    strace
     # lint
     clang-format clang-tidy
+    # tests: the tables of virtual operations as other compilers lay them out, and each header alone
+    clang
 )
 
 missing=()

@@ -1,67 +1,14 @@
 // bind<&PluginDeviceBase::operation>() makes the adapter of a command from the operation's signature.
-//
-// An operation takes at most one parameter, by value, by const address, or spread over several arguments, and then the
-// addresses of its outputs. Parameter and result type follow from the signature; where one structure stands for several
-// arguments, or the output is handed out in another form, they are named: bind<&…::setClipping,
-// PluginInterfaceClippingData>().
+// Parameter and result type follow from the signature, or are named (CommandSignature.h).
 #pragma once
 
 #include <tuple>
 #include <type_traits>
 
+#include "CommandSignature.h"
 #include "PluginDeviceBase.h"
 
 namespace NUV {
-
-/// No parameter, or no value beside the status.
-struct None {};
-
-/// Parameter and result type are found in the signature.
-struct FromSignature {};
-
-// ---- what a signature tells
-
-/// Outputs are addresses of something that can be written. Smart camera parameters are the one exception: they are
-/// opaque objects of the host, handed through.
-template <typename T>
-inline constexpr bool kIsOutput =
-    std::is_pointer_v<T> && !std::is_const_v<std::remove_pointer_t<T>> && !std::is_same_v<T, CSmartCamParamBase*>;
-
-/// The parameter object's type behind an argument: texts and opaque objects as they are, structures without address.
-template <typename T>
-struct ParameterBehind {
-    using type = T;
-};
-template <typename T>
-struct ParameterBehind<const T*> {
-    using type = T;
-};
-template <>
-struct ParameterBehind<const char*> {
-    using type = const char*;
-};
-
-template <typename Operation>
-struct Signature;
-
-template <>
-struct Signature<PluginCallStatus (PluginDeviceBase::*)()> {
-    using Parameter = None;
-    using Result = None;
-};
-
-template <typename Argument>
-struct Signature<PluginCallStatus (PluginDeviceBase::*)(Argument)> {
-    using Parameter = std::conditional_t<kIsOutput<Argument>, None, typename ParameterBehind<Argument>::type>;
-    using Result = std::conditional_t<kIsOutput<Argument>, std::remove_pointer_t<Argument>, None>;
-};
-
-template <typename Input, typename Output>
-requires(!kIsOutput<Input> &&
-         kIsOutput<Output>) struct Signature<PluginCallStatus (PluginDeviceBase::*)(Input, Output)> {
-    using Parameter = typename ParameterBehind<Input>::type;
-    using Result = std::remove_pointer_t<Output>;
-};
 
 // ---- from a parameter's value to arguments
 
@@ -152,17 +99,10 @@ PluginCallStatus adapter(PluginDeviceBase& device, const PluginInterfaceParamete
     }
 }
 
-template <typename Named, typename Found>
-using Choose = std::conditional_t<std::is_same_v<Named, FromSignature>, Found, Named>;
-
 template <auto operation, typename Parameter = FromSignature, typename Result = FromSignature>
 constexpr CommandAdapter bind() {
-    if constexpr (std::is_same_v<Parameter, FromSignature>) {
-        using Found = Signature<decltype(operation)>;
-        return &adapter<operation, typename Found::Parameter, Choose<Result, typename Found::Result>>;
-    } else {
-        return &adapter<operation, Parameter, Choose<Result, None>>;
-    }
+    using Types = CommandTypes<operation, Parameter, Result>;
+    return &adapter<operation, typename Types::Parameter, typename Types::Result>;
 }
 
 }  // namespace NUV

@@ -1,51 +1,10 @@
-#include <cstddef>
-
 #include <gtest/gtest.h>
 
 #include "HostTypes.h"
 #include "PluginInterfaceParameter.h"
 #include "PluginInterfaceReturn.h"
-
-// Every type that a command hands out or takes.
-template class NUV::PluginInterfaceReturn<bool>;
-template class NUV::PluginInterfaceReturn<unsigned char>;
-template class NUV::PluginInterfaceReturn<int>;
-template class NUV::PluginInterfaceReturn<std::uint64_t>;
-template class NUV::PluginInterfaceReturn<double>;
-template class NUV::PluginInterfaceReturn<char*>;
-template class NUV::PluginInterfaceReturn<const char*>;
-template class NUV::PluginInterfaceReturn<NUV::IMAGEMEMORY*>;
-template class NUV::PluginInterfaceReturn<NUV::SmartMetaDataCaps*>;
-template class NUV::PluginInterfaceReturn<tagBITMAPINFO>;
-template class NUV::PluginInterfaceReturn<NUV::PIXELFORMAT>;
-template class NUV::PluginInterfaceReturn<NUV::TRIGGERMODE>;
-template class NUV::PluginInterfaceReturn<NUV::SCANNINGMODE>;
-template class NUV::PluginInterfaceReturn<NUV::DATATRANSFERVOLUME>;
-template class NUV::PluginInterfaceReturn<NUV::INOUTINFO>;
-template class NUV::PluginInterfaceReturn<NUV::LIGHTINFO>;
-template class NUV::PluginInterfaceReturn<NUV::PluginInterfaceClippingCap>;
-template class NUV::PluginInterfaceReturn<NUV::PluginInterfaceClippingData>;
-template class NUV::PluginInterfaceReturn<NUV::PluginInterfaceFeatureData>;
-template class NUV::PluginInterfaceReturn<NUV::PluginInterfaceLightTriggerData>;
-template class NUV::PluginInterfaceReturn<NUV::PluginInterfacePixelSizeData>;
-template class NUV::PluginInterfaceParameter<bool>;
-template class NUV::PluginInterfaceParameter<int>;
-template class NUV::PluginInterfaceParameter<std::uint64_t>;
-template class NUV::PluginInterfaceParameter<double>;
-template class NUV::PluginInterfaceParameter<const char*>;
-template class NUV::PluginInterfaceParameter<NUV::CSmartCamParamBase*>;
-template class NUV::PluginInterfaceParameter<NUV::TRIGGERMODE>;
-template class NUV::PluginInterfaceParameter<NUV::SCANNINGMODE>;
-template class NUV::PluginInterfaceParameter<NUV::DATATRANSFERVOLUME>;
-template class NUV::PluginInterfaceParameter<NUV::eClippingParam>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceClippingData>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceIOPort>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceLightTriggerData>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceLightsData>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceMotorData>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceSensor1DData>;
-template class NUV::PluginInterfaceParameter<NUV::PluginInterfaceSensor1DInitData>;
+#include "call_object_types.h"
+#include "host_layout.h"
 
 namespace {
 
@@ -108,29 +67,6 @@ TEST(SmartMetaData, TellsItsTypeByName) {
     const SmartMetaData& data = temperature;
     EXPECT_STREQ(data.typeName(), "Double");
     EXPECT_EQ(temperature.value, 23.5);
-}
-
-template <typename Field>
-std::size_t offsetIn(const IMAGEMEMORY& record, const Field& field) {
-    return static_cast<std::size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&record));
-}
-
-TEST(ImageMemory, FieldsStandWhereHostsReadThem) {
-    const IMAGEMEMORY record{};
-    EXPECT_EQ(offsetIn(record, record.width), 0u);
-    EXPECT_EQ(offsetIn(record, record.height), 8u);
-    EXPECT_EQ(offsetIn(record, record.secondWidth), 16u);
-    EXPECT_EQ(offsetIn(record, record.secondHeight), 24u);
-    EXPECT_EQ(offsetIn(record, record.clipping), 32u);
-    EXPECT_EQ(offsetIn(record, record.bytesPerPixel), 64u);
-    EXPECT_EQ(offsetIn(record, record.imageBuffer), 72u);
-    EXPECT_EQ(offsetIn(record, record.arrangeType), 80u);
-    EXPECT_EQ(offsetIn(record, record.timeStampType), 84u);
-    EXPECT_EQ(offsetIn(record, record.timeStamp), 88u);
-    EXPECT_EQ(offsetIn(record, record.frameTime), 96u);
-    EXPECT_EQ(offsetIn(record, record.imageCounter), 104u);
-    EXPECT_EQ(offsetIn(record, record.pixelFormat), 108u);
-    EXPECT_EQ(offsetIn(record, record.metaData), 112u);
 }
 
 }  // namespace

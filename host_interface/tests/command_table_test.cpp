@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "command_suite.h"
@@ -75,12 +76,37 @@ public:
         *bitmap = withBitmap ? &description : nullptr;
         return kDone;
     }
+    PluginCallStatus setSmartCameraParameter(CSmartCamParamBase* parameter) override {
+        opaque = parameter;
+        return kDone;
+    }
+    PluginCallStatus setTriggerMode(TRIGGERMODE mode) override {
+        noted = {static_cast<std::uint64_t>(mode)};
+        return kDone;
+    }
+    PluginCallStatus triggerMode(TRIGGERMODE* mode) override {
+        *mode = TRIGGERMODE{4};
+        return kDone;
+    }
+    PluginCallStatus ioPort1405(const PluginInterfaceIOPort* port, std::int32_t* value) override {
+        *value = static_cast<std::int32_t>(port->reserved[1]);
+        return kDone;
+    }
+    PluginCallStatus ioPort1409(const PluginInterfaceIOPort* port, bool* value) override {
+        *value = port->reserved[0] == 8;
+        return kDone;
+    }
+    PluginCallStatus lightInformation(std::uint64_t light, LIGHTINFO* information) override {
+        information->reserved[3] = light;  // the others as they come
+        return kDone;
+    }
     PluginCallStatus grab() override { throw std::runtime_error("grab"); }
     PluginCallStatus freeze() override { throw 7; }
 
     std::vector<std::uint64_t> noted;
     PluginInterfaceCallbackData callback{};
     double triggerValue = 0.0;
+    CSmartCamParamBase* opaque = nullptr;
     std::string text;
     bool withBitmap = true;
     tagBITMAPINFO description{};
@@ -97,6 +123,19 @@ TEST(CommandAdapter, SpreadsAStructureOverArguments) {
     int context = 0;
     PluginInterfaceParameter<PluginInterfaceCallbackData> callback({&context, &someCallback});
     EXPECT_EQ(device.call(1005, &callback, nullptr), kDone);
+    EXPECT_EQ(device.callback.context, &context);
+    EXPECT_EQ(device.callback.function, &someCallback);
+}
+
+TEST(CommandAdapter, WrongParameterLeavesTheCallbackThatWasSet) {
+    NotingDevice device;
+    int context = 0;
+    PluginInterfaceParameter<PluginInterfaceCallbackData> callback({&context, &someCallback});
+    device.call(1005, &callback, nullptr);
+    PluginInterfaceParameter<double> wrong(1.0);
+    PluginInterfaceReturnBase result({9, 9});
+    EXPECT_EQ(device.call(1005, &wrong, &result), kWrongParameter);
+    EXPECT_EQ(result.status, kWrongParameter);
     EXPECT_EQ(device.callback.context, &context);
     EXPECT_EQ(device.callback.function, &someCallback);
 }
@@ -139,6 +178,54 @@ TEST(CommandAdapter, PassesValuesAndAddresses) {
     PluginInterfaceParameter<bool> on(true);
     EXPECT_EQ(device.call(1538, &on, nullptr), kDone);
     EXPECT_EQ(device.noted, std::vector<std::uint64_t>{1});
+}
+
+TEST(CommandAdapter, HandsOpaqueObjectsThrough) {
+    NotingDevice device;
+    int object = 0;
+    auto* const opaque = reinterpret_cast<CSmartCamParamBase*>(&object);
+    PluginInterfaceParameter<CSmartCamParamBase*> parameter(opaque);
+    EXPECT_EQ(device.call(1114, &parameter, nullptr), kDone);
+    EXPECT_EQ(device.opaque, opaque);
+}
+
+TEST(CommandAdapter, PassesEnumerations) {
+    NotingDevice device;
+    PluginInterfaceParameter<TRIGGERMODE> mode(TRIGGERMODE{3});
+    EXPECT_EQ(device.call(1108, &mode, nullptr), kDone);
+    EXPECT_EQ(device.noted, std::vector<std::uint64_t>{3});
+    PluginInterfaceReturn<TRIGGERMODE> result({9, 9}, TRIGGERMODE{});
+    EXPECT_EQ(device.call(1109, nullptr, &result), kDone);
+    EXPECT_EQ(result.value, TRIGGERMODE{4});
+    // An enumeration is not the number behind it.
+    PluginInterfaceParameter<std::int32_t> number(5);
+    EXPECT_EQ(device.call(1108, &number, nullptr), kWrongParameter);
+    EXPECT_EQ(device.noted, std::vector<std::uint64_t>{3});
+}
+
+TEST(CommandAdapter, PassesAStructureByAddressBesideAnOutput) {
+    NotingDevice device;
+    PluginInterfaceParameter<PluginInterfaceIOPort> port(PluginInterfaceIOPort{
+        {8, 21}
+    });
+    PluginInterfaceReturn<int> number({9, 9}, 0);
+    EXPECT_EQ(device.call(1405, &port, &number), kDone);
+    EXPECT_EQ(number.value, 21);
+    PluginInterfaceReturn<bool> flag({9, 9}, false);
+    EXPECT_EQ(device.call(1409, &port, &flag), kDone);
+    EXPECT_TRUE(flag.value);
+}
+
+TEST(CommandAdapter, OutputsStartAsTheHostsValue) {
+    NotingDevice device;
+    PluginInterfaceParameter<std::uint64_t> light(9);
+    PluginInterfaceReturn<LIGHTINFO> result(
+        {
+            9, 9
+    },
+        LIGHTINFO{{1, 2, 3, 4}});
+    EXPECT_EQ(device.call(1209, &light, &result), kDone);
+    EXPECT_THAT(result.value.reserved, testing::ElementsAre(1u, 2u, 3u, 9u));
 }
 
 TEST(CommandAdapter, TextIsNullForAnotherParameterType) {

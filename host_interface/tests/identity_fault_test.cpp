@@ -18,7 +18,13 @@ TEST(DeviceIdentity, AnIdentityThatIsOnlyLocalWillDo) {
         *uuid = UUID{};
         return RPC_S_UUID_LOCAL_ONLY;
     });
+    int freed = 0;
+    const test::Fault count(fault_RpcStringFreeA, [&](RPC_CSTR* text) {
+        ++freed;
+        return real_RpcStringFreeA(text);
+    });
     EXPECT_EQ(PluginDeviceBase("").deviceId(), "8-0-00000000-0000-0000-0000-000000000000");
+    EXPECT_EQ(freed, 1);
 }
 
 TEST(DeviceIdentity, TextOfTheIdentityIsFreedOnce) {

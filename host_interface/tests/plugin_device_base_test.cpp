@@ -168,6 +168,14 @@ TEST(InformationDocument, EscapesMarkup) {
     EXPECT_THAT(document(device), HasSubstr("a&lt;b &amp; &quot;c&quot;"));
 }
 
+TEST(InformationDocument, LosesWhatWasCleared) {
+    PluginDeviceBase device("");
+    device.setProperty(kDeviceName, "x");
+    EXPECT_THAT(items(device), ElementsAre("devicename=x"));
+    device.clearProperties();
+    EXPECT_THAT(items(device), ElementsAre());
+}
+
 TEST(InformationDocument, StaysValidUntilTheNextCall) {
     PluginDeviceBase device("");
     const char* first = nullptr;
@@ -211,6 +219,25 @@ TEST(InterfaceKinds, AreAskedForOnce) {
     EXPECT_TRUE(device.nextInterfaceKind(&kind));
     device.supports = false;
     EXPECT_THAT(kinds(device), ElementsAre(2u, 6u, 5u, 4u, 3u));
+}
+
+TEST(InterfaceKinds, OfEachQueryStandForIt) {
+    /// Supports the one kind that a test picks.
+    class OneKind : public PluginDeviceBase {
+    public:
+        explicit OneKind(InterfaceKind only) : PluginDeviceBase(""), kind(only) {}
+        bool imageSupported() override { return kind == InterfaceKind::image; }
+        bool cameraControlSupported() override { return kind == InterfaceKind::cameraControl; }
+        bool lightSupported() override { return kind == InterfaceKind::light; }
+        bool sensorSupported() override { return kind == InterfaceKind::sensor1D; }
+        bool ioPortSupported() override { return kind == InterfaceKind::ioPort; }
+        bool motorSupported() override { return kind == InterfaceKind::motor; }
+        InterfaceKind kind;
+    };
+    for (std::uint32_t code = 1; code <= 6; ++code) {
+        OneKind device(static_cast<InterfaceKind>(code));
+        EXPECT_THAT(kinds(device), ElementsAre(code));
+    }
 }
 
 TEST(InterfaceKinds, OfABareDeviceAreNone) {

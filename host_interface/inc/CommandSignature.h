@@ -1,0 +1,75 @@
+// Parameter and result type of a command, found in its operation's signature.
+//
+// An operation takes at most one parameter, by value, by const address, or spread over several arguments, and then the
+// addresses of its outputs. Where one structure stands for several arguments, or the output is handed out in another
+// form, the types are named (CommandList.inc).
+#pragma once
+
+#include <type_traits>
+
+#include "PluginDeviceBase.h"
+
+namespace NUV {
+
+/// No parameter, or no value beside the status.
+struct None {};
+
+/// Parameter and result type are found in the signature.
+struct FromSignature {};
+
+// ---- what a signature tells
+
+/// Outputs are addresses of something that can be written. Smart camera parameters are the one exception: they are
+/// opaque objects of the host, handed through.
+template <typename T>
+inline constexpr bool kIsOutput =
+    std::is_pointer_v<T> && !std::is_const_v<std::remove_pointer_t<T>> && !std::is_same_v<T, CSmartCamParamBase*>;
+
+/// The parameter object's type behind an argument: texts and opaque objects as they are, structures without address.
+template <typename T>
+struct ParameterBehind {
+    using type = T;
+};
+template <typename T>
+struct ParameterBehind<const T*> {
+    using type = T;
+};
+template <>
+struct ParameterBehind<const char*> {
+    using type = const char*;
+};
+
+template <typename Operation>
+struct Signature;
+
+template <>
+struct Signature<PluginCallStatus (PluginDeviceBase::*)()> {
+    using Parameter = None;
+    using Result = None;
+};
+
+template <typename Argument>
+struct Signature<PluginCallStatus (PluginDeviceBase::*)(Argument)> {
+    using Parameter = std::conditional_t<kIsOutput<Argument>, None, typename ParameterBehind<Argument>::type>;
+    using Result = std::conditional_t<kIsOutput<Argument>, std::remove_pointer_t<Argument>, None>;
+};
+
+template <typename Input, typename Output>
+requires(!kIsOutput<Input> &&
+         kIsOutput<Output>) struct Signature<PluginCallStatus (PluginDeviceBase::*)(Input, Output)> {
+    using Parameter = typename ParameterBehind<Input>::type;
+    using Result = std::remove_pointer_t<Output>;
+};
+
+// ---- a command's types
+
+/// @tparam P, R  Parameter and result type themselves; when they are left out, the signature tells them.
+template <auto operation, typename P = FromSignature, typename R = FromSignature>
+struct CommandTypes {
+    using Parameter = P;
+    using Result = R;
+};
+template <auto operation>
+struct CommandTypes<operation, FromSignature, FromSignature> : Signature<decltype(operation)> {};
+
+}  // namespace NUV
