@@ -1,5 +1,6 @@
 #include "bare_ring.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -36,17 +37,29 @@ void futexSet(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& wait
     if (word.exchange(1) == 0 && waiters.load() > 0) syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
 }
 
-void futexWait(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters, int limitSeconds) {
+bool futexWait(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters, int limitMs) {
+    constexpr long kNanosecondsPerSecond = 1'000'000'000;
     std::uint32_t one = 1;
-    if (word.compare_exchange_strong(one, 0)) return;
+    if (word.compare_exchange_strong(one, 0)) return true;
     timespec deadline{};
     clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += limitSeconds;
+    deadline.tv_sec += limitMs / 1000;
+    deadline.tv_nsec += limitMs % 1000 * 1'000'000L;
+    if (deadline.tv_nsec >= kNanosecondsPerSecond) {
+        deadline.tv_nsec -= kNanosecondsPerSecond;
+        ++deadline.tv_sec;
+    }
     ++waiters;
-    for (one = 1; !word.compare_exchange_strong(one, 0); one = 1)
-        syscall(SYS_futex, &word, FUTEX_WAIT_BITSET, 0, limitSeconds > 0 ? &deadline : nullptr, nullptr,
-                FUTEX_BITSET_MATCH_ANY);
+    bool taken = false;
+    for (bool late = false; !taken && !late;) {
+        late = syscall(SYS_futex, &word, FUTEX_WAIT_BITSET, 0, limitMs > 0 ? &deadline : nullptr, nullptr,
+                       FUTEX_BITSET_MATCH_ANY) != 0 &&
+               errno == ETIMEDOUT;
+        one = 1;
+        taken = word.compare_exchange_strong(one, 0);
+    }
     --waiters;
+    return taken;
 }
 
 BareRing::BareRing(const std::string& name, std::size_t slots, std::size_t slotBytes, bool create)
@@ -69,6 +82,10 @@ unsigned char* BareRing::writeSlot() {
 
 void BareRing::put() { _header->write.fetch_add(1, std::memory_order_release); }
 
+bool BareRing::isFull() const {
+    return _header->write.load(std::memory_order_relaxed) - _header->read.load(std::memory_order_acquire) >= _slots;
+}
+
 const unsigned char* BareRing::readSlot() {
     const std::uint64_t read = _header->read.load(std::memory_order_relaxed);
     if (_header->write.load(std::memory_order_acquire) == read) return nullptr;
@@ -79,7 +96,7 @@ void BareRing::release() { _header->read.fetch_add(1, std::memory_order_release)
 
 void BareRing::signal() { futexSet(_header->word, _header->waiters); }
 
-void BareRing::wait() { futexWait(_header->word, _header->waiters, 2); }
+void BareRing::wait() { futexWait(_header->word, _header->waiters, 2'000); }
 
 SharedPage::SharedPage(const std::string& name, bool create)
     : _name(name), _created(create), _words(static_cast<std::atomic<std::uint32_t>*>(mapShared(name, 4096, create))) {}

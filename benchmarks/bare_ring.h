@@ -19,6 +19,7 @@ public:
 
     unsigned char* writeSlot();
     void put();
+    bool isFull() const;
     const unsigned char* readSlot();  // null: none waits
     void release();
 
@@ -45,8 +46,9 @@ private:
 
 /// The futex word alone, in memory shared by name: what an event between processes costs at least.
 void futexSet(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters);
-/// @param limitSeconds  0 waits for ever.
-void futexWait(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters, int limitSeconds);
+/// @param limitMs  0 waits for ever.
+/// @return         False when the limit passed.
+bool futexWait(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters, int limitMs);
 
 /// One page shared by name.
 class SharedPage {

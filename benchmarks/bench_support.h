@@ -10,6 +10,9 @@ namespace bench {
 /// Starts this program again with further arguments; waited for by joinChild.
 int startChild(const std::vector<std::string>& arguments);
 
+/// Starts another program; waited for by joinChild.
+int startProgram(const std::string& path, const std::vector<std::string>& arguments);
+
 /// Waits for a child's end. @return its exit code.
 int joinChild(int child);
 
@@ -19,8 +22,13 @@ void placeOn(int processor);
 /// Whole microseconds would hide what is measured here: nanoseconds of the monotonic clock.
 long long now();
 
+/// Nanoseconds that this thread has run: what else the machine does meanwhile does not count.
+long long threadTime();
+
 /// The value below which that share of all lies; 0 for none. Sorts its argument.
 double percentile(std::vector<double>& values, double share);
+
+enum class Aim { atMost, atLeast };
 
 /// One line of a result: what was measured, ours and the limit's value, their ratio and the aim.
 struct Result {
@@ -28,10 +36,14 @@ struct Result {
     std::string unit;
     double ours;
     double limit;
-    double aim;  // largest ratio that is wanted
+    double aim;  // ratio that is wanted
+    Aim kind = Aim::atMost;
 };
 
-/// Prints results as a table. @return false when a ratio is above its aim.
-bool report(const std::string& title, const std::vector<Result>& results);
+/// Prints results as a table.
+///
+/// @param peer  What ours stands beside.
+/// @return false when a ratio misses its aim.
+bool report(const std::string& title, const std::vector<Result>& results, const char* peer = "bare limit");
 
 }  // namespace bench

@@ -39,15 +39,15 @@ struct EventLink : Link {
 };
 
 struct FutexLink : Link {
-    FutexLink(const std::string& name, bool create, int waitSeconds)
-        : page("/" + name, create), words(page.words()), seconds(waitSeconds) {}
+    FutexLink(const std::string& name, bool create, int limitMs)
+        : page("/" + name, create), words(page.words()), waitMs(limitMs) {}
     void ask() override { bench::futexSet(words[0], words[1]); }
-    void awaitAnswer() override { bench::futexWait(words[16], words[17], seconds); }
-    void awaitQuestion() override { bench::futexWait(words[0], words[1], seconds); }
+    void awaitAnswer() override { bench::futexWait(words[16], words[17], waitMs); }
+    void awaitQuestion() override { bench::futexWait(words[0], words[1], waitMs); }
     void answer() override { bench::futexSet(words[16], words[17]); }
     bench::SharedPage page;
     std::atomic<std::uint32_t>* words;
-    int seconds;
+    int waitMs;
 };
 
 constexpr double kEndless = -0.001;  // its milliseconds are those of an endless wait
@@ -56,7 +56,7 @@ constexpr double kEndless = -0.001;  // its milliseconds are those of an endless
 std::unique_ptr<Link> makeLink(const std::string& kind, const std::string& name, bool create) {
     const bool endless = kind.find("-endless") != std::string::npos;
     if (kind.rfind("event", 0) == 0) return std::make_unique<EventLink>(name, endless ? kEndless : 10.0);
-    return std::make_unique<FutexLink>(name, create, endless ? 0 : 10);
+    return std::make_unique<FutexLink>(name, create, endless ? 0 : 10'000);
 }
 
 int answer(const std::string& kind, const std::string& name) {

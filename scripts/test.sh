@@ -72,6 +72,7 @@ for job in "${jobs[@]}"; do
         linux-*)
             # Many tests wait for time to pass, so more of them run than there are cores.
             run_tests "$job" -j $((cores * 4))
+            [ "$job" != linux-release ] || check system-calls scripts/count_system_calls.sh
             ;;
         windows-*)
             wine_begin "$PWD/build"

@@ -17,6 +17,7 @@
 #endif
 #include <io.h>
 #include <rpc.h>
+#include <sys/stat.h>
 #include <windows.h>
 #undef interface  // <rpc.h> makes a macro of a word that framework classes use
 #else

@@ -15,6 +15,7 @@ using BOOL = int;
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
+using UINT = std::uint32_t;
 using LONG = std::int32_t;
 using LONGLONG = std::int64_t;
 using SIZE_T = std::size_t;
@@ -41,6 +42,16 @@ struct SECURITY_ATTRIBUTES {
 };
 
 struct OVERLAPPED;
+
+struct _finddata_t {  // NOLINT(bugprone-reserved-identifier): the C runtime's name
+    unsigned attrib;  // _A_…
+    char name[260];   // without its folder
+};
+
+struct __stat64 {  // NOLINT(bugprone-reserved-identifier): the C runtime's name
+    WORD st_mode;
+    LONGLONG st_size;
+};
 
 struct MEMORY_BASIC_INFORMATION {
     LPVOID BaseAddress;
@@ -108,10 +119,21 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define SYNCHRONIZE 0x00100000u
 
 #define GENERIC_READ 0x80000000u
+#define FILE_WRITE_DATA 0x0002u
+#define FILE_APPEND_DATA 0x0004u
 #define FILE_SHARE_READ 0x00000001u
 #define FILE_SHARE_WRITE 0x00000002u
+#define CREATE_NEW 1u
+#define CREATE_ALWAYS 2u
 #define OPEN_EXISTING 3u
+#define OPEN_ALWAYS 4u
 #define FILE_ATTRIBUTE_NORMAL 0x00000080u
+#define FILE_FLAG_WRITE_THROUGH 0x80000000u
+#define MOVEFILE_REPLACE_EXISTING 0x00000001u
+#define _A_NORMAL 0x00u
+#define _A_HIDDEN 0x02u
+#define _A_SYSTEM 0x04u
+#define _A_SUBDIR 0x10u
 
 #define WAIT_OBJECT_0 0u
 #define WAIT_ABANDONED_0 0x00000080u
@@ -129,7 +151,10 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_NOT_ENOUGH_MEMORY 8u
 #define ERROR_SHARING_VIOLATION 32u
 #define ERROR_NOT_SUPPORTED 50u
+#define ERROR_FILE_EXISTS 80u
 #define ERROR_INVALID_PARAMETER 87u
+#define ERROR_BUFFER_OVERFLOW 111u
+#define ERROR_DISK_FULL 112u
 #define ERROR_SEM_TIMEOUT 121u
 #define ERROR_INSUFFICIENT_BUFFER 122u
 #define ERROR_INVALID_NAME 123u
@@ -137,6 +162,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_PROC_NOT_FOUND 127u
 #define ERROR_ALREADY_EXISTS 183u
 #define ERROR_FILENAME_EXCED_RANGE 206u
+#define ERROR_DIRECTORY 267u
 #define ERROR_INVALID_ADDRESS 487u
 #define ERROR_FILE_INVALID 1006u
 #define ERROR_IO_DEVICE 1117u
@@ -209,11 +235,47 @@ HMODULE LoadLibraryExA(LPCSTR path, HANDLE file, DWORD flags);
 FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 BOOL FreeLibrary(HMODULE module);
 
-/// Opens an existing file for reading (GENERIC_READ, OPEN_EXISTING). Folders may be separated by '\' too.
+/// Opens a file. Folders may be separated by '\' too. A folder is refused (5). On Linux
+///   - for reading: GENERIC_READ, OPEN_EXISTING;
+///   - for writing: FILE_WRITE_DATA with CREATE_NEW (80 when it exists) or CREATE_ALWAYS, which empties what exists;
+///   - for writing at its end: FILE_APPEND_DATA, OPEN_ALWAYS. The last two leave 183 or 0 as last error.
+/// Everything else is refused (50). A second writer is refused (32); readers are never, whatever shareMode says.
+/// FILE_FLAG_WRITE_THROUGH brings each write to the disk before WriteFile returns.
 HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* attributes, DWORD creation,
                    DWORD flags, HANDLE templateFile);
+
 /// Reads up to size bytes; TRUE with 0 bytes at the end of the file.
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped);
+
+/// Writes all bytes, or fails (112 when the disk is full) and leaves the file as it was.
+BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVERLAPPED* overlapped);
+
+/// Returns once what was written is on the disk. The file must be open for writing (else 5).
+BOOL FlushFileBuffers(HANDLE file);
+
+/// Makes an empty file "<folder>\<prefix><hexadecimal number>.tmp" of a name that did not exist.
+///
+/// @param prefix    Up to three characters of it are used.
+/// @param unique    0; on Linux nothing else (50).
+/// @param fileName  Receives the name: MAX_PATH bytes.
+/// @return          The number; 0 on failure: 267 for no folder, 111 for a folder's name that is too long.
+UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName);
+
+/// Renames a file, replacing an existing one; never a folder (5). On Linux flags must be MOVEFILE_REPLACE_EXISTING.
+BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
+
+/// Finds the first entry of a folder whose name matches; the last part of the pattern may hold * and ?. On Linux the
+/// folder itself and its parent, "." and "..", come first, the others in byte order, and nothing is hidden.
+///
+/// @return  A handle for _findclose; -1 with errno set when nothing matches.
+std::intptr_t _findfirst(const char* pattern, _finddata_t* found);  // NOLINT(bugprone-reserved-identifier)
+int _findclose(std::intptr_t search);                               // NOLINT(bugprone-reserved-identifier)
+
+/// A file's size and mode. 0, or -1 with errno set.
+int _stat64(const char* fileName, struct __stat64* status);  // NOLINT(bugprone-reserved-identifier)
+
+/// Removes a file. 0, or -1 with errno set; EACCES for a folder.
+int _unlink(const char* fileName);  // NOLINT(bugprone-reserved-identifier)
 
 /// 0 when the file exists (mode 0), else -1 with errno set; mode 2 asks for writing, 4 for reading.
 int _access(const char* fileName, int mode);

@@ -1,10 +1,13 @@
-#include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <string>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "file_error_posix.h"
 #include "handle_table_posix.h"
 #include "last_error_posix.h"
 #include "paths_posix.h"
@@ -13,12 +16,14 @@ namespace {
 
 class FileObject : public KernelObject {
 public:
-    explicit FileObject(int descriptor) : _descriptor(descriptor) {}
+    FileObject(int descriptor, bool writable) : _descriptor(descriptor), _writable(writable) {}
     ~FileObject() override { close(_descriptor); }
     int descriptor() const { return _descriptor; }
+    bool writable() const { return _writable; }
 
 private:
     int _descriptor;
+    bool _writable;
 };
 
 bool isFolder(int descriptor) {
@@ -26,27 +31,81 @@ bool isFolder(int descriptor) {
     return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+HANDLE handleOf(int descriptor, bool writable) {
+    const HANDLE handle = HandleTable_Open(std::make_shared<FileObject>(descriptor, writable));
+    return handle ? handle : INVALID_HANDLE_VALUE;
+}
+
+HANDLE closeAndFail(int descriptor, DWORD error) {
+    close(descriptor);
+    return platform_failWith(error, INVALID_HANDLE_VALUE);
+}
+
+HANDLE openForReading(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return platform_failWith(platform_fileErrorOf(errno, path), INVALID_HANDLE_VALUE);
+    if (isFolder(descriptor)) return closeAndFail(descriptor, ERROR_ACCESS_DENIED);
+    return handleOf(descriptor, false);
+}
+
+// Empties an open file that is not empty already. Not done by opening it: a file that another writer has open keeps its
+// content.
+bool empty(int descriptor) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) return false;
+    return !S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
+}
+
+HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {
+    int descriptor = creation == CREATE_NEW ? -1 : open(path.c_str(), flags);
+    const bool existed = descriptor >= 0;
+    if (creation == CREATE_NEW)
+        descriptor = open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
+    else if (!existed && errno == ENOENT)
+        descriptor = open(path.c_str(), flags | O_CREAT, 0666);
+    if (descriptor < 0) return platform_failWith(platform_fileErrorOf(errno, path), INVALID_HANDLE_VALUE);
+    // Where a file system has no locks the file is open for everybody; so is it to others than this layer anyway.
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return closeAndFail(descriptor, ERROR_SHARING_VIOLATION);
+    if (creation == CREATE_ALWAYS && !empty(descriptor))
+        return closeAndFail(descriptor, platform_fileErrorOf(errno, path));
+    const HANDLE handle = handleOf(descriptor, true);
+    if (handle != INVALID_HANDLE_VALUE) SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    return handle;
+}
+
+// Takes back the last bytes of a file, where the position stands too.
+void takeBack(int descriptor, std::size_t count) {
+    const off_t start = lseek(descriptor, 0, SEEK_END) - static_cast<off_t>(count);
+    if (start >= 0 && ftruncate(descriptor, start) == 0) lseek(descriptor, start, SEEK_SET);
+}
+
+std::shared_ptr<FileObject> fileFor(HANDLE handle, bool writing) {
+    auto file = HandleTable_FindAs<FileObject>(handle);
+    if (file && file->writable() != writing) return platform_failWith(ERROR_ACCESS_DENIED, nullptr);
+    return file;
+}
+
 }  // namespace
 
-extern "C" HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD creation, DWORD,
+extern "C" HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD creation, DWORD flags,
                               HANDLE) {
-    if (access != GENERIC_READ || creation != OPEN_EXISTING)
-        return platform_failWith(ERROR_NOT_SUPPORTED, INVALID_HANDLE_VALUE);
     if (!fileName) return platform_failWith(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
-    const int descriptor = open(nativePath(fileName).c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return platform_failWith(platform_errorOf(errno), INVALID_HANDLE_VALUE);
-    if (isFolder(descriptor)) {
-        close(descriptor);
-        return platform_failWith(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
-    }
-    const HANDLE handle = HandleTable_Open(std::make_shared<FileObject>(descriptor));
-    return handle ? handle : INVALID_HANDLE_VALUE;
+    const std::string path = nativePath(fileName);
+    if (access == GENERIC_READ && creation == OPEN_EXISTING) return openForReading(path);
+
+    const int writing = O_WRONLY | O_CLOEXEC | (flags & FILE_FLAG_WRITE_THROUGH ? O_DSYNC : 0);
+    if (access == FILE_WRITE_DATA && (creation == CREATE_NEW || creation == CREATE_ALWAYS))
+        return openForWriting(path, creation, writing);
+    if (access == FILE_APPEND_DATA && creation == OPEN_ALWAYS)
+        return openForWriting(path, creation, writing | O_APPEND);
+    return platform_failWith(ERROR_NOT_SUPPORTED, INVALID_HANDLE_VALUE);
 }
 
 extern "C" BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped) {
     if (overlapped) return platform_failWith(ERROR_NOT_SUPPORTED, FALSE);
     *bytesRead = 0;
-    const auto object = HandleTable_FindAs<FileObject>(file);
+    const auto object = fileFor(file, false);
     if (!object) return FALSE;
     auto* const target = static_cast<char*>(buffer);
     // As on Windows a short result means the end of the file, so a read that is cut short goes on.
@@ -56,12 +115,34 @@ extern "C" BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRea
         if (count > 0)
             *bytesRead += static_cast<DWORD>(count);
         else if (errno != EINTR)
-            return platform_failWith(platform_errorOf(errno), FALSE);
+            return platform_failWith(platform_fileErrorOf(errno, ""), FALSE);
     }
     return TRUE;
 }
 
-extern "C" int _access(const char* fileName, int mode) {
-    const int wanted = (mode & 2 ? W_OK : 0) | (mode & 4 ? R_OK : 0);
-    return access(nativePath(fileName).c_str(), wanted == 0 ? F_OK : wanted);
+extern "C" BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVERLAPPED* overlapped) {
+    if (overlapped) return platform_failWith(ERROR_NOT_SUPPORTED, FALSE);
+    *bytesWritten = 0;
+    const auto object = fileFor(file, true);
+    if (!object) return FALSE;
+    const auto* const source = static_cast<const char*>(buffer);
+    std::size_t written = 0;
+    while (written < size) {
+        const ssize_t count = write(object->descriptor(), source + written, size - written);
+        if (count >= 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (errno != EINTR) {
+            const DWORD error = platform_fileErrorOf(errno, "");
+            if (written > 0) takeBack(object->descriptor(), written);
+            return platform_failWith(error, FALSE);
+        }
+    }
+    *bytesWritten = size;
+    return TRUE;
+}
+
+extern "C" BOOL FlushFileBuffers(HANDLE file) {
+    const auto object = fileFor(file, true);
+    if (!object) return FALSE;
+    return fdatasync(object->descriptor()) == 0 ? TRUE : platform_failWith(platform_fileErrorOf(errno, ""), FALSE);
 }

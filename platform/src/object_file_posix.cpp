@@ -167,26 +167,21 @@ private:
         struct stat status {};
         if (!isOwnFile(descriptor.get(), status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
         if (!takeGuard(descriptor.get(), _name)) return Outcome::failed;
-        if (!ObjectFolder_IsUnderName(folder, descriptor.get(), _fileName)) return Outcome::again;
+        std::uint64_t fileBytes = 0;
+        if (!ObjectFolder_IsUnderName(folder, status, _fileName, fileBytes)) return Outcome::again;
 
         existed = ObjectFolder_IsHeld(descriptor.get());
         if (!existed && !_create) {
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
-        const bool usable = existed ? attach(descriptor.get()) : layOut(folder, descriptor.get());
+        const bool usable = existed ? readPage(descriptor.get(), fileBytes, static_cast<ObjectKind>(_page.kind), _page)
+                                    : layOut(folder, descriptor.get());
         if (!usable) return Outcome::failed;
         if (!lockByte(descriptor.get(), F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
         leaveGuard(descriptor.get());
         file = make(_name, _fileName, descriptor, _page);
         return file ? Outcome::done : Outcome::failed;
-    }
-
-    bool attach(int descriptor) {
-        struct stat status {};
-        if (fstat(descriptor, &status) != 0) return platform_failWith(platform_errorOf(errno), false);
-        return readPage(descriptor, static_cast<std::uint64_t>(status.st_size), static_cast<ObjectKind>(_page.kind),
-                        _page);
     }
 
     bool layOut(int folder, int descriptor) const {

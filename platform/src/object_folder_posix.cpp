@@ -84,14 +84,24 @@ void sweep(int folder) {
     closedir(entries);
 }
 
+// Closed with its module, which may be loaded and unloaded many times. What comes later opens the folder again.
+struct FolderDescriptor {
+    int value = -1;
+    void closeIfOpen() {
+        if (value >= 0) close(value);
+        value = -1;
+    }
+    ~FolderDescriptor() { closeIfOpen(); }
+};
+
 std::mutex folderMutex;
-int folderDescriptor = -1;  // guarded by folderMutex
+FolderDescriptor folderDescriptor;  // guarded by folderMutex
 
 int openAndSweep() {
-    if (folderDescriptor >= 0) close(folderDescriptor);
-    folderDescriptor = openObjectFolder();
-    if (folderDescriptor >= 0) sweep(folderDescriptor);
-    return folderDescriptor;
+    folderDescriptor.closeIfOpen();
+    folderDescriptor.value = openObjectFolder();
+    if (folderDescriptor.value >= 0) sweep(folderDescriptor.value);
+    return folderDescriptor.value;
 }
 
 struct flock byteLock(short type, off_t byte) {
@@ -153,7 +163,7 @@ std::string ObjectFolder_FileName(const char* name) {
 
 int ObjectFolder_Descriptor() {
     const std::lock_guard lock(folderMutex);
-    return folderDescriptor >= 0 ? folderDescriptor : openAndSweep();
+    return folderDescriptor.value >= 0 ? folderDescriptor.value : openAndSweep();
 }
 
 bool ObjectFolder_Renew() {
@@ -171,9 +181,16 @@ bool ObjectFolder_TryGuard(int descriptor) {
     return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
 }
 
+bool ObjectFolder_IsUnderName(int folder, const struct stat& opened, const std::string& fileName,
+                              std::uint64_t& fileBytes) {
+    struct stat named {};
+    if (fstatat(folder, fileName.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    fileBytes = static_cast<std::uint64_t>(named.st_size);
+    return opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
 bool ObjectFolder_IsUnderName(int folder, int descriptor, const std::string& fileName) {
     struct stat opened {};
-    struct stat named {};
-    return fstat(descriptor, &opened) == 0 && fstatat(folder, fileName.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+    std::uint64_t fileBytes = 0;
+    return fstat(descriptor, &opened) == 0 && ObjectFolder_IsUnderName(folder, opened, fileName, fileBytes);
 }

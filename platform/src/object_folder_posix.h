@@ -1,7 +1,10 @@
 // The private folder that holds the files of this process's named objects.
 #pragma once
 
+#include <cstdint>
 #include <string>
+
+#include <sys/stat.h>
 
 /// File name for an object's name: percent-encoded, "Local\X" as "X". Empty, with the last error, for a name that
 /// cannot be: 3 with a backslash elsewhere than behind "Local" or "Global", 123 nothing behind these, 206 too long.
@@ -20,5 +23,10 @@ bool ObjectFolder_IsHeld(int descriptor);
 /// Takes the guard (byte 1) without waiting.
 bool ObjectFolder_TryGuard(int descriptor);
 
-/// True if the file under that name in the folder is still the one that is open.
+/// True if the file under that name in the folder is still the one that is open. The guard is held.
+///
+/// @param opened     fstat of the open file, of any time since it was opened: its inode does not change.
+/// @param fileBytes  Size of the file under the name, as it is now.
+bool ObjectFolder_IsUnderName(int folder, const struct stat& opened, const std::string& fileName,
+                              std::uint64_t& fileBytes);
 bool ObjectFolder_IsUnderName(int folder, int descriptor, const std::string& fileName);

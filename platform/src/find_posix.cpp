@@ -1,0 +1,75 @@
+// Looking files up by pattern.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include "handle_table_posix.h"
+#include "paths_posix.h"
+
+namespace {
+
+// What _findclose lets go of. One match is all that a search answers, so nothing is kept.
+class SearchObject : public KernelObject {};
+
+bool matches(const char* pattern, const char* name) {
+    for (; *pattern != '*'; ++pattern, ++name) {
+        if (*name == '\0') return *pattern == '\0';
+        if (*pattern != '?' && *pattern != *name) return false;
+    }
+    for (;; ++name) {
+        if (matches(pattern + 1, name)) return true;
+        if (*name == '\0') return false;
+    }
+}
+
+// The first name in the folder that matches; empty when none does, with errno set.
+std::string firstMatch(const std::string& folder, std::string pattern) {
+    if (pattern == "*.*") pattern = "*";  // every name, with a dot or without
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.empty() ? "." : folder.c_str()), closedir);
+    if (!entries) return "";
+    const auto before = [](const std::string& left, const std::string& right) {
+        const auto isDots = [](const std::string& name) { return name == "." || name == ".."; };
+        return isDots(left) != isDots(right) ? isDots(left) : left < right;
+    };
+    std::string first;
+    while (const dirent* const entry = readdir(entries.get())) {
+        if (matches(pattern.c_str(), entry->d_name) && (first.empty() || before(entry->d_name, first)))
+            first = entry->d_name;
+    }
+    if (first.empty()) errno = ENOENT;
+    return first;
+}
+
+}  // namespace
+
+extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) {
+    const std::string path = nativePath(pattern);
+    const std::size_t nameAt = path.rfind('/') + 1;  // 0 when there is none
+    const std::string folder = path.substr(0, nameAt);
+    std::string name = path.substr(nameAt);
+    if (name.find_first_of("*?") != std::string::npos) {
+        name = firstMatch(folder, name);
+    } else if (name.empty()) {
+        errno = ENOENT;
+    }
+    struct stat status {};
+    if (name.empty() || stat((folder + name).c_str(), &status) != 0) return -1;
+    found->attrib = S_ISDIR(status.st_mode) ? _A_SUBDIR : _A_NORMAL;
+    std::snprintf(found->name, sizeof found->name, "%s", name.c_str());
+    const HANDLE handle = HandleTable_Open(std::make_shared<SearchObject>());
+    if (!handle) errno = EMFILE;
+    return handle ? reinterpret_cast<std::intptr_t>(handle) : -1;
+}
+
+extern "C" int _findclose(std::intptr_t search) {
+    const auto handle = reinterpret_cast<HANDLE>(search);
+    if (HandleTable_FindAs<SearchObject>(handle) && HandleTable_Close(handle)) return 0;
+    errno = EINVAL;
+    return -1;
+}
