@@ -1,5 +1,9 @@
-// The contents of an ini file under the name that the rest of the system uses.
+// The contents of an ini file under the name that the rest of the system uses, and functions for callers that hold it
+// by a plain pointer.
 #pragma once
+
+#include <cstddef>
+#include <cstdint>
 
 #include "MIniData_template_core.h"
 
@@ -8,3 +12,23 @@ class MIniData : public MIniDataT<MIniDataCaseSensitiveCompare> {
 public:
     using MIniDataT::MIniDataT;
 };
+
+/// Copies an entry's value into a buffer, with a terminating zero.
+///
+/// @param target      Untouched when there is no such entry or the size is 0.
+/// @param targetSize  Bytes at target.
+/// @return            Whether the whole value fitted; if not, after an entry in the error trace, target has its
+///                    beginning. A missing entry is false without such an entry.
+bool MIniData_GetStringEntry(const MIniData* handle, const char* section, const char* entry, char* target,
+                             std::size_t targetSize);
+
+/// The content string, zero-terminated, in memory that the caller gives back with free; null without memory.
+char* MIniData_GetContentString(const MIniData* handle);
+
+// The members of these names.
+bool MIniData_SetContentString(MIniData* handle, const char* text);
+bool MIniData_GetLongEntry(const MIniData* handle, const char* section, const char* entry, std::int32_t& value);
+bool MIniData_GetLongLongEntry(const MIniData* handle, const char* section, const char* entry, std::int64_t& value);
+bool MIniData_GetDoubleEntry(const MIniData* handle, const char* section, const char* entry, double& value);
+bool MIniData_DeleteSection(MIniData* handle, const char* section);
+bool MIniData_DeleteEntry(MIniData* handle, const char* section, const char* entry);

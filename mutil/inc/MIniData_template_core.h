@@ -2,8 +2,11 @@
 // comes back with its comments and the order of lines inside each section.
 #pragma once
 
+#include <algorithm>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,7 +21,10 @@ class MFastFileReader;
 /// Orders names by plain bytes: like memcmp over the shorter length, then the shorter one first. No locale.
 struct MIniDataCaseSensitiveCompare {
     using is_transparent = void;
-    bool operator()(std::string_view left, std::string_view right) const { return left.compare(right) < 0; }
+    bool operator()(std::string_view left, std::string_view right) const {
+        const int order = std::memcmp(left.data(), right.data(), std::min(left.size(), right.size()));
+        return order != 0 ? order < 0 : left.size() < right.size();
+    }
 };
 
 /// A line, kept verbatim without its line end: a blank line or a comment when it is of this class itself.
@@ -45,8 +51,8 @@ public:
 
 using MIniDataLines = std::vector<std::unique_ptr<MIniDataLine>>;
 
-/// A section: its header line and what stands below it. Getters find an entry by its name without trailing blanks and
-/// tabs, and behave as those of MIniDataT.
+/// A section: its header line and what stands below it. Getters and setters find an entry by its name without trailing
+/// blanks and tabs, and behave as those of MIniDataT.
 template <typename Compare>
 class MIniDataSectionT : public MIniDataLine {
 public:
@@ -60,12 +66,23 @@ public:
     bool GetLongLongEntry(std::string_view name, std::int64_t& value) const;
     bool GetDoubleEntry(std::string_view name, double& value) const;
 
+    bool SetStringEntry(std::string_view name, std::string_view value);
+    bool SetLongEntry(std::string_view name, std::int32_t value);
+    bool SetLongLongEntry(std::string_view name, std::int64_t value);
+    bool SetDoubleEntry(std::string_view name, double value);
+
+    /// Appends an entry that is not there yet as the last line. @return false without memory for it.
+    bool add_new_entry(std::string_view name, std::string_view value);
+
     /// Removes an entry and its line. The line is looked for from the top; one without a name before '=' that stands
     /// above it ends the search, with the entry forgotten and its line left: false after an entry in the error trace.
-    bool DeleteEntry(const char* name);
+    bool DeleteEntry(std::string_view name);
 
     std::map<std::string, MIniDataEntry*, Compare> entry_map;  // refers to lines below
     MIniDataLines line_vec;                                    // the lines below the header, in file order
+
+private:
+    bool setEntry(std::string_view name, std::string_view value);
 };
 
 /// Ini data whose names are compared by Compare. Used by one thread at a time. Each operation answers false when it
@@ -81,6 +98,8 @@ public:
     // Options, to be combined. The second has the effect of the first as well, kept on purpose: files rely on it.
     static constexpr std::uint32_t kAcceptBareLines = 0x01;  // a line without '=' or without a name is an entry, too
     static constexpr std::uint32_t kReplaceSections = 0x02;  // a repeated section replaces the earlier one
+    static constexpr std::uint32_t kFlushOnSave = 0x08;      // Save returns when the disk has the bytes
+    static constexpr std::uint32_t kReplaceOnSave = 0x10;    // Save replaces the file as a whole, by a temporary one
     static constexpr std::uint32_t kReplaceEntries = 0x20;   // a repeated entry of a section replaces the earlier one
 
     /// Without content and not open.
@@ -105,12 +124,15 @@ public:
     /// Opens the file again. False when nothing is open.
     bool Reload();
 
+    /// Writes the content string into the file that was opened, with CR LF as line ends, whether it existed or not.
+    bool Save();
+
     bool IsOpen() const { return _open; }
 
-    /// Whether the file did not exist when it was opened; also true before the first Open.
+    /// Whether the file did not exist when it was opened, until it is saved; also true before the first Open.
     bool FileAbsent() const { return _fileAbsent; }
 
-    /// Whether the content is that of the file.
+    /// Whether the content is that of the file: after Open and Save, until something changes it.
     bool Unchanged() const { return _unchanged; }
 
     /// Text of the last line or entry that was refused, at most 1023 characters.
@@ -136,11 +158,30 @@ public:
     bool GetLongLongEntry(const char* section, const char* entry, std::int64_t& value) const;
     bool GetDoubleEntry(const char* section, const char* entry, double& value) const;
 
+    // Setters. They take the place of an entry's value, and leave its name, the blanks behind it and the '=' as they
+    // are. A missing entry becomes the section's last line, a missing section is added. A name that begins as a comment
+    // does is refused, with nothing added. Other names and texts are taken as they are, kept on purpose: with '=', a
+    // leading blank or a line end in them they read differently from a file.
+
+    bool SetStringEntry(const char* section, const char* entry, const char* text);
+    bool SetLongEntry(const char* section, const char* entry, std::int32_t value);
+    bool SetLongLongEntry(const char* section, const char* entry, std::int64_t value);
+
+    /// With as many of 17 significant digits as it takes, so that a getter gives the same number.
+    bool SetDoubleEntry(const char* section, const char* entry, double value);
+
+    /// Adds a section without lines. False when it exists.
+    bool AddSection(const char* section);
+
     /// Removes a section with all its lines.
     bool DeleteSection(const char* section);
 
     /// Removes an entry with its line. See MIniDataSectionT::DeleteEntry.
     bool DeleteEntry(const char* section, const char* entry);
+
+    /// Gives a section another name, with a plain header; text behind the old header's name is lost. False when there
+    /// is no such section or one of the new name, be it the same.
+    bool RenameSection(const char* oldName, const char* newName);
 
     bool SectionExists(const char* section) const;
 
@@ -154,15 +195,21 @@ public:
     std::vector<std::string> GetEntryNames(const char* section) const;
 
 private:
-    Section* find_section(std::string_view name) const;
     void freeContent();
     bool readLines(MFastFileReader& reader);
     bool takeMark(std::string& firstLine);
-    bool parse_line(const std::string& line);
-    bool parseHeader(const std::string& line);
-    bool parseEntry(const std::string& line, std::size_t nameBegin);
+
+    bool parse_line(std::string_view line);
+    bool parseHeader(std::string_view line);
+    bool parseEntry(std::string_view line, std::size_t nameBegin);
     bool refuse(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
-    void setLastError(const char* format, std::va_list arguments) PLATFORM_FORMAT(2, 0);
+
+    Section* find_section(std::string_view name) const;
+    Section* add_new_section(std::string_view name);
+    template <typename Set>
+    bool setEntry(std::string_view section, const char* failure, Set set);
+    bool refuseComment(int codeLine, const char* function, const char* format, ...) PLATFORM_FORMAT(4, 5);
+    void formatLastError(std::string& text, const char* format, std::va_list arguments) PLATFORM_FORMAT(3, 0);
 
     bool _open = false;
     bool _fileAbsent = true;

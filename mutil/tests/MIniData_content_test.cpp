@@ -1,4 +1,4 @@
-// The content as a whole: as a string, copied, and with sections and entries removed.
+// The content as a whole: as a string, and copied.
 #include <memory>
 #include <string>
 
@@ -126,110 +126,6 @@ TEST_F(MIniDataContentTest, AssigningToItselfChangesNothing) {
     EXPECT_EQ(data.GetContentString(), "[s]\nk=1\n");
     EXPECT_TRUE(data.IsOpen());
     EXPECT_TRUE(data.Unchanged());
-}
-
-// -------------------------------------------------------------------------------------------------------------
-// removing
-
-TEST_F(MIniDataContentTest, DeleteSectionRemovesAllItsLines) {
-    const std::string file = _folder.file("a.ini", "#top\n[a]\nk=1\n#c\n[b]");
-    MIniData data(file.c_str());
-    EXPECT_TRUE(data.Unchanged());
-    EXPECT_TRUE(data.DeleteSection("a"));
-    EXPECT_EQ(data.GetContentString(), "#top\n[b]\n");
-    EXPECT_FALSE(data.SectionExists("a"));
-    EXPECT_FALSE(data.Unchanged());
-    EXPECT_THAT(_recorder.entries(), IsEmpty());
-}
-
-TEST_F(MIniDataContentTest, DeleteSectionOfAMissingOneIsReported) {
-    const std::string file = _folder.file("a.ini", "[a]");
-    MIniData data(file.c_str());
-    EXPECT_FALSE(data.DeleteSection(std::string(50, 'x').c_str()));
-    EXPECT_THAT(_recorder.errorTraces(),
-                ElementsAre("MIniData::DeleteSection(): section \"" + std::string(40, 'x') + "\" not found"));
-    EXPECT_TRUE(data.Unchanged());
-}
-
-TEST_F(MIniDataContentTest, DeleteEntryRemovesItsLineAndKeepsTheOthers) {
-    const std::string file = _folder.file("a.ini", "[s]\n#c\n \nkey = 1\nk=2\n#d\n");
-    MIniData data(file.c_str());
-    EXPECT_TRUE(data.DeleteEntry("s", "k"));
-    EXPECT_EQ(data.GetContentString(), "[s]\n#c\n \nkey = 1\n#d\n");
-    EXPECT_TRUE(data.DeleteEntry("s", "key \t"));  // trailing blanks do not count
-    EXPECT_EQ(data.GetContentString(), "[s]\n#c\n \n#d\n");
-    EXPECT_THAT(data.GetEntryNames("s"), IsEmpty());
-    EXPECT_FALSE(data.Unchanged());
-    EXPECT_THAT(_recorder.entries(), IsEmpty());
-}
-
-TEST_F(MIniDataContentTest, DeleteEntryOfAMissingOneIsReported) {
-    const std::string file = _folder.file("a.ini", "[s]\nk=1");
-    MIniData data(file.c_str());
-    const std::string longName(50, 'x');
-    EXPECT_FALSE(data.DeleteEntry(longName.c_str(), "k"));
-    EXPECT_THAT(_recorder.errorTraces(),
-                ElementsAre("MIniData::DeleteEntry(): section \"" + longName.substr(0, 40) + "\" not found"));
-    _recorder.clear();
-    EXPECT_FALSE(data.DeleteEntry("s", longName.c_str()));
-    EXPECT_THAT(
-        _recorder.errorTraces(),
-        ElementsAre("MIniDataSectionT::DeleteEntry(): entry \"" + longName.substr(0, 40) + "\" not found in entry_map",
-                    "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"s\",\"" +
-                        longName.substr(0, 30) + "\")"));
-    EXPECT_TRUE(data.Unchanged());
-}
-
-// The entry is forgotten and its line stays: kept as it is.
-TEST_F(MIniDataContentTest, DeleteEntryStopsAtALineWithoutNameOrEqualsSign) {
-    const std::string rest(60, 'x');
-    for (const auto& [line, cause] : {
-             std::pair{"word" + rest, "no '=' found" },
-             {" =" + rest,   "no entry name"}
-    }) {
-        _recorder.clear();
-        MIniData data(MIniData::kAcceptBareLines);
-        EXPECT_TRUE(data.SetContentString("[s]\na=0\n" + line + "\nk=1"));
-        EXPECT_FALSE(data.DeleteEntry("s", "k"));
-        EXPECT_THAT(
-            _recorder.errorTraces(),
-            ElementsAre(std::string("MIniDataSectionT::DeleteEntry(): ") + cause + " in \"" + line.substr(0, 50) + "\"",
-                        "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"s\",\"k\")"));
-        EXPECT_FALSE(data.EntryExists("s", "k"));
-        EXPECT_EQ(data.GetContentString(), "[s]\na=0\n" + line + "\nk=1\n");
-        EXPECT_TRUE(data.DeleteEntry("s", "a"));  // stands above the line
-    }
-}
-
-// -------------------------------------------------------------------------------------------------------- the section
-
-using Section = MIniDataSectionT<MIniDataCaseSensitiveCompare>;
-
-MIniDataEntry* addLine(Section& section, const std::string& text, std::size_t valuePosition) {
-    auto entry = std::make_unique<MIniDataEntry>(text, valuePosition);
-    MIniDataEntry* const known = entry.get();
-    section.line_vec.push_back(std::move(entry));
-    return known;
-}
-
-TEST_F(MIniDataContentTest, ASectionReportsAnEntryWithoutALine) {
-    Section section("[s]");
-    MIniDataEntry stray("k=1", 2);
-    section.entry_map.emplace("k", &stray);
-    addLine(section, "other=1", 6);
-    EXPECT_FALSE(section.DeleteEntry("k"));
-    EXPECT_THAT(_recorder.errorTraces(),
-                ElementsAre("MIniDataSectionT::DeleteEntry(): entry \"k\" not found in line_vec"));
-    EXPECT_THAT(section.entry_map, IsEmpty());
-}
-
-TEST_F(MIniDataContentTest, ASectionForgetsEveryNameOfALineThatItRemoves) {
-    Section section("[s]");
-    section.entry_map.emplace("word", addLine(section, "k=1", 0));  // a bare line whose value was set to "k=1"
-    section.entry_map.emplace("k", addLine(section, "k=2", 2));
-    EXPECT_TRUE(section.DeleteEntry("k"));
-    EXPECT_THAT(section.entry_map, IsEmpty());
-    EXPECT_EQ(section.line_vec.size(), 1u);
 }
 
 }  // namespace

@@ -108,12 +108,12 @@ TEST_F(MIniDataParseTest, ARepeatedHeaderReplacesTheSectionOnRequest) {
     EXPECT_THAT(_recorder.entries(), IsEmpty());
 }
 
-// Names are handed on as zero-terminated texts, so one with a byte 0 in it cannot be found for replacing.
+// Sections are deleted by zero-terminated names, so one with a byte 0 in it cannot be replaced.
 TEST_F(MIniDataParseTest, ASectionThatCannotBeReplacedIsRefused) {
     MIniData data(MIniData::kReplaceSections);
-    expectRefused(
-        data, "[a\0b]\n[a\0b]"s, "Section [a] deleting previous version failed",
-        {"MIniData::DeleteSection(): section \"a\" not found", "MIniData::parse_line(): DeleteSection() failed"});
+    expectRefused(data, "[a]\nk=1\n[a\0b]\n[a\0b]"s, "Section [a] deleting previous version failed",
+                  {"MIniData::parse_line(): DeleteSection() failed"});
+    EXPECT_TRUE(data.EntryExists("a", "k"));  // whose name is all that a reader of the other one sees
 }
 
 // ------------------------------------------------------------------------------------------------- blanks and comments
@@ -195,6 +195,13 @@ TEST_F(MIniDataParseTest, ARepeatedEntryReplacesTheEarlierOneAtItsLaterPlaceOnRe
     EXPECT_EQ(valueOf(data, "s", "k"), " 2");
     EXPECT_EQ(data.GetContentString(), "[s]\n#c\n \nm=5\nk = 2\n");
     EXPECT_THAT(_recorder.entries(), IsEmpty());
+}
+
+TEST_F(MIniDataParseTest, AnEntryWithAByte0InItsNameReplacesNoOther) {
+    MIniData data(MIniData::kReplaceEntries);
+    EXPECT_TRUE(data.SetContentString("[s]\nk=1\nk\0=2\nk\0=3\n"s));
+    EXPECT_EQ(data.GetContentString(), "[s]\nk=1\nk\0=3\n"s);
+    EXPECT_EQ(valueOf(data, "s", "k"), "1");
 }
 
 TEST_F(MIniDataParseTest, AnEntryThatCannotBeReplacedIsRefused) {

@@ -1,6 +1,4 @@
-// An assertion whose message cannot be formatted. Neither system's formatter can be made to fail on both, so the
-// sources under test, which are compiled into this program, call refusableVformat under the name of platform_vformat.
-#undef platform_vformat
+// An assertion whose message cannot be formatted, and the formatting under it.
 #include <cstdarg>
 #include <string>
 
@@ -9,18 +7,7 @@
 #include "../src/format_string.h"
 #include "log_recorder.h"
 #include "massert.h"
-
-namespace {
-
-bool refusesToFormat = false;
-
-}  // namespace
-
-int refusableVformat(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
-    if (!refusesToFormat) return platform_vformat(buffer, size, format, arguments);
-    buffer[0] = '\0';
-    return -1;
-}
+#include "refusals.h"
 
 namespace {
 
@@ -28,8 +15,7 @@ using testing::ElementsAre;
 
 class FormatFailure : public testing::Test {
 protected:
-    FormatFailure() { refusesToFormat = true; }
-    ~FormatFailure() override { refusesToFormat = false; }
+    ~FormatFailure() override { test::formatsRefused = 0; }
 };
 
 bool format(std::string& text, const char* pattern, ...) {
@@ -42,19 +28,27 @@ bool format(std::string& text, const char* pattern, ...) {
 
 TEST_F(FormatFailure, LeavesAnAssertionsMessageEmpty) {
     const test::LogRecorder recorder;
+    test::formatsRefused = 2;
     MAssert_Failed("c", "F", 7, "message");
     EXPECT_THAT(recorder.errors(), ElementsAre("Assertion failed: 'c', file F, line 7"));
 }
 
 TEST_F(FormatFailure, GivesFalseAndAnEmptyString) {
     std::string text = "old";
+    test::formatsRefused = 2;
     EXPECT_FALSE(format(text, "text"));
     EXPECT_EQ(text, "");
-    refusesToFormat = false;
     EXPECT_TRUE(format(text, "%d", 5));
     EXPECT_EQ(text, "5");
     EXPECT_TRUE(format(text, "%s", ""));
     EXPECT_EQ(text, "");
+}
+
+TEST_F(FormatFailure, OfTheFirstAttemptAloneIsMadeGood) {
+    std::string text = "old";
+    test::formatsRefused = 1;
+    EXPECT_TRUE(format(text, "%s %d %s", "one", 2, "three"));
+    EXPECT_EQ(text, "one 2 three");
 }
 
 }  // namespace

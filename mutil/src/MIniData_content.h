@@ -1,0 +1,176 @@
+// Ini data as a whole: construction, files and content strings. Part of MIniData_template_core.cpp.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "MIniData_line.h"
+#include "MIniData_template_core.h"
+#include "errtrace.h"
+#include "fastfile.h"
+#include "fileops.h"
+
+template <typename Compare>
+MIniDataT<Compare>::MIniDataT(std::uint32_t options) : _options(options) {}
+
+template <typename Compare>
+MIniDataT<Compare>::MIniDataT(const char* fileName) {
+    if (!Open(fileName)) M_ERRTRACE("MIniData::MIniData(): Open(\"%.60s\") failed", fileName);
+}
+
+template <typename Compare>
+MIniDataT<Compare>::MIniDataT(const MIniDataT& other) {
+    *this = other;
+}
+
+template <typename Compare>
+MIniDataT<Compare>& MIniDataT<Compare>::operator=(const MIniDataT& other) {
+    if (this == &other) return *this;
+    _fileName = other._fileName;
+    _options = other._options;
+    _lastError = other._lastError;
+    SetContentString(other.GetContentString());
+    _open = other._open;
+    _fileAbsent = other._fileAbsent;
+    _unchanged = other._unchanged;
+    return *this;
+}
+
+template <typename Compare>
+MIniDataT<Compare>::~MIniDataT() {
+    if (!Close()) M_ERRTRACE("MIniData::~MIniData(): Close() failed");
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::Open(const char* fileName) {
+    std::string ownName = fileName ? fileName : "";  // before Close clears what Reload passes
+    if (!Close()) {
+        M_ERRTRACE("MIniData::Open(): Close() failed");
+        return false;
+    }
+    _fileName = std::move(ownName);
+    _unchanged = false;
+    if (!file_access(_fileName.c_str())) {
+        _open = true;  // and still absent: a new, empty file
+        return true;
+    }
+    _fileAbsent = false;
+    MFastFileReader reader;
+    if (!reader.Open(_fileName.c_str())) {
+        M_ERRTRACE("MIniData::Open(): MFastFileReader::Open() failed");
+        return false;
+    }
+    if (!readLines(reader)) return false;
+    _unchanged = true;
+    _open = true;
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::readLines(MFastFileReader& reader) {
+    std::string line;
+    for (bool first = true; !reader.IsEOF(); first = false) {
+        if (!reader.ReadLine(line)) {
+            M_ERRTRACE("MIniData::Open(): MFastFileReader::ReadLine() failed");
+            return false;
+        }
+        if (first && !takeMark(line)) return false;
+        if (line.empty() || line.front() == '\0') continue;
+        if (!parse_line(line)) {
+            M_ERRTRACE("MIniData::Open(): parse_line(%.60s) failed", line.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+// Cuts off a byte-order mark of UTF-8; false for one of UTF-16 or UTF-32.
+template <typename Compare>
+bool MIniDataT<Compare>::takeMark(std::string& firstLine) {
+    using namespace std::string_view_literals;
+    // UTF-32, high byte first; UTF-16, high byte first; UTF-16, low byte first, with which UTF-32 begins as well.
+    for (const std::string_view mark : {"\x00\x00\xFE\xFF"sv, "\xFE\xFF"sv, "\xFF\xFE"sv}) {
+        if (!firstLine.starts_with(mark)) continue;
+        _lastError = "UTF16/32 Unicode format not supported.";
+        M_ERRTRACE("MIniData::Open(\"%.80s\"): UTF16/32 Unicode format not supported", _fileName.c_str());
+        return false;
+    }
+    constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+    if (firstLine.starts_with(kUtf8Mark)) firstLine.erase(0, kUtf8Mark.size());
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::Close() {
+    freeContent();
+    _fileName.clear();
+    _open = false;
+    _fileAbsent = true;
+    return true;
+}
+
+template <typename Compare>
+void MIniDataT<Compare>::freeContent() {
+    _topLines.clear();
+    _sections.clear();
+    _currentSection = nullptr;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::Reload() {
+    return _open && Open(_fileName.c_str());
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::Save() {
+    const std::string content = GetContentString();
+    const int replacing = _options & kReplaceOnSave ? MFastFile::kSafeReplace : MFastFile::kTruncate;
+    const int mode = replacing | (_options & kFlushOnSave ? MFastFile::kFlush : 0);
+    if (MFastFile_WriteLinesAtOnce(_fileName.c_str(), content.data(), content.size(), mode) < 0) {
+        M_ERRTRACE("MIniData::Save(): MFastFile_WriteLinesAtOnce(\"%.40s\") failed", _fileName.c_str());
+        return false;
+    }
+    _fileAbsent = false;
+    _unchanged = true;
+    return true;
+}
+
+template <typename Compare>
+std::string MIniDataT<Compare>::GetContentString() const {
+    std::size_t size = 0;
+    const auto forEachLine = [this](const auto& use) {
+        for (const auto& line : _topLines) use(line->text);
+        for (const auto& [name, section] : _sections) {
+            use(section->text);
+            for (const auto& line : section->line_vec) use(line->text);
+        }
+    };
+    forEachLine([&size](const std::string& line) { size += line.size() + 1; });
+    std::string content;
+    content.reserve(size);
+    forEachLine([&content](const std::string& line) { content.append(line).push_back('\n'); });
+    return content;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::SetContentString(const std::string& text) {
+    freeContent();
+    _unchanged = false;
+    _open = false;
+    std::size_t feed = text.find('\n');
+    for (std::size_t begin = 0; begin < text.size();) {
+        if (feed < begin) feed = text.find('\n', begin);
+        std::string_view line = std::string_view(text).substr(begin, feed - begin);
+        line = line.substr(0, line.find('\r'));
+        if (!parse_line(line)) {
+            M_ERRTRACE("MIniData::SetContentString(): parse_line() failed");
+            return false;
+        }
+        const std::size_t end = begin + line.size();
+        begin = end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+    }
+    _open = true;
+    return true;
+}

@@ -1,0 +1,164 @@
+// The setters, and adding, removing and renaming. Part of MIniData_template_core.cpp.
+#pragma once
+
+#include <cstdarg>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "MIniData_line.h"
+#include "MIniData_template_core.h"
+#include "errtrace.h"
+
+namespace {
+
+// Whether a line that begins with that name would be a comment.
+bool namesComment(std::string_view name) {
+    const std::size_t begin = name.find_first_not_of(kBlanks);
+    return begin != std::string_view::npos && beginsComment(name[begin]);
+}
+
+}  // namespace
+
+template <typename Compare>
+bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, const char* text) {
+    if (namesComment(entry)) {
+        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry",
+                             "cannot add comment as an entry: \"%s=%s\"", entry, text);
+    }
+    return setEntry(section, "MIniData::SetStringEntry(): add_new_section() failed",
+                    [=](Section& target) { return target.SetStringEntry(entry, text); });
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
+    if (namesComment(entry)) {
+        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry",
+                             "cannot add comment as an entry: \"%s=%ld\"", entry, static_cast<long>(value));
+    }
+    return setEntry(section, "MIniData::SetLongEntry(): add_new_section() failed",
+                    [=](Section& target) { return target.SetLongEntry(entry, value); });
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
+    // Reported under the name for 32 bits, kept on purpose: hosts compare this text.
+    if (namesComment(entry)) {
+        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry",
+                             "cannot add comment as an entry: \"%s=%lld\"", entry, static_cast<long long>(value));
+    }
+    return setEntry(section, "MIniData::SetLongLongEntry(): add_new_section() failed",
+                    [=](Section& target) { return target.SetLongLongEntry(entry, value); });
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, double value) {
+    if (namesComment(entry)) {
+        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry",
+                             "cannot add comment as an entry: \"%s=%g\"", entry, value);
+    }
+    return setEntry(section, "MIniData::SetDoubleEntry(): add_new_section() failed",
+                    [=](Section& target) { return target.SetDoubleEntry(entry, value); });
+}
+
+// Notes why a name is refused and reports it from the given line of this file. Always false.
+template <typename Compare>
+bool MIniDataT<Compare>::refuseComment(int codeLine, const char* function, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text;
+    formatLastError(text, format, arguments);
+    va_end(arguments);
+    _MErrTrace_Location(0, kFile, codeLine);
+    _MErrTrace_Add("%s(): %s", function, text.c_str());
+    return false;
+}
+
+// Sets an entry of a section, which is added if it is missing; when that fails, the given text is reported.
+template <typename Compare>
+template <typename Set>
+bool MIniDataT<Compare>::setEntry(std::string_view section, const char* failure, Set set) {
+    Section* target = find_section(section);
+    if (!target) target = add_new_section(section);
+    if (!target) {
+        M_ERRTRACE("%s", failure);
+        return false;
+    }
+    if (!set(*target)) return false;
+    _unchanged = false;
+    return true;
+}
+
+template <typename Compare>
+MIniDataSectionT<Compare>* MIniDataT<Compare>::add_new_section(std::string_view name) {
+    if (find_section(name)) return nullptr;
+    std::string header;
+    header.reserve(name.size() + 2);
+    header.append(1, '[').append(name).append(1, ']');
+    std::unique_ptr<Section> section(new (std::nothrow) Section(std::move(header)));
+    if (!section) return nullptr;
+    return _sections.emplace(name, std::move(section)).first->second.get();
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::AddSection(const char* section) {
+    if (!add_new_section(section)) {
+        M_ERRTRACE("MIniData::AddSection(): add_new_section() failed");
+        return false;
+    }
+    _unchanged = false;
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::DeleteSection(const char* section) {
+    const auto found = _sections.find(std::string_view(section));
+    if (found == _sections.end()) {
+        M_ERRTRACE("MIniData::DeleteSection(): section \"%.40s\" not found", section);
+        return false;
+    }
+    if (_currentSection == found->second.get()) _currentSection = nullptr;
+    _sections.erase(found);
+    _unchanged = false;
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::DeleteEntry(const char* section, const char* entry) {
+    Section* const found = find_section(section);
+    if (!found) {
+        M_ERRTRACE("MIniData::DeleteEntry(): section \"%.40s\" not found", section);
+        return false;
+    }
+    if (!found->DeleteEntry(entry)) {
+        M_ERRTRACE("MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"%.30s\",\"%.30s\")", section,
+                   entry);
+        return false;
+    }
+    _unchanged = false;
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::RenameSection(const char* oldName, const char* newName) {
+    const char kFunction[] = "MIniDataT<struct MIniDataCaseSensitiveCompare>::RenameSection";
+    if (find_section(newName)) {
+        M_ERRTRACE("%s(): section \"%s\" already exists", kFunction, newName);
+        return false;
+    }
+    Section* const source = find_section(oldName);
+    if (!source) {
+        M_ERRTRACE("%s(): the source section \"%s\" doesn't exists", kFunction, oldName);  // hosts compare this text
+        return false;
+    }
+    Section* const target = add_new_section(newName);
+    if (!target) {
+        M_ERRTRACE("MIniData::RenameSection(): add_new_section() failed");
+        return false;
+    }
+    target->line_vec = std::move(source->line_vec);
+    target->entry_map = std::move(source->entry_map);
+    return DeleteSection(oldName);
+}

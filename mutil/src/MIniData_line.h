@@ -1,0 +1,27 @@
+// What the parts of MIniData_template_core.cpp share: their name in reports, and the grammar of a single line.
+#pragma once
+
+#include <string_view>
+
+namespace {
+
+const char kFile[] = "mutil/src/MIniData_template_core";  // in whichever part a line number counts
+
+constexpr std::size_t kLastErrorSize = 1024;
+constexpr std::size_t kUsualLinesPerSection = 10;
+
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kCommentMarks = "#*/;";  // all four kept on purpose: files use each of them
+
+constexpr std::string_view withoutTrailingBlanks(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+constexpr bool beginsComment(char firstVisible) { return kCommentMarks.find(firstVisible) != std::string_view::npos; }
+
+// The name of an entry's line: from its first visible character up to '=', or to the end without one.
+constexpr std::string_view entryName(std::string_view line, std::size_t nameBegin, std::size_t equals) {
+    return withoutTrailingBlanks(line.substr(nameBegin, equals - nameBegin));
+}
+
+}  // namespace

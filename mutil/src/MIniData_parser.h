@@ -1,0 +1,115 @@
+// Which lines are accepted, as what, and why others are refused. Part of MIniData_template_core.cpp.
+#pragma once
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "MIniData_line.h"
+#include "MIniData_template_core.h"
+#include "errtrace.h"
+#include "format_string.h"
+
+template <typename Compare>
+bool MIniDataT<Compare>::parse_line(std::string_view line) {
+    const std::size_t begin = line.find_first_not_of(kBlanks);
+    const bool blank = begin == std::string_view::npos;
+    if (!blank && line.front() == '[') return parseHeader(line);
+    if (blank || beginsComment(line[begin])) {
+        MIniDataLines& lines = _currentSection ? _currentSection->line_vec : _topLines;
+        lines.push_back(std::make_unique<MIniDataLine>(std::string(line)));
+        return true;
+    }
+    if (!_currentSection) {
+        return refuse(__LINE__, "Possible entry \"%s\" found before first section", std::string(line).c_str());
+    }
+    return parseEntry(line, begin);
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::parseHeader(std::string_view line) {
+    const std::size_t close = line.find(']');
+    if (close == std::string_view::npos) {
+        return refuse(__LINE__, "no matching ']' found in \"%.50s\"", std::string(line).c_str());
+    }
+    std::string name(line.substr(1, close - 1));
+    if (find_section(name)) {
+        if (!(_options & kReplaceSections)) return refuse(__LINE__, "Section [%s] seen twice", name.c_str());
+        // By its zero-terminated text a name with a byte 0 in it would be that of another section.
+        if (name.find('\0') != std::string::npos || !DeleteSection(name.c_str())) {
+            M_ERRTRACE("MIniData::parse_line(): DeleteSection() failed");
+            return refuse(__LINE__, "Section [%s] deleting previous version failed", name.c_str());
+        }
+    }
+    std::unique_ptr<Section> section(new (std::nothrow) Section(std::string(line)));
+    if (!section) {
+        const char* const reason = std::strerror(errno);
+        M_ERRTRACE("MIniData::parse_line(): new MIniDataSectionT() failed: %.50s", reason);
+        return refuse(__LINE__, "out of memory (%s)", reason);
+    }
+    _currentSection = _sections.emplace(std::move(name), std::move(section)).first->second.get();
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin) {
+    Section& section = *_currentSection;
+    const std::size_t equals = line.find('=', nameBegin);
+    const bool bare = equals == std::string_view::npos;
+    if (!(_options & (kAcceptBareLines | kReplaceSections))) {
+        if (bare) {
+            return refuse(__LINE__, "No '=' found in \"%.50s\" in section %s", std::string(line).c_str(),
+                          section.text.c_str());
+        }
+        if (equals == nameBegin) {
+            return refuse(__LINE__, "No entry name found before '=' in \"%s\" in section %s", std::string(line).c_str(),
+                          section.text.c_str());
+        }
+    }
+    const std::string_view name = entryName(line, nameBegin, equals);
+    auto place = section.entry_map.lower_bound(name);
+    if (place != section.entry_map.end() && place->first == name) {
+        const std::string ownName(name);
+        if (!(_options & kReplaceEntries)) {
+            return refuse(__LINE__, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
+        }
+        if (!section.DeleteEntry(name)) {
+            M_ERRTRACE("MIniData::parse_line(): DeleteEntry() failed");
+            return refuse(__LINE__, "Entry \"%s\" deleting previous version failed", ownName.c_str());
+        }
+        place = section.entry_map.lower_bound(name);
+    }
+    std::unique_ptr<MIniDataEntry> entry(new (std::nothrow) MIniDataEntry(std::string(line), bare ? 0 : equals + 1));
+    if (!entry) {
+        const char* const reason = std::strerror(errno);
+        M_ERRTRACE("MIniData::parse_line(): new MIniDataEntry() failed: %.50s", reason);
+        return refuse(__LINE__, "out of memory (%s)", reason);
+    }
+    section.entry_map.emplace_hint(place, name, entry.get());
+    section.line_vec.push_back(std::move(entry));
+    return true;
+}
+
+// Notes why a line is refused and reports it from the given line of this file. Always false.
+template <typename Compare>
+bool MIniDataT<Compare>::refuse(int codeLine, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text;
+    formatLastError(text, format, arguments);
+    va_end(arguments);
+    _MErrTrace_Location(0, kFile, codeLine);
+    _MErrTrace_Add("MIniData::parse_line(): %.70s", text.c_str());
+    return false;
+}
+
+// Formats a reason and keeps it as the last error, as much of it as a buffer of that size takes.
+template <typename Compare>
+void MIniDataT<Compare>::formatLastError(std::string& text, const char* format, std::va_list arguments) {
+    formatString(text, format, arguments);
+    _lastError.assign(text, 0, kLastErrorSize - 1);
+}

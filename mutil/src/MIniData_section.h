@@ -1,0 +1,149 @@
+// A section of ini data: its getters and setters and the removal of entries. Part of MIniData_template_core.cpp.
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "MIniData_line.h"
+#include "MIniData_template_core.h"
+#include "errtrace.h"
+#include "stl_utilities.h"
+
+namespace {
+
+// Assigns what the value begins with, also when that is no number: callers rely on the 0.
+template <typename Value, typename Convert>
+bool getNumber(const MIniDataEntry* entry, Value& value, Convert convert) {
+    if (!entry) return false;
+    char* end = nullptr;
+    value = convert(entry->value(), &end);
+    return end != entry->value();
+}
+
+}  // namespace
+
+template <typename Compare>
+MIniDataSectionT<Compare>::MIniDataSectionT(std::string headerText) : MIniDataLine(std::move(headerText)) {
+    line_vec.reserve(kUsualLinesPerSection);
+}
+
+template <typename Compare>
+const MIniDataEntry* MIniDataSectionT<Compare>::find_entry(std::string_view name) const {
+    const auto found = entry_map.find(withoutTrailingBlanks(name));
+    return found == entry_map.end() ? nullptr : found->second;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::GetStringEntry(std::string_view name, std::string& value) const {
+    const MIniDataEntry* const entry = find_entry(name);
+    if (!entry) return false;
+    value.assign(entry->text, entry->valuePosition);
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::GetLongEntry(std::string_view name, std::int32_t& value) const {
+    return getNumber(find_entry(name), value, [](const char* digits, char** end) {
+        const long number = std::strtol(digits, end, 10);  // 64 bits on some systems
+        return static_cast<std::int32_t>(std::clamp<long>(number, INT32_MIN, INT32_MAX));
+    });
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::GetLongLongEntry(std::string_view name, std::int64_t& value) const {
+    return getNumber(find_entry(name), value, [](const char* digits, char** end) {
+        return static_cast<std::int64_t>(std::strtoll(digits, end, 10));
+    });
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::GetDoubleEntry(std::string_view name, double& value) const {
+    return getNumber(find_entry(name), value, [](const char* digits, char** end) { return std::strtod(digits, end); });
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::SetStringEntry(std::string_view name, std::string_view value) {
+    if (setEntry(name, value)) return true;
+    M_ERRTRACE("MIniDataSectionT::SetStringEntry(): add_new_entry() failed");
+    return false;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::SetLongEntry(std::string_view name, std::int32_t value) {
+    if (setEntry(name, stl_string_format("%ld", static_cast<long>(value)))) return true;
+    M_ERRTRACE("MIniDataSectionT::SetLongEntry(): add_new_entry() failed");
+    return false;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::SetLongLongEntry(std::string_view name, std::int64_t value) {
+    if (setEntry(name, stl_string_format("%lld", static_cast<long long>(value)))) return true;
+    M_ERRTRACE("MIniDataSectionT::SetLongLongEntry(): add_new_entry() failed");
+    return false;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::SetDoubleEntry(std::string_view name, double value) {
+    if (setEntry(name, stl_string_format("%.17g", value))) return true;
+    M_ERRTRACE("MIniDataSectionT::SetDoubleEntry(): add_new_entry() failed");
+    return false;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::setEntry(std::string_view name, std::string_view value) {
+    const auto found = entry_map.find(withoutTrailingBlanks(name));
+    if (found == entry_map.end()) return add_new_entry(name, value);
+    MIniDataEntry& entry = *found->second;
+    entry.text.replace(entry.valuePosition, std::string::npos, value);
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::add_new_entry(std::string_view name, std::string_view value) {
+    const std::string_view ownName = withoutTrailingBlanks(name);
+    std::string line;
+    line.reserve(ownName.size() + 1 + value.size());
+    line.append(ownName).append(1, '=').append(value);
+    std::unique_ptr<MIniDataEntry> entry(new (std::nothrow) MIniDataEntry(std::move(line), ownName.size() + 1));
+    if (!entry) return false;
+    entry_map.emplace(ownName, entry.get());
+    line_vec.push_back(std::move(entry));
+    return true;
+}
+
+template <typename Compare>
+bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
+    const std::string_view wanted = withoutTrailingBlanks(name);
+    const auto found = entry_map.find(wanted);
+    if (found == entry_map.end()) {
+        M_ERRTRACE("MIniDataSectionT::DeleteEntry(): entry \"%.40s\" not found in entry_map",
+                   std::string(name).c_str());
+        return false;
+    }
+    entry_map.erase(found);
+    for (auto line = line_vec.begin(); line != line_vec.end(); ++line) {
+        const std::string& lineText = (*line)->text;
+        const std::size_t begin = lineText.find_first_not_of(kBlanks);
+        if (begin == std::string::npos || beginsComment(lineText[begin])) continue;
+        const std::size_t equals = lineText.find('=', begin);
+        if (equals == std::string::npos) {
+            M_ERRTRACE("MIniDataSectionT::DeleteEntry(): no '=' found in \"%.50s\"", lineText.c_str());
+            return false;
+        }
+        if (equals == begin) {
+            M_ERRTRACE("MIniDataSectionT::DeleteEntry(): no entry name in \"%.50s\"", lineText.c_str());
+            return false;
+        }
+        if (entryName(lineText, begin, equals) != wanted) continue;
+        // A line without '=' may have been given this text as its value; its own name must not outlive it.
+        std::erase_if(entry_map, [&line](const auto& entry) { return entry.second == line->get(); });
+        line_vec.erase(line);
+        return true;
+    }
+    M_ERRTRACE("MIniDataSectionT::DeleteEntry(): entry \"%.40s\" not found in line_vec", std::string(name).c_str());
+    return false;
+}
