@@ -6,7 +6,6 @@
 #include <bit>
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -22,6 +21,7 @@
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "page.h"
 #include "platform.h"
 #include "strip.h"
 
@@ -30,35 +30,17 @@ using testing::ElementsAre;
 
 namespace {
 
-std::vector<std::string> linesOfPage() {
-    std::ifstream page(WIRE_FORMAT_PAGE);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(page, line);) lines.push_back(line);
-    return lines;
+using test::trimmed;
+using Row = test::Page::Row;
+
+const test::Page& page() {
+    static const test::Page read(WIRE_FORMAT_PAGE);
+    return read;
 }
 
-std::string trimmed(const std::string& text) {
-    const auto first = text.find_first_not_of(" \r");
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \r") - first + 1);
-}
+const std::vector<std::string>& linesOfPage() { return page().lines(); }
 
-using Row = std::vector<std::string>;
-
-// Rows of the table in a section, without its head; each cell without the blanks around.
-std::vector<Row> tableOf(const std::string& section) {
-    std::vector<Row> rows;
-    bool inside = false;
-    for (const std::string& line : linesOfPage()) {
-        if (line.starts_with("## ")) inside = trimmed(line) == "## " + section;
-        if (!inside || !line.starts_with("|")) continue;
-        Row cells;
-        std::istringstream rest(line.substr(1));
-        for (std::string cell; std::getline(rest, cell, '|');) cells.push_back(trimmed(cell));
-        rows.push_back(cells);
-    }
-    if (rows.size() > 2) rows.erase(rows.begin(), rows.begin() + 2);
-    return rows;
-}
+std::vector<Row> tableOf(const std::string& section) { return page().tableOf("## " + section); }
 
 struct Field {
     std::size_t offset;

@@ -1,18 +1,15 @@
 #include "mmemlinefifo.h"
 
-#include <atomic>
-#include <cstring>
-
 #include "errtrace.h"
+#include "fifo_header.h"
 #include "platform.h"
+
+using namespace fifo_header;
 
 namespace {
 
 const char kFile[] = "mipc/src/mmemlinefifo";
 
-constexpr std::size_t kAlignment = 8;
-
-// Offsets of the fields, by which all of them are accessed: a header may lie where no LineFifoHeader can.
 constexpr std::size_t kWriterMark = offsetof(LineFifoHeader, writerMark);
 constexpr std::size_t kWriteIndex = offsetof(LineFifoHeader, writeIndex);
 constexpr std::size_t kReaderMark = offsetof(LineFifoHeader, readerMark);
@@ -20,40 +17,11 @@ constexpr std::size_t kReadIndex = offsetof(LineFifoHeader, readIndex);
 constexpr std::size_t kLineLength = offsetof(LineFifoHeader, lineLength);
 constexpr std::size_t kSlotCount = offsetof(LineFifoHeader, slotCount);
 
-bool isAligned(const void* memory) { return reinterpret_cast<std::uintptr_t>(memory) % kAlignment == 0; }
-
-// Of an aligned header only.
-std::atomic_ref<std::uint64_t> fieldAt(const void* memory, std::size_t field) {
-    auto* const bytes = static_cast<unsigned char*>(const_cast<void*>(memory)) + field;
-    return std::atomic_ref(*reinterpret_cast<std::uint64_t*>(bytes));
-}
-
-// The other process stores into the same bytes, so every access is an atomic one. A misaligned header, which nobody
-// shares since it cannot be attached to, is copied byte by byte instead.
-std::uint64_t load(const void* memory, std::size_t field, std::memory_order order) {
-    if (isAligned(memory)) return fieldAt(memory, field).load(order);
-    std::uint64_t value = 0;
-    std::memcpy(&value, static_cast<const unsigned char*>(memory) + field, sizeof value);
-    return value;
-}
-
-void store(void* memory, std::size_t field, std::uint64_t value, std::memory_order order) {
-    if (isAligned(memory)) return fieldAt(memory, field).store(value, order);
-    std::memcpy(static_cast<unsigned char*>(memory) + field, &value, sizeof value);
-}
-
-std::uint64_t slotAreaOf(const void* memory) {
-    return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(memory) + sizeof(LineFifoHeader));
-}
-
 // From the caller's own address, never from a mark: each process maps the fifo elsewhere.
 void* slotAt(void* memory, std::uint64_t index) {
     return static_cast<unsigned char*>(memory) + sizeof(LineFifoHeader) +
            index * load(memory, kLineLength, std::memory_order_relaxed);
 }
-
-// A pointer for %p, out of the number that a mark holds.
-const void* shown(std::uint64_t address) { return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(address)); }
 
 }  // namespace
 
@@ -64,10 +32,10 @@ int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLen
     store(memory, kSlotCount, static_cast<std::uint64_t>(lineCount) + 1, std::memory_order_relaxed);
     store(memory, kReaderMark, 0, std::memory_order_relaxed);
     // Release: whoever sees the mark sees the geometry before it.
-    store(memory, kWriterMark, slotAreaOf(memory), std::memory_order_release);
+    store(memory, kWriterMark, dataAreaOf(memory), std::memory_order_release);
     store(memory, kReadIndex, 0, std::memory_order_release);
     if (!isAligned(memory)) {
-        M_ERRTRACE("MMemLineFifo_Create(): Start address of data (%p) is not aligned to %Iu", shown(slotAreaOf(memory)),
+        M_ERRTRACE("MMemLineFifo_Create(): Start address of data (%p) is not aligned to %Iu", shown(dataAreaOf(memory)),
                    kAlignment);
         store(memory, kWriterMark, 0, std::memory_order_release);
         return 0;
@@ -118,19 +86,13 @@ int MMemLineFifo_PutLine(void* memory) {
 
 int MMemLineFifo_Link(void* memory) {
     if (!memory) return 0;
-    std::uint64_t none = 0;
-    // One step for test and store, so that of two readers that come at once one is refused.
-    const bool isFree =
-        isAligned(memory)
-            ? fieldAt(memory, kReaderMark).compare_exchange_strong(none, slotAreaOf(memory), std::memory_order_acq_rel)
-            : load(memory, kReaderMark, std::memory_order_relaxed) == 0;
-    if (!isFree) {
+    if (!takeMark(memory, kReaderMark, dataAreaOf(memory))) {
         // "exlusive" is kept on purpose: hosts search their logs for this text.
         M_ERRTRACE("MMemLineFifo_Link(): Fifo not initialized or already has an exlusive reader");
         return 0;
     }
     if (!isAligned(memory)) {  // nothing was stored: there is still no reader
-        M_ERRTRACE("MMemLineFifo_Link(): Start address of data (%p) is not aligned to %Iu", shown(slotAreaOf(memory)),
+        M_ERRTRACE("MMemLineFifo_Link(): Start address of data (%p) is not aligned to %Iu", shown(dataAreaOf(memory)),
                    kAlignment);
         return 0;
     }

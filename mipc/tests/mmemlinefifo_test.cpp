@@ -2,19 +2,22 @@
 
 #include <array>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "child_process.h"
+#include "fifo_words.h"
 #include "meeting.h"
 #include "msharedmem.h"
-#include "platform.h"
 #include "reports.h"
 #include "shared_memory_test.h"
 
 using namespace std::chrono_literals;
+using test::LimitedWait;
+using test::notAligned;
+using test::setWordAt;
+using test::wordAt;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -24,27 +27,6 @@ constexpr std::size_t kLineLength = 100;
 constexpr std::size_t kSlots = 4;
 constexpr std::size_t kFifoBytes = 64 + kSlots * kLineLength;
 constexpr unsigned char kGuard = 0xEE;
-
-std::string withPointer(const std::string& function, const char* text, std::uintptr_t address) {
-    char shown[200];
-    platform_format(shown, sizeof shown, text, reinterpret_cast<void*>(address));
-    return function + shown;
-}
-
-std::string notAligned(const std::string& function, std::uintptr_t slotArea) {
-    return withPointer(function, "(): Start address of data (%p) is not aligned to 8", slotArea);
-}
-
-// A field of the header, by its place among the eight 64-bit words.
-std::uint64_t wordAt(const unsigned char* memory, std::size_t offset) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, memory + offset, sizeof word);
-    return word;
-}
-
-void setWordAt(unsigned char* memory, std::size_t offset, std::uint64_t word) {
-    std::memcpy(memory + offset, &word, sizeof word);
-}
 
 class MMemLineFifoTest : public testing::Test {
 protected:
@@ -485,18 +467,6 @@ bool isWhole(const void* line, std::uint64_t number) {
     }
     return true;
 }
-
-class LimitedWait {
-public:
-    // False, after giving the processor away, until the limit is over.
-    bool isOver() {
-        std::this_thread::yield();
-        return std::chrono::steady_clock::now() > _end;
-    }
-
-private:
-    std::chrono::steady_clock::time_point _end = std::chrono::steady_clock::now() + 40s;
-};
 
 CHILD_ROLE(writesManyLines) {
     void* const memory = MSharedMem_Link(arguments.at(0).c_str());

@@ -1,0 +1,114 @@
+#include "IPMessageReceiver.h"
+
+#include <utility>
+
+#include "errtrace.h"
+#include "massert.h"
+#include "msharedmem.h"
+
+namespace kest::dorven {
+namespace {
+
+const char kFile[] = "ipc/IPMessageReceiver";
+
+}  // namespace
+
+IPMessageReceiver::IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event)
+    : IPMessageEndpoint(id, size, std::move(event)) {
+    M_ASSERT(_event, "_event", "could not create event: %s", eventNameOf(_id).c_str());
+}
+
+std::shared_ptr<IPMessageReceiver> IPMessageReceiver::create(const std::string& id, std::size_t size) {
+    return create(id, size, std::make_shared<MProcessEvent>(eventNameOf(id).c_str()));
+}
+
+std::shared_ptr<IPMessageReceiver> IPMessageReceiver::create(const std::string& id, std::size_t size,
+                                                             std::shared_ptr<MEvent> event) {
+    const std::shared_ptr<IPMessageReceiver> receiver(new IPMessageReceiver(id, size, std::move(event)));
+    receiver->open();
+    return receiver;
+}
+
+IPMessageReceiver::~IPMessageReceiver() { IPMessageReceiver::close(); }
+
+void IPMessageReceiver::open() {
+    if (_mem) return;
+    const std::string name = memoryName();
+    const std::size_t size = memorySize();
+    M_ASSERT(name != "", "memoryName != \"\"", "invalid memory name");
+    void* const mem = MSharedMem_Link(name.c_str());
+    if (!mem) {
+        M_TRACE(5, "could not allocate shared mem: %s %zu(%zu)", name.c_str(), size, _size);
+        return;
+    }
+    attach(mem);
+    if (!M_ASSERT(_mappedSize >= size, "MSharedMem_GetSize( mem ) >= size", "shared mem too small: %s %zu < %zu",
+                  name.c_str(), _mappedSize, size)) {
+        detach();  // a message would run over its end
+        return;
+    }
+    if (MMemFifo_Link(_mem)) return;
+    M_TRACE(4, "could not link fifo %s of size: %zu", name.c_str(), _size);
+    detach();
+}
+
+void IPMessageReceiver::close() {
+    if (!_mem) return;
+    MMemFifo_Unlink(_mem);
+    detach();
+}
+
+bool IPMessageReceiver::isConnected() { return isComplete(); }
+
+bool IPMessageReceiver::hasData() {
+    return M_ASSERT(_mem, "_mem", "invalid message fifo") && MMemFifo_GetUsed(_mem) != 0;
+}
+
+void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
+    const std::string name = memoryName();
+    M_ASSERT(_event, "_event", "event is not initialized: %s", eventName().c_str());
+    M_ASSERT(_mem, "_mem", "fifo is not initialized: %s", name.c_str());
+    M_ASSERT(size <= _size, "size <= _size", "fifo %s is too small: %zu > %zu", name.c_str(), size, _size);
+    M_ASSERT(MMemFifo_IsReaderAttached(_mem), "MMemFifo_IsReaderAttached( _mem )", "fifo has no reader attached: %s",
+             name.c_str());
+    if (_mem && !MMemFifo_IsSound(_mem, _mappedSize))
+        M_ERRLOG("message fifo %s is inconsistent: what waits in it is dropped", name.c_str());
+    const std::size_t s = MMemFifo_Read(_mem, buffer, size, _mappedSize);
+    M_ASSERT(s <= size, "s <= size", "fifo %s could not read enough bytes: %zu <= %zu", name.c_str(), s, size);
+}
+
+int IPMessageReceiver::wait(const double& timeoutSeconds) {
+    M_ASSERT(_event, "_event", "invalid event: %s", eventName().c_str());
+    const int eventResult = _event ? _event->Wait(timeoutSeconds) : 0;
+    // Before anything else, kept on purpose: a messenger answers to this once, and then to 3 until the peer is back.
+    if (_mem && !MMemFifo_IsWriterAttached(_mem)) {
+        close();
+        return 2;
+    }
+    if (!isConnected()) {
+        if (hasLostItsMark()) close();
+        open();
+        if (!isConnected()) return 3;
+    }
+    return statusOf(eventResult);
+}
+
+void IPMessageReceiver::notify() {
+    if (_event) _event->Notify();
+}
+
+std::string IPMessageReceiver::eventName() { return eventNameOf(_id); }
+
+std::string IPMessageReceiver::memoryName() { return memoryNameOf(_id); }
+
+// A writer that lays the fifo anew, after a restart for example, takes the reader's mark away and does not know that
+// somebody still reads. Nobody but this end can put it back.
+bool IPMessageReceiver::hasLostItsMark() const { return _mem && !MMemFifo_IsReaderAttached(_mem); }
+
+int IPMessageReceiver::statusOf(int eventResult) const {
+    if (eventResult >= -1 && eventResult <= 1) return eventResult;
+    M_ASSERT(false, "false", "unexpected wait result: %d", eventResult);
+    return 0;
+}
+
+}  // namespace kest::dorven

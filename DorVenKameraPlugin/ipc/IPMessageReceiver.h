@@ -1,0 +1,56 @@
+// The reading end of a message fifo between two processes. It links the memory that an IPMessageSender of the same id
+// made, and never makes it itself.
+#pragma once
+
+#include "IPMessageEndpoint.h"
+
+namespace kest::dorven {
+
+/// Used by one thread at a time, but for notify, by which another thread wakes the one that waits. No operation throws.
+/// A check that fails leaves an entry in the error log and the operation goes on, doing no harm.
+class IPMessageReceiver : protected IPMessageEndpoint {
+public:
+    /// Makes the receiver and opens it once; one that found no sender is returned too, and attaches in a later wait.
+    /// @param id    Names event and memory, which both ends share.
+    /// @param size  Bytes: the largest message. Both ends give the same.
+    /// @throws std::runtime_error  when the event can be neither created nor opened.
+    static std::shared_ptr<IPMessageReceiver> create(const std::string& id, std::size_t size);
+
+    /// With another event, for tests.
+    static std::shared_ptr<IPMessageReceiver> create(const std::string& id, std::size_t size,
+                                                     std::shared_ptr<MEvent> event);
+
+    // Virtual operations in the order of their slots.
+
+    /// Detaches like close.
+    virtual ~IPMessageReceiver();
+    /// Links the sender's memory and attaches as the fifo's one reader; nothing when attached. A failure leaves a
+    /// trace.
+    virtual void open();
+    /// Detaches the reader and gives the memory back; nothing when unattached.
+    virtual void close();
+    /// Attached, and the sender is attached too.
+    virtual bool isConnected();
+    /// Whether bytes wait; false, after an entry in the error log, when unattached.
+    virtual bool hasData();
+    /// Reads up to size bytes. Fewer are no failure and nobody is told, kept on purpose: a message is read only after
+    /// it was signalled whole, so the rest of the buffer keeps its bytes and should be initialised.
+    virtual void read(void* buffer, const std::size_t& size);
+    /// Waits for the event, in seconds as MEvent::Wait has them, and afterwards, while not connected, tries to connect.
+    /// @return  1 signalled, -1 timed out, 0 the wait failed; 2 the sender has gone, and this end is closed; 3 not
+    ///          connected. A signal that came with 2 or 3 is used up.
+    virtual int wait(const double& timeoutSeconds);
+    /// Signals the event: releases the wait of this end, now or the next one.
+    virtual void notify();
+    virtual std::string eventName();
+    virtual std::string memoryName();
+
+protected:
+    IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
+
+private:
+    bool hasLostItsMark() const;
+    int statusOf(int eventResult) const;
+};
+
+}  // namespace kest::dorven

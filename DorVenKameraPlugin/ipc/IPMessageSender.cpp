@@ -1,0 +1,91 @@
+#include "IPMessageSender.h"
+
+#include <utility>
+
+#include "errtrace.h"
+#include "massert.h"
+#include "msharedmem.h"
+
+namespace kest::dorven {
+namespace {
+
+const char kFile[] = "ipc/IPMessageSender";
+
+/// The memory, new or as another sender or a receiver still holds it; null after a trace.
+void* createOrLink(const std::string& name, std::size_t size, std::size_t capacity) {
+    if (void* const created = MSharedMem_Create(name.c_str(), size)) return created;
+    M_TRACE(4, "shared mem %s already opened, linking...", name.c_str());
+    void* const linked = MSharedMem_Link(name.c_str());
+    if (!linked) M_TRACE(5, "could not allocate shared mem: %s %zu(%zu)", name.c_str(), size, capacity);
+    return linked;
+}
+
+}  // namespace
+
+IPMessageSender::IPMessageSender(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event)
+    : IPMessageEndpoint(id, size, std::move(event)) {
+    M_ASSERT(_event, "_event", "could not create event: %s", eventNameOf(_id).c_str());
+}
+
+std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, std::size_t size) {
+    return create(id, size, std::make_shared<MProcessEvent>(eventNameOf(id).c_str()));
+}
+
+std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, std::size_t size,
+                                                         std::shared_ptr<MEvent> event) {
+    const std::shared_ptr<IPMessageSender> sender(new IPMessageSender(id, size, std::move(event)));
+    sender->open();
+    return sender;
+}
+
+IPMessageSender::~IPMessageSender() { IPMessageSender::close(); }
+
+void IPMessageSender::open() {
+    // Another sender of this id has closed and taken the mark with it: without one nothing can be written any more.
+    if (_mem && !MMemFifo_IsWriterAttached(_mem)) close();
+    if (_mem) return;
+    const std::string name = memoryName();
+    const std::size_t size = memorySize();
+    void* const mem = createOrLink(name, size, _size);
+    if (!mem) return;
+    attach(mem);
+    if (!M_ASSERT(_mappedSize >= size, "MSharedMem_GetSize( mem ) >= size", "shared mem too small: %s %zu < %zu",
+                  name.c_str(), _mappedSize, size)) {
+        detach();  // a message would run over its end
+        return;
+    }
+    // Also in memory that another sender has laid out: what waited there is dropped, and its reader attaches anew.
+    if (MMemFifo_Create(_mem, _size)) return;
+    M_TRACE(4, "could not create fifo %s of size: %zu", name.c_str(), _size);
+    detach();
+}
+
+void IPMessageSender::close() {
+    if (!_mem) return;
+    MMemFifo_Destroy(_mem);
+    detach();
+}
+
+bool IPMessageSender::isConnected() { return isComplete(); }
+
+void IPMessageSender::write(const void* bytes, const std::size_t& size) {
+    const std::string name = memoryName();
+    M_ASSERT(_event, "_event", "event is not initialized: %s", eventName().c_str());
+    M_ASSERT(_mem, "_mem", "fifo is not initialized: %s", name.c_str());
+    const bool fits =
+        M_ASSERT(size <= _size, "size <= _size", "fifo %s is too small: %zu > %zu", name.c_str(), size, _size);
+    M_ASSERT(MMemFifo_IsWriterAttached(_mem), "MMemFifo_IsWriterAttached( _mem )", "fifo has no writer attached: %s",
+             name.c_str());
+    const int s = fits ? MMemFifo_Write(_mem, bytes, size, _mappedSize) : 0;
+    M_ASSERT(s == 1, "s == 1", "message fifo %s overrun", name.c_str());
+}
+
+void IPMessageSender::notify() {
+    if (_event) _event->Notify();
+}
+
+std::string IPMessageSender::eventName() { return eventNameOf(_id); }
+
+std::string IPMessageSender::memoryName() { return memoryNameOf(_id); }
+
+}  // namespace kest::dorven

@@ -1,0 +1,377 @@
+#include "IPMessenger.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <random>
+#include <utility>
+
+#include "errtrace.h"
+#include "massert.h"
+#include "platform.h"
+
+namespace kest::dorven {
+namespace {
+
+const char kFile[] = "ipc/IPMessenger";
+
+// What the receiver's wait answers.
+constexpr int kTimedOut = -1;
+constexpr int kWaitFailed = 0;
+constexpr int kSignalled = 1;
+constexpr int kPeerLeft = 2;
+constexpr int kNotConnected = 3;
+
+constexpr double kWaitS = 5.0;
+constexpr double kSendS = 2.0;
+constexpr double kAtOnce = 0.0;
+/// Kept on purpose, negative as it is: it waits for 49.7 days, so as long as the thread needs.
+constexpr double kCloseS = -1.0;
+
+constexpr std::uint64_t kNothingSent = 1;
+
+/// Keeps a wait that fails at once, as on an event that is none, from taking a whole processor.
+constexpr std::chrono::milliseconds kPauseAfterError{10};
+
+/// Another messenger of the same ids may take a signal; then the closer is woken again.
+constexpr std::chrono::milliseconds kNotifyAgain{200};
+
+std::size_t shown(std::uint64_t id) { return static_cast<std::size_t>(id); }
+int shown(std::uint32_t step) { return static_cast<int>(step); }
+
+}  // namespace
+
+/// Requests in a row that found no answer, after which the fifo is laid anew before the next one.
+constexpr int kUnanswered = 2;
+
+/// A peer that reads but is not heard for this long will not be heard any more: its waits take five seconds at most.
+constexpr std::chrono::milliseconds kDeaf{5500};
+
+/// Frames in a row with the same id, after which a frame is not a request but one's own answer coming back.
+constexpr int kEchoes = 1000;
+
+using Clock = std::chrono::steady_clock;
+
+/// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
+struct IPMessenger::Run {
+    std::uint64_t lastSent = kNothingSent;
+    int unanswered = 0;                          // requests sent since the peer was last heard
+    std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
+    std::uint64_t answeredId = 0;                // of the last frame that was answered
+    int answers = 0;                             // given in a row to frames of that id
+    bool left = false;                           // the messenger is gone
+};
+
+/// The owner's step as one picture of one moment.
+struct IPMessenger::Pending {
+    FrameHeader header;
+    std::vector<char> payload;
+};
+
+std::shared_ptr<IPMessenger> IPMessenger::create(const std::shared_ptr<Comm>& comm, const ThreadStarter& startThread) {
+    const std::shared_ptr<IPMessenger> ipm(new IPMessenger(comm));
+    comm->setMessenger(ipm);
+    ipm->start(startThread ? startThread : startStandardThread);
+    M_ASSERT(ipm->_thread, "ipm->_thread", "failed to create and start thread: %s,%s", comm->requestId().c_str(),
+             comm->responseId().c_str());
+    return ipm;
+}
+
+IPMessenger::IPMessenger(std::shared_ptr<Comm> comm)
+    : _comm(std::move(comm)),
+      _sender(IPMessageSender::create(_comm->requestId(), _comm->requestSize() + sizeof(FrameHeader))),
+      _receiver(IPMessageReceiver::create(_comm->responseId(), _comm->responseSize() + sizeof(FrameHeader))),
+      _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
+      _current{},
+      _last{},
+      _request(_comm->requestSize()),
+      _run(std::make_shared<Run>()) {
+    // After the ends were made and without stopping anything, kept on purpose: hosts find both in their logs.
+    M_ASSERT(_comm->requestId() != "" && _comm->responseId() != "",
+             "_comm->requestId() != \"\" && _comm->responseId() != \"\"", "empty id provided: '%s', '%s'",
+             _comm->requestId().c_str(), _comm->responseId().c_str());
+    M_ASSERT(_comm->requestId() != _comm->responseId(), "_comm->requestId() != _comm->responseId()",
+             "same ids for sending fifo and listening fifo provided: '%s' == '%s'", _comm->requestId().c_str(),
+             _comm->responseId().c_str());
+    setStep(kStepWait);
+}
+
+IPMessenger::~IPMessenger() {
+    M_TRACE(5, "%s - closing", "kest::dorven::IPMessenger::~IPMessenger");
+    close();
+    if (_thread) {
+        // What is left is this thread: once the channel's execute returns, it touches nothing of this object any more.
+        _run->left = true;
+        _thread->detach();
+    }
+    _thread.reset();
+    _finished.reset();
+    _receiver.reset();
+    _sender.reset();
+    _comm.reset();
+}
+
+void IPMessenger::start(const ThreadStarter& startThread) {
+    // The thread holds no share of this object: the last share of the owners ends it.
+    _thread = startThread([this, run = _run] { this->run(*run); });
+}
+
+bool IPMessenger::send() {
+    const char function[] = "kest::dorven::IPMessenger::send";
+    M_TRACE(5, "%s - %s", function, requestId().c_str());
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(kSendS);
+    const std::uint64_t id = setStep(kStepSend);
+    _finished->Wait(kAtOnce);
+    _receiver->notify();
+    int result = _finished->Wait(kSendS);
+    // What came too late for the request before completes that one, not this one.
+    while (result == kSignalled && last().id != id) {
+        const std::chrono::duration<double> rest = end - std::chrono::steady_clock::now();
+        result = rest.count() > 0.0 ? _finished->Wait(rest.count()) : kTimedOut;
+    }
+    M_TRACE(5, "%s - %s - Wait returned: %d", function, requestId().c_str(), result);
+    return result == kSignalled && last().step == kStepSend;
+}
+
+void IPMessenger::close() {
+    const char function[] = "kest::dorven::IPMessenger::close";
+    M_TRACE(5, "%s - %s", function, requestId().c_str());
+    _closing = true;
+    setStep(kStepClose);
+    _finished->Wait(kAtOnce);
+    _receiver->notify();
+    if (std::this_thread::get_id() == _runThread || !_thread) return;
+    // The thread may have woken by itself and ended, and its signal been cleared just now.
+    if (!_ended) _finished->Wait(kCloseS);
+    {
+        const std::lock_guard lock(_mutex);
+        _closerWoke = true;
+        _closerChanged.notify_all();
+    }
+    M_TRACE(4, "%s - %s - waiting for thread to close", function, requestId().c_str());
+    _thread->join();
+    M_TRACE(4, "%s - %s - thread closed", function, requestId().c_str());
+    _thread.reset();
+}
+
+/// @return The step's new id.
+std::uint64_t IPMessenger::setStep(std::uint32_t step) {
+    const std::uint64_t id = nextId();
+    const auto* const request = static_cast<const char*>(_comm->requestData());
+    {
+        const std::lock_guard lock(_mutex);
+        _current.step = step;
+        _current.id = id;
+        // Copied here: the channel's record may change while the thread still sends a request that came to nothing.
+        if (step == kStepSend) std::copy_n(request, _request.size(), _request.begin());
+    }
+    M_TRACE(5, "%s - %s - %d %zu", "kest::dorven::IPMessenger::setStep", requestId().c_str(), shown(step), shown(id));
+    return id;
+}
+
+bool IPMessenger::establishedConnection(int status) {
+    M_TRACE(5, "%s - %p - %s - %d", "kest::dorven::IPMessenger::establishedConnection", static_cast<void*>(this),
+            requestId().c_str(), status);
+    switch (status) {
+        case kTimedOut:
+            openEnds();
+            return false;
+        case kWaitFailed:
+            _receiver->close();
+            _sender->close();
+            return false;
+        case kSignalled:
+            return true;
+        case kPeerLeft:
+            _sender->close();
+            return false;
+        case kNotConnected:
+            return false;
+        default:
+            M_ASSERT(false, "false", "unknown wait status: %d", status);
+            return false;
+    }
+}
+
+void IPMessenger::run(Run& run) {
+    _runThread = std::this_thread::get_id();
+    int status = _receiver->wait(kWaitS);
+    while (!_closing) {
+        if (establishedConnection(status)) {
+            handleSignal(run);
+            if (run.left) return;
+            // Beside a peer that asks more often than every five seconds no wait times out, and an end that an earlier
+            // departure of the peer has closed would stay closed for ever.
+            openEnds();
+            run.deafSince.reset();
+        } else if (status != kTimedOut) {
+            processError();
+            if (status == kNotConnected) seekPeer(run);
+        }
+        if (status == kWaitFailed || status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
+        status = _receiver->wait(kWaitS);
+    }
+    processClose();
+    while (!waitForCloser()) _finished->Notify();
+}
+
+void IPMessenger::openEnds() {
+    if (!_sender->isConnected()) _sender->open();
+    if (!_receiver->isConnected()) _receiver->open();
+}
+
+/// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
+void IPMessenger::handleSignal(Run& run) {
+    if (_receiver->hasData()) {
+        FrameHeader header{};  // stays zero when the signal came before the frame
+        _receiver->read(&header, sizeof header);
+        run.unanswered = 0;
+        if (header.id == run.lastSent)
+            processReply(header);
+        else
+            processExec(header, run);
+        if (run.left) return;
+    }
+    const Pending step = pending();
+    if (step.header.id == run.lastSent) return;
+    run.lastSent = step.header.id;
+    if (step.header.step == kStepWait)
+        processWait(step.header);
+    else
+        processSend(step, run);
+}
+
+void IPMessenger::processReply(const FrameHeader& header) {
+    M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processReply", static_cast<void*>(this),
+            requestId().c_str(), shown(header.step), shown(header.id));
+    _receiver->read(_comm->responseData(), _comm->responseSize());
+    setLast(header);
+    _finished->Notify();
+}
+
+void IPMessenger::processExec(const FrameHeader& header, Run& run) {
+    M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processExec", static_cast<void*>(this),
+            requestId().c_str(), shown(header.step), shown(header.id));
+    const auto comm = _comm;  // lives on if its execute destroys this object
+    _receiver->read(comm->incomingData(), comm->responseSize());
+    if (isEcho(header.id, run)) return;
+    const void* const reply = comm->execute();
+    if (run.left) return;
+    // Any frame that is no answer to the last request is answered, header unchanged, kept on purpose: the peer knows
+    // its answer by the id alone.
+    _sender->write(&header, sizeof header);
+    _sender->write(reply, comm->requestSize());
+    _sender->notify();
+}
+
+/// Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does the
+/// peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
+bool IPMessenger::isEcho(std::uint64_t id, Run& run) {
+    if (id != run.answeredId) run.answers = 0;
+    run.answeredId = id;
+    return ++run.answers > kEchoes;
+}
+
+void IPMessenger::processSend(const Pending& step, Run& run) {
+    M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processSend", static_cast<void*>(this),
+            requestId().c_str(), shown(step.header.step), shown(step.header.id));
+    if (run.unanswered++ >= kUnanswered) {
+        // Trace "peer killed, peer back": the mark of the dead reader keeps the new one from attaching, and the fifo is
+        // full of what nobody will read. Only the writer can take both away.
+        _sender->close();
+        _sender->open();
+        run.unanswered = 0;
+    }
+    _sender->write(&step.header, sizeof step.header);
+    _sender->write(step.payload.data(), step.payload.size());
+    _sender->notify();
+}
+
+void IPMessenger::processWait(const FrameHeader& step) {
+    M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processWait", static_cast<void*>(this),
+            requestId().c_str(), shown(step.step), shown(step.id));
+    setLast(step);
+}
+
+/// The step stays pending, kept on purpose: it is sent at the next signal, though its send has given up by then.
+void IPMessenger::processError() {
+    FrameHeader step = pending().header;
+    M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processError", static_cast<void*>(this),
+            requestId().c_str(), shown(step.step), shown(step.id));
+    step.step = kStepError;
+    setLast(step);
+    _finished->Notify();
+}
+
+/// Brings two living sides together that would wait for each other for ever. Only a side that has something to ask does
+/// this; one that only answers stays as quiet as its peer left it.
+void IPMessenger::seekPeer(Run& run) {
+    const FrameHeader step = pending().header;
+    if (step.step != kStepSend || step.id == run.lastSent) return;
+    const Clock::time_point now = Clock::now();
+    if (!_sender->isConnected()) {
+        run.deafSince.reset();
+        _sender->open();  // trace "both left": each side has closed its sender because the other one had
+    } else if (!run.deafSince) {
+        run.deafSince = now;
+    } else if (now - *run.deafSince >= kDeaf) {
+        // Trace "asker killed, asker back": a reader that died has left its mark in the peer's fifo. The peer lays a
+        // new one after it has seen this side leave and come back.
+        run.deafSince.reset();
+        _sender->close();
+    }
+    _sender->notify();  // the peer looks at once
+}
+
+void IPMessenger::processClose() {
+    M_TRACE(5, "%s - %s", "kest::dorven::IPMessenger::processClose", requestId().c_str());
+    _receiver->close();
+    _sender->close();
+    _ended = true;
+    _finished->Notify();
+}
+
+IPMessenger::Pending IPMessenger::pending() const {
+    const std::lock_guard lock(_mutex);
+    return {_current, _request};
+}
+
+FrameHeader IPMessenger::last() const {
+    const std::lock_guard lock(_mutex);
+    return _last;
+}
+
+void IPMessenger::setLast(const FrameHeader& header) {
+    const std::lock_guard lock(_mutex);
+    _last = header;
+}
+
+/// @return Whether close has seen the end of the thread, which it gets a while for.
+bool IPMessenger::waitForCloser() {
+    std::unique_lock lock(_mutex);
+    return _closerChanged.wait_for(lock, kNotifyAgain, [this] { return _closerWoke; });
+}
+
+std::uint64_t nextId() {
+    static std::mutex mutex;
+    static std::mt19937 generator(calcSeed());
+    static std::uniform_int_distribution<std::uint64_t> ids(2, std::numeric_limits<std::uint64_t>::max());
+    const std::lock_guard lock(mutex);
+    return ids(generator);
+}
+
+std::uint32_t calcSeed() {
+    constexpr std::int64_t kNanoseconds = 1'000'000'000;
+    LARGE_INTEGER count;
+    LARGE_INTEGER perSecond;
+    QueryPerformanceCounter(&count);
+    QueryPerformanceFrequency(&perSecond);
+    const auto nanoseconds = count.QuadPart / perSecond.QuadPart * kNanoseconds +
+                             count.QuadPart % perSecond.QuadPart * kNanoseconds / perSecond.QuadPart;
+    const auto seed = static_cast<std::uint32_t>(static_cast<std::uint64_t>(nanoseconds) & 0xFFFFFFFFu);
+    M_TRACE(4, "%s: seed: %u", "kest::dorven::calcSeed", seed);
+    return seed;
+}
+
+}  // namespace kest::dorven

@@ -1,0 +1,133 @@
+// A request/response link with another process: two message fifos, one for each direction, driven by one thread. What
+// is said on it is a channel's business (IPMessenger::Comm); each side has a messenger, and their channels mirror each
+// other.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "FrameHeader.h"
+#include "IPMessageReceiver.h"
+#include "IPMessageSender.h"
+#include "ThreadStarter.h"
+#include "mprocessevent.h"
+
+namespace kest::dorven {
+
+/// One owner's thread sends and closes, one send at a time; the messenger's own thread does the rest. The link makes
+/// itself: the peer may start later, go and come back, and is found again within about ten seconds.
+class IPMessenger {
+public:
+    /// A channel: which fifos, how large the payloads, where they live, and how a request is answered.
+    struct Comm {
+        // Virtual operations in the order of their slots.
+
+        virtual ~Comm() = default;
+        /// Called once, before the messenger's thread starts. Keep a weak reference only.
+        virtual void setMessenger(const std::shared_ptr<IPMessenger>& messenger) = 0;
+        /// Outgoing request: read by send, on its caller's thread.
+        virtual void* requestData() = 0;
+        /// Bytes of a payload, in either direction, on the sending fifo.
+        virtual std::size_t requestSize() = 0;
+        /// Id of the sending fifo.
+        virtual std::string requestId() = 0;
+        /// Answer to an own request: written by the messenger's thread.
+        virtual void* responseData() = 0;
+        /// Bytes of a payload, in either direction, on the listening fifo.
+        virtual std::size_t responseSize() = 0;
+        /// Id of the listening fifo.
+        virtual std::string responseId() = 0;
+        /// The peer's request: written by the messenger's thread.
+        virtual void* incomingData() = 0;
+        /// Answers the request in incomingData, on the messenger's thread: requestSize bytes that stay valid until the
+        /// next call.
+        virtual const void* execute() = 0;
+    };
+
+    /// Makes both ends and the thread, which serves the peer from now on.
+    /// @throws std::runtime_error  when an event can be neither created nor opened.
+    /// @throws std::system_error   when the system has no thread left.
+    static std::shared_ptr<IPMessenger> create(const std::shared_ptr<Comm>& comm,
+                                               const ThreadStarter& startThread = {});
+
+    IPMessenger(const IPMessenger&) = delete;
+    IPMessenger& operator=(const IPMessenger&) = delete;
+
+    // Virtual operations in the order of their slots.
+
+    /// Closes; everything that the link named is then gone from this process.
+    virtual ~IPMessenger();
+
+    /// Asks the peer what stands in the channel's requestData, and waits for the answer, at most about 2 seconds.
+    /// @return True with the answer in responseData. False when the link is down or the peer does not answer in time;
+    ///         an answer that comes later is still stored in responseData.
+    virtual bool send();
+
+    // ---- not virtual
+
+    /// Ends the thread and detaches both ends; a second call does nothing. Called by the channel's execute it only asks
+    /// the thread to end.
+    void close();
+
+protected:
+    explicit IPMessenger(std::shared_ptr<Comm> comm);
+
+    void start(const ThreadStarter& startThread);
+    std::uint64_t setStep(std::uint32_t step);
+    bool establishedConnection(int status);
+    FrameHeader last() const;
+
+    std::shared_ptr<Comm> _comm;
+    std::shared_ptr<IPMessageSender> _sender;      // the thread's
+    std::shared_ptr<IPMessageReceiver> _receiver;  // the thread's, but for notify
+    std::shared_ptr<MEvent> _finished;             // a step of the owner's was completed, or the thread has ended
+
+private:
+    struct Run;
+    struct Pending;
+
+    std::string requestId() const { return _comm->requestId(); }
+    Pending pending() const;
+    void setLast(const FrameHeader& header);
+    bool waitForCloser();
+
+    // On the messenger's thread.
+    void run(Run& run);
+    void openEnds();
+    void handleSignal(Run& run);
+    void processReply(const FrameHeader& header);
+    void processExec(const FrameHeader& header, Run& run);
+    static bool isEcho(std::uint64_t id, Run& run);
+    void processSend(const Pending& step, Run& run);
+    void processWait(const FrameHeader& step);
+    void processError();
+    void seekPeer(Run& run);
+    void processClose();
+
+    mutable std::mutex _mutex;   // guards the four below; never held while a channel or a log is called
+    FrameHeader _current;        // the step that the owner asked for last
+    FrameHeader _last;           // the outcome of the last completed step
+    std::vector<char> _request;  // payload of the last send
+    bool _closerWoke = false;    // close has seen the end of the thread
+    std::condition_variable _closerChanged;
+
+    std::atomic<bool> _closing{false};  // step 2 was set; no later step takes it back
+    std::atomic<bool> _ended{false};    // the thread has closed both ends
+    std::atomic<std::thread::id> _runThread{};
+    std::shared_ptr<Run> _run;             // shared with the thread
+    std::shared_ptr<std::thread> _thread;  // the owner's; null: none, or closed
+};
+
+/// A number for a message, from 2 up, that no other message of this process has but by chance. Any thread.
+std::uint64_t nextId();
+
+/// The monotonic clock in nanoseconds, low 32 bits, for the numbers of this process; traces it.
+std::uint32_t calcSeed();
+
+}  // namespace kest::dorven
