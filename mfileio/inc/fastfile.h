@@ -1,9 +1,11 @@
-// Buffered sequential access to files. All failures are reported in the error trace and by a result.
+// Files: a buffered reader, a buffered writer, and functions that read and write whole files, with conversion of line
+// ends and safe replacement. All failures are reported in the error trace and by a result; nothing is thrown.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform.h"
 
@@ -11,6 +13,13 @@
 class MFastFile {
 public:
     static constexpr std::size_t kBufferSize = 8192;
+
+    // Modes of writing. Every other number is refused: "openwritefile(): unknown mode %d for %s".
+    static constexpr int kCreateNew = 0;     // fails if the file exists
+    static constexpr int kAppend = 1;        // behind what is there; creates a missing file
+    static constexpr int kTruncate = 2;      // empties the file; creates a missing one
+    static constexpr int kSafeReplace = 10;  // MFastFile_WriteAtOnce and its users alone, see there
+    static constexpr int kFlush = 4;         // added to one of these: the bytes are on the disk before the call returns
 
     MFastFile(const MFastFile&) = delete;
     MFastFile& operator=(const MFastFile&) = delete;
@@ -55,7 +64,7 @@ public:
 
     /// True when nothing more comes, and for a closed reader. False when reading fails, so that the next read operation
     /// reports it.
-    bool IsEOF();
+    bool IsEOF() { return usedUp() && atEnd(); }
 
     /// Reads bytes. What is not yet buffered is read straight into the target if it is kBufferSize or more; a smaller
     /// rest takes what one refill of the buffer gives.
@@ -99,6 +108,7 @@ private:
     enum class LineScan { done, failed, failedBehindCr };
 
     bool usedUp() const { return _current >= _end; }
+    bool atEnd();
     void forgetBuffer() { _current = _end = _buffer; }
     std::size_t takeBuffered(char* target, std::size_t limit);
     std::ptrdiff_t read_from_buffer(void* target, std::size_t count);
@@ -110,3 +120,105 @@ private:
     template <typename Value>
     bool readValue(Value& value);
 };
+
+/// Writes a file from its start, or behind what is there, to its end. While it is open others may read the file, but a
+/// second writer is refused. Bytes wait in the buffer until it is full, or for Flush or Close; bytes that could not be
+/// written wait on, and the next of these tries again.
+class MFastFileWriter : public MFastFile {
+public:
+    MFastFileWriter();
+
+    /// Opens the file; when that fails the object stays closed.
+    MFastFileWriter(const char* fileName, int mode);
+
+    virtual ~MFastFileWriter();
+
+    /// Opens a file, after closing one that is open.
+    ///
+    /// @param mode  kCreateNew, kAppend or kTruncate. With kFlush each write of the buffer goes through to the disk.
+    bool Open(const char* fileName, int mode);
+
+    /// Writes what waits and closes the file. False when either fails; the writer is closed in any case. True also for
+    /// a closed writer.
+    bool Close();
+
+    bool IsOpen() const { return _openState == kOpen; }
+
+    /// Writes what waits and has the system bring the file to the disk.
+    bool Flush();
+
+    /// Writes bytes.
+    ///
+    /// @return  count; -1 for a closed writer and when a full buffer cannot be written.
+    std::ptrdiff_t Write(const void* source, std::size_t count);
+
+    /// Writes one byte.
+    bool WriteChar(char character);
+
+    /// WriteChar that writes an LF as CR LF.
+    bool WriteCharNL(char character);
+
+    // Texts, without a terminator. Each answers the number of bytes that it wrote, line ends included, or -1.
+
+    /// Writes a text as it is.
+    std::ptrdiff_t WriteString(std::string_view text);
+
+    /// Writes a text with CR LF for every LF. A CR stays what it is, so CR LF becomes CR CR LF.
+    std::ptrdiff_t WriteStringNL(std::string_view text);
+
+    /// Writes a text as it is, and CR LF. A text that holds an LF is refused whole.
+    std::ptrdiff_t WriteLine(std::string_view line);
+
+    /// WriteStringNL, and CR LF.
+    std::ptrdiff_t WriteLineNL(std::string_view text);
+
+    // Binary values of 4, 2, 4, 4 and 8 bytes, little-endian.
+    bool WriteInt(std::int32_t value);
+    bool WriteShort(std::int16_t value);
+    bool WriteLong(std::int32_t value);
+    bool WriteFloat(float value);
+    bool WriteDouble(double value);
+
+private:
+    std::ptrdiff_t write_to_buffer(const void* source, std::size_t count);
+    bool write_to_disk();
+};
+
+// -------------------------------------------------------------------------------------------------------- whole files
+// Results are byte counts, or -1 on failure.
+
+/// Reads the first bytes of a file with one read.
+///
+/// @param buffer  Receives up to size bytes, fewer if the file is shorter.
+std::ptrdiff_t MFastFile_ReadAtOnce(const char* fileName, void* buffer, std::size_t size);
+
+/// Reads a whole file.
+///
+/// @param content  Receives the bytes; empty on failure.
+std::ptrdiff_t MFastFile_ReadAtOnce(const char* fileName, std::string& content);
+
+/// MFastFile_ReadAtOnce that makes one LF of every CR LF and every CR alone. The buffer form looks at the first size
+/// bytes of the file; behind the result the buffer's content is left over.
+///
+/// @return  Length of the converted text.
+std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, char* buffer, std::size_t size);
+std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, std::string& text);
+
+/// Writes a whole file with one write.
+///
+/// @param mode  kCreateNew, kAppend or kTruncate; or kSafeReplace, which writes a temporary file ("ffw….tmp") in the
+///              same folder, brings it to the disk and renames it onto the name, so that a reader meets the old content
+///              or the new. With kFlush the bytes are brought to the disk in every mode.
+/// @return      size; -1 when any step failed. In a safe replacement the rename takes place all the same, unless no
+///              temporary file could be made; a temporary file that could not be renamed stays.
+std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std::size_t size, int mode);
+
+/// MFastFile_WriteAtOnce of a text with CR LF for every LF and every CR alone; CR LF stays.
+///
+/// @return  Bytes written, counted after the conversion.
+std::ptrdiff_t MFastFile_WriteLinesAtOnce(const char* fileName, const char* text, std::size_t size, int mode);
+
+/// Copies a file's content through memory.
+///
+/// @param mode  As for MFastFile_WriteAtOnce, for the target.
+std::ptrdiff_t MFastFile_CopyFile(const char* from, const char* to, int mode);
