@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "IPMessenger.h"
+#include "TeskImagesComm.h"
 #include "TeskImagesConfig.h"
 #include "TeskImagesRun.h"
 #include "errtrace.h"
@@ -25,8 +27,10 @@ constexpr double kTemperatureC = 23.5;
 /// A signal can be taken by another process that waits for the same event. Then the worker thread is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
 
-std::shared_ptr<std::thread> startStandardThread(std::function<void()> function) {
-    return std::make_shared<std::thread>(std::move(function));
+/// The simulator may ask while the configuration is still being applied: it gets the value before or after.
+template <typename Number>
+Number loadField(Number& field) {
+    return std::atomic_ref(field).load(std::memory_order_relaxed);
 }
 
 bool isThisThread(const std::shared_ptr<std::thread>& thread) {
@@ -49,6 +53,9 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
     M_ASSERT(_imageMemory, "_imageMemory", "invalid image memory");
     M_ASSERT(_smartTemperature, "_smartTemperature", "invalid temperature");
     _imageMemory->metaData.emplace(NUV::SMARTMETADATAKEY::temperature, _smartTemperature);
+    // Last of all: its thread answers from this object at once.
+    _comm = TeskImagesComm::create(this);
+    _messenger = IPMessenger::create(_comm);
 }
 
 TeskImages::~TeskImages() {
@@ -57,6 +64,7 @@ TeskImages::~TeskImages() {
     joinLeavingThreads();
     // What is left is this thread: destroyed by its own callback, it touches nothing of this object any more.
     for (const auto& thread : _leaving) thread->detach();
+    _messenger.reset();  // first of the members: its thread may still be answering from the others
 }
 
 std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
@@ -98,13 +106,13 @@ NUV::SmartMetaDataCaps& TeskImages::imageMemoryCaps() {
 std::vector<std::uint64_t> TeskImages::imageSize() {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::imageSize");
     if (!M_ASSERT(_imageMemory, "_imageMemory", "invalid image memory")) return {};
-    return {_imageMemory->width, _imageMemory->height};
+    return {loadField(_imageMemory->width), loadField(_imageMemory->height)};
 }
 
 std::vector<std::int32_t> TeskImages::imageFormat() {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::imageFormat");
     if (!M_ASSERT(_imageMemory, "_imageMemory", "invalid image memory")) return {};
-    return {_imageMemory->bytesPerPixel};
+    return {loadField(_imageMemory->bytesPerPixel)};
 }
 
 std::vector<double> TeskImages::pixelSize() {

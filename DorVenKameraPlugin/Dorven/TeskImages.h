@@ -4,19 +4,19 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "HostTypes.h"
+#include "ThreadStarter.h"
 #include "mprocessevent.h"
 
 namespace kest::dorven {
 
-/// Starts a thread that runs the function. A failure to start throws std::system_error.
-using ThreadStarter = std::function<std::shared_ptr<std::thread>(std::function<void()>)>;
+class IPMessenger;
+class TeskImagesComm;
 
 /// Thread-safe but for the record, which is shared with the host without a lock. The callback runs on the worker
 /// thread, with no lock held, and may call any operation.
@@ -85,8 +85,10 @@ private:
     // was not left: the callback may have ended it, and this object with it.
     void imageThread(Run& run);
     void prepareRun(Run& run);
-    void handleSignal(Run& run);
-    void handleSilence(Run& run);
+    void waiting(Run& run, bool signalled);
+    void grabbing(Run& run, bool signalled);
+    void faking(Run& run, bool signalled);
+    void missSignal(Run& run);
     void readImages(Run& run);
     void fakeImage(Run& run);
     void handOver(NUV::IMAGEMEMORY& record);
@@ -94,6 +96,8 @@ private:
     NUV::SmartMetaDataCaps _imageMemoryCaps;  // stays empty
     double _pixelSize[2];
     std::atomic<double> _frameRate;
+    std::shared_ptr<TeskImagesComm> _comm;    // answers the simulator from this object …
+    std::shared_ptr<IPMessenger> _messenger;  // … on a thread of its own, from the constructor to the destructor
     std::shared_ptr<MEvent> _imageEvent;
 
     std::mutex _callbackMutex;  // held for a copy of the pair alone

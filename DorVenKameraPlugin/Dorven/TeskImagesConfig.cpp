@@ -1,10 +1,12 @@
 #include "TeskImagesConfig.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
-#include <filesystem>
 #include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "errtrace.h"
 
@@ -26,17 +28,41 @@ std::string folderOf(const std::string& path) {
     return separator == std::string::npos ? "./" : path.substr(0, separator + 1);
 }
 
+/// The parts of a path that count: none that is empty or ".", and none that a ".." behind it takes back. The text alone
+/// decides, byte by byte, so that names in any code page pass.
+std::vector<std::string_view> partsOf(const std::string& path) {
+    const auto isRoot = [](std::string_view part) { return part.empty() || part.back() == ':'; };
+    std::vector<std::string_view> parts;
+    for (std::size_t begin = 0, end = 0; begin <= path.size(); begin = end + 1) {
+        end = std::min(path.find_first_of("\\/", begin), path.size());
+        const std::string_view part = std::string_view(path).substr(begin, end - begin);
+        if (part == ".." && !parts.empty() && parts.back() != "..") {
+            if (!isRoot(parts.back())) parts.pop_back();  // the root is its own parent
+        } else if (begin == 0 ? part != "." : !part.empty() && part != ".") {
+            parts.push_back(part);
+        }
+    }
+    return parts;
+}
+
 /// One spelling for the names of one file, as far as the text tells.
-std::string plainForm(std::string path) {
-    std::replace(path.begin(), path.end(), '\\', '/');
-    return std::filesystem::path(path).lexically_normal().generic_string();
+std::string plainForm(const std::string& path) {
+    std::string plain;
+    for (const std::string_view part : partsOf(path)) plain.append(part).append("/");
+    return plain;
+}
+
+/// The simulator may ask for size and format while they are being applied: it gets the value before or after.
+template <typename Number>
+void storeField(Number& field, Number value) {
+    std::atomic_ref(field).store(value, std::memory_order_relaxed);
 }
 
 /// Sizes take the value of a text that is no number, which is 0, kept on purpose: hosts see the mistake in the record.
 void readSize(const MIniData& ini, const char* key, std::uint64_t& size) {
     auto value = static_cast<std::int64_t>(size);
     ini.GetLongLongEntry(kImageSection, key, value);
-    size = static_cast<std::uint64_t>(value);
+    storeField(size, static_cast<std::uint64_t>(value));
 }
 
 }  // namespace
@@ -63,7 +89,7 @@ void applyImageSection(const MIniData& ini, NUV::IMAGEMEMORY& record) {
     readSize(ini, "image_size_x", record.width);
     readSize(ini, "image_size_y", record.height);
     std::int32_t value = 0;
-    if (ini.GetLongEntry(kImageSection, "bytes_per_pixel", value)) record.bytesPerPixel = value;
+    if (ini.GetLongEntry(kImageSection, "bytes_per_pixel", value)) storeField(record.bytesPerPixel, value);
     if (ini.GetLongEntry(kImageSection, "pixel_format", value)) record.pixelFormat = NUV::PIXELFORMAT(value);
     if (ini.GetLongEntry(kImageSection, "arrange_type", value)) record.arrangeType = value;
     if (ini.GetLongEntry(kImageSection, "time_stamp_type", value)) record.timeStampType = value;

@@ -14,35 +14,54 @@ const char kFile[] = "Dorven/TeskImages";
 
 const char kMemoryName[] = "DorVenImages";
 
-std::uint64_t loadOnce(std::uint64_t& field) { return std::atomic_ref(field).load(std::memory_order_relaxed); }
+std::uint64_t load(std::uint64_t& field, std::memory_order order = std::memory_order_relaxed) {
+    return std::atomic_ref(field).load(order);
+}
+
+LineFifoHeader& headerOf(const ImageFifo& fifo) { return *static_cast<LineFifoHeader*>(fifo.memory); }
+
+/// A field as %Iu takes it.
+std::size_t shown(std::uint64_t field) { return static_cast<std::size_t>(field); }
 
 /// Reads the ring's geometry once and checks it against the memory that is really there.
 void takeGeometry(ImageFifo& fifo) {
-    auto& header = *static_cast<LineFifoHeader*>(fifo.memory);
-    fifo.lineLength = loadOnce(header.lineLength);
-    fifo.slotCount = loadOnce(header.slotCount);
-    const std::size_t mapped = MSharedMem_GetSize(fifo.memory);
-    const bool known = mapped >= sizeof(LineFifoHeader) && mapped != static_cast<std::size_t>(-1);
-    const std::uint64_t slotBytes = known ? mapped - sizeof(LineFifoHeader) : 0;
+    const std::size_t size = MSharedMem_GetSize(fifo.memory);
+    const std::size_t mapped = size == static_cast<std::size_t>(-1) ? 0 : size;
+    if (mapped < sizeof(LineFifoHeader)) {
+        fifo.readable = false;
+        M_ERRLOG("image fifo is inconsistent: %Iu bytes are too few for its header", mapped);
+        return;
+    }
+    fifo.lineLength = load(headerOf(fifo).lineLength);
+    fifo.slotCount = load(headerOf(fifo).slotCount);
+    if (fifo.slotCount == 0) return;  // not laid yet
     // Divided, not multiplied: the product of two foreign numbers may wrap.
-    if (known && (fifo.slotCount == 0 || fifo.lineLength <= slotBytes / fifo.slotCount)) return;
-    fifo.readable = false;
-    M_ERRLOG("image fifo is inconsistent: %Iu lines of %Iu bytes do not fit into %Iu bytes",
-             static_cast<std::size_t>(fifo.slotCount), static_cast<std::size_t>(fifo.lineLength), mapped);
+    if (fifo.lineLength > (mapped - sizeof(LineFifoHeader)) / fifo.slotCount) {
+        fifo.readable = false;
+        M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", shown(fifo.slotCount),
+                 shown(fifo.lineLength), mapped);
+    } else if (fifo.lineLength < sizeof(ImageLineHeader)) {
+        fifo.readable = false;
+        M_ERRLOG("image fifo is inconsistent: slots of %Iu bytes are too short for the header of an image",
+                 shown(fifo.lineLength));
+    }
 }
 
-/// Whether a line that the ring gave lies on a slot of the geometry that was taken, and the indices are possible.
-bool isSound(const ImageFifo& fifo, const void* line) {
-    const std::uint64_t offset = reinterpret_cast<std::uintptr_t>(line) -
-                                 reinterpret_cast<std::uintptr_t>(fifo.memory) -
-                                 sizeof(LineFifoHeader);  // wraps for a line before slot 0, and is too large then
-    if (fifo.lineLength < sizeof(ImageLineHeader) || offset % fifo.lineLength != 0) return false;
-    if (offset / fifo.lineLength >= fifo.slotCount) return false;
-    // A write index beyond the ring, or a geometry that changed after the attach and with it where indices wrap, would
-    // never let the read index meet it: a loop without end.
-    auto& header = *static_cast<LineFifoHeader*>(fifo.memory);
-    return loadOnce(header.writeIndex) < fifo.slotCount && loadOnce(header.slotCount) == fifo.slotCount &&
-           loadOnce(header.lineLength) == fifo.lineLength;
+/// Whether the ring still has the geometry that was taken, and indices that are possible in it: then the line at the
+/// read index lies inside the mapping, and the reading comes to an end. Reports once what it is not.
+bool isSound(ImageFifo& fifo, std::uint64_t readIndex, std::uint64_t writeIndex) {
+    const std::uint64_t lineLength = load(headerOf(fifo).lineLength);
+    const std::uint64_t slotCount = load(headerOf(fifo).slotCount);
+    if (lineLength != fifo.lineLength || slotCount != fifo.slotCount) {
+        fifo.readable = false;
+        M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes have become %Iu slots of %Iu bytes",
+                 shown(fifo.slotCount), shown(fifo.lineLength), shown(slotCount), shown(lineLength));
+    } else if (readIndex >= slotCount || writeIndex >= slotCount) {
+        fifo.readable = false;
+        M_ERRLOG("image fifo is inconsistent: read index %Iu and write index %Iu in %Iu slots", shown(readIndex),
+                 shown(writeIndex), shown(slotCount));
+    }
+    return fifo.readable;
 }
 
 }  // namespace
@@ -76,14 +95,14 @@ void closeImageFifo(ImageFifo& fifo) {
 
 const unsigned char* frontLine(ImageFifo& fifo) {
     M_ASSERT(fifo, "mem", "image fifo not initialized");
-    if (!fifo.readable) return nullptr;
-    const void* line = MMemLineFifo_GetReadLine(fifo.memory);
-    if (!line) return nullptr;
-    if (isSound(fifo, line)) return static_cast<const unsigned char*>(line);
-    fifo.readable = false;
-    M_ERRLOG("image fifo is inconsistent: a line does not lie in the %Iu lines of %Iu bytes",
-             static_cast<std::size_t>(fifo.slotCount), static_cast<std::size_t>(fifo.lineLength));
-    return nullptr;
+    // What MMemLineFifo_GetReadLine answers, but from fields that are each read once and with the geometry that was
+    // checked: the simulator may store anything at any time.
+    if (!fifo.readable || !MMemLineFifo_IsReaderAttached(fifo.memory)) return nullptr;
+    const std::uint64_t readIndex = load(headerOf(fifo).readIndex);
+    // Pairs with the release in MMemLineFifo_PutLine: once the index is seen, the line's bytes are visible.
+    const std::uint64_t writeIndex = load(headerOf(fifo).writeIndex, std::memory_order_acquire);
+    if (readIndex == writeIndex || !isSound(fifo, readIndex, writeIndex)) return nullptr;
+    return static_cast<const unsigned char*>(fifo.memory) + sizeof(LineFifoHeader) + readIndex * fifo.lineLength;
 }
 
 void popLine(const ImageFifo& fifo) {

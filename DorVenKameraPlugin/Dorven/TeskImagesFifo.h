@@ -16,13 +16,14 @@ struct ImageLineHeader {
 };                               // 24  first pixel
 static_assert(std::is_trivially_copyable_v<ImageLineHeader> && sizeof(ImageLineHeader) == 24);
 
-/// An attached ring, or none. Geometry and size are read once, at attach; everything that the other process stores is
-/// checked against them, so that no line outside the mapping is ever handed out.
+/// An attached ring, or none. The geometry is read once, at attach, and checked against the mapped size; everything
+/// that the other process stores later is checked against it, so that no line outside the mapping is ever handed out.
 struct ImageFifo {
     void* memory = nullptr;        // null: none
     std::uint64_t lineLength = 0;  // bytes per line
     std::uint64_t slotCount = 0;   // slots in the ring; 0 while no writer has laid it
-    bool readable = true;          // false once it proved inconsistent: no line is taken from it any more
+    bool readable = true;        // false once it proved inconsistent: no line is taken from it until it is opened anew
+    bool shortLineTold = false;  // a line shorter than the image was traced already
 
     explicit operator bool() const { return memory != nullptr; }
 };

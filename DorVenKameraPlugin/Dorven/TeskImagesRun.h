@@ -16,6 +16,8 @@ namespace kest::dorven {
 
 /// Shared by the worker thread and those who start and stop it; lives until the last of them lets go.
 struct TeskImages::Run {
+    enum class State { waiting, grabbing, faking };
+
     /// @param former  The grab before, or null.
     explicit Run(std::shared_ptr<Run> former) : _former(std::move(former)) {}
 
@@ -28,6 +30,13 @@ struct TeskImages::Run {
     double timeoutS = 0.0;  // of the next wait; tells waiting and grabbing from faking
     int misses = 0;         // waits in a row without a signal
     ImageFifo fifo;
+
+    /// Told by the timeout, kept on purpose: with a period of 1.6 s or more, misses count between faked images, too.
+    State state() const {
+        constexpr double kFakingBelowS = 1.6;  // a wait of at least this was one for the simulator
+        if (!(timeoutS >= kFakingBelowS)) return State::faking;
+        return fifo ? State::grabbing : State::waiting;
+    }
 
     // ---- the thread's end
 

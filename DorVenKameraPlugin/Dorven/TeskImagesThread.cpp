@@ -1,17 +1,19 @@
-// The worker thread of a grab. Its state is told by the timeout of its waits:
+// The worker thread of a grab: one function for each row of
 //
 //   state     timeout       on a signal                      on silence
-//   waiting   2 s           open the ring, read all images   count; the eleventh in a row: fake one image, go to faking
+//   waiting   2 s           open the ring, read all images,  count; the eleventh in a row: fake one image, go to faking
+//                           go to grabbing
 //   grabbing  2 s           read all images                  as waiting; the last signal began the count anew
-//   faking    frame period  open the ring, read all images,  close the ring, fake one image
+//   faking    frame period  open the ring, read all images,  fake one image
 //                           go to grabbing
 //
-// Waiting and grabbing differ only in whether the ring is open. Time comes in through the event's waits alone.
+// Time comes in through the event's waits alone.
 #include <chrono>
 #include <cmath>
 #include <cstring>
 #include <exception>
 #include <thread>
+#include <utility>
 
 #include "TeskImages.h"
 #include "TeskImagesFifo.h"
@@ -25,11 +27,10 @@ namespace {
 
 const char kFile[] = "Dorven/TeskImages";
 
-constexpr double kSignalTimeoutS = 2.0;      // of a wait for the simulator
-constexpr double kStillWaitingAboveS = 1.6;  // a wait of at least this was one for the simulator: misses count
-constexpr int kMissesBeforeFaking = 10;      // the next one in a row begins faking
-constexpr unsigned char kFakeGrey = 10;      // level of a fresh fake image
-constexpr double kLowestPacedRate = 1.0;     // frames per second; at or below it is reported
+constexpr double kSignalTimeoutS = 2.0;   // of a wait for the simulator
+constexpr int kMissesBeforeFaking = 10;   // the next one in a row begins faking
+constexpr unsigned char kFakeGrey = 10;   // level of a fresh fake image
+constexpr double kLowestPacedRate = 1.0;  // frames per second; at or below it is reported
 
 // What a wait answers.
 constexpr int kSignalled = 1;
@@ -48,6 +49,25 @@ std::uint64_t imageBytes(const NUV::IMAGEMEMORY& record) {
     return times(times(record.width, record.height), static_cast<std::uint64_t>(record.bytesPerPixel));
 }
 
+/// Opens the ring afresh. One whose writer laid it anew is replaced without giving the old link back, kept on purpose:
+/// the old link keeps the memory in place while the host may still look at it.
+bool openAfresh(ImageFifo& fifo) {
+    fifo = openImageFifo();
+    if (!fifo) return false;
+    M_TRACE(4, "grabbing from dorven");
+    return true;
+}
+
+/// Lines shorter than the image are handed on all the same, kept on purpose: it is the simulator that knows how much it
+/// wrote. The trace tells whoever wonders about the rest.
+void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
+    const std::uint64_t pixelBytes = fifo.lineLength - sizeof(ImageLineHeader);
+    const std::uint64_t expected = imageBytes(record);
+    if (pixelBytes >= expected || std::exchange(fifo.shortLineTold, true)) return;
+    M_TRACE(4, "image fifo has lines of %Iu pixel bytes for images of %Iu", static_cast<std::size_t>(pixelBytes),
+            static_cast<std::size_t>(expected));
+}
+
 }  // namespace
 
 std::uint64_t microseconds(double seconds) {
@@ -61,18 +81,21 @@ void TeskImages::imageThread(Run& run) {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::imageThread");
     prepareRun(run);
     for (int status = _imageEvent->Wait(run.timeoutS); run.running; status = _imageEvent->Wait(run.timeoutS)) {
-        switch (status) {
-            case kSignalled:
-                handleSignal(run);
+        if (status != kSignalled && status != kTimedOut && status != kFailed) {
+            M_ASSERT(false, "false", "unknown wait status: %d", status);
+            continue;
+        }
+        if (status == kFailed) std::this_thread::sleep_for(kRestAfterFailedWait);
+        const bool signalled = status == kSignalled;
+        switch (run.state()) {
+            case Run::State::waiting:
+                waiting(run, signalled);
                 break;
-            case kFailed:
-                std::this_thread::sleep_for(kRestAfterFailedWait);
-                [[fallthrough]];
-            case kTimedOut:
-                handleSilence(run);
+            case Run::State::grabbing:
+                grabbing(run, signalled);
                 break;
-            default:
-                M_ASSERT(false, "false", "unknown wait status: %d", status);
+            case Run::State::faking:
+                faking(run, signalled);
                 break;
         }
         if (run.left) break;
@@ -96,36 +119,41 @@ void TeskImages::prepareRun(Run& run) {
     }
 }
 
-void TeskImages::handleSignal(Run& run) {
-    if (!run.fifo || !MMemLineFifo_IsReaderAttached(run.fifo.memory)) {
-        // A ring whose writer laid it anew is opened once more without giving the old link back, kept on purpose: the
-        // old link keeps the memory in place while the host may still look at it.
-        run.fifo = openImageFifo();
-        if (!run.fifo) return;
-        M_TRACE(4, "grabbing from dorven");
-    }
-    readImages(run);
-    run.timeoutS = kSignalTimeoutS;
-    run.misses = 0;
+void TeskImages::waiting(Run& run, bool signalled) {
+    if (!signalled) return missSignal(run);
+    if (openAfresh(run.fifo)) readImages(run);
 }
 
-void TeskImages::handleSilence(Run& run) {
-    // The timeout decides, not a state: with a period of 1.6 s or more, misses count while faking, too.
-    if (run.timeoutS >= kStillWaitingAboveS) {
-        M_TRACE(4, "dorven is not responding: %d", run.misses);
-        if (run.misses++ < kMissesBeforeFaking) return;
-        run.misses = 0;
-        M_TRACE(4, "no dorven connected, faking images");
-    }
+void TeskImages::grabbing(Run& run, bool signalled) {
+    if (!signalled) return missSignal(run);
+    const bool stillReader = MMemLineFifo_IsReaderAttached(run.fifo.memory) != 0;  // not when the ring was laid anew
+    if (stillReader || openAfresh(run.fifo)) readImages(run);
+}
+
+void TeskImages::faking(Run& run, bool signalled) {
+    if (!signalled) return fakeImage(run);
+    if (openAfresh(run.fifo)) readImages(run);
+}
+
+/// A wait for the simulator, in vain: the eleventh in a row gives it up.
+void TeskImages::missSignal(Run& run) {
+    M_TRACE(4, "dorven is not responding: %d", run.misses);
+    if (run.misses++ < kMissesBeforeFaking) return;
+    run.misses = 0;
+    M_TRACE(4, "no dorven connected, faking images");
     closeImageFifo(run.fifo);
     run.timeoutS = run.periodS;
     fakeImage(run);
 }
 
 void TeskImages::readImages(Run& run) {
+    run.timeoutS = kSignalTimeoutS;
+    run.misses = 0;
     const auto record = _imageMemory;
     if (!M_ASSERT(record, "_imageMemory", "image not initialized")) return;
+    std::uint64_t afterStop = 0;
     while (const unsigned char* line = frontLine(run.fifo)) {
+        tellShortLine(run.fifo, *record);
         ImageLineHeader header;
         std::memcpy(&header, line, sizeof header);
         record->imageCounter = static_cast<std::uint32_t>(header.imageCounter & 0xFFFFFFFFu);
@@ -136,6 +164,9 @@ void TeskImages::readImages(Run& run) {
         handOver(*record);
         popLine(run.fifo);
         if (run.left) return;
+        // All that waited when the grab was stopped are handed on, but a simulator that floods the ring does not hold
+        // up the stop for ever.
+        if (!run.running && ++afterStop >= run.fifo.slotCount) return;
     }
 }
 

@@ -1,6 +1,7 @@
 // The simulated camera as the host sees it: image, camera control and light commands in front of an image source.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -17,7 +18,13 @@ namespace NUV {
 /// openImageDevice.
 class DorVenPlugin : public PluginDeviceBase {
 public:
+    /// Makes the image source that openImageDevice opens; what it makes may be null.
+    using SourceFactory = std::function<std::shared_ptr<kest::dorven::TeskImages>(const char* path)>;
+
     explicit DorVenPlugin(const std::string& moduleFolder);
+
+    /// With another source than the system's, for tests.
+    DorVenPlugin(const std::string& moduleFolder, SourceFactory createSource);
 
     /// Stops acquisition; no callback runs any more, but the one that destroys the device itself.
     ~DorVenPlugin() override;
@@ -74,6 +81,7 @@ private:
 
     std::shared_ptr<kest::dorven::TeskImages> _teskImages;  // empty until opened
     std::shared_ptr<tagBITMAPINFO> _bitmap;                 // empty until opened, and when the source has no record
+    SourceFactory _createSource;
 };
 
 }  // namespace NUV

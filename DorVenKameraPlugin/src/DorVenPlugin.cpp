@@ -1,5 +1,7 @@
 #include "DorVenPlugin.h"
 
+#include <utility>
+
 #include "TeskImages.h"
 #include "errtrace.h"
 
@@ -12,7 +14,11 @@ const char kFile[] = "DorVenPlugin";
 
 // The line numbers in reports are fixed: hosts search their logs for them.
 
-DorVenPlugin::DorVenPlugin(const std::string& moduleFolder) : PluginDeviceBase(moduleFolder) {
+DorVenPlugin::DorVenPlugin(const std::string& moduleFolder)
+    : DorVenPlugin(moduleFolder, &kest::dorven::TeskImages::create) {}
+
+DorVenPlugin::DorVenPlugin(const std::string& moduleFolder, SourceFactory createSource)
+    : PluginDeviceBase(moduleFolder), _createSource(std::move(createSource)) {
     M_TRACE_AT(31, 4, "%s", "NUV::DorVenPlugin::DorVenPlugin");
     DorVenPlugin::setProperty(kManufacturer, "DorVen");
     DorVenPlugin::setProperty(kDeviceName, "DorVenCam");

@@ -1,5 +1,6 @@
 // The image operations of the simulated camera.
 #include <cstdint>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -50,7 +51,7 @@ PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAP
     return guarded("NUV::DorVenPlugin::openImageDevice", [&] {
         // The old source goes first: both would name the same objects of the system.
         letGoOfSource();
-        auto source = kest::dorven::TeskImages::create(path);
+        auto source = _createSource(path);
         if (!source) return kNotSupported;
         useSource(std::move(source));
         *bitmap = _bitmap.get();
@@ -118,8 +119,9 @@ PluginCallStatus DorVenPlugin::pixelFormat(PIXELFORMAT* format) {
 PluginCallStatus DorVenPlugin::pixelSize(double* x, double* y) {
     if (!M_ASSERT_AT(129, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
     const std::vector<double> size = _teskImages->pixelSize();
-    *x = size.at(0);
-    *y = size.at(1);
+    if (size.size() < 2) return kDone;
+    *x = size[0];
+    *y = size[1];
     return kDone;
 }
 

@@ -1,15 +1,15 @@
 // The camera against a live simulator in a second thread (where ThreadSanitizer sees both) and in a second process.
 #include <atomic>
-#include <numeric>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "DorVenPlugin.h"
 #include "child_process.h"
+#include "live_simulator.h"
 #include "log_recorder.h"
 #include "received_images.h"
-#include "simulator_ring.h"
 
 namespace {
 
@@ -20,32 +20,10 @@ using testing::IsEmpty;
 constexpr std::size_t kPixelBytes = 4096;
 constexpr std::size_t kRingLines = 8;
 
-/// Writes images 1 … count as fast as they are taken. False when nobody takes them for ten seconds.
-bool writeImages(test::SimulatorRing& ring, std::uint64_t count, const std::atomic<bool>* stop = nullptr) {
-    for (std::uint64_t i = 1; i <= count; ++i) {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (!ring.put(i, static_cast<double>(i), 0.001, static_cast<unsigned char>(i))) {
-            if (stop && *stop) return true;
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            ring.signal();
-            std::this_thread::sleep_for(100us);
-        }
-        ring.signal();
-        if (stop && *stop) return true;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (MMemLineFifo_GetCount(ring.memory()) > 0) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        ring.signal();
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
-
 /// A simulator thread that writes until it is ended.
 class LiveWriter {
 public:
-    LiveWriter() : _ring(kPixelBytes, kRingLines), _thread([this] { writeImages(_ring, ~0ull, &_stop); }) {}
+    LiveWriter() : _ring(kPixelBytes, kRingLines), _thread([this] { test::writeImages(_ring, 1, ~0ull, &_stop); }) {}
     ~LiveWriter() {
         _stop = true;
         _thread.join();
@@ -70,15 +48,9 @@ public:
     DorVenPlugin device{""};
 };
 
-std::vector<std::uint32_t> consecutive(std::uint32_t count) {
-    std::vector<std::uint32_t> numbers(count);
-    std::iota(numbers.begin(), numbers.end(), 1u);
-    return numbers;
-}
-
 CHILD_ROLE(writesFiveHundredImages) {
     test::SimulatorRing ring(kPixelBytes, kRingLines);
-    return writeImages(ring, 500) ? 0 : 1;
+    return test::writeImages(ring, 1, 500) ? 0 : 1;
 }
 
 TEST(SimulatorInAnotherProcess, EveryImageArrivesOnceAndInOrder) {
@@ -91,9 +63,9 @@ TEST(SimulatorInAnotherProcess, EveryImageArrivesOnceAndInOrder) {
     EXPECT_TRUE(received.waitFor(500, 30s));
     EXPECT_EQ(simulator.join(10s), 0);
     EXPECT_EQ(camera.freeze(), kDone);
-    EXPECT_EQ(received.counters(), consecutive(500));
+    EXPECT_EQ(received.counters(), test::consecutive(1, 500));
     for (const auto& image : received.images())
-        ASSERT_EQ(image.firstPixel, static_cast<unsigned char>(image.counter)) << image.counter;
+        ASSERT_EQ(image.firstPixel, test::fillOf(image.counter)) << image.counter;
 }
 
 TEST(SimulatorInAnotherProcess, ThatComesBackIsGrabbedFromAgain) {
@@ -108,7 +80,7 @@ TEST(SimulatorInAnotherProcess, ThatComesBackIsGrabbedFromAgain) {
         EXPECT_EQ(simulator.join(10s), 0);
     }
     EXPECT_EQ(camera.freeze(), kDone);
-    auto expected = consecutive(500);
+    auto expected = test::consecutive(1, 500);
     expected.insert(expected.end(), expected.begin(), expected.end());
     EXPECT_EQ(received.counters(), expected);
 }
@@ -120,10 +92,10 @@ TEST(SimulatorThread, EveryImageArrivesOnceAndInOrder) {
     Camera camera;
     camera.setCallback(&received, &test::ReceivedImages::callback);
     ASSERT_EQ(camera.grab(), kDone);
-    EXPECT_TRUE(writeImages(ring, 2000));
+    EXPECT_TRUE(test::writeImages(ring, 1, 2000));
     EXPECT_TRUE(received.waitFor(2000));
     EXPECT_EQ(camera.freeze(), kDone);
-    EXPECT_EQ(received.counters(), consecutive(2000));
+    EXPECT_EQ(received.counters(), test::consecutive(1, 2000));
     EXPECT_THAT(log.errors(), IsEmpty());
 }
 
@@ -231,7 +203,7 @@ TEST(Freeze, OfTwoCamerasThatWaitForTheSameSignalIsPrompt) {
     for (Camera* camera : {&first, &second}) {
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(camera->freeze(), kDone);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, 1500ms);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
     }
 }
 

@@ -81,6 +81,15 @@ TEST_F(PluginLibraryTest, CreatesIntoAClearedSlotOnly) {
     EXPECT_EQ(plugin, first);  // the host drops its copy itself
 }
 
+TEST_F(PluginLibraryTest, InventedModuleHandleGivesAPluginWithoutFolder) {
+    PluginInterface* plugin = nullptr;
+    EXPECT_EQ(_library.create(&plugin, reinterpret_cast<HMODULE>(std::uintptr_t{0x1000})), 0);
+    ASSERT_NE(plugin, nullptr);
+    EXPECT_STREQ(static_cast<PluginBase*>(plugin)->moduleFolder(), "");
+    EXPECT_EQ(enumerate(plugin).size(), 3u);
+    EXPECT_EQ(_library.release(&plugin), 0);
+}
+
 TEST_F(PluginLibraryTest, EmptyAndMissingSlotsAreSurvived) {
     PluginInterface* plugin = nullptr;
     EXPECT_EQ(_library.release(&plugin), 0);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "DorVenPlugin.h"
+#include "child_process.h"
+#include "live_simulator.h"
 #include "log_recorder.h"
 #include "received_images.h"
 
@@ -11,6 +13,19 @@ namespace {
 
 using namespace NUV;
 using namespace std::chrono_literals;
+using testing::IsEmpty;
+
+constexpr std::size_t kPixelBytes = 1280 * 1024;
+
+CHILD_ROLE(writesForEver) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    return test::writeImages(ring, 1, 1000000000) ? 0 : 1;
+}
+
+CHILD_ROLE(writesFifty) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    return test::writeImages(ring, 1, 50) ? 0 : 1;
+}
 
 TEST(CameraWithoutSimulator, FakesAfterTwentyTwoSecondsAtTheFrameRate) {
     test::LogRecorder log;
@@ -42,6 +57,43 @@ TEST(CameraWithoutSimulator, FakesAfterTwentyTwoSecondsAtTheFrameRate) {
     const std::size_t count = received.count();
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(received.count(), count);
+}
+
+TEST(CameraWhoseSimulatorIsKilled, FakesAfterTwentyTwoSecondsAndGrabsFromTheNextAtOnce) {
+    test::LogRecorder log;
+    test::ReceivedImages received;
+    DorVenPlugin camera("");
+    ASSERT_EQ(camera.call(1001, nullptr, nullptr), kDone);
+    PluginInterfaceParameter<PluginInterfaceCallbackData> callback({&received, &test::ReceivedImages::callback});
+    ASSERT_EQ(camera.call(1005, &callback, nullptr), kDone);
+    PluginInterfaceParameter<double> rate(10.0);
+    ASSERT_EQ(camera.call(1106, &rate, nullptr), kDone);
+    ASSERT_EQ(camera.call(1002, nullptr, nullptr), kDone);
+    {
+        test::ChildProcess simulator("writesForEver");
+        ASSERT_TRUE(received.waitFor(50, 15s));
+        simulator.kill();
+    }
+    std::this_thread::sleep_for(1s);  // what it had signalled is read
+    const std::size_t reals = received.count();
+    ASSERT_TRUE(received.waitFor(reals + 5, 30s));
+    const auto images = received.images();
+    for (std::size_t i = 0; i < reals; ++i) ASSERT_EQ(images[i].firstPixel, test::fillOf(i + 1));
+    const auto silence = images.at(reals).time - images.at(reals - 1).time;
+    EXPECT_GE(silence, 22s);
+    EXPECT_LE(silence, 23s);
+    for (std::size_t i = reals; i < images.size(); ++i) {
+        EXPECT_EQ(images[i].counter, i + 1);  // counted on from the last real one
+        EXPECT_EQ(images[i].firstPixel, 10);
+    }
+
+    test::ChildProcess next("writesFifty");
+    EXPECT_EQ(next.join(15s), 0);
+    EXPECT_EQ(camera.call(1004, nullptr, nullptr), kDone);
+    const auto all = received.counters();
+    ASSERT_GE(all.size(), reals + 50);
+    EXPECT_EQ(std::vector<std::uint32_t>(all.end() - 50, all.end()), test::consecutive(1, 50));
+    EXPECT_THAT(log.errors(), IsEmpty());
 }
 
 }  // namespace

@@ -37,6 +37,11 @@ public:
         const std::lock_guard lock(_mutex);
         return _images;
     }
+    /// The latest one; only where one was received.
+    ReceivedImage last() const {
+        const std::lock_guard lock(_mutex);
+        return _images.back();
+    }
     std::size_t count() const {
         const std::lock_guard lock(_mutex);
         return _images.size();
@@ -60,8 +65,8 @@ private:
                                record.imageBuffer, readable ? record.imageBuffer[0] : -1, std::this_thread::get_id(),
                                std::chrono::steady_clock::now()});
         }
-        if (inside) inside();
         _arrived.notify_all();
+        if (inside) inside();
     }
 
     mutable std::mutex _mutex;

@@ -55,4 +55,10 @@ private:
     void* _memory = nullptr;
 };
 
+/// Gives back every link to the ring's memory that this process holds: a camera keeps those of rings laid anew.
+inline void dropImagesMemory() {
+    const void* const memory = MSharedMem_Link("DorVenImages");
+    while (MSharedMem_GetName(memory)) MSharedMem_Unlink(const_cast<void*>(memory));
+}
+
 }  // namespace test

@@ -1,0 +1,48 @@
+// The channel between the image source and its simulator, as the simulator sees it: it asks for image size, pixel size
+// and image format.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "IPMessenger.h"
+#include "ImagesMessage.h"
+
+namespace kest::dorven {
+
+/// Sends on "DorVenCameraPlugin_dorven_asks" and listens on "DorVenCameraPlugin_tesk_asks".
+class DorVenImagesComm : public IPMessenger::Comm {
+public:
+    DorVenImagesComm() = default;
+    DorVenImagesComm(const DorVenImagesComm&) = delete;
+    DorVenImagesComm& operator=(const DorVenImagesComm&) = delete;
+
+    void setMessenger(const std::shared_ptr<IPMessenger>& messenger) override;
+    void* requestData() override;
+    std::size_t requestSize() override;
+    std::string requestId() override;
+    void* responseData() override;
+    std::size_t responseSize() override;
+    std::string responseId() override;
+    void* incomingData() override;
+    const void* execute() override;
+
+    /// Answers a request of the peer's, on the messenger's thread. One that cannot be answered comes back with command
+    /// 0 and all else as it was.
+    virtual ImagesMessage handle(const ImagesMessage& request);
+
+    /// Asks the peer; one caller at a time. Blocks as IPMessenger::send does.
+    /// @return The answer; all zero when the messenger is gone or nobody answered in time. Use this copy: an answer
+    /// that
+    ///         comes late is still written to responseData.
+    virtual ImagesMessage ask(const ImagesMessage& request);
+
+private:
+    std::weak_ptr<IPMessenger> _messenger;  // weak: the messenger holds its channel
+    ImagesMessage _request{};
+    ImagesMessage _response{};
+    ImagesMessage _incoming{};
+    ImagesMessage _answer{};
+};
+
+}  // namespace kest::dorven

@@ -1,0 +1,32 @@
+// The channel between the image source and its simulator, as the image source sees it: it answers from the source.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "DorVenImagesComm.h"
+
+namespace kest::dorven {
+
+struct TeskImages;
+
+/// The simulator's view with both directions exchanged: sends on "DorVenCameraPlugin_tesk_asks" and listens on
+/// "DorVenCameraPlugin_dorven_asks".
+class TeskImagesComm : public DorVenImagesComm {
+public:
+    /// @param plugin  The image source that answers; outlives the messenger. Null: each request is reported and failed.
+    explicit TeskImagesComm(TeskImages* plugin);
+
+    static std::shared_ptr<TeskImagesComm> create(TeskImages* plugin);
+
+    std::string requestId() override;
+    std::string responseId() override;
+
+    /// Each answered request leaves the source's own lines in the trace.
+    ImagesMessage handle(const ImagesMessage& request) override;
+
+private:
+    TeskImages* _plugin;
+};
+
+}  // namespace kest::dorven

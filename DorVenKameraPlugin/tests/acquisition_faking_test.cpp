@@ -1,0 +1,230 @@
+// The worker thread without a simulator: waiting, and faking at the frame rate.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "acquisition_fixture.h"
+
+namespace {
+
+using namespace test::acquisition;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+TEST_F(AcquisitionTest, TenSilentWaitsGiveNoImage) {
+    _event->answer(kTimeout, 10);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 0u);
+    EXPECT_THAT(_event->timeouts(), Each(2.0));
+}
+
+TEST_F(AcquisitionTest, EleventhSilentWaitFakesAnImage) {
+    startFaking();
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 1u);
+    std::vector<std::string> expected;
+    for (int i = 0; i <= 10; ++i) expected.push_back(noAnswer(i));
+    expected.push_back(kFakingText);
+    EXPECT_EQ(progress(), expected);
+    std::vector<double> timeouts(11, 2.0);
+    timeouts.push_back(0.005);
+    EXPECT_EQ(_event->timeouts(), timeouts);
+}
+
+TEST_F(AcquisitionTest, FakesOneImageForEachPeriod) {
+    _source->_imageMemory->timeStampType = 0;
+    startFaking();
+    _event->answer(kTimeout, 3);
+    grabAndPlay();
+    const auto images = _received.images();
+    ASSERT_EQ(images.size(), 4u);
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        EXPECT_EQ(images[i].counter, i + 1);
+        EXPECT_EQ(images[i].timeStamp, (i + 1) * 5000);
+        EXPECT_EQ(images[i].frameTime, 0.005);
+        EXPECT_EQ(images[i].timeStampType, 1);
+        EXPECT_EQ(images[i].pixels, images[0].pixels);
+    }
+    const unsigned char* const pixels = images[0].pixels;
+    EXPECT_TRUE(std::all_of(pixels, pixels + 1280 * 1024, [](unsigned char pixel) { return pixel == 10; }));
+}
+
+struct Pace {
+    double rate;
+    std::uint64_t microseconds;
+};
+class PaceTest : public AcquisitionTest, public testing::WithParamInterface<Pace> {};
+
+TEST_P(PaceTest, FollowsTheFrameRate) {
+    _source->setFrameRate(GetParam().rate);
+    startFaking();
+    _event->answer(kTimeout);
+    grabAndPlay();
+    const auto images = _received.images();
+    ASSERT_EQ(images.size(), 2u);
+    EXPECT_EQ(images[1].timeStamp - images[0].timeStamp, GetParam().microseconds);
+    EXPECT_EQ(images[1].frameTime, 1.0 / GetParam().rate);
+    EXPECT_EQ(_event->timeouts().back(), 1.0 / GetParam().rate);
+}
+INSTANTIATE_TEST_SUITE_P(Rates, PaceTest,
+                         testing::Values(Pace{200.0, 5000}, Pace{100.0, 10000}, Pace{60.0, 16666}, Pace{3.0, 333333},
+                                         Pace{2000.0, 500}));
+
+TEST_F(AcquisitionTest, FailedWaitsCountAsSilentOnes) {
+    _event->answer(0, 12);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 2u);
+}
+
+TEST_F(AcquisitionTest, UnknownWaitStatusIsReportedAndWaitedAgain) {
+    _event->answer(7, 2);
+    grabAndPlay();
+    EXPECT_THAT(_log.errors(), ElementsAre(MatchesRegex(assertion("false", "unknown wait status: 7")),
+                                           MatchesRegex(assertion("false", "unknown wait status: 7"))));
+    EXPECT_THAT(_event->timeouts(), ElementsAre(2.0, 2.0, 2.0));
+    EXPECT_THAT(progress(), IsEmpty());  // it counts as no silence
+    EXPECT_EQ(_received.count(), 0u);
+}
+
+TEST_F(AcquisitionTest, PaceStaysThatOfTheStartWhileFrameTimeFollows) {
+    startFaking();
+    _event->step([this] {
+        _source->setFrameRate(100.0);
+        return kTimeout;
+    });
+    grabAndPlay();
+    const auto images = _received.images();
+    ASSERT_EQ(images.size(), 2u);
+    EXPECT_EQ(images[1].frameTime, 0.01);
+    EXPECT_EQ(images[1].timeStamp - images[0].timeStamp, 5000u);
+    EXPECT_EQ(_event->timeouts().back(), 0.005);
+    _source->freeze();
+    _event->answer(kTimeout, 11);
+    grabAndPlay();
+    EXPECT_EQ(_event->timeouts().back(), 0.01);
+}
+
+TEST_F(AcquisitionTest, RateOfOneIsReportedAndPaced) {
+    _source->setFrameRate(1.0);
+    startFaking();
+    _event->answer(kTimeout);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 2u);
+    EXPECT_EQ(_event->timeouts().back(), 1.0);
+    const auto report = MatchesRegex(assertion("_frameRate > 1.0", "frame rate not initialized"));
+    EXPECT_THAT(_log.errors(), ElementsAre(report, report, report));  // at the start, and for each image
+}
+
+TEST_F(AcquisitionTest, PeriodOfALongWaitCountsMissesEvenWhileFaking) {
+    _source->setFrameRate(0.5);
+    startFaking();
+    _event->answer(kTimeout, 10);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 1u);
+    _event->answer(kTimeout);
+    _event->playToEnd();
+    EXPECT_EQ(_received.count(), 2u);
+}
+
+TEST_F(AcquisitionTest, RateOfZeroWaitsWithoutEnd) {
+    _source->setFrameRate(0.0);
+    startFaking();
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 1u);
+    EXPECT_EQ(_received.images()[0].timeStamp, 0u);
+    EXPECT_TRUE(std::isinf(_event->timeouts().back()));
+    EXPECT_TRUE(_source->freeze());
+}
+
+TEST_F(AcquisitionTest, NegativeRateIsSurvived) {
+    _source->setFrameRate(-200.0);
+    startFaking();
+    grabAndPlay();
+    ASSERT_EQ(_received.count(), 1u);
+    EXPECT_EQ(_received.images()[0].timeStamp, static_cast<std::uint64_t>(-5000));
+    EXPECT_TRUE(_source->freeze());
+}
+
+// ---- the fake image
+
+TEST_F(AcquisitionTest, FakeImageHasTheConfiguredSize) {
+    _source->_imageMemory->width = 640;
+    _source->_imageMemory->height = 480;
+    _source->_imageMemory->bytesPerPixel = 2;
+    startFaking();
+    grabAndPlay();
+    const unsigned char* const pixels = _received.images().at(0).pixels;
+    EXPECT_TRUE(std::all_of(pixels, pixels + 614400, [](unsigned char pixel) { return pixel == 10; }));
+}
+
+TEST_F(AcquisitionTest, FakeImageKeepsWhatTheHostWroteAndGrowsInGrey) {
+    _source->_imageMemory->width = 4;
+    _source->_imageMemory->height = 1;
+    _received.inside = [this] { _source->_imageMemory->imageBuffer[1] = 99; };
+    startFaking();
+    grabAndPlay();
+    ASSERT_TRUE(_source->freeze());
+    _received.inside = nullptr;
+    _source->_imageMemory->width = 6;
+    startFaking();
+    grabAndPlay();
+    const unsigned char* const pixels = _received.images().at(1).pixels;
+    EXPECT_THAT(std::vector<int>(pixels, pixels + 6), ElementsAre(10, 99, 10, 10, 10, 10));
+}
+
+TEST_F(AcquisitionTest, ImageWithoutBytesIsReportedAndHandedOver) {
+    _source->_imageMemory->width = 0;
+    startFaking();
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 1u);
+    EXPECT_THAT(_log.errors(), ElementsAre(MatchesRegex("Assertion failed: '_fakeImageMem.size\\(\\) > 0', file "
+                                                        "Dorven/TeskImages, line .*: fake image memory not "
+                                                        "initialized")));
+}
+
+TEST_F(AcquisitionTest, ImpossibleSizeIsReportedAndSurvived) {
+    _source->_imageMemory->width = std::numeric_limits<std::uint64_t>::max();
+    startFaking();
+    grabAndPlay();
+    ASSERT_EQ(_log.errors().size(), 2u);
+    EXPECT_THAT(_log.errors()[0], HasSubstr("kest::dorven::TeskImages::imageThread() : no fake image of "
+                                            "18446744073709551615 bytes"));
+    EXPECT_THAT(_log.errors()[1], HasSubstr("_fakeImageMem.size() > 0"));
+}
+
+TEST_F(AcquisitionTest, SizeWhoseProductWrapsIsNoSmallImage) {
+    _source->_imageMemory->width = _source->_imageMemory->height = std::numeric_limits<std::uint64_t>::max();
+    startFaking();
+    grabAndPlay();
+    ASSERT_EQ(_log.errors().size(), 2u);
+    EXPECT_THAT(_log.errors()[0], HasSubstr("no fake image of 18446744073709551615 bytes"));
+    EXPECT_THAT(_log.errors()[1], HasSubstr("_fakeImageMem.size() > 0"));
+}
+
+TEST_F(AcquisitionTest, MissingRecordIsReportedBeforeTheFrameRate) {
+    _source->_imageMemory = nullptr;
+    _source->setFrameRate(1.0);
+    grabAndPlay();
+    EXPECT_THAT(_log.errors(), ElementsAre(MatchesRegex(assertion("_imageMemory", "image memory not initialized")),
+                                           HasSubstr("frame rate not initialized")));
+}
+
+TEST_F(AcquisitionTest, MissingRecordIsReportedAtTheStartAndForEachImage) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    _source->_imageMemory = nullptr;
+    startFaking();
+    signalWith(ring, {1});
+    grabAndPlay();
+    EXPECT_THAT(_log.errors(), ElementsAre(MatchesRegex(assertion("_imageMemory", "image memory not initialized")),
+                                           MatchesRegex(assertion("_imageMemory", "image not initialized")),
+                                           MatchesRegex(assertion("_imageMemory", "image not initialized"))));
+    EXPECT_EQ(_received.count(), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,197 @@
+// A simulator that misbehaves: it stores anything into any field of the ring's header, at any time. Each round's
+// numbers come from a seed, which is printed; DORVEN_FUZZ_SEED gives it again.
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <iterator>
+#include <random>
+
+#include "acquisition_processes.h"
+
+namespace {
+
+using namespace test::processes;
+
+constexpr int kRounds = 10000;
+constexpr std::size_t kLines = 6;
+constexpr std::size_t kLineLength = sizeof(kest::dorven::ImageLineHeader) + kPixelBytes;
+constexpr std::size_t kMemoryBytes = sizeof(LineFifoHeader) + (kLines + 1) * kLineLength;
+constexpr std::uint64_t LineFifoHeader::*kFields[] = {
+    &LineFifoHeader::writerMark, &LineFifoHeader::writeIndex, &LineFifoHeader::readerMark,
+    &LineFifoHeader::readIndex,  &LineFifoHeader::lineLength, &LineFifoHeader::slotCount,
+};
+
+unsigned newSeed() {
+    const char* const given = std::getenv("DORVEN_FUZZ_SEED");
+    const unsigned seed = given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
+    std::cout << "DORVEN_FUZZ_SEED=" << seed << std::endl;
+    return seed;
+}
+
+class Misbehaviour {
+public:
+    explicit Misbehaviour(unsigned seed) : _numbers(seed) {}
+
+    std::uint64_t below(std::uint64_t limit) {
+        return std::uniform_int_distribution<std::uint64_t>(0, limit - 1)(_numbers);
+    }
+
+    /// What hurts: nothing, little, about what is right, about what is mapped, about where numbers wrap, anything.
+    std::uint64_t value() {
+        const std::uint64_t marks[] = {0, kLines, kLineLength, kMemoryBytes, kMemoryBytes / 2, 1ull << 32, 1ull << 63};
+        switch (below(4)) {
+            case 0:
+                return below(10);
+            case 1:
+                return _numbers();
+            case 2:
+                return _numbers() >> below(64);
+            default:
+                return marks[below(std::size(marks))] + below(5) - 2;
+        }
+    }
+    void store(void* memory, std::uint64_t LineFifoHeader::*field, std::uint64_t value) {
+        std::atomic_ref(static_cast<LineFifoHeader*>(memory)->*field).store(value);
+    }
+    void damageOne(void* memory) { store(memory, kFields[below(std::size(kFields))], value()); }
+
+private:
+    std::mt19937_64 _numbers;
+};
+
+/// Reads what the ring gives, with more damage meanwhile, and looks at every byte of it.
+void readAll(kest::dorven::ImageFifo& fifo, Misbehaviour& simulator, std::uint64_t damages) {
+    const auto* const begin = static_cast<const unsigned char*>(fifo.memory);
+    std::uint64_t lines = 0;
+    while (const unsigned char* line = kest::dorven::frontLine(fifo)) {
+        ASSERT_GE(line, begin + sizeof(LineFifoHeader));
+        ASSERT_LE(line + fifo.lineLength, begin + kMemoryBytes);
+        ASSERT_GE(fifo.lineLength, sizeof(kest::dorven::ImageLineHeader));
+        ASSERT_LE(++lines, fifo.slotCount * (damages + 2)) << "a loop without end";
+        if (lines <= damages) simulator.damageOne(fifo.memory);
+        kest::dorven::popLine(fifo);
+    }
+}
+
+class MisbehavingSimulator : public testing::Test {
+protected:
+    ~MisbehavingSimulator() override { test::dropImagesMemory(); }
+    /// Opens the ring, damages and reads, closes; then the same ring in order again has to work.
+    template <typename Damage>
+    void runRounds(Damage damage) {
+        for (int round = 0; round < kRounds && !HasFatalFailure(); ++round) {
+            SCOPED_TRACE(round);
+            MMemLineFifo_Create(_memory, kLines, kLineLength);
+            for (std::uint64_t i = _simulator.below(kLines + 1); i > 0; --i) MMemLineFifo_PutLine(_memory);
+            damage();
+            if (round % 1000 == 999) expectUsable();
+            if (round % 1000 == 999) _log.clear();
+        }
+    }
+    void expectUsable() {
+        MMemLineFifo_Create(_memory, kLines, kLineLength);
+        MMemLineFifo_PutLine(_memory);
+        auto fifo = kest::dorven::openImageFifo();
+        EXPECT_NE(kest::dorven::frontLine(fifo), nullptr);
+        kest::dorven::popLine(fifo);
+        EXPECT_EQ(kest::dorven::frontLine(fifo), nullptr);
+        EXPECT_TRUE(fifo.readable);
+        kest::dorven::closeImageFifo(fifo);
+    }
+
+    test::LogRecorder _log{3};
+    void* _memory = MSharedMem_Create("DorVenImages", kMemoryBytes);
+    Misbehaviour _simulator{newSeed()};
+};
+
+TEST_F(MisbehavingSimulator, AnyFieldsStoredWhileTheRingIsReadLeadNowhereOutOfIt) {
+    runRounds([this] {
+        auto fifo = kest::dorven::openImageFifo();
+        ASSERT_TRUE(fifo);
+        for (std::uint64_t i = _simulator.below(4); i > 0; --i) _simulator.damageOne(_memory);
+        readAll(fifo, _simulator, _simulator.below(4));
+        kest::dorven::closeImageFifo(fifo);
+    });
+}
+
+TEST_F(MisbehavingSimulator, AnyGeometryAtTheOpeningStaysInsideTheMapping) {
+    runRounds([this] {
+        _simulator.store(_memory, &LineFifoHeader::lineLength, _simulator.value());
+        _simulator.store(_memory, &LineFifoHeader::slotCount, _simulator.value());
+        if (_simulator.below(2) == 0) _simulator.store(_memory, &LineFifoHeader::writeIndex, _simulator.value());
+        auto fifo = kest::dorven::openImageFifo();
+        ASSERT_TRUE(fifo);
+        if (fifo.readable && fifo.slotCount > 0) {
+            // Divided: the product of what was stored may wrap.
+            EXPECT_LE(fifo.lineLength, (kMemoryBytes - sizeof(LineFifoHeader)) / fifo.slotCount);
+        }
+        readAll(fifo, _simulator, 0);
+        kest::dorven::closeImageFifo(fifo);
+    });
+}
+
+/// Ten thousand rounds: lays its ring, mostly has the camera attach, puts some images, signals, and stores anything
+/// while the camera reads.
+/// argument: the seed
+CHILD_ROLE(misbehaves) {
+    Misbehaviour simulator(static_cast<unsigned>(std::stoul(arguments.at(0))));
+    test::SimulatorRing ring(kPixelBytes, kLines);
+    for (int round = 0; round < kRounds; ++round) {
+        ring.lay(kLines);
+        ring.signal();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::microseconds(simulator.below(1000));
+        while (!ring.hasReader() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+        for (std::uint64_t i = simulator.below(4); i > 0; --i) ring.put(i, 1.0, 1.0, test::fillOf(i));
+        const bool early = simulator.below(2) == 0;
+        if (early) ring.signal();
+        for (const auto field : kFields) simulator.store(ring.memory(), field, simulator.value());
+        if (!early) ring.signal();
+        std::this_thread::sleep_for(50us);  // so that the camera comes to look at most of it
+    }
+    return 0;
+}
+
+CHILD_ROLE(behaves) {
+    test::SimulatorRing ring(kPixelBytes, kLines);
+    return test::writeImages(ring, 1, 20) ? 0 : 1;
+}
+
+TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
+    test::LogRecorder log(3);
+    auto* const memory = static_cast<unsigned char*>(MSharedMem_Create("DorVenImages", kMemoryBytes));
+    SmallSource source(std::make_shared<MProcessEvent>("DorVenImagesEvent"));
+    test::ReceivedImages received;
+    std::atomic<int> strays = 0;
+    std::atomic<unsigned> sum = 0;
+    received.inside = [&] {
+        const unsigned char* const pixels = received.last().pixels;
+        if (pixels < memory + 64 + 24 || pixels > memory + kMemoryBytes) {
+            ++strays;
+            return;
+        }
+        const unsigned char* const end = std::min<const unsigned char*>(pixels + kPixelBytes, memory + kMemoryBytes);
+        for (const unsigned char* byte = pixels; byte < end; byte += 512) sum += *byte;
+    };
+    source.setCallback(&received, &test::ReceivedImages::callback);
+    ASSERT_TRUE(source.grab());
+    test::ChildProcess simulator("misbehaves", {std::to_string(newSeed())});
+    EXPECT_EQ(simulator.join(60s), 0);
+    EXPECT_EQ(strays, 0);
+    const auto errors = log.errors();
+    const auto isReport = [](const std::string& text) { return text.starts_with("image fifo is inconsistent: "); };
+    EXPECT_GE(std::count_if(errors.begin(), errors.end(), isReport), 100) << "the camera hardly saw any of it";
+
+    const std::size_t before = received.count();
+    test::ChildProcess successor("behaves");
+    EXPECT_EQ(successor.join(20s), 0);
+    EXPECT_TRUE(received.waitFor(before + 20));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(source.freeze());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+    const auto counters = received.counters();
+    ASSERT_GE(counters.size(), 20u);
+    EXPECT_EQ(std::vector<std::uint32_t>(counters.end() - 20, counters.end()), test::consecutive(1, 20));
+    test::dropImagesMemory();
+}
+
+}  // namespace

@@ -1,0 +1,268 @@
+// The messenger's thread, wait by wait: its ends are played by a script, so no case takes time.
+#include <future>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "log_recorder.h"
+#include "scripted_ends.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using test::becomesTrue;
+using test::ScriptedMessenger;
+using test::TestChannel;
+using testing::AllOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+
+constexpr int kTimedOut = -1;
+constexpr int kFailed = 0;
+constexpr int kSignalled = 1;
+constexpr int kPeerLeft = 2;
+constexpr int kNotConnected = 3;
+
+class MessengerSteps : public testing::Test {
+protected:
+    ~MessengerSteps() override {
+        if (_started) _messenger.close();
+    }
+
+    void play(std::vector<int> statuses) {
+        for (const int status : statuses) _receiver.answer(status);
+        if (!_started) _messenger.start();
+        _started = true;
+        EXPECT_TRUE(_receiver.playToEnd());
+    }
+    std::vector<std::string> tracesWith(const std::string& part) const {
+        std::vector<std::string> found;
+        for (const std::string& text : _log.traces()) {
+            if (text.find("::" + part + " - ") != std::string::npos) found.push_back(text);
+        }
+        return found;
+    }
+
+    test::LogRecorder _log{5};
+    test::Ids _ids;
+    std::shared_ptr<TestChannel> _channel = std::make_shared<TestChannel>(_ids);
+    ScriptedMessenger _messenger{_channel};
+    test::ScriptedReceiver& _receiver = *_messenger.receiver;
+    test::ScriptedSender& _sender = *_messenger.sender;
+    bool _started = false;
+};
+
+// ---- the connection, by the status of a wait
+
+TEST_F(MessengerSteps, TimeoutOpensTheEndsThatAreNotConnected) {
+    _sender.connected = false;
+    _receiver.connected = false;
+    EXPECT_FALSE(_messenger.establishedConnection(kTimedOut));
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open", "receiver open"));
+    _sender.connected = true;
+    EXPECT_FALSE(_messenger.establishedConnection(kTimedOut));
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("receiver open"));
+    _receiver.connected = true;
+    EXPECT_FALSE(_messenger.establishedConnection(kTimedOut));
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
+}
+
+TEST_F(MessengerSteps, FailedWaitClosesTheReceiverThenTheSender) {
+    EXPECT_FALSE(_messenger.establishedConnection(kFailed));
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("receiver close", "sender close"));
+}
+
+TEST_F(MessengerSteps, SignalIsAConnection) {
+    EXPECT_TRUE(_messenger.establishedConnection(kSignalled));
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
+}
+
+TEST_F(MessengerSteps, PeerThatLeftClosesTheSender) {
+    EXPECT_FALSE(_messenger.establishedConnection(kPeerLeft));
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close"));
+}
+
+TEST_F(MessengerSteps, UnconnectedReceiverIsLeftToItself) {
+    EXPECT_FALSE(_messenger.establishedConnection(kNotConnected));
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
+}
+
+TEST_F(MessengerSteps, AnyOtherStatusIsReported) {
+    EXPECT_FALSE(_messenger.establishedConnection(9));
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
+    EXPECT_THAT(_log.errors(), ElementsAre(MatchesRegex("Assertion failed: 'false', file ipc/IPMessenger, line .+: "
+                                                        "unknown wait status: 9")));
+}
+
+TEST_F(MessengerSteps, StatusIsTraced) {
+    _messenger.establishedConnection(kTimedOut);
+    EXPECT_THAT(
+        tracesWith("establishedConnection"),
+        ElementsAre(MatchesRegex("kest::dorven::IPMessenger::establishedConnection - .* - " + _ids.asking + " - -1")));
+}
+
+// ---- passes of the thread
+
+TEST_F(MessengerSteps, WaitsFiveSecondsEachTime) {
+    play({kTimedOut, kSignalled, kNotConnected});
+    EXPECT_THAT(_receiver.timeouts(), ElementsAre(5.0, 5.0, 5.0, 5.0));
+}
+
+TEST_F(MessengerSteps, EachFailureButATimeoutIsAnErrorStep) {
+    for (const int status : {kFailed, kPeerLeft, kNotConnected, 9}) {
+        SCOPED_TRACE(status);
+        _log.clear();
+        const int before = _messenger.finished->notifications();
+        play({status, status});
+        const auto errors = tracesWith("processError");
+        ASSERT_EQ(errors.size(), 2u);
+        EXPECT_THAT(errors[0],
+                    MatchesRegex("kest::dorven::IPMessenger::processError - .* - " + _ids.asking + " - 0 - .+"));
+        EXPECT_EQ(_messenger.last().step, 3u);
+        EXPECT_EQ(_messenger.finished->notifications(), before + 2);
+    }
+}
+
+TEST_F(MessengerSteps, TimeoutIsNoErrorStep) {
+    play({kTimedOut, kTimedOut, kTimedOut});
+    EXPECT_THAT(tracesWith("processError"), IsEmpty());
+    EXPECT_EQ(_messenger.last().step, 0u);
+    EXPECT_EQ(_messenger.last().id, 0u);
+    EXPECT_EQ(_messenger.finished->notifications(), 0);
+}
+
+TEST_F(MessengerSteps, WaitStepIsCompletedByTheFirstSignalAndByNoTimeout) {
+    play({kTimedOut});
+    EXPECT_THAT(tracesWith("processWait"), IsEmpty());
+    play({kSignalled, kSignalled});
+    EXPECT_THAT(tracesWith("processWait"), ElementsAre(HasSubstr(" - " + _ids.asking + " - 0 - ")));
+    EXPECT_EQ(_messenger.last().step, 0u);
+    EXPECT_GT(_messenger.last().id, 1u);
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
+}
+
+TEST_F(MessengerSteps, PendingRequestSurvivesAnErrorAndIsSentOnce) {
+    _messenger.setStep(1);
+    play({kNotConnected, kTimedOut});
+    EXPECT_THAT(_messenger.calls.take(), Not(Contains("write 16 step 1")));
+    play({kSignalled, kSignalled});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("write 16 step 1", "write 8", "sender notify"));
+}
+
+TEST_F(MessengerSteps, CloseThatFallsIntoAPassIsSentLikeARequest) {
+    test::Gate gate;
+    _receiver.onHasData = [&] { gate.pass(); };
+    _receiver.answer(kSignalled);
+    _messenger.start();
+    ASSERT_TRUE(gate.awaitArrival());
+    auto closed = std::async(std::launch::async, [&] { _messenger.close(); });
+    ASSERT_TRUE(becomesTrue([&] { return tracesWith("setStep").size() == 2; }));
+    gate.open();
+    closed.get();
+    EXPECT_THAT(_messenger.calls.take(),
+                ElementsAre("write 16 step 2", "write 8", "sender notify", "receiver close", "sender close"));
+}
+
+TEST_F(MessengerSteps, CloseOfAWaitingThreadSendsNothing) {
+    play({kSignalled});
+    _messenger.close();
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("receiver close", "sender close"));
+    EXPECT_THAT(tracesWith("processClose"), ElementsAre("kest::dorven::IPMessenger::processClose - " + _ids.asking));
+}
+
+TEST_F(MessengerSteps, ThreadThatWasClosedBeforeItsFirstWaitEndsWithoutAPass) {
+    _receiver.answer(kSignalled);
+    std::thread closer([&] { _messenger.close(); });  // finds no thread yet
+    closer.join();
+    _messenger.start();
+    _messenger.close();
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("receiver close", "sender close"));
+    EXPECT_THAT(tracesWith("establishedConnection"), IsEmpty());
+}
+
+// ---- bringing two living sides together
+
+TEST_F(MessengerSteps, EachSignalLooksAfterTheEnds) {
+    _sender.connected = false;
+    play({kSignalled});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open"));
+}
+
+TEST_F(MessengerSteps, OneThatHasNothingToAskStaysAsItsPeerLeftIt) {
+    _sender.connected = false;
+    play({kPeerLeft, kNotConnected, kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close"));
+}
+
+TEST_F(MessengerSteps, OneThatAsksOpensItsSenderAndKnocks) {
+    _sender.connected = false;
+    _messenger.setStep(1);
+    play({kPeerLeft, kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender open", "sender notify"));
+}
+
+TEST_F(MessengerSteps, OneThatAsksAndIsReadButHearsNothingLeavesOnceAndComesBack) {
+    _messenger.setStep(1);
+    play({kNotConnected});
+    std::this_thread::sleep_for(3s);
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender notify", "sender notify"));
+    std::this_thread::sleep_for(3s);
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender notify"));
+    _sender.connected = false;
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open", "sender notify"));
+}
+
+TEST_F(MessengerSteps, ThirdRequestThatFoundNoAnswerLaysTheFifoAnew) {
+    play({});
+    for (const bool anew : {false, false, true, false}) {
+        _messenger.setStep(1);
+        play({kSignalled});
+        const std::vector<std::string> sent{"write 16 step 1", "write 8", "sender notify"};
+        std::vector<std::string> expected{"sender close", "sender open"};
+        if (!anew) expected.clear();
+        expected.insert(expected.end(), sent.begin(), sent.end());
+        EXPECT_EQ(_messenger.calls.take(), expected);
+    }
+}
+
+// ---- times, and signals that get lost
+
+TEST_F(MessengerSteps, SendWaitsTwoSecondsAndCloseForEver) {
+    play({});
+    EXPECT_FALSE(_messenger.send());
+    _messenger.close();
+    EXPECT_THAT(_messenger.finished->timeouts(), ElementsAre(0.0, 2.0, 0.0, -1.0));
+}
+
+TEST_F(MessengerSteps, CloseReturnsWhenTheThreadEndedBeforeItsSignalWasCleared) {
+    play({});
+    // The thread wakes by itself between step and clearing, and is gone when the clearing takes its signal.
+    _messenger.finished->onClear = [&] {
+        _receiver.answer(kTimedOut);
+        ASSERT_TRUE(becomesTrue([&] { return _messenger.finished->notifications() > 0; }));
+    };
+    _messenger.close();
+    _messenger.finished->onClear = nullptr;
+    EXPECT_THAT(_messenger.finished->timeouts(), ElementsAre(0.0));
+}
+
+TEST_F(MessengerSteps, CloseReturnsWhenAnotherMessengerTakesItsSignal) {
+    play({});
+    _messenger.finished->loseNotifications(3);
+    // The thread ends when close waits for it already.
+    _receiver.onClose = [&] {
+        EXPECT_TRUE(becomesTrue([&] { return testing::Value(_messenger.finished->timeouts(), Contains(-1.0)); }));
+    };
+    EXPECT_LT(test::secondsOf([&] { _messenger.close(); }), 5.0);
+    EXPECT_GT(_messenger.finished->notifications(), 3);
+}
+
+}  // namespace

@@ -1,0 +1,190 @@
+// Both ends of a messenger as a script plays them: each wait answers what the test says, each call is noted.
+#pragma once
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "test_channel.h"
+
+namespace test {
+
+/// What both ends did, in order, from any thread.
+class Calls {
+public:
+    void note(const std::string& call) {
+        const std::lock_guard lock(_mutex);
+        _calls.push_back(call);
+    }
+    std::vector<std::string> take() {
+        const std::lock_guard lock(_mutex);
+        return std::exchange(_calls, {});
+    }
+
+private:
+    std::mutex _mutex;
+    std::vector<std::string> _calls;
+};
+
+class ScriptedSender : public IPMessageSender {
+public:
+    explicit ScriptedSender(Calls& calls)
+        : IPMessageSender("", 0, std::make_shared<MProcessEvent>(nullptr)), _calls(calls) {}
+
+    void open() override { _calls.note("sender open"); }
+    void close() override { _calls.note("sender close"); }
+    bool isConnected() override { return connected; }
+    void write(const void* bytes, const std::size_t& size) override {
+        std::string text = "write " + std::to_string(size);
+        if (size == sizeof(FrameHeader)) {
+            FrameHeader header;
+            std::memcpy(&header, bytes, sizeof header);
+            text += " step " + std::to_string(header.step);
+        }
+        _calls.note(text);
+    }
+    void notify() override { _calls.note("sender notify"); }
+
+    std::atomic<bool> connected{true};
+
+private:
+    Calls& _calls;
+};
+
+class ScriptedReceiver : public IPMessageReceiver {
+public:
+    explicit ScriptedReceiver(Calls& calls)
+        : IPMessageReceiver("", 0, std::make_shared<MProcessEvent>(nullptr)), _calls(calls) {}
+
+    /// Appends an answer to a wait. A wait beyond the script blocks until notify, which makes it answer 3.
+    void answer(int status) {
+        const std::lock_guard lock(_mutex);
+        _script.push_back(status);
+        _changed.notify_all();
+    }
+    /// Waits until every answer was given and the thread waits beyond them.
+    bool playToEnd() {
+        std::unique_lock lock(_mutex);
+        return _changed.wait_for(lock, std::chrono::seconds(20), [this] { return _script.empty() && _waiting; });
+    }
+
+    void open() override { _calls.note("receiver open"); }
+    void close() override {
+        if (onClose) onClose();
+        _calls.note("receiver close");
+    }
+    bool isConnected() override { return connected; }
+    bool hasData() override {
+        if (onHasData) onHasData();
+        return false;
+    }
+    int wait(const double& seconds) override {
+        std::unique_lock lock(_mutex);
+        _timeouts.push_back(seconds);
+        _waiting = true;
+        _changed.notify_all();
+        _changed.wait(lock, [this] { return !_script.empty() || _notified; });
+        _waiting = false;
+        if (_script.empty()) {
+            _notified = false;
+            return 3;
+        }
+        const int status = _script.front();
+        _script.pop_front();
+        return status;
+    }
+    void notify() override {
+        const std::lock_guard lock(_mutex);
+        _notified = true;
+        _changed.notify_all();
+    }
+
+    std::vector<double> timeouts() const {
+        const std::lock_guard lock(_mutex);
+        return _timeouts;
+    }
+
+    std::atomic<bool> connected{true};
+    std::function<void()> onClose;    // on the messenger's thread
+    std::function<void()> onHasData;  // on the messenger's thread, once per signalled pass
+
+private:
+    Calls& _calls;
+    mutable std::mutex _mutex;
+    std::condition_variable _changed;
+    std::deque<int> _script;
+    std::vector<double> _timeouts;
+    bool _waiting = false;
+    bool _notified = false;
+};
+
+/// An event whose waits and signals a test may step into.
+class HookedEvent : public MEvent {
+public:
+    int Wait(double seconds) override {
+        {
+            const std::lock_guard lock(_mutex);
+            _timeouts.push_back(seconds);
+        }
+        if (seconds == 0.0 && onClear) onClear();
+        return _event.Wait(seconds);
+    }
+    bool Notify() override {
+        {
+            const std::lock_guard lock(_mutex);
+            ++_notifications;
+            if (_deaf > 0) return --_deaf, true;
+        }
+        return _event.Notify();
+    }
+    bool Set() override { return Notify(); }
+
+    /// The next notifications wake nobody, as when another process takes them.
+    void loseNotifications(int count) {
+        const std::lock_guard lock(_mutex);
+        _deaf = count;
+    }
+    std::vector<double> timeouts() const {
+        const std::lock_guard lock(_mutex);
+        return _timeouts;
+    }
+    int notifications() const {
+        const std::lock_guard lock(_mutex);
+        return _notifications;
+    }
+
+    std::function<void()> onClear;  // before a wait with timeout 0
+
+private:
+    MProcessEvent _event{nullptr};
+    mutable std::mutex _mutex;
+    std::vector<double> _timeouts;
+    int _notifications = 0;
+    int _deaf = 0;
+};
+
+/// A messenger whose ends and completion event are the test's.
+class ScriptedMessenger : public IPMessenger {
+public:
+    explicit ScriptedMessenger(std::shared_ptr<Comm> comm) : IPMessenger(std::move(comm)) {
+        _sender = sender;
+        _receiver = receiver;
+        _finished = finished;
+    }
+    using IPMessenger::establishedConnection;
+    using IPMessenger::last;
+    using IPMessenger::setStep;
+    void start() { IPMessenger::start(kest::dorven::startStandardThread); }
+
+    Calls calls;
+    std::shared_ptr<ScriptedSender> sender = std::make_shared<ScriptedSender>(calls);
+    std::shared_ptr<ScriptedReceiver> receiver = std::make_shared<ScriptedReceiver>(calls);
+    std::shared_ptr<HookedEvent> finished = std::make_shared<HookedEvent>();
+};
+
+}  // namespace test
