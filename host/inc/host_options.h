@@ -16,14 +16,24 @@ constexpr int kExitNoImage = 3;
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab };
+    enum class Command { info, grab, call };
 
     Command command = Command::info;
     std::string pluginPath;
     bool json = false;
 
+    // info
+    bool commands = false;  // the table of commands instead of the identity
+
+    // call
+    std::int32_t commandId = 0;
+    std::optional<std::string> commandValue;
+    bool open = false;  // open the device before the command
+
+    // grab, call
+    std::string configFile;  // empty: the camera's defaults
+
     // grab
-    std::string configFile;        // empty: the camera's defaults
     std::uint64_t imageCount = 0;  // 0: until stopped
     double timeoutSeconds = 30.0;  // longest time without an image
     std::string outputFolder;      // empty: nothing is saved

@@ -45,8 +45,10 @@ std::optional<frames::ImageFormat> formatOf(const NUV::IMAGEMEMORY& record) {
 
 bool makeFolder(const std::string& folder, std::string& error) {
     std::error_code failure;
-    std::filesystem::create_directories(folder, failure);
-    if (!failure && std::filesystem::is_directory(folder, failure)) return true;
+    // Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
+    const std::filesystem::path path(reinterpret_cast<const char8_t*>(folder.c_str()));
+    std::filesystem::create_directories(path, failure);
+    if (!failure && std::filesystem::is_directory(path, failure)) return true;
     error = folder + ": cannot be made a folder for images" + (failure ? ": " + failure.message() : "");
     return false;
 }

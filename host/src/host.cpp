@@ -4,6 +4,8 @@
 #include <iostream>
 #include <new>
 
+#include "call.h"
+#include "command_report.h"
 #include "grab.h"
 #include "grab_report.h"
 #include "host_options.h"
@@ -39,6 +41,19 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     return exitCode;
 }
 
+int run(PluginLibrary& library, const HostOptions& options) {
+    switch (options.command) {
+        case HostOptions::Command::grab:
+            return grab(library, options);
+        case HostOptions::Command::call:
+            return callCommand(library, options, std::cout, std::cerr);
+        case HostOptions::Command::info:
+            break;
+    }
+    return options.commands ? showCommands(library, options.json, std::cout, std::cerr)
+                            : showInfo(library, options.json, std::cout, std::cerr);
+}
+
 }  // namespace
 
 int hostMain(int argc, const char* const* argv) {
@@ -51,8 +66,7 @@ int hostMain(int argc, const char* const* argv) {
             std::cerr << "dorven-host: " << error << std::endl;
             return kExitFailed;
         }
-        return options.command == HostOptions::Command::grab ? grab(*library, options)
-                                                             : showInfo(*library, options.json, std::cout, std::cerr);
+        return run(*library, options);
     } catch (const std::bad_alloc&) {
         std::cerr << "dorven-host: out of memory" << std::endl;
     } catch (const std::exception& exception) {

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "device_commands.h"
+#include "platform.h"
 #include "plugin_library.h"
 
 namespace host {
@@ -22,14 +24,65 @@ CLI::Validator within(Number least, Number greatest, const char* limits) {
         "");
 }
 
-// CLI's own check, without the word that it would add to the help.
-CLI::Validator existingFile() { return CLI::Validator(CLI::ExistingFile).description(""); }
+// Not CLI's own check, which does not take names in the encoding in which Windows gives them.
+CLI::Validator existingFile() {
+    return CLI::Validator(
+        [](const std::string& path) {
+            const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                            OPEN_EXISTING, 0, nullptr);
+            if (file == INVALID_HANDLE_VALUE) return path + " is not a file that can be read";
+            CloseHandle(file);
+            return std::string();
+        },
+        "");
+}
 
 void addCommonOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
         ->check(existingFile())
         ->type_name("PATH");
     command.add_flag("--json", options.json, "Print one flat JSON object on standard output");
+}
+
+constexpr const char* kCallHelp =
+    "VALUE is the command's parameter: a number (also nan and inf for a double), true or false, or the numbers of a\n"
+    "structure in the order of its fields with commas between them. Commands that take a text take any, and none for\n"
+    "a null text. 1005 takes host (a function that lets images pass) or null, 1114 and 1115 take null. Before a VALUE\n"
+    "such as -inf that looks like an option, write --.\n"
+    "\n"
+    "Units: frame rate (1106, 1107) images/s; clipping (1007, 1008, 1014) pixels and lines; pixel size (1013)\n"
+    "micrometres; image memory (1011) frame_time s and time_stamp us.\n"
+    "\n";
+
+constexpr const char* kCommandsHelp =
+    "--commands really sends each command twice to a fresh device: before it is opened, and opened with its defaults.\n"
+    "A setting is given the value that the device says it has, or zero; images are grabbed for a moment. Motor and\n"
+    "I/O port commands are not sent to a device that offers such a kind. At the end the device is opened anew and\n"
+    "released. What it refuses it also tells its error log (environment variable DORVEN_LOG_FILE).\n"
+    "\n";
+
+void addInfoOptions(CLI::App& command, HostOptions& options) {
+    command.add_flag("--commands", options.commands, "Show how the device answers each of its commands");
+}
+
+void addCallOptions(CLI::App& command, HostOptions& options) {
+    command.add_option("ID", options.commandId, "Number of the command, such as 1107")->required()->type_name("");
+    command.add_option("VALUE", options.commandValue, "Its parameter")->type_name("");
+    command.add_flag("--open", options.open, "Open the device (command 1001) with its defaults before the command");
+    command
+        .add_option("--config", options.configFile,
+                    "Open the device (command 1001) with this configuration file before the command")
+        ->check(existingFile())
+        ->type_name("FILE");
+}
+
+// What is wrong with the command's VALUE; the device itself answers for ids that are unknown.
+std::string problemOfCall(const HostOptions& options) {
+    const DeviceCommand* command = findDeviceCommand(options.commandId);
+    if (!command) return "";
+    const std::string problem = command->problem(options.commandValue);
+    if (problem.empty()) return "";
+    return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
 
 void addGrabOptions(CLI::App& command, HostOptions& options) {
@@ -64,28 +117,45 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     app.require_subcommand(0, 1);  // none is told below: here it would hide what else is wrong
     CLI::App* info = app.add_subcommand("info", "Show the plugin's device: identity, kinds, properties, document");
     addCommonOptions(*info, options);
+    addInfoOptions(*info, options);
     CLI::App* grab = app.add_subcommand("grab", "Receive images, verify each from its pixels, measure, save");
     addCommonOptions(*grab, options);
     addGrabOptions(*grab, options);
-    const char* footer =
+    CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
+    addCommonOptions(*call, options);
+    addCallOptions(*call, options);
+    const std::string footer =
         "Examples:\n"
         "  dorven-host info\n"
+        "  dorven-host info --commands\n"
+        "  dorven-host call 1106 50 --open\n"
+        "  dorven-host call 1008 --config camera.ini --json\n"
         "  dorven-host grab --count 300\n"
         "  dorven-host grab --config camera.ini --count 1000 --output images --every 100 --json\n"
         "\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image in time, 4 connection to the simulator lost.";
     app.footer(footer);
+    info->footer(kCommandsHelp + footer);
+    call->footer(kCallHelp + footer);
     grab->footer(footer);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error, data, people) == 0 ? kExitDone : kExitWrongUsage;
     }
-    if (!grab->parsed() && !info->parsed()) {
-        people << "A subcommand is required: info or grab\nRun with --help for more information.\n";
+    if (app.get_subcommands().empty()) {
+        people << "A subcommand is required: info, call or grab\nRun with --help for more information.\n";
         return kExitWrongUsage;
     }
-    options.command = grab->parsed() ? HostOptions::Command::grab : HostOptions::Command::info;
+    if (grab->parsed()) options.command = HostOptions::Command::grab;
+    if (call->parsed()) {
+        options.command = HostOptions::Command::call;
+        options.open = options.open || !options.configFile.empty();
+        if (const std::string problem = problemOfCall(options); !problem.empty()) {
+            people << problem << "\nRun with --help for more information.\n";
+            return kExitWrongUsage;
+        }
+    }
     if (options.pluginPath.empty()) options.pluginPath = defaultPluginPath();
     return std::nullopt;
 }

@@ -1,8 +1,8 @@
 #include "plugin_library.h"
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
+
+#include "absolute_path.h"
 
 namespace host {
 namespace {
@@ -21,12 +21,6 @@ constexpr bool kUnloads = true;
 template <typename Function>
 Function exportedFunction(HMODULE module, const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-}
-
-std::string absolutePath(const std::string& path) {
-    std::error_code failure;
-    const std::filesystem::path absolute = std::filesystem::absolute(path, failure);
-    return failure ? path : absolute.string();
 }
 
 }  // namespace

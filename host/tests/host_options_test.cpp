@@ -72,6 +72,54 @@ TEST(HostOptionsTest, InfoTakesPluginAndJson) {
     EXPECT_TRUE(parsed.options.json);
 }
 
+TEST(HostOptionsTest, InfoTakesCommands) {
+    EXPECT_FALSE(parse({"info"}).options.commands);
+    const Parsed parsed = parse({"info", "--commands"});
+    EXPECT_EQ(parsed.options.command, HostOptions::Command::info);
+    EXPECT_TRUE(parsed.options.commands);
+}
+
+TEST(HostOptionsTest, CallTakesIdValueAndWhatToOpen) {
+    const test::TemporaryFolder folder;
+    const std::string config = folder.file("camera.ini", "");
+    Parsed parsed = parse({"call", "1107"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.command, HostOptions::Command::call);
+    EXPECT_EQ(parsed.options.commandId, 1107);
+    EXPECT_EQ(parsed.options.commandValue, std::nullopt);
+    EXPECT_FALSE(parsed.options.open);
+    EXPECT_FALSE(parsed.options.json);
+    parsed = parse({"call", "1106", "-3.5", "--open", "--json"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.commandValue, "-3.5");
+    EXPECT_TRUE(parsed.options.open);
+    EXPECT_TRUE(parsed.options.json);
+    parsed = parse({"call", "--config", config.c_str(), "1106", "--", "-inf"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.configFile, config);
+    EXPECT_EQ(parsed.options.commandValue, "-inf");
+    EXPECT_TRUE(parsed.options.open);
+    EXPECT_EQ(parse({"call", "-1"}).options.commandId, -1);
+}
+
+TEST(HostOptionsTest, FilesHaveToBeReadableAndNoFolders) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.path();
+    for (const char* given : {path.c_str(), "/no/such/file", "\xFC.ini", ""}) {
+        const Parsed parsed = parse({"grab", "--config", given});
+        EXPECT_EQ(parsed.exitCode, 2) << given;
+        EXPECT_THAT(parsed.people, HasSubstr(std::string(given) + " is not a file that can be read"));
+    }
+}
+
+TEST(HostOptionsTest, UnknownIdIsLeftToTheDevice) { EXPECT_EQ(parse({"call", "999", "x"}).exitCode, std::nullopt); }
+
+TEST(HostOptionsTest, HelpTellsWhatTheCommandsDoAndTheirUnits) {
+    EXPECT_THAT(parse({"info", "--help"}).data, HasSubstr("--commands really sends each command twice"));
+    EXPECT_THAT(parse({"call", "--help"}).data, HasSubstr("frame rate (1106, 1107) images/s"));
+    EXPECT_THAT(parse({"call", "--help"}).data, HasSubstr("Exit codes"));
+}
+
 TEST(HostOptionsTest, HelpAndVersionEndWithZeroOnStandardOutput) {
     EXPECT_EQ(parse({"--help"}).exitCode, 0);
     EXPECT_THAT(parse({"--help"}).data, HasSubstr("Exit codes"));
@@ -115,6 +163,11 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"grab", "--timeout", "86401"}, "--timeout"}, Wrong{{"grab", "--timeout", "soon"}, "--timeout"},
         Wrong{{"grab", "--output"}, "--output"}, Wrong{{"grab", "--output", "x", "--every", "0"}, "--every"},
         Wrong{{"grab", "--output", "x", "--every", "x"}, "--every"}, Wrong{{"grab", "--every", "2"}, "--output"},
-        Wrong{{"grab", "--json=maybe"}, "--json"}));
+        Wrong{{"grab", "--json=maybe"}, "--json"}, Wrong{{"call"}, "ID"}, Wrong{{"call", "abc"}, "ID"},
+        Wrong{{"call", "99999999999"}, "ID"}, Wrong{{"call", "1106"}, "1106 (setFrameRate): needs a value"},
+        Wrong{{"call", "1106", "x"}, "1106 (setFrameRate): 'x' is not a number"},
+        Wrong{{"call", "1002", "1"}, "1002 (grab): takes no value"}, Wrong{{"call", "1107", "1", "2"}, "2"},
+        Wrong{{"call", "1107", "--config", "/no/such/file"}, "--config"}, Wrong{{"info", "--open"}, "--open"},
+        Wrong{{"call", "1107", "--commands"}, "--commands"}));
 
 }  // namespace

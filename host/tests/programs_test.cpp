@@ -274,6 +274,22 @@ TEST_F(ProgramsTest, InfoPrintsOneJsonObject) {
     EXPECT_EQ(people(), "");
 }
 
+TEST_F(ProgramsTest, InfoPrintsTheCommands) {
+    EXPECT_EQ(startHost({"info", "--commands", "--json"}).join(60s), 0) << people();
+    EXPECT_EQ(data()["commands"].size(), 111u);
+}
+
+TEST_F(ProgramsTest, CallSendsOneCommand) {
+    EXPECT_EQ(startHost({"call", "1008", "--config", _config, "--json"}).join(60s), 0) << people();
+    EXPECT_EQ(data()["value_width"], 1280);
+    EXPECT_EQ(startHost({"call", "1001", _config, "--json"}).join(60s), 0) << people();
+    EXPECT_EQ(data()["value_biWidth"], 900);
+    EXPECT_EQ(startHost({"call", "1107", "--json"}).join(60s), host::kExitFailed);
+    EXPECT_EQ(data()["code"], -4);
+    EXPECT_EQ(startHost({"call", "1106", "fast"}).join(60s), host::kExitWrongUsage);
+    EXPECT_THAT(people(), HasSubstr("'fast' is not a number"));
+}
+
 TEST_F(ProgramsTest, ProgramEndsWithTheDocumentedExitCodes) {
     const auto exitCode = [](const test::Arguments& arguments) {
         return test::ChildProcess::program("dorven-host", arguments).join(60s);

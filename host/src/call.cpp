@@ -1,0 +1,100 @@
+#include "call.h"
+
+#include <cstdlib>
+
+#include <nlohmann/json.hpp>
+
+#include "grab_report.h"
+
+namespace host {
+namespace {
+
+constexpr std::int32_t kOpen = 1001;
+
+bool open(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people) {
+    const ValueText path = options.configFile.empty() ? ValueText() : options.configFile;
+    const CommandAnswer answer = findDeviceCommand(kOpen)->send(device, kOpen, path);
+    if (answer.status == NUV::kDone) return true;
+    people << "dorven-host: the device could not be opened: command " << kOpen << " answered "
+           << statusText(answer.status) << std::endl;
+    return false;
+}
+
+/// A command that the host knows no types of goes without parameter and result.
+CommandAnswer send(NUV::PluginDeviceBase& device, const HostOptions& options, const DeviceCommand* command) {
+    if (command) return command->send(device, command->id, options.commandValue);
+    return {device.call(options.commandId, nullptr, nullptr), false, {}};
+}
+
+void printPeople(const HostOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
+                 std::ostream& stream) {
+    stream << "command  " << options.commandId;
+    if (command) stream << ' ' << command->operation;
+    stream << (known ? "\n" : " (unknown to the device)\n") << "status   " << statusText(answer.status) << '\n';
+    if (!command || !command->hasResult()) {
+        stream << std::flush;
+        return;
+    }
+    stream << "result   " << command->resultType;
+    if (!answer.wroteValue) stream << ", left as it was";
+    for (const ValueField& part : answer.value)
+        stream << (part.name.empty() ? " " : "\n  " + part.name + ' ') << part.text;
+    stream << std::endl;
+}
+
+nlohmann::ordered_json jsonOf(const ValueField& part) {
+    switch (part.kind) {
+        case ValueField::Kind::null:
+            return nullptr;
+        case ValueField::Kind::literal:
+            return nlohmann::ordered_json::parse(part.text);
+        case ValueField::Kind::real:
+            if (const double number = std::strtod(part.text.c_str(), nullptr); number - number == 0.0) return number;
+            break;  // nan and inf are no JSON numbers
+        case ValueField::Kind::text:
+            break;
+    }
+    return part.text;
+}
+
+void printJson(const HostOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
+               std::ostream& stream) {
+    nlohmann::ordered_json object;
+    object["schema"] = kJsonSchema;
+    object["id"] = options.commandId;
+    object["operation"] = command ? nlohmann::ordered_json(command->operation) : nullptr;
+    object["known"] = known;
+    object["parameter"] = command ? nlohmann::ordered_json(command->parameterType) : nullptr;
+    object["result"] = command ? nlohmann::ordered_json(command->resultType) : nullptr;
+    object["code"] = answer.status.code;
+    object["valid"] = answer.status.valid;
+    object["wrote_value"] = answer.wroteValue;
+    for (const ValueField& part : answer.value)
+        object[part.name.empty() ? "value" : "value_" + part.name] = jsonOf(part);
+    // Texts of the plugin may be in any encoding.
+    stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+}
+
+}  // namespace
+
+int callCommand(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
+    if (options.open && !open(device, options, people)) return kExitFailed;
+    const DeviceCommand* const command = findDeviceCommand(options.commandId);
+    const bool known = device.commandMap().count(options.commandId) != 0;
+    const CommandAnswer answer = send(device, options, command);
+    if (options.json) {
+        printJson(options, command, known, answer, data);
+    } else {
+        printPeople(options, command, known, answer, people);
+    }
+    return answer.status == NUV::kDone ? kExitDone : kExitFailed;
+}
+
+int callCommand(PluginLibrary& library, const HostOptions& options, std::ostream& data, std::ostream& people) {
+    library.enumerate();
+    if (NUV::PluginDeviceBase* device = library.device(0)) return callCommand(*device, options, data, people);
+    people << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+    return kExitFailed;
+}
+
+}  // namespace host

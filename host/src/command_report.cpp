@@ -1,0 +1,158 @@
+#include "command_report.h"
+
+#include <algorithm>
+#include <functional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "grab_report.h"
+#include "host_options.h"
+#include "platform.h"
+
+namespace host {
+namespace {
+
+enum CommandId : std::int32_t { kOpen = 1001, kGrab = 1002, kStop = 1003, kFreeze = 1004 };
+
+using Status = std::optional<NUV::PluginCallStatus>;
+using Column = std::function<Status&(CommandReportRow&)>;
+
+/// Commands come in hundreds, one for each kind; motor and I/O port ones reach into the world.
+bool movesSomething(std::int32_t id, const std::vector<std::uint32_t>& kinds) {
+    const auto offers = [&](NUV::InterfaceKind kind) {
+        return std::find(kinds.begin(), kinds.end(), static_cast<std::uint32_t>(kind)) != kinds.end();
+    };
+    return (id / 100 == 14 && offers(NUV::InterfaceKind::ioPort)) ||
+           (id / 100 == 15 && offers(NUV::InterfaceKind::motor));
+}
+
+/// Puts the answers of one state of the device into one column of the table.
+class Asking {
+public:
+    Asking(NUV::PluginDeviceBase& device, std::vector<CommandReportRow>& rows, const std::vector<std::uint32_t>& kinds,
+           Column column)
+        : _device(device), _rows(rows), _kinds(kinds), _column(std::move(column)) {}
+
+    /// Those that neither open the device nor start or stop its images.
+    void askAllButAcquisition() {
+        for (CommandReportRow& row : _rows) {
+            if (row.id < kOpen || row.id > kFreeze) ask(row);
+        }
+    }
+    void ask(std::int32_t id) {
+        for (CommandReportRow& row : _rows) {
+            if (row.id == id) ask(row);
+        }
+    }
+
+private:
+    void ask(CommandReportRow& row) {
+        if (!row.command || movesSomething(row.id, _kinds)) return;
+        _column(row) = row.command->send(_device, row.id, harmlessValue(*row.command)).status;
+    }
+
+    /// A setting is given what the device says it is, if the command behind it tells.
+    ValueText harmlessValue(const DeviceCommand& command) const {
+        const DeviceCommand* const next = findDeviceCommand(command.id + 1);
+        if (!command.takesValue() || !next || next->takesValue() ||
+            std::string(next->resultType) != command.parameterType)
+            return command.neutral();
+        const CommandAnswer present = next->send(_device, next->id, std::nullopt);
+        return present.wroteValue ? ValueText(asParameter(present)) : command.neutral();
+    }
+
+    NUV::PluginDeviceBase& _device;
+    std::vector<CommandReportRow>& _rows;
+    const std::vector<std::uint32_t>& _kinds;
+    Column _column;
+};
+
+std::string cell(const Status& status) {
+    if (!status) return "not sent";
+    char text[40];
+    platform_format(text, sizeof text, "(%d, %d)", static_cast<int>(status->code), static_cast<int>(status->valid));
+    return text;
+}
+
+void printPeople(const std::vector<CommandReportRow>& rows, std::ostream& stream) {
+    const char* const format = "%-5s %-31s %-31s %-31s %-9s %s\n";
+    char line[200];
+    platform_format(line, sizeof line, format, "id", "operation", "parameter", "result", "closed", "opened");
+    stream << line;
+    for (const CommandReportRow& row : rows) {
+        platform_format(line, sizeof line, format, std::to_string(row.id).c_str(),
+                        row.command ? row.command->operation : "unknown",
+                        row.command ? row.command->parameterType : "-", row.command ? row.command->resultType : "-",
+                        cell(row.closed).c_str(), cell(row.opened).c_str());
+        stream << line;
+    }
+    stream << rows.size() << " commands" << std::endl;
+}
+
+void printJson(const std::string& module, const std::vector<CommandReportRow>& rows, std::ostream& stream) {
+    using Json = nlohmann::ordered_json;
+    Json object;
+    object["schema"] = kJsonSchema;
+    object["module"] = module;
+    Json& list = object["commands"] = Json::array();
+    for (const CommandReportRow& row : rows) {
+        Json& entry = list.emplace_back();
+        entry["id"] = row.id;
+        entry["operation"] = row.command ? Json(row.command->operation) : nullptr;
+        entry["parameter"] = row.command ? Json(row.command->parameterType) : nullptr;
+        entry["result"] = row.command ? Json(row.command->resultType) : nullptr;
+        entry["closed_code"] = row.closed ? Json(row.closed->code) : nullptr;
+        entry["closed_valid"] = row.closed ? Json(row.closed->valid) : nullptr;
+        entry["opened_code"] = row.opened ? Json(row.opened->code) : nullptr;
+        entry["opened_valid"] = row.opened ? Json(row.opened->valid) : nullptr;
+    }
+    stream << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+}
+
+}  // namespace
+
+std::vector<CommandReportRow> askEveryCommand(NUV::PluginDeviceBase& device, const std::vector<std::uint32_t>& kinds) {
+    std::vector<CommandReportRow> rows;
+    for (const auto& entry : device.commandMap())
+        rows.push_back({entry.first, findDeviceCommand(entry.first), std::nullopt, std::nullopt});
+
+    Asking closed(device, rows, kinds, [](CommandReportRow& row) -> Status& { return row.closed; });
+    closed.askAllButAcquisition();
+    for (const std::int32_t id : {kGrab, kStop, kFreeze, kOpen}) closed.ask(id);
+    const bool open = std::any_of(rows.begin(), rows.end(), [](const CommandReportRow& row) {
+        return row.id == kOpen && row.closed == NUV::kDone;
+    });
+    if (!open) return rows;
+
+    Asking opened(device, rows, kinds, [](CommandReportRow& row) -> Status& { return row.opened; });
+    opened.askAllButAcquisition();
+    // Stop and freeze are each asked while images are grabbed; opening again then brings the defaults back.
+    for (const std::int32_t id : {kGrab, kStop, kGrab, kFreeze, kOpen}) opened.ask(id);
+    return rows;
+}
+
+int showCommands(PluginLibrary& library, bool json, std::ostream& data, std::ostream& people) {
+    const auto records = library.enumerate();
+    NUV::PluginDeviceBase* device = library.device(0);
+    if (!device) {
+        people << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+        return kExitFailed;
+    }
+    std::vector<std::uint32_t> kinds;
+    for (const PluginDeviceRecord& record : records) {
+        if (record.deviceId == device->deviceId()) kinds.push_back(record.interfaceKind);
+    }
+    const auto rows = askEveryCommand(*device, kinds);
+    if (json) {
+        printJson(library.path(), rows, data);
+    } else {
+        printPeople(rows, people);
+    }
+    const bool opened =
+        std::any_of(rows.begin(), rows.end(), [](const CommandReportRow& row) { return row.opened.has_value(); });
+    if (!opened) people << "dorven-host: the device could not be opened with its defaults" << std::endl;
+    return opened ? kExitDone : kExitFailed;
+}
+
+}  // namespace host
