@@ -13,6 +13,8 @@ packages=(
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64
     # counting system calls
     strace
+    # models
+    spin
     # lint
     clang-format clang-tidy
     # tests: the tables of virtual operations as other compilers lay them out, and each header alone

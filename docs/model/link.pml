@@ -2,31 +2,32 @@
  * side 0 answers, as the simulator and the camera do.
  *
  * Memory m is written by side m and read by the other one. It exists as long as somebody holds it; the marks and the
- * message in it survive the death of one holder. Event m wakes the reader of memory m and keeps one signal.
+ * frame in it survive the death of one holder. Event m wakes the reader of memory m and keeps one signal.
  *
- * What may happen besides, each only so many times: a process is killed between any two stores and started again
- * (KILLS), a wait fails (FAILED_WAITS), the asker gives up early, so that the answer comes late (LATE).
+ * What may go wrong besides, each only so many times: a process is killed between any two stores and started again
+ * (KILLS), a wait fails (FAILED_WAITS), something takes so long that a wait runs out meanwhile, or meets the moment
+ * between a sender's two steps of laying a fifo (LATE).
  *
- * Claim, checked as "no run without progress" under weak fairness: once these are used up, asks are answered again and
- * again; from every state that can be reached.
+ * Claim, checked as "no run without progress" under weak fairness: once these are used up, requests are answered again
+ * and again; from every state that can be reached.
  *
- * Variants that must fail: -DNO_REATTACH, a receiver whose own mark was cleared does not attach again; -DNO_RENEW, the
- * asker does not lay its end of the link anew when it gets no answer; -DLONGEST=1, it never gives the other side more time than one wait.
+ * Each healing step of the messenger has a variant without it, which must fail: -DNO_REATTACH, -DNO_LOOK, -DNO_SEEK,
+ * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT. README.md tells what they find.
  */
 #ifndef KILLS
-#define KILLS 2
+#define KILLS 1
 #endif
 #ifndef FAILED_WAITS
-#define FAILED_WAITS 1
+#define FAILED_WAITS 0
 #endif
 #ifndef LATE
-#define LATE 1
+#define LATE 0
 #endif
-#define PATIENCE 4 /* passes of both loops after which a request counts as not answered although they are busy */
-#ifndef LONGEST
-#define LONGEST 4 /* the asker's patience before it lays its end anew grows up to so many waits of the other side */
-#endif
-#define IDS 3      /* message ids are 1 .. IDS, over and over; 0: none */
+#define IDS 3         /* message ids are 1 .. IDS, over and over; 0: none */
+#define PATIENCE 4    /* passes of both loops after which a request counts as not answered although they are busy */
+#define DEAF 3        /* passes of the other side without being heard, after which the asker leaves and comes back */
+#define UNANSWERED 2  /* requests in a row without an answer before the fifo is laid anew for the next one */
+#define ECHOES 3      /* frames of one id in a row that are answered */
 
 #define TIMEOUT 0
 #define SIGNALLED 1
@@ -42,29 +43,24 @@ bool event[2];
 
 /* of one process */
 bool kill[2];
-bool waits[2]; /* its loop waits for its event */
-byte hand[2]; /* id of the frame that is being handled */
-byte passes[2];
-byte quiet = 0; /* waits of side 0 that ran out since the last answer, or since the link was laid anew */
-byte tries = 0; /* likewise: asks without an answer; each takes about half as long as a wait */
-byte patience = 1;
+bool waits[2];  /* its loop waits for its event */
+byte passes[2]; /* of its loop, since the last request */
+byte hand[2];   /* id of the frame that is being handled */
 byte current = 0; /* side 1: id of the request to be sent */
-bool asking = false; /* its owner waits for the answer */
+bool asking = false;
 bool answered = false;
+bool failed = false; /* the link was found down while the request was pending */
+byte deaf = 0; /* side 1: 0 heard; else 1 + passes of side 0 since it could not be heard */
 bit lastRanOut = 0;
-bool renew = false;  /* the asker wants its end of the link laid anew */
 
 byte kills = 0, failedWaits = 0, late = 0;
 
-/* No frame of the request is anywhere: neither in a fifo nor being handled. */
-#define nowhere(id) (message[0] != id && message[1] != id && hand[0] != id && hand[1] != id)
-
-/* Time passes, it seems, only while there is nothing to do: waits last seconds, everything else microseconds. What
- * comes at another moment all the same, each such case counts as late. */
+/* Time passes only while there is nothing to do: waits last seconds, everything else microseconds. The two waits are
+ * equally long, so they run out by turns; the owner's is shorter than both, and it asks no more often than all settles. */
 #define quiescent (waits[0] && waits[1] && !event[0] && !event[1])
-/* The two waits are equally long, so they run out by turns; the owner's is shorter than both. */
-#define mayRunOut(own) (quiescent && lastRanOut != own && !givesUp)
-#define givesUp (asking && !answered && passes[0] >= 1 && passes[1] >= 1)
+#define givesUp (asking && !answered && (failed || (passes[0] >= 1 && passes[1] >= 1)))
+#define mayRunOut(own) (quiescent && lastRanOut != own && asking && !answered && !givesUp)
+#define nowhere(id) (message[0] != id && message[1] != id && hand[0] != id && hand[1] != id)
 
 #define writing(m) (senderHolds[m] && writerMark[m] && readerMark[m])   /* the sender's isConnected */
 #define reading(m) (receiverHolds[m] && writerMark[m] && readerMark[m]) /* the receiver's isConnected */
@@ -119,11 +115,7 @@ inline closeReceiver(m) {
 inline ranOut(m, status) {
     status = TIMEOUT;
     waits[1 - m] = false;
-    lastRanOut = 1 - m;
-    if
-    :: m == 1 && quiet < LONGEST -> quiet++
-    :: else -> skip
-    fi
+    lastRanOut = 1 - m
 }
 
 inline wait(m, status) {
@@ -171,41 +163,113 @@ inline receive(m, id) {
     }
 }
 
-inline established(own, peers, status) {
+inline look(own, peers) {
     if
-    :: status == TIMEOUT ->
-       if
-       :: writing(own) -> skip
-       :: else -> openSender(own)
-       fi
-    :: status == WAIT_FAILED -> closeReceiver(peers); closeSender(own)
-    :: status == WRITER_LEFT -> closeSender(own)
-    :: else -> skip
+    :: writing(own) -> skip
+    :: else -> openSender(own)
+    fi
+    /* The receiver is connected, or the wait has just tried. */
+}
+
+inline answer(own, id, lastId, echoes) {
+    d_step {
+        if
+        :: id == lastId -> skip
+        :: else -> lastId = id; echoes = 0
+        fi;
+        if
+        :: echoes <= ECHOES -> echoes++
+        :: else -> skip
+        fi
+    }
+    if
+#ifndef NO_ECHO_LIMIT
+    :: echoes > ECHOES -> skip
+#endif
+    :: else -> send(own, id)
     fi
 }
 
-/* The loops differ in what they do with a frame and in what they send by themselves. */
-inline pass(own, peers, status, lastSent) {
+/* Only the asking side, with a request that was not sent yet. */
+inline seek() {
+    if
+    :: !writing(1) -> deaf = 0; openSender(1)
+    :: writing(1) && deaf == 0 -> deaf = 1
+#ifndef NO_LEAVE
+    :: writing(1) && deaf > DEAF -> deaf = 0; closeSender(1)
+#endif
+    :: else -> skip
+    fi;
+    event[1] = true
+}
+
+inline request(lastSent, unanswered) {
+    lastSent = current;
+#ifndef NO_RELAY
+    if
+    :: unanswered >= UNANSWERED -> closeSender(1); openSender(1); unanswered = 0
+    :: else -> skip
+    fi;
+#endif
+    if
+    :: unanswered < UNANSWERED -> unanswered++
+    :: else -> skip
+    fi;
+    send(1, current)
+}
+
+/* One turn of the loop. */
+inline pass(own, peers, status, lastSent, lastId, echoes, unanswered) {
     wait(peers, status);
-    established(own, peers, status);
     if
     :: status == SIGNALLED ->
        receive(peers, hand[own]);
        if
-       :: hand[own] != 0 && hand[own] == lastSent -> answered = true
-       :: hand[own] != 0 && hand[own] != lastSent -> send(own, hand[own]) /* a request, it seems: answered */
+       :: hand[own] != 0 ->
+          unanswered = 0;
+          if
+          :: hand[own] == lastSent -> answered = true
+          :: else -> answer(own, hand[own], lastId, echoes)
+          fi
        :: else -> skip
        fi;
        if
-       :: own == 1 && current != lastSent -> send(own, current); lastSent = current
+       :: own == 1 && current != lastSent -> request(lastSent, unanswered)
+       :: else -> skip
+       fi;
+#ifndef NO_LOOK
+       look(own, peers);
+#endif
+       if
+       :: own == 1 -> deaf = 0
        :: else -> skip
        fi
-    :: else -> skip
+    :: status == TIMEOUT -> look(own, peers)
+    :: else ->
+       if
+       :: status == WAIT_FAILED -> closeReceiver(peers); closeSender(own)
+       :: status == WRITER_LEFT -> closeSender(own)
+       :: else -> skip
+       fi;
+       if
+#ifndef NO_SEEK
+       :: own == 1 && status == NOT_CONNECTED && current != lastSent -> seek()
+#endif
+       :: else -> skip
+       fi;
+       if
+       :: own == 1 -> failed = true
+       :: else -> skip
+       fi
     fi;
-    hand[own] = 0;
     d_step {
+        hand[own] = 0;
         if
         :: passes[own] < PATIENCE -> passes[own]++
+        :: else -> skip
+        fi;
+        if
+        :: own == 0 && deaf > 0 && deaf <= DEAF -> deaf++
         :: else -> skip
         fi
     }
@@ -223,79 +287,56 @@ inline died(own, peers) {
 }
 
 active proctype Answering() {
-    byte status, lastSent;
+    byte status, lastSent, lastId, echoes, unanswered;
 started:
     {
         openSender(0);
         openReceiver(1);
         do
-        :: pass(0, 1, status, lastSent)
+        :: pass(0, 1, status, lastSent, lastId, echoes, unanswered)
         od
     } unless { died(0, 1) };
-    status = 0; lastSent = 0;
+    d_step { status = 0; lastId = 0; echoes = 0; unanswered = 0 }
     goto started
 }
 
 active proctype Asking() {
-    byte status, lastSent;
+    byte status, lastSent, lastId, echoes, unanswered;
 started:
     {
         openSender(1);
         openReceiver(0);
         do
-        :: renew ->
-           closeReceiver(0);
-           closeSender(1);
-           event[1] = true; /* so that the other side looks, and sees that the writer has left */
-           passes[0] = 0;
-           waits[1] = true;
-           passes[0] >= 1; /* the other side has had the time to look */
-           waits[1] = false;
-           lastSent = 0;
-           openSender(1);
-           openReceiver(0);
-           quiet = 0;
-           tries = 0;
-           renew = false
-        :: else -> pass(1, 0, status, lastSent)
+        :: pass(1, 0, status, lastSent, lastId, echoes, unanswered)
         od
     } unless { died(1, 0) };
-    status = 0; lastSent = 0; renew = false;
+    d_step { status = 0; lastSent = 0; lastId = 0; echoes = 0; unanswered = 0; deaf = 0 }
     goto started
 }
 
+/* Asks again and again. */
 active proctype Owner() {
     do
     :: atomic {
+           quiescent || late < LATE ->
+           if
+           :: quiescent -> skip
+           :: else -> late++
+           fi;
            current = current % IDS + 1;
            answered = false;
+           failed = false;
            passes[0] = 0;
            passes[1] = 0;
            asking = true;
            event[0] = true; /* wakes the own loop */
            if
-           :: answered -> quiet = 0; tries = 0; patience = 1
+           :: answered -> skip
            :: givesUp && quiescent -> skip
            :: !answered && passes[0] >= PATIENCE && passes[1] >= PATIENCE && nowhere(current) -> skip
            :: !answered && late < LATE -> late++
            fi;
-           if
-           :: !answered && tries < 2 * LONGEST -> tries++
-           :: else -> skip
-           fi;
-           asking = false;
-#ifndef NO_RENEW
-           if
-           :: !answered && (quiet >= patience || tries >= 2 * patience) ->
-              renew = true;
-              !renew;
-              if
-              :: patience < LONGEST -> patience++
-              :: else -> skip
-              fi
-           :: else -> skip
-           fi
-#endif
+           asking = false
        }
        if
        :: answered ->
