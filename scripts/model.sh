@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks the models of docs/model: each claim holds, and each variant without a needed step fails. Takes about a minute.
+# Checks the models of docs/model: each claim holds, and each variant without a needed step fails. Takes one to two minutes.
 #
 #   scripts/model.sh          each fault alone
 #   scripts/model.sh more     two faults together, too: several minutes and some GB
@@ -60,7 +60,13 @@ holds link.pml progress -DKILLS=0
 holds link.pml progress -DKILLS=1
 holds link.pml progress -DKILLS=0 -DFAILED_WAITS=1
 holds link.pml progress -DKILLS=0 -DLATE=1
-for step in NO_REATTACH NO_LOOK NO_SEEK NO_LEAVE NO_RELAY NO_ECHO_LIMIT; do fails link.pml progress -D$step; done
+for fault in -DKILLS=1 "-DKILLS=0 -DFAILED_WAITS=1" "-DKILLS=0 -DLATE=1"; do
+    # shellcheck disable=SC2086
+    holds link.pml progress -DFOLLOWS_RULES_ALONE=1 $fault
+done
+for step in NO_REATTACH NO_SEEK NO_LEAVE NO_RELAY NO_ECHO_LIMIT; do fails link.pml progress -D$step; done
+fails link.pml progress -DNO_LOOK -DKILLS=0 -DFAILED_WAITS=1
+fails link.pml progress -DKNOCK_ALWAYS -DFOLLOWS_RULES_ALONE=1
 if [ "${1:-}" = more ]; then
     holds link.pml progress -DKILLS=2
     holds link.pml progress -DKILLS=1 -DFAILED_WAITS=1

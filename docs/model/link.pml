@@ -12,7 +12,8 @@
  * and again; from every state that can be reached.
  *
  * Each healing step of the messenger has a variant without it, which must fail: -DNO_REATTACH, -DNO_LOOK, -DNO_SEEK,
- * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT. README.md tells what they find.
+ * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT; and so must -DKNOCK_ALWAYS beside -DFOLLOWS_RULES_ALONE=1, a peer that takes none
+ * of the steps. README.md tells what they find.
  */
 #ifndef KILLS
 #define KILLS 1
@@ -23,7 +24,11 @@
 #ifndef LATE
 #define LATE 0
 #endif
+#ifndef FOLLOWS_RULES_ALONE
+#define FOLLOWS_RULES_ALONE 0 /* 1: side 0 looks after its ends on timeouts alone and answers every frame */
+#endif
 #define IDS 3         /* message ids are 1 .. IDS, over and over; 0: none */
+#define ASKS 2        /* requests within one wait */
 #define PATIENCE 4    /* passes of both loops after which a request counts as not answered although they are busy */
 #define DEAF 3        /* passes of the other side without being heard, after which the asker leaves and comes back */
 #define UNANSWERED 2  /* requests in a row without an answer before the fifo is laid anew for the next one */
@@ -51,15 +56,16 @@ bool asking = false;
 bool answered = false;
 bool failed = false; /* the link was found down while the request was pending */
 byte deaf = 0; /* side 1: 0 heard; else 1 + passes of side 0 since it could not be heard */
+byte asks = 0; /* since the other side's loop last turned */
 bit lastRanOut = 0;
 
 byte kills = 0, failedWaits = 0, late = 0;
 
 /* Time passes only while there is nothing to do: waits last seconds, everything else microseconds. The two waits are
- * equally long, so they run out by turns; the owner's is shorter than both, and it asks no more often than all settles. */
+ * equally long, so they run out by turns. The owner's is shorter than both: it asks up to ASKS times within one of them. */
 #define quiescent (waits[0] && waits[1] && !event[0] && !event[1])
 #define givesUp (asking && !answered && (failed || (passes[0] >= 1 && passes[1] >= 1)))
-#define mayRunOut(own) (quiescent && lastRanOut != own && asking && !answered && !givesUp)
+#define mayRunOut(own) (quiescent && lastRanOut != own && (asks >= ASKS || (asking && !answered && !givesUp)))
 #define nowhere(id) (message[0] != id && message[1] != id && hand[0] != id && hand[1] != id)
 
 #define writing(m) (senderHolds[m] && writerMark[m] && readerMark[m])   /* the sender's isConnected */
@@ -184,7 +190,7 @@ inline answer(own, id, lastId, echoes) {
     }
     if
 #ifndef NO_ECHO_LIMIT
-    :: echoes > ECHOES -> skip
+    :: echoes > ECHOES && !(FOLLOWS_RULES_ALONE && own == 0) -> echoes = 0 /* one frame ends a loop; then it counts anew */
 #endif
     :: else -> send(own, id)
     fi
@@ -193,29 +199,33 @@ inline answer(own, id, lastId, echoes) {
 /* Only the asking side, with a request that was not sent yet. */
 inline seek() {
     if
-    :: !writing(1) -> deaf = 0; openSender(1)
+    :: !writing(1) && senderHolds[1] -> deaf = 0
+    :: !writing(1) && !senderHolds[1] -> deaf = 0; openSender(1); event[1] = true
     :: writing(1) && deaf == 0 -> deaf = 1
 #ifndef NO_LEAVE
-    :: writing(1) && deaf > DEAF -> deaf = 0; closeSender(1)
+    :: writing(1) && deaf > DEAF -> deaf = 0; closeSender(1); event[1] = true
 #endif
     :: else -> skip
     fi;
+#ifdef KNOCK_ALWAYS
     event[1] = true
+#endif
 }
 
 inline request(lastSent, unanswered) {
     lastSent = current;
+    if
 #ifndef NO_RELAY
-    if
-    :: unanswered >= UNANSWERED -> closeSender(1); openSender(1); unanswered = 0
-    :: else -> skip
-    fi;
+    :: unanswered >= UNANSWERED && senderHolds[1] && message[1] != 0 ->
+       d_step { readerMark[1] = false; message[1] = 0; writerMark[1] = true; unanswered = 0; event[1] = true }
 #endif
-    if
-    :: unanswered < UNANSWERED -> unanswered++
-    :: else -> skip
-    fi;
-    send(1, current)
+    :: else ->
+       if
+       :: unanswered < UNANSWERED -> unanswered++
+       :: else -> skip
+       fi;
+       send(1, current)
+    fi
 }
 
 /* One turn of the loop. */
@@ -238,7 +248,10 @@ inline pass(own, peers, status, lastSent, lastId, echoes, unanswered) {
        :: else -> skip
        fi;
 #ifndef NO_LOOK
-       look(own, peers);
+       if
+       :: FOLLOWS_RULES_ALONE && own == 0 -> skip
+       :: else -> look(own, peers)
+       fi;
 #endif
        if
        :: own == 1 -> deaf = 0
@@ -269,7 +282,12 @@ inline pass(own, peers, status, lastSent, lastId, echoes, unanswered) {
         :: else -> skip
         fi;
         if
-        :: own == 0 && deaf > 0 && deaf <= DEAF -> deaf++
+        :: own == 0 ->
+           asks = 0;
+           if
+           :: deaf > 0 && deaf <= DEAF -> deaf++
+           :: else -> skip
+           fi
         :: else -> skip
         fi
     }
@@ -318,11 +336,12 @@ started:
 active proctype Owner() {
     do
     :: atomic {
-           quiescent || late < LATE ->
+           (quiescent && asks < ASKS) || late < LATE ->
            if
            :: quiescent -> skip
            :: else -> late++
            fi;
+           asks = (asks < ASKS -> asks + 1 : asks);
            current = current % IDS + 1;
            answered = false;
            failed = false;
