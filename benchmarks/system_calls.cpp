@@ -137,18 +137,17 @@ void readAll() {
 
 // ---- a grab without a simulator
 
-/// Marks each wait, and counts them. Waits for a simulator may be answered at once.
+/// Marks what lies from the begin of one wait to the begin of the next, and counts the waits. Waits for a simulator may
+/// be answered at once.
 class MarkedWaits : public MProcessEvent {
 public:
     MarkedWaits(const char* phase, bool skipsSimulator)
         : MProcessEvent(nullptr), _phase(phase), _skipsSimulator(skipsSimulator) {}
     int Wait(double seconds) override {
         if (_skipsSimulator && seconds >= kSimulatorWaitSeconds) return -1;
-        ++waits;
+        if (++waits > 1) mark("end", _phase);
         mark("begin", _phase);
-        const int status = MProcessEvent::Wait(seconds);
-        mark("end", _phase);
-        return status;
+        return MProcessEvent::Wait(seconds);
     }
     std::atomic<int> waits{0};
 

@@ -5,7 +5,11 @@
 #   scripts/bench.sh            all of it, some minutes
 #   scripts/bench.sh NAME …     only these, each a program bench_NAME: image_hand_over faked_frames …
 #
-# Peers are optional, and measured where they are installed. iceoryx: apt-get install libiceoryx-posh-dev iceoryx
+# Peers are optional, and measured where they are installed:
+#   image_hand_over beside iceoryx            apt-get install libiceoryx-posh-dev iceoryx
+#   base64 beside OpenSSL and GLib            apt-get install libssl-dev libglib2.0-dev
+#   ini_data beside GLib and SimpleIni        apt-get install libglib2.0-dev libsimpleini-dev
+#   file_access beside GLib                   apt-get install libglib2.0-dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,6 +26,10 @@ if [ ${#names[@]} -eq 0 ]; then
     done
     [[ " ${names[*]} " = *" iceoryx_hand_over "* ]] ||
         echo "bench: not beside iceoryx; for that: apt-get install libiceoryx-posh-dev iceoryx"
+    for name in base64 ini_data; do
+        [[ " ${names[*]} " = *" $name "* ]] ||
+            echo "bench: no $name without its peers: apt-get install libssl-dev libglib2.0-dev libsimpleini-dev"
+    done
 fi
 status=0
 for name in "${names[@]}"; do

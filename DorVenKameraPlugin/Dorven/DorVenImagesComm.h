@@ -32,9 +32,8 @@ public:
     virtual ImagesMessage handle(const ImagesMessage& request);
 
     /// Asks the peer; one caller at a time. Blocks as IPMessenger::send does.
-    /// @return The answer; all zero when the messenger is gone or nobody answered in time. Use this copy: an answer
-    /// that
-    ///         comes late is still written to responseData.
+    /// @return The answer; all zero when the messenger is gone or nobody answered in time. Use this copy: a late answer
+    ///         is still written to responseData.
     virtual ImagesMessage ask(const ImagesMessage& request);
 
 private:

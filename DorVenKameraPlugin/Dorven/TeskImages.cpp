@@ -42,17 +42,22 @@ bool isThisThread(const std::shared_ptr<std::thread>& thread) {
 TeskImages::TeskImages() : TeskImages(std::make_shared<MProcessEvent>(kEventName)) {}
 
 TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread)
-    : _imageMemory(std::make_shared<NUV::IMAGEMEMORY>()),
-      _smartTemperature(std::make_shared<NUV::SmartMetaDataDouble>(kTemperatureC)),
+    : TeskImages(std::move(imageEvent), std::move(startThread), std::make_shared<NUV::IMAGEMEMORY>(),
+                 std::make_shared<NUV::SmartMetaDataDouble>(kTemperatureC)) {}
+
+TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
+                       std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)
+    : _imageMemory(std::move(record)),
+      _smartTemperature(std::move(temperature)),
       _pixelSize{kPixelSizeUm, kPixelSizeUm},
       _frameRate(kDefaultFrameRate),
       _imageEvent(std::move(imageEvent)),
       _callback{nullptr, nullptr},
       _startThread(startThread ? std::move(startThread) : startStandardThread) {
-    initImageMemory();
-    M_ASSERT(_imageMemory, "_imageMemory", "invalid image memory");
-    M_ASSERT(_smartTemperature, "_smartTemperature", "invalid temperature");
-    _imageMemory->metaData.emplace(NUV::SMARTMETADATAKEY::temperature, _smartTemperature);
+    const bool recorded = M_ASSERT(_imageMemory, "_imageMemory", "invalid image memory");
+    const bool measured = M_ASSERT(_smartTemperature, "_smartTemperature", "invalid temperature");
+    if (recorded) initImageMemory();
+    if (recorded && measured) _imageMemory->metaData.emplace(NUV::SMARTMETADATAKEY::temperature, _smartTemperature);
     // Last of all: its thread answers from this object at once.
     _comm = TeskImagesComm::create(this);
     _messenger = IPMessenger::create(_comm);
@@ -60,10 +65,10 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
 
 TeskImages::~TeskImages() {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::~TeskImages");
-    if (isRunning()) stopImageThread();
-    joinLeavingThreads();
+    refuseGrabs();
+    stopImageThread();
     // What is left is this thread: destroyed by its own callback, it touches nothing of this object any more.
-    for (const auto& thread : _leaving) thread->detach();
+    for (const Worker& worker : _leaving) worker.thread->detach();
     _messenger.reset();  // first of the members: its thread may still be answering from the others
 }
 
@@ -162,10 +167,28 @@ bool TeskImages::isRunning() const {
     return _thread != nullptr;
 }
 
+bool TeskImages::calledByCallback() const {
+    const std::lock_guard lock(_threadMutex);
+    return isThisThread(_thread) || std::any_of(_leaving.begin(), _leaving.end(),
+                                                [](const Worker& worker) { return isThisThread(worker.thread); });
+}
+
+void TeskImages::end() {
+    refuseGrabs();
+    if (isRunning()) freeze();
+    joinLeavingThreads();
+}
+
+void TeskImages::refuseGrabs() {
+    const std::lock_guard lock(_threadMutex);
+    _ended = true;
+}
+
 bool TeskImages::startImageThread() {
     joinLeavingThreads();
     const std::lock_guard lock(_threadMutex);  // so that a callback that stops the new thread finds it noted
-    if (_thread) return true;                  // another thread was quicker: its grab goes on
+    if (_ended) return false;
+    if (_thread) return true;  // another thread was quicker: its grab goes on
     auto run = std::make_shared<Run>(_run);
     auto thread = _startThread([this, run] {
         if (run->waitForTurn()) imageThread(*run);
@@ -182,36 +205,63 @@ bool TeskImages::startImageThread() {
 }
 
 bool TeskImages::stopImageThread() {
-    std::unique_lock lock(_threadMutex);
-    const auto thread = std::exchange(_thread, nullptr);
-    const auto run = _run;
-    if (!thread) {
-        M_ERRLOG("%s() : thread is not running.", "kest::dorven::TeskImages::stopImageThread");
-        return false;
+    bool found = false;
+    bool ended = false;
+    std::shared_ptr<Run> other;
+    {
+        const std::lock_guard lock(_threadMutex);
+        ended = _ended;
+        found = _thread != nullptr;
+        if (found) other = tellThreadToEnd();
     }
-    run->running = false;
-    if (isThisThread(thread)) {
-        // Called by the callback: a thread cannot wait for itself. It ends when the callback returns.
-        run->left = true;
-        _leaving.push_back(thread);
-        return true;
-    }
-    lock.unlock();
-    do {
-        _imageEvent->Notify();
-    } while (!run->waitForEnd(kNotifyAgain));
-    thread->join();
-    return true;
+    if (other) wakeUntilEnded(*other);
+    joinLeavingThreads();
+    if (found || ended) return true;
+    M_ERRLOG("%s() : thread is not running.", "kest::dorven::TeskImages::stopImageThread");
+    return false;
 }
 
-/// Waits for the threads that were stopped by their own callback; the calling one stays noted.
+/// Notes the running thread as one that leaves. Called with the lock.
+/// @return Its run, to wait for; null when it is the calling thread: one cannot wait for oneself, and this one ends
+/// when
+///         its callback returns.
+std::shared_ptr<TeskImages::Run> TeskImages::tellThreadToEnd() {
+    _leaving.push_back({_thread, _run});
+    _thread = nullptr;
+    _run->stop();
+    if (!isThisThread(_leaving.back().thread)) return _run;
+    _run->left = true;
+    return nullptr;
+}
+
+void TeskImages::wakeUntilEnded(Run& run) {
+    do {
+        // A signal for a run that never waits would stay, and the next grab would take it for the simulator's.
+        if (run.hadItsTurn()) _imageEvent->Notify();
+    } while (!run.waitForEnd(kNotifyAgain));
+}
+
+/// Waits for the threads that were told to end; the calling one, which cannot wait for itself, stays noted. A callback
+/// waits for none but those that ended before it began or wait behind it, and so for no other callback.
 void TeskImages::joinLeavingThreads() {
-    std::unique_lock lock(_threadMutex);
-    const auto others = std::partition(_leaving.begin(), _leaving.end(), isThisThread);
-    const std::vector<std::shared_ptr<std::thread>> threads(others, _leaving.end());
-    _leaving.erase(others, _leaving.end());
-    lock.unlock();
-    for (const auto& thread : threads) thread->join();
+    std::vector<std::shared_ptr<Run>> runs;
+    {
+        const std::lock_guard lock(_threadMutex);
+        for (const Worker& worker : _leaving) {
+            if (!isThisThread(worker.thread)) runs.push_back(worker.run);
+        }
+    }
+    for (const auto& run : runs) run->waitForEnd();
+    // They stay noted as long as their callbacks may ask who they are.
+    std::vector<Worker> ended;
+    {
+        const std::lock_guard lock(_threadMutex);
+        const auto first = std::partition(_leaving.begin(), _leaving.end(),
+                                          [](const Worker& worker) { return !worker.run->hasEnded(); });
+        ended.assign(first, _leaving.end());
+        _leaving.erase(first, _leaving.end());
+    }
+    for (const Worker& worker : ended) worker.thread->join();
 }
 
 }  // namespace kest::dorven

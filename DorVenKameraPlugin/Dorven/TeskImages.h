@@ -19,7 +19,7 @@ class IPMessenger;
 class TeskImagesComm;
 
 /// Thread-safe but for the record, which is shared with the host without a lock. The callback runs on the worker
-/// thread, with no lock held, and may call any operation.
+/// thread, with no lock held, and may call any operation but end; it had better not destroy the source.
 struct TeskImages {
     /// With the system's event "DorVenImagesEvent", which the simulator signals.
     TeskImages();
@@ -32,7 +32,8 @@ struct TeskImages {
 
     // Virtual operations in the order of their slots. Each leaves its name in the trace.
 
-    /// Ends a worker thread that still runs; its owner had better call freeze.
+    /// Ends a worker thread that still runs, as end does; its owner had better call end. Destroyed by its own callback
+    /// it leaves a thread behind that nobody can wait for.
     virtual ~TeskImages();
 
     /// The record of the latest image.
@@ -49,12 +50,12 @@ struct TeskImages {
     /// Stores any rate; one that is not above 0 is reported. The pace of a running grab stays as it is.
     virtual double setFrameRate(const double& f);
 
-    /// Starts the worker thread, ending one that runs. False after an entry in the error log.
+    /// Starts the worker thread, ending one that runs. False after an entry in the error log, always so after end.
     /// @throws std::system_error  when the system has no thread left; nothing runs then.
     virtual bool grab();
 
-    /// Ends the worker thread: no callback runs after it returned, except when the callback itself calls it. False,
-    /// after entries in the error log, when none runs.
+    /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab, except when
+    /// the callback itself calls it. False, after entries in the error log, when none runs.
     virtual bool freeze();
 
     // ---- not virtual
@@ -66,25 +67,44 @@ struct TeskImages {
     ///                  are replaced meanwhile.
     void setCallback(void* context, NUV::ImageCallback function);
 
-    /// Whether a worker thread was started and not yet ended.
+    /// Whether a worker thread was started and not yet told to end.
     bool isRunning() const;
 
+    /// Whether the calling thread is a worker thread of this source: then it is inside the callback.
+    bool calledByCallback() const;
+
+    /// For the owner, before it lets go: freezes a grab that runs, and waits for every callback. From here on grab is
+    /// refused, and freeze finds nothing to report.
+    void end();
+
 protected:
+    /// With another record and temperature, for tests. Either may be null, which is reported.
+    TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread, std::shared_ptr<NUV::IMAGEMEMORY> record,
+               std::shared_ptr<NUV::SmartMetaDataDouble> temperature);
+
     std::shared_ptr<NUV::IMAGEMEMORY> _imageMemory;
     std::shared_ptr<NUV::SmartMetaDataDouble> _smartTemperature;
 
 private:
     struct Run;
+    struct Worker {
+        std::shared_ptr<std::thread> thread;
+        std::shared_ptr<Run> run;
+    };
 
     void initImageMemory();
+    void refuseGrabs();
     bool startImageThread();
     bool stopImageThread();
+    std::shared_ptr<Run> tellThreadToEnd();
+    void wakeUntilEnded(Run& run);
     void joinLeavingThreads();
 
     // On the worker thread, TeskImagesThread.cpp. After a callback they touch nothing of this object but when the run
     // was not left: the callback may have ended it, and this object with it.
     void imageThread(Run& run);
     void prepareRun(Run& run);
+    void sizeFakeImage(const Run& run, std::size_t size);
     void waiting(Run& run, bool signalled);
     void grabbing(Run& run, bool signalled);
     void faking(Run& run, bool signalled);
@@ -104,10 +124,11 @@ private:
     NUV::PluginInterfaceCallbackData _callback;
 
     ThreadStarter _startThread;
-    mutable std::mutex _threadMutex;                     // guards the three below; never held while a thread is joined
-    std::shared_ptr<std::thread> _thread;                // null: not running
-    std::shared_ptr<Run> _run;                           // of _thread, or of the grab before
-    std::vector<std::shared_ptr<std::thread>> _leaving;  // ended from inside their own callback, not yet joined
+    mutable std::mutex _threadMutex;       // guards the four below; never held while a thread is waited for
+    std::shared_ptr<std::thread> _thread;  // null: not running
+    std::shared_ptr<Run> _run;             // of _thread, or of the grab before
+    std::vector<Worker> _leaving;          // told to end, maybe still inside their callback
+    bool _ended = false;                   // no thread is started any more
 
     std::vector<unsigned char> _fakeImageMem;  // the worker thread's
 };

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <set>
+#include <exception>
+#include <filesystem>
+#include <map>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "errtrace.h"
@@ -45,12 +48,47 @@ std::vector<std::string_view> partsOf(const std::string& path) {
     return parts;
 }
 
-/// One spelling for the names of one file, as far as the text tells.
+/// One spelling for the names of one file, as far as the text tells. Behind a folder that is a link ".." leads
+/// elsewhere, so two files may share it.
 std::string plainForm(const std::string& path) {
     std::string plain;
     for (const std::string_view part : partsOf(path)) plain.append(part).append("/");
     return plain;
 }
+
+/// The library knows one separator on both systems.
+std::string withSlashes(std::string path) {
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
+}
+
+/// Whether two names of one plain form are one file's. Where that cannot be found out, as with a name in a code page
+/// that the library does not convert, the text decides: they are.
+bool isSameFile(const std::string& path, const std::string& other) {
+    if (path == other) return true;
+    try {
+        std::error_code error;
+        return std::filesystem::equivalent(withSlashes(path), withSlashes(other), error) || error;
+    } catch (const std::exception&) {
+        return true;
+    }
+}
+
+/// The files that were read, so that names that lead back to one of them do not lead on for ever.
+class VisitedFiles {
+public:
+    /// False when the file was there before.
+    bool insert(const std::string& path) {
+        std::vector<std::string>& sharing = _byPlainForm[plainForm(path)];
+        const auto isThisFile = [&](const std::string& other) { return isSameFile(path, other); };
+        if (std::any_of(sharing.begin(), sharing.end(), isThisFile)) return false;
+        sharing.push_back(path);
+        return true;
+    }
+
+private:
+    std::map<std::string, std::vector<std::string>> _byPlainForm;
+};
 
 /// The simulator may ask for size and format while they are being applied: it gets the value before or after.
 template <typename Number>
@@ -71,10 +109,10 @@ std::shared_ptr<MIniData> openIniFile(const char* path) {
     M_TRACE(4, "%s  - %s", kFunction, path ? path : "(nullptr)");
     if (!path) return nullptr;
     std::string current = path;
-    std::set<std::string> visited;
+    VisitedFiles visited;
     for (;;) {
         auto ini = std::make_shared<MIniData>(current.c_str());
-        if (!ini->IsOpen() || !visited.insert(plainForm(current)).second) {
+        if (!ini->IsOpen() || !visited.insert(current)) {
             M_ERRLOG("%s  - could not open camera config file: %s", kFunction, current.c_str());
             return nullptr;
         }

@@ -1,11 +1,14 @@
 #include "TeskImagesFifo.h"
 
 #include <atomic>
+#include <thread>
+#include <utility>
 
 #include "errtrace.h"
 #include "massert.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
+#include "platform.h"
 
 namespace kest::dorven {
 namespace {
@@ -23,45 +26,67 @@ LineFifoHeader& headerOf(const ImageFifo& fifo) { return *static_cast<LineFifoHe
 /// A field as %Iu takes it.
 std::size_t shown(std::uint64_t field) { return static_cast<std::size_t>(field); }
 
+/// Bytes of the memory that can be touched.
+std::size_t mappedBytes(const void* memory) {
+    const std::size_t size = MSharedMem_GetSize(memory);
+    return size == static_cast<std::size_t>(-1) ? 0 : size;
+}
+
+/// Whether there is room for a header, before anything of it is touched.
+bool holdsHeader(const void* memory) {
+    const std::size_t size = mappedBytes(memory);
+    if (size >= sizeof(LineFifoHeader)) return true;
+    M_ERRLOG("image fifo is inconsistent: %Iu bytes are too few for its header", size);
+    return false;
+}
+
+/// A writer that lays the ring anew stores the new geometry first and takes the reader's mark away straight after. So
+/// what looks wrong is looked at again, with time for a writer that is between the two: without the mark, all is well.
+bool isLaidAnew(const ImageFifo& fifo) {
+    constexpr int kLooks = 1000;  // some microseconds
+    for (int look = 0; look < kLooks; ++look) {
+        if (!MMemLineFifo_IsReaderAttached(fifo.memory)) return true;
+    }
+    std::this_thread::yield();
+    return !MMemLineFifo_IsReaderAttached(fifo.memory);
+}
+
 /// Reads the ring's geometry once and checks it against the memory that is really there.
 void takeGeometry(ImageFifo& fifo) {
-    const std::size_t size = MSharedMem_GetSize(fifo.memory);
-    const std::size_t mapped = size == static_cast<std::size_t>(-1) ? 0 : size;
-    if (mapped < sizeof(LineFifoHeader)) {
-        fifo.readable = false;
-        M_ERRLOG("image fifo is inconsistent: %Iu bytes are too few for its header", mapped);
-        return;
-    }
+    const std::size_t mapped = mappedBytes(fifo.memory);
     fifo.lineLength = load(headerOf(fifo).lineLength);
     fifo.slotCount = load(headerOf(fifo).slotCount);
     if (fifo.slotCount == 0) return;  // not laid yet
     // Divided, not multiplied: the product of two foreign numbers may wrap.
-    if (fifo.lineLength > (mapped - sizeof(LineFifoHeader)) / fifo.slotCount) {
-        fifo.readable = false;
+    const bool fits = fifo.lineLength <= (mapped - sizeof(LineFifoHeader)) / fifo.slotCount;
+    fifo.readable = fits && fifo.lineLength >= sizeof(ImageLineHeader);
+    if (fifo.readable || isLaidAnew(fifo)) return;
+    if (!fits) {
         M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", shown(fifo.slotCount),
                  shown(fifo.lineLength), mapped);
-    } else if (fifo.lineLength < sizeof(ImageLineHeader)) {
-        fifo.readable = false;
+    } else {
         M_ERRLOG("image fifo is inconsistent: slots of %Iu bytes are too short for the header of an image",
                  shown(fifo.lineLength));
     }
 }
 
 /// Whether the ring still has the geometry that was taken, and indices that are possible in it: then the line at the
-/// read index lies inside the mapping, and the reading comes to an end. Reports once what it is not.
+/// read index lies inside the mapping. Reports once what it is not.
 bool isSound(ImageFifo& fifo, std::uint64_t readIndex, std::uint64_t writeIndex) {
     const std::uint64_t lineLength = load(headerOf(fifo).lineLength);
     const std::uint64_t slotCount = load(headerOf(fifo).slotCount);
-    if (lineLength != fifo.lineLength || slotCount != fifo.slotCount) {
-        fifo.readable = false;
+    const bool sameGeometry = lineLength == fifo.lineLength && slotCount == fifo.slotCount;
+    if (sameGeometry && readIndex < slotCount && writeIndex < slotCount) return true;
+    if (isLaidAnew(fifo)) return false;
+    fifo.readable = false;
+    if (!sameGeometry) {
         M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes have become %Iu slots of %Iu bytes",
                  shown(fifo.slotCount), shown(fifo.lineLength), shown(slotCount), shown(lineLength));
-    } else if (readIndex >= slotCount || writeIndex >= slotCount) {
-        fifo.readable = false;
+    } else {
         M_ERRLOG("image fifo is inconsistent: read index %Iu and write index %Iu in %Iu slots", shown(readIndex),
                  shown(writeIndex), shown(slotCount));
     }
-    return fifo.readable;
+    return false;
 }
 
 }  // namespace
@@ -72,6 +97,10 @@ ImageFifo openImageFifo() {
     fifo.memory = MSharedMem_Link(kMemoryName);
     if (!fifo) {
         M_ERRLOG("could not link shared mem for image fifo: %s", kMemoryName);
+        return {};
+    }
+    if (!holdsHeader(fifo.memory)) {
+        MSharedMem_Unlink(fifo.memory);
         return {};
     }
     if (!MMemLineFifo_Link(fifo.memory)) {
@@ -102,13 +131,22 @@ const unsigned char* frontLine(ImageFifo& fifo) {
     // Pairs with the release in MMemLineFifo_PutLine: once the index is seen, the line's bytes are visible.
     const std::uint64_t writeIndex = load(headerOf(fifo).writeIndex, std::memory_order_acquire);
     if (readIndex == writeIndex || !isSound(fifo, readIndex, writeIndex)) return nullptr;
+    fifo.front = readIndex;
     return static_cast<const unsigned char*>(fifo.memory) + sizeof(LineFifoHeader) + readIndex * fifo.lineLength;
 }
 
-void popLine(const ImageFifo& fifo) {
+void popLine(ImageFifo& fifo) {
+    const auto front = std::exchange(fifo.front, std::nullopt);
     // A writer that laid the ring anew while the host looked at the line has taken the reader's mark away: the line is
     // gone with the old ring, and the new one's read index must stay as it is.
-    if (MMemLineFifo_IsReaderAttached(fifo.memory)) MMemLineFifo_ReleaseLine(fifo.memory);
+    if (!front || !MMemLineFifo_IsReaderAttached(fifo.memory)) return;
+    if (load(headerOf(fifo).writeIndex) == *front) return;
+    // What MMemLineFifo_ReleaseLine does, but from the slot that was handed out and the slot count that was checked,
+    // and only while the ring still stands at that slot.
+    std::uint64_t expected = *front;
+    const std::uint64_t next = (expected + 1) % fifo.slotCount;
+    fullBarrier();
+    std::atomic_ref(headerOf(fifo).readIndex).compare_exchange_strong(expected, next, std::memory_order_release);
 }
 
 }  // namespace kest::dorven

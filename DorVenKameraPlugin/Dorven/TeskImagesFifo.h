@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <type_traits>
 
 namespace kest::dorven {
@@ -19,9 +20,10 @@ static_assert(std::is_trivially_copyable_v<ImageLineHeader> && sizeof(ImageLineH
 /// An attached ring, or none. The geometry is read once, at attach, and checked against the mapped size; everything
 /// that the other process stores later is checked against it, so that no line outside the mapping is ever handed out.
 struct ImageFifo {
-    void* memory = nullptr;        // null: none
-    std::uint64_t lineLength = 0;  // bytes per line
-    std::uint64_t slotCount = 0;   // slots in the ring; 0 while no writer has laid it
+    void* memory = nullptr;              // null: none
+    std::uint64_t lineLength = 0;        // bytes per line
+    std::uint64_t slotCount = 0;         // slots in the ring; 0 while no writer has laid it
+    std::optional<std::uint64_t> front;  // slot of the line that frontLine handed out and popLine has not given back
     bool readable = true;        // false once it proved inconsistent: no line is taken from it until it is opened anew
     bool shortLineTold = false;  // a line shorter than the image was traced already
 
@@ -29,7 +31,7 @@ struct ImageFifo {
 };
 
 /// Links the memory "DorVenImages" and attaches to its ring as the reader. None, after one entry in the error log, when
-/// there is no memory or the ring has a reader.
+/// there is no memory, it is too small for a header, or the ring has a reader.
 ImageFifo openImageFifo();
 
 /// Detaches from an open ring and gives the memory back; the fifo is none then. Nothing for none.
@@ -39,7 +41,8 @@ void closeImageFifo(ImageFifo& fifo);
 /// inconsistent, which is said once in the error log.
 const unsigned char* frontLine(ImageFifo& fifo);
 
-/// Gives the front line's slot back to the simulator.
-void popLine(const ImageFifo& fifo);
+/// Gives the front line's slot back to the simulator; nothing when no line was taken since, or when the ring is no more
+/// the one that the line was taken from: laid anew, emptied, or at another read index.
+void popLine(ImageFifo& fifo);
 
 }  // namespace kest::dorven

@@ -18,10 +18,14 @@ namespace kest::dorven {
 struct TeskImages::Run {
     enum class State { waiting, grabbing, faking };
 
-    /// @param former  The grab before, or null.
-    explicit Run(std::shared_ptr<Run> former) : _former(std::move(former)) {}
+    /// @param former  The grab before, or null. One that has ended leaves those before it to wait for.
+    explicit Run(std::shared_ptr<Run> former) {
+        while (former && former->hasEnded()) former = former->_former;
+        _former = std::move(former);
+        _began = !_former;
+    }
 
-    std::atomic<bool> running{true};  // cleared by whoever stops the grab
+    std::atomic<bool> running{true};  // cleared by stop
 
     // ---- the worker thread's alone
 
@@ -38,17 +42,29 @@ struct TeskImages::Run {
         return fifo ? State::grabbing : State::waiting;
     }
 
-    // ---- the thread's end
+    // ---- the thread's turn and its end
+
+    /// Ends the grab; one that had no turn yet never gets it.
+    void stop() {
+        const std::lock_guard lock(_mutex);
+        running = false;
+    }
+
+    /// Whether it waits for the event, or soon will. After stop the answer stays.
+    bool hadItsTurn() {
+        const std::lock_guard lock(_mutex);
+        return _began;
+    }
 
     /// Waits on the new thread for the end of the grab before, which may still be inside its callback. One that was
     /// stopped before its own turn leaves the grab before it to wait for, so that no two ever work at once.
     /// @return False when this grab was stopped meanwhile.
     bool waitForTurn() {
-        while (running) {
-            if (!_former) return true;
+        while (!takeTurn()) {
+            if (!running) return false;
             if (_former->waitForEnd(std::chrono::milliseconds(10))) _former = std::exchange(_former->_former, nullptr);
         }
-        return false;
+        return true;
     }
 
     void announceEnd() {
@@ -63,10 +79,27 @@ struct TeskImages::Run {
         return _endedChanged.wait_for(lock, limit, [this] { return _ended; });
     }
 
+    void waitForEnd() {
+        std::unique_lock lock(_mutex);
+        _endedChanged.wait(lock, [this] { return _ended; });
+    }
+
+    bool hasEnded() {
+        const std::lock_guard lock(_mutex);
+        return _ended;
+    }
+
 private:
+    bool takeTurn() {
+        const std::lock_guard lock(_mutex);
+        if (!_began) _began = running && !_former;
+        return _began;
+    }
+
     std::shared_ptr<Run> _former;  // not yet known to have ended; this thread's, after its end the next one's
     std::mutex _mutex;
     std::condition_variable _endedChanged;
+    bool _began = false;
     bool _ended = false;
 };
 

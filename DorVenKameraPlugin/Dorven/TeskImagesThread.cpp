@@ -7,11 +7,15 @@
 //   faking    frame period  open the ring, read all images,  fake one image
 //                           go to grabbing
 //
-// Time comes in through the event's waits alone.
+// Time comes in through the event's waits; only after one that failed at once does the thread rest for a millisecond.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <limits>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -31,6 +35,10 @@ constexpr double kSignalTimeoutS = 2.0;   // of a wait for the simulator
 constexpr int kMissesBeforeFaking = 10;   // the next one in a row begins faking
 constexpr unsigned char kFakeGrey = 10;   // level of a fresh fake image
 constexpr double kLowestPacedRate = 1.0;  // frames per second; at or below it is reported
+
+// A size beyond this is a mistake in the configuration, and no reason to take the machine's memory.
+constexpr std::uint64_t kLargestFakeImage = 1ull << 32;
+constexpr std::size_t kFillPortion = 1u << 23;  // bytes filled between two looks at whether the grab was stopped
 
 // What a wait answers.
 constexpr int kSignalled = 1;
@@ -73,8 +81,9 @@ void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
 std::uint64_t microseconds(double seconds) {
     constexpr double kTwoTo63 = 9223372036854775808.0;
     const double value = seconds * 1e6;
-    if (!(value >= -kTwoTo63 && value < kTwoTo63)) return 0;
-    return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
+    if (value >= 0.0 && value < 2 * kTwoTo63) return static_cast<std::uint64_t>(value);
+    if (value >= -kTwoTo63 && value < 0.0) return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
+    return 0;
 }
 
 void TeskImages::imageThread(Run& run) {
@@ -108,15 +117,36 @@ void TeskImages::prepareRun(Run& run) {
     const bool recorded = M_ASSERT(_imageMemory, "_imageMemory", "image memory not initialized");
     M_ASSERT(_frameRate > kLowestPacedRate, "_frameRate > 1.0", "frame rate not initialized");
     run.periodS = 1.0 / _frameRate;
+    if (std::isnan(run.periodS)) run.periodS = std::numeric_limits<double>::infinity();  // no pace, as with a rate of 0
     if (!recorded) return;
     const std::uint64_t size = imageBytes(*_imageMemory);
     try {
-        _fakeImageMem.resize(size, kFakeGrey);  // bytes of an earlier grab stay as they are
+        if (size > kLargestFakeImage) throw std::length_error("more than " + std::to_string(kLargestFakeImage));
+        sizeFakeImage(run, size);
     } catch (const std::exception& error) {
         _fakeImageMem.clear();
         M_ERRLOG("%s() : no fake image of %Iu bytes: %s", "kest::dorven::TeskImages::imageThread",
                  static_cast<std::size_t>(size), error.what());
     }
+}
+
+/// Bytes of an earlier grab stay as they are, new ones are grey. A grab that is stopped meanwhile leaves the image as
+/// it was: filling a large one takes seconds, and nothing will be faked from it.
+void TeskImages::sizeFakeImage(const Run& run, std::size_t size) {
+    if (size <= _fakeImageMem.size()) return _fakeImageMem.resize(size);
+    std::vector<unsigned char> grown;
+    grown.reserve(size);
+    while (grown.size() < size) {
+        if (!run.running) return;
+        const std::size_t begin = grown.size();
+        const std::size_t end = std::min(size, begin + kFillPortion);
+        const auto former = [&](std::size_t index) {
+            return _fakeImageMem.begin() + static_cast<std::ptrdiff_t>(std::min(index, _fakeImageMem.size()));
+        };
+        grown.insert(grown.end(), former(begin), former(end));
+        grown.resize(end, kFakeGrey);
+    }
+    _fakeImageMem = std::move(grown);
 }
 
 void TeskImages::waiting(Run& run, bool signalled) {

@@ -13,9 +13,12 @@ struct TeskImages;
 
 namespace NUV {
 
-/// Operations that need the image source report a failed assertion and answer (-4, 0) until openImageDevice was called.
-/// What the host was given by address (bitmap description, image memory, caps) is the source's and goes with the next
-/// openImageDevice.
+/// Operations that need the image source report a failed assertion and answer (-4, 0) until openImageDevice has
+/// succeeded. What the host was given by address: the image memory and the caps are the source's and go with the next
+/// openImageDevice, also with one that fails; the bitmap description is the device's and goes with the next that
+/// succeeds.
+///
+/// The callback may send any command to its own device but openImageDevice, and must not destroy it.
 class DorVenPlugin : public PluginDeviceBase {
 public:
     /// Makes the image source that openImageDevice opens; what it makes may be null.
@@ -26,12 +29,13 @@ public:
     /// With another source than the system's, for tests.
     DorVenPlugin(const std::string& moduleFolder, SourceFactory createSource);
 
-    /// Stops acquisition; no callback runs any more, but the one that destroys the device itself.
+    /// Stops acquisition; no callback runs any more, but one that destroys the device itself, which it must not.
     ~DorVenPlugin() override;
 
     // ---- image
 
     bool imageSupported() override { return true; }
+    /// Refused, with an entry in the error log and nothing touched, inside the device's own callback.
     PluginCallStatus openImageDevice(const char* path, const tagBITMAPINFO** bitmap) override;
     PluginCallStatus grab() override;
     PluginCallStatus stop() override;
@@ -77,6 +81,7 @@ protected:
     void useSource(std::shared_ptr<kest::dorven::TeskImages> source);
 
 private:
+    /// Throws nothing.
     void letGoOfSource();
 
     std::shared_ptr<kest::dorven::TeskImages> _teskImages;  // empty until opened

@@ -24,7 +24,7 @@ std::shared_ptr<IPMessageReceiver> IPMessageReceiver::create(const std::string& 
 
 std::shared_ptr<IPMessageReceiver> IPMessageReceiver::create(const std::string& id, std::size_t size,
                                                              std::shared_ptr<MEvent> event) {
-    const std::shared_ptr<IPMessageReceiver> receiver(new IPMessageReceiver(id, size, std::move(event)));
+    std::shared_ptr<IPMessageReceiver> receiver(new IPMessageReceiver(id, size, std::move(event)));
     receiver->open();
     return receiver;
 }
@@ -86,7 +86,9 @@ int IPMessageReceiver::wait(const double& timeoutSeconds) {
         return 2;
     }
     if (!isConnected()) {
-        if (hasLostItsMark()) close();
+        // Trace "fifo laid anew". The memory is let go of without a look at the mark, which may be another reader's
+        // now.
+        if (hasLostItsMark()) detach();
         open();
         if (!isConnected()) return 3;
     }

@@ -33,7 +33,7 @@ std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, 
 
 std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, std::size_t size,
                                                          std::shared_ptr<MEvent> event) {
-    const std::shared_ptr<IPMessageSender> sender(new IPMessageSender(id, size, std::move(event)));
+    std::shared_ptr<IPMessageSender> sender(new IPMessageSender(id, size, std::move(event)));
     sender->open();
     return sender;
 }
@@ -43,6 +43,7 @@ IPMessageSender::~IPMessageSender() { IPMessageSender::close(); }
 void IPMessageSender::open() {
     // Another sender of this id has closed and taken the mark with it: without one nothing can be written any more.
     if (_mem && !MMemFifo_IsWriterAttached(_mem)) close();
+    if (!isSound()) layAnew();
     if (_mem) return;
     const std::string name = memoryName();
     const std::size_t size = memorySize();
@@ -77,15 +78,25 @@ void IPMessageSender::write(const void* bytes, const std::size_t& size) {
     M_ASSERT(MMemFifo_IsWriterAttached(_mem), "MMemFifo_IsWriterAttached( _mem )", "fifo has no writer attached: %s",
              name.c_str());
     const int s = fits ? MMemFifo_Write(_mem, bytes, size, _mappedSize) : 0;
-    M_ASSERT(s == 1, "s == 1", "message fifo %s overrun", name.c_str());
+    if (!M_ASSERT(s == 1, "s == 1", "message fifo %s overrun", name.c_str())) _refused = true;
 }
 
 void IPMessageSender::notify() {
+    _refused = false;
     if (_event) _event->Notify();
 }
 
 std::string IPMessageSender::eventName() { return eventNameOf(_id); }
 
 std::string IPMessageSender::memoryName() { return memoryNameOf(_id); }
+
+void IPMessageSender::layAnew() {
+    if (_mem) MMemFifo_Create(_mem, _size);
+}
+
+bool IPMessageSender::isSound() const {
+    // Nobody but the writer stores the ring's size, so another one is damage, even where it would fit.
+    return !_mem || (MMemFifo_IsSound(_mem, _mappedSize) && MMemFifo_GetDataSize(_mem) == _size + 1);
+}
 
 }  // namespace kest::dorven

@@ -25,7 +25,8 @@ public:
     /// Detaches like close.
     virtual ~IPMessageSender();
     /// Creates the shared memory, or links what exists, and lays an empty fifo in it. Nothing when attached, unless
-    /// somebody has cleared the writer's mark: then it detaches and attaches anew. A failure leaves a trace.
+    /// somebody has cleared the writer's mark: then it detaches and attaches anew; or damaged the header: then it lays
+    /// the fifo anew. A failure leaves a trace.
     virtual void open();
     /// Detaches the writer and gives the memory back; nothing when unattached. The receiver's next wait answers 2.
     virtual void close();
@@ -39,8 +40,21 @@ public:
     virtual std::string eventName();
     virtual std::string memoryName();
 
+    // ---- not virtual
+
+    /// Whether one of the writes since the last notify was refused.
+    bool wasRefused() const { return _refused; }
+    /// Lays an empty fifo where there is one: what waits is dropped, and the reader attaches anew by itself. The writer
+    /// is there all the time. Nothing when unattached.
+    void layAnew();
+    /// False when somebody has damaged the header of the fifo that is attached: nothing gets through any more.
+    bool isSound() const;
+
 protected:
     IPMessageSender(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
+
+private:
+    bool _refused = false;
 };
 
 }  // namespace kest::dorven

@@ -42,35 +42,34 @@ int shown(std::uint32_t step) { return static_cast<int>(step); }
 
 }  // namespace
 
-/// Requests in a row that found no answer, after which the fifo is laid anew before the next one.
+/// Requests in a row that found no answer, after which one that the fifo has no room for lays it anew.
 constexpr int kUnanswered = 2;
 
 /// A peer that reads but is not heard for this long will not be heard any more: its waits take five seconds at most.
 constexpr std::chrono::milliseconds kDeaf{5500};
 
-/// Frames in a row with the same id, after which a frame is not a request but one's own answer coming back.
+/// Frames in a row with the same id, after which the next one is not a request but one's own answer coming back.
 constexpr int kEchoes = 1000;
 
 using Clock = std::chrono::steady_clock;
 
 /// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
 struct IPMessenger::Run {
+    explicit Run(std::size_t requestSize) : payload(requestSize) {}
+
     std::uint64_t lastSent = kNothingSent;
+    std::vector<char> payload;                   // of the step that is being sent
     int unanswered = 0;                          // requests sent since the peer was last heard
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
+    std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
+    bool knocked = false;                        // for the sender that was opened last
     std::uint64_t answeredId = 0;                // of the last frame that was answered
     int answers = 0;                             // given in a row to frames of that id
     bool left = false;                           // the messenger is gone
 };
 
-/// The owner's step as one picture of one moment.
-struct IPMessenger::Pending {
-    FrameHeader header;
-    std::vector<char> payload;
-};
-
 std::shared_ptr<IPMessenger> IPMessenger::create(const std::shared_ptr<Comm>& comm, const ThreadStarter& startThread) {
-    const std::shared_ptr<IPMessenger> ipm(new IPMessenger(comm));
+    std::shared_ptr<IPMessenger> ipm(new IPMessenger(comm));
     comm->setMessenger(ipm);
     ipm->start(startThread ? startThread : startStandardThread);
     M_ASSERT(ipm->_thread, "ipm->_thread", "failed to create and start thread: %s,%s", comm->requestId().c_str(),
@@ -82,11 +81,11 @@ IPMessenger::IPMessenger(std::shared_ptr<Comm> comm)
     : _comm(std::move(comm)),
       _sender(IPMessageSender::create(_comm->requestId(), _comm->requestSize() + sizeof(FrameHeader))),
       _receiver(IPMessageReceiver::create(_comm->responseId(), _comm->responseSize() + sizeof(FrameHeader))),
-      _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
       _current{},
       _last{},
+      _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
       _request(_comm->requestSize()),
-      _run(std::make_shared<Run>()) {
+      _run(std::make_shared<Run>(_comm->requestSize())) {
     // After the ends were made and without stopping anything, kept on purpose: hosts find both in their logs.
     M_ASSERT(_comm->requestId() != "" && _comm->responseId() != "",
              "_comm->requestId() != \"\" && _comm->responseId() != \"\"", "empty id provided: '%s', '%s'",
@@ -125,13 +124,16 @@ bool IPMessenger::send() {
     _finished->Wait(kAtOnce);
     _receiver->notify();
     int result = _finished->Wait(kSendS);
+    FrameHeader outcome = last();
     // What came too late for the request before completes that one, not this one.
-    while (result == kSignalled && last().id != id) {
+    while (result == kSignalled && outcome.id != id) {
         const std::chrono::duration<double> rest = end - std::chrono::steady_clock::now();
         result = rest.count() > 0.0 ? _finished->Wait(rest.count()) : kTimedOut;
+        outcome = last();
     }
+    forgetAwaited();
     M_TRACE(5, "%s - %s - Wait returned: %d", function, requestId().c_str(), result);
-    return result == kSignalled && last().step == kStepSend;
+    return result == kSignalled && outcome.step == kStepSend;
 }
 
 void IPMessenger::close() {
@@ -142,13 +144,10 @@ void IPMessenger::close() {
     _finished->Wait(kAtOnce);
     _receiver->notify();
     if (std::this_thread::get_id() == _runThread || !_thread) return;
+    setCloser(Closer::waits);
     // The thread may have woken by itself and ended, and its signal been cleared just now.
     if (!_ended) _finished->Wait(kCloseS);
-    {
-        const std::lock_guard lock(_mutex);
-        _closerWoke = true;
-        _closerChanged.notify_all();
-    }
+    setCloser(Closer::woke);
     M_TRACE(4, "%s - %s - waiting for thread to close", function, requestId().c_str());
     _thread->join();
     M_TRACE(4, "%s - %s - thread closed", function, requestId().c_str());
@@ -158,13 +157,15 @@ void IPMessenger::close() {
 /// @return The step's new id.
 std::uint64_t IPMessenger::setStep(std::uint32_t step) {
     const std::uint64_t id = nextId();
-    const auto* const request = static_cast<const char*>(_comm->requestData());
+    // A close that meets the thread in the middle of a pass is sent like a request, so it has a payload, too.
+    const auto* const request = step == kStepWait ? nullptr : static_cast<const char*>(_comm->requestData());
     {
         const std::lock_guard lock(_mutex);
         _current.step = step;
         _current.id = id;
+        if (step == kStepSend) _awaited = id;
         // Copied here: the channel's record may change while the thread still sends a request that came to nothing.
-        if (step == kStepSend) std::copy_n(request, _request.size(), _request.begin());
+        if (request) std::copy_n(request, _request.size(), _request.begin());
     }
     M_TRACE(5, "%s - %s - %d %zu", "kest::dorven::IPMessenger::setStep", requestId().c_str(), shown(step), shown(id));
     return id;
@@ -201,13 +202,18 @@ void IPMessenger::run(Run& run) {
         if (establishedConnection(status)) {
             handleSignal(run);
             if (run.left) return;
-            // Beside a peer that asks more often than every five seconds no wait times out, and an end that an earlier
-            // departure of the peer has closed would stay closed for ever.
+            // Trace "eager asker": beside a peer that asks more often than every five seconds no wait times out, and an
+            // end that an earlier departure of the peer has closed would stay closed for ever.
             openEnds();
             run.deafSince.reset();
-        } else if (status != kTimedOut) {
+        } else if (status == kTimedOut) {
+            run.deafSince.reset();
+        } else {
             processError();
-            if (status == kNotConnected) seekPeer(run);
+            if (status == kNotConnected)
+                seekPeer(run);
+            else
+                run.knocked = false;
         }
         if (status == kWaitFailed || status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
         status = _receiver->wait(kWaitS);
@@ -217,7 +223,7 @@ void IPMessenger::run(Run& run) {
 }
 
 void IPMessenger::openEnds() {
-    if (!_sender->isConnected()) _sender->open();
+    if (!_sender->isConnected() || !_sender->isSound()) _sender->open();
     if (!_receiver->isConnected()) _receiver->open();
 }
 
@@ -233,11 +239,11 @@ void IPMessenger::handleSignal(Run& run) {
             processExec(header, run);
         if (run.left) return;
     }
-    const Pending step = pending();
-    if (step.header.id == run.lastSent) return;
-    run.lastSent = step.header.id;
-    if (step.header.step == kStepWait)
-        processWait(step.header);
+    const FrameHeader step = takeStep(run);
+    if (step.id == run.lastSent) return;
+    run.lastSent = step.id;
+    if (step.step == kStepWait)
+        processWait(step);
     else
         processSend(step, run);
 }
@@ -266,25 +272,28 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
 }
 
 /// Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does the
-/// peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
+/// peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else. One
+/// frame that is not answered ends that; a peer that numbers all its requests alike misses one answer in a thousand.
 bool IPMessenger::isEcho(std::uint64_t id, Run& run) {
     if (id != run.answeredId) run.answers = 0;
     run.answeredId = id;
-    return ++run.answers > kEchoes;
+    if (++run.answers <= kEchoes) return false;
+    run.answers = 0;
+    return true;
 }
 
-void IPMessenger::processSend(const Pending& step, Run& run) {
+void IPMessenger::processSend(const FrameHeader& step, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processSend", static_cast<void*>(this),
-            requestId().c_str(), shown(step.header.step), shown(step.header.id));
-    if (run.unanswered++ >= kUnanswered) {
-        // Trace "peer killed, peer back": the mark of the dead reader keeps the new one from attaching, and the fifo is
-        // full of what nobody will read. Only the writer can take both away.
-        _sender->close();
-        _sender->open();
+            requestId().c_str(), shown(step.step), shown(step.id));
+    _sender->write(&step, sizeof step);
+    _sender->write(run.payload.data(), run.payload.size());
+    if (++run.unanswered > kUnanswered && _sender->wasRefused()) {
+        // Trace "answering side killed and back": the mark of the dead reader keeps the new one from attaching, and the
+        // fifo is full of what nobody will read. Only the writer can take both away. The refused request stays refused;
+        // the owner's next one finds room.
+        _sender->layAnew();
         run.unanswered = 0;
     }
-    _sender->write(&step.header, sizeof step.header);
-    _sender->write(step.payload.data(), step.payload.size());
     _sender->notify();
 }
 
@@ -296,32 +305,47 @@ void IPMessenger::processWait(const FrameHeader& step) {
 
 /// The step stays pending, kept on purpose: it is sent at the next signal, though its send has given up by then.
 void IPMessenger::processError() {
-    FrameHeader step = pending().header;
+    FrameHeader step = current();
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processError", static_cast<void*>(this),
             requestId().c_str(), shown(step.step), shown(step.id));
     step.step = kStepError;
-    setLast(step);
+    {
+        const std::lock_guard lock(_mutex);
+        // The answer to a request of which the owner's thread has not woken yet stays: its peer has answered and left.
+        if (_awaited != step.id || _last.id != step.id) _last = step;
+    }
     _finished->Notify();
 }
 
 /// Brings two living sides together that would wait for each other for ever. Only a side that has something to ask does
 /// this; one that only answers stays as quiet as its peer left it.
 void IPMessenger::seekPeer(Run& run) {
-    const FrameHeader step = pending().header;
+    const FrameHeader step = current();
     if (step.step != kStepSend || step.id == run.lastSent) return;
     const Clock::time_point now = Clock::now();
     if (!_sender->isConnected()) {
         run.deafSince.reset();
         _sender->open();  // trace "both left": each side has closed its sender because the other one had
+        if (!run.knocked) knock(run);
     } else if (!run.deafSince) {
         run.deafSince = now;
-    } else if (now - *run.deafSince >= kDeaf) {
+        run.knocked = false;
+    } else if (now - *run.deafSince >= kDeaf && run.leftFor != step.id) {
         // Trace "asker killed, asker back": a reader that died has left its mark in the peer's fifo. The peer lays a
         // new one after it has seen this side leave and come back.
         run.deafSince.reset();
+        run.leftFor = step.id;
         _sender->close();
+        knock(run);
+        run.knocked = false;
     }
-    _sender->notify();  // the peer looks at once
+}
+
+/// Makes the peer look at once. Only when there is something new to see: a peer that opens its ends when a wait has
+/// timed out, and only then, has to be left in peace for as long as that takes.
+void IPMessenger::knock(Run& run) {
+    run.knocked = true;
+    _sender->notify();
 }
 
 void IPMessenger::processClose() {
@@ -332,9 +356,16 @@ void IPMessenger::processClose() {
     _finished->Notify();
 }
 
-IPMessenger::Pending IPMessenger::pending() const {
+FrameHeader IPMessenger::current() const {
     const std::lock_guard lock(_mutex);
-    return {_current, _request};
+    return _current;
+}
+
+/// @return The owner's step; when it is one that was not sent yet, its payload is in the run, of the same moment.
+FrameHeader IPMessenger::takeStep(Run& run) const {
+    const std::lock_guard lock(_mutex);
+    if (_current.id != run.lastSent) std::copy(_request.begin(), _request.end(), run.payload.begin());
+    return _current;
 }
 
 FrameHeader IPMessenger::last() const {
@@ -347,10 +378,24 @@ void IPMessenger::setLast(const FrameHeader& header) {
     _last = header;
 }
 
+/// Nothing waits for an outcome any more: an error step may take the place of the last one.
+void IPMessenger::forgetAwaited() {
+    const std::lock_guard lock(_mutex);
+    _awaited = 0;
+}
+
+void IPMessenger::setCloser(Closer closer) {
+    const std::lock_guard lock(_mutex);
+    _closer = closer;
+    _closerChanged.notify_all();
+}
+
+/// Waits until somebody closes from another thread; a channel that closed its own messenger leaves that to its owner.
 /// @return Whether close has seen the end of the thread, which it gets a while for.
 bool IPMessenger::waitForCloser() {
     std::unique_lock lock(_mutex);
-    return _closerChanged.wait_for(lock, kNotifyAgain, [this] { return _closerWoke; });
+    _closerChanged.wait(lock, [this] { return _closer != Closer::none; });
+    return _closerChanged.wait_for(lock, kNotifyAgain, [this] { return _closer == Closer::woke; });
 }
 
 std::uint64_t nextId() {

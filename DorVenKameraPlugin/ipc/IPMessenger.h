@@ -86,15 +86,27 @@ protected:
     std::shared_ptr<Comm> _comm;
     std::shared_ptr<IPMessageSender> _sender;      // the thread's
     std::shared_ptr<IPMessageReceiver> _receiver;  // the thread's, but for notify
-    std::shared_ptr<MEvent> _finished;             // a step of the owner's was completed, or the thread has ended
 
 private:
+    FrameHeader _current;  // the step that the owner asked for last
+    FrameHeader _last;     // the outcome of the last completed step
+
+protected:
+    std::shared_ptr<MEvent> _finished;  // a step of the owner's was completed, or the thread has ended
+
+private:
+    std::shared_ptr<std::thread> _thread;  // the owner's; null: none, or closed
+
     struct Run;
-    struct Pending;
+    /// Whoever closes, as far as the thread has to know.
+    enum class Closer { none, waits, woke };
 
     std::string requestId() const { return _comm->requestId(); }
-    Pending pending() const;
+    FrameHeader current() const;
+    FrameHeader takeStep(Run& run) const;
     void setLast(const FrameHeader& header);
+    void forgetAwaited();
+    void setCloser(Closer closer);
     bool waitForCloser();
 
     // On the messenger's thread.
@@ -104,24 +116,23 @@ private:
     void processReply(const FrameHeader& header);
     void processExec(const FrameHeader& header, Run& run);
     static bool isEcho(std::uint64_t id, Run& run);
-    void processSend(const Pending& step, Run& run);
+    void processSend(const FrameHeader& step, Run& run);
     void processWait(const FrameHeader& step);
     void processError();
     void seekPeer(Run& run);
+    void knock(Run& run);
     void processClose();
 
-    mutable std::mutex _mutex;   // guards the four below; never held while a channel or a log is called
-    FrameHeader _current;        // the step that the owner asked for last
-    FrameHeader _last;           // the outcome of the last completed step
-    std::vector<char> _request;  // payload of the last send
-    bool _closerWoke = false;    // close has seen the end of the thread
+    mutable std::mutex _mutex;  // of _current, _last and the three below; never held while a channel or a log is called
+    std::vector<char> _request;  // payload of the last send or close
+    std::uint64_t _awaited = 0;  // id of the request that a send waits for; 0: none
+    Closer _closer = Closer::none;
     std::condition_variable _closerChanged;
 
     std::atomic<bool> _closing{false};  // step 2 was set; no later step takes it back
     std::atomic<bool> _ended{false};    // the thread has closed both ends
     std::atomic<std::thread::id> _runThread{};
-    std::shared_ptr<Run> _run;             // shared with the thread
-    std::shared_ptr<std::thread> _thread;  // the owner's; null: none, or closed
+    std::shared_ptr<Run> _run;  // shared with the thread
 };
 
 /// A number for a message, from 2 up, that no other message of this process has but by chance. Any thread.

@@ -31,11 +31,6 @@ DorVenPlugin::~DorVenPlugin() {
     _bitmap.reset();
 }
 
-void DorVenPlugin::letGoOfSource() {
-    if (_teskImages && _teskImages->isRunning()) _teskImages->freeze();
-    _teskImages.reset();
-}
-
 PluginCallStatus DorVenPlugin::light1208(std::uint64_t* value) {
     *value = 1;
     return kDone;

@@ -48,6 +48,11 @@ PluginCallStatus guarded(const char* name, Operation&& operation) {
 // The line numbers in reports are fixed: hosts search their logs for them.
 
 PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAPINFO** bitmap) {
+    if (_teskImages && _teskImages->calledByCallback()) {
+        // The source would have to wait for the very callback that asks.
+        M_ERRLOG("%s() : the image callback cannot open the device.", "NUV::DorVenPlugin::openImageDevice");
+        return kNotSupported;
+    }
     return guarded("NUV::DorVenPlugin::openImageDevice", [&] {
         // The old source goes first: both would name the same objects of the system.
         letGoOfSource();
@@ -60,9 +65,21 @@ PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAP
 }
 
 void DorVenPlugin::useSource(std::shared_ptr<kest::dorven::TeskImages> source) {
+    const auto record = source->imageMemory();
+    auto bitmap = record ? std::make_shared<tagBITMAPINFO>(describe(*record)) : nullptr;
+    // Last, so that a failure leaves nothing half open.
+    _bitmap = std::move(bitmap);
     _teskImages = std::move(source);
-    const auto record = _teskImages->imageMemory();
-    _bitmap = record ? std::make_shared<tagBITMAPINFO>(describe(*record)) : nullptr;
+}
+
+void DorVenPlugin::letGoOfSource() {
+    if (!_teskImages) return;
+    // Until this is done callbacks may still ask for the source.
+    guarded("NUV::DorVenPlugin::letGoOfSource", [&] {
+        _teskImages->end();
+        return kDone;
+    });
+    _teskImages.reset();
 }
 
 PluginCallStatus DorVenPlugin::grab() {

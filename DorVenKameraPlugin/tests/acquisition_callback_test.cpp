@@ -132,10 +132,87 @@ TEST_F(AcquisitionTest, CallbackMayGrabAnewAndFreezeThat) {
     EXPECT_FALSE(_source->isRunning());
     _source.reset();
     EXPECT_EQ(_received.count(), 1u);
+    EXPECT_EQ(_event->notifications(), 0);  // neither waits for one: it would be left for the next grab
+}
+
+TEST_F(AcquisitionTest, FreezeWaitsForACallbackThatFroze) {
+    std::promise<void> frozen, goOn;
+    _received.inside = [&] {
+        EXPECT_TRUE(_source->freeze());
+        frozen.set_value();
+        goOn.get_future().wait();
+    };
+    startFaking();
+    ASSERT_TRUE(_source->grab());
+    frozen.get_future().wait();
+    auto stopped = std::async(std::launch::async, [this] { return _source->freeze(); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    goOn.set_value();
+    EXPECT_FALSE(stopped.get());  // the callback was quicker
+}
+
+TEST_F(AcquisitionTest, FreezeWaitsForACallbackThatGrabbedAnew) {
+    std::promise<void> grabbed, goOn;
+    _received.inside = [&] {
+        EXPECT_TRUE(_source->grab());
+        grabbed.set_value();
+        goOn.get_future().wait();
+    };
+    startFaking();
+    ASSERT_TRUE(_source->grab());
+    grabbed.get_future().wait();
+    auto stopped = std::async(std::launch::async, [this] { return _source->freeze(); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    goOn.set_value();
+    EXPECT_TRUE(stopped.get());
+    EXPECT_EQ(_received.count(), 1u);
+}
+
+TEST_F(AcquisitionTest, EndRefusesTheGrabOfACallback) {
+    std::promise<void> inside;
+    _received.inside = [&] {
+        inside.set_value();
+        while (_source->isRunning()) std::this_thread::yield();
+        EXPECT_FALSE(_source->grab());
+        EXPECT_TRUE(_source->freeze());  // nothing to report any more
+    };
+    startFaking();
+    ASSERT_TRUE(_source->grab());
+    inside.get_future().wait();
+    _source->end();
+    EXPECT_FALSE(_source->isRunning());
+    EXPECT_THAT(_log.errors(), ElementsAre("kest::dorven::TeskImages::grab - failed to start the grab."));
+}
+
+TEST_F(AcquisitionTest, DestructionRefusesTheGrabOfACallback) {
+    _source.reset();  // both would have the same link to the simulator
+    auto source = std::make_unique<kest::dorven::TeskImages>(_event);
+    source->setCallback(&_received, &test::ReceivedImages::callback);
+    std::promise<void> inside;
+    _received.inside = [&, raw = source.get()] {
+        inside.set_value();
+        while (raw->isRunning()) std::this_thread::yield();
+        EXPECT_FALSE(raw->grab());
+    };
+    startFaking();
+    ASSERT_TRUE(source->grab());
+    inside.get_future().wait();
+    source.reset();
+    EXPECT_THAT(_log.errors(), ElementsAre("kest::dorven::TeskImages::grab - failed to start the grab."));
+}
+
+TEST_F(AcquisitionTest, OnlyTheWorkerThreadIsTheCallbacks) {
+    std::promise<bool> inside;
+    _received.inside = [&] { inside.set_value(_source->calledByCallback()); };
+    startFaking();
+    grabAndPlay();
+    EXPECT_TRUE(inside.get_future().get());
+    EXPECT_FALSE(_source->calledByCallback());
 }
 
 TEST_F(AcquisitionTest, CallbackMayDestroyTheSource) {
     std::promise<void> ended;
+    _source.reset();
     _source = std::make_shared<OpenSource>(_event, [&](std::function<void()> function) {
         return std::make_shared<std::thread>([&ended, function = std::move(function)]() mutable {
             function();

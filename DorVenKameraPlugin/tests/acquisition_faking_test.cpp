@@ -1,7 +1,10 @@
 // The worker thread without a simulator: waiting, and faking at the frame rate.
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +19,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+
+constexpr std::uint64_t kLargestFakeImage = 1ull << 32;
 
 TEST_F(AcquisitionTest, TenSilentWaitsGiveNoImage) {
     _event->answer(kTimeout, 10);
@@ -132,6 +137,27 @@ TEST_F(AcquisitionTest, PeriodOfALongWaitCountsMissesEvenWhileFaking) {
     EXPECT_EQ(_received.count(), 2u);
 }
 
+TEST_F(AcquisitionTest, PeriodOfExactlyTheLimitCountsMisses) {
+    _source->setFrameRate(0.625);  // 1.6 s, to the last bit
+    startFaking();
+    _event->answer(kTimeout, 10);
+    grabAndPlay();
+    EXPECT_EQ(_event->timeouts().back(), 1.6);
+    EXPECT_EQ(_received.count(), 1u);
+    _event->answer(kTimeout);
+    _event->playToEnd();
+    EXPECT_EQ(_received.count(), 2u);
+}
+
+TEST_F(AcquisitionTest, PeriodJustBelowTheLimitFakesEachTime) {
+    _source->setFrameRate(0.626);
+    startFaking();
+    _event->answer(kTimeout, 3);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 4u);
+    EXPECT_EQ(_event->timeouts().back(), 1.0 / 0.626);
+}
+
 TEST_F(AcquisitionTest, RateOfZeroWaitsWithoutEnd) {
     _source->setFrameRate(0.0);
     startFaking();
@@ -139,6 +165,17 @@ TEST_F(AcquisitionTest, RateOfZeroWaitsWithoutEnd) {
     EXPECT_EQ(_received.count(), 1u);
     EXPECT_EQ(_received.images()[0].timeStamp, 0u);
     EXPECT_TRUE(std::isinf(_event->timeouts().back()));
+    EXPECT_TRUE(_source->freeze());
+}
+
+TEST_F(AcquisitionTest, RateThatIsNoNumberWaitsWithoutEnd) {
+    _source->setFrameRate(std::numeric_limits<double>::quiet_NaN());
+    startFaking();
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 1u);
+    EXPECT_EQ(_received.images()[0].timeStamp, 0u);
+    EXPECT_TRUE(std::isinf(_event->timeouts().back()));
+    EXPECT_GT(_event->timeouts().back(), 0.0);
     EXPECT_TRUE(_source->freeze());
 }
 
@@ -176,6 +213,51 @@ TEST_F(AcquisitionTest, FakeImageKeepsWhatTheHostWroteAndGrowsInGrey) {
     grabAndPlay();
     const unsigned char* const pixels = _received.images().at(1).pixels;
     EXPECT_THAT(std::vector<int>(pixels, pixels + 6), ElementsAre(10, 99, 10, 10, 10, 10));
+}
+
+TEST_F(AcquisitionTest, FakeImageOfManyMegabytesIsGreyAndKeepsWhatTheHostWrote) {
+    constexpr std::size_t kMebibyte = 1u << 20;
+    _source->_imageMemory->width = 40 * kMebibyte;
+    _source->_imageMemory->height = 1;
+    _received.inside = [this] { _source->_imageMemory->imageBuffer[17 * kMebibyte] = 99; };
+    startFaking();
+    grabAndPlay();
+    ASSERT_TRUE(_source->freeze());
+    _received.inside = nullptr;
+    _source->_imageMemory->width = 50 * kMebibyte + 1;
+    startFaking();
+    grabAndPlay();
+    const unsigned char* const pixels = _received.images().at(1).pixels;
+    EXPECT_EQ(std::count(pixels, pixels + 50 * kMebibyte + 1, 10), static_cast<std::ptrdiff_t>(50 * kMebibyte));
+    EXPECT_EQ(pixels[17 * kMebibyte], 99);
+}
+
+TEST_F(AcquisitionTest, FillOfTheLargestFakeImageDoesNotHoldUpFreeze) {
+    auto best = std::chrono::nanoseconds::max();
+    for (int run = 0; run < 3; ++run) {
+        _source.reset();
+        _source = std::make_shared<OpenSource>(_event);  // one that has no fake image yet
+        _source->_imageMemory->width = kLargestFakeImage;
+        _source->_imageMemory->height = 1;
+        ASSERT_TRUE(_source->grab());
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_TRUE(_source->freeze());
+        best = std::min<std::chrono::nanoseconds>(best, std::chrono::steady_clock::now() - start);
+    }
+    EXPECT_LT(best, std::chrono::seconds(1));  // a whole fill takes longer
+    EXPECT_THAT(_log.errors(), IsEmpty());
+}
+
+TEST_F(AcquisitionTest, FakeImageBeyondTheLargestIsReportedAndRealOnesComeAllTheSame) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    _source->_imageMemory->width = kLargestFakeImage + 1;
+    _source->_imageMemory->height = 1;
+    signalWith(ring, {1, 2});
+    grabAndPlay();
+    EXPECT_THAT(_received.counters(), ElementsAre(1u, 2u));
+    EXPECT_THAT(_log.errors(), ElementsAre("kest::dorven::TeskImages::imageThread() : no fake image of 4294967297 "
+                                           "bytes: more than 4294967296"));
 }
 
 TEST_F(AcquisitionTest, ImageWithoutBytesIsReportedAndHandedOver) {

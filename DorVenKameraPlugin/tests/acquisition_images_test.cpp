@@ -1,5 +1,7 @@
 // The worker thread with a simulator: real images, a ring that comes, goes and is laid anew.
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <limits>
 #include <thread>
 
@@ -41,6 +43,20 @@ TEST_F(AcquisitionTest, RecordTellsWhatTheSimulatorWrote) {
     EXPECT_EQ(image.timeStampType, 1);
     EXPECT_EQ(image.firstPixel, 77);
     EXPECT_EQ(image.pixels, static_cast<unsigned char*>(ring.memory()) + 64 + 24);
+}
+
+TEST_F(AcquisitionTest, FrameTimeIsCopiedBitForBit) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    // Numbers that are none keep what they carry: a quiet one, and one that any arithmetic would change.
+    const std::uint64_t payloads[] = {0xFFF8'0000'0000'BEEFu, 0x7FF0'0000'0000'0001u};
+    _event->step([&] {
+        for (const std::uint64_t payload : payloads) ring.put(1, 0.0, std::bit_cast<double>(payload));
+        return kSignal;
+    });
+    grabAndPlay();
+    const auto images = _received.images();
+    ASSERT_EQ(images.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ(std::bit_cast<std::uint64_t>(images[i].frameTime), payloads[i]);
 }
 
 TEST_F(AcquisitionTest, TimeStampsThatAreNoTimeAreZero) {
@@ -112,6 +128,27 @@ TEST_F(AcquisitionTest, SignalWithoutImagesGivesNoCallback) {
     grabAndPlay();
     EXPECT_EQ(_received.count(), 0u);
     EXPECT_EQ(_event->timeouts().back(), 2.0);
+}
+
+TEST_F(AcquisitionTest, SignalWithoutImagesEndsFakingAllTheSame) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    startFaking();
+    _event->answer(kSignal);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 1u);
+    EXPECT_EQ(_event->timeouts().back(), 2.0);
+}
+
+TEST_F(AcquisitionTest, SignalWithoutImagesBeginsTheCountOfMissesAnew) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    _event->answer(kTimeout, 10);
+    _event->answer(kSignal);
+    _event->answer(kTimeout, 10);
+    grabAndPlay();
+    EXPECT_EQ(_received.count(), 0u);
+    _event->answer(kTimeout);
+    _event->playToEnd();
+    EXPECT_EQ(_received.count(), 1u);
 }
 
 TEST_F(AcquisitionTest, EachSignalBeginsTheCountOfMissesAnew) {
@@ -266,6 +303,11 @@ TEST(Microseconds, AreCutToWholeOnes) {
     EXPECT_EQ(microseconds(std::numeric_limits<double>::quiet_NaN()), 0u);
     EXPECT_EQ(microseconds(1e300), 0u);
     EXPECT_EQ(microseconds(9.2e12), 9200000000000000000u);
+    EXPECT_EQ(microseconds(1e13), 10000000000000000000u);
+    EXPECT_EQ(microseconds(0x1p63 / 1e6), 1ull << 63);
+    EXPECT_EQ(microseconds(18446744073709.5), 18446744073709500416u);  // the last but a few that fit
+    EXPECT_EQ(microseconds(18446744073709.6), 0u);
+    EXPECT_EQ(microseconds(-9.3e12), 0u);
 }
 
 }  // namespace

@@ -25,6 +25,37 @@ TEST_F(AcquisitionTest, GrabTracesItsStart) {
                               "kest::dorven::TeskImages::imageThread"}));
 }
 
+TEST_F(AcquisitionTest, TracesOfAGrabAreOfLevelFourAndOneFile) {
+    test::SimulatorRing ring(kPixelBytes, 4);
+    signalWith(ring, {1});
+    startFaking();
+    _log.clear();
+    grabAndPlay();
+    EXPECT_TRUE(_source->freeze());
+    std::vector<std::string> seen;
+    for (const test::LogEntry& entry : _log.entries(LogSink::trace)) {
+        const bool fromTheLink =
+            entry.text.starts_with("kest::dorven::") && !entry.text.starts_with("kest::dorven::TeskImages::");
+        if (fromTheLink) continue;
+        seen.push_back(entry.text);
+        EXPECT_EQ(entry.level, 4) << entry.text;
+        EXPECT_EQ(entry.file, "Dorven/TeskImages") << entry.text;
+        EXPECT_EQ(entry.channel, "default") << entry.text;
+    }
+    EXPECT_THAT(seen, IsSupersetOf({std::string("kest::dorven::TeskImages::imageThread"), kEstablished,
+                                    std::string("grabbing from dorven"), noAnswer(10), kFakingText, kClosed,
+                                    std::string("kest::dorven::TeskImages::freeze")}));
+}
+
+TEST_F(AcquisitionTest, FreezeRightBehindGrabLeavesNoSignalBehind) {
+    for (int round = 0; round < 50; ++round) {
+        ASSERT_TRUE(_source->grab());
+        EXPECT_TRUE(_source->freeze());
+    }
+    EXPECT_EQ(_event->notifications(), 50);
+    EXPECT_FALSE(_event->isNotified());
+}
+
 TEST_F(AcquisitionTest, FreezeNotifiesOnceAndStops) {
     grabAndPlay();
     EXPECT_TRUE(_source->isRunning());

@@ -7,10 +7,13 @@
 #include <random>
 
 #include "acquisition_processes.h"
+#include "errtrace.h"
 
 namespace {
 
 using namespace test::processes;
+
+const char kFile[] = "fifo_fuzz_test";
 
 constexpr int kRounds = 10000;
 constexpr std::size_t kLines = 6;
@@ -156,10 +159,24 @@ CHILD_ROLE(behaves) {
     return test::writeImages(ring, 1, 20) ? 0 : 1;
 }
 
+/// The most bytes from the mapping's begin that a line which was handed out reaches: from traces of the length of lines
+/// at each opening, and of where each image began.
+std::size_t farthestEnd(const std::vector<std::string>& traces) {
+    const std::string opening = "image fifo has lines of ", image = "image at ";
+    std::size_t pixelBytes = 0, farthest = 0;
+    for (const std::string& text : traces) {
+        if (text.starts_with(opening)) pixelBytes = std::stoull(text.substr(opening.size()));
+        if (text.starts_with(image))
+            farthest = std::max<std::size_t>(farthest, std::stoull(text.substr(image.size())) + pixelBytes);
+    }
+    return farthest;
+}
+
 TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
-    test::LogRecorder log(3);
+    test::LogRecorder log;
     auto* const memory = static_cast<unsigned char*>(MSharedMem_Create("DorVenImages", kMemoryBytes));
     SmallSource source(std::make_shared<MProcessEvent>("DorVenImagesEvent"));
+    source.imageMemory()->width = kMemoryBytes;  // so that the length of lines is traced: they are always shorter
     test::ReceivedImages received;
     std::atomic<int> strays = 0;
     std::atomic<unsigned> sum = 0;
@@ -169,6 +186,7 @@ TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
             ++strays;
             return;
         }
+        M_TRACE(4, "image at %d", static_cast<int>(pixels - memory));
         const unsigned char* const end = std::min<const unsigned char*>(pixels + kPixelBytes, memory + kMemoryBytes);
         for (const unsigned char* byte = pixels; byte < end; byte += 512) sum += *byte;
     };
@@ -177,6 +195,8 @@ TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
     test::ChildProcess simulator("misbehaves", {std::to_string(newSeed())});
     EXPECT_EQ(simulator.join(60s), 0);
     EXPECT_EQ(strays, 0);
+    EXPECT_LE(farthestEnd(log.traces()), kMemoryBytes);
+    EXPECT_GT(farthestEnd(log.traces()), sizeof(LineFifoHeader) + kLineLength) << "no line was seen";
     const auto errors = log.errors();
     const auto isReport = [](const std::string& text) { return text.starts_with("image fifo is inconsistent: "); };
     EXPECT_GE(std::count_if(errors.begin(), errors.end(), isReport), 100) << "the camera hardly saw any of it";

@@ -1,4 +1,5 @@
 // A ring that cannot be trusted: what another process stores never leads out of the mapping.
+#include <algorithm>
 #include <functional>
 
 #include <gmock/gmock.h>
@@ -9,6 +10,7 @@
 namespace {
 
 using namespace test::acquisition;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -187,11 +189,27 @@ TEST_F(MisfitRingTest, RingWithoutSlotsHandsOutNothing) {
     expectDistrust(0, 88, "read index 0 and write index 1 in 0 slots");
 }
 
-TEST_F(AcquisitionTest, MemoryTooSmallForAHeaderIsReportedAndNotRead) {
-    void* const memory = MSharedMem_Create("DorVenImages", 16);
+TEST_F(AcquisitionTest, MemoryTooSmallForAHeaderIsReportedAndNotTouched) {
+    auto* const memory = static_cast<unsigned char*>(MSharedMem_Create("DorVenImages", 63));
+    std::fill_n(memory, 63, static_cast<unsigned char>(0));
     _event->answer(kSignal, 2);
     grabAndPlay();
-    EXPECT_THAT(_log.errors(), ElementsAre(kInconsistent + "16 bytes are too few for its header"));
+    EXPECT_THAT(std::vector<int>(memory, memory + 63), Each(0));
+    const std::string report = kInconsistent + "63 bytes are too few for its header";
+    EXPECT_THAT(_log.errors(), ElementsAre(report, report));  // each signal tries again
+    EXPECT_THAT(progress(), Each("kest::dorven::openImageFifo"));
+    EXPECT_TRUE(_source->freeze());
+    EXPECT_EQ(MSharedMem_Unlink(memory), 1);
+    EXPECT_EQ(MSharedMem_GetName(memory), nullptr);  // every refused opening gave its link back
+}
+
+TEST_F(AcquisitionTest, MemoryForAHeaderAloneIsOpened) {
+    void* const memory = MSharedMem_Create("DorVenImages", sizeof(LineFifoHeader));
+    MMemLineFifo_Unlink(memory);
+    _event->answer(kSignal);
+    grabAndPlay();
+    EXPECT_NE(MMemLineFifo_IsReaderAttached(memory), 0);
+    EXPECT_THAT(_log.errors(), IsEmpty());
     EXPECT_TRUE(_source->freeze());
     MSharedMem_Unlink(memory);
 }
@@ -263,6 +281,75 @@ TEST(ImageFifo, PopOfAnEmptyRingChangesNothing) {
     auto fifo = kest::dorven::openImageFifo();
     kest::dorven::popLine(fifo);
     EXPECT_EQ(ring.header().readIndex, 0u);
+    kest::dorven::closeImageFifo(fifo);
+}
+
+TEST(ImageFifo, PopGoesOnAtTheFirstSlotAfterTheLast) {
+    test::LogRecorder log;
+    test::SimulatorRing ring(kPixelBytes, 4);
+    auto fifo = kest::dorven::openImageFifo();
+    for (std::uint64_t i = 1; i <= 5; ++i) {
+        ASSERT_TRUE(ring.put(i));
+        ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
+        kest::dorven::popLine(fifo);
+        EXPECT_EQ(ring.header().readIndex, i % 5);
+    }
+    kest::dorven::closeImageFifo(fifo);
+}
+
+TEST(ImageFifo, PopFollowsTheSlotCountThatWasChecked) {
+    test::LogRecorder log;
+    test::SimulatorRing ring(kPixelBytes, 4);
+    ring.put(1);
+    ring.put(2);
+    auto fifo = kest::dorven::openImageFifo();
+    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
+    ring.header().slotCount = 1;
+    kest::dorven::popLine(fifo);
+    EXPECT_EQ(ring.header().readIndex, 1u);
+    kest::dorven::closeImageFifo(fifo);
+}
+
+TEST(ImageFifo, PopLeavesAReadIndexThatAnotherHasStored) {
+    test::LogRecorder log;
+    test::SimulatorRing ring(kPixelBytes, 4);
+    for (std::uint64_t i = 1; i <= 4; ++i) ring.put(i);
+    auto fifo = kest::dorven::openImageFifo();
+    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
+    ring.header().readIndex = 2;
+    kest::dorven::popLine(fifo);
+    EXPECT_EQ(ring.header().readIndex, 2u);
+    const unsigned char* const line = kest::dorven::frontLine(fifo);
+    EXPECT_EQ(line, static_cast<unsigned char*>(ring.memory()) + 64 + 2 * 88);
+    kest::dorven::popLine(fifo);
+    EXPECT_EQ(ring.header().readIndex, 3u);
+    kest::dorven::closeImageFifo(fifo);
+}
+
+TEST(ImageFifo, PopOfARingThatBecameEmptyChangesNothing) {
+    test::LogRecorder log;
+    test::SimulatorRing ring(kPixelBytes, 4);
+    ring.put(1);
+    auto fifo = kest::dorven::openImageFifo();
+    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
+    ring.header().writeIndex = 0;
+    kest::dorven::popLine(fifo);
+    EXPECT_EQ(ring.header().readIndex, 0u);
+    kest::dorven::closeImageFifo(fifo);
+}
+
+TEST(ImageFifo, PopOfALineThatWasNotTakenChangesNothing) {
+    test::LogRecorder log;
+    test::SimulatorRing ring(kPixelBytes, 4);
+    ring.put(1);
+    ring.put(2);
+    auto fifo = kest::dorven::openImageFifo();
+    kest::dorven::popLine(fifo);
+    EXPECT_EQ(ring.header().readIndex, 0u);
+    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
+    kest::dorven::popLine(fifo);
+    kest::dorven::popLine(fifo);
+    EXPECT_EQ(ring.header().readIndex, 1u);
     kest::dorven::closeImageFifo(fifo);
 }
 

@@ -1,5 +1,6 @@
 // Image source and simulator as two processes: asked while it grabs and across openings, each side killed and
 // restarted.
+#include <algorithm>
 #include <bit>
 #include <thread>
 
@@ -184,6 +185,25 @@ TEST_F(PluginLink, MemoryIsGoneAfterTheSimulatorHasLeft) {
         6s));
 }
 
+TEST_F(PluginLink, PluginClosesPromptlyWhileTheSimulatorSends) {
+    Meeting meeting;
+    test::ChildProcess simulator("asksForEver", meeting.arguments());
+    for (int life = 0; life < 3; ++life) {
+        auto source = TeskImages::create(nullptr);
+        if (life == 0) {
+            ASSERT_EQ(meeting.ready.Wait(30.0), 1);
+        } else {
+            _log.clear();
+            ASSERT_TRUE(test::becomesTrue(
+                [this] { return testing::Value(_log.traces(), Contains("kest::dorven::TeskImages::imageSize")); },
+                kFindAgain))
+                << life;
+        }
+        EXPECT_LT(secondsOf([&] { source.reset(); }), 1.0) << life;
+    }
+    simulator.kill();
+}
+
 // ---- the simulator in this process, image sources in others
 
 TEST(SimulatorLink, FindsTheSourceAgainThatWasKilled) {
@@ -212,6 +232,38 @@ TEST(SimulatorLink, FindsTheSourceAgainThatLeft) {
         ASSERT_EQ(simulator.askUntilAnswered(1).first, 1280u) << life;
         meeting.go.Notify();
         EXPECT_EQ(host.join(20s), 0);
+    }
+}
+
+TEST(SimulatorLink, SourceThatLeavesWhileItIsAskedIsFoundAgain) {
+    test::LogRecorder log;
+    AskingSimulator simulator;
+    for (int life = 0; life < 3; ++life) {
+        Meeting meeting;
+        test::ChildProcess host("answersUntilGo", meeting.arguments());
+        ASSERT_EQ(meeting.ready.Wait(20.0), 1);
+        ASSERT_EQ(simulator.askUntilAnswered(1).first, 1280u) << life;
+        meeting.go.Notify();
+        double longest = 0.0;
+        const auto end = std::chrono::steady_clock::now() + 20s;
+        bool running = true;
+        for (; running && std::chrono::steady_clock::now() < end; running = host.running())
+            longest = std::max(longest, secondsOf([&] { simulator.ask(1); }));
+        EXPECT_FALSE(running) << life;
+        EXPECT_LT(longest, 2.5);
+    }
+}
+
+// ---- both in others
+
+TEST(BothSides, StartedAtOnceTheyFindEachOther) {
+    for (int life = 0; life < 5; ++life) {
+        Meeting meeting;
+        test::ChildProcess host("answersUntilGo", meeting.arguments());
+        test::ChildProcess simulator("asksAllThree");
+        EXPECT_EQ(simulator.join(30s), 0) << life;
+        meeting.go.Notify();
+        EXPECT_EQ(host.join(20s), 0) << life;
     }
 }
 

@@ -1,4 +1,5 @@
 // The messenger's thread, wait by wait: its ends are played by a script, so no case takes time.
+#include <algorithm>
 #include <future>
 
 #include <gmock/gmock.h>
@@ -154,8 +155,9 @@ TEST_F(MessengerSteps, PendingRequestSurvivesAnErrorAndIsSentOnce) {
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("write 16 step 1", "write 8", "sender notify"));
 }
 
-TEST_F(MessengerSteps, CloseThatFallsIntoAPassIsSentLikeARequest) {
+TEST_F(MessengerSteps, CloseThatFallsIntoAPassIsSentLikeARequestWithItsCurrentPayload) {
     test::Gate gate;
+    _channel->request = {8, 7, 6, 5, 4, 3, 2, 1};
     _receiver.onHasData = [&] { gate.pass(); };
     _receiver.answer(kSignalled);
     _messenger.start();
@@ -166,6 +168,15 @@ TEST_F(MessengerSteps, CloseThatFallsIntoAPassIsSentLikeARequest) {
     closed.get();
     EXPECT_THAT(_messenger.calls.take(),
                 ElementsAre("write 16 step 2", "write 8", "sender notify", "receiver close", "sender close"));
+    EXPECT_EQ(_sender.payload(), (test::Payload{8, 7, 6, 5, 4, 3, 2, 1}));
+}
+
+TEST_F(MessengerSteps, PayloadIsFetchedByStepsThatMayBeSentAlone) {
+    EXPECT_EQ(_channel->requestReads, 0);  // by the first step, before the channel knows its messenger
+    _messenger.setStep(1);
+    EXPECT_EQ(_channel->requestReads, 1);
+    _messenger.setStep(2);
+    EXPECT_EQ(_channel->requestReads, 2);
 }
 
 TEST_F(MessengerSteps, CloseOfAWaitingThreadSendsNothing) {
@@ -199,38 +210,133 @@ TEST_F(MessengerSteps, OneThatHasNothingToAskStaysAsItsPeerLeftIt) {
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close"));
 }
 
-TEST_F(MessengerSteps, OneThatAsksOpensItsSenderAndKnocks) {
+TEST_F(MessengerSteps, OneThatAsksOpensItsSenderAndKnocksOnceForEachDepartureOfThePeer) {
     _sender.connected = false;
     _messenger.setStep(1);
-    play({kPeerLeft, kNotConnected});
-    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender open", "sender notify"));
+    for (const int departure : {kPeerLeft, kFailed}) {
+        play({departure, kNotConnected});
+        EXPECT_THAT(_messenger.calls.take(), Not(IsEmpty()));
+        play({departure, kNotConnected, kNotConnected, kNotConnected});
+        const auto calls = _messenger.calls.take();
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "sender notify"), 1) << departure;
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "sender open"), 3) << departure;
+    }
+    _messenger.setStep(1);  // another request is nothing new to the peer
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open"));
 }
 
-TEST_F(MessengerSteps, OneThatAsksAndIsReadButHearsNothingLeavesOnceAndComesBack) {
+TEST_F(MessengerSteps, OneThatIsReadDoesNotKnockBeforeItIsLostAgain) {
+    _messenger.setStep(1);
+    play({kNotConnected, kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
+    _sender.connected = false;
+    play({kNotConnected, kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open", "sender notify", "sender open"));
+    _sender.connected = true;
+    play({kNotConnected});
+    _sender.connected = false;
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open", "sender notify"));
+}
+
+TEST_F(MessengerSteps, OneWhoseRequestIsOnItsWaySeeksNobody) {
+    _messenger.setStep(1);
+    play({kSignalled});
+    _messenger.calls.take();
+    _sender.connected = false;
+    play({kPeerLeft, kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close"));
+}
+
+TEST_F(MessengerSteps, OneThatAsksAndIsReadButHearsNothingLeavesOncePerRequestAndComesBack) {
     _messenger.setStep(1);
     play({kNotConnected});
     std::this_thread::sleep_for(3s);
     play({kNotConnected});
-    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender notify", "sender notify"));
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());
     std::this_thread::sleep_for(3s);
     play({kNotConnected});
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender notify"));
     _sender.connected = false;
     play({kNotConnected});
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open", "sender notify"));
+    _sender.connected = true;
+    play({kNotConnected});
+    std::this_thread::sleep_for(6s);
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), IsEmpty());  // it has left for this request already
+    _messenger.setStep(1);
+    play({kNotConnected});
+    EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender notify"));
 }
 
-TEST_F(MessengerSteps, ThirdRequestThatFoundNoAnswerLaysTheFifoAnew) {
-    play({});
-    for (const bool anew : {false, false, true, false}) {
+// The time that a side is not heard begins anew with everything that is heard of it, or shows that all is well.
+class DeafTime : public MessengerSteps {
+protected:
+    void expectNewBeginAfter(const std::function<void()>& event) {
         _messenger.setStep(1);
-        play({kSignalled});
-        const std::vector<std::string> sent{"write 16 step 1", "write 8", "sender notify"};
-        std::vector<std::string> expected{"sender close", "sender open"};
-        if (!anew) expected.clear();
-        expected.insert(expected.end(), sent.begin(), sent.end());
-        EXPECT_EQ(_messenger.calls.take(), expected);
+        play({kNotConnected});
+        std::this_thread::sleep_for(3s);
+        event();
+        _messenger.setStep(1);
+        play({kNotConnected});
+        std::this_thread::sleep_for(3s);
+        _messenger.calls.take();
+        play({kNotConnected});
+        EXPECT_THAT(_messenger.calls.take(), IsEmpty());
     }
+};
+
+TEST_F(DeafTime, BeginsAnewWithASignal) {
+    expectNewBeginAfter([&] { play({kSignalled}); });
+}
+
+TEST_F(DeafTime, BeginsAnewWithAConnectionThatIsQuiet) {
+    expectNewBeginAfter([&] { play({kTimedOut}); });
+}
+
+TEST_F(DeafTime, BeginsAnewWhenThePeerStopsReading) {
+    expectNewBeginAfter([&] {
+        _sender.connected = false;
+        play({kNotConnected});
+        _sender.connected = true;
+    });
+}
+
+// ---- an outcome that its owner has not seen yet
+
+class MessengerOutcome : public MessengerSteps {
+protected:
+    // The peer has the request and answers it before this thread waits for that.
+    void answerAtOnce() {
+        _receiver.onNotify = [&] {
+            if (_answered) return;
+            _answered = true;
+            play({kSignalled});
+            const std::string step = tracesWith("setStep").back();
+            _receiver.frame = test::FrameHeader{1, 0, std::stoull(step.substr(step.rfind(' ') + 1))};
+            play({kSignalled});
+        };
+    }
+    bool _answered = false;
+};
+
+TEST_F(MessengerOutcome, AnswerOfAPeerThatLeavesAtOnceIsAnAnswer) {
+    play({});
+    answerAtOnce();
+    // It has left before this thread looks at the answer.
+    _messenger.finished->onWoken = [&] { play({kPeerLeft}); };
+    EXPECT_TRUE(_messenger.send());
+    EXPECT_THAT(tracesWith("processError"), Not(IsEmpty()));
+}
+
+TEST_F(MessengerOutcome, ErrorAfterTheAnswerWasSeenIsTheLastOutcome) {
+    play({});
+    answerAtOnce();
+    EXPECT_TRUE(_messenger.send());
+    play({kPeerLeft});
+    EXPECT_EQ(_messenger.last().step, 3u);
 }
 
 // ---- times, and signals that get lost
@@ -240,6 +346,32 @@ TEST_F(MessengerSteps, SendWaitsTwoSecondsAndCloseForEver) {
     EXPECT_FALSE(_messenger.send());
     _messenger.close();
     EXPECT_THAT(_messenger.finished->timeouts(), ElementsAre(0.0, 2.0, 0.0, -1.0));
+}
+
+TEST_F(MessengerSteps, SendSetsItsStepThenClearsOldCompletionsThenWakesTheThread) {
+    play({});
+    std::vector<std::string> order;
+    const std::size_t before = tracesWith("setStep").size();
+    const auto note = [&](const std::string& what) {
+        order.push_back(what + (tracesWith("setStep").size() > before ? " after the step" : ""));
+    };
+    _messenger.finished->onClear = [&] { note("clear"); };
+    _receiver.onNotify = [&] { note("wake"); };
+    _messenger.send();
+    _messenger.finished->onClear = nullptr;
+    _receiver.onNotify = nullptr;
+    EXPECT_THAT(order, ElementsAre("clear after the step", "wake after the step"));
+}
+
+TEST_F(MessengerSteps, OneThatItsOwnChannelHasClosedSignalsItsEndOnceUntilSomebodyCloses) {
+    _receiver.onHasData = [&] { _messenger.close(); };
+    _receiver.answer(kSignalled);
+    _messenger.start();
+    _started = true;
+    ASSERT_TRUE(becomesTrue([&] { return _messenger.finished->notifications() == 1; }));
+    std::this_thread::sleep_for(700ms);
+    EXPECT_EQ(_messenger.finished->notifications(), 1);
+    EXPECT_LT(test::secondsOf([&] { _messenger.close(); }), 2.0);
 }
 
 TEST_F(MessengerSteps, CloseReturnsWhenTheThreadEndedBeforeItsSignalWasCleared) {

@@ -25,6 +25,15 @@ struct SourceWithOnePixelSize : TeskImages {
     std::vector<double> pixelSize() override { return {1.0}; }
 };
 
+struct SourceThatThrows : TeskImages {
+    std::shared_ptr<IMAGEMEMORY> imageMemory() override {
+        if (recordThrows) throw std::runtime_error("no record");
+        return TeskImages::imageMemory();
+    }
+    std::vector<double> pixelSize() override { throw 7; }
+    bool recordThrows = false;
+};
+
 class SourceFactoryTest : public testing::Test {
 protected:
     const tagBITMAPINFO* open(PluginCallStatus expected, const tagBITMAPINFO* preset) {
@@ -80,6 +89,37 @@ TEST_F(SourceFactoryTest, FactoryThatThrowsIsRefusedAndReported) {
     EXPECT_EQ(old->bmiHeader.biWidth, 1280);
     EXPECT_THAT(_log.errors(), ElementsAre("NUV::DorVenPlugin::openImageDevice() : no event",
                                            "NUV::DorVenPlugin::openImageDevice() : unknown exception."));
+}
+
+TEST_F(SourceFactoryTest, SourceThatThrowsIsNotHalfOpen) {
+    const tagBITMAPINFO* const old = open(kDone, nullptr);
+    std::weak_ptr<TeskImages> made;
+    _make = [&] {
+        const auto source = std::make_shared<SourceThatThrows>();
+        source->recordThrows = true;
+        made = source;
+        return source;
+    };
+    PluginInterfaceReturn<tagBITMAPINFO> result({9, 9}, {});
+    EXPECT_EQ(_device.commandMap().at(1001)(_device, nullptr, &result), kNotSupported);
+    EXPECT_TRUE(made.expired());
+    EXPECT_EQ(old->bmiHeader.biWidth, 1280);
+    EXPECT_EQ(_device.grab(), kNotSupported);
+    EXPECT_THAT(_log.errors(), ElementsAre("NUV::DorVenPlugin::openImageDevice() : no record",
+                                           testing::EndsWith("line 57: invalid plugin")));
+}
+
+TEST_F(SourceFactoryTest, AdapterOfTheCommandMapThrowsNothing) {
+    std::shared_ptr<SourceThatThrows> source;
+    _make = [&] { return source = std::make_shared<SourceThatThrows>(); };
+    open(kDone, nullptr);
+    source->recordThrows = true;
+    PluginInterfaceReturn<PluginInterfacePixelSizeData> size({9, 9}, {1.0, 2.0});
+    EXPECT_NO_THROW(EXPECT_EQ(_device.commandMap().at(1013)(_device, nullptr, &size), kNotSupported));
+    EXPECT_EQ(size.status, (PluginCallStatus{9, 9}));
+    EXPECT_EQ(size.value.x, 1.0);
+    PluginInterfaceParameter<PluginInterfaceClippingData> region({1, 2, 3, 4});
+    EXPECT_NO_THROW(EXPECT_EQ(_device.commandMap().at(1007)(_device, &region, nullptr), kNotSupported));
 }
 
 TEST_F(SourceFactoryTest, OldSourceIsGoneBeforeTheNewOneIsMade) {

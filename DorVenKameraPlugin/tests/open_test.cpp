@@ -313,7 +313,9 @@ TEST_F(OpenTest, LongChainsAreFollowedWithOneTraceForEachFile) {
 // ---- what the host reads and sets
 
 TEST_F(OpenTest, ClippingIsKeptAndChangesNothingElse) {
-    open(nullptr);
+    const tagBITMAPINFO* bitmap = nullptr;
+    ASSERT_EQ(_device.openImageDevice(nullptr, &bitmap), kDone);
+    const tagBITMAPINFO before = *bitmap;
     PluginInterfaceParameter<PluginInterfaceClippingData> parameter({1, 2, 3, 4});
     _log.clear();
     EXPECT_EQ(_device.call(1007, &parameter, nullptr), kDone);
@@ -327,7 +329,9 @@ TEST_F(OpenTest, ClippingIsKeptAndChangesNothingElse) {
     EXPECT_EQ(found.width, 3u);
     EXPECT_EQ(found.height, 4u);
     EXPECT_EQ(record()->width, 1280u);
+    EXPECT_EQ(record()->height, 1024u);
     EXPECT_EQ(record()->clipping.height, 4u);
+    EXPECT_EQ(std::memcmp(bitmap, &before, sizeof before), 0);
 }
 
 TEST_F(OpenTest, ClippingCapabilityHasARowForEachValue) {
@@ -462,6 +466,20 @@ TEST_F(OpenTest, EventIsThereForTheSimulator) {
     CloseHandle(event);
 }
 
+TEST(ImageSource, LinkIsThereUntilTheLastHolderLetsGo) {
+    const auto linkIsThere = [] {
+        const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem");
+        if (memory) CloseHandle(memory);
+        return memory != nullptr;
+    };
+    auto first = TeskImages::create(nullptr);
+    auto second = first;
+    first.reset();
+    EXPECT_TRUE(linkIsThere());
+    second.reset();
+    EXPECT_FALSE(linkIsThere());
+}
+
 TEST(DestroyedCamera, LetsGoOfItsSource) {
     test::LogRecorder log;
     {
@@ -509,6 +527,29 @@ TEST(SourceWithoutRecord, IsReportedAndLeavesOutputsAlone) {
                     testing::MatchesRegex(
                         "Assertion failed: '_imageMemory', file Dorven/TeskImages, line .*: invalid image memory"));
     }
+}
+
+/// A source that is built of what the test has.
+struct BuiltSource : TeskImages {
+    BuiltSource(std::shared_ptr<IMAGEMEMORY> record, std::shared_ptr<SmartMetaDataDouble> temperature)
+        : TeskImages(std::make_shared<MProcessEvent>("DorVenImagesEvent"), {}, record, temperature) {}
+    using TeskImages::_imageMemory;
+};
+
+TEST(BuiltSource, WithoutATemperatureIsReportedAndHasNoMetaData) {
+    test::LogRecorder log;
+    const BuiltSource source(std::make_shared<IMAGEMEMORY>(), nullptr);
+    EXPECT_THAT(log.errors(), ElementsAre(testing::MatchesRegex("Assertion failed: '_smartTemperature', file "
+                                                                "Dorven/TeskImages, line .*: invalid temperature")));
+    EXPECT_EQ(source._imageMemory->width, 1280u);
+    EXPECT_THAT(source._imageMemory->metaData, IsEmpty());
+}
+
+TEST(BuiltSource, WithoutARecordIsReported) {
+    test::LogRecorder log;
+    const BuiltSource source(nullptr, std::make_shared<SmartMetaDataDouble>(20.0));
+    EXPECT_THAT(log.errors(), ElementsAre(testing::MatchesRegex("Assertion failed: '_imageMemory', file "
+                                                                "Dorven/TeskImages, line .*: invalid image memory")));
 }
 
 TEST(SourceWithoutRecord, HasNoSizeAndNoFormat) {

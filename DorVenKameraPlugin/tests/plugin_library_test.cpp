@@ -124,6 +124,8 @@ TEST_F(PluginLibraryTest, KnowsTheFolderItLiesIn) {
     const std::size_t separator = file.rfind('\\');
     const std::string expected = separator == std::string::npos ? file : file.substr(0, separator + 1);
     EXPECT_STREQ(static_cast<PluginBase*>(plugin)->moduleFolder(), expected.c_str());
+    enumerate(plugin);
+    EXPECT_EQ(deviceOf(plugin)->moduleFolder(), expected);
     _library.release(&plugin);
 }
 

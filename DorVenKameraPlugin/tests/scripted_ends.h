@@ -6,6 +6,7 @@
 #include <cstring>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,15 +46,27 @@ public:
             FrameHeader header;
             std::memcpy(&header, bytes, sizeof header);
             text += " step " + std::to_string(header.step);
+        } else {
+            const auto* const begin = static_cast<const std::uint8_t*>(bytes);
+            const std::lock_guard lock(_mutex);
+            _payload.assign(begin, begin + size);
         }
         _calls.note(text);
     }
     void notify() override { _calls.note("sender notify"); }
 
+    /// The payload that was written last.
+    Payload payload() const {
+        const std::lock_guard lock(_mutex);
+        return _payload;
+    }
+
     std::atomic<bool> connected{true};
 
 private:
     Calls& _calls;
+    mutable std::mutex _mutex;
+    Payload _payload;
 };
 
 class ScriptedReceiver : public IPMessageReceiver {
@@ -81,7 +94,12 @@ public:
     bool isConnected() override { return connected; }
     bool hasData() override {
         if (onHasData) onHasData();
-        return false;
+        return frame.has_value();
+    }
+    void read(void* buffer, const std::size_t& size) override {
+        if (!frame || size != sizeof(FrameHeader)) return;
+        std::memcpy(buffer, &*frame, size);
+        frame.reset();
     }
     int wait(const double& seconds) override {
         std::unique_lock lock(_mutex);
@@ -99,6 +117,7 @@ public:
         return status;
     }
     void notify() override {
+        if (onNotify) onNotify();
         const std::lock_guard lock(_mutex);
         _notified = true;
         _changed.notify_all();
@@ -110,8 +129,10 @@ public:
     }
 
     std::atomic<bool> connected{true};
-    std::function<void()> onClose;    // on the messenger's thread
-    std::function<void()> onHasData;  // on the messenger's thread, once per signalled pass
+    std::function<void()> onClose;     // on the messenger's thread
+    std::function<void()> onHasData;   // on the messenger's thread, once per signalled pass
+    std::function<void()> onNotify;    // on the thread that wakes the messenger's
+    std::optional<FrameHeader> frame;  // waits in the fifo; the messenger's thread takes it
 
 private:
     Calls& _calls;
@@ -132,7 +153,9 @@ public:
             _timeouts.push_back(seconds);
         }
         if (seconds == 0.0 && onClear) onClear();
-        return _event.Wait(seconds);
+        const int result = _event.Wait(seconds);
+        if (seconds > 0.0 && onWoken) onWoken();
+        return result;
     }
     bool Notify() override {
         {
@@ -159,6 +182,7 @@ public:
     }
 
     std::function<void()> onClear;  // before a wait with timeout 0
+    std::function<void()> onWoken;  // after a wait with a timeout
 
 private:
     MProcessEvent _event{nullptr};

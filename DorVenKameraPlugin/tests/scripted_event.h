@@ -62,6 +62,12 @@ public:
     }
     bool Set() override { return Notify(); }
 
+    /// Takes back the answers that nobody has waited for, and a notification.
+    void forgetScript() {
+        const std::lock_guard lock(_mutex);
+        _script.clear();
+        _notified = false;
+    }
     /// The next notifications wake nobody, as when another process takes them.
     void loseNotifications(int count) {
         const std::lock_guard lock(_mutex);
@@ -70,6 +76,11 @@ public:
     std::vector<double> timeouts() const {
         const std::lock_guard lock(_mutex);
         return _timeouts;
+    }
+    /// Whether a notification waits for somebody to take it.
+    bool isNotified() const {
+        const std::lock_guard lock(_mutex);
+        return _notified;
     }
     int notifications() const {
         const std::lock_guard lock(_mutex);

@@ -41,7 +41,10 @@ public:
         if (onSetMessenger) onSetMessenger();
         _messenger = messenger;
     }
-    void* requestData() override { return request.data(); }
+    void* requestData() override {
+        ++requestReads;
+        return request.data();
+    }
     std::size_t requestSize() override { return request.size(); }
     std::string requestId() override { return _ids.asking; }
     void* responseData() override {
@@ -63,6 +66,7 @@ public:
 
     Payload request, response, incoming, answer;
     std::atomic<int> executions{0};
+    std::atomic<int> requestReads{0};
     int introductions = 0;
     std::function<void()> onExecute, onResponse;  // on the messenger's thread
     std::function<void()> onSetMessenger;

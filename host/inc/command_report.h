@@ -18,8 +18,8 @@ struct CommandReportRow {
     std::optional<NUV::PluginCallStatus> opened;  // none: not sent, or the device could not be opened
 };
 
-/// Sends every command to a device that was not opened yet, opens it with its defaults, and sends every command again.
-/// Grabbing comes last, and is stopped at once. Motor and I/O port commands are left out
+/// Sends every command to a device that was not opened yet, opens it with its defaults, and sends every command again:
+/// stop and freeze each to a grab that was just begun, and open last of all. Motor and I/O port commands are left out
 /// when the device offers such a kind: they would move or switch something.
 ///
 /// @param kinds  Those that the device offers.

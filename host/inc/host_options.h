@@ -12,11 +12,11 @@ namespace host {
 constexpr int kExitDone = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitWrongUsage = 2;
-constexpr int kExitNoImage = 3;
+constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call };
+    enum class Command { info, grab, call, askSnap };
 
     Command command = Command::info;
     std::string pluginPath;
@@ -33,9 +33,9 @@ struct HostOptions {
     // grab, call
     std::string configFile;  // empty: the camera's defaults
 
-    // grab
+    // grab, ask-snap: timeoutSeconds
     std::uint64_t imageCount = 0;  // 0: until stopped
-    double timeoutSeconds = 30.0;  // longest time without an image
+    double timeoutSeconds = 30.0;  // longest time without an image, or an answer
     std::string outputFolder;      // empty: nothing is saved
     std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first
 };

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <new>
 
+#include "ask_snap.h"
 #include "call.h"
 #include "command_report.h"
 #include "grab.h"
@@ -48,6 +49,7 @@ int run(PluginLibrary& library, const HostOptions& options) {
         case HostOptions::Command::call:
             return callCommand(library, options, std::cout, std::cerr);
         case HostOptions::Command::info:
+        case HostOptions::Command::askSnap:  // needs no library
             break;
     }
     return options.commands ? showCommands(library, options.json, std::cout, std::cerr)
@@ -60,6 +62,10 @@ int hostMain(int argc, const char* const* argv) {
     try {
         HostOptions options;
         if (const auto exitCode = parseHostOptions(argc, argv, options, std::cout, std::cerr)) return *exitCode;
+        if (options.command == HostOptions::Command::askSnap) {
+            platform_installStopHandler();
+            return askSnap(options, std::cout, std::cerr);
+        }
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);
         if (!library) {

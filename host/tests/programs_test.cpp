@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -10,6 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "DorVenImagesComm.h"
 #include "child_process.h"
 #include "host.h"
 #include "host_options.h"
@@ -18,6 +20,7 @@
 #include "inspection.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
+#include "named_claim.h"
 #include "plugin_library.h"
 #include "temporary_folder.h"
 
@@ -288,6 +291,57 @@ TEST_F(ProgramsTest, CallSendsOneCommand) {
     EXPECT_EQ(data()["code"], -4);
     EXPECT_EQ(startHost({"call", "1106", "fast"}).join(60s), host::kExitWrongUsage);
     EXPECT_THAT(people(), HasSubstr("'fast' is not a number"));
+}
+
+TEST_F(ProgramsTest, AskSnapShowsTheEchoOfASimulatorThatRuns) {
+    auto simulator = startSimulator({"--size", "900x20", "--fps", "10"});
+    EXPECT_EQ(startHost({"ask-snap", "--json"}).join(60s), 0) << people();
+    EXPECT_EQ(data()["schema"], 1);
+    EXPECT_EQ(data()["command"], 4);
+    EXPECT_EQ(data()["value32"], 1);
+    EXPECT_EQ(data()["first"], 2);
+    EXPECT_EQ(data()["second"], 3);
+    EXPECT_EQ(data()["echoed"], true);
+    EXPECT_GT(data()["round_trip_us"], 0.0);
+    EXPECT_EQ(startHost({"ask-snap"}).join(60s), 0);
+    EXPECT_THAT(people(), HasSubstr("asked       command 4, value32 1, first 2, second 3\n"
+                                    "answer      command 4, value32 1, first 2, second 3\n"
+                                    "            the request as it was\n"));
+    EXPECT_EQ(text("out.txt"), "");
+    simulator.kill();
+}
+
+TEST_F(ProgramsTest, AskSnapEndsWithThreeWhenNobodyAnswers) {
+    EXPECT_EQ(startHost({"ask-snap", "--timeout", "0.3"}).join(60s), host::kExitNoImage);
+    EXPECT_EQ(people(), "dorven-host: no answer from a simulator\n");
+    auto simulator = startSimulator({"--size", "900x20", "--fps", "10", "--no-ask"});
+    EXPECT_EQ(startHost({"ask-snap", "--timeout", "0.5"}).join(60s), host::kExitNoImage);
+    simulator.kill();
+}
+
+TEST_F(ProgramsTest, AskSnapFailsWhileAHostHasTheCameraOpen) {
+    auto grab = startGrab({"--timeout", "60"});
+    while (!NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished")) std::this_thread::sleep_for(1ms);
+    EXPECT_EQ(test::ChildProcess::program("dorven-host", {"ask-snap"}).join(60s), host::kExitFailed);
+    grab.kill();
+}
+
+// A simulator that knows no pictures.
+class RefusingSimulator : public kest::dorven::DorVenImagesComm {
+public:
+    kest::dorven::ImagesMessage handle(const kest::dorven::ImagesMessage& request) override {
+        return {0, request.value32, request.first, request.second};
+    }
+};
+
+TEST_F(ProgramsTest, AskSnapFailsWhenSomethingElseThanTheRequestComesBack) {
+    const auto channel = std::make_shared<RefusingSimulator>();
+    const auto messenger = kest::dorven::IPMessenger::create(channel);
+    EXPECT_EQ(startHost({"ask-snap", "--json"}).join(60s), host::kExitFailed);
+    EXPECT_EQ(data()["command"], 0);
+    EXPECT_EQ(data()["echoed"], false);
+    EXPECT_EQ(startHost({"ask-snap"}).join(60s), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("the simulator does not know the command\n"));
 }
 
 TEST_F(ProgramsTest, ProgramEndsWithTheDocumentedExitCodes) {

@@ -102,8 +102,8 @@ using SmartMetaDataCaps = std::map<SMARTMETADATAKEY, SMARTMETADATAPARAMS>;
 using SmartMetaDataMap = std::map<SMARTMETADATAKEY, std::shared_ptr<SmartMetaData>>;
 
 /// One image and what is known about it. Owned by the image source, which fills it for each image and hands its address
-/// to the callback; the host may read it at any time while the device stays open, without a lock. Its address stays the
-/// same from one open to the next.
+/// to the callback. It is written without a lock: the host reads it in the callback, or while nothing is grabbed. Its
+/// address stays valid until the device is opened again.
 struct IMAGEMEMORY {
     std::uint64_t width;                   // pixels in a line
     std::uint64_t height;                  // lines
@@ -124,8 +124,9 @@ struct IMAGEMEMORY {
 static_assert(sizeof(IMAGEMEMORY) == 112 + sizeof(SmartMetaDataMap), "no padding but after bytesPerPixel");
 
 /// Called for every image on the acquisition thread. What it returns is ignored; what it throws is caught and logged.
-/// It may send commands to the device, freeze among them.
-/// @param context  As given with the function.   @param record  The source's record, valid while the device is open.
+/// It may send its own device any command but 1001, which is refused there; it must never call ReleasePlugin, since
+/// nobody could wait for the thread that it runs on.
+/// @param context  As given with the function.   @param record  The source's record.
 using ImageCallback = int (*)(void* context, IMAGEMEMORY* record);
 
 /// A callback with its context. A null function: none.

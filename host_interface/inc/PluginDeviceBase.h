@@ -17,7 +17,8 @@ namespace NUV {
 
 class PluginDeviceBase;
 
-/// Unpacks a command's parameter, calls one operation of the device and packs its result.
+/// Unpacks a command's parameter, calls one operation of the device and packs its result. Throws nothing: what the
+/// operation throws is answered with (-4, 0) and the result left as it was.
 using CommandAdapter = PluginCallStatus (*)(PluginDeviceBase& device, const PluginInterfaceParameterBase* parameter,
                                             PluginInterfaceReturnBase* result);
 
@@ -32,7 +33,7 @@ public:
     /// @param moduleFolder  Folder of the plugin's module.
     explicit PluginDeviceBase(const std::string& moduleFolder);
 
-    /// @param label  At most 40 characters are kept.
+    /// @param label  At most 40 characters are kept; null for none.
     PluginDeviceBase(const wchar_t* label, std::int32_t typeCode, std::int32_t number, const std::string& moduleFolder);
 
     virtual ~PluginDeviceBase();  // 0
@@ -51,7 +52,8 @@ public:
 
     virtual bool imageSupported();  // 4
     /// Opens the device. @param path  Configuration file; null, or one that does not exist, for the defaults.
-    /// @param bitmap  Set to the description of the images, the device's until the next open; null when there is none.
+    /// @param bitmap  Set to the description of the images, the device's until the next successful open; null when
+    /// there is none.
     virtual PluginCallStatus openImageDevice(const char* path, const tagBITMAPINFO** bitmap);  // 5  1001
     /// Starts, or restarts, delivering images to the callback.
     virtual PluginCallStatus grab();  // 6  1002

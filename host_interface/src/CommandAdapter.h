@@ -78,8 +78,8 @@ inline PluginCallStatus report(PluginCallStatus status, PluginInterfaceReturnBas
 }
 
 template <auto operation, typename Parameter, typename Result>
-PluginCallStatus adapter(PluginDeviceBase& device, const PluginInterfaceParameterBase* parameter,
-                         PluginInterfaceReturnBase* result) {
+PluginCallStatus send(PluginDeviceBase& device, const PluginInterfaceParameterBase* parameter,
+                      PluginInterfaceReturnBase* result) {
     auto unpacked = unpack<Parameter>(parameter);
     const auto run = [&](auto... outputs) {
         if (!unpacked.valid) return kWrongParameter;
@@ -96,6 +96,17 @@ PluginCallStatus adapter(PluginDeviceBase& device, const PluginInterfaceParamete
         outputs.finish();
         PluginInterfaceReturn<Result>(status, outputs.value).copyTo(result);
         return status;
+    }
+}
+
+/// Whatever is thrown ends here, for hosts take adapters from the command map, too. The result stays as it was.
+template <auto operation, typename Parameter, typename Result>
+PluginCallStatus adapter(PluginDeviceBase& device, const PluginInterfaceParameterBase* parameter,
+                         PluginInterfaceReturnBase* result) {
+    try {
+        return send<operation, Parameter, Result>(device, parameter, result);
+    } catch (...) {
+        return kNotSupported;
     }
 }
 

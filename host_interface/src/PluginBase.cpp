@@ -19,6 +19,7 @@ PluginBase::~PluginBase() {
 }
 
 std::int32_t PluginBase::enumerate(PluginDeviceRecord* record) {
+    if (!record) return 0;
     if (_devicesPending) {
         createDevices(_module, _moduleFolder);
         _devicesPending = false;

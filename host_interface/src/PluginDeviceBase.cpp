@@ -38,7 +38,9 @@ constexpr PropertyKey kPropertyKeys[] = {
 /// Text of a new UUID, 8-4-4-4-12 in lower case.
 std::string newUuid() {
     UUID uuid{};
-    UuidCreateSequential(&uuid);  // "local only" is unique enough: the id has to differ on this machine
+    // "Local only" is unique enough: the id has to differ on this machine.
+    const RPC_STATUS status = UuidCreateSequential(&uuid);
+    if (status != RPC_S_OK && status != RPC_S_UUID_LOCAL_ONLY) UuidCreate(&uuid);
     RPC_CSTR text = nullptr;
     if (UuidToStringA(&uuid, &text) != RPC_S_OK) return {};
     std::string copy = reinterpret_cast<const char*>(text);
@@ -57,7 +59,7 @@ PluginDeviceBase::PluginDeviceBase(const std::string& moduleFolder)
 PluginDeviceBase::PluginDeviceBase(const wchar_t* label, std::int32_t typeCode, std::int32_t number,
                                    const std::string& moduleFolder)
     : _moduleFolder(moduleFolder), _deviceLabel{}, _deviceTypeCode(typeCode), _deviceNumber(number), _kindCursor(0) {
-    std::wcsncpy(_deviceLabel, label, kLabelLength);
+    if (label) std::wcsncpy(_deviceLabel, label, kLabelLength);
     remakeDeviceId();
     _commandMap = makeCommandMap();
 }

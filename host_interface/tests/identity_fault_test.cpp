@@ -27,6 +27,15 @@ TEST(DeviceIdentity, AnIdentityThatIsOnlyLocalWillDo) {
     EXPECT_EQ(freed, 1);
 }
 
+TEST(DeviceIdentity, IsARandomOneWhereNoSequentialOneCanBeHad) {
+    constexpr RPC_STATUS kNoAddress = 1739;
+    const test::Fault fault(fault_UuidCreateSequential, [](UUID*) -> RPC_STATUS { return kNoAddress; });
+    const PluginDeviceBase first(""), second("");
+    EXPECT_EQ(first.deviceId().size(), sizeof "8-0-00000000-0000-0000-0000-000000000000" - 1);
+    EXPECT_NE(first.deviceId(), "8-0-00000000-0000-0000-0000-000000000000");
+    EXPECT_NE(first.deviceId(), second.deviceId());
+}
+
 TEST(DeviceIdentity, TextOfTheIdentityIsFreedOnce) {
     int count = 0;
     const test::Fault fault(fault_RpcStringFreeA, [&](RPC_CSTR* text) {

@@ -31,8 +31,9 @@ public:
 class GivenPlugin : public PluginBase {
 public:
     explicit GivenPlugin(HMODULE module = nullptr) : PluginBase(module) {}
-    void createDevices(HMODULE, const char* folder) override {
+    void createDevices(HMODULE module, const char* folder) override {
         ++asked;
+        moduleAsked = module;
         folderAsked = folder;
         if (throwOnce) {
             throwOnce = false;
@@ -44,6 +45,7 @@ public:
     std::vector<std::unique_ptr<PluginDeviceBase>> given;
     int asked = 0;
     bool throwOnce = false;
+    HMODULE moduleAsked = nullptr;
     std::string folderAsked;
 };
 
@@ -93,12 +95,14 @@ TEST(ModuleFolder, IsTerminatedWhenTheNameDoesNotFit) {
     EXPECT_EQ(GivenPlugin().moduleFolder(), std::string(259, 'x'));
 }
 
-TEST(ModuleFolder, IsHandedToCreateDevices) {
+TEST(ModuleFolder, IsHandedToCreateDevicesWithTheModule) {
     const auto fault = moduleFile("C:\\a\\plugin.dll");
-    GivenPlugin plugin;
+    const auto module = reinterpret_cast<HMODULE>(std::uintptr_t{0x1000});
+    GivenPlugin plugin(module);
     PluginDeviceRecord record{};
     plugin.enumerate(&record);
     EXPECT_EQ(plugin.folderAsked, "C:\\a\\");
+    EXPECT_EQ(plugin.moduleAsked, module);
 }
 
 TEST(Enumeration, CreatesDevicesAtTheFirstCallOnly) {
@@ -108,6 +112,15 @@ TEST(Enumeration, CreatesDevicesAtTheFirstCallOnly) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(plugin.enumerate(&pattern.record), 0);
     EXPECT_EQ(plugin.asked, 1);
     EXPECT_TRUE(pattern.untouched());
+}
+
+TEST(Enumeration, WithoutARecordAnswersZeroAndStaysWhereItIs) {
+    GivenPlugin plugin;
+    plugin.given.push_back(std::make_unique<ImageOnlyDevice>(""));
+    EXPECT_EQ(plugin.enumerate(nullptr), 0);
+    EXPECT_EQ(plugin.asked, 0);
+    PatternRecord pattern;
+    EXPECT_EQ(plugin.enumerate(&pattern.record), 1);
 }
 
 TEST(Enumeration, AsksAgainAfterACreationThatThrew) {

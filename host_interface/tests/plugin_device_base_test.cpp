@@ -79,6 +79,11 @@ TEST(DeviceIdentity, LabelIsCutAtFortyCharacters) {
     EXPECT_EQ(longer.deviceTypeCode(), 1);
 }
 
+TEST(DeviceIdentity, NullLabelIsAnEmptyOne) {
+    const PluginDeviceBase device(nullptr, 1, 2, "");
+    EXPECT_EQ(std::wstring(device.deviceLabel(), 40), std::wstring(40, L'\0'));
+}
+
 TEST(DeviceProperties, AbsentOnesAreNull) {
     PluginDeviceBase device("");
     EXPECT_EQ(device.getProperty(0), nullptr);

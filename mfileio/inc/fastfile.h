@@ -19,7 +19,7 @@ public:
     static constexpr int kAppend = 1;        // behind what is there; creates a missing file
     static constexpr int kTruncate = 2;      // empties the file; creates a missing one
     static constexpr int kSafeReplace = 10;  // MFastFile_WriteAtOnce and its users alone, see there
-    static constexpr int kFlush = 4;         // added to one of these: the bytes are on the disk before the call returns
+    static constexpr int kFlush = 4;         // added to one of these: see MFastFileWriter::Open, MFastFile_WriteAtOnce
 
     MFastFile(const MFastFile&) = delete;
     MFastFile& operator=(const MFastFile&) = delete;
@@ -135,7 +135,8 @@ public:
 
     /// Opens a file, after closing one that is open.
     ///
-    /// @param mode  kCreateNew, kAppend or kTruncate. With kFlush each write of the buffer goes through to the disk.
+    /// @param mode  kCreateNew, kAppend or kTruncate. With kFlush each write of the buffer goes through to the disk;
+    ///              what waits in the buffer does not.
     bool Open(const char* fileName, int mode);
 
     /// Writes what waits and closes the file. False when either fails; the writer is closed in any case. True also for
@@ -208,9 +209,14 @@ std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, std::string& text
 ///
 /// @param mode  kCreateNew, kAppend or kTruncate; or kSafeReplace, which writes a temporary file ("ffw….tmp") in the
 ///              same folder, brings it to the disk and renames it onto the name, so that a reader meets the old content
-///              or the new. With kFlush the bytes are brought to the disk in every mode.
+///              or the new. With kFlush the bytes are on the disk before the call returns, in every mode.
 /// @return      size; -1 when any step failed. In a safe replacement the rename takes place all the same, unless no
 ///              temporary file could be made; a temporary file that could not be renamed stays.
+///
+/// A safe replacement brings the content to the disk, not the folder: after a power failure the name may still lead to
+/// the old content. Its folder's name has at most 246 characters. On Windows it fails while anybody has the file open;
+/// on Linux who has it open keeps the old content. On Linux the new file takes over the permissions of the old one,
+/// and its owner may write it; a symbolic link is replaced, not the file that it leads to.
 std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std::size_t size, int mode);
 
 /// MFastFile_WriteAtOnce of a text with CR LF for every LF and every CR alone; CR LF stays.

@@ -1,6 +1,7 @@
 // Functions that read and write whole files.
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -16,7 +17,13 @@ namespace {
 using Block = std::unique_ptr<char[]>;
 
 // Null when there is no memory. Never for no bytes, which some allocators answer with null.
-Block allocate(std::size_t size) { return Block(new (std::nothrow) char[std::max<std::size_t>(size, 1)]); }
+Block allocate(std::size_t size) {
+    if (size > PTRDIFF_MAX) {
+        errno = ENOMEM;  // not asked for: no allocator has that much, and some end the program over it
+        return nullptr;
+    }
+    return Block(new (std::nothrow) char[std::max<std::size_t>(size, 1)]);
+}
 
 // Sizes the text; false when there is no memory.
 bool resize(std::string& text, std::size_t size) {
@@ -166,9 +173,10 @@ std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std
 
     const Block temporary = makeTemporaryFile(fileName);
     if (!temporary) return -1;
+    platform_takePermissions(fileName, temporary.get());  // before it holds anything that others must not read
     bool done = writeFile(temporary.get(), data, size, MFastFile::kTruncate, true);
-    // Renamed also when writing failed, kept on purpose: users know the result -1 to mean that the name's content is
-    // not to be relied on, and find no temporary files behind it.
+    // Renamed also when writing failed, kept on purpose: whatever happened, a user finds one file of the name and no
+    // temporary one beside it, and knows by the result -1 that its content may be incomplete.
     if (!file_rename(temporary.get(), fileName)) {
         M_ERRTRACE("MFastFile_WriteAtOnce(): file_rename(%s,%s) failed: %s", temporary.get(), fileName,
                    std::strerror(errno));
@@ -178,7 +186,7 @@ std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std
 }
 
 std::ptrdiff_t MFastFile_WriteLinesAtOnce(const char* fileName, const char* text, std::size_t size, int mode) {
-    const std::size_t room = 2 * size;
+    const std::size_t room = size > SIZE_MAX / 2 ? SIZE_MAX : 2 * size;
     const Block converted = allocate(room);
     if (!converted) {
         M_ERRTRACE("MFastFile_WriteLinesAtOnce(): malloc(%Iu) failed: %.50s", room, std::strerror(errno));

@@ -110,6 +110,7 @@ bool MFastFileWriter::WriteCharNL(char character) {
 std::ptrdiff_t MFastFileWriter::WriteString(std::string_view text) { return write_to_buffer(text.data(), text.size()); }
 
 std::ptrdiff_t MFastFileWriter::WriteStringNL(std::string_view text) {
+    if (text.empty()) return write_to_buffer(text.data(), 0);  // fails without a file, as any other text does
     if (!std::all_of(text.begin(), text.end(), [this](char character) { return WriteCharNL(character); })) return -1;
     return static_cast<std::ptrdiff_t>(text.size()) + std::count(text.begin(), text.end(), '\n');
 }

@@ -1,5 +1,6 @@
 // Random bytes and random operations: what the writing forms write, the reading forms read.
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -126,6 +127,16 @@ RC_GTEST_PROP(MFastFileProperty, ReadCharNLYieldsLfForCrLf, ()) {
     RC_ASSERT(content == replaced(bytes, "\r\n", "\n"));
 }
 
+RC_GTEST_PROP(MFastFileProperty, ReadCharYieldsTheBytes, ()) {
+    const std::string bytes = *bytesAtTheBorder();
+    writeAll(bytes);
+    MFastFileReader reader(fileName().c_str());
+    std::string content;
+    for (char character = 0; reader.ReadChar(character);) content += character;
+    RC_ASSERT(content == bytes);
+    RC_ASSERT(reader.IsEOF());
+}
+
 RC_GTEST_PROP(MFastFileProperty, ReadStringYieldsTheTextsBetweenZeros, ()) {
     const std::string first = without(*bytesAtTheBorder(), std::string(1, '\0'));
     const std::string second = without(*bytesAtTheBorder(), std::string(1, '\0'));
@@ -190,6 +201,48 @@ RC_GTEST_PROP(MFastFileProperty, WhatIsWrittenInAnyFormStandsInTheFile, ()) {
     for (int at = 0; at < count; ++at) expected += writeSomething(writer);
     RC_ASSERT(writer.Close());
     RC_ASSERT(contentOfFile() == expected);
+}
+
+// A binary value: how it is written, and whether the same is read.
+struct Value {
+    std::function<bool(MFastFileWriter&)> write;
+    std::function<bool(MFastFileReader&)> readBack;
+};
+
+template <typename Number>
+rc::Gen<Value> valueOf(bool (MFastFileWriter::*write)(Number), bool (MFastFileReader::*read)(Number&)) {
+    return rc::gen::map(rc::gen::arbitrary<Number>(), [write, read](Number number) {
+        return Value{[=](MFastFileWriter& writer) { return (writer.*write)(number); },
+                     [=](MFastFileReader& reader) {
+                         Number back{};
+                         return (reader.*read)(back) && back == number;
+                     }};
+    });
+}
+
+rc::Gen<Value> anyValue() {
+    return rc::gen::oneOf(valueOf(&MFastFileWriter::WriteInt, &MFastFileReader::ReadInt),
+                          valueOf(&MFastFileWriter::WriteShort, &MFastFileReader::ReadShort),
+                          valueOf(&MFastFileWriter::WriteLong, &MFastFileReader::ReadLong),
+                          valueOf(&MFastFileWriter::WriteFloat, &MFastFileReader::ReadFloat),
+                          valueOf(&MFastFileWriter::WriteDouble, &MFastFileReader::ReadDouble));
+}
+
+// The bytes in front let a value of any size lie across the border of the buffer, in the writer and in the reader.
+RC_GTEST_PROP(MFastFileProperty, ValuesAcrossTheBorderAreReadBack, ()) {
+    const std::string front(*rc::gen::inRange<std::size_t>(kBorder - 30, kBorder + 1), 'x');
+    std::vector<Value> values;
+    const int count = *rc::gen::inRange(1, 12);
+    for (int at = 0; at < count; ++at) values.push_back(*anyValue());
+    MFastFileWriter writer(fileName().c_str(), MFastFile::kTruncate);
+    RC_ASSERT(writer.WriteString(front) == lengthOf(front));
+    for (const Value& value : values) RC_ASSERT(value.write(writer));
+    RC_ASSERT(writer.Close());
+    MFastFileReader reader(fileName().c_str());
+    char character = 0;
+    for (std::size_t at = 0; at < front.size(); ++at) RC_ASSERT(reader.ReadChar(character) && character == 'x');
+    for (const Value& value : values) RC_ASSERT(value.readBack(reader));
+    RC_ASSERT(reader.IsEOF());
 }
 
 RC_GTEST_PROP(MFastFileProperty, WriteLinesAtOnceWritesTheLinesThatReadLineReads, ()) {

@@ -1,4 +1,6 @@
 // What a reader does when the system fails it.
+#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -205,6 +207,34 @@ TEST_F(MFastFileReaderFaultTest, ReadsOf8192BytesAndMoreGoStraightAndSmallerOnes
     std::string bytes(20000, '\0');
     for (const std::size_t size : {8192, 8191, 9001}) EXPECT_EQ(_reader.Read(bytes.data(), size), size);
     EXPECT_THAT(sizes, ElementsAre(8192, 8192, 9000));
+}
+
+TEST_F(MFastFileReaderFaultTest, ReadRefillsOnceHoweverLittleComes) {
+    open(std::string(1000, 'x'));
+    int calls = 0;
+    const test::Fault fault(fault_ReadFile,
+                            [&calls](HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped) {
+                                ++calls;
+                                return real_ReadFile(file, buffer, std::min<DWORD>(size, 100), bytesRead, overlapped);
+                            });
+    char bytes[500];
+    EXPECT_EQ(_reader.Read(bytes, 500), 100);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(_reader.Read(bytes, 40), 40);
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(_reader.Read(bytes, 500), 160);  // 60 are buffered
+    EXPECT_EQ(calls, 3);
+}
+
+TEST_F(MFastFileReaderFaultTest, AValueThatARefillCutsIsNotRead) {
+    open("abcdefgh");
+    const test::Fault fault(fault_ReadFile,
+                            [](HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped) {
+                                return real_ReadFile(file, buffer, std::min<DWORD>(size, 2), bytesRead, overlapped);
+                            });
+    std::int32_t value = 5;
+    EXPECT_FALSE(_reader.ReadInt(value));
+    EXPECT_EQ(value, 5);
 }
 
 TEST_F(MFastFileReaderFaultTest, ReadCharAndValuesFailOnAReadErrorAndLeaveTheOutput) {

@@ -1,6 +1,7 @@
 // What the whole-file functions and the small file operations do when the system fails them.
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -116,6 +117,37 @@ TEST_F(MFastFileFaultTest, ReadAtOnceIntoAStringEmptiesItOnAReadError) {
     EXPECT_EQ(MFastFile_ReadAtOnce(_name.c_str(), content), -1);
     EXPECT_EQ(content, "");
     EXPECT_EQ(MFastFile_ReadLinesAtOnce(_name.c_str(), content), -1);
+}
+
+TEST_F(MFastFileFaultTest, WholeFilesAreReadWithOneCall) {
+    _folder.file("f", std::string(100'000, 'x'));
+    std::vector<DWORD> sizes;
+    const test::Fault fault(fault_ReadFile,
+                            [&sizes](HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped) {
+                                sizes.push_back(size);
+                                return real_ReadFile(file, buffer, size, bytesRead, overlapped);
+                            });
+    std::string content;
+    EXPECT_EQ(MFastFile_ReadAtOnce(_name.c_str(), content), 100'000);
+    EXPECT_EQ(MFastFile_ReadAtOnce(_name.c_str(), content.data(), content.size()), 100'000);
+    EXPECT_EQ(MFastFile_ReadLinesAtOnce(_name.c_str(), content), 100'000);
+    EXPECT_EQ(MFastFile_ReadLinesAtOnce(_name.c_str(), content.data(), content.size()), 100'000);
+    EXPECT_EQ(MFastFile_CopyFile(_name.c_str(), _folder.path("to").c_str(), 2), 100'000);
+    EXPECT_EQ(sizes, std::vector<DWORD>(5, 100'000));
+}
+
+TEST_F(MFastFileFaultTest, WholeFilesAreWrittenWithOneCall) {
+    std::vector<DWORD> sizes;
+    const test::Fault fault(fault_WriteFile, [&sizes](HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten,
+                                                      OVERLAPPED* overlapped) {
+        sizes.push_back(size);
+        return real_WriteFile(file, buffer, size, bytesWritten, overlapped);
+    });
+    const std::string bytes(100'000, 'x');
+    EXPECT_EQ(write(bytes, 2), 100'000);
+    EXPECT_EQ(write(bytes, 10), 100'000);
+    EXPECT_EQ(MFastFile_WriteLinesAtOnce(_name.c_str(), bytes.data(), bytes.size(), 2), 100'000);
+    EXPECT_EQ(sizes, std::vector<DWORD>(3, 100'000));
 }
 
 TEST_F(MFastFileFaultTest, ReadAtOnceReportsThatItCouldNotClose) {
@@ -348,6 +380,15 @@ TEST_F(MFastFileFaultTest, WriteLinesAtOnceWithoutMemoryIsReportedWithTwiceTheSi
     EXPECT_EQ(MFastFile_WriteLinesAtOnce(_name.c_str(), "x\ny", 3, 2), -1);
     EXPECT_THAT(_recorder.errorTraces(), ElementsAre("MFastFile_WriteLinesAtOnce(): malloc(6) failed: " +
                                                      std::string(std::strerror(ENOMEM)).substr(0, 50)));
+}
+
+TEST_F(MFastFileFaultTest, WriteLinesAtOnceOfATextThatNoMemoryTakesTwiceIsReported) {
+    const std::size_t size = SIZE_MAX / 2 + 1;
+    EXPECT_EQ(MFastFile_WriteLinesAtOnce(_name.c_str(), "x", size, 2), -1);
+    EXPECT_THAT(_recorder.errorTraces(), ElementsAre("MFastFile_WriteLinesAtOnce(): malloc(18446744073709551615) "
+                                                     "failed: " +
+                                                     std::string(std::strerror(ENOMEM)).substr(0, 50)));
+    EXPECT_EQ(filesInFolder(), 0);
 }
 
 TEST_F(MFastFileFaultTest, WriteLinesAtOnceReportsThatWritingFailed) {

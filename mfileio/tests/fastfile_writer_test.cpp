@@ -184,6 +184,7 @@ TEST_F(MFastFileWriterTest, EveryFormReportsAWriterWithoutAFile) {
     EXPECT_FALSE(_writer.WriteCharNL('\n'));
     EXPECT_EQ(_writer.WriteString(""), -1);
     EXPECT_EQ(_writer.WriteStringNL("x"), -1);
+    EXPECT_EQ(_writer.WriteStringNL(""), -1);
     EXPECT_EQ(_writer.WriteLine("x"), -1);
     EXPECT_EQ(_writer.WriteLineNL(""), -1);
     EXPECT_FALSE(_writer.WriteInt(1));
@@ -192,7 +193,7 @@ TEST_F(MFastFileWriterTest, EveryFormReportsAWriterWithoutAFile) {
     EXPECT_FALSE(_writer.WriteFloat(1));
     EXPECT_FALSE(_writer.WriteDouble(1));
     EXPECT_EQ(_recorder.errorTraces(),
-              std::vector<std::string>(12, "MFastFileWriter::write_to_buffer(): no open file"));
+              std::vector<std::string>(13, "MFastFileWriter::write_to_buffer(): no open file"));
 }
 
 TEST_F(MFastFileWriterTest, WriteTakesBytesOfAnyValueAndNumber) {

@@ -1,4 +1,4 @@
-// Hidden and system files, which Windows alone has.
+// What is different for files on Windows: some are hidden, and an open one is not replaced.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -10,6 +10,9 @@
 #include "temporary_folder.h"
 
 namespace {
+
+using testing::HasSubstr;
+using testing::SizeIs;
 
 TEST(FileOperationsOfWindows, TypeSetsHiddenAndSystemFilesApart) {
     const test::TemporaryFolder folder;
@@ -31,6 +34,22 @@ TEST(FileOperationsOfWindows, TypeOfAHiddenFolderIsAFolders) {
     ASSERT_TRUE(SetFileAttributesA(sub.c_str(), FILE_ATTRIBUTE_HIDDEN));
     EXPECT_EQ(file_type(sub.c_str()), 'd');
     ASSERT_TRUE(SetFileAttributesA(sub.c_str(), FILE_ATTRIBUTE_NORMAL));
+}
+
+TEST(FileOperationsOfWindows, AnOpenFileIsNotReplaced) {
+    const test::TemporaryFolder folder;
+    const test::LogRecorder recorder;
+    const std::string name = folder.file("f", "old");
+    MFastFileReader reader(name.c_str());
+    EXPECT_EQ(file_rename(folder.file("g", "new").c_str(), name.c_str()), 0);
+    EXPECT_EQ(MFastFile_WriteAtOnce(name.c_str(), "new", 3, MFastFile::kSafeReplace), -1);
+    EXPECT_THAT(recorder.errorTraces(), SizeIs(3));
+    EXPECT_THAT(recorder.errorTraces().front(), HasSubstr("f) failed: 5"));
+    std::string content;
+    EXPECT_EQ(MFastFile_ReadAtOnce(name.c_str(), content), 3);
+    EXPECT_EQ(content, "old");
+    EXPECT_TRUE(reader.Close());
+    EXPECT_EQ(MFastFile_WriteAtOnce(name.c_str(), "new", 3, MFastFile::kSafeReplace), 3);
 }
 
 }  // namespace

@@ -10,11 +10,9 @@
 /// What a byte fifo begins with, little-endian, on an 8-byte boundary. A ring of dataSize bytes holds dataSize - 1:
 /// empty when both offsets are equal, full when one byte more would make them equal.
 struct MMemFifo {
-    std::uint64_t
-        writerMark;  //  0  0: no writer; else address of the data in the writer's process; stored by the writer
+    std::uint64_t writerMark;   //  0  0: no writer; else address of the data in its process; stored by the writer
     std::uint64_t writeOffset;  //  8  byte written next, 0 .. dataSize-1; stored by the writer
-    std::uint64_t
-        readerMark;  // 16  0: no reader; else address of the data in the reader's process; stored by the reader
+    std::uint64_t readerMark;   // 16  0: no reader; else address of the data in its process; stored by the reader
     std::uint64_t readOffset;   // 24  byte read next, 0 .. dataSize-1; stored by the reader
     std::uint64_t dataSize;     // 32  bytes of the ring, requested size + 1; stored by the creator
     std::uint64_t reserved[3];  // 40  not written
@@ -74,6 +72,9 @@ std::size_t MMemFifo_GetUsed(const void* memory);
 
 /// Bytes that can be written before the ring is full.
 std::size_t MMemFifo_GetFree(const void* memory);
+
+/// Bytes of the ring as the header has them: one more than the fifo was made for.
+std::size_t MMemFifo_GetDataSize(const void* memory);
 
 /// 1 while a writer, or a reader, has its mark set. A process that died keeps its mark.
 int MMemFifo_IsWriterAttached(const void* memory);

@@ -14,6 +14,13 @@ constexpr std::size_t kHeaderSize = 64;
 
 inline bool isAligned(const void* memory) { return reinterpret_cast<std::uintptr_t>(memory) % kAlignment == 0; }
 
+/// The same of a field, which follows from its header; so that a compiler does not see that and leaves the texts alone
+/// that stand for the opposite, it gets the address from memory.
+inline bool isFieldAligned(const void* memory, std::size_t field) {
+    const volatile std::uintptr_t address = reinterpret_cast<std::uintptr_t>(memory) + field;
+    return address % kAlignment == 0;
+}
+
 /// A field by its offset, by which all of them are accessed: a header may lie where no structure can. Of an aligned
 /// header only.
 inline std::atomic_ref<std::uint64_t> fieldAt(const void* memory, std::size_t field) {

@@ -83,7 +83,7 @@ int MMemFifo_Create(void* memory, std::size_t size) {
         store(memory, kWriterMark, 0, std::memory_order_release);
         return 0;
     }
-    if ((reinterpret_cast<std::uintptr_t>(memory) + kWriteOffset) % kAlignment != 0) {
+    if (!isFieldAligned(memory, kWriteOffset)) {
         // Cannot happen behind an aligned header; the text is part of what the library may say.
         M_ERRTRACE("MMemFifo_Create(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteOffset), kAlignment);
@@ -121,7 +121,7 @@ int MMemFifo_Link(void* memory) {
                    kAlignment);
         return 0;
     }
-    if ((reinterpret_cast<std::uintptr_t>(memory) + kWriteOffset) % kAlignment != 0) {
+    if (!isFieldAligned(memory, kWriteOffset)) {
         // Cannot happen behind an aligned header; the text is part of what the library may say.
         M_ERRTRACE("MMemFifo_Link(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteOffset), kAlignment);
@@ -147,7 +147,9 @@ std::size_t MMemFifo_Read(void* memory, void* target, std::size_t maximum, std::
     copyOut(memory, ring, target, count);
     fullBarrier();
     // A writer that laid the ring anew meanwhile has taken the mark away: what was copied is of no ring any more, and
-    // the new one's offset must stay as it is.
+    // the new one's offset must stay as it is. One that does so between this look and the store meets an offset that is
+    // not its own; it is one of the same ring, so no byte is touched outside, and what seems to wait then is taken for
+    // a foreign frame.
     if (!hasMark(memory, kReaderMark)) return 0;
     store(memory, kReadOffset, ring.next(ring.read, count), std::memory_order_release);
     return count;
@@ -168,6 +170,10 @@ std::size_t MMemFifo_GetFree(const void* memory) {
     if (!memory) return 0;
     const std::uint64_t space = ringOf(memory).space();
     return space > 0 ? static_cast<std::size_t>(space - 1) : 0;
+}
+
+std::size_t MMemFifo_GetDataSize(const void* memory) {
+    return memory ? static_cast<std::size_t>(load(memory, kDataSize, std::memory_order_relaxed)) : 0;
 }
 
 int MMemFifo_IsWriterAttached(const void* memory) {

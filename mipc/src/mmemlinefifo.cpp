@@ -40,7 +40,7 @@ int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLen
         store(memory, kWriterMark, 0, std::memory_order_release);
         return 0;
     }
-    if ((reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex) % kAlignment != 0) {
+    if (!isFieldAligned(memory, kWriteIndex)) {
         // Cannot happen behind an aligned header; the text is part of what the library may say.
         M_ERRTRACE("MMemLineFifo_Create(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex), kAlignment);
@@ -96,7 +96,7 @@ int MMemLineFifo_Link(void* memory) {
                    kAlignment);
         return 0;
     }
-    if ((reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex) % kAlignment != 0) {
+    if (!isFieldAligned(memory, kWriteIndex)) {
         // Cannot happen behind an aligned header; the text is part of what the library may say.
         M_ERRTRACE("MMemLineFifo_Link(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex), kAlignment);

@@ -15,9 +15,11 @@ HANDLE createMapping(const char* name, std::size_t size) {
 
 void* mapWhole(HANDLE mapping) { return MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0); }
 
+/// Bytes from the begin of a view that can be touched: none of those that its maker reserved alone.
 std::size_t regionSize(const void* view) {
     MEMORY_BASIC_INFORMATION information{};
-    return VirtualQuery(view, &information, sizeof information) ? information.RegionSize : 0;
+    const bool known = VirtualQuery(view, &information, sizeof information) != 0;
+    return known && information.State == MEM_COMMIT ? information.RegionSize : 0;
 }
 
 bool isEmpty(const char* name) { return !name || !*name; }

@@ -398,6 +398,7 @@ INSTANTIATE_TEST_SUITE_P(Shifts, MisalignedByteFifoTest, testing::Values(1, 2, 4
 
 TEST_F(MMemFifoTest, HeaderOnAnyEightByteBoundaryIsFine) {
     EXPECT_EQ(MMemFifo_Create(_memory + 8, 2), 1);
+    EXPECT_EQ(MMemFifo_GetDataSize(_memory + 8), 3u);
     EXPECT_EQ(MMemFifo_Link(_memory + 8), 1);
 }
 
@@ -413,6 +414,7 @@ TEST_F(MMemFifoTest, NullMemoryIsAnsweredSilently) {
     EXPECT_EQ(MMemFifo_Clear(nullptr), 0u);
     EXPECT_EQ(MMemFifo_GetUsed(nullptr), 0u);
     EXPECT_EQ(MMemFifo_GetFree(nullptr), 0u);
+    EXPECT_EQ(MMemFifo_GetDataSize(nullptr), 0u);
     EXPECT_EQ(MMemFifo_IsWriterAttached(nullptr), 0);
     EXPECT_EQ(MMemFifo_IsReaderAttached(nullptr), 0);
     EXPECT_EQ(MMemFifo_IsSound(nullptr, 100), 0);

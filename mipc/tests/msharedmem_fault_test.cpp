@@ -423,6 +423,24 @@ TEST_F(MSharedMemFaultTest, ViewIsGivenBackWhenThereIsNoMemoryForItsEntry) {
     EXPECT_FALSE(isRegistered());
 }
 
+TEST_F(MSharedMemFaultTest, RegionThatIsReservedAloneHasNoBytes) {
+    const ForeignMemory foreign(_name, 100);
+    const test::Fault fault(fault_VirtualQuery,
+                            [](LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length) {
+                                constexpr DWORD kReserved = 0x2000;
+                                const SIZE_T answered = real_VirtualQuery(address, information, length);
+                                information->State = kReserved;
+                                return answered;
+                            });
+    EXPECT_EQ(MSharedMem_LinkOrCreate(_name.c_str(), 50), nullptr);
+    EXPECT_THAT(_reports.errorTraces(),
+                ElementsAre("MSharedMem_LinkOrCreate(): existing size is too small for " + _name + ": 0 < 50"));
+    void* const memory = MSharedMem_Link(_name.c_str());
+    ASSERT_NE(memory, nullptr);
+    EXPECT_EQ(MSharedMem_GetSize(memory), 0u);
+    EXPECT_EQ(MSharedMem_Unlink(memory), 1);
+}
+
 TEST_F(MSharedMemFaultTest, RegionThatCannotBeAskedForIsTooSmallForLinkOrCreateAndHasNoBytesForLink) {
     const ForeignMemory foreign(_name, 100);
     watchHandles();

@@ -56,6 +56,8 @@ using MIniDataLines = std::vector<std::unique_ptr<MIniDataLine>>;
 template <typename Compare>
 class MIniDataSectionT : public MIniDataLine {
 public:
+    using EntryMap = std::map<std::string, MIniDataEntry*, Compare>;
+
     explicit MIniDataSectionT(std::string headerText);
 
     /// The entry of that name, trailing blanks and tabs of it removed; null when there is none.
@@ -74,12 +76,19 @@ public:
     /// Appends an entry that is not there yet as the last line. @return false without memory for it.
     bool add_new_entry(std::string_view name, std::string_view value);
 
+    /// Takes over the line of an entry that is not there yet; where its name belongs is known. Whatever a container
+    /// throws without memory leaves the section as it was.
+    void append(typename EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry);
+
     /// Removes an entry and its line. The line is looked for from the top; one without a name before '=' that stands
     /// above it ends the search, with the entry forgotten and its line left: false after an entry in the error trace.
     bool DeleteEntry(std::string_view name);
 
-    std::map<std::string, MIniDataEntry*, Compare> entry_map;  // refers to lines below
-    MIniDataLines line_vec;                                    // the lines below the header, in file order
+    EntryMap entry_map;  // refers to lines below
+
+    // The lines below the header, in file order. The header is this object itself, which the map of sections owns: the
+    // list cannot own it a second time.
+    MIniDataLines line_vec;
 
 private:
     bool setEntry(std::string_view name, std::string_view value);
@@ -95,7 +104,8 @@ class MIniDataT {
 public:
     using Section = MIniDataSectionT<Compare>;
 
-    // Options, to be combined. The second has the effect of the first as well, kept on purpose: files rely on it.
+    // Options, to be combined. The second has the effect of the first as well, kept on purpose: with that one option
+    // a file joined from several, lists of bare words included, is read.
     static constexpr std::uint32_t kAcceptBareLines = 0x01;  // a line without '=' or without a name is an entry, too
     static constexpr std::uint32_t kReplaceSections = 0x02;  // a repeated section replaces the earlier one
     static constexpr std::uint32_t kFlushOnSave = 0x08;      // Save returns when the disk has the bytes
@@ -114,8 +124,8 @@ public:
 
     /// Reads a file in place of the present content. A file that does not exist is a new, empty one: true, and
     /// FileAbsent. UTF-8 may begin with its mark; UTF-16 and UTF-32 are refused. Empty lines are dropped, kept on
-    /// purpose: files written by this class have none; lines of blanks stay. When it fails, the lines before the
-    /// failure stay readable until the next Close.
+    /// purpose: a file that is read and saved again and again does not gather them; lines of blanks stay. When it
+    /// fails, the lines before the failure stay readable until the next Close.
     bool Open(const char* fileName);
 
     /// Frees the content and forgets the file name. Always true.
@@ -124,7 +134,8 @@ public:
     /// Opens the file again. False when nothing is open.
     bool Reload();
 
-    /// Writes the content string into the file that was opened, with CR LF as line ends, whether it existed or not.
+    /// Writes the content string into the file that was opened, with CR LF as line ends, whether it existed or not;
+    /// also behind an Open that failed, whose lines before the failure then replace the whole file.
     bool Save();
 
     bool IsOpen() const { return _open; }
@@ -139,7 +150,7 @@ public:
     const std::string& GetLastErrorText() const { return _lastError; }
 
     /// All lines, each ended by LF: those above the first section, then the sections in ascending order of their names,
-    /// not in the file's order; kept on purpose: what is written is sorted.
+    /// not in the file's order; kept on purpose: two files with the same sections compare line by line.
     std::string GetContentString() const;
 
     /// Reads a text in place of the present content; LF, CR and CR LF end a line. File name and options stay, and
@@ -160,14 +171,16 @@ public:
 
     // Setters. They take the place of an entry's value, and leave its name, the blanks behind it and the '=' as they
     // are. A missing entry becomes the section's last line, a missing section is added. A name that begins as a comment
-    // does is refused, with nothing added. Other names and texts are taken as they are, kept on purpose: with '=', a
-    // leading blank or a line end in them they read differently from a file.
+    // does is refused, with nothing added. Other names and texts are taken as they are, kept on purpose: the caller
+    // decides what stands in its file. With '=', a leading blank or a line end in them they read differently from it.
 
     bool SetStringEntry(const char* section, const char* entry, const char* text);
     bool SetLongEntry(const char* section, const char* entry, std::int32_t value);
     bool SetLongLongEntry(const char* section, const char* entry, std::int64_t value);
 
-    /// With as many of 17 significant digits as it takes, so that a getter gives the same number.
+    /// With 17 significant digits, zeros at the end left out, so that a getter gives the same number. The decimal point
+    /// is that of the C locale in force (LC_NUMERIC), here and in GetDoubleEntry: a program that sets one with a comma
+    /// writes commas, and reads "0.5" as 0.
     bool SetDoubleEntry(const char* section, const char* entry, double value);
 
     /// Adds a section without lines. False when it exists.
@@ -185,7 +198,8 @@ public:
 
     bool SectionExists(const char* section) const;
 
-    /// Unlike the getters it takes the name as it is, trailing blanks included; kept on purpose: callers rely on it.
+    /// Unlike the getters it takes the name as it is, trailing blanks included; kept on purpose: it tells whether
+    /// exactly this name would stand in GetEntryNames.
     bool EntryExists(const char* section, const char* entry) const;
 
     std::size_t GetSectionCount() const { return _sections.size(); }
@@ -208,7 +222,7 @@ private:
     Section* add_new_section(std::string_view name);
     template <typename Set>
     bool setEntry(std::string_view section, const char* failure, Set set);
-    bool refuseComment(int codeLine, const char* function, const char* format, ...) PLATFORM_FORMAT(4, 5);
+    bool refuseComment(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
     void formatLastError(std::string& text, const char* format, std::va_list arguments) PLATFORM_FORMAT(3, 0);
 
     bool _open = false;

@@ -28,8 +28,8 @@ private:
 /// ": MESSAGE" when the message is empty. The entry's own location is the assertion facility's.
 void MAssert_Failed(const char* condition, const char* file, int line, const char* format, ...) PLATFORM_FORMAT(4, 5);
 
-/// Checks a condition of the source file that kFile names. The text is given, not made from the expression, because
-/// hosts search their logs for it. Yields whether the condition held.
+/// Checks a condition of the source file that kFile names. The text is given, not made from the expression, so that a
+/// search of the logs finds it however the expression is written. Yields whether the condition held.
 #define M_ASSERT_AT(lineNumber, condition, text, ...) \
     (static_cast<bool>(condition) || (MAssert_Failed(text, kFile, (lineNumber), __VA_ARGS__), false))
 #define M_ASSERT(condition, text, ...) M_ASSERT_AT(__LINE__, condition, text, __VA_ARGS__)

@@ -25,8 +25,8 @@ bool namesComment(std::string_view name) {
 template <typename Compare>
 bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, const char* text) {
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry",
-                             "cannot add comment as an entry: \"%s=%s\"", entry, text);
+        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%s\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
     }
     return setEntry(section, "MIniData::SetStringEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetStringEntry(entry, text); });
@@ -35,8 +35,9 @@ bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, 
 template <typename Compare>
 bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry",
-                             "cannot add comment as an entry: \"%s=%ld\"", entry, static_cast<long>(value));
+        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%ld\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
+                             static_cast<long>(value));
     }
     return setEntry(section, "MIniData::SetLongEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetLongEntry(entry, value); });
@@ -44,10 +45,11 @@ bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, st
 
 template <typename Compare>
 bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
-    // Reported under the name for 32 bits, kept on purpose: hosts compare this text.
+    // Reported under the name for 32 bits, kept on purpose: one search of a log finds refused integers of both widths.
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry",
-                             "cannot add comment as an entry: \"%s=%lld\"", entry, static_cast<long long>(value));
+        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%lld\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
+                             static_cast<long long>(value));
     }
     return setEntry(section, "MIniData::SetLongLongEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetLongLongEntry(entry, value); });
@@ -56,23 +58,25 @@ bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry
 template <typename Compare>
 bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, double value) {
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry",
-                             "cannot add comment as an entry: \"%s=%g\"", entry, value);
+        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%g\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, value);
     }
     return setEntry(section, "MIniData::SetDoubleEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetDoubleEntry(entry, value); });
 }
 
-// Notes why a name is refused and reports it from the given line of this file. Always false.
+// Reports from the given line of this file why a name is refused, and notes it without the function's name, which comes
+// first. Always false.
 template <typename Compare>
-bool MIniDataT<Compare>::refuseComment(int codeLine, const char* function, const char* format, ...) {
+bool MIniDataT<Compare>::refuseComment(int codeLine, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     std::string text;
     formatLastError(text, format, arguments);
     va_end(arguments);
     _MErrTrace_Location(0, kFile, codeLine);
-    _MErrTrace_Add("%s(): %s", function, text.c_str());
+    _MErrTrace_Add("%s", text.c_str());
+    _lastError.assign(text, text.find("(): ") + 4, kLastErrorSize - 1);
     return false;
 }
 
@@ -81,10 +85,13 @@ template <typename Compare>
 template <typename Set>
 bool MIniDataT<Compare>::setEntry(std::string_view section, const char* failure, Set set) {
     Section* target = find_section(section);
-    if (!target) target = add_new_section(section);
     if (!target) {
-        M_ERRTRACE("%s", failure);
-        return false;
+        target = add_new_section(section);
+        if (!target) {
+            M_ERRTRACE("%s", failure);
+            return false;
+        }
+        _unchanged = false;  // a section without the entry is a change, too
     }
     if (!set(*target)) return false;
     _unchanged = false;
@@ -150,7 +157,8 @@ bool MIniDataT<Compare>::RenameSection(const char* oldName, const char* newName)
     }
     Section* const source = find_section(oldName);
     if (!source) {
-        M_ERRTRACE("%s(): the source section \"%s\" doesn't exists", kFunction, oldName);  // hosts compare this text
+        // The wording is kept on purpose: whoever searches logs for this text goes on finding it.
+        M_ERRTRACE("%s(): the source section \"%s\" doesn't exists", kFunction, oldName);
         return false;
     }
     Section* const target = add_new_section(newName);

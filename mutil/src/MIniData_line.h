@@ -11,7 +11,8 @@ constexpr std::size_t kLastErrorSize = 1024;
 constexpr std::size_t kUsualLinesPerSection = 10;
 
 constexpr std::string_view kBlanks = " \t";
-constexpr std::string_view kCommentMarks = "#*/;";  // all four kept on purpose: files use each of them
+// All four are kept on purpose: a file whose remarks begin in any of these ways is read, not refused.
+constexpr std::string_view kCommentMarks = "#*/;";
 
 constexpr std::string_view withoutTrailingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);

@@ -72,7 +72,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
     }
     const std::string_view name = entryName(line, nameBegin, equals);
     auto place = section.entry_map.lower_bound(name);
-    if (place != section.entry_map.end() && place->first == name) {
+    if (place != section.entry_map.end() && !section.entry_map.key_comp()(name, place->first)) {
         const std::string ownName(name);
         if (!(_options & kReplaceEntries)) {
             return refuse(__LINE__, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
@@ -89,8 +89,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
         M_ERRTRACE("MIniData::parse_line(): new MIniDataEntry() failed: %.50s", reason);
         return refuse(__LINE__, "out of memory (%s)", reason);
     }
-    section.entry_map.emplace_hint(place, name, entry.get());
-    section.line_vec.push_back(std::move(entry));
+    section.append(place, name, std::move(entry));
     return true;
 }
 

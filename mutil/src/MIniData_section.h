@@ -15,7 +15,8 @@
 
 namespace {
 
-// Assigns what the value begins with, also when that is no number: callers rely on the 0.
+// Assigns what the value begins with, also when that is no number. The 0 is kept on purpose: a caller that reads on
+// without looking at the result has a defined number, not what stood in its variable before.
 template <typename Value, typename Convert>
 bool getNumber(const MIniDataEntry* entry, Value& value, Convert convert) {
     if (!entry) return false;
@@ -110,9 +111,21 @@ bool MIniDataSectionT<Compare>::add_new_entry(std::string_view name, std::string
     line.append(ownName).append(1, '=').append(value);
     std::unique_ptr<MIniDataEntry> entry(new (std::nothrow) MIniDataEntry(std::move(line), ownName.size() + 1));
     if (!entry) return false;
-    entry_map.emplace(ownName, entry.get());
-    line_vec.push_back(std::move(entry));
+    append(entry_map.lower_bound(ownName), ownName, std::move(entry));
     return true;
+}
+
+template <typename Compare>
+void MIniDataSectionT<Compare>::append(typename EntryMap::const_iterator place, std::string_view name,
+                                       std::unique_ptr<MIniDataEntry> entry) {
+    MIniDataEntry* const known = entry.get();
+    line_vec.push_back(std::move(entry));
+    try {
+        entry_map.emplace_hint(place, name, known);
+    } catch (...) {
+        line_vec.pop_back();
+        throw;
+    }
 }
 
 template <typename Compare>

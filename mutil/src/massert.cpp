@@ -11,7 +11,8 @@ namespace {
 
 const char kFile[] = "mutil/src/massert";
 
-constexpr int kReportLine = 61;  // kept on purpose: hosts know entries of failed assertions by this number
+// Kept on purpose: whoever filters a log by place finds all failed assertions at one that no edit of this file moves.
+constexpr int kReportLine = 61;
 
 std::string failureText(const char* condition, const char* file, int line, const char* format, std::va_list arguments) {
     std::string message;

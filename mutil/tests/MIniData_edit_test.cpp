@@ -162,6 +162,12 @@ TEST_F(MIniDataEditTest, DeleteEntryOfAMissingOneIsReported) {
         ElementsAre("MIniDataSectionT::DeleteEntry(): entry \"" + longName.substr(0, 40) + "\" not found in entry_map",
                     "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"s\",\"" +
                         longName.substr(0, 30) + "\")"));
+    _recorder.clear();
+    MIniData named;
+    EXPECT_TRUE(named.AddSection(longName.c_str()));
+    EXPECT_FALSE(named.DeleteEntry(longName.c_str(), "k"));
+    EXPECT_EQ(_recorder.errorTraces().back(), "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"" +
+                                                  longName.substr(0, 30) + "\",\"k\")");
     EXPECT_TRUE(data.Unchanged());
 }
 
@@ -198,13 +204,14 @@ MIniDataEntry* addLine(Section& section, const std::string& text, std::size_t va
 }
 
 TEST_F(MIniDataEditTest, ASectionReportsAnEntryWithoutALine) {
+    const std::string name(50, 'k');
     Section section("[s]");
-    MIniDataEntry stray("k=1", 2);
-    section.entry_map.emplace("k", &stray);
+    MIniDataEntry stray(name + "=1", name.size() + 1);
+    section.entry_map.emplace(name, &stray);
     addLine(section, "other=1", 6);
-    EXPECT_FALSE(section.DeleteEntry("k"));
-    EXPECT_THAT(_recorder.errorTraces(),
-                ElementsAre("MIniDataSectionT::DeleteEntry(): entry \"k\" not found in line_vec"));
+    EXPECT_FALSE(section.DeleteEntry(name));
+    EXPECT_THAT(_recorder.errorTraces(), ElementsAre("MIniDataSectionT::DeleteEntry(): entry \"" + name.substr(0, 40) +
+                                                     "\" not found in line_vec"));
     EXPECT_THAT(section.entry_map, IsEmpty());
 }
 

@@ -177,6 +177,13 @@ TEST_F(MIniDataOpenTest, OtherMarksAreRefused) {
     }
 }
 
+TEST_F(MIniDataOpenTest, ALongNameIsCutInTheReportOfAMark) {
+    const std::string name = _folder.file(std::string(100, 'n'), "\xFF\xFE");
+    const MIniData data(name.c_str());
+    EXPECT_EQ(_recorder.errorTraces().front(),
+              "MIniData::Open(\"" + name.substr(0, 80) + "\"): UTF16/32 Unicode format not supported");
+}
+
 TEST_F(MIniDataOpenTest, PartsOfMarksAreNone) {
     EXPECT_EQ(opened("\0\0\xFE"s), "");  // begins with a byte 0
     MIniData data;

@@ -67,6 +67,15 @@ TEST_F(MIniDataSaveTest, WhatWasSavedIsReadBack) {
     EXPECT_EQ(bytesOf(file), bytes);
 }
 
+TEST_F(MIniDataSaveTest, SaveAfterAFailedOpenLeavesTheLinesBeforeTheFailure) {
+    const std::string file = _folder.file("a.ini", "[s]\nk=1\nbad\nj=2\n");
+    MIniData data(file.c_str());
+    EXPECT_FALSE(data.IsOpen());
+    EXPECT_TRUE(data.Save());
+    EXPECT_EQ(bytesOf(file), "[s]\r\nk=1\r\n");
+    EXPECT_TRUE(data.Unchanged());
+}
+
 TEST_F(MIniDataSaveTest, SaveOfAnEmptyContentEmptiesTheFile) {
     const std::string file = _folder.file("a.ini", "[s]\nk=1");
     MIniData data(file.c_str());

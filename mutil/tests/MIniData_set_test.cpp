@@ -131,6 +131,17 @@ TEST_P(MIniDataSetTest, FailsWithoutMemoryForAnEntry) {
     EXPECT_TRUE(data.Unchanged());
 }
 
+TEST_P(MIniDataSetTest, ASectionThatWasAddedEndsUnchangedThoughItsEntryFails) {
+    const test::TemporaryFolder folder;
+    MIniData data(folder.file("a.ini", "[s]\nk=1").c_str());
+    ASSERT_TRUE(data.Unchanged());
+    test::failNothrowAllocation(2);
+    EXPECT_FALSE(GetParam().set(data, "new", "k"));
+    EXPECT_TRUE(test::allocationHasFailed());
+    EXPECT_EQ(data.GetContentString(), "[new]\n[s]\nk=1\n");
+    EXPECT_FALSE(data.Unchanged());
+}
+
 // ------------------------------------------------------------------------------------------------------ single setters
 
 std::string storedDouble(double value) {

@@ -55,6 +55,10 @@ int platform_vformat(char* buffer, std::size_t size, const char* format, std::va
 /// platform_vformat with its arguments in line.
 int platform_format(char* buffer, std::size_t size, const char* format, ...) PLATFORM_FORMAT(3, 4);
 
+/// Gives a file that is to replace another the other's permissions, and its owner leave to write it. Linux only: on
+/// Windows a file has the rights of its folder. Nothing happens where a file is missing or the system refuses it.
+void platform_takePermissions(const char* replaced, const char* replacement);
+
 /// Nanoseconds of the machine's monotonic clock: CLOCK_MONOTONIC, or the performance counter. One clock for all
 /// processes of the machine; counts from some moment before they started.
 std::int64_t platform_monotonicNanoseconds();

@@ -8,8 +8,7 @@
 
 #include <pthread.h>
 
-// ---------------------------------------------------------------------------------------------------- types and
-// constants
+// --------------------------------------------------------------------------------- types and constants
 
 using BOOL = int;
 using BYTE = std::uint8_t;
@@ -172,15 +171,14 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 
 extern "C" {
 
-// -------------------------------------------------------------------------------------------------------------- last
-// error
+// ------------------------------------------------------------------------------------------ last error
 
 /// The calling thread's code of the last call that failed, or that reported by its success (183).
 DWORD GetLastError();
 void SetLastError(DWORD code);
 
-// ----------------------------------------------------------------------------------------------------------- named
-// objects A named object lives as long as some process holds a handle or a view of it, also when that process is
+// --------------------------------------------------------------------------------------- named objects
+// A named object lives as long as some process holds a handle or a view of it, also when that process is
 // killed. Events and mappings share one name space; names are case-sensitive, "Local\X" is "X", "Global\X" is another
 // object. The environment variable PLATFORM_OBJECT_NAMESPACE, read at the first use, separates whole sets of names.
 
@@ -210,8 +208,7 @@ BOOL SetEvent(HANDLE event);
 /// Waits for one event; never returns WAIT_TIMEOUT early. On Linux exactly one handle (else error 50).
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 
-// ------------------------------------------------------------------------------------------------------- threads and
-// clock
+// ----------------------------------------------------------------------------------- threads and clock
 
 void InitializeCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
@@ -223,8 +220,7 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER* countsPerSecond);
 
 DWORD GetCurrentProcessId();
 
-// ------------------------------------------------------------------------------------------------------ modules and
-// files
+// ----------------------------------------------------------------------------------- modules and files
 
 /// Full file name of a module, null for the program. On success its length without terminator. A name that does not
 /// fit is cut and, as on some versions of Windows, not terminated: the result is then size and the last error 122.
@@ -239,7 +235,8 @@ BOOL FreeLibrary(HMODULE module);
 ///   - for reading: GENERIC_READ, OPEN_EXISTING;
 ///   - for writing: FILE_WRITE_DATA with CREATE_NEW (80 when it exists) or CREATE_ALWAYS, which empties what exists;
 ///   - for writing at its end: FILE_APPEND_DATA, OPEN_ALWAYS. The last two leave 183 or 0 as last error.
-/// Everything else is refused (50). A second writer is refused (32); readers are never, whatever shareMode says.
+/// Everything else is refused (50). A second writer is refused (32); readers are never, whatever shareMode says. No
+/// program that is started inherits the handle, whatever the attributes say.
 /// FILE_FLAG_WRITE_THROUGH brings each write to the disk before WriteFile returns.
 HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* attributes, DWORD creation,
                    DWORD flags, HANDLE templateFile);
@@ -261,7 +258,9 @@ BOOL FlushFileBuffers(HANDLE file);
 /// @return          The number; 0 on failure: 267 for no folder, 111 for a folder's name that is too long.
 UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName);
 
-/// Renames a file, replacing an existing one; never a folder (5). On Linux flags must be MOVEFILE_REPLACE_EXISTING.
+/// Renames a file, replacing an existing one; never a folder (5). On Linux flags must be MOVEFILE_REPLACE_EXISTING, and
+/// a target that is open is replaced as well, its holders keep the old content: Windows refuses it (5). A symbolic link
+/// is replaced itself, not the file that it leads to.
 BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
 
 /// Finds the first entry of a folder whose name matches; the last part of the pattern may hold * and ?. On Linux the
@@ -280,11 +279,12 @@ int _unlink(const char* fileName);  // NOLINT(bugprone-reserved-identifier)
 /// 0 when the file exists (mode 0), else -1 with errno set; mode 2 asks for writing, 4 for reading.
 int _access(const char* fileName, int mode);
 
-// ------------------------------------------------------------------------------------------------------- unique
-// identities
+// ----------------------------------------------------------------------------------- unique identities
 
 /// A time-based identity, different at every call. RPC_S_OK or RPC_S_UUID_LOCAL_ONLY; both leave a usable one.
 RPC_STATUS UuidCreateSequential(UUID* uuid);
+/// A random identity. RPC_S_OK.
+RPC_STATUS UuidCreate(UUID* uuid);
 /// Lower-case text of the 8-4-4-4-12 form in a block that RpcStringFreeA frees.
 RPC_STATUS UuidToStringA(const UUID* uuid, RPC_CSTR* text);
 RPC_STATUS RpcStringFreeA(RPC_CSTR* text);

@@ -11,6 +11,7 @@
 #include "file_error_posix.h"
 #include "last_error_posix.h"
 #include "paths_posix.h"
+#include "platform.h"
 
 namespace {
 
@@ -65,6 +66,12 @@ extern "C" BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
     if (rename(source.c_str(), target.c_str()) == 0) return TRUE;
     // What existed a moment ago: then it is the folder of the target that is missing.
     return platform_failWith(platform_fileErrorOf(errno, errno == ENOENT ? target : source), FALSE);
+}
+
+void platform_takePermissions(const char* replaced, const char* replacement) {
+    struct stat status {};
+    if (stat(nativePath(replaced).c_str(), &status) == 0 && S_ISREG(status.st_mode))
+        chmod(nativePath(replacement).c_str(), (status.st_mode & 0777) | S_IWUSR);
 }
 
 extern "C" int _unlink(const char* fileName) {

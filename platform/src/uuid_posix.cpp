@@ -11,6 +11,11 @@ extern "C" RPC_STATUS UuidCreateSequential(UUID* uuid) {
     return uuid_generate_time_safe(uuid->bytes) == 0 ? RPC_S_OK : RPC_S_UUID_LOCAL_ONLY;
 }
 
+extern "C" RPC_STATUS UuidCreate(UUID* uuid) {
+    uuid_generate_random(uuid->bytes);
+    return RPC_S_OK;
+}
+
 extern "C" RPC_STATUS UuidToStringA(const UUID* uuid, RPC_CSTR* text) {
     constexpr std::size_t kTextBytes = 37;
     const auto block = static_cast<char*>(std::malloc(kTextBytes));

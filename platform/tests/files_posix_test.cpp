@@ -1,10 +1,14 @@
 // What the Linux layer adds of its own to files: limits of the system, links, and calls that it does not offer.
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
+#include <utility>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -76,6 +80,46 @@ TEST(PosixFiles, AFullDeviceIsAFullDisk) {
     EXPECT_EQ(count, 0u);
 }
 
+TEST(PosixFiles, FlushingAsksTheDevice) {
+    const ObjectHandle file(createFile("/dev/full", FILE_WRITE_DATA, CREATE_ALWAYS));
+    ASSERT_NE(file.get(), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(FlushFileBuffers(file.get()));  // this one has no disk
+    EXPECT_EQ(GetLastError(), code(ERROR_INVALID_PARAMETER));
+}
+
+// The flags of this process's one descriptor of a file; 0 without one.
+int flagsOf(const std::string& path) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (std::filesystem::read_symlink(entry.path(), error) != path) continue;
+        std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
+        for (std::string word; info >> word;) {
+            if (word == "flags:" && info >> word) return std::stoi(word, nullptr, 8);
+        }
+    }
+    return 0;
+}
+
+TEST(PosixFiles, WritingThroughIsTheDescriptorsAffairAndNoHandleIsInherited) {
+    const test::TemporaryFolder folder;
+    const std::string path = std::filesystem::canonical(folder.path()).string() + "/f";
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    for (const DWORD flag : {code(0), code(FILE_FLAG_WRITE_THROUGH)}) {
+        for (const auto& [access, creation] : {
+                 std::pair{FILE_WRITE_DATA,  CREATE_ALWAYS},
+                 {FILE_APPEND_DATA, OPEN_ALWAYS  }
+        }) {
+            const ObjectHandle file(CreateFileA(path.c_str(), access, FILE_SHARE_READ, &inheritable, creation,
+                                                FILE_ATTRIBUTE_NORMAL | flag, nullptr));
+            EXPECT_EQ((flagsOf(path) & O_DSYNC) != 0, flag != 0);
+            EXPECT_TRUE(flagsOf(path) & O_CLOEXEC);
+        }
+    }
+    const ObjectHandle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, &inheritable, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    EXPECT_TRUE(flagsOf(path) & O_CLOEXEC);
+}
+
 TEST(PosixFiles, ALinkToNothingIsFilledWithAFile) {
     const test::TemporaryFolder folder;
     ASSERT_EQ(symlink("target", folder.path("link").c_str()), 0);
@@ -129,6 +173,60 @@ TEST(PosixFiles, WhatTheLayerDoesNotOfferIsRefused) {
     EXPECT_FALSE(WriteFile(file.get(), "x", 1, &count, reinterpret_cast<OVERLAPPED*>(&overlapped)));
     EXPECT_EQ(GetLastError(), code(ERROR_NOT_SUPPORTED));
     EXPECT_EQ(contentOf(path), "");
+}
+
+mode_t permissionsOf(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+TEST(PosixFiles, PermissionsAreTakenOverAndTheOwnerMayWrite) {
+    const test::TemporaryFolder folder;
+    const std::string replaced = folder.file("old", "x");
+    const std::string replacement = folder.file("new", "y");
+    for (const auto& [old, taken] : {
+             std::pair{0600u,  0600u},
+             {0640u,  0640u},
+             {0444u,  0644u},
+             {04755u, 0755u}
+    }) {
+        ASSERT_EQ(chmod(replaced.c_str(), old), 0);
+        platform_takePermissions(replaced.c_str(), replacement.c_str());
+        EXPECT_EQ(permissionsOf(replacement), taken);
+    }
+}
+
+TEST(PosixFiles, PermissionsStayWhereNoFileIsReplaced) {
+    const test::TemporaryFolder folder;
+    const std::string replacement = folder.file("new", "y");
+    ASSERT_EQ(chmod(replacement.c_str(), 0600), 0);
+    platform_takePermissions(folder.path("missing").c_str(), replacement.c_str());
+    platform_takePermissions(folder.path().c_str(), replacement.c_str());  // a folder
+    EXPECT_EQ(permissionsOf(replacement), 0600u);
+    platform_takePermissions(replacement.c_str(), folder.path("missing").c_str());
+    EXPECT_EQ(contentOf(replacement), "y");
+}
+
+TEST(PosixFiles, AnOpenFileIsReplacedAndItsReaderKeepsTheOldContent) {
+    const test::TemporaryFolder folder;
+    const std::string to = folder.file("to", "old");
+    const ObjectHandle reader(createFile(to, GENERIC_READ, OPEN_EXISTING));
+    EXPECT_TRUE(MoveFileExA(folder.file("from", "new").c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(contentOf(to), "new");
+    char bytes[4] = {};
+    DWORD count = 0;
+    EXPECT_TRUE(ReadFile(reader.get(), bytes, 3, &count, nullptr));
+    EXPECT_STREQ(bytes, "old");
+}
+
+TEST(PosixFiles, MovingOntoALinkReplacesTheLink) {
+    const test::TemporaryFolder folder;
+    const std::string target = folder.file("target", "old");
+    ASSERT_EQ(symlink("target", folder.path("link").c_str()), 0);
+    EXPECT_TRUE(
+        MoveFileExA(folder.file("from", "new").c_str(), folder.path("link").c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(contentOf(folder.path("link")), "new");
+    EXPECT_EQ(contentOf(target), "old");
 }
 
 TEST(PosixFiles, MovingAFolderOntoAFileIsRefused) {

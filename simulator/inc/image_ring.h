@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "mprocessevent.h"
+#include "named_claim.h"
 
 namespace simulator {
 
@@ -28,8 +29,10 @@ public:
         failed,       // no memory or no event; the error trace tells why
     };
 
-    /// @param imageBytes  Of one image.   @param lineCount  Images that the ring holds, at least 1.
-    ImageRing(std::size_t imageBytes, std::size_t lineCount);
+    /// @param imageBytes    Of one image.   @param lineCount  Images that the ring holds, at least 1.
+    /// @param roomForBytes  The memory has room for images of that size too: a host keeps the memory that it has once
+    ///                      seen until it ends, and only into that can a larger ring be laid then.
+    ImageRing(std::size_t imageBytes, std::size_t lineCount, std::size_t roomForBytes = 0);
 
     /// Closes.
     ~ImageRing();
@@ -42,6 +45,9 @@ public:
     /// Detaches. Images that wait stay readable for who holds the memory.
     void close();
 
+    /// Closes; the next open lays lines for images of that size. The ring stays this simulator's.
+    void setImageBytes(std::size_t imageBytes);
+
     bool isOpen() const { return _memory != nullptr; }
 
     /// Pixels of the slot to fill next; null while the ring is full or not open.
@@ -53,21 +59,20 @@ public:
     /// Publishes the slot and wakes the reader. False when the ring is full or not open.
     bool publish(const LineHeader& header);
 
-    /// Wakes the reader without a new image, so that one which came while the ring was full finds it.
+    /// Wakes the reader without a new image, so that one which came while the ring was full finds it. Nothing before
+    /// the first open that succeeded.
     void wakeReader();
 
-    /// Bytes of memory that the ring takes, and of one line: header and pixels, up to a multiple of 8.
+    /// Bytes of memory that the ring needs, and of one line: header and pixels, up to a multiple of 8.
     std::size_t memoryBytes() const;
     std::size_t lineBytes() const { return _lineBytes; }
 
 private:
-    bool claimWriter();
-    void releaseWriter();
-
     std::size_t _lineBytes;
     std::size_t _lineCount;
+    std::size_t _roomBytes;  // that the memory takes at least
     void* _memory = nullptr;
-    void* _writerClaim = nullptr;  // handle of the event that exists while a simulator runs
+    NamedClaim _writerClaim{"DorVenImagesWriter"};  // while a simulator runs
     std::unique_ptr<MProcessEvent> _event;
 };
 

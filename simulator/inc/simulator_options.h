@@ -11,6 +11,11 @@
 namespace simulator {
 
 struct SimulatorOptions {
+    enum class Command { run, ask };
+
+    Command command = Command::run;
+
+    // run
     std::optional<frames::ImageFormat> size;   // --size; its byte depth does not count
     std::string configFile;                    // --config; empty: none
     std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
@@ -18,6 +23,12 @@ struct SimulatorOptions {
     double framesPerSecond = 100.0;
     std::uint64_t frameCount = 0;  // 0: until stopped
     std::size_t lineCount = 8;
+    bool ask = true;  // ask the camera for the format; not with --no-ask
+
+    // ask
+    bool json = false;
+    bool watch = false;            // again each second
+    double timeoutSeconds = 12.0;  // longest time without an answer
 };
 
 /// Reads a command line. Options that the user gave win over what the configuration file says.

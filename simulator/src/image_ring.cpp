@@ -1,5 +1,6 @@
 #include "image_ring.h"
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -12,7 +13,6 @@ namespace {
 
 const char kMemoryName[] = "DorVenImages";
 const char kEventName[] = "DorVenImagesEvent";
-const char kWriterName[] = "DorVenImagesWriter";
 
 // Bytes of the memory that others hold under the name; 0 when there is none. Asks the system itself, because the
 // library would report every try in the error trace.
@@ -29,19 +29,24 @@ std::size_t existingMemoryBytes() {
     return bytes;
 }
 
+std::size_t lineBytesOf(std::size_t imageBytes) { return (sizeof(LineHeader) + imageBytes + 7) / 8 * 8; }
+
+std::size_t ringBytesOf(std::size_t lineBytes, std::size_t lineCount) {
+    return sizeof(LineFifoHeader) + (lineCount + 1) * lineBytes;
+}
+
 }  // namespace
 
-ImageRing::ImageRing(std::size_t imageBytes, std::size_t lineCount)
-    : _lineBytes((sizeof(LineHeader) + imageBytes + 7) / 8 * 8), _lineCount(lineCount) {}
+ImageRing::ImageRing(std::size_t imageBytes, std::size_t lineCount, std::size_t roomForBytes)
+    : _lineBytes(lineBytesOf(imageBytes)),
+      _lineCount(lineCount),
+      _roomBytes(ringBytesOf(lineBytesOf(roomForBytes), lineCount)) {}
 
-ImageRing::~ImageRing() {
-    close();
-    releaseWriter();
-}
+ImageRing::~ImageRing() { close(); }
 
 ImageRing::OpenResult ImageRing::open() {
     close();
-    if (!claimWriter()) return OpenResult::otherWriter;
+    if (!_writerClaim.claim()) return OpenResult::otherWriter;
     const std::size_t existing = existingMemoryBytes();
     if (existing != 0 && existing < memoryBytes()) return OpenResult::tooSmall;
     try {
@@ -49,7 +54,7 @@ ImageRing::OpenResult ImageRing::open() {
     } catch (const std::runtime_error&) {
         return OpenResult::failed;
     }
-    _memory = MSharedMem_LinkOrCreate(kMemoryName, memoryBytes());
+    _memory = MSharedMem_LinkOrCreate(kMemoryName, existing != 0 ? memoryBytes() : std::max(memoryBytes(), _roomBytes));
     if (!_memory) return OpenResult::failed;
     if (MMemLineFifo_Create(_memory, _lineCount, _lineBytes) == 0) {
         MSharedMem_Unlink(_memory);
@@ -64,6 +69,11 @@ void ImageRing::close() {
     MMemLineFifo_Destroy(_memory);
     MSharedMem_Unlink(_memory);
     _memory = nullptr;
+}
+
+void ImageRing::setImageBytes(std::size_t imageBytes) {
+    close();
+    _lineBytes = lineBytesOf(imageBytes);
 }
 
 std::uint8_t* ImageRing::slotPixels() {
@@ -86,26 +96,10 @@ bool ImageRing::publish(const LineHeader& header) {
     return true;
 }
 
-void ImageRing::wakeReader() { _event->Notify(); }
-
-std::size_t ImageRing::memoryBytes() const { return sizeof(LineFifoHeader) + (_lineCount + 1) * _lineBytes; }
-
-// The event's only purpose is to exist as long as this process does.
-bool ImageRing::claimWriter() {
-    if (_writerClaim) return true;
-    const HANDLE claim = CreateEventA(nullptr, FALSE, FALSE, kWriterName);
-    const bool first = claim && GetLastError() != ERROR_ALREADY_EXISTS;
-    if (first) {
-        _writerClaim = claim;
-    } else if (claim) {
-        CloseHandle(claim);
-    }
-    return first;
+void ImageRing::wakeReader() {
+    if (_event) _event->Notify();
 }
 
-void ImageRing::releaseWriter() {
-    if (_writerClaim) CloseHandle(_writerClaim);
-    _writerClaim = nullptr;
-}
+std::size_t ImageRing::memoryBytes() const { return ringBytesOf(_lineBytes, _lineCount); }
 
 }  // namespace simulator

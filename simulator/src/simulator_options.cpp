@@ -13,6 +13,8 @@ constexpr int kWrongUsage = 2;
 constexpr double kMinFramesPerSecond = 0.01;
 constexpr double kMaxFramesPerSecond = 10000.0;
 constexpr std::size_t kMaxLines = 1000;
+constexpr double kMinTimeout = 0.01;
+constexpr double kMaxTimeout = 86400.0;
 
 // A whole number from 1 to the greatest, and nothing else.
 bool parseSide(std::string_view text, std::size_t& value) {
@@ -44,6 +46,25 @@ CLI::Validator within(Number least, Number greatest, const char* limits) {
         "");
 }
 
+void addAskOptions(CLI::App& command, SimulatorOptions& options) {
+    command.add_flag("--json", options.json, "Print one flat JSON object on standard output, with --watch one a line");
+    command.add_flag("--watch", options.watch, "Ask again each second, until Ctrl-C");
+    command
+        .add_option("--timeout", options.timeoutSeconds,
+                    "End with exit code 3 when no answer came for that long, 0.01 to 86400 s (default 12; a link that "
+                    "was broken heals within about 10 s)")
+        ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
+        ->type_name("SECONDS");
+}
+
+// An option of the program itself that stands beside a subcommand; empty: none does.
+std::string optionBesideSubcommand(const CLI::App& app) {
+    for (const CLI::Option* option : app.get_options()) {
+        if (option->count() > 0) return option->get_name();
+    }
+    return "";
+}
+
 }  // namespace
 
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
@@ -54,15 +75,19 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "dorven-simulator");
     app.set_version_flag("--version", std::string("dorven-simulator ") + DORVEN_VERSION);
     std::string size;
-    app.add_option("--size", size,
-                   "Width and height in pixels, each 1 to 65536 (default 1280x1024, or as --config says)")
+    app.add_option(
+           "--size", size,
+           "Width and height in pixels, each 1 to 65536 (default as the camera answers, else as --config says, else "
+           "1280x1024)")
         ->check(CLI::Validator(checkSize, "", "size"))
         ->type_name("WIDTHxHEIGHT");
-    app.add_option("--bytes-per-pixel", options.bytesPerPixel, "1 to 16 (default 1, or as --config says)")
+    app.add_option("--bytes-per-pixel", options.bytesPerPixel,
+                   "1 to 16 (default as the camera answers, else as --config says, else 1)")
         ->check(within(std::size_t{1}, kMaxBytesPerPixel, "1 to 16"))
         ->type_name("BYTES");
-    app.add_option("--config", options.configFile,
-                   "The camera's own configuration file: takes size and bytes per pixel from it")
+    app.add_option(
+           "--config", options.configFile,
+           "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
         ->check(CLI::Validator(CLI::ExistingFile).description(""))
         ->type_name("FILE.ini");
     app.add_option("--images", options.imageFolder,
@@ -78,20 +103,40 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
         ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
-    app.footer(
+    bool noAsk = false;
+    app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
+    app.require_subcommand(0, 1);
+    CLI::App* const ask =
+        app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
+    addAskOptions(*ask, options);
+    const std::string footer =
         "Examples:\n"
         "  dorven-simulator --size 1280x1024 --fps 200\n"
         "  dorven-simulator --config camera.ini --count 1000\n"
         "  dorven-simulator --images pictures --fps 25\n"
+        "  dorven-simulator ask --json\n"
+        "  dorven-simulator ask --watch\n"
         "\n"
         "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
         "uses its number up, so that a host sees the gap.\n"
-        "Exit codes: 0 done, 1 failed, 2 wrong usage.");
+        "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
+        "ask: ask fails while a simulator runs that was started without --no-ask.\n"
+        "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
+    app.footer(footer);
+    ask->footer(footer);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error, data, people) == 0 ? 0 : kWrongUsage;
     }
+    if (ask->parsed()) {
+        options.command = SimulatorOptions::Command::ask;
+        if (const std::string stray = optionBesideSubcommand(app); !stray.empty()) {
+            people << stray << " does not go with ask\nRun with --help for more information.\n";
+            return kWrongUsage;
+        }
+    }
+    options.ask = !noAsk;
     if (!size.empty()) parseSize(size, options.size.emplace());
     return std::nullopt;
 }

@@ -62,11 +62,37 @@ TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
 }
 
+TEST(SimulatorOptionsTest, AskHasItsOwnOptions) {
+    EXPECT_EQ(parse({}).options.command, SimulatorOptions::Command::run);
+    EXPECT_TRUE(parse({}).options.ask);
+    EXPECT_FALSE(parse({"--no-ask"}).options.ask);
+    const Parsed plain = parse({"ask"});
+    EXPECT_EQ(plain.exitCode, std::nullopt) << plain.people;
+    EXPECT_EQ(plain.options.command, SimulatorOptions::Command::ask);
+    EXPECT_FALSE(plain.options.json);
+    EXPECT_FALSE(plain.options.watch);
+    EXPECT_EQ(plain.options.timeoutSeconds, 12.0);
+    const Parsed all = parse({"ask", "--json", "--watch", "--timeout", "0.5"});
+    EXPECT_TRUE(all.options.json);
+    EXPECT_TRUE(all.options.watch);
+    EXPECT_EQ(all.options.timeoutSeconds, 0.5);
+    const Parsed help = parse({"ask", "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* text : {"--json", "--watch", "--timeout", "3 no answer in time"})
+        EXPECT_THAT(help.data, HasSubstr(text));
+}
+
+TEST(SimulatorOptionsTest, OptionsOfARunDoNotGoWithAsk) {
+    const Parsed parsed = parse({"--size", "5x5", "ask"});
+    EXPECT_EQ(parsed.exitCode, 2);
+    EXPECT_THAT(parsed.people, HasSubstr("--size does not go with ask"));
+}
+
 TEST(SimulatorOptionsTest, HelpAndVersionEndWithZeroOnStandardOutput) {
     const Parsed help = parse({"--help"});
     EXPECT_EQ(help.exitCode, 0);
-    for (const char* option :
-         {"--size", "--config", "--fps", "--count", "--lines", "--images", "--bytes-per-pixel", "Exit codes"})
+    for (const char* option : {"--size", "--config", "--fps", "--count", "--lines", "--images", "--bytes-per-pixel",
+                               "--no-ask", "ask", "Exit codes"})
         EXPECT_THAT(help.data, HasSubstr(option));
     const Parsed version = parse({"--version"});
     EXPECT_EQ(version.exitCode, 0);
@@ -94,7 +120,16 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector{"--count", "many"}, std::vector{"--count", "1.5"}, std::vector{"--count"},
                     std::vector{"--lines", "0"}, std::vector{"--lines", "1001"}, std::vector{"--lines", "x"},
                     std::vector{"--bytes-per-pixel", "0"}, std::vector{"--bytes-per-pixel", "17"},
-                    std::vector{"--bytes-per-pixel", "one"}, std::vector{"--bogus"}, std::vector{"stray"}));
+                    std::vector{"--bytes-per-pixel", "one"}, std::vector{"--bogus"}, std::vector{"stray"},
+                    std::vector{"--watch"}, std::vector{"--json"}));
+
+TEST(SimulatorOptionsTest, AskRefusesTimesThatAreNone) {
+    for (const char* time : {"0", "-1", "nan", "86401", "soon"}) {
+        const Parsed parsed = parse({"ask", "--timeout", time});
+        EXPECT_EQ(parsed.exitCode, 2) << time;
+        EXPECT_THAT(parsed.people, HasSubstr("is not a number from 0.01 to 86400"));
+    }
+}
 
 class ImageSourceChoiceTest : public testing::Test {
 protected:

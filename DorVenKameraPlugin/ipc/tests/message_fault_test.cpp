@@ -33,6 +33,15 @@ std::size_t WRAPPED_READ(void* memory, void* target, std::size_t maximum, std::s
     return REAL_READ(memory, target, maximum, memorySize) + bytesTooMany;
 }
 
+// The moment before a reader takes a mark away, its own or not.
+static std::function<void()> beforeUnlink;
+extern "C" void __real__Z15MMemFifo_UnlinkPv(void* memory);
+extern "C" void __wrap__Z15MMemFifo_UnlinkPv(void* memory);
+void __wrap__Z15MMemFifo_UnlinkPv(void* memory) {
+    if (beforeUnlink) beforeUnlink();
+    __real__Z15MMemFifo_UnlinkPv(memory);
+}
+
 using test::FailedAssertion;
 using test::Fault;
 using testing::ElementsAre;
@@ -63,6 +72,7 @@ protected:
     ~MessageFaultTest() override {
         unshiftViews();
         bytesTooMany = 0;
+        beforeUnlink = nullptr;
     }
 };
 
@@ -119,6 +129,22 @@ TEST_F(MessageFaultTest, FailedWaitIsZeroWhileConnectedAndThreeOtherwise) {
     sender->close();
     EXPECT_EQ(receiver->wait(5.0), 2);
     EXPECT_EQ(receiver->wait(5.0), 3);
+}
+
+TEST_F(MessageFaultTest, ReceiverThatAttachesAnewLeavesAMarkThatAnotherOneHasTakenMeanwhile) {
+    const auto sender = makeSender();
+    const auto receiver = makeReceiver();
+    sender->layAnew();
+    const test::LinkedMemory memory(_memoryName);
+    int unlinks = 0;
+    beforeUnlink = [&] {
+        ++unlinks;
+        MMemFifo_Link(memory.fifo());  // the other one comes just now
+    };
+    receiver->wait(0.0);
+    beforeUnlink = nullptr;
+    EXPECT_EQ(unlinks, 0);
+    EXPECT_EQ(MMemFifo_IsReaderAttached(memory.fifo()), 1);
 }
 
 TEST_F(MessageFaultTest, FifoThatReadsMoreThanAskedIsReported) {

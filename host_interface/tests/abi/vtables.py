@@ -61,8 +61,6 @@ def compile_probe(clang, target, folder):
     return output.read_text(encoding="utf-8")
 
 
-
-
 def entries(initializer):
     """What each entry of an emitted table names; "null" for an empty one."""
     array = initializer[initializer.index("] [") + 3:]

@@ -1,0 +1,117 @@
+#include "ask_snap.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "IPMessenger.h"
+#include "TeskImagesComm.h"
+#include "grab_report.h"
+#include "named_claim.h"
+#include "platform.h"
+
+namespace host {
+namespace {
+
+using kest::dorven::ImagesMessage;
+using kest::dorven::IPMessenger;
+using kest::dorven::TeskImagesComm;
+
+constexpr std::int64_t kRetryNs = 50'000'000;
+
+/// Any values: they show that all of the request comes back.
+constexpr ImagesMessage kRequest{kest::dorven::kCommandSnap, 1, 2, 3};
+
+/// The camera's end of the link, without a camera behind it.
+class SnapChannel : public TeskImagesComm {
+public:
+    SnapChannel() : TeskImagesComm(nullptr) {}
+    /// A simulator that asks for size or format is told that there is none.
+    ImagesMessage handle(const ImagesMessage& request) override {
+        ImagesMessage answer = request;
+        answer.command = kest::dorven::kCommandFailed;
+        return answer;
+    }
+};
+
+struct Answer {
+    ImagesMessage message;
+    double roundTripUs;
+};
+
+// The event on which a messenger's own threads meet is there exactly as long as the messenger, however its process
+// ends.
+std::string ownEvent() { return SnapChannel().requestId() + "_finished"; }
+std::string simulatorsEvent() { return SnapChannel().responseId() + "_finished"; }
+
+/// Stands on the link only once a simulator is there, so that waiting for it leaves nothing in the logs.
+std::optional<Answer> askUntilAnswered(const std::shared_ptr<SnapChannel>& channel, double timeoutSeconds) {
+    std::shared_ptr<IPMessenger> messenger;
+    const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
+    for (;;) {
+        const std::int64_t askedNs = platform_monotonicNanoseconds();
+        if (!messenger && NamedClaim::isTaken(simulatorsEvent())) messenger = IPMessenger::create(channel);
+        const ImagesMessage message = channel->ask(kRequest);
+        const std::int64_t nowNs = platform_monotonicNanoseconds();
+        // All zero: nobody answered. A simulator that refuses sends the rest of the request back.
+        if (message.value32 != 0 || message.first != 0 || message.second != 0)
+            return Answer{message, static_cast<double>(nowNs - askedNs) / 1e3};
+        if (nowNs >= endNs || !platform_sleepUntil(std::min(nowNs + kRetryNs, endNs))) return std::nullopt;
+    }
+}
+
+bool isEcho(const ImagesMessage& message) { return std::memcmp(&message, &kRequest, sizeof message) == 0; }
+
+void printJson(const Answer& answer, std::ostream& stream) {
+    nlohmann::ordered_json object;
+    object["schema"] = kJsonSchema;
+    object["command"] = answer.message.command;
+    object["value32"] = answer.message.value32;
+    object["first"] = answer.message.first;
+    object["second"] = answer.message.second;
+    object["echoed"] = isEcho(answer.message);
+    object["round_trip_us"] = answer.roundTripUs;
+    stream << object.dump() << std::endl;
+}
+
+void printFields(const char* label, const ImagesMessage& message, std::ostream& stream) {
+    stream << label << "command " << message.command << ", value32 " << message.value32 << ", first " << message.first
+           << ", second " << message.second << '\n';
+}
+
+void printPeople(const Answer& answer, std::ostream& stream) {
+    printFields("asked       ", kRequest, stream);
+    printFields("answer      ", answer.message, stream);
+    stream << "            "
+           << (isEcho(answer.message) ? "the request as it was" : "the simulator does not know the command") << '\n'
+           << "round trip  " << std::llround(answer.roundTripUs) << " us" << std::endl;
+}
+
+}  // namespace
+
+int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people) {
+    NamedClaim claim(ownEvent());
+    if (!claim.claim()) {
+        people << "dorven-host: a host has the camera open and with it the link to the simulator" << std::endl;
+        return kExitFailed;
+    }
+    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.timeoutSeconds);
+    if (!answer) {
+        people << "dorven-host: no answer from a simulator" << std::endl;
+        return kExitNoImage;
+    }
+    if (options.json) {
+        printJson(*answer, data);
+    } else {
+        printPeople(*answer, people);
+    }
+    return isEcho(answer->message) ? kExitDone : kExitFailed;
+}
+
+}  // namespace host

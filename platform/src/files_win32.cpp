@@ -1,0 +1,3 @@
+#include "platform.h"
+
+void platform_takePermissions(const char*, const char*) {}

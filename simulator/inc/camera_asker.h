@@ -1,0 +1,59 @@
+// The simulator's end of the link to the camera: asks it for the size and the format of its images.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ImagesMessage.h"
+#include "image_view.h"
+#include "named_claim.h"
+
+namespace kest::dorven {
+class DorVenImagesComm;
+class IPMessenger;
+}  // namespace kest::dorven
+
+namespace simulator {
+
+/// Said by who finds the link taken.
+constexpr const char* kLinkTaken = "another simulator has the link to the camera";
+
+/// One at a time among all processes: a second one would lay the fifo anew that the first one sends through. It stands
+/// on the link only while the camera does, so that waiting for it leaves nothing in the logs; there it also answers
+/// what the camera's side asks. Used by one thread.
+class CameraAsker {
+public:
+    /// @return null when another asker has the link.
+    static std::unique_ptr<CameraAsker> open();
+
+    ~CameraAsker();
+    CameraAsker(const CameraAsker&) = delete;
+    CameraAsker& operator=(const CameraAsker&) = delete;
+
+    /// Asks one question; blocks for about 2 seconds at most.
+    /// @param command  kCommandImageSize, kCommandPixelSize or kCommandImageFormat.
+    /// @return         The answer as it came, unchecked; none when nobody answered, or could not, or a problem is left.
+    std::optional<kest::dorven::ImagesMessage> ask(std::uint32_t command);
+
+    /// Asks for size and bytes per pixel. As they came, unchecked.
+    std::optional<frames::ImageFormat> askFormat();
+
+    /// Why the last question could not be asked; empty: it could, or no camera is there.
+    const std::string& problem() const { return _problem; }
+
+private:
+    CameraAsker();
+    bool standOnLink();
+
+    NamedClaim _claim;
+    std::string _problem;
+    std::shared_ptr<kest::dorven::DorVenImagesComm> _channel;
+    std::shared_ptr<kest::dorven::IPMessenger> _messenger;  // null while no camera is there
+};
+
+/// Whether the simulator can make such images.
+bool canBeMade(const frames::ImageFormat& format);
+
+}  // namespace simulator

@@ -1,0 +1,140 @@
+#include "ask.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "camera_asker.h"
+#include "platform.h"
+
+namespace simulator {
+namespace {
+
+using kest::dorven::ImagesMessage;
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kNoAnswer = 3;
+constexpr int kJsonSchema = 1;
+constexpr std::int64_t kSecondNs = 1'000'000'000;
+constexpr std::int64_t kRetryNs = 50'000'000;
+constexpr std::size_t kRememberedTrips = 10'000;
+
+struct Answers {
+    ImagesMessage size, pixel, format;
+};
+
+/// Times from question to answer of the latest questions.
+class RoundTrips {
+public:
+    void add(double microseconds) {
+        _trips.push_back(microseconds);
+        if (_trips.size() > kRememberedTrips) _trips.pop_front();
+    }
+    double percentile(double share) const {
+        std::vector<double> sorted(_trips.begin(), _trips.end());
+        std::sort(sorted.begin(), sorted.end());
+        const auto index = static_cast<std::size_t>(static_cast<double>(sorted.size()) * share);
+        return sorted.empty() ? 0.0 : sorted[std::min(index, sorted.size() - 1)];
+    }
+    std::size_t count() const { return _trips.size(); }
+
+private:
+    std::deque<double> _trips;
+};
+
+class Questions {
+public:
+    Questions(CameraAsker& asker, double timeoutSeconds)
+        : _asker(asker), _timeoutNs(static_cast<std::int64_t>(timeoutSeconds * 1e9)) {}
+
+    /// All three; none when one was not answered in time, or a stop was requested.
+    std::optional<Answers> askAll() {
+        const auto size = askUntilAnswered(kest::dorven::kCommandImageSize);
+        const auto pixel = size ? askUntilAnswered(kest::dorven::kCommandPixelSize) : std::nullopt;
+        const auto format = pixel ? askUntilAnswered(kest::dorven::kCommandImageFormat) : std::nullopt;
+        if (!format) return std::nullopt;
+        return Answers{*size, *pixel, *format};
+    }
+    const RoundTrips& trips() const { return _trips; }
+
+private:
+    std::optional<ImagesMessage> askUntilAnswered(std::uint32_t command) {
+        const std::int64_t endNs = platform_monotonicNanoseconds() + _timeoutNs;
+        for (;;) {
+            const std::int64_t askedNs = platform_monotonicNanoseconds();
+            const auto answer = _asker.ask(command);
+            const std::int64_t nowNs = platform_monotonicNanoseconds();
+            if (answer) {
+                _trips.add(static_cast<double>(nowNs - askedNs) / 1e3);
+                return answer;
+            }
+            if (nowNs >= endNs || !platform_sleepUntil(std::min(nowNs + kRetryNs, endNs))) return std::nullopt;
+        }
+    }
+
+    CameraAsker& _asker;
+    std::int64_t _timeoutNs;
+    RoundTrips _trips;
+};
+
+void printJson(const Answers& answers, const RoundTrips& trips, std::ostream& stream) {
+    nlohmann::ordered_json object;
+    object["schema"] = kJsonSchema;
+    object["width"] = answers.size.first;
+    object["height"] = answers.size.second;
+    object["pixel_width_um"] = std::bit_cast<double>(answers.pixel.first);  // null when it is no number
+    object["pixel_height_um"] = std::bit_cast<double>(answers.pixel.second);
+    object["bytes_per_pixel"] = answers.format.value32;
+    object["round_trips"] = trips.count();
+    object["round_trip_p50_us"] = trips.percentile(0.5);
+    object["round_trip_p99_us"] = trips.percentile(0.99);
+    stream << object.dump() << std::endl;
+}
+
+void printPeople(const Answers& answers, const RoundTrips& trips, std::ostream& stream) {
+    stream << "image size    " << answers.size.first << " x " << answers.size.second << " pixels\n"
+           << "pixel size    " << std::bit_cast<double>(answers.pixel.first) << " x "
+           << std::bit_cast<double>(answers.pixel.second) << " um\n"
+           << "image format  " << answers.format.value32 << (answers.format.value32 == 1 ? " byte" : " bytes")
+           << " per pixel\n"
+           << "round trip    p50 " << std::llround(trips.percentile(0.5)) << " us, p99 "
+           << std::llround(trips.percentile(0.99)) << " us of " << trips.count() << std::endl;
+}
+
+}  // namespace
+
+int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream& people) {
+    const auto asker = CameraAsker::open();
+    if (!asker) {
+        people << "dorven-simulator: " << kLinkTaken << "; end it, or start it with --no-ask" << std::endl;
+        return kFailed;
+    }
+    Questions questions(*asker, options.timeoutSeconds);
+    for (bool answered = false;; answered = true) {
+        const auto answers = questions.askAll();
+        if (!answers && platform_stopRequested() && answered) return kDone;
+        if (!asker->problem().empty()) {
+            people << "dorven-simulator: " << asker->problem() << std::endl;
+            return kFailed;
+        }
+        if (!answers) {
+            people << "dorven-simulator: no answer from the camera; is a host running that has opened it?" << std::endl;
+            return kNoAnswer;
+        }
+        if (options.json) {
+            printJson(*answers, questions.trips(), data);
+        } else {
+            printPeople(*answers, questions.trips(), people);
+        }
+        if (!options.watch || !platform_sleepUntil(platform_monotonicNanoseconds() + kSecondNs)) return kDone;
+    }
+}
+
+}  // namespace simulator

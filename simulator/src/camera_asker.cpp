@@ -1,0 +1,70 @@
+#include "camera_asker.h"
+
+#include <exception>
+
+#include "DorVenImagesComm.h"
+#include "IPMessenger.h"
+#include "camera_config.h"
+
+namespace simulator {
+
+using kest::dorven::DorVenImagesComm;
+using kest::dorven::ImagesMessage;
+using kest::dorven::IPMessenger;
+
+namespace {
+
+// The event on which a messenger's own threads meet is there exactly as long as the messenger, however its process
+// ends.
+std::string ownEvent() { return DorVenImagesComm().requestId() + "_finished"; }
+
+std::string camerasEvent() { return DorVenImagesComm().responseId() + "_finished"; }
+
+}  // namespace
+
+CameraAsker::CameraAsker() : _claim(ownEvent()), _channel(std::make_shared<DorVenImagesComm>()) {}
+
+CameraAsker::~CameraAsker() = default;
+
+std::unique_ptr<CameraAsker> CameraAsker::open() {
+    std::unique_ptr<CameraAsker> asker(new CameraAsker);
+    if (!asker->_claim.claim()) return nullptr;
+    return asker;
+}
+
+bool CameraAsker::standOnLink() {
+    _problem.clear();
+    if (!NamedClaim::isTaken(camerasEvent())) {
+        _messenger.reset();
+        return false;
+    }
+    try {
+        if (!_messenger) _messenger = IPMessenger::create(_channel);
+    } catch (const std::exception& exception) {  // no event, or no thread
+        _problem = std::string("no link to the camera: ") + exception.what();
+    }
+    return _messenger != nullptr;
+}
+
+std::optional<ImagesMessage> CameraAsker::ask(std::uint32_t command) {
+    if (!standOnLink()) return std::nullopt;
+    const ImagesMessage answer = _channel->ask({command, 0, 0, 0});
+    if (answer.command != command) return std::nullopt;
+    return answer;
+}
+
+std::optional<frames::ImageFormat> CameraAsker::askFormat() {
+    const auto size = ask(kest::dorven::kCommandImageSize);
+    if (!size) return std::nullopt;
+    const auto format = ask(kest::dorven::kCommandImageFormat);
+    if (!format) return std::nullopt;
+    return frames::ImageFormat{size->first, size->second, format->value32};
+}
+
+bool canBeMade(const frames::ImageFormat& format) {
+    const auto within = [](std::size_t value, std::size_t greatest) { return value >= 1 && value <= greatest; };
+    return within(format.width, kMaxSide) && within(format.height, kMaxSide) &&
+           within(format.bytesPerPixel, kMaxBytesPerPixel);
+}
+
+}  // namespace simulator

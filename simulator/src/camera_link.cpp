@@ -1,0 +1,73 @@
+#include "camera_link.h"
+
+#include <memory>
+#include <utility>
+
+#include "camera_asker.h"
+
+namespace simulator {
+
+using Clock = std::chrono::steady_clock;
+
+CameraLink::CameraLink(const AskingPace& pace) : _pace(pace), _thread([this] { run(); }) {}
+
+CameraLink::~CameraLink() {
+    {
+        const std::lock_guard lock(_mutex);
+        _stopped = true;
+    }
+    _changed.notify_all();
+    _thread.join();
+}
+
+bool CameraLink::waitForNews(std::chrono::milliseconds limit) {
+    std::unique_lock lock(_mutex);
+    return _changed.wait_for(lock, limit, [this] { return _news.kind != CameraNews::Kind::silent; });
+}
+
+std::optional<CameraNews> CameraLink::takeNews() {
+    const std::uint64_t version = _version.load(std::memory_order_acquire);
+    if (version == _taken) return std::nullopt;
+    const std::lock_guard lock(_mutex);
+    _taken = _version.load(std::memory_order_relaxed);
+    return _news;
+}
+
+void CameraLink::run() {
+    std::unique_ptr<CameraAsker> asker;
+    Clock::time_point answeredAt{};
+    bool answered = false;
+    do {
+        CameraNews news = askOnce(asker);
+        answered = news.kind == CameraNews::Kind::format || news.kind == CameraNews::Kind::absurd;
+        if (answered) answeredAt = Clock::now();
+        if (news.kind == CameraNews::Kind::silent && Clock::now() - answeredAt < _pace.silence) continue;
+        const std::lock_guard lock(_mutex);
+        if (news == _news) continue;
+        _news = std::move(news);
+        _version.fetch_add(1, std::memory_order_release);
+        _changed.notify_all();
+    } while (pause(answered ? _pace.answered : _pace.unanswered));
+}
+
+CameraNews CameraLink::askOnce(std::unique_ptr<CameraAsker>& asker) const {
+    CameraNews news;
+    if (!asker) asker = CameraAsker::open();
+    const auto format = asker ? asker->askFormat() : std::nullopt;
+    news.problem = asker ? asker->problem() : kLinkTaken;
+    if (!news.problem.empty()) {
+        news.kind = CameraNews::Kind::unavailable;
+    } else if (format) {
+        news.kind = canBeMade(*format) ? CameraNews::Kind::format : CameraNews::Kind::absurd;
+        news.format = *format;
+    }
+    return news;
+}
+
+/// @return False when the link is to end.
+bool CameraLink::pause(std::chrono::milliseconds time) {
+    std::unique_lock lock(_mutex);
+    return !_changed.wait_for(lock, time, [this] { return _stopped; });
+}
+
+}  // namespace simulator

@@ -1,0 +1,149 @@
+// What the simulator learns of a camera: over the real link, with a camera that answers what the test tells it to.
+#include "camera_link.h"
+
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "camera_asker.h"
+#include "fake_camera.h"
+#include "log_recorder.h"
+
+namespace {
+
+using frames::ImageFormat;
+using simulator::AskingPace;
+using simulator::CameraAsker;
+using simulator::CameraLink;
+using simulator::CameraNews;
+using test::FakeCamera;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr AskingPace kQuick{20ms, 20ms, 400ms};
+
+class CameraLinkTest : public testing::Test {
+protected:
+    static std::optional<CameraNews> newsWithin(CameraLink& link, std::chrono::milliseconds limit = 12s) {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        for (;;) {
+            if (auto news = link.takeNews()) return news;
+            if (std::chrono::steady_clock::now() > end) return std::nullopt;
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+    static CameraNews told(const ImageFormat& format) { return {CameraNews::Kind::format, format, ""}; }
+
+    test::LogRecorder _log;
+};
+
+TEST_F(CameraLinkTest, FormatOfACameraThatIsThereIsKnownAtOnceAndToldOnce) {
+    FakeCamera camera({320, 240, 2});
+    CameraLink link(kQuick);
+    EXPECT_TRUE(link.waitForNews(5s));
+    EXPECT_EQ(link.takeNews(), told({320, 240, 2}));
+    EXPECT_EQ(newsWithin(link, 300ms), std::nullopt);
+}
+
+TEST_F(CameraLinkTest, CameraThatComesLaterIsFound) {
+    CameraLink link(kQuick);
+    EXPECT_FALSE(link.waitForNews(200ms));
+    EXPECT_EQ(link.takeNews(), std::nullopt);
+    FakeCamera camera({640, 480, 1});
+    EXPECT_EQ(newsWithin(link), told({640, 480, 1}));
+}
+
+TEST_F(CameraLinkTest, EachChangeOfSizeOrDepthIsNews) {
+    FakeCamera camera({320, 240, 1});
+    CameraLink link(kQuick);
+    EXPECT_EQ(newsWithin(link), told({320, 240, 1}));
+    camera.setFormat({320, 241, 1});
+    EXPECT_EQ(newsWithin(link), told({320, 241, 1}));
+    camera.setFormat({320, 241, 2});
+    EXPECT_EQ(newsWithin(link), told({320, 241, 2}));
+}
+
+TEST_F(CameraLinkTest, CameraThatIsAwayForAMomentIsNoNews) {
+    std::optional<FakeCamera> camera(ImageFormat{320, 240, 1});
+    CameraLink link({20ms, 20ms, 20s});
+    EXPECT_EQ(newsWithin(link), told({320, 240, 1}));
+    camera.reset();
+    std::this_thread::sleep_for(200ms);
+    camera.emplace(ImageFormat{640, 240, 1});
+    EXPECT_EQ(newsWithin(link), told({640, 240, 1}));
+}
+
+TEST_F(CameraLinkTest, CameraThatStaysAwayIsSilentAndComesBack) {
+    std::optional<FakeCamera> camera(ImageFormat{320, 240, 1});
+    CameraLink link(kQuick);
+    EXPECT_EQ(newsWithin(link), told({320, 240, 1}));
+    camera.reset();
+    EXPECT_EQ(newsWithin(link), CameraNews());
+    camera.emplace(ImageFormat{320, 240, 1});
+    EXPECT_EQ(newsWithin(link), told({320, 240, 1}));
+}
+
+TEST_F(CameraLinkTest, CameraThatRefusesTheFormatCountsAsSilent) {
+    FakeCamera camera({320, 240, 1});
+    camera.refuseFormat();
+    CameraLink link(kQuick);
+    EXPECT_FALSE(link.waitForNews(500ms));
+}
+
+TEST_F(CameraLinkTest, FormatsThatCannotBeMadeAreAbsurd) {
+    FakeCamera camera({65536, 65536, 16});
+    CameraLink link(kQuick);
+    EXPECT_EQ(newsWithin(link), told({65536, 65536, 16}));
+    for (const ImageFormat format : {
+             ImageFormat{0,     1,     1         },
+             ImageFormat{1,     0,     1         },
+             ImageFormat{1,     1,     0         },
+             ImageFormat{65537, 1,     1         },
+             ImageFormat{1,     65537, 1         },
+             ImageFormat{1,     1,     17        },
+             ImageFormat{1,     1,     0xFFFFFFFF}
+    }) {
+        camera.setFormat(format);
+        EXPECT_EQ(newsWithin(link), (CameraNews{CameraNews::Kind::absurd, format, ""}));
+    }
+}
+
+TEST_F(CameraLinkTest, SecondAskerWaitsUntilTheFirstHasLeft) {
+    FakeCamera camera({320, 240, 1});
+    auto first = CameraAsker::open();
+    ASSERT_TRUE(first);
+    EXPECT_FALSE(CameraAsker::open());
+    CameraLink link(kQuick);
+    EXPECT_EQ(newsWithin(link),
+              (CameraNews{CameraNews::Kind::unavailable, {}, "another simulator has the link to the camera"}));
+    EXPECT_TRUE(first->askFormat());  // undisturbed
+    first.reset();
+    // The camera may take up to one wait of its own to notice the new asker.
+    auto news = newsWithin(link);
+    if (news && news->kind == CameraNews::Kind::silent) news = newsWithin(link);
+    EXPECT_EQ(news, told({320, 240, 1}));
+}
+
+TEST_F(CameraLinkTest, WaitingForACameraLeavesNothingInTheLogs) {
+    CameraLink link(kQuick);
+    EXPECT_FALSE(link.waitForNews(500ms));
+    EXPECT_THAT(_log.entries(), IsEmpty());
+}
+
+TEST_F(CameraLinkTest, EndsPromptlyWithAndWithoutACamera) {
+    const auto secondsOfALife = [](bool answered) {
+        std::optional<CameraLink> link(std::in_place, AskingPace{60s, 60s, 60s});
+        EXPECT_EQ(link->waitForNews(answered ? 5000ms : 50ms), answered);
+        const auto begin = std::chrono::steady_clock::now();
+        link.reset();
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    };
+    EXPECT_LT(secondsOfALife(false), 1.0);
+    FakeCamera camera({320, 240, 1});
+    EXPECT_LT(secondsOfALife(true), 1.0);
+}
+
+}  // namespace

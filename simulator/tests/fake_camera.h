@@ -1,0 +1,64 @@
+// The camera's end of the link for tests: answers what it is told to.
+#pragma once
+
+#include <bit>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "DorVenImagesComm.h"
+#include "IPMessenger.h"
+#include "image_view.h"
+
+namespace test {
+
+class FakeCamera {
+public:
+    explicit FakeCamera(const frames::ImageFormat& format) { setFormat(format); }
+
+    void setFormat(const frames::ImageFormat& format) { _channel->setFormat(format); }
+
+    /// Answers questions for the image format with "failed" from now on.
+    void refuseFormat() { _channel->refuseFormat(); }
+
+private:
+    class Channel : public kest::dorven::DorVenImagesComm {
+    public:
+        std::string requestId() override { return DorVenImagesComm::responseId(); }
+        std::string responseId() override { return DorVenImagesComm::requestId(); }
+        kest::dorven::ImagesMessage handle(const kest::dorven::ImagesMessage& request) override {
+            const std::lock_guard lock(_mutex);
+            kest::dorven::ImagesMessage answer = request;
+            if (request.command == kest::dorven::kCommandImageSize) {
+                answer.first = _format.width;
+                answer.second = _format.height;
+            } else if (request.command == kest::dorven::kCommandPixelSize) {
+                answer.first = std::bit_cast<std::uint64_t>(2.5);
+                answer.second = std::bit_cast<std::uint64_t>(3.5);
+            } else if (request.command == kest::dorven::kCommandImageFormat && !_refusing) {
+                answer.value32 = static_cast<std::uint32_t>(_format.bytesPerPixel);
+            } else {
+                answer.command = kest::dorven::kCommandFailed;
+            }
+            return answer;
+        }
+        void setFormat(const frames::ImageFormat& format) {
+            const std::lock_guard lock(_mutex);
+            _format = format;
+        }
+        void refuseFormat() {
+            const std::lock_guard lock(_mutex);
+            _refusing = true;
+        }
+
+    private:
+        std::mutex _mutex;
+        frames::ImageFormat _format;
+        bool _refusing = false;
+    };
+
+    std::shared_ptr<Channel> _channel = std::make_shared<Channel>();
+    std::shared_ptr<kest::dorven::IPMessenger> _messenger = kest::dorven::IPMessenger::create(_channel);
+};
+
+}  // namespace test

@@ -1,0 +1,125 @@
+// The simulator while the system refuses what the link or a larger ring needs.
+#include <chrono>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fake_camera.h"
+#include "log_recorder.h"
+#include "platform_fault.h"
+#include "ring_reader.h"
+#include "simulator.h"
+
+PLATFORM_FAULT(HANDLE, CreateEventA,
+               (SECURITY_ATTRIBUTES * attributes, BOOL manualReset, BOOL initialState, LPCSTR name),
+               (attributes, manualReset, initialState, name))
+PLATFORM_FAULT(HANDLE, CreateFileMappingA,
+               (HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protection, DWORD sizeHigh, DWORD sizeLow,
+                LPCSTR name),
+               (file, attributes, protection, sizeHigh, sizeLow, name))
+
+namespace {
+
+using simulator::CameraLink;
+using simulator::CameraNews;
+using simulator::ImageRing;
+using simulator::Simulator;
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+
+TEST(SimulatorFaults, LinkThatCannotBeMadeIsToldAndTriedAgain) {
+    const test::LogRecorder log;
+    test::FakeCamera camera({320, 240, 1});
+    std::optional<CameraNews> news;
+    std::optional<CameraLink> link;
+    {
+        const test::Fault fault(
+            fault_CreateEventA,
+            [](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) -> HANDLE {
+                if (name && name == std::string("DorVenCameraPlugin_tesk_asks_event")) return INVALID_HANDLE_VALUE;
+                return real_CreateEventA(attributes, manualReset, initialState, name);
+            });
+        link.emplace(simulator::AskingPace{20ms, 500ms, 400ms});
+        EXPECT_TRUE(link->waitForNews(5s));
+        news = link->takeNews();
+    }
+    ASSERT_TRUE(news);
+    EXPECT_EQ(news->kind, CameraNews::Kind::unavailable);
+    EXPECT_EQ(news->problem,
+              "no link to the camera: Failed to create process event \"DorVenCameraPlugin_tesk_asks_event\"");
+    news.reset();
+    for (int round = 0; round < 5000 && !news; ++round) {
+        std::this_thread::sleep_for(1ms);
+        news = link->takeNews();
+    }
+    ASSERT_TRUE(news);
+    EXPECT_EQ(news->kind, CameraNews::Kind::format);
+}
+
+TEST(SimulatorFaults, RingGoesOnAsItWasWhenThereIsNoMemoryForTheCamerasNewFormat) {
+    const test::LogRecorder log;
+    simulator::SimulatorOptions options;
+    simulator::RenderedImages source({900, 20, 1});
+    std::ostringstream people;
+    test::FakeCamera camera({900, 20, 1});
+    CameraLink link({20ms, 20ms, 400ms});
+    Simulator simulator(options, source, people, &link);
+    const auto follow = [&](const char* text) {
+        for (int round = 0; round < 5000 && people.str().find(text) == std::string::npos; ++round) {
+            std::this_thread::sleep_for(1ms);
+            simulator.followCamera();
+        }
+    };
+    follow("has 900");
+    ASSERT_EQ(simulator.openRing(), ImageRing::OpenResult::opened);
+    {
+        const test::Fault fault(fault_CreateFileMappingA,
+                                [](HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protection, DWORD high,
+                                   DWORD low, LPCSTR name) -> HANDLE {
+                                    if (low > 20'000'000) return nullptr;
+                                    return real_CreateFileMappingA(file, attributes, protection, high, low, name);
+                                });
+        camera.setFormat({1280, 1024, 2});
+        follow("has 1280");
+    }
+    EXPECT_THAT(people.str(), HasSubstr("dorven-simulator: no shared memory of "));
+    EXPECT_THAT(people.str(), HasSubstr("dorven-simulator: going on with 900 x 20 pixels, 1 byte per pixel\n"));
+    simulator.deliver(3);
+    test::RingReader reader({900, 20, 1});
+    ASSERT_TRUE(reader.attach());
+    const auto image = reader.take();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+    EXPECT_EQ(image->header.imageCounter, 3u);
+}
+
+TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
+    const test::LogRecorder log;
+    simulator::SimulatorOptions options;
+    options.frameCount = 1000;
+    simulator::RenderedImages source({900, 20, 1});
+    std::ostringstream people;
+    test::FakeCamera camera({900, 20, 1});
+    CameraLink link({20ms, 20ms, 400ms});
+    Simulator simulator(options, source, people, &link);
+    EXPECT_TRUE(link.waitForNews(5s));
+    int exitCode = -1;
+    std::thread thread([&] { exitCode = simulator.run(); });
+    while (!test::RingReader::memoryExists()) std::this_thread::sleep_for(1ms);
+    const test::Fault fault(fault_CreateFileMappingA,
+                            [](HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protection, DWORD high, DWORD low,
+                               LPCSTR name) -> HANDLE {
+                                if (name && name == std::string("DorVenImages")) return nullptr;
+                                return real_CreateFileMappingA(file, attributes, protection, high, low, name);
+                            });
+    camera.setFormat({640, 480, 1});
+    thread.join();
+    EXPECT_EQ(exitCode, 1);
+    EXPECT_LT(simulator.totals().written + simulator.totals().refused, 1000u);
+}
+
+}  // namespace
