@@ -1,4 +1,5 @@
 // How the simulator's images follow the camera.
+#include <atomic>
 #include <chrono>
 #include <sstream>
 #include <thread>
@@ -158,7 +159,10 @@ TEST_F(SimulatorCameraTest, CameraIsFollowedBetweenImagesThatAreFarApart) {
     std::size_t lineBytes = 0;
     while (lineBytes != 24 + 160 * 240 && std::chrono::steady_clock::now() < end) {
         RingReader reader({160, 240, 1});
-        if (reader.attach()) lineBytes = static_cast<LineFifoHeader*>(reader.memory())->lineLength;
+        if (reader.attach()) {
+            std::atomic_ref<std::uint64_t> length(static_cast<LineFifoHeader*>(reader.memory())->lineLength);
+            lineBytes = length.load(std::memory_order_acquire);
+        }
         reader.detach();
         std::this_thread::sleep_for(10ms);
     }
