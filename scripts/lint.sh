@@ -28,7 +28,7 @@ for entry in json.load(open("build/linux-release/compile_commands.json")):
     name = os.path.relpath(entry["file"])
     if not name.startswith(("..", "build/", "test_support/", "benchmarks/")) and "/tests/" not in name:
         print(name)
-' | sort -u | xargs -P "$(nproc)" -n 4 clang-tidy -p build/linux-release --quiet
+' | sort -u | xargs -P "$(nproc)" -n 4 clang-tidy -p build/linux-release --quiet 2> >(grep -v ' warnings generated\.$' >&2)
         ;;
     *)
         echo "usage: scripts/lint.sh format | tidy | fix" >&2

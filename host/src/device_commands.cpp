@@ -50,20 +50,25 @@ namespace {
 
 // ---- results
 
-/// What a result's value holds before the command, so that one that was left alone shows.
+/// A value's own bytes: those of a pointer, not of what it points to.
+template <typename T>
+constexpr std::size_t kValueBytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression)
+
+/// What a result's value holds before the command, so that one that was left alone shows. All of its bytes count, those
+/// between its fields too.
 template <typename T>
 T untouchedValue() {
     T value{};
-    if constexpr (!std::is_same_v<T, bool>) std::memset(static_cast<void*>(&value), 0x5A, sizeof value);
+    if constexpr (!std::is_same_v<T, bool>) std::memset(static_cast<void*>(&value), 0x5A, kValueBytes<T>);
     return value;
 }
 
 template <typename T>
 bool isUntouched(const T& value, NUV::PluginCallStatus status) {
     // So few bits can look untouched by chance: there the status decides.
-    if constexpr (sizeof(T) < 4) return status != NUV::kDone;
+    if constexpr (kValueBytes<T> < 4) return status != NUV::kDone;
     const T untouched = untouchedValue<T>();
-    return std::memcmp(&value, &untouched, sizeof value) == 0;
+    return std::memcmp(static_cast<const void*>(&value), static_cast<const void*>(&untouched), kValueBytes<T>) == 0;
 }
 
 template <typename R>
@@ -135,7 +140,7 @@ const std::vector<DeviceCommand>& deviceCommands() {
     using Device = PluginDeviceBase;
     static const std::vector<DeviceCommand> commands{
 #define COMMAND(id, operation) makeCommand<CommandTypes<&Device::operation>>(id, #operation),
-#define COMMAND_AS(id, operation, parameter, result) \
+#define COMMAND_AS(id, operation, parameter, result) /* NOLINTNEXTLINE(bugprone-macro-parentheses): types */ \
     makeCommand<CommandTypes<&Device::operation, parameter, result>>(id, #operation),
 #include "CommandList.inc"
 #undef COMMAND
@@ -161,7 +166,7 @@ std::string asParameter(const CommandAnswer& answer) {
 }
 
 std::string statusText(NUV::PluginCallStatus status) {
-    const std::string pair = "(" + std::to_string(status.code) + ", " + std::to_string(status.valid) + ")";
+    std::string pair = "(" + std::to_string(status.code) + ", " + std::to_string(status.valid) + ")";
     if (status == NUV::kDone) return pair + " done";
     if (status == NUV::kNotSupported) return pair + " not supported or failed";
     if (status == NUV::kWrongParameter) return pair + " wrong type of parameter";
