@@ -1,12 +1,9 @@
 // Either side of the link, or both, killed at random moments of exchanges and started again: the link is usable again
-// in time, every time. scripts/link_kills.sh runs more of it.
+// in time, every time. scripts/kills.sh runs more of it.
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <thread>
 
@@ -16,6 +13,7 @@
 #include "DorVenImagesComm.h"
 #include "TeskImages.h"
 #include "child_process.h"
+#include "kill_plan.h"
 #include "log_recorder.h"
 #include "mprocessevent.h"
 #include "test_channel.h"
@@ -32,13 +30,8 @@ using test::ChildProcess;
 /// The link is to be usable again within this time, whatever became of it before.
 constexpr double kUsableAgainS = 12.0;
 
-/// Without the variable: as many as fit into some twenty seconds.
+/// As many as fit into some twenty seconds.
 constexpr int kFewKills = 6;
-
-int numberFrom(const char* variable, int otherwise) {
-    const char* const text = std::getenv(variable);
-    return text && *text ? std::atoi(text) : otherwise;
-}
 
 CHILD_ROLE(answersForEver) {
     const test::LogRecorder quiet;
@@ -97,40 +90,29 @@ private:
 };
 
 TEST(LinkKills, LinkIsUsableAgainInTimeAfterEachKill) {
-    const int kills = numberFrom("LINK_KILLS", kFewKills);
-    const int seed = numberFrom("LINK_KILLS_SEED", static_cast<int>(std::random_device()() & 0xFFFFFF));
-    RecordProperty("seed", seed);
-    std::printf("seed %d\n", seed);
-    std::mt19937 generator(static_cast<unsigned>(seed));
-    const auto below = [&](int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(generator); };
+    test::KillPlan plan(kFewKills);
     Link link;
-    if (below(2) == 0) {
-        link.startCamera();
+    if (plan.secondStartsFirst()) {
         link.startAsker();
+        link.startCamera();
     } else {
-        link.startAsker();
         link.startCamera();
+        link.startAsker();
     }
     ASSERT_TRUE(link.usableAfter());
-    double longest = 0.0;
-    double sum = 0.0;
-    for (int kill = 0; kill < kills; ++kill) {
-        std::this_thread::sleep_for(std::chrono::microseconds(below(20'000)));
-        const int which = below(5);  // camera, camera, asker, asker, both
-        const bool camera = which < 2 || which == 4;
-        const bool asker = which >= 2;
-        if (camera) link.killCamera();
-        if (asker) link.killAsker();
-        if (below(3) == 0) std::this_thread::sleep_for(std::chrono::milliseconds(below(1'000)));
-        if (asker) link.startAsker();
-        if (camera) link.startCamera();
+    while (const auto kill = plan.next()) {
+        std::this_thread::sleep_for(kill->before);
+        if (kill->first) link.killCamera();
+        if (kill->second) link.killAsker();
+        std::this_thread::sleep_for(kill->after);
+        if (kill->second && kill->secondStartsFirst) link.startAsker();
+        if (kill->first) link.startCamera();
+        if (kill->second && !kill->secondStartsFirst) link.startAsker();
         const auto seconds = link.usableAfter();
-        ASSERT_TRUE(seconds) << "kill " << kill << ", seed " << seed << (camera ? ", camera" : "")
-                             << (asker ? ", asker" : "");
-        longest = std::max(longest, *seconds);
-        sum += *seconds;
+        ASSERT_TRUE(seconds) << plan.where() << "camera first, asker second";
+        plan.took(*seconds);
     }
-    std::printf("%d kills, usable again after %.2f s in the mean, %.2f s at most\n", kills, sum / kills, longest);
+    plan.report();
 }
 
 }  // namespace
