@@ -130,6 +130,7 @@ private:
     std::vector<Worker> _leaving;          // told to end, maybe still inside their callback
     bool _ended = false;                   // no thread is started any more
 
+protected:
     std::vector<unsigned char> _fakeImageMem;  // the worker thread's
 };
 

@@ -30,8 +30,9 @@ inline std::string assertion(const std::string& condition, const std::string& me
     return "Assertion failed: '" + condition + "', file Dorven/TeskImages, line .*: " + message;
 }
 
-/// A source whose record a test may take away.
+/// A source whose record a test may take away, and whose fake image it may look at when no thread runs.
 struct OpenSource : kest::dorven::TeskImages {
+    using TeskImages::_fakeImageMem;
     using TeskImages::_imageMemory;
     using TeskImages::TeskImages;
 };
