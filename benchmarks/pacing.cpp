@@ -171,6 +171,7 @@ Pace paceOfPeer(const char* pattern, int framesPerSecond) {
 
 double median(const std::vector<Pace>& turns, double Pace::*figure) {
     std::vector<double> values;
+    values.reserve(turns.size());
     for (const Pace& turn : turns) values.push_back(turn.*figure);
     return bench::percentile(values, 0.5);
 }
