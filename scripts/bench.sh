@@ -7,6 +7,8 @@
 #
 # Peers are optional, and measured where they are installed:
 #   image_hand_over beside iceoryx            apt-get install libiceoryx-posh-dev iceoryx
+#   pacing, gstreamer_hand_over beside GStreamer
+#       apt-get install libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-bad
 #   base64 beside OpenSSL and GLib            apt-get install libssl-dev libglib2.0-dev
 #   ini_data beside GLib and SimpleIni        apt-get install libglib2.0-dev libsimpleini-dev
 #   file_access beside GLib                   apt-get install libglib2.0-dev
@@ -26,6 +28,10 @@ if [ ${#names[@]} -eq 0 ]; then
     done
     [[ " ${names[*]} " = *" iceoryx_hand_over "* ]] ||
         echo "bench: not beside iceoryx; for that: apt-get install libiceoryx-posh-dev iceoryx"
+    for name in pacing gstreamer_hand_over; do
+        [[ " ${names[*]} " = *" $name "* ]] || echo "bench: no $name without GStreamer: apt-get install" \
+            "libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-bad"
+    done
     for name in base64 ini_data; do
         [[ " ${names[*]} " = *" $name "* ]] ||
             echo "bench: no $name without its peers: apt-get install libssl-dev libglib2.0-dev libsimpleini-dev"
