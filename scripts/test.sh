@@ -73,11 +73,13 @@ for job in "${jobs[@]}"; do
             # Many tests wait for time to pass, so more of them run than there are cores.
             run_tests "$job" -j $((cores * 4))
             [ "$job" != linux-release ] || check system-calls scripts/count_system_calls.sh
+            [ "$job" != linux-release ] || check package-linux scripts/check_package.sh linux-release
             ;;
         windows-*)
             wine_begin "$PWD/build"
             run_tests "$job" -j 1
             wine_end
+            [ "$job" != windows-release ] || check package-windows scripts/check_package.sh windows-release
             ;;
         *)
             echo "test: no such job: $job" >&2
