@@ -54,6 +54,9 @@ run_tests() { # preset, ctest arguments …
 scripts/setup.sh
 rm -rf "$results"
 mkdir -p "$results"
+# What the user has set for the programs is not what is tested.
+export XDG_CONFIG_HOME=$PWD/$results/no-config
+for variable in $(compgen -e | grep -E '^DORVEN_(HOST|SIMULATOR)_' || true); do unset "$variable"; done
 
 for job in "${jobs[@]}"; do
     case "$job" in
