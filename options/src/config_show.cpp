@@ -51,7 +51,7 @@ std::string firstProblem(const GivenSettings& given, CLI::App& app) {
         for (CLI::Option* option : settableOptions(*command)) {
             const Setting* const setting = settingFor(given, app, *command, *option);
             if (!setting || option->count() > 0) continue;
-            if (const std::string problem = problemOf(*option, *setting); !problem.empty()) return problem;
+            if (std::string problem = problemOf(*option, *setting); !problem.empty()) return problem;
         }
     }
     return "";
@@ -96,7 +96,7 @@ std::string showConfig(CLI::App& app, const GivenSettings& given, bool json, std
     for (CLI::App* command : commandsOf(app)) {
         for (CLI::Option* option : settableOptions(*command)) rows.push_back(shown(given, app, *command, *option));
     }
-    if (const std::string problem = firstProblem(given, app); !problem.empty()) return problem;
+    if (std::string problem = firstProblem(given, app); !problem.empty()) return problem;
     if (json) {
         printJson(given, rows, data);
     } else {
@@ -106,7 +106,7 @@ std::string showConfig(CLI::App& app, const GivenSettings& given, bool json, std
 }
 
 std::string configHelp(const CLI::App& app) {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     return "Options come from the command line, else from the environment, else from the user's configuration file, "
            "else\n"
            "they have their defaults. --save-every would be " +

@@ -60,14 +60,14 @@ void sectionsFirst(std::vector<FileEntry>& entries) {
 
 // "[grab] key timeout"
 std::string placeOf(const FileEntry& entry) {
-    const std::string head = "[" + entry.section + "]";
+    std::string head = "[" + entry.section + "]";
     if (entry.key.empty()) return head;
     return (entry.section.empty() ? "key " : head + " key ") + entry.key;
 }
 
 std::string collectFile(CLI::App& app, GivenSettings& given) {
     std::vector<FileEntry> entries;
-    if (const std::string problem = readConfigFile(given.filePath, entries); !problem.empty()) return problem;
+    if (std::string problem = readConfigFile(given.filePath, entries); !problem.empty()) return problem;
     sectionsFirst(entries);
     for (const FileEntry& entry : entries) {
         const std::string place = given.filePath + ": " + placeOf(entry);

@@ -7,7 +7,7 @@ namespace {
 
 // "host" of "dorven-host".
 std::string shortName(const CLI::App& app) {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     return name.substr(name.find('-') + 1);
 }
 
