@@ -55,6 +55,11 @@ for file in README.md CHANGELOG.md docs/host-api.md examples/host/main.cpp third
 done
 [ ! -d scenarios ] || [ -d "$prefix/share/dorven/scenarios" ] || fail "the scenarios are not in the package"
 if [ "$preset" = linux-release ]; then
+    for program in dorven-host dorven-simulator; do
+        for file in "man/man1/$program.1.gz" "man/man1/$program-config.1.gz" "bash-completion/completions/$program"; do
+            [ -s "$prefix/share/$file" ] || fail "$file is not in the package"
+        done
+    done
     for file in "$bin"/* "$prefix"/lib/dorven/*.so; do
         foreign=$(ldd "$file" | awk '$2 == "=>" { print $3 }' | grep -Ev "^($scratch|/lib|/usr/lib)" || true)
         [ -z "$foreign" ] || fail "$file loads $foreign"
@@ -81,9 +86,8 @@ stop_simulator() {
     wait "$simulator_pid" 2>/dev/null || true
     simulator_pid=
 }
-printf '[image]\nimage_size_x=320\nimage_size_y=240\nbytes_per_pixel=1\n' >camera.ini
 start_simulator
-timeout 120 "${run[@]}" "$bin/dorven-host$suffix" grab --config camera.ini --count "$images" --timeout 60 --json \
+timeout 120 "${run[@]}" "$bin/dorven-host$suffix" grab --count "$images" --timeout 60 --json \
     >summary.json 2>host.log </dev/null || { cat host.log simulator.log; fail "the host failed"; }
 python3 - "$images" <<'PYTHON'
 import json, sys

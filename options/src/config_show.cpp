@@ -126,8 +126,8 @@ std::string configHelp(const CLI::App& app) {
            "\n"
            "Examples:\n"
            "  " +
-           name + " config --show\n  " + name + " config --show --json\n  source <(" + name +
-           " config --completion)\n"
+           name + " config --show\n  " + name + " config --show --json\n  " + name +
+           " config --completion >> ~/.bash_completion\n"
            "\n"
            "Exit codes: 0 done, 2 wrong usage.";
 }
