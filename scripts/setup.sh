@@ -11,6 +11,8 @@ packages=(
     googletest librapidcheck-dev
     # Windows: the cross compiler, and Wine to run what it makes
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64
+    # packages, man pages and completion, and what their tests use
+    dpkg-dev unzip help2man man-db bash-completion pkg-config
     # counting system calls
     strace
     # models

@@ -54,6 +54,9 @@ run_tests() { # preset, ctest arguments …
 scripts/setup.sh
 rm -rf "$results"
 mkdir -p "$results"
+# What the user has set for the programs is not what is tested.
+export XDG_CONFIG_HOME=$PWD/$results/no-config
+for variable in $(compgen -e | grep -E '^DORVEN_(HOST|SIMULATOR)_' || true); do unset "$variable"; done
 
 for job in "${jobs[@]}"; do
     case "$job" in
@@ -73,11 +76,13 @@ for job in "${jobs[@]}"; do
             # Many tests wait for time to pass, so more of them run than there are cores.
             run_tests "$job" -j $((cores * 4))
             [ "$job" != linux-release ] || check system-calls scripts/count_system_calls.sh
+            [ "$job" != linux-release ] || check package-linux scripts/check_package.sh linux-release
             ;;
         windows-*)
             wine_begin "$PWD/build"
             run_tests "$job" -j 1
             wine_end
+            [ "$job" != windows-release ] || check package-windows scripts/check_package.sh windows-release
             ;;
         *)
             echo "test: no such job: $job" >&2

@@ -40,7 +40,12 @@ private:
     PluginInterface* _plugin = nullptr;
 };
 
-/// The plugin beside this program.
+/// The plugin that a program finds without being told: beside it, or else in the plugin's folder of the same
+/// installation. Where there is neither, the path beside it.
+/// @param program  Full path of the program.
+std::string pluginPathOf(const std::string& program);
+
+/// pluginPathOf this program.
 std::string defaultPluginPath();
 
 }  // namespace host

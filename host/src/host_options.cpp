@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "device_commands.h"
+#include "option_sources.h"
 #include "platform.h"
 #include "plugin_library.h"
 
@@ -67,6 +68,30 @@ constexpr const char* kAskSnapHelp =
     "and sends the request back as it was, which looks like success. The plugin is not loaded; while a host has the\n"
     "camera open, ask-snap fails, since the camera's end of the link is taken.\n"
     "\n";
+
+constexpr const char* kInfoExamples =
+    "Examples:\n"
+    "  dorven-host info\n"
+    "  dorven-host info --json\n"
+    "  dorven-host info --commands\n";
+
+constexpr const char* kCallExamples =
+    "Examples:\n"
+    "  dorven-host call 1107\n"
+    "  dorven-host call 1106 50 --open\n"
+    "  dorven-host call 1008 --config camera.ini --json\n";
+
+constexpr const char* kGrabExamples =
+    "Examples:\n"
+    "  dorven-host grab --count 300\n"
+    "  dorven-host grab --count 300 --output images --every 100\n"
+    "  dorven-host grab --config camera.ini --count 1000 --timeout 5 --json\n";
+
+constexpr const char* kAskSnapExamples =
+    "Examples:\n"
+    "  dorven-host ask-snap\n"
+    "  dorven-host ask-snap --json\n"
+    "  dorven-host ask-snap --timeout 2\n";
 
 void addInfoOptions(CLI::App& command, HostOptions& options) {
     command.add_flag("--commands", options.commands, "Show how the device answers each of its commands");
@@ -146,27 +171,20 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     double askTimeoutSeconds = 12.0;
     addAskSnapOptions(*askSnap, options, askTimeoutSeconds);
     const std::string footer =
-        "Examples:\n"
-        "  dorven-host info\n"
-        "  dorven-host info --commands\n"
-        "  dorven-host call 1106 50 --open\n"
-        "  dorven-host call 1008 --config camera.ini --json\n"
-        "  dorven-host grab --count 300\n"
-        "  dorven-host grab --config camera.ini --count 1000 --output images --every 100 --json\n"
-        "  dorven-host ask-snap\n"
         "\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image or answer in time, 4 connection to the simulator "
         "lost.";
-    app.footer(footer);
-    info->footer(kCommandsHelp + footer);
-    call->footer(kCallHelp + footer);
-    grab->footer(footer);
-    askSnap->footer(kAskSnapHelp + footer);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error, data, people) == 0 ? kExitDone : kExitWrongUsage;
-    }
+    app.footer(
+        "Examples:\n"
+        "  dorven-host info\n"
+        "  dorven-host grab --count 300\n"
+        "  dorven-host config --show\n" +
+        footer);
+    info->footer(kCommandsHelp + (kInfoExamples + footer));
+    call->footer(kCallHelp + (kCallExamples + footer));
+    grab->footer(kGrabExamples + footer);
+    askSnap->footer(kAskSnapHelp + (kAskSnapExamples + footer));
+    if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (app.get_subcommands().empty()) {
         people << "A subcommand is required: info, grab, call or ask-snap\nRun with --help for more information.\n";
         return kExitWrongUsage;

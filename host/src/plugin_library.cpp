@@ -75,11 +75,18 @@ bool PluginLibrary::createPlugin(std::string& error) {
     return false;
 }
 
+std::string pluginPathOf(const std::string& program) {
+    const std::string folder = program.substr(0, program.find_last_of("\\/") + 1);
+    const std::string beside = folder + DORVEN_PLUGIN_FILE;
+    const std::string installed = folder + DORVEN_PLUGIN_FROM_PROGRAM + DORVEN_PLUGIN_FILE;
+    const bool useInstalled = _access(beside.c_str(), 0) != 0 && _access(installed.c_str(), 0) == 0;
+    return useInstalled ? installed : beside;
+}
+
 std::string defaultPluginPath() {
     char name[4096] = {};
     GetModuleFileNameA(nullptr, name, sizeof name - 1);
-    const std::string program = name;
-    return program.substr(0, program.find_last_of("\\/") + 1) + DORVEN_PLUGIN_FILE;
+    return pluginPathOf(name);
 }
 
 }  // namespace host

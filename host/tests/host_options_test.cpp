@@ -183,4 +183,24 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"call", "1107", "--config", "/no/such/file"}, "--config"}, Wrong{{"info", "--open"}, "--open"},
         Wrong{{"call", "1107", "--commands"}, "--commands"}));
 
+// How many of a help's lines show how to call a command.
+int examplesIn(const std::string& help, const std::string& call) {
+    int count = 0;
+    for (std::size_t at = help.find(call); at != std::string::npos; at = help.find(call, at + 1)) ++count;
+    return count;
+}
+
+TEST(HostOptionsTest, EveryHelpHasThreeExamples) {
+    EXPECT_GE(examplesIn(parse({"--help"}).data, "  dorven-host "), 3);
+    for (const char* command : {"info", "grab", "call", "ask-snap", "config"})
+        EXPECT_GE(examplesIn(parse({command, "--help"}).data, std::string("dorven-host ") + command), 3) << command;
+}
+
+TEST(HostOptionsTest, ConfigShowsTheOptionsAndEndsTheProgram) {
+    const Parsed parsed = parse({"config", "--show"});
+    EXPECT_EQ(parsed.exitCode, 0) << parsed.people;
+    EXPECT_THAT(parsed.data, HasSubstr("timeout "));
+    EXPECT_THAT(parsed.data, HasSubstr("host.conf"));
+}
+
 }  // namespace

@@ -29,6 +29,34 @@ TEST(PluginLibraryTest, PluginBesideTheProgramLoadsAndEnumeratesItsDevice) {
     EXPECT_EQ(library->device(1), nullptr);
 }
 
+// Where an installation of this build has its plugin, seen from a program in PREFIX/bin/.
+std::string installedPlugin(const test::TemporaryFolder& prefix) {
+    const auto plugin = std::filesystem::path("bin") / DORVEN_PLUGIN_FROM_PROGRAM / DORVEN_PLUGIN_FILE;
+    return prefix.file(plugin.lexically_normal().generic_string(), "");
+}
+
+TEST(PluginLibraryTest, InstalledProgramFindsThePluginOfItsInstallation) {
+    const test::TemporaryFolder prefix;
+    const std::string program = prefix.file("bin/dorven-host", "");
+    const std::string plugin = installedPlugin(prefix);
+    EXPECT_TRUE(std::filesystem::equivalent(host::pluginPathOf(program), plugin)) << host::pluginPathOf(program);
+}
+
+TEST(PluginLibraryTest, PluginBesideTheProgramWinsOverTheInstalledOne) {
+    const test::TemporaryFolder prefix;
+    const std::string program = prefix.file("bin/dorven-host", "");
+    installedPlugin(prefix);
+    const std::string beside = prefix.file(std::string("bin/") + DORVEN_PLUGIN_FILE, "");
+    EXPECT_TRUE(std::filesystem::equivalent(host::pluginPathOf(program), beside)) << host::pluginPathOf(program);
+}
+
+TEST(PluginLibraryTest, ProgramWithoutAPluginNamesThePlaceBesideIt) {
+    const test::TemporaryFolder prefix;
+    const std::filesystem::path path = host::pluginPathOf(prefix.file("bin/dorven-host", ""));
+    EXPECT_EQ(path.parent_path(), std::filesystem::path(prefix.path()) / "bin");
+    EXPECT_EQ(path.filename(), DORVEN_PLUGIN_FILE);
+}
+
 TEST(PluginLibraryTest, RelativePathIsMadeAbsolute) {
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(test::programFolder());

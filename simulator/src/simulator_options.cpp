@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "camera_config.h"
+#include "option_sources.h"
 
 namespace simulator {
 namespace {
@@ -110,25 +111,25 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
     addAskOptions(*ask, options);
     const std::string footer =
-        "Examples:\n"
-        "  dorven-simulator --size 1280x1024 --fps 200\n"
-        "  dorven-simulator --config camera.ini --count 1000\n"
-        "  dorven-simulator --images pictures --fps 25\n"
-        "  dorven-simulator ask --json\n"
-        "  dorven-simulator ask --watch\n"
         "\n"
         "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
         "uses its number up, so that a host sees the gap.\n"
         "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
         "ask: ask fails while a simulator runs that was started without --no-ask.\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
-    app.footer(footer);
-    ask->footer(footer);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error, data, people) == 0 ? 0 : kWrongUsage;
-    }
+    app.footer(
+        "Examples:\n"
+        "  dorven-simulator --size 1280x1024 --fps 200\n"
+        "  dorven-simulator --config camera.ini --count 1000\n"
+        "  dorven-simulator --images pictures --fps 25\n" +
+        footer);
+    ask->footer(
+        "Examples:\n"
+        "  dorven-simulator ask\n"
+        "  dorven-simulator ask --json\n"
+        "  dorven-simulator ask --watch --timeout 5\n" +
+        footer);
+    if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (ask->parsed()) {
         options.command = SimulatorOptions::Command::ask;
         if (const std::string stray = optionBesideSubcommand(app); !stray.empty()) {

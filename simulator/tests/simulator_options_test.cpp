@@ -180,4 +180,25 @@ TEST_F(ImageSourceChoiceTest, UnreadableConfigurationIsRefused) {
     EXPECT_THAT(error, HasSubstr("could not open camera config file"));
 }
 
+// How many of a help's lines show how to call a command.
+int examplesIn(const std::string& help, const std::string& call) {
+    int count = 0;
+    for (std::size_t at = help.find(call); at != std::string::npos; at = help.find(call, at + 1)) ++count;
+    return count;
+}
+
+TEST(SimulatorOptionsTest, EveryHelpHasThreeExamples) {
+    EXPECT_GE(examplesIn(parse({"--help"}).data, "  dorven-simulator "), 3);
+    for (const char* command : {"ask", "config"})
+        EXPECT_GE(examplesIn(parse({command, "--help"}).data, std::string("dorven-simulator ") + command), 3)
+            << command;
+}
+
+TEST(SimulatorOptionsTest, ConfigShowsTheOptionsAndEndsTheProgram) {
+    const Parsed parsed = parse({"config", "--show"});
+    EXPECT_EQ(parsed.exitCode, 0) << parsed.people;
+    EXPECT_THAT(parsed.data, HasSubstr("timeout "));
+    EXPECT_THAT(parsed.data, HasSubstr("simulator.conf"));
+}
+
 }  // namespace

@@ -1,0 +1,79 @@
+# What `cmake --install` lays: programs, plugin and logging libraries; headers, CMake package and pkg-config file for
+# hosts; man pages, completion, scenarios, examples and pages. Nothing in it names the prefix: the whole can be moved.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS dorven-simulator dorven-host RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+if(NOT WIN32)
+    set_target_properties(dorven-simulator dorven-host PROPERTIES
+        INSTALL_RPATH "$ORIGIN;$ORIGIN/${DORVEN_PLUGIN_FROM_PROGRAM}")
+endif()
+
+# A host's own logging libraries stay where they are.
+set(libraries)
+if(NOT DORVEN_HOST_RUNTIME_DIR)
+    set(libraries log_core trace errorlog errortrace NUV_Base)
+    install(TARGETS ${libraries}
+        RUNTIME DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
+        LIBRARY DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
+        ARCHIVE DESTINATION "${DORVEN_INSTALL_PLUGINDIR}" COMPONENT import_libraries EXCLUDE_FROM_ALL)
+endif()
+
+# For hosts that are built against the headers; the small library answers the system calls that they name on Linux.
+foreach(target host_interface_headers platform)
+    get_target_property(folders ${target} INTERFACE_INCLUDE_DIRECTORIES)
+    set_property(TARGET ${target} PROPERTY INTERFACE_INCLUDE_DIRECTORIES
+        "$<BUILD_INTERFACE:${folders}>" "$<INSTALL_INTERFACE:${DORVEN_INSTALL_INCLUDEDIR}>")
+endforeach()
+set_target_properties(host_interface_headers PROPERTIES EXPORT_NAME host_interface)
+install(TARGETS DorVenKameraPlugin host_interface_headers platform EXPORT DorVenKameraPlugin
+    RUNTIME DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
+    LIBRARY DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}/dorven")
+install(DIRECTORY host_interface/inc/ platform/inc/ DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}"
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
+
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/DorVenKameraPlugin")
+install(EXPORT DorVenKameraPlugin NAMESPACE DorVenKameraPlugin:: FILE DorVenKameraPluginTargets.cmake
+    DESTINATION "${package_folder}")
+configure_package_config_file(packaging/DorVenKameraPluginConfig.cmake.in
+    "${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfig.cmake"
+    INSTALL_DESTINATION "${package_folder}"
+    PATH_VARS DORVEN_INSTALL_PLUGINDIR)
+# Objects of C++ cross between host and plugin, so another minor version is another interface.
+write_basic_package_version_file("${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+install(FILES "${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfig.cmake"
+    "${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfigVersion.cmake"
+    DESTINATION "${package_folder}")
+
+# pkg-config knows its own file's folder, and from there the prefix.
+file(RELATIVE_PATH DORVEN_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" DORVEN_PREFIX_FROM_PKGCONFIG "${DORVEN_PREFIX_FROM_PKGCONFIG}")
+set(DORVEN_SYSTEM_LIBRARIES "-luuid -ldl -lpthread")
+if(WIN32)
+    set(DORVEN_SYSTEM_LIBRARIES "-lrpcrt4")
+endif()
+configure_file(packaging/dorven-kamera-plugin.pc.in "${CMAKE_BINARY_DIR}/packaging/dorven-kamera-plugin.pc" @ONLY)
+install(FILES "${CMAKE_BINARY_DIR}/packaging/dorven-kamera-plugin.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(DIRECTORY examples DESTINATION "${DORVEN_INSTALL_DOCDIR}")
+if(EXISTS "${PROJECT_SOURCE_DIR}/scenarios")
+    install(DIRECTORY scenarios DESTINATION "${DORVEN_INSTALL_DATADIR}" FILES_MATCHING PATTERN "*.json" PATTERN "*.md")
+endif()
+file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
+install(FILES ${pages} DESTINATION "${DORVEN_INSTALL_DOCDIR}/docs")
+install(FILES README.md CHANGELOG.md DESTINATION "${DORVEN_INSTALL_DOCDIR}")
+file(GLOB licences CONFIGURE_DEPENDS LICEN[CS]E* COPYING*)
+if(licences)
+    install(FILES ${licences} DESTINATION "${DORVEN_INSTALL_DOCDIR}")
+endif()
+# The programs hold these libraries, whose terms want their notices to come along.
+foreach(package libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev)
+    if(EXISTS "/usr/share/doc/${package}/copyright")
+        install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${DORVEN_INSTALL_DOCDIR}/third-party"
+            RENAME "${package}.txt")
+    endif()
+endforeach()
+
+# All that is installed, and nothing else: what packages are made of.
+add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})

@@ -1,0 +1,166 @@
+"""Runs the commands of a page, as its reader would; README.md beside this file says how blocks are marked.
+
+    page_commands.py PAGE PROGRAMS [--wine]
+
+PROGRAMS is the folder of dorven-host and dorven-simulator. Exit code 0: every block ended as the page says.
+"""
+import os
+import re
+import shlex
+import signal
+import subprocess
+import sys
+import tempfile
+
+LIMIT_S = 180
+FENCE = re.compile(r'^(\s*)```\s*(\w*)\s*$')
+COMMENT = re.compile(r'^\s*<!--\s*(.*?)\s*-->\s*$')
+MARKS = re.compile(r'^(?:not run: \S.*|beside the next block|exit code (\d+))$')
+
+
+class Block:
+    def __init__(self, line, language, mark):
+        self.line, self.language, self.mark, self.text = line, language, mark, ''
+
+    def is_run(self, wine):
+        return not self.mark.startswith('not run:') and self.language in (('sh', 'bat') if wine else ('sh',))
+
+
+def fault(page, line, message):
+    sys.exit(f'{page}:{line}: {message}')
+
+
+def blocks_of(page):
+    """All fenced blocks, each with the comment right above it."""
+    blocks, inside, mark = [], None, ''
+    with open(page, encoding='utf-8') as file:
+        for number, line in enumerate(file, 1):
+            fence = FENCE.match(line)
+            comment = COMMENT.match(line)
+            if inside and fence:
+                inside = None
+            elif inside:
+                inside.text += line
+            elif fence:
+                inside = Block(number, fence[2], mark)
+                blocks.append(inside)
+            if not inside and comment:
+                mark = comment[1]
+            elif line.strip():
+                mark = ''
+    if inside:
+        fault(page, inside.line, 'the block does not end')
+    for block in blocks:
+        if block.language in ('sh', 'bat') and block.mark and not MARKS.match(block.mark):
+            fault(page, block.line, f'no such mark: {block.mark}')
+    return blocks
+
+
+class Runner:
+    """A folder of its own with the programs on the path, and the blocks' processes."""
+
+    def __init__(self, page, programs, wine, folder):
+        self.page, self.wine, self.folder, self.background = page, wine, folder, []
+        bin_folder = os.path.join(folder, 'bin')
+        self.work = os.path.join(folder, 'work')
+        os.mkdir(bin_folder)
+        os.mkdir(self.work)
+        for name in ('dorven-host', 'dorven-simulator'):
+            program = os.path.join(programs, name)
+            call = f'wine {shlex.quote(program + ".exe")}' if wine else shlex.quote(program)
+            with open(os.path.join(bin_folder, name), 'w', encoding='utf-8') as file:
+                file.write(f'#!/bin/sh\nexec {call} "$@"\n')
+            os.chmod(file.name, 0o755)
+        self.environment = {key: value for key, value in os.environ.items()
+                            if not key.startswith(('DORVEN_HOST_', 'DORVEN_SIMULATOR_', 'XDG_'))}
+        # Wine looks for its prefix by WINEPREFIX, else in the home.
+        self.environment.setdefault('WINEPREFIX', os.path.join(os.path.expanduser('~'), '.wine'))
+        self.environment |= {'PATH': bin_folder + os.pathsep + os.environ['PATH'], 'HOME': folder, 'DORVEN_BIN': programs,
+                             'PLATFORM_OBJECT_NAMESPACE': f'page-{os.getpid()}',
+                             'WINEPATH': 'Z:' + programs.replace('/', '\\')}
+
+    def start(self, block):
+        if block.language == 'bat':
+            # As with the shell, the first line that fails ends the block.
+            lines = [line + '\r\n@if errorlevel 1 exit /b %errorlevel%\r\n' for line in block.text.splitlines()]
+            script = ''.join(lines)
+            with open(os.path.join(self.work, 'block.bat'), 'w', encoding='utf-8', newline='') as file:
+                file.write(script)
+            command = ['wine', 'cmd', '/c', 'block.bat']
+        else:
+            command = ['bash', '-euo', 'pipefail', '-c', block.text]
+        # A file and no pipe: what a block leaves running would keep a pipe open.
+        output = open(os.path.join(self.folder, f'{block.line}.out'), 'w+b')
+        process = subprocess.Popen(command, cwd=self.work, env=self.environment, stdin=subprocess.DEVNULL,
+                                   stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
+        return process, output
+
+    def end(self, process):
+        """Ctrl-C for all that a block started, and the end for what does not hear it."""
+        for number, patience in ((signal.SIGINT, 10), (signal.SIGKILL, 10)):
+            try:
+                os.killpg(process.pid, number)
+                process.wait(patience)
+            except (ProcessLookupError, subprocess.TimeoutExpired):
+                pass
+
+    def run(self, block):
+        """Whether the block ended as the page says; what it printed goes to standard output."""
+        print(f'--- {self.page}:{block.line} {block.mark}\n{block.text}', end='', flush=True)
+        process, output = self.start(block)
+        if block.mark == 'beside the next block':
+            self.background.append((block, process, output))
+            return True
+        try:
+            code = process.wait(LIMIT_S)
+        except subprocess.TimeoutExpired:
+            code = None
+        self.end(process)
+        wanted = int(block.mark.rsplit(' ', 1)[1]) if block.mark.startswith('exit code') else 0
+        good = self.stop_background() and code == wanted
+        self.show(output)
+        if code != wanted:
+            print(f'{self.page}:{block.line}: ' + (f'not done within {LIMIT_S} s' if code is None else
+                                                   f'exit code {code}, not {wanted}'))
+        return good
+
+    def stop_background(self):
+        """What ran beside must still run, or have ended well."""
+        good = True
+        for block, process, output in self.background:
+            if process.poll() not in (None, 0):
+                print(f'{self.page}:{block.line}: ended meanwhile with exit code {process.returncode}')
+                good = False
+            self.end(process)
+            self.show(output)
+        self.background = []
+        return good
+
+    @staticmethod
+    def show(output):
+        output.seek(0)
+        sys.stdout.write(output.read().decode('utf-8', 'replace'))
+        sys.stdout.flush()
+        output.close()
+
+
+def main():
+    page, programs, *rest = sys.argv[1:]
+    wine = rest == ['--wine']
+    blocks = [block for block in blocks_of(page) if block.is_run(wine)]
+    if not blocks:
+        sys.exit(f'{page}: has no command to be run')
+    if blocks[-1].mark == 'beside the next block':
+        fault(page, blocks[-1].line, 'there is no next block')
+    with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
+        runner = Runner(page, os.path.abspath(programs), wine, folder)
+        try:
+            if not all([runner.run(block) for block in blocks]):
+                sys.exit(1)
+        finally:
+            runner.stop_background()
+    print(f'{page}: {len(blocks)} blocks as the page says')
+
+
+if __name__ == '__main__':
+    main()

@@ -1,0 +1,22 @@
+// The user's configuration file, as it stands: sections, keys and values, not yet compared with any option.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace options {
+
+struct FileEntry {
+    std::string section;              // empty: above all sections
+    std::string key;                  // empty: the section's head itself
+    std::vector<std::string> values;  // several where the key stands on several lines one after the other
+};
+
+/// Lines "key = value", or a key alone for a flag that is true; "[section]"; comments are lines that begin with # or ;.
+/// A value is the rest of its line without the blanks around it; quotes around the whole are taken off.
+///
+/// @param entries  Receives what the file says, in its order; none when there is no such file.
+/// @return         The reason when a file is there and cannot be read, or is none of the kind; else empty.
+std::string readConfigFile(const std::string& path, std::vector<FileEntry>& entries);
+
+}  // namespace options

@@ -1,0 +1,135 @@
+#include "config_show.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <optional>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "option_list.h"
+
+namespace options {
+namespace {
+
+struct Shown {
+    std::string command;  // empty: the program itself
+    std::string option;   // long name
+    std::optional<std::string> value;
+    std::string source;
+    std::string place;  // for environment and file: where there
+};
+
+std::string joined(const std::vector<std::string>& values) { return CLI::detail::join(values, " "); }
+
+std::optional<std::string> defaultOf(CLI::Option& option) {
+    if (option.get_expected_min() == 0) return "false";
+    option.capture_default_str();
+    const std::string text = option.get_default_str();
+    return text.empty() ? std::nullopt : std::optional(text);
+}
+
+Shown shown(const GivenSettings& given, const CLI::App& app, const CLI::App& command, CLI::Option& option) {
+    Shown row{commandName(app, command), longName(option), {}, {}, {}};
+    if (option.count() > 0) {
+        row.value = joined(option.results());
+        row.source = "command line";
+    } else if (const Setting* const setting = settingFor(given, app, command, option)) {
+        row.value = joined(setting->values);
+        row.source = setting->source;
+        row.place = setting->place;
+    } else {
+        row.value = defaultOf(option);
+        row.source = "default";
+    }
+    return row;
+}
+
+// After all have been read: a check sets the variable behind an option, which another command may share.
+std::string firstProblem(const GivenSettings& given, CLI::App& app) {
+    for (CLI::App* command : commandsOf(app)) {
+        for (CLI::Option* option : settableOptions(*command)) {
+            const Setting* const setting = settingFor(given, app, *command, *option);
+            if (!setting || option->count() > 0) continue;
+            if (std::string problem = problemOf(*option, *setting); !problem.empty()) return problem;
+        }
+    }
+    return "";
+}
+
+void printJson(const GivenSettings& given, const std::vector<Shown>& rows, std::ostream& stream) {
+    nlohmann::ordered_json object;
+    object["schema"] = kConfigSchema;
+    object["file"] = given.filePath;
+    object["options"] = nlohmann::ordered_json::array();
+    for (const Shown& row : rows) {
+        nlohmann::ordered_json entry;
+        entry["command"] = row.command;
+        entry["option"] = row.option;
+        entry["value"] = row.value ? nlohmann::ordered_json(*row.value) : nullptr;
+        entry["source"] = row.source;
+        entry["place"] = row.place.empty() ? nullptr : nlohmann::ordered_json(row.place);
+        object["options"].push_back(entry);
+    }
+    // Paths and values may be in any encoding.
+    stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+}
+
+void printPeople(const CLI::App& app, const GivenSettings& given, const std::vector<Shown>& rows,
+                 std::ostream& stream) {
+    stream << "file  " << (given.filePath.empty() ? "none: no folder for it is known" : given.filePath) << '\n';
+    std::string command = "?";
+    for (const Shown& row : rows) {
+        if (row.command != command)
+            stream << '\n' << app.get_name() << (row.command.empty() ? "" : " ") << row.command << '\n';
+        command = row.command;
+        stream << "  " << std::left << std::setw(20) << row.option << ' ' << std::setw(24) << row.value.value_or("-")
+               << ' ' << (row.place.empty() ? row.source : row.place) << '\n';
+    }
+    stream << std::flush;
+}
+
+}  // namespace
+
+std::string showConfig(CLI::App& app, const GivenSettings& given, bool json, std::ostream& data) {
+    std::vector<Shown> rows;
+    for (CLI::App* command : commandsOf(app)) {
+        for (CLI::Option* option : settableOptions(*command)) rows.push_back(shown(given, app, *command, *option));
+    }
+    if (std::string problem = firstProblem(given, app); !problem.empty()) return problem;
+    if (json) {
+        printJson(given, rows, data);
+    } else {
+        printPeople(app, given, rows, data);
+    }
+    return "";
+}
+
+std::string configHelp(const CLI::App& app) {
+    const std::string& name = app.get_name();
+    return "Options come from the command line, else from the environment, else from the user's configuration file, "
+           "else\n"
+           "they have their defaults. --save-every would be " +
+           variableName(app, "save-every") +
+           " in the environment (an empty one\n"
+           "counts as none), and in the file a line\n"
+           "  save-every = 100\n"
+           "for every command that has the option, or below a line such as [grab] for that command alone. A flag is "
+           "true\n"
+           "or false. The file is $XDG_CONFIG_HOME/dorven/" +
+           configFileName(app) + ", or ~/.config/dorven/" + configFileName(app) +
+           " where that\n"
+           "variable is not set; on Windows %APPDATA%\\dorven\\" +
+           configFileName(app) +
+           ".\n"
+           "What names no option, and what an option refuses, ends the program with exit code 2.\n"
+           "\n"
+           "Examples:\n"
+           "  " +
+           name + " config --show\n  " + name + " config --show --json\n  " + name +
+           " config --completion >> ~/.bash_completion\n"
+           "\n"
+           "Exit codes: 0 done, 2 wrong usage.";
+}
+
+}  // namespace options

@@ -1,0 +1,134 @@
+#include "given_settings.h"
+
+#include <algorithm>
+
+#include "option_list.h"
+
+namespace options {
+namespace {
+
+bool hasKey(CLI::App& command, const std::string& key) {
+    const auto options = settableOptions(command);
+    return std::any_of(options.begin(), options.end(), [&](const CLI::Option* option) {
+        return std::count(option->get_lnames().begin(), option->get_lnames().end(), key) > 0;
+    });
+}
+
+bool anyHasKey(CLI::App& app, const std::string& key) {
+    const auto commands = commandsOf(app);
+    return std::any_of(commands.begin(), commands.end(), [&](CLI::App* command) { return hasKey(*command, key); });
+}
+
+// The long name that a variable stands for; empty: it names no option.
+std::string keyOfVariable(CLI::App& app, const std::string& name) {
+    for (CLI::App* command : commandsOf(app)) {
+        for (const CLI::Option* option : settableOptions(*command)) {
+            for (const std::string& key : option->get_lnames()) {
+                if (variableName(app, key) == name) return key;
+            }
+        }
+    }
+    return "";
+}
+
+std::string collectEnvironment(CLI::App& app, const std::vector<std::string>& environment, GivenSettings& given) {
+    for (const std::string& entry : environment) {
+        const std::size_t separator = entry.find('=');
+        const std::string name = entry.substr(0, separator);
+        if (!name.starts_with(variablePrefix(app)) || separator == std::string::npos) continue;
+        const std::string value = entry.substr(separator + 1);
+        const std::string key = keyOfVariable(app, name);
+        const std::string place = "environment variable " + name;
+        if (key.empty()) return place + ": " + app.get_name() + " has no such option";
+        if (!value.empty()) given.settings.push_back({"", key, {value}, "environment", place});
+    }
+    return "";
+}
+
+CLI::App* commandOfSection(CLI::App& app, const std::string& section) {
+    for (CLI::App* command : commandsOf(app)) {
+        if (commandName(app, *command) == section) return command;
+    }
+    return nullptr;
+}
+
+// Sections first, since they win over what stands above them.
+void sectionsFirst(std::vector<FileEntry>& entries) {
+    std::stable_partition(entries.begin(), entries.end(),
+                          [](const FileEntry& entry) { return !entry.section.empty(); });
+}
+
+// "[grab] key timeout"
+std::string placeOf(const FileEntry& entry) {
+    std::string head = "[" + entry.section + "]";
+    if (entry.key.empty()) return head;
+    return (entry.section.empty() ? "key " : head + " key ") + entry.key;
+}
+
+std::string collectFile(CLI::App& app, GivenSettings& given) {
+    std::vector<FileEntry> entries;
+    if (std::string problem = readConfigFile(given.filePath, entries); !problem.empty()) return problem;
+    sectionsFirst(entries);
+    for (const FileEntry& entry : entries) {
+        const std::string place = given.filePath + ": " + placeOf(entry);
+        CLI::App* const command = commandOfSection(app, entry.section);
+        if (!command) return place + ": " + app.get_name() + " has no such command";
+        if (entry.key.empty()) continue;
+        if (!entry.section.empty() && !hasKey(*command, entry.key))
+            return place + ": " + app.get_name() + " " + entry.section + " has no such option";
+        if (!anyHasKey(app, entry.key)) return place + ": " + app.get_name() + " has no such option";
+        const bool twice = std::any_of(given.settings.begin(), given.settings.end(),
+                                       [&](const Setting& setting) { return setting.place == place; });
+        if (twice) return place + ": stands there twice";
+        given.settings.push_back({entry.section, entry.key, entry.values, "file", place});
+    }
+    return "";
+}
+
+// Several values in one text are for options that take several and have no separator of their own.
+std::vector<std::string> valuesFor(const CLI::Option& option, const Setting& setting) {
+    if (setting.values.size() != 1 || option.get_items_expected_max() <= 1 || option.get_delimiter() != '\0')
+        return setting.values;
+    return CLI::detail::split_up(setting.values.front(), ' ');
+}
+
+}  // namespace
+
+std::string collectSettings(CLI::App& app, const Surroundings& surroundings, GivenSettings& given) {
+    std::string problem = collectEnvironment(app, surroundings.environment, given);
+    if (!problem.empty() || surroundings.configFolder.empty()) return problem;
+    given.filePath = surroundings.configFolder + configFileName(app);
+    return collectFile(app, given);
+}
+
+const Setting* settingFor(const GivenSettings& given, const CLI::App& app, const CLI::App& command,
+                          const CLI::Option& option) {
+    for (const Setting& setting : given.settings) {
+        const bool names = std::count(option.get_lnames().begin(), option.get_lnames().end(), setting.key) > 0;
+        if (names && (setting.section.empty() || setting.section == commandName(app, command))) return &setting;
+    }
+    return nullptr;
+}
+
+void give(CLI::Option& option, const Setting& setting) {
+    for (const std::string& value : valuesFor(option, setting)) {
+        const bool isFlag = option.get_expected_min() == 0;
+        option.add_result(isFlag ? option.get_flag_value(setting.key, value) : value);
+    }
+}
+
+std::string problemOf(CLI::Option& option, const Setting& setting) {
+    try {
+        option.clear();
+        give(option, setting);
+        option.run_callback();
+        return "";
+    } catch (const CLI::ParseError& error) {
+        // The place names the option already.
+        const std::string reason = error.what();
+        const std::string name = option.get_name() + ": ";
+        return setting.place + ": " + (reason.starts_with(name) ? reason.substr(name.size()) : reason);
+    }
+}
+
+}  // namespace options

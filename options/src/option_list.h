@@ -1,0 +1,33 @@
+// The options of a program as everything beside the command line sees them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace options {
+
+/// The command that shows all this; has no options that can be set elsewhere.
+constexpr const char* kConfigCommand = "config";
+
+/// The program itself, with an empty name, then its commands.
+std::vector<CLI::App*> commandsOf(CLI::App& app);
+std::string commandName(const CLI::App& app, const CLI::App& command);
+
+/// Those of a command that environment and file can set: that have a long name, but for help and version.
+std::vector<CLI::Option*> settableOptions(CLI::App& command);
+
+/// The name without dashes: "save-every".
+std::string longName(const CLI::Option& option);
+
+/// DORVEN_HOST_ for dorven-host.
+std::string variablePrefix(const CLI::App& app);
+
+/// DORVEN_HOST_SAVE_EVERY for save-every.
+std::string variableName(const CLI::App& app, const std::string& longName);
+
+/// host.conf for dorven-host.
+std::string configFileName(const CLI::App& app);
+
+}  // namespace options
