@@ -31,7 +31,7 @@ constexpr PatternRow kPatterns[] = {
     {"VerticalLineMoving",      "line-v-moving", PatternKind::moving,    true,
      "a white line on dark, 1 pixel further right with each frame", makeMovingVerticalLine},
     {"ColorBar",                "bars",          PatternKind::still,     true,
-     "eight bars from white to black, coloured from 3 bytes per pixel on", makeBars},
+     "eight bars from white to black, coloured in 3 and 4 bytes per pixel", makeBars},
     {"FrameCounter",            "counter",       PatternKind::moving,    false,
      "the frame number in digits as large as fit", makeCounter},
     {"Checkers",                "checkers",      PatternKind::still,     true,

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "image_view.h"
-#include "test_target.h"
+#include "pattern_options.h"
 
 namespace simulator {
 
@@ -38,15 +38,17 @@ private:
     frames::ImageFormat _format;
 };
 
-/// The moving test target.
+/// A pattern. Where it stands in each frame is written into the options' truth log, if there is one.
 class RenderedImages : public ImageSource {
 public:
-    explicit RenderedImages(const frames::ImageFormat& format) : ImageSource(format), _target(format) {}
+    explicit RenderedImages(const frames::ImageFormat& format, const PatternOptions& options = {});
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
     std::uint8_t stripFlags() const override;
 
 private:
-    frames::TestTarget _target;
+    PatternOptions _options;
+    std::unique_ptr<frames::Pattern> _pattern;
+    bool _begun = false;  // the truth log knows what is drawn
 };
 
 /// Pictures from files, one after the other and again from the first; frame n shows picture n modulo their count.

@@ -7,11 +7,12 @@
 #include <string>
 
 #include "image_view.h"
+#include "pattern_options.h"
 
 namespace simulator {
 
 struct SimulatorOptions {
-    enum class Command { run, ask };
+    enum class Command { run, ask, patterns };
 
     Command command = Command::run;
 
@@ -25,8 +26,12 @@ struct SimulatorOptions {
     std::size_t lineCount = 8;
     bool ask = true;  // ask the camera for the format; not with --no-ask
 
-    // ask
+    PatternOptions pattern;
+
+    // ask, patterns
     bool json = false;
+
+    // ask
     bool watch = false;            // again each second
     double timeoutSeconds = 12.0;  // longest time without an answer
 };

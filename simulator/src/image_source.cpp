@@ -53,9 +53,17 @@ std::vector<std::uint8_t> spreadOverBytes(const std::vector<std::uint8_t>& greys
 
 }  // namespace
 
+RenderedImages::RenderedImages(const frames::ImageFormat& format, const PatternOptions& options)
+    : ImageSource(format), _options(options), _pattern(makePattern(*options.pattern, format, options.settings)) {}
+
 std::uint32_t RenderedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                    std::optional<std::uint64_t> before) {
-    return _target.draw(pixels, frameNumber, before);
+    if (_options.truth) {
+        if (!_begun) _options.truth->begin(*_options.pattern, format(), _options.settings);
+        _begun = true;
+        _options.truth->frame(frameNumber, _pattern->truth(frameNumber));
+    }
+    return _pattern->draw(pixels, frameNumber, before);
 }
 
 std::uint8_t RenderedImages::stripFlags() const { return frames::kStripRendered; }

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "camera_config.h"
+#include "option_checks.h"
 
 namespace simulator {
 namespace {
@@ -32,18 +33,6 @@ std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
     if (parseSize(text, size)) return {};
     return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(kMaxSide);
-}
-
-// A number within limits; one that is not a number (nan) is within none.
-template <typename Number>
-CLI::Validator within(Number least, Number greatest, const char* limits) {
-    return CLI::Validator(
-        [least, greatest, limits](const std::string& text) {
-            Number value{};
-            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
-            return "'" + text + "' is not a number from " + limits;
-        },
-        "");
 }
 
 void addAskOptions(CLI::App& command, SimulatorOptions& options) {
@@ -103,17 +92,24 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
         ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
+    PatternCommandLine pattern(app, options.pattern);
     bool noAsk = false;
     app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
     app.require_subcommand(0, 1);
     CLI::App* const ask =
         app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
     addAskOptions(*ask, options);
+    CLI::App* const list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
+    bool listed = true;
+    list->add_flag("--list", listed, "As a table on standard output (default)");
+    list->add_flag("--json", options.json, "As one JSON object");
     const std::string footer =
         "Examples:\n"
         "  dorven-simulator --size 1280x1024 --fps 200\n"
         "  dorven-simulator --config camera.ini --count 1000\n"
         "  dorven-simulator --images pictures --fps 25\n"
+        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
+        "  dorven-simulator patterns --list\n"
         "  dorven-simulator ask --json\n"
         "  dorven-simulator ask --watch\n"
         "\n"
@@ -131,10 +127,19 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     }
     if (ask->parsed()) {
         options.command = SimulatorOptions::Command::ask;
+    } else if (list->parsed()) {
+        options.command = SimulatorOptions::Command::patterns;
+    }
+    if (options.command != SimulatorOptions::Command::run) {
         if (const std::string stray = optionBesideSubcommand(app); !stray.empty()) {
-            people << stray << " does not go with ask\nRun with --help for more information.\n";
+            people << stray << " does not go with " << app.get_subcommands().front()->get_name()
+                   << "\nRun with --help for more information.\n";
             return kWrongUsage;
         }
+    }
+    if (const std::string problem = pattern.take(); !problem.empty()) {
+        people << problem << "\nRun with --help for more information.\n";
+        return kWrongUsage;
     }
     options.ask = !noAsk;
     if (!size.empty()) parseSize(size, options.size.emplace());

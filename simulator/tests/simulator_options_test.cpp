@@ -1,11 +1,11 @@
 #include "simulator_options.h"
 
-#include <sstream>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "parsed_options.h"
 #include "simulator.h"
 #include "temporary_folder.h"
 
@@ -13,26 +13,9 @@ namespace {
 
 using frames::ImageFormat;
 using simulator::SimulatorOptions;
+using simulator::test::parse;
+using simulator::test::Parsed;
 using testing::HasSubstr;
-
-struct Parsed {
-    std::optional<int> exitCode;
-    SimulatorOptions options;
-    std::string data;
-    std::string people;
-};
-
-Parsed parse(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), "dorven-simulator");
-    Parsed parsed;
-    std::ostringstream data;
-    std::ostringstream people;
-    parsed.exitCode =
-        parseSimulatorOptions(static_cast<int>(arguments.size()), arguments.data(), parsed.options, data, people);
-    parsed.data = data.str();
-    parsed.people = people.str();
-    return parsed;
-}
 
 TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
     const Parsed parsed = parse({});
