@@ -9,6 +9,7 @@
 #include "camera_config.h"
 #include "list_patterns.h"
 #include "platform.h"
+#include "replayed_images.h"
 #include "strip.h"
 
 namespace simulator {
@@ -46,7 +47,8 @@ std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, st
     std::optional<frames::ImageFormat> size;
     std::size_t bytesPerPixel = 0;
     if (!wantedFormat(options, camera, size, bytesPerPixel, error)) return nullptr;
-    if (!options.imageFolder.empty()) return ReplayedImages::load(options.imageFolder, size, bytesPerPixel, error);
+    if (!options.pictures.images.empty())
+        return ReplayedImages::load(options.pictures, size, bytesPerPixel, options.pattern.settings.bits, error);
     frames::ImageFormat format = size.value_or(kDefaultFormat);
     format.bytesPerPixel = bytesPerPixel;
     return std::make_unique<RenderedImages>(format, options.pattern);

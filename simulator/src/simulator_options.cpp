@@ -1,10 +1,9 @@
 #include "simulator_options.h"
 
-#include <charconv>
-
 #include <CLI/CLI.hpp>
 
 #include "camera_config.h"
+#include "image_size.h"
 #include "option_checks.h"
 
 namespace simulator {
@@ -16,18 +15,6 @@ constexpr double kMaxFramesPerSecond = 10000.0;
 constexpr std::size_t kMaxLines = 1000;
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
-
-// A whole number from 1 to the greatest, and nothing else.
-bool parseSide(std::string_view text, std::size_t& value) {
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return failure == std::errc() && end == text.data() + text.size() && value >= 1 && value <= kMaxSide;
-}
-
-bool parseSize(const std::string& text, frames::ImageFormat& size) {
-    const std::size_t separator = text.find_first_of("xX");
-    return separator != std::string::npos && parseSide(std::string_view(text).substr(0, separator), size.width) &&
-           parseSide(std::string_view(text).substr(separator + 1), size.height);
-}
 
 std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
@@ -79,10 +66,6 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
            "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
         ->check(CLI::Validator(CLI::ExistingFile).description(""))
         ->type_name("FILE.ini");
-    app.add_option("--images", options.imageFolder,
-                   "Replay the PNG and PGM files of a folder in name order, as grey, instead of the test target")
-        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
-        ->type_name("DIR");
     app.add_option("--fps", options.framesPerSecond, "Images per second, 0.01 to 10000 (default 100)")
         ->check(within(kMinFramesPerSecond, kMaxFramesPerSecond, "0.01 to 10000"))
         ->type_name("RATE");
@@ -93,6 +76,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
     PatternCommandLine pattern(app, options.pattern);
+    PictureCommandLine pictures(app, options.pictures);
     bool noAsk = false;
     app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
     app.require_subcommand(0, 1);
@@ -137,7 +121,9 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
             return kWrongUsage;
         }
     }
-    if (const std::string problem = pattern.take(); !problem.empty()) {
+    std::string problem = pattern.take();
+    if (problem.empty()) problem = pictures.take(pattern.firstGiven());
+    if (!problem.empty()) {
         people << problem << "\nRun with --help for more information.\n";
         return kWrongUsage;
     }

@@ -41,7 +41,7 @@ TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     EXPECT_EQ(parsed.options.framesPerSecond, 59.94);
     EXPECT_EQ(parsed.options.frameCount, 1000u);
     EXPECT_EQ(parsed.options.lineCount, 16u);
-    EXPECT_EQ(parsed.options.imageFolder, folder.path());
+    EXPECT_EQ(parsed.options.pictures.images, std::vector{folder.path()});
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
 }
 
@@ -146,7 +146,7 @@ TEST_F(ImageSourceChoiceTest, OptionsWinOverTheConfigurationFile) {
 
 TEST_F(ImageSourceChoiceTest, PicturesHaveToFitTheConfiguration) {
     SimulatorOptions options = withConfig();
-    options.imageFolder = _folder.path("pictures/x.pgm").substr(0, _folder.path("pictures").size());
+    options.pictures.images = {_folder.path("pictures/x.pgm").substr(0, _folder.path("pictures").size())};
     _folder.file("pictures/a.pgm", "P5 1 1 255\nx");
     std::string error;
     EXPECT_FALSE(makeImageSource(options, error));
