@@ -23,8 +23,8 @@ bool encodePng(const ImageView& image, std::vector<std::uint8_t>& file, std::str
 /// Writes an image as encodePng encodes it. @return false, with the file's name and the reason, when that fails.
 bool writePng(const std::string& path, const ImageView& image, std::string& error);
 
-/// Reads a PNG file, or a PGM file in binary form (P5), as 8-bit grey: colours by their brightness, of 16 bits the
-/// upper 8, other ranges spread to 0 … 255. The content decides, not the name.
+/// Reads a PNG file, or a PGM file in binary form (P5), as readPicture does, as 8-bit grey: colours by
+/// their brightness, of 16 bits the upper 8, other ranges spread to 0 … 255.
 /// @return  false, with the file's name and the reason; image is then untouched.
 bool readGreyImage(const std::string& path, GreyImage& image, std::string& error);
 

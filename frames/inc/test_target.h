@@ -6,21 +6,25 @@
 #include <optional>
 #include <vector>
 
+#include "crc32_append.h"
 #include "image_view.h"
+#include "pixel_writer.h"
 
 namespace frames {
 
 /// Renders the target for one image format. Draw from one thread at a time.
 class TestTarget {
 public:
-    explicit TestTarget(const ImageFormat& format);
+    /// @param bits  Significant bits of 2-byte pixels, 8 … 16.
+    explicit TestTarget(const ImageFormat& format, unsigned bits = kFullBits);
 
     /// Draws a frame. The strip's lines are left out where the format carries one.
     ///
     /// @param pixels  An image of the format.
     /// @param before  Number of the frame that this target drew into these pixels last, with nothing changed since
     ///                but the strip's lines: then only what moves is drawn. None: everything is.
-    void draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const;
+    /// @return        CRC-32 of the bytes below the strip.
+    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const;
 
 private:
     struct Rectangle {
@@ -31,8 +35,11 @@ private:
     Rectangle discArea(std::uint64_t frameNumber) const;
     Rectangle barArea(std::uint64_t frameNumber) const;
     void drawDisc(const Canvas& image, const Rectangle& area) const;
+    std::uint32_t crcOf(const Canvas& image, const Rectangle& disc) const;
 
     ImageFormat _format;
+    unsigned _bits;
+    Crc32Append _appendLine;
     std::size_t _top;     // first line below the strip
     std::size_t _radius;  // of the disc
     std::size_t _scale;   // of the digits

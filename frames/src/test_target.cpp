@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "crc32.h"
 #include "digits.h"
 #include "strip.h"
 
@@ -19,6 +20,8 @@ constexpr std::uint8_t kBarGrey = 240;
 constexpr std::uint8_t kInk = 255;
 constexpr std::uint8_t kPaper = 0;
 
+bool onGrid(std::size_t position) { return position % kGridPitch == kGridPitch / 2; }
+
 // There and back again: 0 … range, then down, one step per frame.
 std::size_t swing(std::uint64_t position, std::size_t range) {
     if (range == 0) return 0;
@@ -28,24 +31,27 @@ std::size_t swing(std::uint64_t position, std::size_t range) {
 
 }  // namespace
 
-TestTarget::TestTarget(const ImageFormat& format)
+TestTarget::TestTarget(const ImageFormat& format, unsigned bits)
     : _format(format),
+      _bits(bits),
+      _appendLine(format.lineBytes()),
       _top(stripLines(format)),
       _radius(std::min(format.width, format.height - _top) / 8),
       _scale(std::clamp<std::size_t>(format.width / 200, 1, 8)),
       _background(format.bytes()) {
-    const Canvas canvas{_background.data(), _format};
+    const Canvas canvas{_background.data(), _format, _bits};
     const std::size_t stepWidth = (format.width + kGreySteps - 1) / kGreySteps;
     for (std::size_t y = 0; y < format.height; ++y) {
         for (std::size_t step = 0; step < kGreySteps; ++step)
             fillPixels(canvas, step * stepWidth, y, stepWidth, static_cast<std::uint8_t>(kDarkest + 12 * step));
-        if (y % kGridPitch == kGridPitch / 2) fillPixels(canvas, 0, y, format.width, kGridGrey);
+        if (onGrid(y)) fillPixels(canvas, 0, y, format.width, kGridGrey);
         for (std::size_t x = kGridPitch / 2; x < format.width; x += kGridPitch) fillPixels(canvas, x, y, 1, kGridGrey);
     }
 }
 
-void TestTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const {
-    const Canvas image{pixels, _format};
+std::uint32_t TestTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
+                               std::optional<std::uint64_t> before) const {
+    const Canvas image{pixels, _format, _bits};
     if (before) {
         restore(image, discArea(*before));
         restore(image, barArea(*before));
@@ -55,9 +61,29 @@ void TestTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::opti
     const Rectangle bar = barArea(frameNumber);
     for (std::size_t line = 0; line < bar.height; ++line)
         fillPixels(image, bar.left, bar.top + line, bar.width, kBarGrey);
-    drawDisc(image, discArea(frameNumber));
+    const Rectangle disc = discArea(frameNumber);
+    drawDisc(image, disc);
     const Rectangle digits = digitsArea();
     drawNumber(image, digits.left, digits.top, _scale, frameNumber, kDigits, kInk, kPaper);
+    return crcOf(image, disc);
+}
+
+// Beside the disc's and the digits' lines there are but two kinds: those on the grid and those between.
+std::uint32_t TestTarget::crcOf(const Canvas& image, const Rectangle& disc) const {
+    const Rectangle digits = digitsArea();
+    const auto reaches = [](const Rectangle& area, std::size_t y) {
+        return y >= area.top && y - area.top < area.height;
+    };
+    std::optional<std::uint32_t> kinds[2];
+    std::uint32_t crc = 0;
+    for (std::size_t y = _top; y < _format.height; ++y) {
+        std::optional<std::uint32_t> single;
+        const bool ofAKind = !reaches(disc, y) && !reaches(digits, y);
+        std::optional<std::uint32_t>& line = ofAKind ? kinds[onGrid(y) ? 1 : 0] : single;
+        if (!line) line = crc32(image.line(y), _format.lineBytes());
+        crc = _appendLine(crc, *line);
+    }
+    return crc;
 }
 
 void TestTarget::restore(const Canvas& image, const Rectangle& area) const {

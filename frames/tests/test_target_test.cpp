@@ -9,6 +9,7 @@
 
 namespace {
 
+using frames::crcBelowStrip;
 using frames::ImageFormat;
 using frames::stripLines;
 using frames::TestTarget;
@@ -31,6 +32,14 @@ TEST_P(TestTargetFormatTest, DrawingOnlyWhatMovesGivesTheSameAsDrawingEverything
         _target.draw(reused.data(), frame, before);
         before = frame;
         ASSERT_EQ(reused, whole(frame)) << frame;
+    }
+}
+
+TEST_P(TestTargetFormatTest, DrawingAnswersTheCrcBelowTheStrip) {
+    std::vector<std::uint8_t> bytes(GetParam().bytes());
+    for (const std::uint64_t frame : {0u, 1u, 40u, 300u}) {
+        const std::uint32_t crc = _target.draw(bytes.data(), frame, std::nullopt);
+        ASSERT_EQ(crc, crcBelowStrip({bytes.data(), GetParam()})) << frame;
     }
 }
 
@@ -60,6 +69,20 @@ TEST(TestTargetTest, NeighbouringFramesDifferBelowTheStrip) {
         target.draw(first.data(), frame, std::nullopt);
         target.draw(second.data(), frame + 1, std::nullopt);
         ASSERT_NE(first, second) << frame;
+    }
+}
+
+TEST(TestTargetTest, FewerBitsKeepTheShapeInTheLowBits) {
+    const ImageFormat deep{120, 240, 2};
+    const ImageFormat flat{120, 240, 1};
+    std::vector<std::uint8_t> deepBytes(deep.bytes());
+    std::vector<std::uint8_t> flatBytes(flat.bytes());
+    TestTarget(deep, 10).draw(deepBytes.data(), 5, std::nullopt);
+    TestTarget(flat).draw(flatBytes.data(), 5, std::nullopt);
+    const frames::PixelWriter writer(2, 10);
+    for (std::size_t pixel = 0; pixel < flatBytes.size(); ++pixel) {
+        const double shown = writer.grey(&deepBytes[pixel * 2]) / 1023.0 * 255.0;
+        ASSERT_NEAR(shown, flatBytes[pixel], 0.13) << pixel;
     }
 }
 

@@ -1,14 +1,12 @@
-// Where the simulator's images come from: rendered, or replayed from files.
+// Where the simulator's images come from: rendered here, or replayed from files (replayed_images.h).
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "image_view.h"
-#include "test_target.h"
+#include "pattern_options.h"
 
 namespace simulator {
 
@@ -38,42 +36,17 @@ private:
     frames::ImageFormat _format;
 };
 
-/// The moving test target.
+/// A pattern. Where it stands in each frame is written into the options' truth log, if there is one.
 class RenderedImages : public ImageSource {
 public:
-    explicit RenderedImages(const frames::ImageFormat& format) : ImageSource(format), _target(format) {}
+    explicit RenderedImages(const frames::ImageFormat& format, const PatternOptions& options = {});
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
     std::uint8_t stripFlags() const override;
 
 private:
-    frames::TestTarget _target;
-};
-
-/// Pictures from files, one after the other and again from the first; frame n shows picture n modulo their count.
-class ReplayedImages : public ImageSource {
-public:
-    /// Loads every PNG and PGM file of a folder, in the order of their names byte by byte, as grey.
-    ///
-    /// @param size           Width and height that the pictures must have; none: those of the first one.
-    /// @param bytesPerPixel  Of the images made of them; each byte of a pixel gets its grey.
-    /// @return               null, with the reason, when the folder holds none, one cannot be read, or sizes differ.
-    static std::unique_ptr<ReplayedImages> load(const std::string& folder,
-                                                const std::optional<frames::ImageFormat>& size,
-                                                std::size_t bytesPerPixel, std::string& error);
-
-    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
-    std::uint8_t stripFlags() const override;
-    std::size_t pictureCount() const { return _pictures.size(); }
-
-private:
-    struct Picture {
-        std::vector<std::uint8_t> bytes;
-        std::uint32_t crcBelowStrip;
-    };
-    ReplayedImages(const frames::ImageFormat& format, std::vector<Picture> pictures)
-        : ImageSource(format), _pictures(std::move(pictures)) {}
-
-    std::vector<Picture> _pictures;
+    PatternOptions _options;
+    std::unique_ptr<frames::Pattern> _pattern;
+    bool _begun = false;  // the truth log knows what is drawn
 };
 
 }  // namespace simulator

@@ -7,11 +7,13 @@
 #include <string>
 
 #include "image_view.h"
+#include "pattern_options.h"
+#include "picture_options.h"
 
 namespace simulator {
 
 struct SimulatorOptions {
-    enum class Command { run, ask };
+    enum class Command { run, ask, patterns };
 
     Command command = Command::run;
 
@@ -19,14 +21,18 @@ struct SimulatorOptions {
     std::optional<frames::ImageFormat> size;   // --size; its byte depth does not count
     std::string configFile;                    // --config; empty: none
     std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
-    std::string imageFolder;                   // --images; empty: the test target
     double framesPerSecond = 100.0;
     std::uint64_t frameCount = 0;  // 0: until stopped
     std::size_t lineCount = 8;
     bool ask = true;  // ask the camera for the format; not with --no-ask
 
-    // ask
+    PatternOptions pattern;
+    PictureOptions pictures;
+
+    // ask, patterns
     bool json = false;
+
+    // ask
     bool watch = false;            // again each second
     double timeoutSeconds = 12.0;  // longest time without an answer
 };

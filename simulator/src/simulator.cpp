@@ -7,7 +7,9 @@
 
 #include "ask.h"
 #include "camera_config.h"
+#include "list_patterns.h"
 #include "platform.h"
+#include "replayed_images.h"
 #include "strip.h"
 
 namespace simulator {
@@ -45,10 +47,11 @@ std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, st
     std::optional<frames::ImageFormat> size;
     std::size_t bytesPerPixel = 0;
     if (!wantedFormat(options, camera, size, bytesPerPixel, error)) return nullptr;
-    if (!options.imageFolder.empty()) return ReplayedImages::load(options.imageFolder, size, bytesPerPixel, error);
+    if (!options.pictures.images.empty())
+        return ReplayedImages::load(options.pictures, size, bytesPerPixel, options.pattern.settings.bits, error);
     frames::ImageFormat format = size.value_or(kDefaultFormat);
     format.bytesPerPixel = bytesPerPixel;
-    return std::make_unique<RenderedImages>(format);
+    return std::make_unique<RenderedImages>(format, options.pattern);
 }
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera)
@@ -237,13 +240,37 @@ std::string formatText(const frames::ImageFormat& format) {
            std::to_string(format.bytesPerPixel) + (format.bytesPerPixel == 1 ? " byte" : " bytes") + " per pixel";
 }
 
+namespace {
+
+// The log of what is drawn, for all sources of this run; false, with the reason, when it cannot be made.
+bool openTruth(PatternOptions& options, std::string& error) {
+    if (!options.truthFile.empty()) options.truth = TruthLog::open(options.truthFile, error);
+    return options.truthFile.empty() || options.truth;
+}
+
+bool truthIsWhole(const PatternOptions& options, std::ostream& people) {
+    if (!options.truth || options.truth->complete()) return true;
+    people << kProgram << options.truth->problem() << std::endl;
+    return false;
+}
+
+}  // namespace
+
 int simulatorMain(int argc, const char* const* argv) {
     try {
         SimulatorOptions options;
         if (const auto exitCode = parseSimulatorOptions(argc, argv, options, std::cout, std::cerr)) return *exitCode;
         std::string error;
+        if (options.command == SimulatorOptions::Command::patterns) {
+            listPatterns(options.json, std::cout);
+            return 0;
+        }
         platform_installStopHandler();
         if (options.command == SimulatorOptions::Command::ask) return askCamera(options, std::cout, std::cerr);
+        if (!openTruth(options.pattern, error)) {
+            std::cerr << kProgram << error << std::endl;
+            return kFailed;
+        }
         const auto source = makeImageSource(options, error);
         if (!source) {
             std::cerr << kProgram << error << std::endl;
@@ -251,7 +278,8 @@ int simulatorMain(int argc, const char* const* argv) {
         }
         std::optional<CameraLink> camera;
         if (options.ask) camera.emplace();
-        return Simulator(options, *source, std::cerr, camera ? &*camera : nullptr).run();
+        const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr).run();
+        return truthIsWhole(options.pattern, std::cerr) ? exitCode : kFailed;
     } catch (const std::bad_alloc&) {
         std::cerr << kProgram << "out of memory" << std::endl;
     } catch (const std::exception& exception) {

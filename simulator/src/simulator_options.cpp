@@ -1,10 +1,10 @@
 #include "simulator_options.h"
 
-#include <charconv>
-
 #include <CLI/CLI.hpp>
 
 #include "camera_config.h"
+#include "image_size.h"
+#include "option_checks.h"
 #include "option_sources.h"
 
 namespace simulator {
@@ -17,34 +17,10 @@ constexpr std::size_t kMaxLines = 1000;
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
 
-// A whole number from 1 to the greatest, and nothing else.
-bool parseSide(std::string_view text, std::size_t& value) {
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return failure == std::errc() && end == text.data() + text.size() && value >= 1 && value <= kMaxSide;
-}
-
-bool parseSize(const std::string& text, frames::ImageFormat& size) {
-    const std::size_t separator = text.find_first_of("xX");
-    return separator != std::string::npos && parseSide(std::string_view(text).substr(0, separator), size.width) &&
-           parseSide(std::string_view(text).substr(separator + 1), size.height);
-}
-
 std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
     if (parseSize(text, size)) return {};
     return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(kMaxSide);
-}
-
-// A number within limits; one that is not a number (nan) is within none.
-template <typename Number>
-CLI::Validator within(Number least, Number greatest, const char* limits) {
-    return CLI::Validator(
-        [least, greatest, limits](const std::string& text) {
-            Number value{};
-            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
-            return "'" + text + "' is not a number from " + limits;
-        },
-        "");
 }
 
 void addAskOptions(CLI::App& command, SimulatorOptions& options) {
@@ -91,10 +67,6 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
            "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
         ->check(CLI::Validator(CLI::ExistingFile).description(""))
         ->type_name("FILE.ini");
-    app.add_option("--images", options.imageFolder,
-                   "Replay the PNG and PGM files of a folder in name order, as grey, instead of the test target")
-        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
-        ->type_name("DIR");
     app.add_option("--fps", options.framesPerSecond, "Images per second, 0.01 to 10000 (default 100)")
         ->check(within(kMinFramesPerSecond, kMaxFramesPerSecond, "0.01 to 10000"))
         ->type_name("RATE");
@@ -104,12 +76,18 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
         ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
+    PatternCommandLine pattern(app, options.pattern);
+    PictureCommandLine pictures(app, options.pictures);
     bool noAsk = false;
     app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
     app.require_subcommand(0, 1);
     CLI::App* const ask =
         app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
     addAskOptions(*ask, options);
+    CLI::App* const list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
+    bool listed = true;
+    list->add_flag("--list", listed, "As a table on standard output (default)");
+    list->add_flag("--json", options.json, "As one JSON object");
     const std::string footer =
         "\n"
         "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
@@ -121,7 +99,14 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "Examples:\n"
         "  dorven-simulator --size 1280x1024 --fps 200\n"
         "  dorven-simulator --config camera.ini --count 1000\n"
-        "  dorven-simulator --images pictures --fps 25\n" +
+        "  dorven-simulator --images pictures --fps 25\n"
+        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n" +
+        footer);
+    list->footer(
+        "Examples:\n"
+        "  dorven-simulator patterns\n"
+        "  dorven-simulator patterns --list\n"
+        "  dorven-simulator patterns --json\n" +
         footer);
     ask->footer(
         "Examples:\n"
@@ -132,10 +117,21 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (ask->parsed()) {
         options.command = SimulatorOptions::Command::ask;
+    } else if (list->parsed()) {
+        options.command = SimulatorOptions::Command::patterns;
+    }
+    if (options.command != SimulatorOptions::Command::run) {
         if (const std::string stray = optionBesideSubcommand(app); !stray.empty()) {
-            people << stray << " does not go with ask\nRun with --help for more information.\n";
+            people << stray << " does not go with " << app.get_subcommands().front()->get_name()
+                   << "\nRun with --help for more information.\n";
             return kWrongUsage;
         }
+    }
+    std::string problem = pattern.take();
+    if (problem.empty()) problem = pictures.take(pattern.firstGiven());
+    if (!problem.empty()) {
+        people << problem << "\nRun with --help for more information.\n";
+        return kWrongUsage;
     }
     options.ask = !noAsk;
     if (!size.empty()) parseSize(size, options.size.emplace());

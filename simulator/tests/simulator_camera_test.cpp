@@ -201,7 +201,7 @@ TEST_F(SimulatorCameraTest, CameraWinsOverTheConfigurationFile) {
 TEST_F(SimulatorCameraTest, PicturesOfAnotherSizeAreReplayedAsTheyAreWithALine) {
     const test::TemporaryFolder folder;
     folder.file("pictures/a.pgm", "P5 900 20 255\n" + std::string(18000, 'a'));
-    _options.imageFolder = folder.path("pictures/a.pgm").substr(0, folder.path("pictures").size());
+    _options.pictures.images = {folder.path("pictures/a.pgm").substr(0, folder.path("pictures").size())};
     std::string error;
     const auto pictures = makeImageSource(_options, error);
     Simulator simulator(_options, *pictures, _people, &_link);

@@ -1,11 +1,11 @@
 #include "simulator_options.h"
 
-#include <sstream>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "parsed_options.h"
 #include "simulator.h"
 #include "temporary_folder.h"
 
@@ -13,26 +13,9 @@ namespace {
 
 using frames::ImageFormat;
 using simulator::SimulatorOptions;
+using simulator::test::parse;
+using simulator::test::Parsed;
 using testing::HasSubstr;
-
-struct Parsed {
-    std::optional<int> exitCode;
-    SimulatorOptions options;
-    std::string data;
-    std::string people;
-};
-
-Parsed parse(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), "dorven-simulator");
-    Parsed parsed;
-    std::ostringstream data;
-    std::ostringstream people;
-    parsed.exitCode =
-        parseSimulatorOptions(static_cast<int>(arguments.size()), arguments.data(), parsed.options, data, people);
-    parsed.data = data.str();
-    parsed.people = people.str();
-    return parsed;
-}
 
 TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
     const Parsed parsed = parse({});
@@ -58,7 +41,7 @@ TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     EXPECT_EQ(parsed.options.framesPerSecond, 59.94);
     EXPECT_EQ(parsed.options.frameCount, 1000u);
     EXPECT_EQ(parsed.options.lineCount, 16u);
-    EXPECT_EQ(parsed.options.imageFolder, folder.path());
+    EXPECT_EQ(parsed.options.pictures.images, std::vector{folder.path()});
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
 }
 
@@ -163,7 +146,7 @@ TEST_F(ImageSourceChoiceTest, OptionsWinOverTheConfigurationFile) {
 
 TEST_F(ImageSourceChoiceTest, PicturesHaveToFitTheConfiguration) {
     SimulatorOptions options = withConfig();
-    options.imageFolder = _folder.path("pictures/x.pgm").substr(0, _folder.path("pictures").size());
+    options.pictures.images = {_folder.path("pictures/x.pgm").substr(0, _folder.path("pictures").size())};
     _folder.file("pictures/a.pgm", "P5 1 1 255\nx");
     std::string error;
     EXPECT_FALSE(makeImageSource(options, error));

@@ -1,0 +1,98 @@
+// Patterns made of few different lines: each is rendered once and copied to wherever the image shows it. CRCs are kept
+// with the lines, so that an image's CRC is made from them without reading the image.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "crc32_append.h"
+#include "image_view.h"
+#include "pattern.h"
+#include "pixel_writer.h"
+
+namespace frames {
+
+/// A line as wide as the image or wider, of which the image shows a part: its pixels from some offset on.
+class StoredLine {
+public:
+    /// Takes the pixels and sums up each part that can be shown.
+    /// @param bytes   At least one line of the image's format.
+    /// @param append  Of blocks as long as a line of the image.
+    void assign(std::vector<std::uint8_t> bytes, const ImageFormat& format, const Crc32Append& append);
+
+    /// Greatest offset of a part.
+    std::size_t lastOffset() const { return _crcs.size() - 1; }
+    const std::uint8_t* pixels(std::size_t offset) const { return _bytes.data() + offset * _bytesPerPixel; }
+    std::uint32_t crc(std::size_t offset) const { return _crcs[offset]; }
+
+private:
+    std::size_t _bytesPerPixel = 1;
+    std::vector<std::uint8_t> _bytes;
+    std::vector<std::uint32_t> _crcs;  // by offset
+};
+
+/// Some lines, counted from the first one below the strip.
+struct LineRange {
+    std::size_t first = 0;
+    std::size_t end = 0;  // behind the last
+};
+
+/// Base of such patterns. Lines are counted from the first one below the strip.
+class LinePattern : public Pattern {
+public:
+    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) final;
+
+protected:
+    /// @param digits  Draw the frame number into the upper left corner.
+    LinePattern(const ImageFormat& format, unsigned bits, bool digits);
+
+    /// What a line of the image shows.
+    struct Shown {
+        const StoredLine* line;
+        std::size_t offset = 0;
+    };
+
+    /// Gets the lines of a frame ready, before shown is asked for them.
+    virtual void prepare(std::uint64_t frameNumber) = 0;
+    virtual Shown shown(std::size_t y) const = 0;
+
+    /// Lines in which two frames may differ.
+    virtual LineRange differing(std::uint64_t frameNumber, std::uint64_t other) const = 0;
+
+    /// Renders a line: brightness(x), a number or a Colour, for x from 0 to pixels - 1.
+    template <typename Brightness>
+    void render(StoredLine& line, std::size_t pixels, Brightness brightness) const {
+        std::vector<std::uint8_t> bytes(pixels * _format.bytesPerPixel);
+        for (std::size_t x = 0; x < pixels; ++x) _writer.put(bytes.data() + x * _format.bytesPerPixel, brightness(x));
+        line.assign(std::move(bytes), _format, _appendLine);
+    }
+
+    std::size_t width() const { return _format.width; }
+    std::size_t height() const { return _format.height - _top; }  // below the strip
+    std::size_t top() const { return _top; }                      // first line below the strip
+    LineRange everyLine() const { return {0, height()}; }
+    const ImageFormat& format() const { return _format; }
+    const PixelWriter& writer() const { return _writer; }
+    const Crc32Append& appendLine() const { return _appendLine; }
+
+private:
+    LineRange digitLines() const;
+
+    ImageFormat _format;
+    unsigned _bits;
+    PixelWriter _writer;
+    std::size_t _top;
+    std::size_t _digitScale;  // 0: no digits
+    Crc32Append _appendLine;
+};
+
+/// Base of line patterns that never change: lines are got ready once.
+class StillPattern : public LinePattern {
+protected:
+    using LinePattern::LinePattern;
+    void prepare(std::uint64_t) final {}
+    LineRange differing(std::uint64_t, std::uint64_t) const final { return {}; }
+};
+
+}  // namespace frames

@@ -1,0 +1,51 @@
+// Pictures from files, with all that the file holds of them: 16 bits and colours.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "image_view.h"
+#include "pixel_writer.h"
+
+namespace frames {
+
+/// A picture in memory: lines from the top, each sample 0 … 65535.
+struct Picture {
+    std::size_t width = 0;
+    std::size_t height = 0;
+    std::size_t channels = 1;            // 1: grey; 3: red, green, blue
+    std::vector<std::uint16_t> samples;  // width * height * channels
+
+    /// One line as pixels of a format. Colours stay where the format has them, else become their brightness.
+    std::vector<std::uint8_t> line(std::size_t y, const PixelWriter& writer) const;
+};
+
+/// What a picture may be, when it is read.
+struct PictureWish {
+    bool colour = false;                                             // else colours become their brightness
+    std::size_t maxBytes = std::numeric_limits<std::size_t>::max();  // that its samples may take
+};
+
+/// Reads a PNG file, or a PGM file in binary form (P5); the content decides, not the name. Samples of fewer bits are
+/// spread over the whole range; opacity is left out.
+/// @return  false, with the file's name and the reason; picture is then untouched.
+bool readPicture(const std::string& path, const PictureWish& wish, Picture& picture, std::string& error);
+
+/// Reads a file that holds pixels of a format and nothing else: one image or several, one behind the other. Of more
+/// than 4 bytes per pixel the first one is the grey.
+///
+/// @param bits  Significant bits of 2-byte pixels; greater values are white.
+/// @return      false, with the file's name and the reason; pictures is then untouched.
+bool readRawPictures(const std::string& path, const ImageFormat& format, unsigned bits, const PictureWish& wish,
+                     std::vector<Picture>& pictures, std::string& error);
+
+/// A picture in another size: each side that shrinks by the mean of the area that falls onto a pixel (box), each that
+/// grows by straight lines between the centres of pixels (bilinear). Sides keep no proportion.
+///
+/// @param width, height  At least 1.
+Picture scaled(const Picture& picture, std::size_t width, std::size_t height);
+
+}  // namespace frames

@@ -1,0 +1,12 @@
+// dorven-simulator patterns: which patterns there are.
+#pragma once
+
+#include <ostream>
+
+namespace simulator {
+
+/// Writes a table, or with json one object on one line:
+/// {"schema":1,"patterns":[{"name":…,"standard_name":…,"kind":"still|moving|measuring","digits":…,"description":…},…]}
+void listPatterns(bool json, std::ostream& data);
+
+}  // namespace simulator

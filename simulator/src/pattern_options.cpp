@@ -1,0 +1,128 @@
+#include "pattern_options.h"
+
+#include <charconv>
+#include <cstdint>
+#include <system_error>
+
+#include "option_checks.h"
+
+namespace simulator {
+namespace {
+
+using Kind = frames::Motion::Kind;
+
+struct MotionRow {
+    const char* name;
+    Kind kind;
+    double pixels;  // unless told
+};
+constexpr MotionRow kMotions[] = {
+    {"none",   Kind::none,   0.0 },
+    {"linear", Kind::linear, 0.25},
+    {"sine",   Kind::sine,   8.0 },
+    {"step",   Kind::step,   0.5 },
+};
+
+constexpr double kMaxMotion = 10'000;
+constexpr std::uint64_t kMaxPeriod = 1'000'000;
+constexpr const char* kOptions[] = {"--pattern",   "--pattern-seed",  "--digits", "--motion",
+                                    "--motion-px", "--motion-period", "--truth"};
+
+std::string checkPattern(const std::string& name) {
+    if (frames::findPattern(name)) return {};
+    const std::string similar = frames::similarPattern(name);
+    return "'" + name + "' is no pattern" + (similar.empty() ? "" : "; did you mean " + similar + "?") +
+           " (dorven-simulator patterns --list shows all)";
+}
+
+const MotionRow* findMotion(const std::string& name) {
+    for (const MotionRow& row : kMotions) {
+        if (name == row.name) return &row;
+    }
+    return nullptr;
+}
+
+std::string checkMotion(const std::string& name) {
+    return findMotion(name) ? std::string() : "'" + name + "' is none of none, linear, sine, step";
+}
+
+std::string checkBits(const std::string& text) {
+    return text == "10" || text == "12" || text == "16" ? std::string() : "'" + text + "' is none of 10, 12, 16";
+}
+
+// The library would take a negative number, and cut one that is too large.
+std::string checkSeed(const std::string& text) {
+    std::uint64_t seed = 0;
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), seed);
+    if (failure == std::errc() && end == text.data() + text.size()) return {};
+    return "'" + text + "' is not a whole number from 0 to 2^64 - 1";
+}
+
+std::string measuringTargets() {
+    std::string names;
+    for (const frames::PatternRow& row : frames::patterns()) {
+        if (row.kind == frames::PatternKind::measuring) names.append(names.empty() ? "" : ", ").append(row.name);
+    }
+    return names;
+}
+
+}  // namespace
+
+PatternCommandLine::PatternCommandLine(CLI::App& app, PatternOptions& options) : _app(app), _options(options) {
+    app.add_option("--pattern", _pattern,
+                   "What to draw, by its standard or its short name: patterns --list shows all (default target)")
+        ->check(CLI::Validator(checkPattern, "", "pattern"))
+        ->type_name("NAME");
+    app.add_option("--bits", options.settings.bits,
+                   "Significant bits of 2-byte pixels, 10, 12 or 16: greys from 0 to 2^BITS - 1 (default 16)")
+        ->check(CLI::Validator(checkBits, "", "bits"))
+        ->type_name("BITS");
+    app.add_option("--pattern-seed", options.settings.seed,
+                   "Seed of the noise, 0 to 2^64 - 1: the same seed gives the same images (default 1)")
+        ->check(CLI::Validator(checkSeed, "", "seed"))
+        ->type_name("SEED");
+    app.add_flag("--digits,!--no-digits", _digits,
+                 "Frame number in the upper left corner (default on, but for measuring targets)");
+    app.add_option("--motion", _motion,
+                   "How a measuring target moves across: none, linear, sine or step (default none)")
+        ->check(CLI::Validator(checkMotion, "", "motion"))
+        ->type_name("KIND");
+    app.add_option("--motion-px", _motionPixels,
+                   "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
+                   "of each step (default 0.5)")
+        ->check(within(-kMaxMotion, kMaxMotion, "-10000 to 10000"))
+        ->type_name("PIXELS");
+    app.add_option("--motion-period", _motionPeriod,
+                   "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
+        ->check(within(std::uint64_t{2}, kMaxPeriod, "2 to 1000000, without a fraction"))
+        ->type_name("FRAMES");
+    app.add_option("--truth", _options.truthFile,
+                   "Write where the measuring target stands in each frame, one JSON object a line")
+        ->type_name("FILE.jsonl");
+}
+
+std::string PatternCommandLine::take() {
+    if (!_pattern.empty()) _options.pattern = frames::findPattern(_pattern);
+    if (_app.count("--digits") > 0) _options.settings.digits = _digits;
+    const bool measures = _options.pattern->kind == frames::PatternKind::measuring;
+    for (const char* name : {"--motion", "--motion-px", "--motion-period", "--truth"}) {
+        if (!measures && _app.count(name) > 0)
+            return std::string(name) + " goes with a measuring target only: --pattern " + measuringTargets();
+    }
+    const MotionRow& row = _motion.empty() ? kMotions[0] : *findMotion(_motion);
+    for (const char* name : {"--motion-px", "--motion-period"}) {
+        if (row.kind == Kind::none && _app.count(name) > 0)
+            return std::string(name) + " goes with --motion linear, sine or step";
+    }
+    _options.settings.motion = {row.kind, _motionPixels.value_or(row.pixels), _motionPeriod.value_or(100)};
+    return {};
+}
+
+std::string PatternCommandLine::firstGiven() const {
+    for (const char* name : kOptions) {
+        if (_app.count(name) > 0) return name;
+    }
+    return {};
+}
+
+}  // namespace simulator

@@ -1,0 +1,95 @@
+#include "picture_files.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
+
+namespace simulator {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Files of a folder whose names are wanted, in name order; false, with the reason, when it cannot be read.
+template <typename Wanted>
+bool filesIn(const fs::path& folder, Wanted wanted, std::vector<std::string>& files, std::string& error) {
+    std::error_code failure;
+    std::error_code ignored;  // what vanishes meanwhile is no file
+    for (fs::directory_iterator entry(folder.empty() ? "." : folder, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+        const std::string name = entry->path().filename().string();
+        if (wanted(name) && !entry->is_directory(ignored)) files.push_back((folder / name).string());
+    }
+    if (failure) {
+        error = folder.string() + ": cannot be read: " + failure.message();
+        return false;
+    }
+    std::sort(files.begin(), files.end());
+    return true;
+}
+
+bool filesOf(const std::string& path, bool raw, std::vector<std::string>& files, std::string& error) {
+    std::error_code failure;
+    if (isGlob(path)) {
+        const std::string pattern = fs::path(path).filename().string();
+        const auto fits = [&](const std::string& name) { return fitsGlob(name, pattern); };
+        if (!filesIn(fs::path(path).parent_path(), fits, files, error)) return false;
+        if (files.empty()) error = path + ": no file has such a name";
+    } else if (fs::is_directory(path, failure)) {
+        const auto fits = [&](const std::string& name) { return raw || isPictureName(name); };
+        if (!filesIn(path, fits, files, error)) return false;
+        if (files.empty()) error = path + (raw ? ": holds no file" : ": holds no PNG or PGM file");
+    } else {
+        files.push_back(path);
+    }
+    return !files.empty();
+}
+
+}  // namespace
+
+bool isGlob(const std::string& path) {
+    return fs::path(path).filename().string().find_first_of("*?") != std::string::npos;
+}
+
+// On a mismatch the last star takes one character more; an earlier star never has to.
+bool fitsGlob(const std::string& name, const std::string& pattern) {
+    std::size_t at = 0;
+    std::size_t next = 0;
+    std::size_t star = std::string::npos;
+    std::size_t starTook = 0;
+    while (at < name.size()) {
+        if (next < pattern.size() && pattern[next] == '*') {
+            star = next++;
+            starTook = at;
+        } else if (next < pattern.size() && (pattern[next] == '?' || pattern[next] == name[at])) {
+            ++next;
+            ++at;
+        } else if (star != std::string::npos) {
+            next = star + 1;
+            at = ++starTook;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', next) == std::string::npos;
+}
+
+bool isPictureName(const std::string& path) {
+    std::string extension = fs::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return extension == ".png" || extension == ".pgm";
+}
+
+std::vector<std::string> pictureFiles(const std::vector<std::string>& paths, bool raw, std::string& error) {
+    std::vector<std::string> all;
+    for (const std::string& path : paths) {
+        std::vector<std::string> files;
+        if (!filesOf(path, raw, files, error)) return {};
+        all.insert(all.end(), std::make_move_iterator(files.begin()), std::make_move_iterator(files.end()));
+    }
+    return all;
+}
+
+}  // namespace simulator

@@ -1,0 +1,104 @@
+#include "picture_options.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "image_size.h"
+#include "option_checks.h"
+#include "picture_files.h"
+
+namespace simulator {
+namespace {
+
+constexpr std::size_t kMaxMemoryMb = 1'000'000;
+
+struct PlayRow {
+    const char* name;
+    Play play;
+};
+constexpr PlayRow kPlays[] = {
+    {"loop",      Play::loop    },
+    {"ping-pong", Play::pingPong},
+    {"hold",      Play::hold    },
+};
+
+std::string checkPlay(const std::string& name) {
+    for (const PlayRow& row : kPlays) {
+        if (name == row.name) return {};
+    }
+    return "'" + name + "' is none of loop, ping-pong, hold";
+}
+
+std::string checkWindowMotion(const std::string& name) {
+    return name == "drift" || name == "none" ? std::string() : "'" + name + "' is none of drift, none";
+}
+
+// A glob is looked for when the pictures are loaded.
+std::string checkPath(const std::string& path) {
+    std::error_code failure;
+    if (isGlob(path) || std::filesystem::exists(path, failure)) return {};
+    return "'" + path + "' does not exist";
+}
+
+std::string checkRawSize(const std::string& text) {
+    frames::ImageFormat size;
+    if (parseRawSize(text, size)) return {};
+    return "'" + text + "' is no size such as 1280x1024 or 1280x1024x2, each side from 1 to 65536, 1 to 16 bytes";
+}
+
+}  // namespace
+
+std::size_t pictureOfFrame(Play play, std::uint64_t frameNumber, std::size_t count) {
+    if (play == Play::hold) return static_cast<std::size_t>(std::min<std::uint64_t>(frameNumber, count - 1));
+    if (play == Play::loop || count == 1) return static_cast<std::size_t>(frameNumber % count);
+    const std::size_t round = 2 * (count - 1);
+    const auto phase = static_cast<std::size_t>(frameNumber % round);
+    return phase < count ? phase : round - phase;
+}
+
+PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) : _app(app), _options(options) {
+    app.add_option("--images", options.images,
+                   "Replay pictures instead of drawing a pattern: PNG and PGM of 8 or 16 bits, and raw ones with "
+                   "--raw-size; folders, files or patterns of names with * and ?, each in name order. All are loaded "
+                   "before the first image")
+        ->check(CLI::Validator(checkPath, "", "path"))
+        ->type_name("PATH...");
+    app.add_option("--raw-size", _rawSize,
+                   "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default 1): every "
+                   "file but PNG and PGM holds pixels and nothing else, of one or several images")
+        ->check(CLI::Validator(checkRawSize, "", "raw-size"))
+        ->type_name("WIDTHxHEIGHT[xBYTES]");
+    app.add_option("--play", _play,
+                   "Order of the pictures: loop, ping-pong (there and back) or hold (the last one for good) (default "
+                   "loop)")
+        ->check(CLI::Validator(checkPlay, "", "play"))
+        ->type_name("ORDER");
+    app.add_flag("--scale", options.scale,
+                 "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
+    app.add_option("--window-motion", _windowMotion,
+                   "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
+                   "frame across and down; none refuses them (default drift)")
+        ->check(CLI::Validator(checkWindowMotion, "", "window"))
+        ->type_name("MOTION");
+    app.add_option("--image-memory", options.memoryMb,
+                   "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
+        ->check(within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
+        ->type_name("MB");
+}
+
+std::string PictureCommandLine::take(const std::string& patternOption) {
+    const bool wanted = !_options.images.empty();
+    if (wanted && !patternOption.empty()) return patternOption + " does not go with --images";
+    for (const char* name : {"--raw-size", "--play", "--scale", "--window-motion", "--image-memory"}) {
+        if (!wanted && _app.count(name) > 0) return std::string(name) + " goes with --images only";
+    }
+    if (!_rawSize.empty()) parseRawSize(_rawSize, _options.rawSize.emplace());
+    for (const PlayRow& row : kPlays) {
+        if (_play == row.name) _options.play = row.play;
+    }
+    _options.windowMoves = _windowMotion != "none";
+    return {};
+}
+
+}  // namespace simulator
