@@ -12,6 +12,7 @@
 #include "image_ring.h"
 #include "image_source.h"
 #include "pacing_grid.h"
+#include "precise_timer.h"
 #include "simulator_options.h"
 
 namespace simulator {
@@ -71,7 +72,7 @@ private:
     std::ostream& _people;
     CameraLink* _camera;
     ImageRing _ring;
-    std::int64_t _periodNs;
+    PreciseTimer _timer;
     std::vector<std::optional<std::uint64_t>> _drawnInSlot;  // frame that each slot of the ring holds
     SimulatorTotals _totals;
     bool _toldTooSmall = false;

@@ -6,7 +6,9 @@
 #include <ostream>
 #include <string>
 
+#include "frame_rate.h"
 #include "image_view.h"
+#include "pacing_grid.h"
 
 namespace simulator {
 
@@ -20,7 +22,8 @@ struct SimulatorOptions {
     std::string configFile;                    // --config; empty: none
     std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
     std::string imageFolder;                   // --images; empty: the test target
-    double framesPerSecond = 100.0;
+    FrameRate framesPerSecond = 100;
+    LatePolicy late = LatePolicy::skip;
     std::uint64_t frameCount = 0;  // 0: until stopped
     std::size_t lineCount = 8;
     bool ask = true;  // ask the camera for the format; not with --no-ask

@@ -23,7 +23,12 @@ constexpr std::chrono::milliseconds kFirstAnswer{500};
 /// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
 
+/// More frames than the grid's clock has room for.
+constexpr std::uint64_t kAllFrames = UINT64_MAX;
+
 double seconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1e9; }
+
+double frameTime(const FrameRate& rate) { return static_cast<double>(rate.seconds) / static_cast<double>(rate.frames); }
 
 // Format of the images: the options, then the camera, then the configuration file. Size none: nobody tells.
 bool wantedFormat(const SimulatorOptions& options, const std::optional<frames::ImageFormat>& camera,
@@ -57,8 +62,7 @@ Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::
       _people(people),
       _camera(camera),
       // Room to grow, as far as the camera may ask for larger images.
-      _ring(source.format().bytes(), options.lineCount, camera && !options.size ? kDefaultFormat.bytes() : 0),
-      _periodNs(periodOf(options.framesPerSecond)) {}
+      _ring(source.format().bytes(), options.lineCount, camera && !options.size ? kDefaultFormat.bytes() : 0) {}
 
 int Simulator::run() {
     if (_camera && !_camera->waitForNews(kFirstAnswer))
@@ -116,14 +120,15 @@ void Simulator::deliver(std::uint64_t frameNumber) {
     const std::int64_t nowNs = platform_monotonicNanoseconds();
     frames::stampStrip({pixels, _source->format()},
                        {_source->stripFlags(), frameNumber, static_cast<std::uint64_t>(nowNs), crc});
-    _ring.publish({frameNumber, seconds(nowNs), seconds(_periodNs)});
+    _ring.publish({frameNumber, seconds(nowNs), frameTime(_options.framesPerSecond)});
     ++_totals.written;
 }
 
 /// @return False when there is no ring any more.
 bool Simulator::deliverOnGrid() {
-    const PacingGrid grid(platform_monotonicNanoseconds(), _periodNs);
-    const std::uint64_t tolerated = _options.lineCount / 2;  // what the ring can take at once
+    const PacingGrid grid(platform_monotonicNanoseconds(), _options.framesPerSecond);
+    // Half a ring, so what it can take at once; all that there are with bursts.
+    const std::uint64_t tolerated = _options.late == LatePolicy::burst ? kAllFrames : _options.lineCount / 2;
     for (std::uint64_t frame = 0; _options.frameCount == 0 || frame < _options.frameCount; ++frame) {
         if (!sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
@@ -142,7 +147,7 @@ bool Simulator::sleepUntil(std::int64_t dueNs) {
     for (;;) {
         followCamera();
         const std::int64_t untilNs = _camera ? std::min(dueNs, platform_monotonicNanoseconds() + kLookNs) : dueNs;
-        if (!platform_sleepUntil(untilNs)) return false;
+        if (!_timer.sleepUntil(untilNs)) return false;
         if (untilNs == dueNs) return true;
     }
 }
@@ -216,8 +221,9 @@ bool Simulator::ringIsThere() {
 }
 
 void Simulator::tellFormat() {
-    _people << kProgram << formatText(format()) << ", " << _options.framesPerSecond << " images per second, ring of "
-            << _options.lineCount << " (" << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
+    _people << kProgram << formatText(format()) << ", " << rateText(_options.framesPerSecond)
+            << " images per second, ring of " << _options.lineCount << " ("
+            << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
             << (_options.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
     tellStripless();
 }

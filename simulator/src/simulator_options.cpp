@@ -1,6 +1,8 @@
 #include "simulator_options.h"
 
 #include <charconv>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -10,11 +12,14 @@ namespace simulator {
 namespace {
 
 constexpr int kWrongUsage = 2;
-constexpr double kMinFramesPerSecond = 0.01;
-constexpr double kMaxFramesPerSecond = 10000.0;
 constexpr std::size_t kMaxLines = 1000;
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
+
+const std::vector<std::pair<std::string, LatePolicy>> kLatePolicies{
+    {"skip",  LatePolicy::skip },
+    {"burst", LatePolicy::burst},
+};
 
 // A whole number from 1 to the greatest, and nothing else.
 bool parseSide(std::string_view text, std::size_t& value) {
@@ -57,6 +62,25 @@ void addAskOptions(CLI::App& command, SimulatorOptions& options) {
         ->type_name("SECONDS");
 }
 
+void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
+    app.add_option_function<std::string>(
+           "--fps",
+           [&options](const std::string& text) {
+               std::string error;
+               const auto rate = parseFrameRate(text, error);
+               if (!rate) throw CLI::ValidationError("--fps", error);
+               options.framesPerSecond = *rate;
+           },
+           "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94, or a fraction such as 60000/1001 "
+           "(default 100)")
+        ->type_name("RATE");
+    app.add_option("--late", options.late,
+                   "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
+                   "numbers show it; burst delivers all of them, one straight after the other (default skip)")
+        ->transform(CLI::CheckedTransformer(kLatePolicies).description(""))
+        ->type_name("skip|burst");
+}
+
 // An option of the program itself that stands beside a subcommand; empty: none does.
 std::string optionBesideSubcommand(const CLI::App& app) {
     for (const CLI::Option* option : app.get_options()) {
@@ -94,9 +118,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
                    "Replay the PNG and PGM files of a folder in name order, as grey, instead of the test target")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
         ->type_name("DIR");
-    app.add_option("--fps", options.framesPerSecond, "Images per second, 0.01 to 10000 (default 100)")
-        ->check(within(kMinFramesPerSecond, kMaxFramesPerSecond, "0.01 to 10000"))
-        ->type_name("RATE");
+    addPacingOptions(app, options);
     app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
         ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");

@@ -38,7 +38,8 @@ TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
     const Parsed parsed = parse({});
     EXPECT_EQ(parsed.exitCode, std::nullopt);
     EXPECT_FALSE(parsed.options.size);
-    EXPECT_EQ(parsed.options.framesPerSecond, 100.0);
+    EXPECT_EQ(parsed.options.framesPerSecond, simulator::FrameRate(100));
+    EXPECT_EQ(parsed.options.late, simulator::LatePolicy::skip);
     EXPECT_EQ(parsed.options.frameCount, 0u);
     EXPECT_EQ(parsed.options.lineCount, 8u);
     std::string error;
@@ -48,14 +49,16 @@ TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
 TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     const test::TemporaryFolder folder;
     const std::string config = folder.file("camera.ini", "");
-    const Parsed parsed = parse({"--size", "640x480", "--config", config.c_str(), "--fps", "59.94", "--count", "1000",
-                                 "--lines", "16", "--images", folder.path().c_str(), "--bytes-per-pixel", "3"});
+    const Parsed parsed =
+        parse({"--size", "640x480", "--config", config.c_str(), "--fps", "59.94", "--count", "1000", "--lines", "16",
+               "--images", folder.path().c_str(), "--bytes-per-pixel", "3", "--late", "burst"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
     ASSERT_TRUE(parsed.options.size);
     EXPECT_EQ(parsed.options.size->width, 640u);
     EXPECT_EQ(parsed.options.size->height, 480u);
     EXPECT_EQ(parsed.options.configFile, config);
-    EXPECT_EQ(parsed.options.framesPerSecond, 59.94);
+    EXPECT_EQ(parsed.options.framesPerSecond, simulator::FrameRate(2997, 50));
+    EXPECT_EQ(parsed.options.late, simulator::LatePolicy::burst);
     EXPECT_EQ(parsed.options.frameCount, 1000u);
     EXPECT_EQ(parsed.options.lineCount, 16u);
     EXPECT_EQ(parsed.options.imageFolder, folder.path());
@@ -116,7 +119,8 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector{"--config", "/no/such/file.ini"}, std::vector{"--config"},
                     std::vector{"--images", "/no/such/folder"}, std::vector{"--images"}, std::vector{"--fps", "0"},
                     std::vector{"--fps", "-1"}, std::vector{"--fps", "fast"}, std::vector{"--fps", "10001"},
-                    std::vector{"--fps", "nan"}, std::vector{"--fps"}, std::vector{"--count", "-1"},
+                    std::vector{"--fps", "nan"}, std::vector{"--fps"}, std::vector{"--fps", "60000/0"},
+                    std::vector{"--late", "never"}, std::vector{"--late"}, std::vector{"--count", "-1"},
                     std::vector{"--count", "many"}, std::vector{"--count", "1.5"}, std::vector{"--count"},
                     std::vector{"--lines", "0"}, std::vector{"--lines", "1001"}, std::vector{"--lines", "x"},
                     std::vector{"--bytes-per-pixel", "0"}, std::vector{"--bytes-per-pixel", "17"},
