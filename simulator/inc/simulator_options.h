@@ -5,7 +5,9 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
+#include "fault_spec.h"
 #include "frame_rate.h"
 #include "image_view.h"
 #include "pacing_grid.h"
@@ -26,6 +28,13 @@ struct SimulatorOptions {
     LatePolicy late = LatePolicy::skip;
     std::uint64_t frameCount = 0;  // 0: until stopped
     std::size_t lineCount = 8;
+    double readerTimeoutSeconds = 10.0;  // 0: never
+    bool strip = true;                   // not with --no-strip
+    std::vector<FaultSpec> faults;
+    std::string scenarioFile;  // --scenario; empty: none
+    std::string faultLogFile;  // --fault-log; empty: none
+    std::optional<std::uint64_t> seed;
+    bool noFaults = false;
     bool ask = true;  // ask the camera for the format; not with --no-ask
 
     // ask
