@@ -1,15 +1,24 @@
-#include <atomic>
+#include "stop_win32.h"
 
-#include "platform.h"
+#include <atomic>
 
 namespace {
 
 std::atomic<bool> stopRequestedFlag{false};
 
 // Runs on a thread of its own. FALSE lets the default handler end the process: the second request.
-BOOL WINAPI requestStop(DWORD) { return stopRequestedFlag.exchange(true) ? FALSE : TRUE; }
+BOOL WINAPI requestStop(DWORD) {
+    if (stopRequestedFlag.exchange(true)) return FALSE;
+    if (const HANDLE event = stopEvent()) SetEvent(event);
+    return TRUE;
+}
 
 }  // namespace
+
+HANDLE stopEvent() {
+    static const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
 
 void platform_installStopHandler() {
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have made this process ignore Ctrl-C

@@ -17,6 +17,8 @@ class IPMessenger;
 
 namespace simulator {
 
+class AnswerFaults;
+
 /// Said by who finds the link taken.
 constexpr const char* kLinkTaken = "another simulator has the link to the camera";
 
@@ -25,8 +27,9 @@ constexpr const char* kLinkTaken = "another simulator has the link to the camera
 /// what the camera's side asks. Used by one thread.
 class CameraAsker {
 public:
-    /// @return null when another asker has the link.
-    static std::unique_ptr<CameraAsker> open();
+    /// @param faults  Of the answers to the camera's side; null: none.
+    /// @return        null when another asker has the link.
+    static std::unique_ptr<CameraAsker> open(const std::shared_ptr<AnswerFaults>& faults = nullptr);
 
     ~CameraAsker();
     CameraAsker(const CameraAsker&) = delete;
@@ -44,7 +47,7 @@ public:
     const std::string& problem() const { return _problem; }
 
 private:
-    CameraAsker();
+    explicit CameraAsker(const std::shared_ptr<AnswerFaults>& faults);
     bool standOnLink();
 
     NamedClaim _claim;

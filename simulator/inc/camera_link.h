@@ -16,6 +16,7 @@
 
 namespace simulator {
 
+class AnswerFaults;
 class CameraAsker;
 
 /// What is known of the camera.
@@ -44,7 +45,8 @@ struct AskingPace {
 class CameraLink {
 public:
     /// Begins to ask.
-    explicit CameraLink(const AskingPace& pace = {});
+    /// @param faults  Of the answers to the camera's side; null: none.
+    explicit CameraLink(const AskingPace& pace = {}, std::shared_ptr<AnswerFaults> faults = nullptr);
 
     /// Ends the thread; a question under way takes about 2 seconds at most.
     ~CameraLink();
@@ -65,6 +67,7 @@ private:
     bool pause(std::chrono::milliseconds time);
 
     AskingPace _pace;
+    std::shared_ptr<AnswerFaults> _faults;
     std::mutex _mutex;  // guards the three below
     std::condition_variable _changed;
     CameraNews _news;

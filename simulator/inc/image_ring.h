@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "mprocessevent.h"
 #include "named_claim.h"
@@ -48,6 +49,14 @@ public:
     /// Closes; the next open lays lines for images of that size. The ring stays this simulator's.
     void setImageBytes(std::size_t imageBytes);
 
+    /// Lays the open ring anew in the same memory, empty, for images of that size; they are no larger than those that
+    /// it was opened for. A reader that was attached is detached. Nothing while the ring is not open.
+    void layAgain(std::size_t imageBytes);
+
+    /// Overwrites geometry and indices of the open ring with absurd numbers, until it is laid again: nothing else may
+    /// be called before. The marks stay, so that an attached reader looks at it.
+    void spoilHeader(std::uint64_t seed);
+
     bool isOpen() const { return _memory != nullptr; }
 
     /// Pixels of the slot to fill next; null while the ring is full or not open.
@@ -55,6 +64,12 @@ public:
 
     /// Number of that slot, 0 … lineCount.
     std::size_t slotIndex() const;
+
+    /// Images that wait unread, 0 … lineCount; 0 while the ring is not open.
+    std::size_t waiting() const;
+
+    /// Slot that the attached reader takes next; none while none is attached or the ring is not open.
+    std::optional<std::uint64_t> readerIndex() const;
 
     /// Publishes the slot and wakes the reader. False when the ring is full or not open.
     bool publish(const LineHeader& header);

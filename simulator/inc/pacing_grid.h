@@ -1,38 +1,45 @@
 // When which frame is due: a grid in time that does not drift, whatever happens between its slots.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
 #include <cstdint>
+
+#include "frame_rate.h"
 
 namespace simulator {
 
-/// Frame n is due at start + n * period, in whole nanoseconds. All times are of one monotonic clock.
+/// What becomes of frames that are late.
+enum class LatePolicy {
+    skip,   // their slots are left out, and the numbers show it
+    burst,  // they are delivered one straight after the other until the grid is reached again
+};
+
+/// Frame n is due at start + n / rate, rounded down to a whole nanosecond each time anew: nothing adds up. All times
+/// are of one monotonic clock. Good for as long as 64 bits of nanoseconds last, 292 years.
 class PacingGrid {
 public:
-    PacingGrid(std::int64_t startNs, std::int64_t periodNs) : _startNs(startNs), _periodNs(periodNs) {}
+    PacingGrid(std::int64_t startNs, const FrameRate& rate);
 
-    std::int64_t dueNs(std::uint64_t frame) const { return _startNs + static_cast<std::int64_t>(frame) * _periodNs; }
+    std::int64_t dueNs(std::uint64_t frame) const { return _startNs + offsetNs(frame); }
+
+    /// Time from the start to the frame.
+    std::int64_t offsetNs(std::uint64_t frame) const;
+
+    /// The last frame that is due by then; 0 before the start.
+    std::uint64_t latestAt(std::int64_t timeNs) const;
 
     /// The frame to deliver now when `frame` is the next one: itself as long as no more than `tolerated` of its
     /// successors are due, so that what was held up is made up for at once; else the latest that is due. Those between
     /// have been missed.
-    std::uint64_t frameToDeliver(std::uint64_t frame, std::int64_t nowNs, std::uint64_t tolerated) const {
-        if (nowNs < _startNs) return frame;
-        const auto latest = static_cast<std::uint64_t>((nowNs - _startNs) / _periodNs);
-        return latest > frame + tolerated ? latest : frame;
-    }
+    std::uint64_t frameToDeliver(std::uint64_t frame, std::int64_t nowNs, std::uint64_t tolerated) const;
 
-    std::int64_t periodNs() const { return _periodNs; }
+    /// Whole nanoseconds from one frame to the next, rounded down.
+    std::int64_t periodNs() const { return static_cast<std::int64_t>(_wholeNs); }
 
 private:
     std::int64_t _startNs;
-    std::int64_t _periodNs;
+    std::uint64_t _frames;  // the period is _wholeNs + _restNs / _frames
+    std::uint64_t _wholeNs;
+    std::uint64_t _restNs;
 };
-
-/// Whole nanoseconds from one frame to the next; at least one.
-inline std::int64_t periodOf(double framesPerSecond) {
-    return std::max<std::int64_t>(std::llround(1e9 / framesPerSecond), 1);
-}
 
 }  // namespace simulator

@@ -5,8 +5,12 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
+#include "fault_spec.h"
+#include "frame_rate.h"
 #include "image_view.h"
+#include "pacing_grid.h"
 #include "pattern_options.h"
 #include "picture_options.h"
 
@@ -21,9 +25,17 @@ struct SimulatorOptions {
     std::optional<frames::ImageFormat> size;   // --size; its byte depth does not count
     std::string configFile;                    // --config; empty: none
     std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
-    double framesPerSecond = 100.0;
+    FrameRate framesPerSecond = 100;
+    LatePolicy late = LatePolicy::skip;
     std::uint64_t frameCount = 0;  // 0: until stopped
     std::size_t lineCount = 8;
+    double readerTimeoutSeconds = 10.0;  // 0: never
+    bool strip = true;                   // not with --no-strip
+    std::vector<FaultSpec> faults;
+    std::string scenarioFile;  // --scenario; empty: none
+    std::string faultLogFile;  // --fault-log; empty: none
+    std::optional<std::uint64_t> seed;
+    bool noFaults = false;
     bool ask = true;  // ask the camera for the format; not with --no-ask
 
     PatternOptions pattern;

@@ -1,9 +1,11 @@
 #include "camera_asker.h"
 
 #include <exception>
+#include <utility>
 
 #include "DorVenImagesComm.h"
 #include "IPMessenger.h"
+#include "answer_faults.h"
 #include "camera_config.h"
 
 namespace simulator {
@@ -20,14 +22,30 @@ std::string ownEvent() { return DorVenImagesComm().requestId() + "_finished"; }
 
 std::string camerasEvent() { return DorVenImagesComm().responseId() + "_finished"; }
 
+/// Answers as the channel does, but for what was provoked.
+class FaultyImagesComm : public DorVenImagesComm {
+public:
+    explicit FaultyImagesComm(std::shared_ptr<AnswerFaults> faults) : _faults(std::move(faults)) {}
+    ImagesMessage handle(const ImagesMessage& request) override {
+        ImagesMessage answer = DorVenImagesComm::handle(request);
+        if (request.command == kest::dorven::kCommandSnap) _faults->apply(answer);
+        return answer;
+    }
+
+private:
+    std::shared_ptr<AnswerFaults> _faults;
+};
+
 }  // namespace
 
-CameraAsker::CameraAsker() : _claim(ownEvent()), _channel(std::make_shared<DorVenImagesComm>()) {}
+CameraAsker::CameraAsker(const std::shared_ptr<AnswerFaults>& faults)
+    : _claim(ownEvent()),
+      _channel(faults ? std::make_shared<FaultyImagesComm>(faults) : std::make_shared<DorVenImagesComm>()) {}
 
 CameraAsker::~CameraAsker() = default;
 
-std::unique_ptr<CameraAsker> CameraAsker::open() {
-    std::unique_ptr<CameraAsker> asker(new CameraAsker);
+std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFaults>& faults) {
+    std::unique_ptr<CameraAsker> asker(new CameraAsker(faults));
     if (!asker->_claim.claim()) return nullptr;
     return asker;
 }

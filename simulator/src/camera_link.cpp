@@ -3,13 +3,15 @@
 #include <memory>
 #include <utility>
 
+#include "answer_faults.h"
 #include "camera_asker.h"
 
 namespace simulator {
 
 using Clock = std::chrono::steady_clock;
 
-CameraLink::CameraLink(const AskingPace& pace) : _pace(pace), _thread([this] { run(); }) {}
+CameraLink::CameraLink(const AskingPace& pace, std::shared_ptr<AnswerFaults> faults)
+    : _pace(pace), _faults(std::move(faults)), _thread([this] { run(); }) {}
 
 CameraLink::~CameraLink() {
     {
@@ -17,6 +19,7 @@ CameraLink::~CameraLink() {
         _stopped = true;
     }
     _changed.notify_all();
+    if (_faults) _faults->cancel();
     _thread.join();
 }
 
@@ -52,7 +55,7 @@ void CameraLink::run() {
 
 CameraNews CameraLink::askOnce(std::unique_ptr<CameraAsker>& asker) const {
     CameraNews news;
-    if (!asker) asker = CameraAsker::open();
+    if (!asker) asker = CameraAsker::open(_faults);
     const auto format = asker ? asker->askFormat() : std::nullopt;
     news.problem = asker ? asker->problem() : kLinkTaken;
     if (!news.problem.empty()) {

@@ -1,9 +1,11 @@
 #include "image_ring.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <stdexcept>
 
+#include "fault_plan.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
 #include "platform.h"
@@ -28,6 +30,9 @@ std::size_t existingMemoryBytes() {
     CloseHandle(mapping);
     return bytes;
 }
+
+/// Of every spoilt field: beyond each memory and each slot count, yet far from wrapping.
+constexpr std::uint64_t kAbsurd = std::uint64_t{1} << 62;
 
 std::size_t lineBytesOf(std::size_t imageBytes) { return (sizeof(LineHeader) + imageBytes + 7) / 8 * 8; }
 
@@ -74,6 +79,29 @@ void ImageRing::close() {
 void ImageRing::setImageBytes(std::size_t imageBytes) {
     close();
     _lineBytes = lineBytesOf(imageBytes);
+}
+
+void ImageRing::layAgain(std::size_t imageBytes) {
+    if (!_memory) return;
+    _lineBytes = lineBytesOf(imageBytes);
+    MMemLineFifo_Create(_memory, _lineCount, _lineBytes);
+}
+
+void ImageRing::spoilHeader(std::uint64_t seed) {
+    if (!_memory) return;
+    auto& header = *static_cast<LineFifoHeader*>(_memory);
+    std::uint64_t* const fields[] = {&header.writeIndex, &header.readIndex, &header.lineLength, &header.slotCount};
+    for (std::uint64_t* const field : fields) {
+        seed = scatter(seed, 0, 0);
+        std::atomic_ref(*field).store(seed | kAbsurd, std::memory_order_relaxed);
+    }
+}
+
+std::size_t ImageRing::waiting() const { return _memory ? std::min(MMemLineFifo_GetCount(_memory), _lineCount) : 0; }
+
+std::optional<std::uint64_t> ImageRing::readerIndex() const {
+    if (!_memory || MMemLineFifo_IsReaderAttached(_memory) == 0) return std::nullopt;
+    return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->readIndex).load(std::memory_order_relaxed);
 }
 
 std::uint8_t* ImageRing::slotPixels() {

@@ -1,6 +1,7 @@
 #include "simulator.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -24,8 +25,6 @@ constexpr std::chrono::milliseconds kFirstAnswer{500};
 
 /// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
-
-double seconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1e9; }
 
 // Format of the images: the options, then the camera, then the configuration file. Size none: nobody tells.
 bool wantedFormat(const SimulatorOptions& options, const std::optional<frames::ImageFormat>& camera,
@@ -54,20 +53,27 @@ std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, st
     return std::make_unique<RenderedImages>(format, options.pattern);
 }
 
-Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera)
+Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
+                     Faults* faults)
     : _options(options),
       _source(&source),
       _people(people),
       _camera(camera),
+      _faults(faults),
       // Room to grow, as far as the camera may ask for larger images.
       _ring(source.format().bytes(), options.lineCount, camera && !options.size ? kDefaultFormat.bytes() : 0),
-      _periodNs(periodOf(options.framesPerSecond)) {}
+      _delivery(_options, _ring, _timer, faults ? faults->log() : nullptr, _totals),
+      _reader(std::llround(options.readerTimeoutSeconds * 1e9)) {
+    if (_faults) _delivery.setTearing(_faults->has(FaultKind::torn));
+}
 
 int Simulator::run() {
     if (_camera && !_camera->waitForNews(kFirstAnswer))
         _people << kProgram << "no camera answers yet; going on without, and asking again" << std::endl;
     followCamera();
     tellFormat();
+    FaultLog* const log = _faults ? _faults->log() : nullptr;
+    if (log) log->run(_faults->seed(), PacingGrid(0, _options.framesPerSecond).periodNs(), format());
     ImageRing::OpenResult result = openRing();
     while (result == ImageRing::OpenResult::tooSmall) {
         if (!platform_sleepUntil(platform_monotonicNanoseconds() + kNanosecondsPerSecond)) break;
@@ -76,14 +82,16 @@ int Simulator::run() {
     }
     bool failed = result == ImageRing::OpenResult::otherWriter || result == ImageRing::OpenResult::failed;
     if (result == ImageRing::OpenResult::opened) failed = !deliverOnGrid();
+    _delivery.deliverHeld();
     _ring.close();
+    if (log) log->end(_nextFrame);
     tellTotals();
     return failed ? kFailed : 0;
 }
 
 ImageRing::OpenResult Simulator::openRing() {
     const ImageRing::OpenResult result = _ring.open();
-    _drawnInSlot.assign(_options.lineCount + 1, std::nullopt);
+    _delivery.ringLaid();
     switch (result) {
         case ImageRing::OpenResult::opened:
             _laid = true;
@@ -107,36 +115,53 @@ ImageRing::OpenResult Simulator::openRing() {
 }
 
 void Simulator::deliver(std::uint64_t frameNumber) {
-    std::uint8_t* const pixels = _ring.slotPixels();
-    if (!pixels) {
-        ++_totals.refused;
-        _ring.wakeReader();
-        return;
-    }
-    std::optional<std::uint64_t>& drawn = _drawnInSlot[_ring.slotIndex()];
-    const std::uint32_t crc = _source->draw(pixels, frameNumber, drawn);
-    drawn = frameNumber;
-    const std::int64_t nowNs = platform_monotonicNanoseconds();
-    frames::stampStrip({pixels, _source->format()},
-                       {_source->stripFlags(), frameNumber, static_cast<std::uint64_t>(nowNs), crc});
-    _ring.publish({frameNumber, seconds(nowNs), seconds(_periodNs)});
-    ++_totals.written;
+    lookAfterReader();
+    std::optional<std::int64_t> completeNs;
+    if (_stalled && frameNumber < _stalled->first) completeNs = _stalled->second.dueNs(frameNumber);
+    std::vector<Strike> strikes;
+    if (_faults) strikes = _faults->strikesAt(frameNumber);
+    _delivery.deliver(*_source, frameNumber, strikes, completeNs);
+    _nextFrame = frameNumber + 1;
 }
 
 /// @return False when there is no ring any more.
 bool Simulator::deliverOnGrid() {
-    const PacingGrid grid(platform_monotonicNanoseconds(), _periodNs);
-    const std::uint64_t tolerated = _options.lineCount / 2;  // what the ring can take at once
-    for (std::uint64_t frame = 0; _options.frameCount == 0 || frame < _options.frameCount; ++frame) {
+    const PacingGrid grid(platform_monotonicNanoseconds(), _options.framesPerSecond);
+    for (std::uint64_t frame = 0; isWanted(frame);) {
         if (!sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
-        std::uint64_t due = grid.frameToDeliver(frame, platform_monotonicNanoseconds(), tolerated);
-        if (_options.frameCount != 0) due = std::min(due, _options.frameCount - 1);
-        _totals.skipped += due - frame;
-        frame = due;
-        deliver(frame);
+        if (_faults && _faults->applyChange(frame)) _delivery.setTearing(_faults->has(FaultKind::torn));
+        const std::uint64_t due = skipLate(grid, frame);
+        const auto next = strikeSlots(grid, {frame, due});
+        if (!next) return true;
+        if (*next == due) deliver(due);
+        frame = std::max(*next, _nextFrame);
     }
     return true;
+}
+
+/// The frame to deliver now instead of the next one.
+std::uint64_t Simulator::skipLate(const PacingGrid& grid, std::uint64_t frame) {
+    if (_options.late == LatePolicy::burst) return frame;
+    // What the ring can take at once.
+    const std::uint64_t tolerated = _options.lineCount / 2;
+    std::uint64_t due = grid.frameToDeliver(frame, platform_monotonicNanoseconds(), tolerated);
+    if (_options.frameCount != 0) due = std::min(due, _options.frameCount - 1);
+    if (due == frame) return due;
+    _totals.skipped += due - frame;
+    _delivery.tellNote("skipped", {frame, due - 1});
+    return due;
+}
+
+/// A reader that died leaves the ring full for ever.
+void Simulator::lookAfterReader() {
+    if (!_ring.isOpen() || _ring.waiting() < _options.lineCount) return _reader.roomSeen();
+    if (!_reader.isDead(_ring.readerIndex(), platform_monotonicNanoseconds())) return;
+    _people << kProgram << "the reader has not moved for " << _options.readerTimeoutSeconds
+            << " s; the ring is laid anew, and " << _ring.waiting() << " images are lost" << std::endl;
+    for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote("ring-laid", lost);
+    _ring.layAgain(format().bytes());
+    _delivery.ringLaid();
 }
 
 /// Follows the camera before it sleeps: that is when there is time for it.
@@ -144,8 +169,10 @@ bool Simulator::deliverOnGrid() {
 bool Simulator::sleepUntil(std::int64_t dueNs) {
     for (;;) {
         followCamera();
-        const std::int64_t untilNs = _camera ? std::min(dueNs, platform_monotonicNanoseconds() + kLookNs) : dueNs;
-        if (!platform_sleepUntil(untilNs)) return false;
+        if (_faults) _faults->look();
+        const bool looking = _camera || (_faults && _faults->watches());
+        const std::int64_t untilNs = looking ? std::min(dueNs, platform_monotonicNanoseconds() + kLookNs) : dueNs;
+        if (!_timer.sleepUntil(untilNs)) return false;
         if (untilNs == dueNs) return true;
     }
 }
@@ -192,6 +219,8 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
 /// Frame numbers go on. A ring that cannot be laid at once is tried again; one for which there is no memory at all is
 /// laid as it was.
 void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
+    _delivery.deliverHeld();
+    for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote("ring-laid", lost);
     ImageSource* const former = _source;
     _source = source.get();
     _ring.setImageBytes(format().bytes());
@@ -219,8 +248,9 @@ bool Simulator::ringIsThere() {
 }
 
 void Simulator::tellFormat() {
-    _people << kProgram << formatText(format()) << ", " << _options.framesPerSecond << " images per second, ring of "
-            << _options.lineCount << " (" << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
+    _people << kProgram << formatText(format()) << ", " << rateText(_options.framesPerSecond)
+            << " images per second, ring of " << _options.lineCount << " ("
+            << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
             << (_options.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
     tellStripless();
 }
@@ -232,7 +262,10 @@ void Simulator::tellStripless() {
 
 void Simulator::tellTotals() {
     _people << kProgram << "written " << _totals.written << ", refused by the full ring " << _totals.refused
-            << ", skipped as too late " << _totals.skipped << std::endl;
+            << ", skipped as too late " << _totals.skipped;
+    if (_totals.unread != 0) _people << ", unread in a ring laid anew " << _totals.unread;
+    if (_totals.faults != 0) _people << ", faults provoked " << _totals.faults;
+    _people << std::endl;
 }
 
 std::string formatText(const frames::ImageFormat& format) {
@@ -276,9 +309,14 @@ int simulatorMain(int argc, const char* const* argv) {
             std::cerr << kProgram << error << std::endl;
             return kFailed;
         }
+        const auto faults = Faults::open(options, std::cerr, error);
+        if (!error.empty()) {
+            std::cerr << kProgram << error << std::endl;
+            return kFailed;
+        }
         std::optional<CameraLink> camera;
-        if (options.ask) camera.emplace();
-        const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr).run();
+        if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
+        const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
         return truthIsWhole(options.pattern, std::cerr) ? exitCode : kFailed;
     } catch (const std::bad_alloc&) {
         std::cerr << kProgram << "out of memory" << std::endl;

@@ -1,5 +1,8 @@
 #include "simulator_options.h"
 
+#include <utility>
+#include <vector>
+
 #include <CLI/CLI.hpp>
 
 #include "camera_config.h"
@@ -11,11 +14,14 @@ namespace simulator {
 namespace {
 
 constexpr int kWrongUsage = 2;
-constexpr double kMinFramesPerSecond = 0.01;
-constexpr double kMaxFramesPerSecond = 10000.0;
 constexpr std::size_t kMaxLines = 1000;
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
+
+const std::vector<std::pair<std::string, LatePolicy>> kLatePolicies{
+    {"skip",  LatePolicy::skip },
+    {"burst", LatePolicy::burst},
+};
 
 std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
@@ -32,6 +38,58 @@ void addAskOptions(CLI::App& command, SimulatorOptions& options) {
                     "was broken heals within about 10 s)")
         ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
+}
+
+void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
+    app.add_option_function<std::string>(
+           "--fps",
+           [&options](const std::string& text) {
+               std::string error;
+               const auto rate = parseFrameRate(text, error);
+               if (!rate) throw CLI::ValidationError("--fps", error);
+               options.framesPerSecond = *rate;
+           },
+           "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94, or a fraction such as 60000/1001 "
+           "(default 100)")
+        ->type_name("RATE");
+    app.add_option("--late", options.late,
+                   "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
+                   "numbers show it; burst delivers all of them, one straight after the other (default skip)")
+        ->transform(CLI::CheckedTransformer(kLatePolicies).description(""))
+        ->type_name("skip|burst");
+}
+
+void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
+    std::string names;
+    for (const FaultRow& row : faultTable()) names.append(names.empty() ? "" : ", ").append(row.name);
+    app.add_option_function<std::vector<std::string>>(
+           "--fault",
+           [&options](const std::vector<std::string>& texts) {
+               std::string error;
+               for (const std::string& text : texts) {
+                   const auto fault = parseFault(text, error);
+                   if (!fault) throw CLI::ValidationError("--fault", error);
+                   options.faults.push_back(*fault);
+               }
+           },
+           "Provoke a fault; may be given again. NAME: " + names +
+               ". TIME with its unit: 20ms. WHEN: 100, 100-200, from:100, every:50, p:0.01 (of all frames) or t:3s "
+               "(after the start); frames count from 0 (default: at once)")
+        ->allow_extra_args(false)
+        ->type_name("NAME[:TIME][@WHEN]");
+    app.add_option("--scenario", options.scenarioFile,
+                   "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
+        ->check(CLI::Validator(CLI::ExistingFile).description(""))
+        ->type_name("FILE.json");
+    app.add_option("--seed", options.seed,
+                   "Start of everything random, 0 to 2^53: the same seed and options give the same faults (default: "
+                   "another one each time, told on standard error)")
+        ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->type_name("NUMBER");
+    app.add_option("--fault-log", options.faultLogFile,
+                   "Write a JSON line for each fault, with what a host must find because of it")
+        ->type_name("FILE");
+    app.add_flag("--no-faults", options.noFaults, "Provoke no fault, whatever other options and scenarios ask for");
 }
 
 // An option of the program itself that stands beside a subcommand; empty: none does.
@@ -67,15 +125,21 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
            "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
         ->check(CLI::Validator(CLI::ExistingFile).description(""))
         ->type_name("FILE.ini");
-    app.add_option("--fps", options.framesPerSecond, "Images per second, 0.01 to 10000 (default 100)")
-        ->check(within(kMinFramesPerSecond, kMaxFramesPerSecond, "0.01 to 10000"))
-        ->type_name("RATE");
+    addPacingOptions(app, options);
     app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
         ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
         ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
+    app.add_option("--reader-timeout", options.readerTimeoutSeconds,
+                   "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
+                   "anew, and one that was only paused comes back. 0 to 86400 s; 0: never (default 10)")
+        ->check(within(0.0, kMaxTimeout, "0 to 86400"))
+        ->type_name("SECONDS");
+    bool noStrip = false;
+    app.add_flag("--no-strip", noStrip, "Leave the strip that proves each image black, so that no host can verify it");
+    addFaultOptions(app, options);
     PatternCommandLine pattern(app, options.pattern);
     PictureCommandLine pictures(app, options.pictures);
     bool noAsk = false;
@@ -91,7 +155,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     const std::string footer =
         "\n"
         "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
-        "uses its number up, so that a host sees the gap.\n"
+        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n"
         "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
         "ask: ask fails while a simulator runs that was started without --no-ask.\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
@@ -100,7 +164,8 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "  dorven-simulator --size 1280x1024 --fps 200\n"
         "  dorven-simulator --config camera.ini --count 1000\n"
         "  dorven-simulator --images pictures --fps 25\n"
-        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n" +
+        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
+        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n" +
         footer);
     list->footer(
         "Examples:\n"
@@ -134,6 +199,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         return kWrongUsage;
     }
     options.ask = !noAsk;
+    options.strip = !noStrip;
     if (!size.empty()) parseSize(size, options.size.emplace());
     return std::nullopt;
 }

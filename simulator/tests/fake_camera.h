@@ -18,6 +18,10 @@ public:
 
     void setFormat(const frames::ImageFormat& format) { _channel->setFormat(format); }
 
+    /// Asks the simulator for a picture, as a host may through the camera. @return The answer; all zero when there is
+    /// none.
+    kest::dorven::ImagesMessage askForPicture() { return _channel->ask({kest::dorven::kCommandSnap, 1, 2, 3}); }
+
     /// Answers questions for the image format with "failed" from now on.
     void refuseFormat() { _channel->refuseFormat(); }
 

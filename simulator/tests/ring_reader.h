@@ -1,6 +1,7 @@
 // The reading end of the image connection as a camera plays it, for tests.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <optional>
@@ -27,7 +28,11 @@ public:
         detachMemory();
         if (!memoryExists()) return false;
         _memory = MSharedMem_Link("DorVenImages");
-        if (_memory && MMemLineFifo_Link(_memory) != 0) return true;
+        if (_memory && MMemLineFifo_Link(_memory) != 0) {
+            _lineLength = field(&LineFifoHeader::lineLength);
+            _slotCount = field(&LineFifoHeader::slotCount);
+            return true;
+        }
         detachMemory();
         return false;
     }
@@ -58,7 +63,7 @@ public:
         frames::Inspection inspection;
     };
     std::optional<Image> take() {
-        auto* line = static_cast<std::uint8_t*>(MMemLineFifo_GetReadLine(_memory));
+        const std::uint8_t* line = frontLine();
         if (!line) return std::nullopt;
         Image image{};
         std::memcpy(&image.header, line, sizeof image.header);
@@ -85,6 +90,21 @@ public:
     }
 
 private:
+    std::uint64_t field(std::uint64_t LineFifoHeader::*which) const {
+        return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->*which).load(std::memory_order_acquire);
+    }
+    /// As a camera looks: nothing of a header that is not what it was at the attaching.
+    const std::uint8_t* frontLine() const {
+        if (!attached()) return nullptr;
+        const std::uint64_t read = field(&LineFifoHeader::readIndex);
+        const std::uint64_t write = field(&LineFifoHeader::writeIndex);
+        const bool same = field(&LineFifoHeader::lineLength) == _lineLength &&
+                          field(&LineFifoHeader::slotCount) == _slotCount && attached();
+        if (!same || read == write || read >= _slotCount || write >= _slotCount) return nullptr;
+        if (_slotCount > (MSharedMem_GetSize(_memory) - sizeof(LineFifoHeader)) / _lineLength) return nullptr;
+        if (_lineLength < sizeof(simulator::LineHeader) + _format.bytes()) return nullptr;
+        return static_cast<const std::uint8_t*>(_memory) + sizeof(LineFifoHeader) + read * _lineLength;
+    }
     void detachMemory() {
         if (_memory) MSharedMem_Unlink(_memory);
         _memory = nullptr;
@@ -93,6 +113,8 @@ private:
     frames::ImageFormat _format;
     MProcessEvent _event;
     void* _memory = nullptr;
+    std::uint64_t _lineLength = 0;  // at the attaching
+    std::uint64_t _slotCount = 0;
 };
 
 }  // namespace test

@@ -145,7 +145,7 @@ TEST_F(SimulatorCameraTest, MemoryHasRoomForTheUsualFormatFromTheBeginning) {
 }
 
 TEST_F(SimulatorCameraTest, CameraIsFollowedBetweenImagesThatAreFarApart) {
-    _options.framesPerSecond = 0.2;
+    _options.framesPerSecond = {1, 5};
     _options.frameCount = 2;
     Simulator simulator(_options, _source, _people, &_link);
     std::thread thread([&] { simulator.run(); });

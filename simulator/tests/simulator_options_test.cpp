@@ -21,7 +21,8 @@ TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
     const Parsed parsed = parse({});
     EXPECT_EQ(parsed.exitCode, std::nullopt);
     EXPECT_FALSE(parsed.options.size);
-    EXPECT_EQ(parsed.options.framesPerSecond, 100.0);
+    EXPECT_EQ(parsed.options.framesPerSecond, simulator::FrameRate(100));
+    EXPECT_EQ(parsed.options.late, simulator::LatePolicy::skip);
     EXPECT_EQ(parsed.options.frameCount, 0u);
     EXPECT_EQ(parsed.options.lineCount, 8u);
     std::string error;
@@ -31,18 +32,43 @@ TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
 TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     const test::TemporaryFolder folder;
     const std::string config = folder.file("camera.ini", "");
-    const Parsed parsed = parse({"--size", "640x480", "--config", config.c_str(), "--fps", "59.94", "--count", "1000",
-                                 "--lines", "16", "--images", folder.path().c_str(), "--bytes-per-pixel", "3"});
+    const Parsed parsed =
+        parse({"--size", "640x480", "--config", config.c_str(), "--fps", "59.94", "--count", "1000", "--lines", "16",
+               "--images", folder.path().c_str(), "--bytes-per-pixel", "3", "--late", "burst"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
     ASSERT_TRUE(parsed.options.size);
     EXPECT_EQ(parsed.options.size->width, 640u);
     EXPECT_EQ(parsed.options.size->height, 480u);
     EXPECT_EQ(parsed.options.configFile, config);
-    EXPECT_EQ(parsed.options.framesPerSecond, 59.94);
+    EXPECT_EQ(parsed.options.framesPerSecond, simulator::FrameRate(2997, 50));
+    EXPECT_EQ(parsed.options.late, simulator::LatePolicy::burst);
     EXPECT_EQ(parsed.options.frameCount, 1000u);
     EXPECT_EQ(parsed.options.lineCount, 16u);
     EXPECT_EQ(parsed.options.pictures.images, std::vector{folder.path()});
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
+}
+
+TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
+    const Parsed plain = parse({});
+    EXPECT_TRUE(plain.options.faults.empty());
+    EXPECT_TRUE(plain.options.strip);
+    EXPECT_FALSE(plain.options.noFaults);
+    EXPECT_EQ(plain.options.readerTimeoutSeconds, 10.0);
+    const test::TemporaryFolder folder;
+    const std::string scenario = folder.file("s.json", "{}");
+    const Parsed all =
+        parse({"--fault", "drop@5", "--fault", "delay:5ms@p:0.1", "--scenario", scenario.c_str(), "--seed", "42",
+               "--fault-log", "log", "--no-faults", "--no-strip", "--reader-timeout", "0.5"});
+    EXPECT_EQ(all.exitCode, std::nullopt) << all.people;
+    ASSERT_EQ(all.options.faults.size(), 2u);
+    EXPECT_EQ(all.options.faults[0].text, "drop@5");
+    EXPECT_EQ(all.options.faults[1].text, "delay:5ms@p:0.1");
+    EXPECT_EQ(all.options.scenarioFile, scenario);
+    EXPECT_EQ(all.options.seed, 42u);
+    EXPECT_EQ(all.options.faultLogFile, "log");
+    EXPECT_TRUE(all.options.noFaults);
+    EXPECT_FALSE(all.options.strip);
+    EXPECT_EQ(all.options.readerTimeoutSeconds, 0.5);
 }
 
 TEST(SimulatorOptionsTest, AskHasItsOwnOptions) {
@@ -99,7 +125,11 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector{"--config", "/no/such/file.ini"}, std::vector{"--config"},
                     std::vector{"--images", "/no/such/folder"}, std::vector{"--images"}, std::vector{"--fps", "0"},
                     std::vector{"--fps", "-1"}, std::vector{"--fps", "fast"}, std::vector{"--fps", "10001"},
-                    std::vector{"--fps", "nan"}, std::vector{"--fps"}, std::vector{"--count", "-1"},
+                    std::vector{"--fps", "nan"}, std::vector{"--fps"}, std::vector{"--fps", "60000/0"},
+                    std::vector{"--late", "never"}, std::vector{"--late"}, std::vector{"--fault", "drp"},
+                    std::vector{"--fault"}, std::vector{"--scenario", "/no/such/file"}, std::vector{"--seed", "-1"},
+                    std::vector{"--seed", "x"}, std::vector{"--fault-log"}, std::vector{"--reader-timeout", "-1"},
+                    std::vector{"--reader-timeout", "nan"}, std::vector{"--count", "-1"},
                     std::vector{"--count", "many"}, std::vector{"--count", "1.5"}, std::vector{"--count"},
                     std::vector{"--lines", "0"}, std::vector{"--lines", "1001"}, std::vector{"--lines", "x"},
                     std::vector{"--bytes-per-pixel", "0"}, std::vector{"--bytes-per-pixel", "17"},

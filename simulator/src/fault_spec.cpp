@@ -1,0 +1,180 @@
+#include "fault_spec.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "frame_rate.h"
+
+namespace simulator {
+namespace {
+
+using Time = FaultRow::Time;
+
+constexpr FaultRow kFaults[] = {
+    {FaultKind::lateAnswer,    "late-answer",    Time::needed,   false, "answer the camera's next request that late"       },
+    {FaultKind::wrongAnswer,   "wrong-answer",   Time::none,     false, "answer the camera's next request with other bytes"},
+    {FaultKind::recreate,      "recreate",       Time::none,     false, "close the ring and lay it anew"                   },
+    {FaultKind::hang,          "hang",           Time::none,     false, "stay attached, but deliver nothing any more"      },
+    {FaultKind::crash,         "crash",          Time::none,     false, "end at once, without detaching"                   },
+    {FaultKind::wrongSize,     "wrong-size",     Time::optional, false, "lay the ring with shorter lines for that long"    },
+    {FaultKind::garbageHeader, "garbage-header", Time::optional, false, "overwrite the ring's header with garbage"         },
+    {FaultKind::stall,         "stall",          Time::needed,   false, "deliver nothing for that long"                    },
+    {FaultKind::drop,          "drop",           Time::none,     true,  "leave the frame out"                              },
+    {FaultKind::reorder,       "reorder",        Time::none,     true,  "deliver the frame after its successor"            },
+    {FaultKind::torn,          "torn",           Time::none,     true,  "take the lower half from the frame before"        },
+    {FaultKind::counterWrap,   "counter-wrap",   Time::none,     true,  "let the counter's low 32 bits jump to 0"          },
+    {FaultKind::timeBack,      "time-back",      Time::optional, true,  "set the time stamp back before its predecessor's" },
+    {FaultKind::delay,         "delay",          Time::needed,   true,  "deliver the frame that late"                      },
+    {FaultKind::jitter,        "jitter",         Time::needed,   true,  "deliver each frame late by up to that, at random" },
+    {FaultKind::repeat,        "repeat",         Time::none,     true,  "deliver the frame twice"                          },
+};
+
+constexpr bool rowsStandInOrder() {
+    for (std::size_t row = 0; row < std::size(kFaults); ++row) {
+        if (kFaults[row].kind != static_cast<FaultKind>(row)) return false;
+    }
+    return true;
+}
+static_assert(rowsStandInOrder());
+
+// Letters to change, add or leave out to come from one word to the other.
+std::size_t distance(std::string_view from, std::string_view to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+const FaultRow* rowNamed(std::string_view name) {
+    const auto* const row = std::ranges::find(kFaults, name, &FaultRow::name);
+    return row == std::end(kFaults) ? nullptr : row;
+}
+
+std::string unknownName(std::string_view name) {
+    if (name.size() > 40) name = name.substr(0, 40);
+    const auto far = [name](const FaultRow& row) { return distance(name, row.name); };
+    const FaultRow& nearest = *std::ranges::min_element(kFaults, {}, far);
+    std::string problem = "there is no fault '";
+    problem.append(name).append("'");
+    if (far(nearest) <= 1 + name.size() / 3) return problem.append("; did you mean ").append(nearest.name).append("?");
+    problem.append("; there are");
+    for (const FaultRow& row : kFaults) problem.append(&row == kFaults ? " " : ", ").append(row.name);
+    return problem;
+}
+
+bool parseFrame(std::string_view text, std::uint64_t& frame) {
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), frame);
+    return failure == std::errc() && end == text.data() + text.size() && frame <= std::uint64_t{1} << 53;
+}
+
+bool parseAt(std::string_view text, FaultWhen& when) { return parseFrame(text, when.first); }
+
+bool parseEvery(std::string_view text, FaultWhen& when) { return parseFrame(text, when.first) && when.first > 0; }
+
+bool parseProbability(std::string_view text, FaultWhen& when) {
+    const auto number = parseDecimal(text);
+    if (!number || number->numerator > number->denominator) return false;
+    when.probability = static_cast<double>(number->numerator) / static_cast<double>(number->denominator);
+    return true;
+}
+
+bool parseWhenTime(std::string_view text, FaultWhen& when) {
+    const auto time = parseTime(text);
+    if (time) when.timeNs = *time;
+    return time.has_value();
+}
+
+bool parseRange(std::string_view text, FaultWhen& when) {
+    const std::size_t dash = text.find('-');
+    return dash != std::string_view::npos && parseFrame(text.substr(0, dash), when.first) &&
+           parseFrame(text.substr(dash + 1), when.last) && when.first <= when.last;
+}
+
+struct WhenRow {
+    std::string_view prefix;
+    FaultWhen::Kind kind;
+    bool (*parse)(std::string_view text, FaultWhen& when);
+};
+
+constexpr WhenRow kWhens[] = {
+    {"every:", FaultWhen::Kind::every,       parseEvery      },
+    {"p:",     FaultWhen::Kind::probability, parseProbability},
+    {"t:",     FaultWhen::Kind::time,        parseWhenTime   },
+    {"from:",  FaultWhen::Kind::from,        parseAt         },
+    {"",       FaultWhen::Kind::at,          parseAt         },
+    {"",       FaultWhen::Kind::range,       parseRange      },
+};
+
+bool parseWhen(std::string_view text, FaultWhen& when) {
+    for (const WhenRow& row : kWhens) {
+        if (!text.starts_with(row.prefix) || !row.parse(text.substr(row.prefix.size()), when)) continue;
+        when.kind = row.kind;
+        return true;
+    }
+    return false;
+}
+
+std::string quoted(std::string_view text) { return std::string(1, '\'').append(text).append("'"); }
+
+// The part behind the name; none: there is no ':'.
+bool parseFaultTime(const FaultRow& row, std::optional<std::string_view> text, FaultSpec& spec, std::string& problem) {
+    if (!text) {
+        if (row.time == Time::needed)
+            problem.append(row.name).append(" needs a time, such as ").append(row.name).append(":20ms");
+        return row.time != Time::needed;
+    }
+    const auto time = parseTime(*text);
+    if (row.time == Time::none) {
+        problem.append(row.name).append(" takes no time");
+    } else if (!time || *time == 0) {
+        problem.append(quoted(*text))
+            .append(" is no time such as 20ms, from 1ns to 86400s, with its unit (ns, us, ms, s)");
+    } else {
+        spec.timeNs = *time;
+    }
+    return problem.empty();
+}
+
+bool parseParts(std::string_view text, FaultSpec& spec, std::string& problem) {
+    const std::size_t at = text.find('@');
+    const std::string_view what = text.substr(0, at);
+    const std::size_t colon = what.find(':');
+    const FaultRow* const row = rowNamed(what.substr(0, colon));
+    if (!row) problem = unknownName(what.substr(0, colon));
+    if (!row) return false;
+    spec.kind = row->kind;
+    const auto time = colon == std::string_view::npos ? std::nullopt : std::optional(what.substr(colon + 1));
+    if (!parseFaultTime(*row, time, spec, problem)) return false;
+    if (at == std::string_view::npos || parseWhen(text.substr(at + 1), spec.when)) return true;
+    problem =
+        quoted(text.substr(at + 1)).append(" tells no frames such as 100, 100-200, from:100, every:50, p:0.01 or t:3s");
+    return false;
+}
+
+}  // namespace
+
+std::span<const FaultRow> faultTable() { return kFaults; }
+
+const FaultRow& rowOf(FaultKind kind) { return kFaults[static_cast<std::size_t>(kind)]; }
+
+std::optional<FaultSpec> parseFault(std::string_view text, std::string& error) {
+    FaultSpec spec;
+    std::string problem;
+    spec.text = text;
+    if (parseParts(text, spec, problem)) return spec;
+    error = quoted(text).append(": ").append(problem);
+    return std::nullopt;
+}
+
+}  // namespace simulator

@@ -1,0 +1,212 @@
+#include "frame_delivery.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <utility>
+
+#include "platform.h"
+#include "strip.h"
+
+namespace simulator {
+namespace {
+
+constexpr std::int64_t kDefaultTimeBackNs = 1'000'000'000;
+constexpr std::int64_t kNoticeableNs = 1'000'000;  // a shift below that no host has to find
+
+double seconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1e9; }
+
+const Strike* find(const std::vector<Strike>& faults, FaultKind kind) {
+    const auto found = std::ranges::find(faults, kind, &Strike::kind);
+    return found == faults.end() ? nullptr : &*found;
+}
+
+Expectation lateBy(std::uint64_t frame, std::int64_t timeNs) { return {"late", frame, frame, timeNs / 1000}; }
+
+// First byte of the half that a torn image has of another one.
+std::size_t lowerHalf(const frames::ImageFormat& format) {
+    return std::max(format.height / 2, stripLines(format)) * format.lineBytes();
+}
+
+}  // namespace
+
+FrameDelivery::FrameDelivery(const SimulatorOptions& options, ImageRing& ring, PreciseTimer& timer, FaultLog* log,
+                             SimulatorTotals& totals)
+    : _options(options), _ring(ring), _timer(timer), _log(log), _totals(totals) {
+    ringLaid();
+}
+
+void FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Strikes& faults,
+                            std::optional<std::int64_t> completeNs) {
+    _verifiable = _options.strip && stripLines(source.format()) > 0;
+    _stampNs = completeNs;
+    if (find(faults, FaultKind::drop))
+        return tellFault(FaultKind::drop, frame,
+                         {
+                             {"lost", frame, frame, {}}
+        });
+    if (find(faults, FaultKind::reorder) && !_held) return hold(source, frame, faults);
+    std::uint8_t* const pixels = _ring.slotPixels();
+    if (!pixels) return refuse(frame);
+    Made made = make(source, pixels, _drawnInSlot[_ring.slotIndex()], frame, faults);
+    if (!waitLonger(made, faults)) return;
+    std::vector<std::uint8_t> copy;  // taken before a reader has the image
+    const bool twice = find(faults, FaultKind::repeat) && _ring.waiting() + 2 <= _options.lineCount;
+    if (twice) copy.assign(pixels, pixels + source.format().bytes());
+    publish(made);
+    ++_totals.written;
+    if (twice && publishCopy(copy, made))
+        made.findings.push_back({FaultKind::repeat, {{"repeated", frame, frame, {}}}});
+    tellFindings(made);
+    if (!_held) return;
+    Held held = *std::exchange(_held, std::nullopt);
+    held.made.findings.push_back({FaultKind::reorder, {{"reordered", held.made.frame, held.made.frame, {}}}});
+    deliverCopy(held);
+}
+
+void FrameDelivery::deliverHeld() {
+    if (_held) deliverCopy(*std::exchange(_held, std::nullopt));
+}
+
+std::vector<std::uint64_t> FrameDelivery::unread() const {
+    std::vector<std::uint64_t> frames;
+    const std::size_t slots = _numberInSlot.size();
+    for (std::size_t behind = _ring.waiting(); behind > 0; --behind)
+        frames.push_back(_numberInSlot[(_ring.slotIndex() + slots - behind) % slots]);
+    return frames;
+}
+
+void FrameDelivery::ringLaid() {
+    _drawnInSlot.assign(_options.lineCount + 1, std::nullopt);
+    _numberInSlot.assign(_options.lineCount + 1, 0);
+}
+
+void FrameDelivery::tellFault(FaultKind kind, std::uint64_t frame, const std::vector<Expectation>& expectations) {
+    ++_totals.faults;
+    if (_log) _log->fault(rowOf(kind).name, frame, expectations);
+}
+
+void FrameDelivery::tellNote(const char* note, const FrameRange& frames) {
+    if (_log) _log->note(note, frames);
+}
+
+void FrameDelivery::tellFindings(const Made& made) {
+    for (const Made::Finding& finding : made.findings) tellFault(finding.kind, made.frame, finding.expectations);
+    if (_log) _log->settle();
+}
+
+// What only a strip can show, nobody finds without one.
+std::vector<Expectation> FrameDelivery::ifVerifiable(const Expectation& expectation) const {
+    return _verifiable ? std::vector{expectation} : std::vector<Expectation>();
+}
+
+FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
+                                        std::uint64_t frame, const Strikes& faults) {
+    Made made;
+    made.frame = frame;
+    const frames::Canvas image{pixels, source.format()};
+    const std::uint32_t crc = source.draw(pixels, frame, drawn);
+    drawn = frame;
+    if (find(faults, FaultKind::torn)) {
+        const bool visible = tear(image, crc);
+        made.findings.push_back(
+            {FaultKind::torn, visible ? ifVerifiable({"torn", frame, frame, {}}) : std::vector<Expectation>()});
+        drawn.reset();
+    } else if (_tearing) {
+        keepForTearing(image);
+    }
+    made.counterShift = _counterShift;
+    if (find(faults, FaultKind::counterWrap)) shiftCounter(made);
+    made.completeNs = platform_monotonicNanoseconds();
+    made.stampNs = _stampNs.value_or(made.completeNs);
+    if (const Strike* back = find(faults, FaultKind::timeBack)) setTimeBack(made, back->timeNs);
+    if (_verifiable) {
+        stampStrip(image, {source.stripFlags(), frame, static_cast<std::uint64_t>(made.stampNs), crc});
+    } else {
+        std::memset(pixels, 0, stripLines(source.format()) * source.format().lineBytes());
+    }
+    return made;
+}
+
+/// Exchanges the lower half with that of the frame before; black before the first one.
+/// @return Whether the image has become another one by it.
+bool FrameDelivery::tear(const frames::Canvas& image, std::uint32_t crc) {
+    const std::size_t begin = lowerHalf(image.format);
+    _older.resize(image.format.bytes() - begin);
+    std::ranges::swap_ranges(_older, std::span(image.pixels + begin, _older.size()));
+    return crcBelowStrip(image) != crc;
+}
+
+void FrameDelivery::keepForTearing(const frames::ImageView& image) {
+    _older.assign(image.pixels + lowerHalf(image.format), image.pixels + image.format.bytes());
+}
+
+/// To the next multiple of 2^32. Only who saw an image before can tell.
+void FrameDelivery::shiftCounter(Made& made) const {
+    made.counterShift = (((made.frame >> 32) + 1) << 32) - made.frame;
+    const bool visible = _lastStampNs && static_cast<std::uint32_t>(made.counterShift - _counterShift) != 0;
+    made.findings.push_back({FaultKind::counterWrap, visible ? ifVerifiable({"counter", made.frame, made.frame, {}})
+                                                             : std::vector<Expectation>()});
+}
+
+void FrameDelivery::setTimeBack(Made& made, std::int64_t timeNs) const {
+    const std::int64_t before = _lastStampNs.value_or(made.stampNs);
+    made.stampNs = std::max<std::int64_t>(before - (timeNs != 0 ? timeNs : kDefaultTimeBackNs), 0);
+    std::vector<Expectation> expectations;
+    if (_lastStampNs && made.stampNs < before) expectations.push_back({"time_back", made.frame, made.frame, {}});
+    made.findings.push_back({FaultKind::timeBack, std::move(expectations)});
+}
+
+/// @return False when a stop was requested meanwhile.
+bool FrameDelivery::waitLonger(Made& made, const Strikes& faults) {
+    const Strike* const delay = find(faults, FaultKind::delay);
+    const Strike* const jitter = find(faults, FaultKind::jitter);
+    if (!delay && !jitter) return true;
+    if (delay) made.findings.push_back({FaultKind::delay, ifVerifiable(lateBy(made.frame, delay->timeNs))});
+    if (jitter) {
+        const bool visible = jitter->timeNs >= kNoticeableNs;
+        made.findings.push_back({FaultKind::jitter, visible ? ifVerifiable(lateBy(made.frame, jitter->timeNs))
+                                                            : std::vector<Expectation>()});
+    }
+    return _timer.sleepUntil(made.completeNs + (delay ? delay->timeNs : 0) + (jitter ? jitter->timeNs : 0));
+}
+
+void FrameDelivery::hold(ImageSource& source, std::uint64_t frame, const Strikes& faults) {
+    std::vector<std::uint8_t> pixels(source.format().bytes());
+    std::optional<std::uint64_t> drawn;
+    Made made = make(source, pixels.data(), drawn, frame, faults);
+    _held = Held{std::move(made), std::move(pixels)};
+}
+
+void FrameDelivery::deliverCopy(const Held& held) {
+    if (!publishCopy(held.pixels, held.made)) return refuse(held.made.frame);
+    ++_totals.written;
+    tellFindings(held.made);
+}
+
+void FrameDelivery::publish(const Made& made) {
+    _numberInSlot[_ring.slotIndex()] = made.frame;
+    const FrameRate& rate = _options.framesPerSecond;
+    const double frameTime = static_cast<double>(rate.seconds) / static_cast<double>(rate.frames);
+    _ring.publish({made.frame + made.counterShift, seconds(made.stampNs), frameTime});
+    _counterShift = made.counterShift;
+    _lastStampNs = made.stampNs;
+}
+
+/// @return False when the ring is full.
+bool FrameDelivery::publishCopy(const std::vector<std::uint8_t>& pixels, const Made& made) {
+    std::uint8_t* const slot = _ring.slotPixels();
+    if (!slot) return false;
+    std::memcpy(slot, pixels.data(), pixels.size());
+    _drawnInSlot[_ring.slotIndex()].reset();
+    publish(made);
+    return true;
+}
+
+void FrameDelivery::refuse(std::uint64_t frame) {
+    ++_totals.refused;
+    tellNote("refused", {frame, frame});
+    _ring.wakeReader();
+}
+
+}  // namespace simulator

@@ -1,0 +1,153 @@
+#include "scenario.h"
+
+#include <cstddef>
+#include <fstream>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+namespace simulator {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t kMaxBytes = 1'000'000;
+constexpr std::int64_t kLookNs = 100'000'000;
+constexpr std::uint64_t kMaxSeed = std::uint64_t{1} << 53;  // what every reader of JSON keeps exactly
+const char kSchema[] = "dorven-scenario/1";
+
+// Names the first entry of an object that is none of those.
+std::string strayEntry(const Json& object, std::initializer_list<const char*> known) {
+    for (const auto& [name, value] : object.items()) {
+        bool isKnown = false;
+        for (const char* entry : known) isKnown = isKnown || name == entry;
+        if (!isKnown) return name;
+    }
+    return "";
+}
+
+// "NAME:VALUE@WHEN" from an object's entries. False, with the reason, when they are others than these.
+bool joinFault(const Json& object, std::string& text, std::string& error) {
+    if (const std::string stray = strayEntry(object, {"fault", "value", "when"}); !stray.empty()) {
+        error = "a fault has no entry '" + stray + "', but fault, value and when";
+        return false;
+    }
+    const auto textOf = [&object](const char* name) { return object.value(name, Json()); };
+    const Json name = textOf("fault");
+    const Json value = textOf("value");
+    const Json when = textOf("when");
+    const bool sound = name.is_string() && (value.is_null() || value.is_string()) &&
+                       (when.is_null() || when.is_string() || when.is_number_unsigned());
+    if (!sound) {
+        error = "a fault is an object with the text fault, and as wanted the text value and the text or number when";
+        return false;
+    }
+    text = name.get<std::string>();
+    if (value.is_string()) text.append(":").append(value.get<std::string>());
+    if (when.is_string()) text.append("@").append(when.get<std::string>());
+    if (when.is_number_unsigned()) text.append("@").append(std::to_string(when.get<std::uint64_t>()));
+    return true;
+}
+
+bool readFault(const Json& json, Scenario& scenario, std::string& error) {
+    std::string text;
+    if (json.is_object()) {
+        if (!joinFault(json, text, error)) return false;
+    } else if (json.is_string()) {
+        text = json.get<std::string>();
+    } else {
+        error = "a fault is a text or an object";
+        return false;
+    }
+    auto fault = parseFault(text, error);
+    if (fault) scenario.faults.push_back(std::move(*fault));
+    return fault.has_value();
+}
+
+bool readFaults(const Json& faults, Scenario& scenario, std::string& error) {
+    if (!faults.is_array()) {
+        error = "faults is no list";
+        return false;
+    }
+    for (std::size_t index = 0; index < faults.size(); ++index) {
+        if (readFault(faults[index], scenario, error)) continue;
+        error.insert(0, "faults[" + std::to_string(index) + "]: ");
+        return false;
+    }
+    return true;
+}
+
+bool readRoot(const Json& root, Scenario& scenario, std::string& error) {
+    if (!root.is_object() || root.value("schema", Json()) != kSchema) {
+        error = std::string("is no object with \"schema\": \"") + kSchema + "\"";
+        return false;
+    }
+    if (const std::string stray = strayEntry(root, {"$schema", "schema", "description", "seed", "faults"});
+        !stray.empty()) {
+        error = "has no entry '" + stray + "', but schema, description, seed and faults";
+        return false;
+    }
+    const Json description = root.value("description", Json(""));
+    const Json seed = root.value("seed", Json());
+    if (!description.is_string()) {
+        error = "description is no text";
+    } else if (!seed.is_null() && (!seed.is_number_unsigned() || seed.get<std::uint64_t>() > kMaxSeed)) {
+        error = "seed is no whole number from 0 to 2^53";
+    } else if (!root.contains("faults")) {
+        error = "has no faults";
+    } else {
+        scenario.description = description.get<std::string>();
+        if (!seed.is_null()) scenario.seed = seed.get<std::uint64_t>();
+        return readFaults(root["faults"], scenario, error);
+    }
+    return false;
+}
+
+}  // namespace
+
+std::optional<Scenario> parseScenario(const std::string& text, std::string& error) {
+    Scenario scenario;
+    try {
+        const Json root = Json::parse(text);
+        if (readRoot(root, scenario, error)) return scenario;
+    } catch (const Json::exception& exception) {  // tells line and column
+        error = exception.what();
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> readScenarioFile(const std::string& path, std::string& error) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text(kMaxBytes + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    const auto bytes = static_cast<std::size_t>(file.gcount());
+    if (!file.is_open() || file.bad()) {
+        error = path + ": cannot be read";
+    } else if (bytes > kMaxBytes) {
+        error = path + ": is larger than 1 MB";
+    } else {
+        text.resize(bytes);
+        return text;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> ScenarioWatch::look(std::int64_t nowNs) {
+    if (nowNs < _nextLookNs) return std::nullopt;
+    _nextLookNs = nowNs + kLookNs;
+    std::string error;
+    auto text = readScenarioFile(_path, error);
+    if (!text || *text == _text) {
+        _seen.reset();
+        return std::nullopt;
+    }
+    if (_seen != text) {
+        _seen = std::move(text);
+        return std::nullopt;
+    }
+    _text = *text;
+    _seen.reset();
+    return text;
+}
+
+}  // namespace simulator

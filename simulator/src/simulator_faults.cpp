@@ -1,0 +1,179 @@
+// What the simulator does at a slot on purpose: to the ring, to time, to itself.
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+
+#include "platform.h"
+#include "simulator.h"
+
+namespace simulator {
+namespace {
+
+constexpr int kCrashed = 1;
+
+/// Before a ring is laid anew on purpose, an attached reader gets that long to take what waits: then it is known for
+/// sure which images it never saw.
+constexpr std::int64_t kDrainNs = 200'000'000;
+constexpr std::int64_t kDrainLookNs = 100'000;
+
+/// Longer than any run.
+constexpr std::int64_t kForeverNs = INT64_MAX;
+
+std::vector<Expectation> lost(const std::vector<FrameRange>& ranges) {
+    std::vector<Expectation> expectations;
+    for (const FrameRange& range : ranges) expectations.push_back({"lost", range.first, range.last, {}});
+    return expectations;
+}
+
+// First frame after `frame` that is due a time after it; without a time, its successor.
+std::uint64_t frameAfter(const PacingGrid& grid, std::uint64_t frame, std::int64_t timeNs) {
+    if (timeNs == 0) return frame + 1;
+    return std::max(grid.latestAt(grid.dueNs(frame) + timeNs - 1) + 1, frame + 1);
+}
+
+bool goesOn(FaultKind kind) {
+    return kind == FaultKind::lateAnswer || kind == FaultKind::wrongAnswer || kind == FaultKind::recreate;
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> Simulator::strikeSlots(const PacingGrid& grid, const FrameRange& frames) {
+    const std::uint64_t frame = frames.last;
+    if (!_faults) return frame;
+    for (const Strike& due : slotStrikes(frames)) {
+        _delivery.deliverHeld();
+        const auto next = strike(grid, due, frame);
+        // The first one that takes time leaves none for others.
+        if (!next || !goesOn(due.kind)) return next;
+    }
+    return frame;
+}
+
+/// Each kind once, in the order in which they take effect.
+std::vector<Strike> Simulator::slotStrikes(const FrameRange& frames) const {
+    std::vector<Strike> found;
+    for (std::uint64_t frame = frames.first; frame <= frames.last; ++frame) {
+        for (const Strike& strike : _faults->strikesAt(frame)) {
+            if (rowOf(strike.kind).ofImage) continue;
+            if (std::ranges::find(found, strike.kind, &Strike::kind) == found.end()) found.push_back(strike);
+        }
+    }
+    std::ranges::sort(found, {}, &Strike::kind);
+    return found;
+}
+
+std::optional<std::uint64_t> Simulator::strike(const PacingGrid& grid, const Strike& strike, std::uint64_t frame) {
+    switch (strike.kind) {
+        case FaultKind::lateAnswer:
+            _faults->answers()->delayNext(strike.timeNs);
+            _delivery.tellFault(strike.kind, frame, {});
+            return frame;
+        case FaultKind::wrongAnswer:
+            _faults->answers()->falsifyNext();
+            _delivery.tellFault(strike.kind, frame, {});
+            return frame;
+        case FaultKind::recreate:
+            recreate(frame);
+            return frame;
+        case FaultKind::hang:
+            hang(frame);
+            return std::nullopt;
+        case FaultKind::crash:
+            crash(frame);
+        case FaultKind::stall:
+            return stall(grid, strike, frame);
+        default:
+            return disturbRing(grid, strike, frame);
+    }
+}
+
+/// Forgets the frames that wait unread, and counts them.
+std::vector<std::uint64_t> Simulator::takeUnread() {
+    std::vector<std::uint64_t> frames = _delivery.unread();
+    _totals.unread += frames.size();
+    return frames;
+}
+
+void Simulator::drainReader() {
+    const std::int64_t endNs = platform_monotonicNanoseconds() + kDrainNs;
+    while (_ring.waiting() > 0 && _ring.readerIndex() && platform_monotonicNanoseconds() < endNs) {
+        if (!_timer.sleepUntil(platform_monotonicNanoseconds() + kDrainLookNs)) return;
+    }
+}
+
+void Simulator::recreate(std::uint64_t frame) {
+    drainReader();
+    const auto unread = rangesOf(takeUnread());
+    openRing();
+    _delivery.tellFault(FaultKind::recreate, frame, lost(unread));
+}
+
+/// Until a stop is requested.
+void Simulator::hang(std::uint64_t frame) {
+    _nextFrame = frame;
+    _delivery.tellFault(FaultKind::hang, frame,
+                        {
+                            {"stopped", frame, {}, {}}
+    });
+    _people << "dorven-simulator: hangs from frame " << frame << " on" << std::endl;
+    while (_timer.sleepUntil(kForeverNs)) {
+    }
+}
+
+void Simulator::crash(std::uint64_t frame) {
+    _delivery.tellFault(FaultKind::crash, frame,
+                        {
+                            {"stopped", frame, {}, {}}
+    });
+    std::_Exit(kCrashed);
+}
+
+/// The frames that are left out from `frame` to below `next`; fewer when the run ends before.
+FrameRange Simulator::missed(const PacingGrid& grid, std::uint64_t frame, std::uint64_t next) const {
+    std::uint64_t last = next - 1;
+    if (platform_stopRequested())
+        last = std::min(last, std::max(grid.latestAt(platform_monotonicNanoseconds()), frame));
+    if (_options.frameCount != 0) last = std::min(last, _options.frameCount - 1);
+    return {frame, last};
+}
+
+/// Makes the ring one that no reader can use, for a while.
+std::uint64_t Simulator::disturbRing(const PacingGrid& grid, const Strike& strike, std::uint64_t frame) {
+    const std::uint64_t next = frameAfter(grid, frame, strike.timeNs);
+    drainReader();
+    std::vector<FrameRange> gone = rangesOf(takeUnread());
+    if (strike.kind == FaultKind::wrongSize) {
+        _ring.layAgain(format().bytes() / 2);
+    } else {
+        _ring.spoilHeader(scatter(_faults->seed(), 1, frame));
+    }
+    _ring.wakeReader();
+    _timer.sleepUntil(grid.dueNs(next));
+    _ring.layAgain(format().bytes());
+    _delivery.ringLaid();
+    gone.push_back(missed(grid, frame, next));
+    _nextFrame = gone.back().last + 1;
+    _delivery.tellFault(strike.kind, frame, lost(gone));
+    return next;
+}
+
+std::uint64_t Simulator::stall(const PacingGrid& grid, const Strike& strike, std::uint64_t frame) {
+    const std::uint64_t next = frameAfter(grid, frame, strike.timeNs);
+    const std::int64_t endNs = grid.dueNs(frame) + strike.timeNs;
+    _timer.sleepUntil(endNs);
+    const FrameRange range = missed(grid, frame, next);
+    if (_options.late == LatePolicy::skip) {
+        _nextFrame = range.last + 1;
+        _delivery.tellFault(strike.kind, frame, lost({range}));
+        return next;
+    }
+    _stalled.emplace(next, grid);
+    const std::int64_t leastNs = endNs - grid.dueNs(range.last);
+    _delivery.tellFault(strike.kind, frame,
+                        {
+                            {"late", range.first, range.last, leastNs / 1000}
+    });
+    return frame;
+}
+
+}  // namespace simulator
