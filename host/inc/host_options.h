@@ -6,6 +6,8 @@
 #include <ostream>
 #include <string>
 
+#include "grab_limits.h"
+
 namespace host {
 
 /// Exit codes of the program.
@@ -38,6 +40,11 @@ struct HostOptions {
     double timeoutSeconds = 30.0;  // longest time without an image, or an answer
     std::string outputFolder;      // empty: nothing is saved
     std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first
+
+    // grab, verify
+    bool jsonLines = false;  // instead of json: lines while the grab runs
+    bool frames = false;     // with jsonLines: one for each image
+    Limits limits;
 };
 
 /// Reads a command line.

@@ -1,5 +1,6 @@
 #include "host.h"
 
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -8,11 +9,14 @@
 #include "call.h"
 #include "command_report.h"
 #include "grab.h"
+#include "grab_limits.h"
 #include "grab_report.h"
 #include "host_options.h"
 #include "info.h"
+#include "live_line.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "terminal.h"
 
 namespace host {
 namespace {
@@ -34,12 +38,24 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     }
     platform_installStopHandler();
     Grab grab(*device, options, std::cerr);
+    LiveLine liveLine(std::cerr, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
+    JsonLines jsonLines(std::cout, options.frames);
+    if (standardErrorIsTerminal()) grab.watch(liveLine);
+    if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
-    printTable(grab.results(), std::cerr);
-    grab.tellFindings();
+    GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
+    report.limitsBroken = brokenLimits(options.limits, report.results);
+    printTable(report.results, std::cerr);
+    tellFindings(report.findings, std::cerr);
     tellSaved(options, grab.saved());
-    if (options.json) printJson(grab.results(), std::cout);
-    return exitCode;
+    tellBrokenLimits(report.limitsBroken, std::cerr);
+    if (options.json) printJson(report, std::cout);
+    if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
+    if (!std::cout.flush()) {
+        std::cerr << "dorven-host: standard output could not be written" << std::endl;
+        return kExitFailed;
+    }
+    return exitCode == kExitDone && !report.limitsBroken.empty() ? kExitFailed : exitCode;
 }
 
 int run(PluginLibrary& library, const HostOptions& options) {

@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
+constexpr double kMaxLimit = 1e12;
 
 // A number within limits; one that is not a number (nan) is within none.
 template <typename Number>
@@ -92,6 +93,11 @@ std::string problemOfCall(const HostOptions& options) {
     return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
 
+std::string helpOf(const LimitRow& row) {
+    const char* const range = row.whole ? "0 to 2^53 " : "0 to 1e12 ";
+    return std::string(row.help) + "; " + range + row.unit + " (default: no limit)";
+}
+
 void addGrabOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(existingFile())
@@ -112,6 +118,26 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
         ->check(within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
         ->needs(output)
         ->type_name("N");
+}
+
+void addJsonLines(CLI::App& command, HostOptions& options) {
+    CLI::Option* lines = command.add_flag("--json-lines", options.jsonLines,
+                                          "Print a JSON object on standard output each second, and one at the end");
+    lines->excludes(command.get_option("--json"));
+    command.add_flag("--frames", options.frames, "With --json-lines: one for each image too")->needs(lines);
+}
+
+void addLimits(CLI::App& command, HostOptions& options) {
+    for (std::size_t index = 0; index < kLimitCount; ++index) {
+        const LimitRow& row = limitRows()[index];
+        const auto limits = row.whole
+                                ? within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction")
+                                : within(0.0, kMaxLimit, "0 to 1e12");
+        command.add_option(row.option, options.limits[index], helpOf(row))
+            ->check(limits)
+            ->type_name(row.unit)
+            ->group("Limits, exit code 1 when one is broken");
+    }
 }
 
 void addAskSnapOptions(CLI::App& command, HostOptions& options, double& timeoutSeconds) {
@@ -138,6 +164,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     CLI::App* grab = app.add_subcommand("grab", "Receive images, verify each from its pixels, measure, save");
     addCommonOptions(*grab, options);
     addGrabOptions(*grab, options);
+    addJsonLines(*grab, options);
+    addLimits(*grab, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -153,9 +181,11 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         "  dorven-host call 1008 --config camera.ini --json\n"
         "  dorven-host grab --count 300\n"
         "  dorven-host grab --config camera.ini --count 1000 --output images --every 100 --json\n"
+        "  dorven-host grab --count 1000 --max-lost 0 --max-torn 0 --max-jitter-us 500 --min-fps 99\n"
         "  dorven-host ask-snap\n"
         "\n"
-        "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image or answer in time, 4 connection to the simulator "
+        "Exit codes: 0 done, 1 failed or a limit broken, 2 wrong usage, 3 no image or answer in time, 4 connection to "
+        "the simulator "
         "lost.";
     app.footer(footer);
     info->footer(kCommandsHelp + footer);
