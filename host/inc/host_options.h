@@ -18,7 +18,7 @@ constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call, askSnap };
+    enum class Command { info, grab, call, askSnap, verify };
 
     Command command = Command::info;
     std::string pluginPath;
@@ -45,6 +45,11 @@ struct HostOptions {
     bool jsonLines = false;  // instead of json: lines while the grab runs
     bool frames = false;     // with jsonLines: one for each image
     Limits limits;
+
+    // verify
+    std::string faultLog;         // the simulator's
+    std::string findingsFile;     // empty: grab
+    bool allowExplained = false;  // findings that the simulator's notes explain are no mismatch
 };
 
 /// Reads a command line.

@@ -12,6 +12,7 @@
 #include "platform.h"
 #include "process_cpu.h"
 #include "readable_extent.h"
+#include "verify.h"
 
 namespace host {
 namespace {
@@ -47,6 +48,16 @@ std::optional<frames::ImageFormat> formatOf(const NUV::IMAGEMEMORY& record) {
 std::optional<double> percentOf(std::int64_t cpuNs, std::int64_t elapsedNs) {
     if (elapsedNs <= 0) return std::nullopt;
     return static_cast<double>(cpuNs) / static_cast<double>(elapsedNs) * 100.0;
+}
+
+ImageCheckSettings checkSettings(const HostOptions& options, std::int64_t startNs) {
+    ImageCheckSettings settings{startNs, latencyLimitNs(options.limits)};
+    if (options.command == HostOptions::Command::verify) {
+        const auto fromNs = static_cast<std::int64_t>(kVerifyLateFromUs * 1000.0);
+        settings.lateFromNs = std::min(settings.lateFromNs.value_or(fromNs), fromNs);
+        settings.capacity = kVerifyFindings;
+    }
+    return settings;
 }
 
 bool makeFolder(const std::string& folder, std::string& error) {
@@ -130,8 +141,7 @@ bool Grab::start() {
     _startCpuNs = _lookCpuNs = processCpuNanoseconds();
     {
         const std::lock_guard lock(_mutex);
-        ImageCheckSettings settings{nowNs, latencyLimitNs(_options.limits)};
-        _statistics = std::make_unique<GrabStatistics>(settings);
+        _statistics = std::make_unique<GrabStatistics>(checkSettings(_options, nowNs));
         for (const GrabObserver* const observer : _observers) _keepRows = _keepRows || observer->wantsFrames();
     }
     _lastImageNs = nowNs;

@@ -1,7 +1,6 @@
 #include "grab_report.h"
 
-#include <nlohmann/json.hpp>
-
+#include "grab_json.h"
 #include "platform.h"
 
 namespace host {
@@ -63,15 +62,6 @@ void addMeasures(Json& object, const GrabResults& results) {
     for (const MeasureRow& row : kMeasures) object[row.key] = orNull(results.*row.value);
 }
 
-Json jsonOf(const Finding& finding) {
-    Json object;
-    object["finding"] = findingName(finding.kind);
-    object["first"] = finding.frames.first;
-    if (finding.kind != FindingKind::stopped) object["last"] = finding.frames.last;
-    if (finding.latencyUs) object["latency_us"] = *finding.latencyUs;
-    return object;
-}
-
 Json jsonOf(const BrokenLimit& limit) {
     Json object;
     object["option"] = limit.row->option;
@@ -92,11 +82,27 @@ void addReport(Json& object, const GrabReport& report) {
     object["limits_broken"] = Json::array();
     for (const BrokenLimit& limit : report.limitsBroken) object["limits_broken"].push_back(jsonOf(limit));
     object["findings"] = Json::array();
-    for (const Finding& finding : report.findings.kept()) object["findings"].push_back(jsonOf(finding));
+    for (const Finding& finding : report.findings.kept()) object["findings"].push_back(findingJson(finding));
     object["findings_omitted"] = report.findings.omitted();
 }
 
 }  // namespace
+
+Json findingJson(const Finding& finding) {
+    Json object;
+    object["finding"] = findingName(finding.kind);
+    object["first"] = finding.frames.first;
+    if (finding.kind != FindingKind::stopped) object["last"] = finding.frames.last;
+    if (finding.latencyUs) object["latency_us"] = *finding.latencyUs;
+    return object;
+}
+
+Json grabJson(const GrabReport& report) {
+    Json object;
+    object["schema"] = kJsonSchema;
+    addReport(object, report);
+    return object;
+}
 
 void printTable(const GrabResults& results, std::ostream& stream) {
     char line[100];
@@ -116,12 +122,7 @@ void printTable(const GrabResults& results, std::ostream& stream) {
     stream << std::flush;
 }
 
-void printJson(const GrabReport& report, std::ostream& stream) {
-    Json object;
-    object["schema"] = kJsonSchema;
-    addReport(object, report);
-    stream << object.dump() << std::endl;
-}
+void printJson(const GrabReport& report, std::ostream& stream) { stream << grabJson(report).dump() << std::endl; }
 
 void JsonLines::onSecond(const SecondNumbers& numbers) {
     Json object;

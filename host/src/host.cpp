@@ -17,6 +17,7 @@
 #include "platform.h"
 #include "plugin_library.h"
 #include "terminal.h"
+#include "verify.h"
 
 namespace host {
 namespace {
@@ -29,13 +30,30 @@ void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome) {
     std::cerr << std::endl;
 }
 
-int grab(PluginLibrary& library, const HostOptions& options) {
+NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
     library.enumerate();
-    NUV::PluginDeviceBase* device = library.device(0);
-    if (!device) {
-        std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
-        return kExitFailed;
-    }
+    NUV::PluginDeviceBase* const device = library.device(0);
+    if (!device) std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+    return device;
+}
+
+bool flushData() {
+    if (std::cout.flush()) return true;
+    std::cerr << "dorven-host: standard output could not be written" << std::endl;
+    return false;
+}
+
+int verify(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* const device = firstDevice(library);
+    if (!device) return kExitFailed;
+    platform_installStopHandler();
+    const int exitCode = verifyGrab(*device, options, std::cout, std::cerr);
+    return flushData() ? exitCode : kExitFailed;
+}
+
+int grab(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* const device = firstDevice(library);
+    if (!device) return kExitFailed;
     platform_installStopHandler();
     Grab grab(*device, options, std::cerr);
     LiveLine liveLine(std::cerr, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
@@ -51,10 +69,7 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     tellBrokenLimits(report.limitsBroken, std::cerr);
     if (options.json) printJson(report, std::cout);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
-    if (!std::cout.flush()) {
-        std::cerr << "dorven-host: standard output could not be written" << std::endl;
-        return kExitFailed;
-    }
+    if (!flushData()) return kExitFailed;
     return exitCode == kExitDone && !report.limitsBroken.empty() ? kExitFailed : exitCode;
 }
 
@@ -62,6 +77,8 @@ int run(PluginLibrary& library, const HostOptions& options) {
     switch (options.command) {
         case HostOptions::Command::grab:
             return grab(library, options);
+        case HostOptions::Command::verify:
+            return verify(library, options);
         case HostOptions::Command::call:
             return callCommand(library, options, std::cout, std::cerr);
         case HostOptions::Command::info:
@@ -81,6 +98,10 @@ int hostMain(int argc, const char* const* argv) {
         if (options.command == HostOptions::Command::askSnap) {
             platform_installStopHandler();
             return askSnap(options, std::cout, std::cerr);
+        }
+        if (!options.findingsFile.empty()) {
+            const int exitCode = verifySaved(options, std::cout, std::cerr);
+            return flushData() ? exitCode : kExitFailed;
         }
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);

@@ -140,6 +140,31 @@ void addLimits(CLI::App& command, HostOptions& options) {
     }
 }
 
+constexpr const char* kVerifyHelp =
+    "The simulator writes the log with --fault-log. Each fault in it names what a host must find; each finding of the\n"
+    "grab must have been injected. What the host could not see does not count: frames before the first and behind the\n"
+    "last one that came since the grab began, and images that waited in the ring from before. A stop (crash, hang) is\n"
+    "found when no image came for --timeout, or the camera began to fake images. Lateness that was not injected\n"
+    "counts with --max-latency-us alone.\n"
+    "\n";
+
+// After the options of a grab, none of which goes with --findings.
+void addVerifyOptions(CLI::App& command, HostOptions& options) {
+    const auto grabOptions = command.get_options();
+    command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab")
+        ->required()
+        ->type_name("FILE");
+    CLI::Option* findings = command.add_option("--findings", options.findingsFile,
+                                               "Do not grab: compare what grab --json or --json-lines printed into "
+                                               "that file; lateness then counts when it was given --max-latency-us");
+    findings->check(existingFile())->type_name("FILE");
+    for (CLI::Option* option : grabOptions)
+        if (!option->check_lname("help") && !option->check_lname("json")) findings->excludes(option);
+    command.add_flag("--allow-explained", options.allowExplained,
+                     "Findings that the simulator's log explains as not injected (the ring was full, the simulator was "
+                     "too late) are no mismatch");
+}
+
 void addAskSnapOptions(CLI::App& command, HostOptions& options, double& timeoutSeconds) {
     command.add_flag("--json", options.json, "Print one flat JSON object on standard output");
     command
@@ -166,6 +191,12 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     addGrabOptions(*grab, options);
     addJsonLines(*grab, options);
     addLimits(*grab, options);
+    CLI::App* verify = app.add_subcommand("verify", "Grab, and compare what was found with the simulator's fault log");
+    addCommonOptions(*verify, options);
+    addGrabOptions(*verify, options);
+    addJsonLines(*verify, options);
+    addLimits(*verify, options);
+    addVerifyOptions(*verify, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -182,6 +213,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         "  dorven-host grab --count 300\n"
         "  dorven-host grab --config camera.ini --count 1000 --output images --every 100 --json\n"
         "  dorven-host grab --count 1000 --max-lost 0 --max-torn 0 --max-jitter-us 500 --min-fps 99\n"
+        "  dorven-host verify --fault-log faults.jsonl --count 1000\n"
         "  dorven-host ask-snap\n"
         "\n"
         "Exit codes: 0 done, 1 failed or a limit broken, 2 wrong usage, 3 no image or answer in time, 4 connection to "
@@ -191,6 +223,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     info->footer(kCommandsHelp + footer);
     call->footer(kCallHelp + footer);
     grab->footer(footer);
+    verify->footer(kVerifyHelp + footer);
     askSnap->footer(kAskSnapHelp + footer);
     try {
         app.parse(argc, argv);
@@ -198,7 +231,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         return app.exit(error, data, people) == 0 ? kExitDone : kExitWrongUsage;
     }
     if (app.get_subcommands().empty()) {
-        people << "A subcommand is required: info, grab, call or ask-snap\nRun with --help for more information.\n";
+        people << "A subcommand is required: info, grab, verify, call or ask-snap\nRun with --help for more "
+                  "information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {
@@ -206,6 +240,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         options.timeoutSeconds = askTimeoutSeconds;
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
+    if (verify->parsed()) options.command = HostOptions::Command::verify;
     if (call->parsed()) {
         options.command = HostOptions::Command::call;
         options.open = options.open || !options.configFile.empty();

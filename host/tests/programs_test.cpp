@@ -148,7 +148,9 @@ TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
         object = nlohmann::json::parse(line, nullptr, false);
         ASSERT_TRUE(object.is_object()) << line;
         EXPECT_EQ(object["schema"], 1);
-        if (object["event"] == "frame") EXPECT_EQ(object["image"], events["frame"]);
+        if (object["event"] == "frame") {
+            EXPECT_EQ(object["image"], events["frame"]);
+        }
         if (object["event"] == "second") inSeconds += object["images"].get<int>();
         ++events[object["event"]];
     }
