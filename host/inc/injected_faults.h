@@ -41,14 +41,16 @@ struct FaultLog {
 };
 
 constexpr std::size_t kMaxFaultLogLine = 65'536;  // bytes
-constexpr std::uint64_t kMaxFaultLogBytes = std::uint64_t{1} << 30;
+constexpr std::uint64_t kMaxFaultLogMegabytes = 1024;
 
 /// Reads a log, which may still be growing.
 ///
-/// @param path  For messages.
-/// @param log   Set on success alone.
-/// @return      false, with file, line and reason, when it is no such log.
-bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, std::string& error);
+/// @param path       For messages.
+/// @param log        Set on success alone.
+/// @param megabytes  A longer log (of 2^20 bytes each) is refused.
+/// @return           false, with file, line and reason, when it is no such log.
+bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, std::string& error,
+                  std::uint64_t megabytes = kMaxFaultLogMegabytes);
 
 /// Opens and reads it.
 bool readFaultLog(const std::string& path, FaultLog& log, std::string& error);

@@ -123,7 +123,8 @@ LineEnd nextLine(std::istream& stream, std::string& text) {
 
 }  // namespace
 
-bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, std::string& error) {
+bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, std::string& error,
+                  std::uint64_t megabytes) {
     Reader reader;
     std::string text;
     std::uint64_t lineNumber = 1;
@@ -138,7 +139,7 @@ bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, 
         if (end == LineEnd::none) break;
         if (end == LineEnd::tooLong) return fail("is longer than " + std::to_string(kMaxFaultLogLine) + " bytes");
         bytes += text.size() + 1;
-        if (bytes > kMaxFaultLogBytes) return fail("the log is larger than 1 GiB");
+        if (bytes > megabytes << 20) return fail("the log is larger than " + std::to_string(megabytes) + " MiB");
         reader.log.lines = lineNumber;
         try {
             reader.takeLine(text, lineNumber);
