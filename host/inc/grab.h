@@ -8,8 +8,10 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "PluginDeviceBase.h"
+#include "grab_observer.h"
 #include "grab_statistics.h"
 #include "host_options.h"
 #include "image_saver.h"
@@ -31,10 +33,19 @@ public:
     /// @return  Exit code.
     int run();
 
+    /// Has an observer told while the grab runs. Before run(). @param observer  Outlives the grab.
+    void watch(GrabObserver& observer) { _observers.push_back(&observer); }
+
     GrabResults results() const;
 
-    /// What the sequence and the tearing checks found, one line each; nothing when all is well.
-    void tellFindings() const;
+    /// What was found in the images, sorted by frame number.
+    FindingList findings() const;
+
+    /// Why the grab ended: "count", "stop", "no_image", "connection_lost" or "failed".
+    const char* end() const { return _end; }
+
+    /// Images that no observer was told of, since it was too slow for them.
+    std::uint64_t framesOmitted() const;
 
     /// Outcome of saving; all zero when nothing was to be saved.
     ImageSaver::Outcome saved() const;
@@ -49,7 +60,10 @@ private:
     bool start();
     void stop();
     int waitForEnd();
-    void tellProgress();
+    int tellEnd(bool imageCame);
+    void tellSecond(std::int64_t nowNs);
+    void tellFrames();
+    void keepRow(const ReceivedImage& image, const GrabStatistics::Told& told);
     bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
                  NUV::PluginInterfaceReturnBase* result);
     frames::ImageView viewOf(const NUV::IMAGEMEMORY& record, std::int64_t nowNs);
@@ -62,11 +76,21 @@ private:
     std::unique_ptr<ImageSaver> _saver;
     std::atomic<State> _state{State::running};
     std::atomic<std::int64_t> _lastImageNs{0};
+    const char* _end = "failed";
+    std::vector<GrabObserver*> _observers;
+    IntervalSamples _spareInterval;  // the main thread's, exchanged for the callback's once a second
+    std::vector<FrameRow> _spareRows;
+    std::int64_t _startNs = 0, _startCpuNs = 0;  // when the grab began
+    std::int64_t _lookNs = 0, _lookCpuNs = 0;    // at the last look
+    std::int64_t _endNs = 0, _endCpuNs = 0;
     // Memory that was last seen to be readable; the callback's own.
     std::uintptr_t _extentBegin = 0, _extentEnd = 0;
     std::int64_t _extentSeenNs = 0;
     mutable std::mutex _mutex;  // guards what follows: the callback writes, the main thread reads
     std::unique_ptr<GrabStatistics> _statistics;
+    bool _keepRows = false;
+    std::vector<FrameRow> _rows;  // that observers do not know yet
+    std::uint64_t _framesOmitted = 0;
     std::string _callbackError;
 };
 

@@ -2,7 +2,13 @@
 #pragma once
 
 #include <ostream>
+#include <span>
+#include <string>
+#include <vector>
 
+#include "findings.h"
+#include "grab_limits.h"
+#include "grab_observer.h"
 #include "grab_statistics.h"
 
 namespace host {
@@ -13,7 +19,35 @@ constexpr int kJsonSchema = 1;
 /// One line per number, with its unit; "-" where nothing was measured.
 void printTable(const GrabResults& results, std::ostream& stream);
 
-/// One flat object on one line. Numbers that were not measured are null.
-void printJson(const GrabResults& results, std::ostream& stream);
+/// What the JSON of a whole grab tells.
+struct GrabReport {
+    GrabResults results;
+    std::string end;  // why it ended: "count", "stop", "no_image", "connection_lost", "failed"
+    std::vector<BrokenLimit> limitsBroken;
+    FindingList findings{0};
+};
+
+/// One object on one line. Numbers that were not measured are null.
+void printJson(const GrabReport& report, std::ostream& stream);
+
+/// The JSON of a grab, line by line while it runs: an object for each second and, if wanted, for each image. Each line
+/// has a key "event".
+class JsonLines : public GrabObserver {
+public:
+    JsonLines(std::ostream& data, bool frames) : _data(data), _frames(frames) {}
+
+    void onSecond(const SecondNumbers& numbers) override;
+    bool wantsFrames() const override { return _frames; }
+    void onFrames(std::span<const FrameRow> rows) override;
+
+    /// The last line: printJson's object with the event "end".
+    /// @param framesOmitted  Images that no line tells of.
+    void printEnd(const GrabReport& report, std::uint64_t framesOmitted);
+
+private:
+    std::ostream& _data;
+    bool _frames;
+    GrabResults _before;  // totals at the last look
+};
 
 }  // namespace host

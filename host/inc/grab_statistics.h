@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
-#include "inspection.h"
-#include "sequence_check.h"
+#include "image_check.h"
+#include "received_image.h"
+#include "time_histogram.h"
 
 namespace host {
 
@@ -21,52 +21,79 @@ struct GrabResults {
     std::uint64_t lost = 0;
     std::uint64_t repeated = 0;
     std::uint64_t reordered = 0;
+    std::uint64_t stale = 0;
+    std::uint64_t format = 0;
+    std::uint64_t counter = 0;
+    std::uint64_t timeBack = 0;
+    std::uint64_t late = 0;
+    std::uint64_t stopped = 0;
+    std::uint64_t restarts = 0;     // how often the simulator began anew
     std::optional<double> fpsMean;  // images per second
     std::optional<double> periodP50Us, periodP99Us, periodMaxUs;
-    std::optional<double> latencyP50Us, latencyP99Us;
-    std::optional<double> mbPerS;  // 10^6 bytes of pixels per second
+    std::optional<double> jitterP99Us;  // distance from periodP50Us within which 99 of 100 periods lie
+    std::optional<double> latencyP50Us, latencyP99Us, latencyMaxUs;
+    std::optional<double> mbPerS;      // 10^6 bytes of pixels per second
+    std::optional<double> cpuPercent;  // of one core, by this process
+    std::optional<double> durationS;   // from the start to the last look
+    std::optional<double> lateFromUs;  // least latency that counted as late
+    std::optional<FrameRange> sight;   // smallest and greatest frame number that came since the grab began
 };
 
-/// Smallest value that at least that share of all values does not exceed. Reorders them.
-/// @param share  0 … 1.   @return none when there are no values.
-std::optional<double> percentile(std::vector<double>& values, double share);
+/// What arrived since somebody last took it.
+struct IntervalSamples {
+    TimeHistogram periods;
+    TimeHistogram latencies;
+    std::uint64_t images = 0;
+    std::uint64_t bytes = 0;
+
+    void clear();
+
+    /// Percentiles and rates alone. @param seconds  Length of the interval.
+    GrabResults measures(double seconds) const;
+};
 
 /// Collects images as they arrive. The caller sees to it that one thread at a time calls.
 class GrabStatistics {
 public:
-    /// @param startNs  When the grab began. Images that were complete earlier waited in the ring from before: they are
-    ///                 counted, but their latency and the gap behind them tell nothing about this grab.
-    explicit GrabStatistics(std::int64_t startNs) : _startNs(startNs) {}
+    /// Images that were complete before the grab began waited in the ring from before: they are counted, but their
+    /// latency and the gap behind them tell nothing about this grab.
+    explicit GrabStatistics(const ImageCheckSettings& settings);
 
-    /// @param arrivalNs  When the callback was entered, on the machine's monotonic clock.
-    void add(const frames::Inspection& inspection, std::size_t bytes, std::int64_t arrivalNs);
+    /// What an image told about itself and its arrival.
+    struct Told {
+        std::optional<std::uint64_t> number;
+        std::optional<std::int64_t> periodNs;  // since the image before it arrived; none for the first one
+        std::optional<std::int64_t> latencyNs;
+    };
+    Told add(const ReceivedImage& image);
 
+    /// No image comes any more (ImageCheck::stopped).
+    void stopped() { _check.stopped(); }
+
+    /// Percentiles are of all images.
     GrabResults results() const;
 
-    /// Counts and mean rates alone: results() without its ranking of all samples.
+    /// Counts and mean rates alone: results() without its walk through the distributions.
     GrabResults counts() const;
+
+    /// Exchanges what arrived since the last exchange for empty samples, in a moment.
+    void exchangeInterval(IntervalSamples& empty) { std::swap(_interval, empty); }
 
     std::uint64_t images() const { return _counts.images; }
     std::uint64_t simulated() const { return _counts.simulated; }
-
-    /// Numbers of the torn frames, the first hundred of them.
-    const std::vector<std::uint64_t>& tornFrames() const { return _tornFrames; }
-    const SequenceCheck& sequence() const { return _sequence; }
+    const ImageCheck& check() const { return _check; }
 
 private:
-    void addStrip(const frames::Strip& strip, std::int64_t arrivalNs);
+    void countKind(frames::ImageKind kind);
 
-    std::int64_t _startNs;
     GrabResults _counts;  // the four kinds and their sum; the rest is made in results()
-    SequenceCheck _sequence;
-    std::vector<std::uint64_t> _tornFrames;
-    std::vector<double> _periodsUs;    // the latest kMaxSamples, oldest overwritten first
-    std::vector<double> _latenciesUs;  // likewise
-    std::uint64_t _latencyCount = 0;
+    ImageCheck _check;
+    TimeHistogram _periods;
+    TimeHistogram _latencies;
+    IntervalSamples _interval;
     std::int64_t _firstArrivalNs = 0;
     std::int64_t _lastArrivalNs = 0;
     std::uint64_t _bytesAfterFirst = 0;
-    double _periodMaxUs = 0;
 };
 
 }  // namespace host

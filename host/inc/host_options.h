@@ -6,6 +6,8 @@
 #include <ostream>
 #include <string>
 
+#include "grab_limits.h"
+
 namespace host {
 
 /// Exit codes of the program.
@@ -16,7 +18,7 @@ constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call, askSnap };
+    enum class Command { info, grab, call, askSnap, verify };
 
     Command command = Command::info;
     std::string pluginPath;
@@ -38,6 +40,16 @@ struct HostOptions {
     double timeoutSeconds = 30.0;  // longest time without an image, or an answer
     std::string outputFolder;      // empty: nothing is saved
     std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first
+
+    // grab, verify
+    bool jsonLines = false;  // instead of json: lines while the grab runs
+    bool frames = false;     // with jsonLines: one for each image
+    Limits limits;
+
+    // verify
+    std::string faultLog;         // the simulator's
+    std::string findingsFile;     // empty: grab
+    bool allowExplained = false;  // findings that the simulator's notes explain are no mismatch
 };
 
 /// Reads a command line.

@@ -5,15 +5,27 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <vector>
+
+#include "frame_range.h"
 
 namespace host {
 
-/// Watches the frame numbers of one grab in the order of their arrival.
+/// How a frame's number follows those before it.
+enum class Follows {
+    first,      // nothing came before it
+    anew,       // the simulator began anew with it
+    ahead,      // it is the greatest so far, with or without a gap before it
+    repeated,   // its number had come already
+    reordered,  // a greater number had come already, its own had not
+};
+
+/// Watches the frame numbers of one grab in the order of their arrival, in bounded memory.
 class SequenceCheck {
 public:
     /// Takes the next frame. The first one, and the first after the simulator began anew (a smaller number with a
     /// later time stamp), begin a sequence.
-    void add(std::uint64_t frameNumber, std::uint64_t timeStampNs);
+    Follows add(std::uint64_t frameNumber, std::uint64_t timeStampNs);
 
     /// Numbers that were left out and did not come later.
     std::uint64_t lost() const { return _lost; }
@@ -22,17 +34,28 @@ public:
     /// Frames that came behind one with a greater number.
     std::uint64_t reordered() const { return _reordered; }
 
-    /// Ranges of lost numbers, first to last, since the simulator began anew.
+    /// Ranges of lost numbers, first to last, since the simulator began anew: the latest hundred thousand. A frame that
+    /// comes late out of an older one counts as repeated and its number as lost.
     const std::map<std::uint64_t, std::uint64_t>& missing() const { return _missing; }
+
+    /// Ranges before those, in the order in which they were lost: the first hundred thousand.
+    const std::vector<FrameRange>& settled() const { return _settled; }
+    /// Ranges, and frames in them, that neither of both holds.
+    std::uint64_t omittedRanges() const { return _omittedRanges; }
+    std::uint64_t omittedFrames() const { return _omittedFrames; }
 
 private:
     void beginSequence(std::uint64_t frameNumber);
-    void addLate(std::uint64_t frameNumber);
+    Follows addLate(std::uint64_t frameNumber);
+    void settle(const FrameRange& range);
 
     std::optional<std::uint64_t> _greatest;  // number in the present sequence
     std::uint64_t _first = 0;
     std::uint64_t _latestTimeStampNs = 0;
     std::map<std::uint64_t, std::uint64_t> _missing;
+    std::vector<FrameRange> _settled;
+    std::uint64_t _omittedRanges = 0;
+    std::uint64_t _omittedFrames = 0;
     std::uint64_t _lost = 0;
     std::uint64_t _repeated = 0;
     std::uint64_t _reordered = 0;

@@ -8,16 +8,18 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "grab_limits.h"
 #include "platform.h"
+#include "process_cpu.h"
 #include "readable_extent.h"
-#include "terminal.h"
+#include "verify.h"
 
 namespace host {
 namespace {
 
 constexpr std::int64_t kPollNs = 20'000'000;       // how often the main thread looks
-constexpr std::int64_t kProgressNs = 500'000'000;  // between two progress lines
-constexpr int kMaxToldRanges = 100;                // of lost frames
+constexpr std::int64_t kSecondNs = 1'000'000'000;  // between two looks of the observers
+constexpr std::size_t kMaxRows = 65'536;           // images that wait for an observer at most
 constexpr std::size_t kSaveQueue = 16;             // images that wait for the disk at most
 constexpr std::int64_t kExtentNs = 100'000'000;    // for which a mapping is taken to stay as it was seen
 constexpr std::size_t kMaxImageBytes = std::size_t{1} << 40;
@@ -41,6 +43,21 @@ std::optional<frames::ImageFormat> formatOf(const NUV::IMAGEMEMORY& record) {
         if (factor > 0) room /= factor;
     }
     return frames::ImageFormat{record.width, record.height, bytesPerPixel};
+}
+
+std::optional<double> percentOf(std::int64_t cpuNs, std::int64_t elapsedNs) {
+    if (elapsedNs <= 0) return std::nullopt;
+    return static_cast<double>(cpuNs) / static_cast<double>(elapsedNs) * 100.0;
+}
+
+ImageCheckSettings checkSettings(const HostOptions& options, std::int64_t startNs) {
+    ImageCheckSettings settings{startNs, latencyLimitNs(options.limits)};
+    if (options.command == HostOptions::Command::verify) {
+        const auto fromNs = static_cast<std::int64_t>(kVerifyLateFromUs * 1000.0);
+        settings.lateFromNs = std::min(settings.lateFromNs.value_or(fromNs), fromNs);
+        settings.capacity = kVerifyFindings;
+    }
+    return settings;
 }
 
 bool makeFolder(const std::string& folder, std::string& error) {
@@ -78,6 +95,12 @@ int Grab::run() {
         throw;
     }
     stop();
+    _endNs = platform_monotonicNanoseconds();
+    _endCpuNs = processCpuNanoseconds();
+    tellFrames();
+    tellSecond(_endNs);
+    for (GrabObserver* const observer : _observers) observer->onEnd();
+    exitCode = tellEnd(exitCode != kExitNoImage);
     if (_saver) _saver->finish();
     if (saved().failed > 0) {
         _people << "dorven-host: " << saved().firstError << std::endl;
@@ -114,9 +137,12 @@ bool Grab::open() {
 
 bool Grab::start() {
     const std::int64_t nowNs = platform_monotonicNanoseconds();
+    _startNs = _lookNs = nowNs;
+    _startCpuNs = _lookCpuNs = processCpuNanoseconds();
     {
         const std::lock_guard lock(_mutex);
-        _statistics = std::make_unique<GrabStatistics>(nowNs);
+        _statistics = std::make_unique<GrabStatistics>(checkSettings(_options, nowNs));
+        for (const GrabObserver* const observer : _observers) _keepRows = _keepRows || observer->wantsFrames();
     }
     _lastImageNs = nowNs;
     NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
@@ -133,55 +159,72 @@ void Grab::stop() {
     command(kRemoveCallback, "remove the callback", nullptr, &status);
 }
 
+// Done, or no image in time.
 int Grab::waitForEnd() {
     const auto timeoutNs = static_cast<std::int64_t>(_options.timeoutSeconds * 1e9);
-    const bool terminal = standardErrorIsTerminal();
-    std::int64_t nextProgressNs = platform_monotonicNanoseconds() + kProgressNs;
-    int exitCode = kExitDone;
     // A requested stop ends the sleep, and so the grab.
     while (_state == State::running && platform_sleepUntil(platform_monotonicNanoseconds() + kPollNs)) {
         const std::int64_t nowNs = platform_monotonicNanoseconds();
-        if (nowNs - _lastImageNs > timeoutNs) {
-            exitCode = kExitNoImage;
-            break;
-        }
-        if (terminal && nowNs >= nextProgressNs) {
-            tellProgress();
-            nextProgressNs += kProgressNs;
-        }
+        if (nowNs - _lastImageNs > timeoutNs) return kExitNoImage;
+        tellFrames();
+        if (nowNs - _lookNs >= kSecondNs) tellSecond(nowNs);
     }
-    if (terminal) _people << "\r\x1B[K" << std::flush;
+    return kExitDone;
+}
+
+int Grab::tellEnd(bool imageCame) {
+    const std::lock_guard lock(_mutex);
     if (_state == State::connectionLost) {
         _people << "dorven-host: the connection to the simulator was lost: the camera fakes images now" << std::endl;
+        _statistics->stopped();
+        _end = "connection_lost";
         return kExitConnectionLost;
     }
     if (_state == State::callbackFailed) {
-        const std::lock_guard lock(_mutex);
         _people << "dorven-host: an image could not be handled: " << _callbackError << std::endl;
         return kExitFailed;
     }
-    if (exitCode == kExitNoImage)
+    if (!imageCame) {
         _people << "dorven-host: no image came for " << _options.timeoutSeconds
                 << " s; another host may hold the camera's images, or one was killed: restart the simulator"
                 << std::endl;
-    return exitCode;
+        _statistics->stopped();
+        _end = "no_image";
+        return kExitNoImage;
+    }
+    _end = _state == State::complete ? "count" : "stop";
+    return kExitDone;
 }
 
-void Grab::tellProgress() {
-    GrabResults now;
+void Grab::tellSecond(std::int64_t nowNs) {
+    if (_observers.empty()) return;
+    SecondNumbers numbers;
+    _spareInterval.clear();
     {
-        const std::lock_guard lock(_mutex);  // only counts: the callback must not wait for samples to be ranked
-        now = _statistics->counts();
+        const std::lock_guard lock(_mutex);  // for a moment: the callback must not wait for the numbers to be made
+        _statistics->exchangeInterval(_spareInterval);
+        numbers.totals = _statistics->counts();
     }
-    _people << '\r' << now.images;
-    if (_options.imageCount != 0) _people << " of " << _options.imageCount;
-    _people << " images";
-    if (now.fpsMean) {
-        char rate[40];
-        platform_format(rate, sizeof rate, ", %.1f/s", *now.fpsMean);
-        _people << rate;
+    const std::int64_t cpuNs = processCpuNanoseconds();
+    numbers.elapsedS = static_cast<double>(nowNs - _startNs) / 1e9;
+    numbers.lengthS = static_cast<double>(nowNs - _lookNs) / 1e9;
+    numbers.second = _spareInterval.measures(numbers.lengthS);
+    numbers.second.cpuPercent = percentOf(cpuNs - _lookCpuNs, nowNs - _lookNs);
+    _lookNs = nowNs;
+    _lookCpuNs = cpuNs;
+    for (GrabObserver* const observer : _observers) observer->onSecond(numbers);
+}
+
+void Grab::tellFrames() {
+    if (!_keepRows) return;
+    _spareRows.clear();
+    {
+        const std::lock_guard lock(_mutex);
+        std::swap(_rows, _spareRows);
     }
-    _people << ", lost " << now.lost << ", torn " << now.torn << ", faked " << now.faked << "\x1B[K" << std::flush;
+    if (_spareRows.empty()) return;
+    for (GrabObserver* const observer : _observers)
+        if (observer->wantsFrames()) observer->onFrames(_spareRows);
 }
 
 bool Grab::command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
@@ -238,7 +281,9 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const std::lock_guard lock(_mutex);
     const std::uint64_t number = _statistics->images();
     if (_saver && image.pixels && number % _options.saveEvery == 0) _saver->offer(image, number);
-    _statistics->add(inspection, image.format.bytes(), arrivalNs);
+    const ReceivedImage received{inspection, image.format, record.imageCounter, record.timeStamp, arrivalNs};
+    const GrabStatistics::Told told = _statistics->add(received);
+    if (_keepRows) keepRow(received, told);
     _lastImageNs = arrivalNs;
     if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
         _state = State::connectionLost;
@@ -247,31 +292,43 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     }
 }
 
-GrabResults Grab::results() const {
-    const std::lock_guard lock(_mutex);
-    return _statistics ? _statistics->results() : GrabResults{};
+void Grab::keepRow(const ReceivedImage& image, const GrabStatistics::Told& told) {
+    if (_rows.size() >= kMaxRows) {
+        ++_framesOmitted;
+        return;
+    }
+    FrameRow row;
+    row.image = _statistics->images() - 1;
+    row.kind = image.inspection.kind;
+    row.number = told.number;
+    if (image.inspection.strip) row.timeStampNs = image.inspection.strip->timeStampNs;
+    row.counter = image.counter;
+    row.recordTimeStampUs = image.timeStampUs;
+    row.arrivalNs = image.arrivalNs;
+    row.periodNs = told.periodNs;
+    row.latencyNs = told.latencyNs;
+    _rows.push_back(row);
 }
 
-void Grab::tellFindings() const {
+GrabResults Grab::results() const {
     const std::lock_guard lock(_mutex);
-    if (!_statistics) return;
-    if (!_statistics->tornFrames().empty()) {
-        _people << "torn frames:";
-        for (const std::uint64_t frame : _statistics->tornFrames()) _people << ' ' << frame;
-        _people << std::endl;
+    if (!_statistics) return {};
+    GrabResults results = _statistics->results();
+    if (_endNs > _startNs) {
+        results.durationS = static_cast<double>(_endNs - _startNs) / 1e9;
+        results.cpuPercent = percentOf(_endCpuNs - _startCpuNs, _endNs - _startNs);
     }
-    if (_statistics->sequence().lost() == 0) return;
-    _people << "lost frames:";
-    std::uint64_t told = 0;
-    int ranges = 0;
-    for (const auto& [first, last] : _statistics->sequence().missing()) {
-        if (++ranges > kMaxToldRanges) break;
-        _people << ' ' << first;
-        if (last != first) _people << '-' << last;
-        told += last - first + 1;
-    }
-    if (told < _statistics->sequence().lost()) _people << " and " << _statistics->sequence().lost() - told << " more";
-    _people << std::endl;
+    return results;
+}
+
+FindingList Grab::findings() const {
+    const std::lock_guard lock(_mutex);
+    return _statistics ? _statistics->check().findings() : FindingList(0);
+}
+
+std::uint64_t Grab::framesOmitted() const {
+    const std::lock_guard lock(_mutex);
+    return _framesOmitted;
 }
 
 ImageSaver::Outcome Grab::saved() const { return _saver ? _saver->outcome() : ImageSaver::Outcome{}; }

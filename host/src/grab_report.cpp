@@ -1,11 +1,12 @@
 #include "grab_report.h"
 
-#include <nlohmann/json.hpp>
-
+#include "grab_json.h"
 #include "platform.h"
 
 namespace host {
 namespace {
+
+using Json = nlohmann::ordered_json;
 
 struct CountRow {
     const char* key;
@@ -29,19 +30,79 @@ constexpr CountRow kCounts[] = {
     {"repeated",   "repeated",   &GrabResults::repeated  },
     {"reordered",  "reordered",  &GrabResults::reordered },
     {"torn",       "torn",       &GrabResults::torn      },
+    {"stale",      "stale",      &GrabResults::stale     },
+    {"format",     "format",     &GrabResults::format    },
+    {"counter",    "counter",    &GrabResults::counter   },
+    {"time_back",  "time back",  &GrabResults::timeBack  },
+    {"late",       "late",       &GrabResults::late      },
+    {"stopped",    "stopped",    &GrabResults::stopped   },
+    {"restarts",   "restarts",   &GrabResults::restarts  },
 };
 
 constexpr MeasureRow kMeasures[] = {
-    {"fps_mean",       "mean rate",   "images/s", &GrabResults::fpsMean     },
-    {"period_p50_us",  "period p50",  "us",       &GrabResults::periodP50Us },
-    {"period_p99_us",  "period p99",  "us",       &GrabResults::periodP99Us },
-    {"period_max_us",  "period max",  "us",       &GrabResults::periodMaxUs },
-    {"latency_p50_us", "latency p50", "us",       &GrabResults::latencyP50Us},
-    {"latency_p99_us", "latency p99", "us",       &GrabResults::latencyP99Us},
-    {"mb_per_s",       "data rate",   "MB/s",     &GrabResults::mbPerS      },
+    {"fps_mean",       "mean rate",   "images/s",    &GrabResults::fpsMean     },
+    {"period_p50_us",  "period p50",  "us",          &GrabResults::periodP50Us },
+    {"period_p99_us",  "period p99",  "us",          &GrabResults::periodP99Us },
+    {"period_max_us",  "period max",  "us",          &GrabResults::periodMaxUs },
+    {"jitter_p99_us",  "jitter p99",  "us",          &GrabResults::jitterP99Us },
+    {"latency_p50_us", "latency p50", "us",          &GrabResults::latencyP50Us},
+    {"latency_p99_us", "latency p99", "us",          &GrabResults::latencyP99Us},
+    {"latency_max_us", "latency max", "us",          &GrabResults::latencyMaxUs},
+    {"mb_per_s",       "data rate",   "MB/s",        &GrabResults::mbPerS      },
+    {"cpu_percent",    "CPU",         "% of a core", &GrabResults::cpuPercent  },
+    {"duration_s",     "duration",    "s",           &GrabResults::durationS   },
 };
 
+template <typename Value>
+Json orNull(const std::optional<Value>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+void addMeasures(Json& object, const GrabResults& results) {
+    for (const MeasureRow& row : kMeasures) object[row.key] = orNull(results.*row.value);
+}
+
+Json jsonOf(const BrokenLimit& limit) {
+    Json object;
+    object["option"] = limit.row->option;
+    object["key"] = limit.row->key;
+    object["value"] = orNull(limit.value);
+    object["limit"] = limit.limit;
+    return object;
+}
+
+void addReport(Json& object, const GrabReport& report) {
+    for (const CountRow& row : kCounts) object[row.key] = report.results.*row.value;
+    addMeasures(object, report.results);
+    const auto& sight = report.results.sight;
+    object["first_frame"] = sight ? Json(sight->first) : Json(nullptr);
+    object["last_frame"] = sight ? Json(sight->last) : Json(nullptr);
+    object["end"] = report.end;
+    object["late_from_us"] = orNull(report.results.lateFromUs);
+    object["limits_broken"] = Json::array();
+    for (const BrokenLimit& limit : report.limitsBroken) object["limits_broken"].push_back(jsonOf(limit));
+    object["findings"] = Json::array();
+    for (const Finding& finding : report.findings.kept()) object["findings"].push_back(findingJson(finding));
+    object["findings_omitted"] = report.findings.omitted();
+}
+
 }  // namespace
+
+Json findingJson(const Finding& finding) {
+    Json object;
+    object["finding"] = findingName(finding.kind);
+    object["first"] = finding.frames.first;
+    if (finding.kind != FindingKind::stopped) object["last"] = finding.frames.last;
+    if (finding.latencyUs) object["latency_us"] = *finding.latencyUs;
+    return object;
+}
+
+Json grabJson(const GrabReport& report) {
+    Json object;
+    object["schema"] = kJsonSchema;
+    addReport(object, report);
+    return object;
+}
 
 void printTable(const GrabResults& results, std::ostream& stream) {
     char line[100];
@@ -61,15 +122,52 @@ void printTable(const GrabResults& results, std::ostream& stream) {
     stream << std::flush;
 }
 
-void printJson(const GrabResults& results, std::ostream& stream) {
-    nlohmann::ordered_json object;
+void printJson(const GrabReport& report, std::ostream& stream) { stream << grabJson(report).dump() << std::endl; }
+
+void JsonLines::onSecond(const SecondNumbers& numbers) {
+    Json object;
     object["schema"] = kJsonSchema;
-    for (const CountRow& row : kCounts) object[row.key] = results.*row.value;
-    for (const MeasureRow& row : kMeasures) {
-        const std::optional<double>& value = results.*row.value;
-        object[row.key] = value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json(nullptr);
+    object["event"] = "second";
+    object["elapsed_s"] = numbers.elapsedS;
+    object["length_s"] = numbers.lengthS;
+    for (const CountRow& row : kCounts)
+        object[row.key] = static_cast<std::int64_t>(numbers.totals.*row.value - _before.*row.value);
+    for (const MeasureRow& row : kMeasures)
+        if (row.value != &GrabResults::durationS) object[row.key] = orNull(numbers.second.*row.value);
+    for (const CountRow& row : kCounts) object[std::string(row.key) + "_total"] = numbers.totals.*row.value;
+    _before = numbers.totals;
+    _data << object.dump() << std::endl;
+}
+
+void JsonLines::onFrames(std::span<const FrameRow> rows) {
+    for (const FrameRow& row : rows) {
+        Json object;
+        object["schema"] = kJsonSchema;
+        object["event"] = "frame";
+        object["image"] = row.image;
+        object["number"] = orNull(row.number);
+        object["kind"] = frames::imageKindName(row.kind);
+        const auto us = [](const std::optional<std::int64_t>& ns) {
+            return ns ? Json(static_cast<double>(*ns) / 1000.0) : Json(nullptr);
+        };
+        object["period_us"] = us(row.periodNs);
+        object["latency_us"] = us(row.latencyNs);
+        object["time_stamp_ns"] = orNull(row.timeStampNs);
+        object["arrival_ns"] = row.arrivalNs;
+        object["record_counter"] = row.counter;
+        object["record_time_stamp_us"] = row.recordTimeStampUs;
+        _data << object.dump() << '\n';
     }
-    stream << object.dump() << std::endl;
+    _data << std::flush;
+}
+
+void JsonLines::printEnd(const GrabReport& report, std::uint64_t framesOmitted) {
+    Json object;
+    object["schema"] = kJsonSchema;
+    object["event"] = "end";
+    addReport(object, report);
+    if (_frames) object["frames_omitted"] = framesOmitted;
+    _data << object.dump() << std::endl;
 }
 
 }  // namespace host

@@ -1,54 +1,74 @@
 #include "grab_statistics.h"
 
-#include <algorithm>
-#include <cmath>
+#include <utility>
 
 namespace host {
 namespace {
 
-constexpr std::size_t kMaxSamples = 1'000'000;  // per percentile, so that a grab of days stays in memory
-constexpr std::size_t kMaxTornFrames = 100;
-
-double microseconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1000.0; }
-
-// Keeps the latest samples; count is that of the samples before this one.
-void keep(std::vector<double>& samples, std::uint64_t count, double sample) {
-    if (samples.size() < kMaxSamples) {
-        samples.push_back(sample);
-    } else {
-        samples[count % kMaxSamples] = sample;
-    }
+void fillTimes(GrabResults& results, const TimeHistogram& periods, const TimeHistogram& latencies) {
+    results.periodP50Us = periods.percentileUs(0.50);
+    results.periodP99Us = periods.percentileUs(0.99);
+    results.periodMaxUs = periods.maxUs();
+    results.jitterP99Us = periods.spreadUs(0.99);
+    results.latencyP50Us = latencies.percentileUs(0.50);
+    results.latencyP99Us = latencies.percentileUs(0.99);
+    results.latencyMaxUs = latencies.maxUs();
 }
 
 }  // namespace
 
-std::optional<double> percentile(std::vector<double>& values, double share) {
-    if (values.empty()) return std::nullopt;
-    const double rank = std::ceil(share * static_cast<double>(values.size()));
-    const auto index = static_cast<std::ptrdiff_t>(std::clamp(rank, 1.0, static_cast<double>(values.size()))) - 1;
-    std::nth_element(values.begin(), values.begin() + index, values.end());
-    return values[static_cast<std::size_t>(index)];
+void IntervalSamples::clear() {
+    periods.clear();
+    latencies.clear();
+    images = bytes = 0;
 }
 
-void GrabStatistics::add(const frames::Inspection& inspection, std::size_t bytes, std::int64_t arrivalNs) {
-    if (_counts.images == 0) {
-        _firstArrivalNs = arrivalNs;
-    } else {
-        const double periodUs = microseconds(arrivalNs - _lastArrivalNs);
-        keep(_periodsUs, _counts.images - 1, periodUs);
-        _periodMaxUs = std::max(_periodMaxUs, periodUs);
-        _bytesAfterFirst += bytes;
+GrabResults IntervalSamples::measures(double seconds) const {
+    GrabResults results;
+    fillTimes(results, periods, latencies);
+    if (seconds > 0) {
+        results.fpsMean = static_cast<double>(images) / seconds;
+        results.mbPerS = static_cast<double>(bytes) / 1e6 / seconds;
     }
-    _lastArrivalNs = arrivalNs;
+    return results;
+}
+
+GrabStatistics::GrabStatistics(const ImageCheckSettings& settings) : _check(settings) {
+    if (settings.lateFromNs) _counts.lateFromUs = static_cast<double>(*settings.lateFromNs) / 1000.0;
+}
+
+GrabStatistics::Told GrabStatistics::add(const ReceivedImage& image) {
+    Told told;
+    if (_counts.images == 0) {
+        _firstArrivalNs = image.arrivalNs;
+    } else {
+        told.periodNs = image.arrivalNs - _lastArrivalNs;
+        _periods.add(*told.periodNs);
+        _interval.periods.add(*told.periodNs);
+        _bytesAfterFirst += image.format.bytes();
+    }
+    _lastArrivalNs = image.arrivalNs;
     ++_counts.images;
-    switch (inspection.kind) {
+    ++_interval.images;
+    _interval.bytes += image.format.bytes();
+    countKind(image.inspection.kind);
+    const ImageCheck::Told checked = _check.add(image);
+    told.number = checked.number;
+    told.latencyNs = checked.latencyNs;
+    if (told.latencyNs) {
+        _latencies.add(*told.latencyNs);
+        _interval.latencies.add(*told.latencyNs);
+    }
+    return told;
+}
+
+void GrabStatistics::countKind(frames::ImageKind kind) {
+    switch (kind) {
         case frames::ImageKind::simulated:
             ++_counts.simulated;
             break;
         case frames::ImageKind::torn:
             ++_counts.torn;
-            if (inspection.strip && _tornFrames.size() < kMaxTornFrames)
-                _tornFrames.push_back(inspection.strip->frameNumber);
             break;
         case frames::ImageKind::faked:
             ++_counts.faked;
@@ -57,33 +77,27 @@ void GrabStatistics::add(const frames::Inspection& inspection, std::size_t bytes
             ++_counts.unverified;
             break;
     }
-    if (inspection.strip) addStrip(*inspection.strip, arrivalNs);
-}
-
-void GrabStatistics::addStrip(const frames::Strip& strip, std::int64_t arrivalNs) {
-    const auto timeStampNs = static_cast<std::int64_t>(strip.timeStampNs);
-    if (timeStampNs < _startNs) return;
-    _sequence.add(strip.frameNumber, strip.timeStampNs);
-    keep(_latenciesUs, _latencyCount++, microseconds(arrivalNs - timeStampNs));
 }
 
 GrabResults GrabStatistics::results() const {
     GrabResults results = counts();
-    std::vector<double> samples = _periodsUs;
-    results.periodP50Us = percentile(samples, 0.50);
-    results.periodP99Us = percentile(samples, 0.99);
-    if (!samples.empty()) results.periodMaxUs = _periodMaxUs;
-    samples = _latenciesUs;
-    results.latencyP50Us = percentile(samples, 0.50);
-    results.latencyP99Us = percentile(samples, 0.99);
+    fillTimes(results, _periods, _latencies);
     return results;
 }
 
 GrabResults GrabStatistics::counts() const {
     GrabResults results = _counts;
-    results.lost = _sequence.lost();
-    results.repeated = _sequence.repeated();
-    results.reordered = _sequence.reordered();
+    results.lost = _check.sequence().lost();
+    results.repeated = _check.sequence().repeated();
+    results.reordered = _check.sequence().reordered();
+    results.stale = _check.frames(FindingKind::stale);
+    results.format = _check.frames(FindingKind::format);
+    results.counter = _check.frames(FindingKind::counter);
+    results.timeBack = _check.frames(FindingKind::timeBack);
+    results.late = _check.frames(FindingKind::late);
+    results.stopped = _check.frames(FindingKind::stopped);
+    results.restarts = _check.restarts();
+    results.sight = _check.sight();
     const double seconds = static_cast<double>(_lastArrivalNs - _firstArrivalNs) / 1e9;
     if (_counts.images > 1 && seconds > 0) {
         results.fpsMean = static_cast<double>(_counts.images - 1) / seconds;

@@ -1,5 +1,6 @@
 #include "host.h"
 
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -8,11 +9,15 @@
 #include "call.h"
 #include "command_report.h"
 #include "grab.h"
+#include "grab_limits.h"
 #include "grab_report.h"
 #include "host_options.h"
 #include "info.h"
+#include "live_line.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "terminal.h"
+#include "verify.h"
 
 namespace host {
 namespace {
@@ -25,27 +30,55 @@ void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome) {
     std::cerr << std::endl;
 }
 
-int grab(PluginLibrary& library, const HostOptions& options) {
+NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
     library.enumerate();
-    NUV::PluginDeviceBase* device = library.device(0);
-    if (!device) {
-        std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
-        return kExitFailed;
-    }
+    NUV::PluginDeviceBase* const device = library.device(0);
+    if (!device) std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+    return device;
+}
+
+bool flushData() {
+    if (std::cout.flush()) return true;
+    std::cerr << "dorven-host: standard output could not be written" << std::endl;
+    return false;
+}
+
+int verify(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* const device = firstDevice(library);
+    if (!device) return kExitFailed;
+    platform_installStopHandler();
+    const int exitCode = verifyGrab(*device, options, std::cout, std::cerr);
+    return flushData() ? exitCode : kExitFailed;
+}
+
+int grab(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* const device = firstDevice(library);
+    if (!device) return kExitFailed;
     platform_installStopHandler();
     Grab grab(*device, options, std::cerr);
+    LiveLine liveLine(std::cerr, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
+    JsonLines jsonLines(std::cout, options.frames);
+    if (standardErrorIsTerminal()) grab.watch(liveLine);
+    if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
-    printTable(grab.results(), std::cerr);
-    grab.tellFindings();
+    GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
+    report.limitsBroken = brokenLimits(options.limits, report.results);
+    printTable(report.results, std::cerr);
+    tellFindings(report.findings, std::cerr);
     tellSaved(options, grab.saved());
-    if (options.json) printJson(grab.results(), std::cout);
-    return exitCode;
+    tellBrokenLimits(report.limitsBroken, std::cerr);
+    if (options.json) printJson(report, std::cout);
+    if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
+    if (!flushData()) return kExitFailed;
+    return exitCode == kExitDone && !report.limitsBroken.empty() ? kExitFailed : exitCode;
 }
 
 int run(PluginLibrary& library, const HostOptions& options) {
     switch (options.command) {
         case HostOptions::Command::grab:
             return grab(library, options);
+        case HostOptions::Command::verify:
+            return verify(library, options);
         case HostOptions::Command::call:
             return callCommand(library, options, std::cout, std::cerr);
         case HostOptions::Command::info:
@@ -65,6 +98,10 @@ int hostMain(int argc, const char* const* argv) {
         if (options.command == HostOptions::Command::askSnap) {
             platform_installStopHandler();
             return askSnap(options, std::cout, std::cerr);
+        }
+        if (!options.findingsFile.empty()) {
+            const int exitCode = verifySaved(options, std::cout, std::cerr);
+            return flushData() ? exitCode : kExitFailed;
         }
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);

@@ -12,6 +12,7 @@ namespace {
 
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
+constexpr double kMaxLimit = 1e12;
 
 // A number within limits; one that is not a number (nan) is within none.
 template <typename Number>
@@ -85,6 +86,7 @@ constexpr const char* kGrabExamples =
     "Examples:\n"
     "  dorven-host grab --count 300\n"
     "  dorven-host grab --count 300 --output images --every 100\n"
+    "  dorven-host grab --count 1000 --max-lost 0 --max-torn 0 --max-jitter-us 500 --min-fps 99\n"
     "  dorven-host grab --config camera.ini --count 1000 --timeout 5 --json\n";
 
 constexpr const char* kAskSnapExamples =
@@ -117,6 +119,11 @@ std::string problemOfCall(const HostOptions& options) {
     return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
 
+std::string helpOf(const LimitRow& row) {
+    const char* const range = row.whole ? "0 to 2^53 " : "0 to 1e12 ";
+    return std::string(row.help) + "; " + range + row.unit + " (default: no limit)";
+}
+
 void addGrabOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(existingFile())
@@ -137,6 +144,58 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
         ->check(within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
         ->needs(output)
         ->type_name("N");
+}
+
+void addJsonLines(CLI::App& command, HostOptions& options) {
+    CLI::Option* lines = command.add_flag("--json-lines", options.jsonLines,
+                                          "Print a JSON object on standard output each second, and one at the end");
+    lines->excludes(command.get_option("--json"));
+    command.add_flag("--frames", options.frames, "With --json-lines: one for each image too")->needs(lines);
+}
+
+void addLimits(CLI::App& command, HostOptions& options) {
+    for (std::size_t index = 0; index < kLimitCount; ++index) {
+        const LimitRow& row = limitRows()[index];
+        const auto limits = row.whole
+                                ? within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction")
+                                : within(0.0, kMaxLimit, "0 to 1e12");
+        command.add_option(row.option, options.limits[index], helpOf(row))
+            ->check(limits)
+            ->type_name(row.unit)
+            ->group("Limits, exit code 1 when one is broken");
+    }
+}
+
+constexpr const char* kVerifyHelp =
+    "The simulator writes the log with --fault-log. Each fault in it names what a host must find; each finding of the\n"
+    "grab must have been injected. What the host could not see does not count: frames before the first and behind the\n"
+    "last one that came since the grab began, and images that waited in the ring from before. A stop (crash, hang) is\n"
+    "found when no image came for --timeout, or the camera began to fake images. Lateness that was not injected\n"
+    "counts with --max-latency-us alone.\n"
+    "\n";
+
+constexpr const char* kVerifyExamples =
+    "Examples:\n"
+    "  dorven-host verify --fault-log faults.jsonl --count 1000\n"
+    "  dorven-host verify --fault-log faults.jsonl --config camera.ini --count 1000 --json\n"
+    "  dorven-host verify --fault-log faults.jsonl --findings grab.json\n"
+    "\n";
+
+// After the options of a grab, none of which goes with --findings.
+void addVerifyOptions(CLI::App& command, HostOptions& options) {
+    const auto grabOptions = command.get_options();
+    command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab")
+        ->required()
+        ->type_name("FILE");
+    CLI::Option* findings = command.add_option("--findings", options.findingsFile,
+                                               "Do not grab: compare what grab --json or --json-lines printed into "
+                                               "that file; lateness then counts when it was given --max-latency-us");
+    findings->check(existingFile())->type_name("FILE");
+    for (CLI::Option* option : grabOptions)
+        if (!option->check_lname("help") && !option->check_lname("json")) findings->excludes(option);
+    command.add_flag("--allow-explained", options.allowExplained,
+                     "Findings that the simulator's log explains as not injected (the ring was full, the simulator was "
+                     "too late) are no mismatch");
 }
 
 void addAskSnapOptions(CLI::App& command, HostOptions& options, double& timeoutSeconds) {
@@ -163,6 +222,14 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     CLI::App* grab = app.add_subcommand("grab", "Receive images, verify each from its pixels, measure, save");
     addCommonOptions(*grab, options);
     addGrabOptions(*grab, options);
+    addJsonLines(*grab, options);
+    addLimits(*grab, options);
+    CLI::App* verify = app.add_subcommand("verify", "Grab, and compare what was found with the simulator's fault log");
+    addCommonOptions(*verify, options);
+    addGrabOptions(*verify, options);
+    addJsonLines(*verify, options);
+    addLimits(*verify, options);
+    addVerifyOptions(*verify, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -172,21 +239,25 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     addAskSnapOptions(*askSnap, options, askTimeoutSeconds);
     const std::string footer =
         "\n"
-        "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image or answer in time, 4 connection to the simulator "
+        "Exit codes: 0 done, 1 failed or a limit broken, 2 wrong usage, 3 no image or answer in time, 4 connection to "
+        "the simulator "
         "lost.";
     app.footer(
         "Examples:\n"
         "  dorven-host info\n"
         "  dorven-host grab --count 300\n"
+        "  dorven-host verify --fault-log faults.jsonl --count 1000\n"
         "  dorven-host config --show\n" +
         footer);
     info->footer(kCommandsHelp + (kInfoExamples + footer));
     call->footer(kCallHelp + (kCallExamples + footer));
     grab->footer(kGrabExamples + footer);
+    verify->footer(kVerifyHelp + (kVerifyExamples + footer));
     askSnap->footer(kAskSnapHelp + (kAskSnapExamples + footer));
     if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (app.get_subcommands().empty()) {
-        people << "A subcommand is required: info, grab, call or ask-snap\nRun with --help for more information.\n";
+        people << "A subcommand is required: info, grab, verify, call or ask-snap\nRun with --help for more "
+                  "information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {
@@ -194,6 +265,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         options.timeoutSeconds = askTimeoutSeconds;
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
+    if (verify->parsed()) options.command = HostOptions::Command::verify;
     if (call->parsed()) {
         options.command = HostOptions::Command::call;
         options.open = options.open || !options.configFile.empty();

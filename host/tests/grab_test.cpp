@@ -41,8 +41,9 @@ protected:
         device.record.height = device.record.height ? device.record.height : kFormat.height;
         device.record.bytesPerPixel = 1;
         _grab = std::make_unique<Grab>(device, _options, _people);
+        for (host::GrabObserver* const observer : _observers) _grab->watch(*observer);
         const int exitCode = _grab->run();
-        _grab->tellFindings();
+        host::tellFindings(_grab->findings(), _people);
         EXPECT_EQ(device.function, nullptr) << "no callback is left behind";
         return exitCode;
     }
@@ -50,6 +51,7 @@ protected:
 
     HostOptions _options;
     std::ostringstream _people;
+    std::vector<host::GrabObserver*> _observers;
     std::unique_ptr<Grab> _grab;
 };
 
@@ -102,14 +104,14 @@ TEST_F(GrabTest, LostFramesAreNamed) {
     EXPECT_THAT(people(), HasSubstr("lost frames: 2 5-8\n"));
 }
 
-TEST_F(GrabTest, FramesLostBeforeTheSimulatorBeganAnewAreToldAsMore) {
+TEST_F(GrabTest, FramesLostBeforeTheSimulatorBeganAnewAreNamedToo) {
     _options.imageCount = 4;
     ScriptedDevice device([](ScriptedDevice& self) {
         for (const std::uint64_t number : {500u, 503u, 0u, 2u}) self.deliver(simulated(number).data());
     });
     EXPECT_EQ(run(device), host::kExitDone);
     EXPECT_EQ(_grab->results().lost, 3u);
-    EXPECT_THAT(people(), HasSubstr("lost frames: 1 and 2 more\n"));
+    EXPECT_THAT(people(), HasSubstr("lost frames: 1 501-502\n"));
 }
 
 TEST_F(GrabTest, OnlyTheFirstHundredRangesOfLostFramesAreNamed) {
@@ -322,6 +324,176 @@ TEST_F(GrabTest, GoodGrabTellsNoFindings) {
     });
     run(device);
     EXPECT_THAT(people(), Not(HasSubstr("frames:")));
+}
+
+class Recorder : public host::GrabObserver {
+public:
+    void onSecond(const host::SecondNumbers& numbers) override { seconds.push_back(numbers); }
+    bool wantsFrames() const override { return frames; }
+    void onFrames(std::span<const host::FrameRow> some) override { rows.insert(rows.end(), some.begin(), some.end()); }
+    void onEnd() override { ++ends; }
+
+    bool frames = true;
+    std::vector<host::SecondNumbers> seconds;
+    std::vector<host::FrameRow> rows;
+    int ends = 0;
+};
+
+TEST_F(GrabTest, ObserverIsToldOfTheRestAtTheEnd) {
+    Recorder recorder;
+    _observers = {&recorder};
+    _options.imageCount = 4;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (const std::uint64_t number : {5u, 6u, 8u, 9u}) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(recorder.ends, 1);
+    ASSERT_FALSE(recorder.seconds.empty());
+    const host::SecondNumbers& last = recorder.seconds.back();
+    EXPECT_EQ(last.totals.images, 4u);
+    EXPECT_EQ(last.totals.lost, 1u);
+    EXPECT_GT(last.elapsedS, 0.0);
+    EXPECT_GT(last.lengthS, 0.0);
+    EXPECT_TRUE(last.second.cpuPercent);
+    EXPECT_STREQ(_grab->end(), "count");
+    EXPECT_GT(_grab->results().durationS.value_or(0), 0.0);
+    EXPECT_GE(_grab->results().cpuPercent.value_or(-1), 0.0);
+}
+
+TEST_F(GrabTest, ObserverIsToldOnceASecondAndTheSecondsSumUp) {
+    Recorder recorder;
+    recorder.frames = false;
+    _observers = {&recorder};
+    _options.imageCount = 24;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 24; ++number) {
+            self.deliver(simulated(number).data());
+            platform_sleepUntil(platform_monotonicNanoseconds() + 100'000'000);
+        }
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    ASSERT_GE(recorder.seconds.size(), 3u);
+    double images = 0;
+    double seconds = 0;
+    for (const auto& look : recorder.seconds) {
+        images += look.second.fpsMean.value_or(0) * look.lengthS;
+        seconds += look.lengthS;
+    }
+    for (std::size_t index = 0; index + 1 < recorder.seconds.size(); ++index)
+        EXPECT_GE(recorder.seconds[index].lengthS, 1.0);
+    EXPECT_NEAR(images, 24.0, 1e-6);
+    EXPECT_NEAR(seconds, recorder.seconds.back().elapsedS, 1e-6);
+    EXPECT_THAT(recorder.rows, IsEmpty()) << "it wants no frames";
+}
+
+TEST_F(GrabTest, EachImageIsARowInTheOrderOfArrival) {
+    Recorder recorder;
+    _observers = {&recorder};
+    _options.imageCount = 3;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        std::vector<unsigned char> fake(kFormat.bytes(), 10);
+        self.deliver(fake.data());
+        self.record.imageCounter = 77;
+        self.record.timeStamp = 1234;
+        self.deliver(simulated(41).data());
+        auto torn = simulated(43);
+        torn.back() = static_cast<unsigned char>(~torn.back());
+        self.deliver(torn.data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    ASSERT_EQ(recorder.rows.size(), 3u);
+    EXPECT_EQ(recorder.rows[0].kind, frames::ImageKind::faked);
+    EXPECT_EQ(recorder.rows[0].number, std::nullopt);
+    EXPECT_EQ(recorder.rows[0].periodNs, std::nullopt);
+    const host::FrameRow& row = recorder.rows[1];
+    EXPECT_EQ(row.image, 1u);
+    EXPECT_EQ(row.kind, frames::ImageKind::simulated);
+    EXPECT_EQ(row.number, 41u);
+    EXPECT_EQ(row.counter, 77u);
+    EXPECT_EQ(row.recordTimeStampUs, 1234u);
+    EXPECT_EQ(row.periodNs, row.arrivalNs - recorder.rows[0].arrivalNs);
+    ASSERT_TRUE(row.timeStampNs);
+    EXPECT_EQ(row.latencyNs, row.arrivalNs - static_cast<std::int64_t>(*row.timeStampNs));
+    EXPECT_EQ(recorder.rows[2].kind, frames::ImageKind::torn);
+    EXPECT_EQ(recorder.rows[2].number, 43u);
+    EXPECT_EQ(_grab->framesOmitted(), 0u);
+}
+
+// The observer holds up the thread that tells it, as a full pipe does; the camera's thread goes on.
+class StuckObserver : public Recorder {
+public:
+    void onFrames(std::span<const host::FrameRow> some) override {
+        Recorder::onFrames(some);
+        stuck = true;
+        while (!freed) platform_sleepUntil(platform_monotonicNanoseconds() + 1'000'000);
+    }
+    std::atomic<bool> stuck{false}, freed{false};
+};
+
+TEST_F(GrabTest, ImagesThatAStuckObserverHasNoRoomForAreCounted) {
+    StuckObserver observer;
+    _observers = {&observer};
+    constexpr std::uint64_t kRoom = 65'536;
+    _options.imageCount = kRoom + 11;
+    ScriptedDevice device([&observer](ScriptedDevice& self) {
+        unsigned char pixel = 5;
+        self.record.width = self.record.height = 1;
+        self.deliver(&pixel);
+        while (!observer.stuck) platform_sleepUntil(platform_monotonicNanoseconds() + 1'000'000);
+        for (std::uint64_t number = 1; number < kRoom + 11; ++number) self.deliver(&pixel);
+        observer.freed = true;
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().images, kRoom + 11);
+    EXPECT_EQ(_grab->framesOmitted(), 10u);
+    EXPECT_EQ(observer.rows.size(), kRoom + 1);
+}
+
+TEST_F(GrabTest, EndsAreNamedAndASilentOrLostSimulatorIsFoundAsStopped) {
+    _options.timeoutSeconds = 0.2;
+    ScriptedDevice silent([](ScriptedDevice& self) { self.deliver(simulated(41).data()); });
+    EXPECT_EQ(run(silent), host::kExitNoImage);
+    EXPECT_STREQ(_grab->end(), "no_image");
+    EXPECT_THAT(people(), HasSubstr("nothing came from this frame on: 42\n"));
+    ScriptedDevice lost([](ScriptedDevice& self) {
+        self.deliver(simulated(7).data());
+        std::vector<unsigned char> fake(kFormat.bytes(), 10);
+        self.deliver(fake.data());
+    });
+    EXPECT_EQ(run(lost), host::kExitConnectionLost);
+    EXPECT_STREQ(_grab->end(), "connection_lost");
+    EXPECT_THAT(people(), HasSubstr("nothing came from this frame on: 8\n"));
+    ScriptedDevice refused([](ScriptedDevice&) {});
+    refused.grabStatus = NUV::kNotSupported;
+    EXPECT_EQ(run(refused), host::kExitFailed);
+    EXPECT_STREQ(_grab->end(), "failed");
+    EXPECT_EQ(_grab->results().durationS, std::nullopt);
+}
+
+TEST_F(GrabTest, LatencyLimitMakesLateImages) {
+    _options.limits[6] = 0.001;
+    _options.imageCount = 2;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 2; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().late, 2u);
+    EXPECT_THAT(people(), HasSubstr("late frames: 0-1\n"));
+}
+
+// A record with another counter or size than the pixels tell of.
+TEST_F(GrabTest, RecordsAreCheckedAgainstThePixels) {
+    _options.imageCount = 4;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 4; ++number) {
+            self.record.imageCounter = static_cast<std::uint32_t>(number) + (number == 2 ? 5 : 0);
+            self.record.height = number == 1 ? kFormat.height - 1 : kFormat.height;
+            self.deliver(simulated(number).data());
+        }
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_THAT(people(), HasSubstr("or without a strip unlike others: 1\n"));
+    EXPECT_THAT(people(), HasSubstr("record's counter jumped: 2-3\n"));
 }
 
 }  // namespace

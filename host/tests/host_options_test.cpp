@@ -75,6 +75,80 @@ TEST(HostOptionsTest, EveryOptionOfGrabIsTaken) {
     EXPECT_TRUE(parsed.options.json);
 }
 
+TEST(HostOptionsTest, GrabTakesJsonLinesWithFrames) {
+    EXPECT_FALSE(parse({"grab"}).options.jsonLines);
+    EXPECT_TRUE(parse({"grab", "--json-lines"}).options.jsonLines);
+    EXPECT_FALSE(parse({"grab", "--json-lines"}).options.frames);
+    const Parsed parsed = parse({"grab", "--json-lines", "--frames"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_TRUE(parsed.options.frames);
+}
+
+TEST(HostOptionsTest, GrabTakesEveryLimit) {
+    for (const auto& limit : parse({"grab"}).options.limits) EXPECT_EQ(limit, std::nullopt);
+    for (std::size_t index = 0; index < host::kLimitCount; ++index) {
+        const auto& row = host::limitRows()[index];
+        const Parsed parsed = parse({"grab", row.option, row.whole ? "3" : "2.5"});
+        EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+        for (std::size_t other = 0; other < host::kLimitCount; ++other) {
+            EXPECT_EQ(parsed.options.limits[other].has_value(), other == index) << row.option;
+        }
+        EXPECT_EQ(parsed.options.limits[index], row.whole ? 3.0 : 2.5);
+        for (const char* wrong : {"-1", "nan", "x", ""}) {
+            const Parsed refused = parse({"grab", row.option, wrong});
+            EXPECT_EQ(refused.exitCode, 2) << row.option << ' ' << wrong;
+            EXPECT_THAT(refused.people, HasSubstr(row.option));
+        }
+        EXPECT_EQ(parse({"grab", row.option, "1.5"}).exitCode, row.whole ? std::optional(2) : std::nullopt);
+        EXPECT_THAT(parse({"grab", "--help"}).data, HasSubstr(row.option));
+    }
+    EXPECT_EQ(parse({"grab", "--max-jitter-us", "1e13"}).exitCode, 2);
+    EXPECT_THAT(parse({"grab", "--help"}).data, HasSubstr("99 of 100 periods"));
+}
+
+TEST(HostOptionsTest, VerifyTakesALogAndWhatGrabTakes) {
+    Parsed parsed = parse({"verify", "--fault-log", "f.jsonl"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.command, HostOptions::Command::verify);
+    EXPECT_EQ(parsed.options.faultLog, "f.jsonl");
+    EXPECT_EQ(parsed.options.findingsFile, "");
+    EXPECT_FALSE(parsed.options.allowExplained);
+    EXPECT_EQ(parsed.options.timeoutSeconds, 30.0);
+    parsed = parse({"verify", "--fault-log", "f.jsonl", "--count", "7", "--timeout", "3", "--max-lost", "2",
+                    "--json-lines", "--frames", "--allow-explained"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.imageCount, 7u);
+    EXPECT_EQ(parsed.options.timeoutSeconds, 3.0);
+    EXPECT_EQ(parsed.options.limits[0], 2.0);
+    EXPECT_TRUE(parsed.options.allowExplained);
+    EXPECT_TRUE(parsed.options.frames);
+    EXPECT_THAT(parse({"verify", "--help"}).data, HasSubstr("Lateness that was not injected"));
+}
+
+TEST(HostOptionsTest, VerifyOfSavedFindingsTakesNoOptionOfAGrab) {
+    const test::TemporaryFolder folder;
+    const std::string file = folder.file("grab.json", "{}");
+    const Parsed parsed =
+        parse({"verify", "--fault-log", "f.jsonl", "--findings", file.c_str(), "--json", "--allow-explained"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.findingsFile, file);
+    EXPECT_TRUE(parsed.options.json);
+    for (const auto& other : std::vector<std::vector<const char*>>{
+             {"--count",      "3"},
+             {"--timeout",    "3"},
+             {"--max-lost",   "0"},
+             {"--json-lines"},
+             {"--config",  file.c_str()   },
+             {"--plugin",  file.c_str()}
+    }) {
+        std::vector<const char*> arguments{"verify", "--fault-log", "f.jsonl", "--findings", file.c_str()};
+        arguments.insert(arguments.end(), other.begin(), other.end());
+        const Parsed refused = parse(arguments);
+        EXPECT_EQ(refused.exitCode, 2) << other[0];
+        EXPECT_THAT(refused.people, HasSubstr(other[0]));
+    }
+}
+
 TEST(HostOptionsTest, InfoTakesPluginAndJson) {
     const test::TemporaryFolder folder;
     const std::string plugin = folder.file("plugin", "");
@@ -176,6 +250,11 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"grab", "--timeout", "86401"}, "--timeout"}, Wrong{{"grab", "--timeout", "soon"}, "--timeout"},
         Wrong{{"grab", "--output"}, "--output"}, Wrong{{"grab", "--output", "x", "--every", "0"}, "--every"},
         Wrong{{"grab", "--output", "x", "--every", "x"}, "--every"}, Wrong{{"grab", "--every", "2"}, "--output"},
+        Wrong{{"grab", "--frames"}, "--json-lines"}, Wrong{{"grab", "--json", "--json-lines"}, "--json"},
+        Wrong{{"info", "--max-lost", "0"}, "--max-lost"}, Wrong{{"grab", "--max-lost"}, "--max-lost"},
+        Wrong{{"verify"}, "--fault-log"}, Wrong{{"verify", "--fault-log"}, "--fault-log"},
+        Wrong{{"grab", "--fault-log", "f"}, "--fault-log"},
+        Wrong{{"verify", "--fault-log", "f", "--findings", "/no/such/file"}, "--findings"},
         Wrong{{"grab", "--json=maybe"}, "--json"}, Wrong{{"call"}, "ID"}, Wrong{{"call", "abc"}, "ID"},
         Wrong{{"call", "99999999999"}, "ID"}, Wrong{{"call", "1106"}, "1106 (setFrameRate): needs a value"},
         Wrong{{"call", "1106", "x"}, "1106 (setFrameRate): 'x' is not a number"},

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <thread>
 
@@ -97,9 +98,69 @@ TEST_F(ProgramsTest, JsonOfAGrabHasTheDocumentedKeysAndNoOther) {
     std::vector<std::string> keys;
     const auto object = nlohmann::ordered_json::parse(text("out.txt"));
     for (const auto& item : object.items()) keys.push_back(item.key());
-    EXPECT_THAT(keys, ElementsAre("schema", "images", "simulated", "faked", "unverified", "lost", "repeated",
-                                  "reordered", "torn", "fps_mean", "period_p50_us", "period_p99_us", "period_max_us",
-                                  "latency_p50_us", "latency_p99_us", "mb_per_s"));
+    EXPECT_THAT(
+        keys, ElementsAre("schema", "images", "simulated", "faked", "unverified", "lost", "repeated", "reordered",
+                          "torn", "stale", "format", "counter", "time_back", "late", "stopped", "restarts", "fps_mean",
+                          "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us", "latency_p50_us",
+                          "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent", "duration_s", "first_frame",
+                          "last_frame", "end", "late_from_us", "limits_broken", "findings", "findings_omitted"));
+}
+
+TEST_F(ProgramsTest, KeptLimitsEndWithZeroAndBrokenOnesWithOneAndTheirNames) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto keeping = startGrab({"--count", "20", "--max-lost", "1000", "--max-torn", "0", "--max-faked", "0", "--min-fps",
+                              "1", "--min-images", "20", "--max-latency-us", "1e9", "--max-jitter-us", "1e9"});
+    EXPECT_EQ(keeping.join(60s), 0) << people();
+    EXPECT_EQ(data()["limits_broken"], nlohmann::json::array());
+    EXPECT_EQ(data()["late_from_us"], 1e9);
+    auto breaking = startGrab({"--count", "20", "--min-fps", "9999", "--max-latency-us", "0", "--min-images", "5"});
+    EXPECT_EQ(breaking.join(60s), host::kExitFailed);
+    simulator.kill();
+    EXPECT_THAT(people(), HasSubstr("dorven-host: limit broken: --min-fps 9999.000: fps_mean "));
+    EXPECT_THAT(people(), HasSubstr("dorven-host: limit broken: --max-latency-us 0.000: latency_max_us "));
+    EXPECT_THAT(people(), Not(HasSubstr("--min-images")));
+    const auto broken = data()["limits_broken"];
+    ASSERT_EQ(broken.size(), 2u);
+    EXPECT_EQ(broken[0]["option"], "--max-latency-us");
+    EXPECT_EQ(broken[1]["key"], "fps_mean");
+    EXPECT_EQ(broken[1]["limit"], 9999.0);
+    EXPECT_EQ(broken[1]["value"], data()["fps_mean"]);
+    EXPECT_GT(data()["late"], 0);
+}
+
+TEST_F(ProgramsTest, BrokenLimitDoesNotHideThatNoImageCame) {
+    auto host = startGrab({"--timeout", "0.3", "--min-images", "1"});
+    EXPECT_EQ(host.join(60s), host::kExitNoImage);
+    EXPECT_EQ(data()["limits_broken"].size(), 1u);
+    EXPECT_EQ(data()["end"], "no_image");
+}
+
+TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "20"});
+    auto host = startHost({"grab", "--config", _config, "--json-lines", "--frames", "--count", "45"});
+    EXPECT_EQ(host.join(60s), 0) << people();
+    simulator.kill();
+    std::ifstream file(_folder.path("out.txt"));
+    std::map<std::string, int> events;
+    int inSeconds = 0;
+    nlohmann::json object;
+    for (std::string line; std::getline(file, line);) {
+        object = nlohmann::json::parse(line, nullptr, false);
+        ASSERT_TRUE(object.is_object()) << line;
+        EXPECT_EQ(object["schema"], 1);
+        if (object["event"] == "frame") {
+            EXPECT_EQ(object["image"], events["frame"]);
+        }
+        if (object["event"] == "second") inSeconds += object["images"].get<int>();
+        ++events[object["event"]];
+    }
+    EXPECT_EQ(events["frame"], 45);
+    EXPECT_GE(events["second"], 2);
+    EXPECT_EQ(inSeconds, 45);
+    EXPECT_EQ(events["end"], 1);
+    EXPECT_EQ(object["event"], "end") << "the last line";
+    EXPECT_EQ(object["images"], 45);
+    EXPECT_EQ(object["frames_omitted"], 0);
 }
 
 TEST_F(ProgramsTest, ImagesThatWaitedInTheRingBeforeTheGrabMakeNoLoss) {

@@ -66,6 +66,29 @@ TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
     MSharedMem_Unlink(memory);
 }
 
+TEST(HostOutputTest, StandardOutputThatCannotBeWrittenFailsTheGrab) {
+    const test::TemporaryFolder folder;
+    const std::string people = folder.path("err.txt");
+    std::vector<std::string> arguments{test::programFolder() + "dorven-host", "grab", "--json", "--timeout", "0.2"};
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/full", O_WRONLY, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, people.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    std::ifstream file(people);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_THAT(text, HasSubstr("dorven-host: standard output could not be written\n"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest, testing::Values(SIGINT, SIGTERM));
 
 }  // namespace

@@ -1,0 +1,48 @@
+// Whoever wants to know of a grab while it runs.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "grab_statistics.h"
+
+namespace host {
+
+/// What a grab delivered since the last look, once a second.
+struct SecondNumbers {
+    double elapsedS = 0;  // since the grab began
+    double lengthS = 0;   // of this look: about 1 s, the last one is shorter
+    GrabResults totals;   // counts and rates since the grab began, without percentiles
+    GrabResults second;   // times, rates and processor load of this look alone; no counts
+};
+
+/// One image that arrived.
+struct FrameRow {
+    std::uint64_t image = 0;  // counts from 0
+    frames::ImageKind kind = frames::ImageKind::unverified;
+    std::optional<std::uint64_t> number;       // of the strip
+    std::optional<std::uint64_t> timeStampNs;  // of the strip
+    std::uint32_t counter = 0;                 // of the record
+    std::uint64_t recordTimeStampUs = 0;       // of the record
+    std::int64_t arrivalNs = 0;
+    std::optional<std::int64_t> periodNs, latencyNs;
+};
+
+/// Called on the thread that runs the grab, never on the camera's.
+class GrabObserver {
+public:
+    virtual ~GrabObserver() = default;
+
+    virtual void onSecond(const SecondNumbers& numbers) = 0;
+
+    /// Whether onFrames is to be called; asked once, before the grab begins.
+    virtual bool wantsFrames() const { return false; }
+    /// Images since the last call, in the order of their arrival.
+    virtual void onFrames(std::span<const FrameRow>) {}
+
+    /// The grab has ended; nothing else comes.
+    virtual void onEnd() {}
+};
+
+}  // namespace host

@@ -1,0 +1,86 @@
+// Judges the images of a grab from their pixels, and their records against these, one by one as they come.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "findings.h"
+#include "received_image.h"
+#include "sequence_check.h"
+
+namespace host {
+
+/// An image that was complete longer ago than this when it arrived is stale.
+constexpr std::int64_t kStaleNs = 1'000'000'000;
+
+struct ImageCheckSettings {
+    std::int64_t startNs = 0;                // when the grab began
+    std::optional<std::int64_t> lateFromNs;  // latency from which an image is late; none: no image is
+    std::size_t capacity = 10'000;           // findings that are kept
+};
+
+/// What is found, and how:
+///   lost       a number between two that came did not come
+///   repeated   a number came again
+///   reordered  a number came behind a greater one; it is not lost
+///   torn       the strip is valid, the bytes below it are not those that it was made for
+///   stale      the image was complete more than 1 s before it arrived, or before the grab began
+///   format     width, height or bytes per pixel differ from the first image's, or the strip is missing or damaged
+///   where
+///              an image before had one, unless the camera made the image itself
+///   counter    the record's counter less the strip's number changed (modulo 2^32)
+///   timeBack   the strip's time stamp lies before that of an image with a smaller number
+///   late       latency at or above a limit
+///   stopped    no image came any more, or the camera began to make its own
+/// Images that were complete before the grab began waited in the ring from before: they are stale and nothing else, but
+/// torn, and no sequence begins with them. The latency of repeated, reordered and timeBack images is not judged.
+class ImageCheck {
+public:
+    explicit ImageCheck(const ImageCheckSettings& settings) : _settings(settings), _findings(settings.capacity) {}
+
+    /// What an image told about itself.
+    struct Told {
+        std::optional<std::uint64_t> number;    // none without a strip
+        std::optional<std::int64_t> latencyNs;  // none where it tells nothing about this grab
+    };
+    Told add(const ReceivedImage& image);
+
+    /// No image comes any more. Tells nothing when none with a strip had come.
+    void stopped();
+
+    const SequenceCheck& sequence() const { return _sequence; }
+
+    /// All findings, sorted.
+    FindingList findings() const;
+
+    /// Frames of a kind that findings() has; lost ones are those of sequence().
+    std::uint64_t frames(FindingKind kind) const { return _findings.frames(kind); }
+
+    /// From the smallest to the greatest number that came since the grab, and the simulator, began; none when none
+    /// came.
+    const std::optional<FrameRange>& sight() const { return _sight; }
+
+    /// How often the simulator began anew.
+    std::uint64_t restarts() const { return _restarts; }
+
+private:
+    void find(FindingKind kind, std::uint64_t number, std::optional<double> latencyUs = {});
+    void checkWithoutStrip(const ReceivedImage& image);
+    void checkCounter(std::uint64_t number, std::uint32_t counter);
+    Told checkStrip(const frames::Strip& strip, const ReceivedImage& image);
+    std::optional<std::int64_t> checkTime(std::uint64_t number, std::uint64_t timeStampNs, Follows follows,
+                                          std::int64_t arrivalNs);
+    std::uint64_t numberByCounter(std::uint32_t counter) const;
+
+    ImageCheckSettings _settings;
+    FindingList _findings;  // all but the lost ones
+    SequenceCheck _sequence;
+    std::optional<frames::ImageFormat> _format;
+    std::optional<FrameRange> _sight;
+    std::optional<std::uint64_t> _newest;        // number of the image with a strip that came last or is the greatest
+    std::optional<std::uint32_t> _counterAhead;  // record's counter less the strip's number
+    std::uint64_t _latestTimeStampNs = 0;
+    std::uint64_t _restarts = 0;
+};
+
+}  // namespace host

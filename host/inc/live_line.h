@@ -1,0 +1,39 @@
+// The line that shows a running grab on a terminal, written over once a second.
+#pragma once
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+
+#include "grab_observer.h"
+
+namespace host {
+
+/// The line, without control characters but colours.
+///
+/// @param wanted   Images that end the grab; 0: none does.
+/// @param columns  Characters that it may have at most; numbers that do not fit are left out from the end.
+/// @param colours  Faults that are not 0 are red.
+std::string liveLine(const SecondNumbers& numbers, std::uint64_t wanted, std::size_t columns, bool colours);
+
+/// @param noColor  The environment variable NO_COLOR; null when it is not set.
+/// @return         False when it is set and not empty.
+bool coloursAreWanted(const char* noColor);
+
+class LiveLine : public GrabObserver {
+public:
+    /// @param terminal  Standard error, when it is one.
+    LiveLine(std::ostream& terminal, std::uint64_t wanted, bool colours)
+        : _terminal(terminal), _wanted(wanted), _colours(colours) {}
+
+    void onSecond(const SecondNumbers& numbers) override;
+    /// Takes the line away.
+    void onEnd() override;
+
+private:
+    std::ostream& _terminal;
+    std::uint64_t _wanted;
+    bool _colours;
+};
+
+}  // namespace host

@@ -1,0 +1,28 @@
+// A comparison with a fault log, for people and as JSON.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "fault_match.h"
+#include "grab_report.h"
+
+namespace host {
+
+struct VerifyReport {
+    std::string logPath;
+    const FaultLog& log;
+    const FaultMatch& match;
+    bool matched;            // one to one, as was asked
+    const GrabReport* grab;  // null: none was made
+};
+
+/// A line for what was counted, one for each fault that was missed and each finding that was not injected (a hundred of
+/// each at most), and the verdict.
+void tellVerify(const VerifyReport& report, std::ostream& people);
+
+/// One object on one line; its lists have ten thousand entries at most.
+/// @param asEvent  As a line of --json-lines: with the event "verify" and without the grab, which has its own.
+void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data);
+
+}  // namespace host

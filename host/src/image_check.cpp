@@ -1,0 +1,120 @@
+#include "image_check.h"
+
+#include <algorithm>
+
+namespace host {
+namespace {
+
+constexpr std::uint64_t kMaxCounterGap = 1000;  // between images that a counter without a strip may bridge
+
+double microseconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1000.0; }
+
+}  // namespace
+
+void ImageCheck::find(FindingKind kind, std::uint64_t number, std::optional<double> latencyUs) {
+    _findings.add({
+        kind, {number, number},
+         latencyUs
+    });
+}
+
+ImageCheck::Told ImageCheck::add(const ReceivedImage& image) {
+    if (!_format) _format = image.format;
+    const auto& strip = image.inspection.strip;
+    const std::uint64_t number = strip ? strip->frameNumber : numberByCounter(image.counter);
+    if (image.format != *_format) find(FindingKind::format, number);
+    if (image.inspection.kind == frames::ImageKind::torn) find(FindingKind::torn, number);
+    if (strip) return checkStrip(*strip, image);
+    if (image.inspection.kind == frames::ImageKind::unverified) checkWithoutStrip(image);
+    return {};
+}
+
+// The record's counter tells which one it is: it came, so that it is not lost too. One that is far from the others
+// tells nothing.
+void ImageCheck::checkWithoutStrip(const ReceivedImage& image) {
+    if (!_newest) return;
+    const std::uint64_t number = numberByCounter(image.counter);
+    if (image.format == *_format) find(FindingKind::format, number);
+    if (!_sight || number <= _sight->last || number - _sight->last > kMaxCounterGap) return;
+    _sequence.add(number, _latestTimeStampNs);
+    _sight->last = number;
+    _newest = number;
+}
+
+// Within 2^31 of the newest; 0 when there is none to count from.
+std::uint64_t ImageCheck::numberByCounter(std::uint32_t counter) const {
+    if (!_newest || !_counterAhead) return 0;
+    const auto step = static_cast<std::int32_t>(counter - *_counterAhead - static_cast<std::uint32_t>(*_newest));
+    if (step < 0 && static_cast<std::uint64_t>(-std::int64_t{step}) > *_newest) return 0;
+    return *_newest + static_cast<std::uint64_t>(std::int64_t{step});
+}
+
+ImageCheck::Told ImageCheck::checkStrip(const frames::Strip& strip, const ReceivedImage& image) {
+    const std::uint64_t number = strip.frameNumber;
+    // A time stamp of the future must not make all that follow look old.
+    const auto timeStampNs =
+        std::min(strip.timeStampNs, static_cast<std::uint64_t>(std::max<std::int64_t>(image.arrivalNs, 0)));
+    if (!_sight && timeStampNs < static_cast<std::uint64_t>(_settings.startNs)) {
+        find(FindingKind::stale, number);
+        _newest = number;
+        _counterAhead = image.counter - static_cast<std::uint32_t>(number);
+        return {number, std::nullopt};
+    }
+    const Follows follows = _sequence.add(number, timeStampNs);
+    if (follows == Follows::first || follows == Follows::anew) {
+        _restarts += follows == Follows::anew ? 1 : 0;
+        _sight.reset();
+        _newest.reset();
+        _counterAhead.reset();
+        _latestTimeStampNs = timeStampNs;
+    }
+    if (!_sight) _sight = FrameRange{number, number};
+    *_sight = {std::min(_sight->first, number), std::max(_sight->last, number)};
+    _newest = std::max(_newest.value_or(0), number);
+    checkCounter(number, image.counter);
+    return {number, checkTime(number, timeStampNs, follows, image.arrivalNs)};
+}
+
+void ImageCheck::checkCounter(std::uint64_t number, std::uint32_t counter) {
+    const std::uint32_t ahead = counter - static_cast<std::uint32_t>(number);
+    if (_counterAhead && ahead != *_counterAhead) find(FindingKind::counter, number);
+    _counterAhead = ahead;
+}
+
+std::optional<std::int64_t> ImageCheck::checkTime(std::uint64_t number, std::uint64_t timeStampNs, Follows follows,
+                                                  std::int64_t arrivalNs) {
+    if (follows == Follows::repeated || follows == Follows::reordered) {
+        find(follows == Follows::repeated ? FindingKind::repeated : FindingKind::reordered, number);
+        return std::nullopt;
+    }
+    if (timeStampNs < _latestTimeStampNs) {
+        find(FindingKind::timeBack, number);
+        return std::nullopt;
+    }
+    _latestTimeStampNs = timeStampNs;
+    const std::int64_t latencyNs = arrivalNs - static_cast<std::int64_t>(timeStampNs);
+    if (latencyNs > kStaleNs) find(FindingKind::stale, number, microseconds(latencyNs));
+    if (_settings.lateFromNs && latencyNs >= *_settings.lateFromNs)
+        find(FindingKind::late, number, microseconds(latencyNs));
+    return latencyNs;
+}
+
+void ImageCheck::stopped() {
+    if (_newest) find(FindingKind::stopped, *_newest == UINT64_MAX ? UINT64_MAX : *_newest + 1);
+}
+
+FindingList ImageCheck::findings() const {
+    FindingList all(_settings.capacity);
+    for (const FrameRange& range : _sequence.settled()) all.add({FindingKind::lost, range, {}});
+    for (const auto& [first, last] : _sequence.missing())
+        all.add({
+            FindingKind::lost, {first,          last},
+             {              }
+        });
+    all.addOmitted(FindingKind::lost, _sequence.omittedRanges(), _sequence.omittedFrames());
+    all.add(_findings);
+    all.sort();
+    return all;
+}
+
+}  // namespace host

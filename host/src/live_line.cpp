@@ -1,0 +1,82 @@
+#include "live_line.h"
+
+#include <vector>
+
+#include "platform.h"
+#include "terminal.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kRed = "\x1B[31m";
+constexpr const char* kPlain = "\x1B[0m";
+constexpr const char* kClearToEnd = "\x1B[K";
+
+struct Part {
+    std::string text;
+    bool alarm = false;
+};
+
+std::string number(const std::optional<double>& value, double divisor, const char* format) {
+    if (!value) return "-";
+    char text[40];
+    platform_format(text, sizeof text, format, *value / divisor);
+    return text;
+}
+
+struct FaultRow {
+    const char* label;
+    std::uint64_t GrabResults::*count;
+};
+constexpr FaultRow kFaults[] = {
+    {"lost",     &GrabResults::lost    },
+    {"repeated", &GrabResults::repeated},
+    {"torn",     &GrabResults::torn    },
+    {"faked",    &GrabResults::faked   },
+};
+
+std::vector<Part> partsOf(const SecondNumbers& numbers, std::uint64_t wanted) {
+    const GrabResults& second = numbers.second;
+    std::string images = std::to_string(numbers.totals.images);
+    if (wanted != 0) images.append(" of ").append(std::to_string(wanted));
+    const auto ms = [](const std::optional<double>& value) { return number(value, 1000.0, "%.2f"); };
+    std::vector<Part> parts{
+        {images + " images",    false},
+        {number(second.fpsMean, 1.0,   "%.1f") + "/s", false},
+        {"period " + ms(second.periodP50Us) + '/' + ms(second.periodP99Us) + '/' + ms(second.periodMaxUs) + " ms",
+         false                    },
+        {"latency " + ms(second.latencyP50Us) + '/' + ms(second.latencyP99Us) + " ms",                 false },
+    };
+    for (const FaultRow& row : kFaults) {
+        const std::uint64_t count = numbers.totals.*row.count;
+        parts.push_back({std::string(row.label) + ' ' + std::to_string(count), count > 0});
+    }
+    parts.push_back({"CPU " + number(second.cpuPercent, 1.0, "%.0f") + " %", false});
+    return parts;
+}
+
+}  // namespace
+
+std::string liveLine(const SecondNumbers& numbers, std::uint64_t wanted, std::size_t columns, bool colours) {
+    std::string line;
+    std::size_t used = 0;
+    for (const Part& part : partsOf(numbers, wanted)) {
+        const std::size_t gap = used == 0 ? 0 : 2;
+        if (used + gap + part.text.size() > columns) break;
+        used += gap + part.text.size();
+        line.append(gap, ' ');
+        line += part.alarm && colours ? kRed + part.text + kPlain : part.text;
+    }
+    return line;
+}
+
+bool coloursAreWanted(const char* noColor) { return !noColor || *noColor == '\0'; }
+
+void LiveLine::onSecond(const SecondNumbers& numbers) {
+    // The last column stays free: some terminals begin a new line when it is filled.
+    _terminal << '\r' << liveLine(numbers, _wanted, terminalColumns() - 1, _colours) << kClearToEnd << std::flush;
+}
+
+void LiveLine::onEnd() { _terminal << '\r' << kClearToEnd << std::flush; }
+
+}  // namespace host

@@ -1,0 +1,137 @@
+#include "saved_findings.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include <nlohmann/json.hpp>
+
+#include "grab_report.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::uintmax_t kMaxBytes = std::uintmax_t{256} << 20;
+
+class ResultError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+const Json& member(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    if (found == object.end()) throw ResultError(std::string("\"") + key + "\" is missing");
+    return *found;
+}
+
+std::uint64_t number(const Json& object, const char* key) {
+    const Json& value = member(object, key);
+    if (!value.is_number_unsigned())
+        throw ResultError(std::string("\"") + key + "\" is not a number from 0 to 2^64 - 1");
+    return value.get<std::uint64_t>();
+}
+
+std::optional<double> timeOrNull(const Json& object, const char* key) {
+    const Json& value = member(object, key);
+    if (value.is_null()) return std::nullopt;
+    if (!value.is_number()) throw ResultError(std::string("\"") + key + "\" is not a number of microseconds");
+    return value.get<double>();
+}
+
+Finding findingOf(const Json& object) {
+    if (!object.is_object()) throw ResultError("\"findings\" has something else than objects");
+    const Json& name = member(object, "finding");
+    const auto kind = name.is_string() ? findingByName(name.get<std::string>()) : std::nullopt;
+    if (!kind) throw ResultError("\"findings\" has a finding of an unknown kind");
+    Finding finding{*kind, {}, {}};
+    finding.frames.first = number(object, "first");
+    finding.frames.last = *kind == FindingKind::stopped ? finding.frames.first : number(object, "last");
+    if (finding.frames.last < finding.frames.first)
+        throw ResultError("a finding's \"last\" is smaller than its \"first\"");
+    if (*kind == FindingKind::late || object.contains("latency_us")) {
+        finding.latencyUs = timeOrNull(object, "latency_us");
+        if (!finding.latencyUs) throw ResultError("a finding's \"latency_us\" is null");
+    }
+    return finding;
+}
+
+GrabEvidence evidenceOf(const Json& object) {
+    if (number(object, "schema") != kJsonSchema)
+        throw ResultError("\"schema\" is another one than " + std::to_string(kJsonSchema));
+    if (const std::string problem = problemOfEvidence(number(object, "findings_omitted"), number(object, "restarts"));
+        !problem.empty())
+        throw ResultError(problem);
+    GrabEvidence evidence;
+    const Json& findings = member(object, "findings");
+    if (!findings.is_array()) throw ResultError("\"findings\" is not a list");
+    for (const Json& item : findings) evidence.findings.push_back(findingOf(item));
+    if (!member(object, "first_frame").is_null()) {
+        evidence.sight = FrameRange{number(object, "first_frame"), number(object, "last_frame")};
+        if (evidence.sight->last < evidence.sight->first)
+            throw ResultError("\"last_frame\" is smaller than \"first_frame\"");
+    }
+    evidence.lateFromUs = timeOrNull(object, "late_from_us");
+    evidence.judgesLateness = evidence.lateFromUs.has_value();
+    return evidence;
+}
+
+std::string_view lastLine(std::string_view text) {
+    const std::size_t end = text.find_last_not_of(" \t\r\n");
+    if (end == std::string_view::npos) return {};
+    text = text.substr(0, end + 1);
+    const std::size_t begin = text.rfind('\n');
+    return begin == std::string_view::npos ? text : text.substr(begin + 1);
+}
+
+}  // namespace
+
+std::string problemOfEvidence(std::uint64_t findingsOmitted, std::uint64_t restarts) {
+    if (findingsOmitted > 0)
+        return "there were more findings than were kept: " + std::to_string(findingsOmitted) +
+               " were left out, so that nothing can be matched one to one";
+    if (restarts > 0) return "the simulator began anew during the grab; its log tells of one run alone";
+    return "";
+}
+
+bool readSavedFindings(std::string_view text, GrabEvidence& evidence, std::string& error) {
+    Json object = Json::parse(text, nullptr, false);
+    if (!object.is_object()) object = Json::parse(lastLine(text), nullptr, false);
+    if (!object.is_object()) {
+        error = "is not what grab --json or grab --json-lines printed";
+        return false;
+    }
+    try {
+        evidence = evidenceOf(object);
+        return true;
+    } catch (const ResultError& problem) {
+        error = problem.what();
+        return false;
+    }
+}
+
+bool readSavedFindingsFile(const std::string& path, GrabEvidence& evidence, std::string& error) {
+    // Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
+    const std::filesystem::path file(reinterpret_cast<const char8_t*>(path.c_str()));
+    std::ifstream stream(file, std::ios::binary);
+    std::string text;
+    std::string chunk(std::size_t{1} << 16, '\0');
+    while (stream.read(chunk.data(), static_cast<std::streamsize>(chunk.size())), stream.gcount() > 0) {
+        text.append(chunk, 0, static_cast<std::size_t>(stream.gcount()));
+        if (text.size() > kMaxBytes) {
+            error = path + ": is larger than 256 MiB";
+            return false;
+        }
+    }
+    if (!stream.eof()) {
+        error = path + ": cannot be read";
+        return false;
+    }
+    if (readSavedFindings(text, evidence, error)) return true;
+    error = path + ": " + error;
+    return false;
+}
+
+}  // namespace host

@@ -1,0 +1,117 @@
+#include "verify.h"
+
+#include <cstdlib>
+
+#include "grab.h"
+#include "grab_limits.h"
+#include "grab_report.h"
+#include "live_line.h"
+#include "platform.h"
+#include "saved_findings.h"
+#include "terminal.h"
+#include "verify_report.h"
+
+namespace host {
+namespace {
+
+constexpr int kReadings = 10;  // of a log that does not explain everything yet
+constexpr std::int64_t kReadingNs = 200'000'000;
+
+bool fail(std::ostream& people, const std::string& reason) {
+    people << "dorven-host: " << reason << std::endl;
+    return false;
+}
+
+// A log in its final state, as far as that can be told, and what it says to the findings.
+struct LogComparison {
+    FaultLog log;
+    FaultMatch match;
+};
+
+bool compare(const HostOptions& options, const GrabEvidence& evidence, int readings, LogComparison& result,
+             std::ostream& people) {
+    for (int reading = 1;; ++reading) {
+        std::string error;
+        if (!readFaultLog(options.faultLog, result.log, error)) return fail(people, error);
+        result.match = matchFaults(result.log, evidence);
+        const bool settled = !result.log.cut && (result.match.oneToOne(false) || result.log.nextFrame);
+        if (settled || reading >= readings) break;
+        platform_sleepUntil(platform_monotonicNanoseconds() + kReadingNs);
+    }
+    if (!result.log.cut) return true;
+    return fail(people, options.faultLog + ", line " + std::to_string(result.log.lines) +
+                            ": ends in its middle; the simulator was killed, or its disk is full");
+}
+
+// The grab's own exit code keeps its meaning, unless the log tells of the stop that ended it.
+int exitCodeOf(int grabExitCode, const FaultMatch& match, bool matched, bool limitsKept) {
+    const bool stopped = grabExitCode == kExitNoImage || grabExitCode == kExitConnectionLost;
+    if (stopped && !match.stopFound) return grabExitCode;
+    if (!stopped && grabExitCode != kExitDone) return grabExitCode;
+    return matched && limitsKept ? kExitDone : kExitFailed;
+}
+
+bool isMatched(const HostOptions& options, const FaultMatch& match, const std::optional<FrameRange>& sight,
+               std::ostream& people) {
+    if (!sight && !match.stopFound) return fail(people, "no image since the grab began could be compared with the log");
+    return match.oneToOne(options.allowExplained);
+}
+
+GrabEvidence evidenceOf(const HostOptions& options, const GrabReport& report) {
+    GrabEvidence evidence;
+    evidence.findings = report.findings.kept();
+    evidence.sight = report.results.sight;
+    evidence.lateFromUs = report.results.lateFromUs;
+    if (const auto limitNs = latencyLimitNs(options.limits)) {
+        evidence.judgesLateness = true;
+        evidence.judgedFromUs = static_cast<double>(*limitNs) / 1000.0;
+    }
+    return evidence;
+}
+
+}  // namespace
+
+int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
+    Grab grab(device, options, people);
+    LiveLine liveLine(people, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
+    JsonLines jsonLines(data, options.frames);
+    if (standardErrorIsTerminal()) grab.watch(liveLine);
+    if (options.jsonLines) grab.watch(jsonLines);
+    const int grabExitCode = grab.run();
+    GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
+    report.limitsBroken = brokenLimits(options.limits, report.results);
+    printTable(report.results, people);
+    tellBrokenLimits(report.limitsBroken, people);
+    if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
+    if (grabExitCode == kExitFailed) return kExitFailed;
+    const std::string problem = problemOfEvidence(report.findings.omitted(), report.results.restarts);
+    if (!problem.empty()) {
+        fail(people, problem);
+        return kExitFailed;
+    }
+    LogComparison comparison;
+    if (!compare(options, evidenceOf(options, report), kReadings, comparison, people)) return kExitFailed;
+    const bool matched = isMatched(options, comparison.match, report.results.sight, people);
+    const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, &report};
+    tellVerify(verify, people);
+    if (options.json || options.jsonLines) printVerifyJson(verify, options.jsonLines, data);
+    return exitCodeOf(grabExitCode, comparison.match, matched, report.limitsBroken.empty());
+}
+
+int verifySaved(const HostOptions& options, std::ostream& data, std::ostream& people) {
+    GrabEvidence evidence;
+    std::string error;
+    if (!readSavedFindingsFile(options.findingsFile, evidence, error)) {
+        fail(people, error);
+        return kExitFailed;
+    }
+    LogComparison comparison;
+    if (!compare(options, evidence, 1, comparison, people)) return kExitFailed;
+    const bool matched = isMatched(options, comparison.match, evidence.sight, people);
+    const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, nullptr};
+    tellVerify(verify, people);
+    if (options.json) printVerifyJson(verify, false, data);
+    return matched ? kExitDone : kExitFailed;
+}
+
+}  // namespace host
