@@ -54,8 +54,9 @@ struct SampleProgram {
         arguments.insert(arguments.begin(), "dorven-sample");
         std::ostringstream dataStream;
         std::ostringstream peopleStream;
-        exitCode = options::parse(app, static_cast<int>(arguments.size()), arguments.data(), dataStream, peopleStream,
-                                  {environment, folder.path() + "/"});
+        exitCode = options::parse(
+            app, static_cast<int>(arguments.size()), arguments.data(), dataStream, peopleStream,
+            {environment, configPath().substr(0, configPath().size() - std::string("sample.conf").size())});
         data = dataStream.str();
         people = peopleStream.str();
     }
