@@ -13,6 +13,7 @@
 #include "info.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "snap.h"
 
 namespace host {
 namespace {
@@ -20,18 +21,34 @@ namespace {
 void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome) {
     if (options.outputFolder.empty()) return;
     std::cerr << "saved " << outcome.saved << " images in " << options.outputFolder;
+    if (outcome.lossImage) {
+        std::cerr << "; the first loss showed at image " << *outcome.lossImage;
+    } else if (options.aroundLoss > 0) {
+        std::cerr << "; there was no loss";
+    }
     if (outcome.dropped > 0) std::cerr << "; the disk could not keep up with " << outcome.dropped << " more";
     if (outcome.failed > 0) std::cerr << "; " << outcome.failed << " could not be written";
     std::cerr << std::endl;
 }
 
-int grab(PluginLibrary& library, const HostOptions& options) {
+// The plugin's first device; null after a message.
+NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
     library.enumerate();
     NUV::PluginDeviceBase* device = library.device(0);
-    if (!device) {
-        std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
-        return kExitFailed;
-    }
+    if (!device) std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+    return device;
+}
+
+int snap(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* device = firstDevice(library);
+    if (!device) return kExitFailed;
+    platform_installStopHandler();
+    return snap(*device, options, std::cout, std::cerr);
+}
+
+int grab(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* device = firstDevice(library);
+    if (!device) return kExitFailed;
     platform_installStopHandler();
     Grab grab(*device, options, std::cerr);
     const int exitCode = grab.run();
@@ -46,6 +63,8 @@ int run(PluginLibrary& library, const HostOptions& options) {
     switch (options.command) {
         case HostOptions::Command::grab:
             return grab(library, options);
+        case HostOptions::Command::snap:
+            return snap(library, options);
         case HostOptions::Command::call:
             return callCommand(library, options, std::cout, std::cerr);
         case HostOptions::Command::info:

@@ -3,39 +3,15 @@
 #include <CLI/CLI.hpp>
 
 #include "device_commands.h"
-#include "platform.h"
+#include "option_checks.h"
 #include "plugin_library.h"
+#include "save_options.h"
 
 namespace host {
 namespace {
 
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
-
-// A number within limits; one that is not a number (nan) is within none.
-template <typename Number>
-CLI::Validator within(Number least, Number greatest, const char* limits) {
-    return CLI::Validator(
-        [least, greatest, limits](const std::string& text) {
-            Number value{};
-            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
-            return "'" + text + "' is not a number from " + limits;
-        },
-        "");
-}
-
-// Not CLI's own check, which does not take names in the encoding in which Windows gives them.
-CLI::Validator existingFile() {
-    return CLI::Validator(
-        [](const std::string& path) {
-            const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                            OPEN_EXISTING, 0, nullptr);
-            if (file == INVALID_HANDLE_VALUE) return path + " is not a file that can be read";
-            CloseHandle(file);
-            return std::string();
-        },
-        "");
-}
 
 void addCommonOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
@@ -105,13 +81,7 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
-    CLI::Option* output = command.add_option("--output", options.outputFolder,
-                                             "Save images as PNG in that folder, which is made when it is missing");
-    output->type_name("DIR");
-    command.add_option("--every", options.saveEvery, "Save every Nth image, beginning with the first (default 1)")
-        ->check(within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
-        ->needs(output)
-        ->type_name("N");
+    addSaveOptions(command, options);
 }
 
 void addAskSnapOptions(CLI::App& command, HostOptions& options, double& timeoutSeconds) {
@@ -138,6 +108,9 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     CLI::App* grab = app.add_subcommand("grab", "Receive images, verify each from its pixels, measure, save");
     addCommonOptions(*grab, options);
     addGrabOptions(*grab, options);
+    CLI::App* snap = app.add_subcommand("snap", "Save one image in a file");
+    addCommonOptions(*snap, options);
+    addSnapOptions(*snap, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -153,6 +126,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         "  dorven-host call 1008 --config camera.ini --json\n"
         "  dorven-host grab --count 300\n"
         "  dorven-host grab --config camera.ini --count 1000 --output images --every 100 --json\n"
+        "  dorven-host grab --output images --around-loss 50 --format pgm\n"
+        "  dorven-host snap picture.png\n"
         "  dorven-host ask-snap\n"
         "\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image or answer in time, 4 connection to the simulator "
@@ -161,6 +136,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     info->footer(kCommandsHelp + footer);
     call->footer(kCallHelp + footer);
     grab->footer(footer);
+    snap->footer(snap->get_footer() + footer);
     askSnap->footer(kAskSnapHelp + footer);
     try {
         app.parse(argc, argv);
@@ -168,7 +144,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         return app.exit(error, data, people) == 0 ? kExitDone : kExitWrongUsage;
     }
     if (app.get_subcommands().empty()) {
-        people << "A subcommand is required: info, grab, call or ask-snap\nRun with --help for more information.\n";
+        people
+            << "A subcommand is required: info, grab, snap, call or ask-snap\nRun with --help for more information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {
@@ -176,6 +153,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         options.timeoutSeconds = askTimeoutSeconds;
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
+    if (snap->parsed()) options.command = HostOptions::Command::snap;
     if (call->parsed()) {
         options.command = HostOptions::Command::call;
         options.open = options.open || !options.configFile.empty();
