@@ -16,7 +16,7 @@ constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call, askSnap, snap };
+    enum class Command { info, grab, call, askSnap, snap, doctor };
 
     Command command = Command::info;
     std::string pluginPath;

@@ -7,6 +7,7 @@
 #include "ask_snap.h"
 #include "call.h"
 #include "command_report.h"
+#include "doctor.h"
 #include "grab.h"
 #include "grab_report.h"
 #include "host_options.h"
@@ -68,7 +69,8 @@ int run(PluginLibrary& library, const HostOptions& options) {
         case HostOptions::Command::call:
             return callCommand(library, options, std::cout, std::cerr);
         case HostOptions::Command::info:
-        case HostOptions::Command::askSnap:  // needs no library
+        case HostOptions::Command::askSnap:  // these need no library
+        case HostOptions::Command::doctor:
             break;
     }
     return options.commands ? showCommands(library, options.json, std::cout, std::cerr)
@@ -85,6 +87,7 @@ int hostMain(int argc, const char* const* argv) {
             platform_installStopHandler();
             return askSnap(options, std::cout, std::cerr);
         }
+        if (options.command == HostOptions::Command::doctor) return runDoctor(options, std::cout, std::cerr);
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);
         if (!library) {

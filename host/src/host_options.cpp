@@ -6,6 +6,8 @@
 #include "option_checks.h"
 #include "plugin_library.h"
 #include "save_options.h"
+#include "suggestions.h"
+#include "tool_options.h"
 
 namespace host {
 namespace {
@@ -111,6 +113,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     CLI::App* snap = app.add_subcommand("snap", "Save one image in a file");
     addCommonOptions(*snap, options);
     addSnapOptions(*snap, options);
+    CLI::App* doctor = app.add_subcommand("doctor", "Look at all that a grab needs and say what to do about it");
+    addDoctorOptions(*doctor, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -128,6 +132,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         "  dorven-host grab --config camera.ini --count 1000 --output images --every 100 --json\n"
         "  dorven-host grab --output images --around-loss 50 --format pgm\n"
         "  dorven-host snap picture.png\n"
+        "  dorven-host doctor --config camera.ini\n"
         "  dorven-host ask-snap\n"
         "\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image or answer in time, 4 connection to the simulator "
@@ -136,16 +141,19 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     info->footer(kCommandsHelp + footer);
     call->footer(kCallHelp + footer);
     grab->footer(footer);
+    doctor->footer(doctor->get_footer() + footer);
     snap->footer(snap->get_footer() + footer);
     askSnap->footer(kAskSnapHelp + footer);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error, data, people) == 0 ? kExitDone : kExitWrongUsage;
+        if (app.exit(error, data, people) == 0) return kExitDone;
+        people << suggestionsFor(app);
+        return kExitWrongUsage;
     }
     if (app.get_subcommands().empty()) {
-        people
-            << "A subcommand is required: info, grab, snap, call or ask-snap\nRun with --help for more information.\n";
+        people << "A subcommand is required: info, grab, snap, doctor, call or ask-snap\nRun with --help for more "
+                  "information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {
@@ -153,6 +161,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         options.timeoutSeconds = askTimeoutSeconds;
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
+    if (doctor->parsed()) options.command = HostOptions::Command::doctor;
     if (snap->parsed()) options.command = HostOptions::Command::snap;
     if (call->parsed()) {
         options.command = HostOptions::Command::call;

@@ -90,4 +90,23 @@ TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
     }
 }
 
+TEST_F(SaveOptionsTest, WrongNamesAreAnsweredWithTheNearestOnes) {
+    const std::vector<std::pair<std::vector<const char*>, const char*>> meant = {
+        {{"garb"},                      "garb: did you mean 'grab'?\n"        },
+        {{"doc-tor"},                   "doc-tor: did you mean 'doctor'?\n"   },
+        {{"--verison"},                 "--verison: did you mean '--version'?"},
+        {{"grab", "--cuont", "3"},      "--cuont: did you mean '--count'?\n"  },
+        {{"grab", "--ouptut=x"},        "--ouptut: did you mean '--output'?"  },
+        {{"snap", "out.png", "--anny"}, "--anny: did you mean '--any'?"       },
+    };
+    for (const auto& [arguments, suggestion] : meant) {
+        EXPECT_EQ(parse(arguments), 2);
+        EXPECT_THAT(_people.str(), HasSubstr(suggestion));
+    }
+    EXPECT_EQ(parse({"grab", "--bogus"}), 2);
+    EXPECT_THAT(_people.str(), testing::Not(HasSubstr("did you mean")));
+    EXPECT_EQ(parse({"grab", "--count", "x"}), 2);
+    EXPECT_THAT(_people.str(), testing::Not(HasSubstr("did you mean")));
+}
+
 }  // namespace

@@ -1,4 +1,5 @@
-// Saving, with host, plugin and simulator as real processes. The role hostWithOutputs is that of programs_test.cpp.
+// Saving and doctor, with host, plugin and simulator as real processes. The role hostWithOutputs is that of
+// programs_test.cpp.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -76,6 +77,29 @@ TEST_F(SavingProgramsTest, SnapSavesOneImageOfNow) {
     EXPECT_EQ(nlohmann::json::parse(text(_folder.path("out.txt")))["kind"], "simulated");
     simulator.kill();
     EXPECT_EQ(host({"snap", _folder.path("none.png"), "--timeout", "0.3"}), host::kExitNoImage);
+}
+
+TEST_F(SavingProgramsTest, DoctorFindsARunningPairWellAndDisturbsNeither) {
+    auto simulator = startSimulator();
+    test::ChildProcess grab("hostWithOutputs", {_folder.path("grab.txt"), _folder.path("grab_err.txt"), "grab",
+                                                "--config", _config, "--count", "100", "--json"});
+    EXPECT_EQ(host({"doctor", "--config", _config, "--json"}), 0) << text(_folder.path("out.txt"));
+    while (grab.running()) EXPECT_EQ(host({"doctor", "--config", _config, "--json"}), 0);
+    EXPECT_EQ(grab.join(60s), 0) << text(_folder.path("grab_err.txt"));
+    const auto result = nlohmann::json::parse(text(_folder.path("grab.txt")));
+    EXPECT_EQ(result["simulated"], 100);
+    EXPECT_EQ(result["lost"], 0);
+    EXPECT_EQ(result["torn"], 0);
+    EXPECT_EQ(host({"doctor"}), host::kExitFailed) << "images of 1280x1024 are larger than the ring's";
+    EXPECT_THAT(people(), HasSubstr("  problem  lines of 36024 bytes are shorter than images of 1280x1024"));
+    simulator.kill();
+}
+
+TEST_F(SavingProgramsTest, DoctorToldOfFilesThatAreNotThereFindsThem) {
+    EXPECT_EQ(host({"doctor", "--plugin", "/no/such/plugin", "--config", "/no/such.ini"}), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("plugin: there is no such file"));
+    EXPECT_THAT(people(), HasSubstr("/no/such.ini: there is no such file: the camera takes it for empty"));
+    EXPECT_THAT(people(), HasSubstr("2 problems"));
 }
 
 }  // namespace
