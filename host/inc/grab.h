@@ -56,7 +56,9 @@ public:
 private:
     enum class State { running, complete, connectionLost, callbackFailed };
 
+    bool prepareSaving();
     bool open();
+    bool reserveForSaving();
     bool start();
     void stop();
     int waitForEnd();

@@ -18,7 +18,7 @@ constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call, askSnap, verify };
+    enum class Command { info, grab, call, askSnap, verify, snap, doctor };
 
     Command command = Command::info;
     std::string pluginPath;
@@ -39,7 +39,16 @@ struct HostOptions {
     std::uint64_t imageCount = 0;  // 0: until stopped
     double timeoutSeconds = 30.0;  // longest time without an image, or an answer
     std::string outputFolder;      // empty: nothing is saved
-    std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first
+    std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first; 0: only around a loss
+    std::string saveFormat = "png";
+    std::size_t aroundLoss = 0;         // images before the first loss, and as many after it
+    std::uint64_t saveMemoryMb = 1000;  // for images that wait or are kept
+    bool force = false;                 // also snap: files that are there are replaced
+
+    // snap
+    std::string snapFile;
+    std::string snapFormat;  // by the file's ending
+    bool anyImage = false;   // also faked, torn and unverified ones
 
     // grab, verify
     bool jsonLines = false;  // instead of json: lines while the grab runs

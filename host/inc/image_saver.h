@@ -1,63 +1,120 @@
-// Saves images without holding up whoever hands them over: copied into a bounded queue, written by a thread of its own.
+// Saves images of a grab without holding up whoever hands them over: copied into memory that was made ready before,
+// written by a thread of its own.
 #pragma once
 
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "frame_ring.h"
 #include "image_view.h"
+#include "image_writer.h"
+#include "output_file.h"
+#include "sidecar.h"
 
 namespace host {
 
-/// Writes "image_000000.png" and so on into a folder.
+struct SaveSettings {
+    std::string folder;
+    frames::ImageFileFormat fileFormat = frames::ImageFileFormat::png;
+    std::uint64_t every = 1;     // every nth image, beginning with the first; 0: none but those around a loss
+    std::size_t aroundLoss = 0;  // so many images before the first loss is seen, and so many from then on
+    std::size_t memoryBytes = std::size_t{1} << 30;  // at most, for all images that are kept or wait
+    ExistingFile existing = ExistingFile::refuse;
+};
+
+/// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab, and for each one, once it
+/// is complete, a line into the sidecar beside them (sidecar.h). An image whose line cannot be written is removed
+/// again, and nothing more is saved then: what the sidecar names is there, and what is there it names.
 class ImageSaver {
 public:
-    /// @param folder         Existing folder.   @param queueCapacity  Images that may wait, at least 1.
-    ImageSaver(std::string folder, std::size_t queueCapacity);
+    /// Makes the folder and the sidecar in it.
+    ///
+    /// @return  null, with the reason: no folder, or a sidecar that is there already (SaveSettings::existing) or cannot
+    ///          be written.
+    static std::unique_ptr<ImageSaver> create(const SaveSettings& settings, std::string& error);
+
+    /// Sets all memory aside and is ready for images. Once, before the first one.
+    ///
+    /// @param expected  Format of the images.
+    /// @return          false, with the reason, when that takes more memory than SaveSettings::memoryBytes.
+    /// @throws std::bad_alloc  when the machine has not that much.
+    bool reserve(const frames::ImageFormat& expected, std::string& error);
 
     /// Finishes.
     ~ImageSaver();
     ImageSaver(const ImageSaver&) = delete;
     ImageSaver& operator=(const ImageSaver&) = delete;
 
-    /// Copies an image into the queue, or counts it as dropped when the queue is full. Any thread; takes as long as the
-    /// copy.
-    /// @param number  For the file's name.
-    /// @throws std::bad_alloc, std::length_error  when there is no memory for the copy.
-    void offer(const frames::ImageView& image, std::uint64_t number);
+    /// Takes the next image: copies it if it is to be saved or kept, or counts it as dropped when it was to be saved
+    /// and the disk is too far behind. One thread; takes as long as the copy. Those around the loss are never dropped.
+    ///
+    /// @param note      Its positions ascend.
+    /// @param lossSeen  Whether an image is known to be missing by now.
+    /// @throws std::bad_alloc, std::length_error  when there is no memory for a copy of an image that is larger than
+    ///                  expected.
+    void offer(const frames::ImageView& image, const FrameNote& note, bool lossSeen);
 
-    /// Waits until everything in the queue is written. Nothing may be offered any more.
+    /// Waits until everything is written. Nothing may be offered any more. A sidecar without a line is removed.
     void finish();
 
     struct Outcome {
         std::uint64_t saved = 0;
-        std::uint64_t dropped = 0;  // came while the queue was full
+        std::uint64_t dropped = 0;  // the disk could not keep up with
         std::uint64_t failed = 0;
-        std::string firstError;  // of those that failed
+        std::string firstError;                  // of those that failed
+        std::optional<std::uint64_t> lossImage;  // position of the image that showed the first loss
     };
     Outcome outcome() const;
 
+    /// Images that may wait for the disk, beside those around a loss.
+    std::size_t queueCapacity() const { return _queueCapacity; }
+    /// Bytes that were set aside.
+    std::size_t reservedBytes() const { return _reservedBytes; }
+
 private:
     struct Job {
-        std::vector<std::uint8_t> bytes;
-        frames::ImageFormat format;
-        std::uint64_t number;
+        KeptFrame frame;
+        bool aroundLoss;
     };
-    std::vector<std::uint8_t> takeBuffer();
+
+    explicit ImageSaver(const SaveSettings& settings) : _settings(settings), _ring(settings.aroundLoss) {}
+    std::string sidecarPath() const { return _settings.folder + "/" + kSidecarName; }
+    void beginLoss(std::uint64_t image);
+    bool reservePlace();
+    KeptFrame copyOf(const frames::ImageView& image, const FrameNote& note);
+    void keep(const frames::ImageView& image, const FrameNote& note, bool dropped);
+    void enqueue(const frames::ImageView& image, const FrameNote& note, bool aroundLoss);
     void run();
     void write(const Job& job);
+    bool writeFiles(const KeptFrame& frame, std::string& error);
 
-    const std::string _folder;
-    const std::size_t _queueCapacity;
-    mutable std::mutex _mutex;
+    const SaveSettings _settings;
+    std::size_t _queueCapacity = 0;
+    std::size_t _reservedBytes = 0;
+
+    // The offering thread's own.
+    FrameRing _ring;
+    bool _lossSeen = false;
+    std::size_t _toSaveAfterLoss = 0;
+
+    // The writing thread's own.
+    GrowingFile _sidecar;
+    bool _sidecarHasLines = false;
+    std::string _sidecarError;
+    std::vector<std::uint8_t> _encoded;
+
+    mutable std::mutex _mutex;  // guards what follows
     std::condition_variable _changed;
     std::deque<Job> _queue;
     std::vector<std::vector<std::uint8_t>> _spareBuffers;  // their pages are warm
-    std::size_t _reserved = 0;                             // places of the queue that are being filled
+    std::size_t _placesTaken = 0;                          // of the queue's capacity: from the copy to the disk
     bool _finishing = false;
     Outcome _outcome;
     std::thread _writer;

@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <exception>
-#include <filesystem>
 #include <limits>
 #include <optional>
 #include <stdexcept>
-#include <system_error>
 
 #include "grab_limits.h"
+#include "image_record.h"
 #include "platform.h"
 #include "process_cpu.h"
 #include "readable_extent.h"
+#include "save_options.h"
 #include "verify.h"
 
 namespace host {
@@ -20,9 +20,7 @@ namespace {
 constexpr std::int64_t kPollNs = 20'000'000;       // how often the main thread looks
 constexpr std::int64_t kSecondNs = 1'000'000'000;  // between two looks of the observers
 constexpr std::size_t kMaxRows = 65'536;           // images that wait for an observer at most
-constexpr std::size_t kSaveQueue = 16;             // images that wait for the disk at most
 constexpr std::int64_t kExtentNs = 100'000'000;    // for which a mapping is taken to stay as it was seen
-constexpr std::size_t kMaxImageBytes = std::size_t{1} << 40;
 
 enum CommandId : std::int32_t {
     kOpen = 1001,
@@ -33,17 +31,6 @@ enum CommandId : std::int32_t {
     kImageMemory = 1011,
     kFrameRate = 1107,
 };
-
-// None when no memory can hold such an image, or its size cannot even be told.
-std::optional<frames::ImageFormat> formatOf(const NUV::IMAGEMEMORY& record) {
-    const auto bytesPerPixel = record.bytesPerPixel > 0 ? static_cast<std::size_t>(record.bytesPerPixel) : 0;
-    std::size_t room = kMaxImageBytes;
-    for (const std::size_t factor : {record.width, record.height, bytesPerPixel}) {
-        if (factor > room) return std::nullopt;
-        if (factor > 0) room /= factor;
-    }
-    return frames::ImageFormat{record.width, record.height, bytesPerPixel};
-}
 
 std::optional<double> percentOf(std::int64_t cpuNs, std::int64_t elapsedNs) {
     if (elapsedNs <= 0) return std::nullopt;
@@ -60,16 +47,6 @@ ImageCheckSettings checkSettings(const HostOptions& options, std::int64_t startN
     return settings;
 }
 
-bool makeFolder(const std::string& folder, std::string& error) {
-    std::error_code failure;
-    // Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
-    const std::filesystem::path path(reinterpret_cast<const char8_t*>(folder.c_str()));
-    std::filesystem::create_directories(path, failure);
-    if (!failure && std::filesystem::is_directory(path, failure)) return true;
-    error = folder + ": cannot be made a folder for images" + (failure ? ": " + failure.message() : "");
-    return false;
-}
-
 }  // namespace
 
 Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people)
@@ -78,15 +55,7 @@ Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostre
 Grab::~Grab() = default;
 
 int Grab::run() {
-    if (!_options.outputFolder.empty()) {
-        std::string error;
-        if (!makeFolder(_options.outputFolder, error)) {
-            _people << "dorven-host: " << error << std::endl;
-            return kExitFailed;
-        }
-        _saver = std::make_unique<ImageSaver>(_options.outputFolder, kSaveQueue);
-    }
-    if (!open() || !start()) return kExitFailed;
+    if (!prepareSaving() || !open() || !reserveForSaving() || !start()) return kExitFailed;
     int exitCode = kExitFailed;
     try {
         exitCode = waitForEnd();
@@ -107,6 +76,30 @@ int Grab::run() {
         exitCode = kExitFailed;
     }
     return exitCode;
+}
+
+bool Grab::prepareSaving() {
+    if (_options.outputFolder.empty()) return true;
+    std::string error;
+    _saver = ImageSaver::create(saveSettingsOf(_options), error);
+    if (!_saver) _people << "dorven-host: " << error << std::endl;
+    return _saver != nullptr;
+}
+
+bool Grab::reserveForSaving() {
+    if (!_saver) return true;
+    NUV::PluginInterfaceReturn<NUV::IMAGEMEMORY*> memory(NUV::kNotSupported, nullptr);
+    if (!command(kImageMemory, "give its image memory", nullptr, &memory)) return false;
+    const auto format = memory.value ? formatOf(*memory.value) : std::nullopt;
+    std::string error;
+    if (!_saver->reserve(format.value_or(frames::ImageFormat{}), error)) {
+        _people << "dorven-host: " << error << std::endl;
+        return false;
+    }
+    _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait for the disk";
+    if (_options.aroundLoss > 0) _people << ", the latest " << _options.aroundLoss << " are kept for a loss";
+    _people << "; takes " << (_saver->reservedBytes() + 999'999) / 1'000'000 << " MB of memory" << std::endl;
+    return true;
 }
 
 bool Grab::open() {
@@ -280,10 +273,11 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const frames::Inspection inspection = frames::inspectImage(image);
     const std::lock_guard lock(_mutex);
     const std::uint64_t number = _statistics->images();
-    if (_saver && image.pixels && number % _options.saveEvery == 0) _saver->offer(image, number);
     const ReceivedImage received{inspection, image.format, record.imageCounter, record.timeStamp, arrivalNs};
     const GrabStatistics::Told told = _statistics->add(received);
     if (_keepRows) keepRow(received, told);
+    if (_saver && image.pixels)
+        _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->sequence().lost() > 0);
     _lastImageNs = arrivalNs;
     if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
         _state = State::connectionLost;

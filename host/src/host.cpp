@@ -8,6 +8,7 @@
 #include "ask_snap.h"
 #include "call.h"
 #include "command_report.h"
+#include "doctor.h"
 #include "grab.h"
 #include "grab_limits.h"
 #include "grab_report.h"
@@ -16,6 +17,7 @@
 #include "live_line.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "snap.h"
 #include "terminal.h"
 #include "verify.h"
 
@@ -25,11 +27,17 @@ namespace {
 void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome) {
     if (options.outputFolder.empty()) return;
     std::cerr << "saved " << outcome.saved << " images in " << options.outputFolder;
+    if (outcome.lossImage) {
+        std::cerr << "; the first loss showed at image " << *outcome.lossImage;
+    } else if (options.aroundLoss > 0) {
+        std::cerr << "; there was no loss";
+    }
     if (outcome.dropped > 0) std::cerr << "; the disk could not keep up with " << outcome.dropped << " more";
     if (outcome.failed > 0) std::cerr << "; " << outcome.failed << " could not be written";
     std::cerr << std::endl;
 }
 
+// The plugin's first device; null after a message.
 NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
     library.enumerate();
     NUV::PluginDeviceBase* const device = library.device(0);
@@ -49,6 +57,13 @@ int verify(PluginLibrary& library, const HostOptions& options) {
     platform_installStopHandler();
     const int exitCode = verifyGrab(*device, options, std::cout, std::cerr);
     return flushData() ? exitCode : kExitFailed;
+}
+
+int snap(PluginLibrary& library, const HostOptions& options) {
+    NUV::PluginDeviceBase* const device = firstDevice(library);
+    if (!device) return kExitFailed;
+    platform_installStopHandler();
+    return snap(*device, options, std::cout, std::cerr);
 }
 
 int grab(PluginLibrary& library, const HostOptions& options) {
@@ -79,10 +94,13 @@ int run(PluginLibrary& library, const HostOptions& options) {
             return grab(library, options);
         case HostOptions::Command::verify:
             return verify(library, options);
+        case HostOptions::Command::snap:
+            return snap(library, options);
         case HostOptions::Command::call:
             return callCommand(library, options, std::cout, std::cerr);
         case HostOptions::Command::info:
-        case HostOptions::Command::askSnap:  // needs no library
+        case HostOptions::Command::askSnap:  // these need no library
+        case HostOptions::Command::doctor:
             break;
     }
     return options.commands ? showCommands(library, options.json, std::cout, std::cerr)
@@ -103,6 +121,7 @@ int hostMain(int argc, const char* const* argv) {
             const int exitCode = verifySaved(options, std::cout, std::cerr);
             return flushData() ? exitCode : kExitFailed;
         }
+        if (options.command == HostOptions::Command::doctor) return runDoctor(options, std::cout, std::cerr);
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);
         if (!library) {

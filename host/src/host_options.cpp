@@ -3,9 +3,12 @@
 #include <CLI/CLI.hpp>
 
 #include "device_commands.h"
+#include "option_checks.h"
 #include "option_sources.h"
-#include "platform.h"
 #include "plugin_library.h"
+#include "save_options.h"
+#include "suggestions.h"
+#include "tool_options.h"
 
 namespace host {
 namespace {
@@ -13,31 +16,6 @@ namespace {
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
 constexpr double kMaxLimit = 1e12;
-
-// A number within limits; one that is not a number (nan) is within none.
-template <typename Number>
-CLI::Validator within(Number least, Number greatest, const char* limits) {
-    return CLI::Validator(
-        [least, greatest, limits](const std::string& text) {
-            Number value{};
-            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
-            return "'" + text + "' is not a number from " + limits;
-        },
-        "");
-}
-
-// Not CLI's own check, which does not take names in the encoding in which Windows gives them.
-CLI::Validator existingFile() {
-    return CLI::Validator(
-        [](const std::string& path) {
-            const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                            OPEN_EXISTING, 0, nullptr);
-            if (file == INVALID_HANDLE_VALUE) return path + " is not a file that can be read";
-            CloseHandle(file);
-            return std::string();
-        },
-        "");
-}
 
 void addCommonOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
@@ -137,13 +115,7 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
-    CLI::Option* output = command.add_option("--output", options.outputFolder,
-                                             "Save images as PNG in that folder, which is made when it is missing");
-    output->type_name("DIR");
-    command.add_option("--every", options.saveEvery, "Save every Nth image, beginning with the first (default 1)")
-        ->check(within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
-        ->needs(output)
-        ->type_name("N");
+    addSaveOptions(command, options);
 }
 
 void addJsonLines(CLI::App& command, HostOptions& options) {
@@ -230,6 +202,11 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     addJsonLines(*verify, options);
     addLimits(*verify, options);
     addVerifyOptions(*verify, options);
+    CLI::App* snap = app.add_subcommand("snap", "Save one image in a file");
+    addCommonOptions(*snap, options);
+    addSnapOptions(*snap, options);
+    CLI::App* doctor = app.add_subcommand("doctor", "Look at all that a grab needs and say what to do about it");
+    addDoctorOptions(*doctor, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -246,18 +223,26 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         "Examples:\n"
         "  dorven-host info\n"
         "  dorven-host grab --count 300\n"
+        "  dorven-host snap picture.png\n"
         "  dorven-host verify --fault-log faults.jsonl --count 1000\n"
+        "  dorven-host doctor --config camera.ini\n"
         "  dorven-host config --show\n" +
         footer);
     info->footer(kCommandsHelp + (kInfoExamples + footer));
     call->footer(kCallHelp + (kCallExamples + footer));
     grab->footer(kGrabExamples + footer);
     verify->footer(kVerifyHelp + (kVerifyExamples + footer));
+    doctor->footer(doctor->get_footer() + footer);
+    snap->footer(snap->get_footer() + footer);
     askSnap->footer(kAskSnapHelp + (kAskSnapExamples + footer));
-    if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
+    if (const auto exitCode = options::parse(app, argc, argv, data, people)) {
+        if (*exitCode != kExitDone) people << suggestionsFor(app);
+        return exitCode;
+    }
     if (app.get_subcommands().empty()) {
-        people << "A subcommand is required: info, grab, verify, call or ask-snap\nRun with --help for more "
-                  "information.\n";
+        people
+            << "A subcommand is required: info, grab, snap, verify, doctor, call or ask-snap\nRun with --help for more "
+               "information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {
@@ -266,6 +251,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
     if (verify->parsed()) options.command = HostOptions::Command::verify;
+    if (doctor->parsed()) options.command = HostOptions::Command::doctor;
+    if (snap->parsed()) options.command = HostOptions::Command::snap;
     if (call->parsed()) {
         options.command = HostOptions::Command::call;
         options.open = options.open || !options.configFile.empty();

@@ -50,11 +50,9 @@ int openPrivateFolder(int parent, const std::string& name) {
 }
 
 int openObjectFolder() {
-    const char* wished = std::getenv("PLATFORM_OBJECT_NAMESPACE");
-    const std::string space = wished && *wished ? percentEncoded(wished) : "default";
-    const int parent = openPrivateFolder(AT_FDCWD, "/dev/shm/dorven-objects-" + std::to_string(geteuid()));
+    const int parent = openPrivateFolder(AT_FDCWD, ObjectFolder_Parent());
     if (parent < 0) return -1;
-    const int descriptor = openPrivateFolder(parent, space);
+    const int descriptor = openPrivateFolder(parent, ObjectFolder_Space());
     close(parent);
     return descriptor;
 }
@@ -159,6 +157,13 @@ std::string ObjectFolder_FileName(const char* name) {
     std::string fileName = percentEncoded(global ? kGlobal + rest : rest);
     if (fileName.size() > kFileNameBytes) return platform_failWith(ERROR_FILENAME_EXCED_RANGE, std::string());
     return fileName;
+}
+
+std::string ObjectFolder_Parent() { return "/dev/shm/dorven-objects-" + std::to_string(geteuid()); }
+
+std::string ObjectFolder_Space() {
+    const char* wished = std::getenv("PLATFORM_OBJECT_NAMESPACE");
+    return wished && *wished ? percentEncoded(wished) : "default";
 }
 
 int ObjectFolder_Descriptor() {

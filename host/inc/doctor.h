@@ -1,0 +1,44 @@
+// The command "doctor": looks at all that a grab needs, says what it found and what to do about it.
+//
+// It disturbs nobody: files are read; the plugin's library is loaded, but no camera made of it; named objects are
+// looked at from outside (object_look.h), so that no ring is attached to, no event taken and no leftover removed.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "host_options.h"
+
+namespace host {
+
+enum class FindingLevel {
+    ok,
+    warning,  // works, but perhaps not as it is meant
+    problem,  // a grab cannot work, or not with these settings
+};
+
+struct Finding {
+    const char* check;  // the name of what was looked at, such as "configuration"
+    FindingLevel level;
+    std::string found;
+    std::string advice;  // what to do; empty when there is nothing to do
+};
+
+using Findings = std::vector<Finding>;
+
+/// Looks at everything.
+///
+/// @param options  pluginPath, configFile (empty: the camera's defaults).
+Findings examine(const HostOptions& options);
+
+/// Examines and prints.
+///
+/// @param data    Receives the JSON: one object with schema, result ("ok", "warning" or "problem": the worst level),
+///                warnings and problems (counts) and checks, an array of objects with check, level, found and advice
+///                (null: nothing to do).
+/// @param people  Receives everything else.
+/// @return        Exit code: failed when there is a problem.
+int runDoctor(const HostOptions& options, std::ostream& data, std::ostream& people);
+
+}  // namespace host

@@ -1,0 +1,49 @@
+// The latest images of a grab, kept in memory until it is known whether they are wanted.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <utility>
+#include <vector>
+
+#include "image_view.h"
+#include "sidecar.h"
+
+namespace host {
+
+/// An image that is ours, with what is known about it.
+struct KeptFrame {
+    std::vector<std::uint8_t> bytes;
+    frames::ImageFormat format;
+    FrameNote note;
+    bool dropped = false;  // counted as one that the disk could not keep up with
+};
+
+/// Keeps those of the latest images that it is given. One thread.
+class FrameRing {
+public:
+    /// @param reach  So many positions back an image is kept; 0: none is.
+    explicit FrameRing(std::size_t reach) : _reach(reach) {}
+
+    /// Adds a frame whose position is greater than that of the one before.
+    void push(KeptFrame frame) { _frames.push_back(std::move(frame)); }
+
+    /// Gives out the oldest buffer that is out of reach once the image at that position has come; an empty one when
+    /// there is none.
+    std::vector<std::uint8_t> takeOutOfReach(std::uint64_t latestImage) {
+        if (_frames.empty() || latestImage - _frames.front().note.image < _reach) return {};
+        std::vector<std::uint8_t> bytes = std::move(_frames.front().bytes);
+        _frames.pop_front();
+        return bytes;
+    }
+
+    /// Gives out all frames, the oldest first.
+    std::deque<KeptFrame> takeAll() { return std::exchange(_frames, {}); }
+
+private:
+    std::size_t _reach;
+    std::deque<KeptFrame> _frames;
+};
+
+}  // namespace host

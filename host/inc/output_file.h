@@ -1,0 +1,44 @@
+// Files that this program makes, written so that one that could not be finished does not stay.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "platform.h"
+
+namespace host {
+
+/// What happens to a file that is there already.
+enum class ExistingFile { refuse, replace };
+
+/// Writes a whole file. One that is replaced keeps its old content until the new one is complete (it is written
+/// beside it as PATH.part).
+///
+/// @return  false, with the file's name and the reason; nothing is then left of the new content.
+bool writeWholeFile(const std::string& path, const void* data, std::size_t size, ExistingFile existing,
+                    std::string& error);
+
+/// A file that grows by whole pieces. One thread.
+class GrowingFile {
+public:
+    GrowingFile() = default;
+    ~GrowingFile() { close(); }
+    GrowingFile(const GrowingFile&) = delete;
+    GrowingFile& operator=(const GrowingFile&) = delete;
+
+    /// Makes the file, or empties it. @return false, with the file's name and the reason.
+    bool open(const std::string& path, ExistingFile existing, std::string& error);
+
+    /// Hands a piece to the system, so that it outlives this process. @return false, with the file's name and the
+    /// reason.
+    bool append(const std::string& piece, std::string& error);
+
+    void close();
+    bool isOpen() const { return _file != INVALID_HANDLE_VALUE; }
+
+private:
+    std::string _path;
+    HANDLE _file = INVALID_HANDLE_VALUE;
+};
+
+}  // namespace host

@@ -1,0 +1,87 @@
+#include "doctor.h"
+
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+#include "doctor_checks.h"
+#include "grab_report.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kLevelNames[] = {"ok", "warning", "problem"};  // in the order of FindingLevel
+
+const char* nameOf(FindingLevel level) { return kLevelNames[static_cast<std::size_t>(level)]; }
+
+std::size_t countOf(const Findings& findings, FindingLevel level) {
+    return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(),
+                                                  [=](const Finding& finding) { return finding.level == level; }));
+}
+
+std::string counted(std::size_t count, const char* what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+FindingLevel worstOf(const Findings& findings) {
+    FindingLevel worst = FindingLevel::ok;
+    for (const Finding& finding : findings) worst = std::max(worst, finding.level);
+    return worst;
+}
+
+void printPeople(const Findings& findings, std::ostream& stream) {
+    const char* check = "";
+    for (const Finding& finding : findings) {
+        if (finding.check != std::string_view(check)) stream << finding.check << '\n';
+        check = finding.check;
+        const std::string level = nameOf(finding.level);
+        stream << "  " << level << std::string(9 - level.size(), ' ') << finding.found << '\n';
+        if (!finding.advice.empty()) stream << "           -> " << finding.advice << '\n';
+    }
+    stream << counted(countOf(findings, FindingLevel::problem), "problem") << ", "
+           << counted(countOf(findings, FindingLevel::warning), "warning") << std::endl;
+}
+
+void printJson(const Findings& findings, std::ostream& stream) {
+    nlohmann::ordered_json object;
+    object["schema"] = kJsonSchema;
+    object["result"] = nameOf(worstOf(findings));
+    object["warnings"] = countOf(findings, FindingLevel::warning);
+    object["problems"] = countOf(findings, FindingLevel::problem);
+    nlohmann::ordered_json checks = nlohmann::ordered_json::array();
+    for (const Finding& finding : findings) {
+        nlohmann::ordered_json check;
+        check["check"] = finding.check;
+        check["level"] = nameOf(finding.level);
+        check["found"] = finding.found;
+        check["advice"] =
+            finding.advice.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(finding.advice);
+        checks.push_back(std::move(check));
+    }
+    object["checks"] = std::move(checks);
+    // Names of files may be in any encoding.
+    stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+}
+
+}  // namespace
+
+Findings examine(const HostOptions& options) {
+    Findings findings;
+    examineLibrary(options.pluginPath, findings);
+    const auto expected = examineConfiguration(options.configFile, findings);
+    examineObjectFolder(findings);
+    examineObjects(expected, findings);
+    return findings;
+}
+
+int runDoctor(const HostOptions& options, std::ostream& data, std::ostream& people) {
+    const Findings findings = examine(options);
+    if (options.json) {
+        printJson(findings, data);
+    } else {
+        printPeople(findings, people);
+    }
+    return worstOf(findings) == FindingLevel::problem ? kExitFailed : kExitDone;
+}
+
+}  // namespace host

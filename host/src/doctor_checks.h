@@ -1,0 +1,31 @@
+// The parts of an examination. Each appends what it finds.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "doctor.h"
+#include "image_view.h"
+
+namespace host {
+
+inline void add(Findings& findings, const char* check, FindingLevel level, std::string found, std::string advice = "") {
+    findings.push_back({check, level, std::move(found), std::move(advice)});
+}
+
+/// The plugin's file: is there, is made for this machine, can be loaded, has its two functions.
+void examineLibrary(const std::string& path, Findings& findings);
+
+/// The configuration's files and what each key of the camera gets from where.
+/// @return  The images that the camera will make of it; none when that cannot be told.
+std::optional<frames::ImageFormat> examineConfiguration(const std::string& path, Findings& findings);
+
+/// The folder of named objects: rights, leftovers. Nothing on a system that has none.
+void examineObjectFolder(Findings& findings);
+
+/// Programs that run, their events, the image ring and the link.
+/// @param expected  The camera's images, none when unknown.
+void examineObjects(const std::optional<frames::ImageFormat>& expected, Findings& findings);
+
+}  // namespace host

@@ -1,0 +1,290 @@
+#include <cstring>
+#include <string>
+
+#include "doctor_checks.h"
+#include "mmemfifo.h"
+#include "mmemlinefifo.h"
+#include "object_look.h"
+#include "platform.h"
+
+namespace host {
+namespace {
+
+using Kind = ObjectSight::Kind;
+
+constexpr const char* kImagesMemory = "DorVenImages";
+constexpr const char* kImagesEvent = "DorVenImagesEvent";
+constexpr const char* kWriterClaim = "DorVenImagesWriter";
+constexpr const char* kCameraLink = "DorVenCameraPlugin_tesk_asks";
+constexpr const char* kSimulatorLink = "DorVenCameraPlugin_dorven_asks";
+constexpr std::size_t kLineHeaderBytes = 24;
+constexpr std::int64_t kBetweenLooksNs = 100'000'000;
+constexpr std::size_t kMaxNamed = 10;  // files in one line
+
+std::string listed(const std::vector<std::string>& names) {
+    std::string text;
+    for (std::size_t index = 0; index < names.size() && index < kMaxNamed; ++index)
+        text += (index > 0 ? ", " : "") + names[index];
+    if (names.size() > kMaxNamed) text += " and " + std::to_string(names.size() - kMaxNamed) + " more";
+    return text;
+}
+
+bool isThere(const std::string& name) { return platform_lookAtObject(name.c_str(), 0).kind == Kind::event; }
+
+// Who stands on the two ends. Programs come and go while the doctor looks: one counts as there that was there at either
+// of two looks, one before and one behind those at the objects, so that no mark is taken for that of a dead one.
+struct Presence {
+    bool simulator = false;      // a dorven-simulator has the images
+    bool camera = false;         // a host has a camera, or asks as one
+    bool simulatorLink = false;  // a simulator stands on the link
+    bool settled = false;        // a simulator was there at both looks: its objects have to be there
+};
+
+Presence lookForPrograms() {
+    return {isThere(kWriterClaim), isThere(std::string(kCameraLink) + "_finished"),
+            isThere(std::string(kSimulatorLink) + "_finished"), false};
+}
+
+Presence either(const Presence& before, const Presence& after) {
+    return {before.simulator || after.simulator, before.camera || after.camera,
+            before.simulatorLink || after.simulatorLink, before.simulator && after.simulator};
+}
+
+void tellPrograms(const Presence& presence, Findings& findings) {
+    constexpr const char* kCheck = "programs";
+    if (presence.simulator) {
+        add(findings, kCheck, FindingLevel::ok, "a simulator runs");
+    } else {
+        add(findings, kCheck, FindingLevel::warning, "no simulator runs: the camera fakes images after 22 s",
+            "start dorven-simulator");
+    }
+    add(findings, kCheck, FindingLevel::ok,
+        presence.camera ? "a host has a camera: another one would get no images" : "no host has a camera");
+}
+
+void tellEvent(Kind kind, const Presence& presence, Findings& findings) {
+    constexpr const char* kCheck = "event";
+    const std::string name = std::string("\"") + kImagesEvent + "\" ";
+    if (kind == Kind::event) {
+        add(findings, kCheck, FindingLevel::ok, name + "is there");
+    } else if (kind != Kind::absent) {
+        add(findings, kCheck, FindingLevel::problem, name + "is no event",
+            "end the program that made something else of that name");
+    } else if (presence.settled) {
+        add(findings, kCheck, FindingLevel::problem, name + "is missing though a simulator runs: nobody is woken",
+            "start the simulator anew");
+    } else {
+        add(findings, kCheck, FindingLevel::ok, name + "is not there, as nobody needs it");
+    }
+}
+
+struct Ring {
+    LineFifoHeader header{};
+    std::uint64_t memoryBytes = 0;
+
+    std::uint64_t waiting() const {
+        return header.writeIndex >= header.readIndex ? header.writeIndex - header.readIndex
+                                                     : header.writeIndex + header.slotCount - header.readIndex;
+    }
+    // What cannot be in a ring that is whole; "" when all is possible.
+    std::string damage() const {
+        const std::string slots =
+            std::to_string(header.slotCount) + " slots of " + std::to_string(header.lineLength) + " bytes";
+        if (header.lineLength < kLineHeaderBytes) return slots + " are too short for images";
+        if (header.slotCount < 2 || header.lineLength > (memoryBytes - sizeof header) / header.slotCount)
+            return slots + " do not fit into " + std::to_string(memoryBytes) + " bytes";
+        if (header.writeIndex >= header.slotCount || header.readIndex >= header.slotCount)
+            return "read index " + std::to_string(header.readIndex) + " and write index " +
+                   std::to_string(header.writeIndex) + " are impossible in " + slots;
+        return "";
+    }
+};
+
+enum class RingSight { absent, noMemory, tooSmall, notLaid, there };
+
+RingSight lookAtRing(Ring& ring) {
+    const ObjectSight sight = platform_lookAtObject(kImagesMemory, sizeof(LineFifoHeader));
+    if (sight.kind == Kind::absent) return RingSight::absent;
+    if (sight.kind != Kind::memory) return RingSight::noMemory;
+    ring.memoryBytes = sight.bytes;
+    if (sight.content.size() < sizeof(LineFifoHeader)) return RingSight::tooSmall;
+    std::memcpy(&ring.header, sight.content.data(), sizeof ring.header);
+    return ring.header.slotCount == 0 && ring.header.writerMark == 0 ? RingSight::notLaid : RingSight::there;
+}
+
+void tellLineLength(const Ring& ring, const frames::ImageFormat& expected, Findings& findings) {
+    const std::uint64_t needed = kLineHeaderBytes + expected.bytes();
+    const std::uint64_t rounded = (needed + 7) / 8 * 8;
+    const std::string size = std::to_string(expected.width) + "x" + std::to_string(expected.height) + " of " +
+                             std::to_string(expected.bytesPerPixel) +
+                             (expected.bytesPerPixel == 1 ? " byte" : " bytes");
+    if (ring.header.lineLength < needed) {
+        add(findings, "ring", FindingLevel::problem,
+            "lines of " + std::to_string(ring.header.lineLength) + " bytes are shorter than images of " + size + ", " +
+                std::to_string(needed) + " with their header",
+            "give host and simulator the same --config");
+    } else if (ring.header.lineLength > rounded) {
+        add(findings, "ring", FindingLevel::warning,
+            "lines of " + std::to_string(ring.header.lineLength) + " bytes are longer than images of " + size + ", " +
+                std::to_string(needed) + " with their header",
+            "give host and simulator the same --config");
+    } else {
+        add(findings, "ring", FindingLevel::ok, "lines fit images of " + size);
+    }
+}
+
+void tellMarks(const Ring& before, const Ring& ring, const Presence& presence, Findings& findings) {
+    constexpr const char* kCheck = "ring";
+    const std::uint64_t slots = ring.header.slotCount;
+    const std::uint64_t put = (ring.header.writeIndex + slots - before.header.writeIndex % slots) % slots;
+    const std::uint64_t taken = (ring.header.readIndex + slots - before.header.readIndex % slots) % slots;
+    add(findings, kCheck, FindingLevel::ok,
+        std::to_string(ring.waiting()) + " of " + std::to_string(slots - 1) + " images wait; within 100 ms " +
+            (put > 0 ? "images came" : "no image came") + (taken > 0 ? " and were taken" : " and none was taken"));
+    if (ring.header.writerMark == 0) {
+        add(findings, kCheck, FindingLevel::warning, "no writer is attached: the simulator has left",
+            "start dorven-simulator");
+    } else if (!presence.simulator) {
+        add(findings, kCheck, FindingLevel::warning,
+            "a writer's mark stands though no dorven-simulator runs: it was killed, or is another program",
+            "start dorven-simulator: it lays the ring anew");
+    } else {
+        add(findings, kCheck, FindingLevel::ok, "a writer is attached");
+    }
+    if (ring.header.readerMark == 0) {
+        add(findings, kCheck, FindingLevel::ok, "no reader is attached");
+    } else if (!presence.camera) {
+        add(findings, kCheck, FindingLevel::problem,
+            "a reader's mark stands though no host has a camera: it was killed, and no other can attach",
+            "start the simulator anew: it lays the ring anew");
+    } else if (ring.waiting() == slots - 1 && taken == 0) {
+        add(findings, kCheck, FindingLevel::warning, "the ring is full and its reader takes nothing",
+            "look whether the host hangs in its callback or was paused");
+    } else {
+        add(findings, kCheck, FindingLevel::ok, "a reader is attached");
+    }
+}
+
+// The memory, as far as a ring can be in it; false, with a finding, when none is there to look at.
+bool tellMemory(RingSight sight, const Ring& ring, const Presence& presence, Findings& findings) {
+    constexpr const char* kMemory = "shared memory";
+    const std::string name = std::string("\"") + kImagesMemory + "\" ";
+    if (sight == RingSight::absent) {
+        add(findings, kMemory, presence.settled ? FindingLevel::problem : FindingLevel::ok,
+            name + "is not there: no simulator has made it", presence.settled ? "start the simulator anew" : "");
+        return false;
+    }
+    if (sight == RingSight::noMemory) {
+        add(findings, kMemory, FindingLevel::problem, name + "is no shared memory that can be read",
+            "end the program that made something else of that name");
+        return false;
+    }
+    if (sight == RingSight::tooSmall) {
+        add(findings, kMemory, FindingLevel::problem,
+            name + "has " + std::to_string(ring.memoryBytes) + " bytes, too few for a ring's header",
+            "end the program that made it");
+        return false;
+    }
+    add(findings, kMemory, FindingLevel::ok, name + "has " + std::to_string(ring.memoryBytes) + " bytes");
+    if (sight == RingSight::there) return true;
+    add(findings, "ring", FindingLevel::warning, "nobody has laid a ring yet", "start dorven-simulator");
+    return false;
+}
+
+// before: as it was 100 ms ago.
+void tellRing(const Ring& before, const Ring& ring, const Presence& presence,
+              const std::optional<frames::ImageFormat>& expected, Findings& findings) {
+    if (const std::string damage = ring.damage(); !damage.empty()) {
+        add(findings, "ring", FindingLevel::problem, "the header is damaged: " + damage, "start the simulator anew");
+        return;
+    }
+    add(findings, "ring", FindingLevel::ok,
+        std::to_string(ring.header.slotCount) + " slots of " + std::to_string(ring.header.lineLength) + " bytes");
+    if (expected) tellLineLength(ring, *expected, findings);
+    tellMarks(before, ring, presence, findings);
+}
+
+void tellMessageFifo(const char* id, const char* direction, Findings& findings) {
+    constexpr const char* kCheck = "link";
+    const ObjectSight sight = platform_lookAtObject((std::string(id) + "_mem").c_str(), sizeof(MMemFifo));
+    if (sight.kind == Kind::absent) {
+        add(findings, kCheck, FindingLevel::ok, std::string(direction) + ": no memory, nobody has asked yet");
+        return;
+    }
+    MMemFifo header{};
+    if (sight.kind != Kind::memory || sight.content.size() < sizeof header) {
+        add(findings, kCheck, FindingLevel::problem, std::string(direction) + ": is no memory of a message fifo",
+            "end the program that made something else of that name");
+        return;
+    }
+    std::memcpy(&header, sight.content.data(), sizeof header);
+    const bool sound = header.dataSize > 0 && header.dataSize <= sight.bytes - sizeof header &&
+                       header.writeOffset < header.dataSize && header.readOffset < header.dataSize;
+    if (!sound) {
+        add(findings, kCheck, FindingLevel::warning, std::string(direction) + ": the header is damaged",
+            "the side that writes lays it anew with its next message");
+        return;
+    }
+    const std::uint64_t waiting = (header.writeOffset + header.dataSize - header.readOffset) % header.dataSize;
+    add(findings, kCheck, FindingLevel::ok,
+        std::string(direction) + ": writer " + (header.writerMark ? "attached" : "gone") + ", reader " +
+            (header.readerMark ? "attached" : "gone") + ", " + std::to_string(waiting) + " bytes wait");
+}
+
+void tellLink(const Presence& presence, Findings& findings) {
+    constexpr const char* kCheck = "link";
+    add(findings, kCheck, FindingLevel::ok,
+        std::string("the camera's end is ") + (presence.camera ? "taken" : "free") + ", the simulator's end is " +
+            (presence.simulatorLink ? "taken" : "free"));
+    tellMessageFifo(kCameraLink, "camera to simulator", findings);
+    tellMessageFifo(kSimulatorLink, "simulator to camera", findings);
+}
+
+}  // namespace
+
+void examineObjectFolder(Findings& findings) {
+    constexpr const char* kCheck = "access rights";
+    const ObjectFolderSight sight = platform_lookAtObjectFolder();
+    if (!sight.has) return;
+    if (!sight.problem.empty()) {
+        add(findings, kCheck, FindingLevel::problem, sight.problem, "remove it, or make it yours alone (chmod 700)");
+        return;
+    }
+    add(findings, kCheck, FindingLevel::ok,
+        sight.path + (sight.exists ? " is yours alone" : " is not there: nobody has made an object yet"));
+    if (!sight.wrongFiles.empty())
+        add(findings, kCheck, FindingLevel::problem,
+            "files with another owner, other rights than 0600, or none at all: " + listed(sight.wrongFiles),
+            "remove them");
+    if (!sight.exists) return;
+    if (sight.leftovers.empty()) {
+        add(findings, "leftovers", FindingLevel::ok, "none; " + std::to_string(sight.held) + " objects are in use");
+    } else {
+        add(findings, "leftovers", FindingLevel::warning,
+            std::to_string(sight.leftovers.size()) +
+                " objects of programs that were killed: " + listed(sight.leftovers),
+            "none: the next program that starts removes them");
+    }
+}
+
+void examineObjects(const std::optional<frames::ImageFormat>& expected, Findings& findings) {
+    const Presence early = lookForPrograms();
+    Ring before;
+    Ring ring;
+    lookAtRing(before);
+    platform_sleepUntil(platform_monotonicNanoseconds() + kBetweenLooksNs);
+    RingSight sight = lookAtRing(ring);
+    if (sight == RingSight::there && !ring.damage().empty()) {
+        // What a writer that lays the ring just then leaves for a moment is gone at the next look.
+        platform_sleepUntil(platform_monotonicNanoseconds() + kBetweenLooksNs);
+        sight = lookAtRing(ring);
+    }
+    const Kind event = platform_lookAtObject(kImagesEvent, 0).kind;
+    const Presence presence = either(early, lookForPrograms());
+    tellPrograms(presence, findings);
+    tellEvent(event, presence, findings);
+    if (tellMemory(sight, ring, presence, findings)) tellRing(before, ring, presence, expected, findings);
+    tellLink(presence, findings);
+}
+
+}  // namespace host

@@ -1,0 +1,37 @@
+// What the options of the command line are checked for.
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "platform.h"
+
+namespace host {
+
+// A number within limits; one that is not a number (nan) is within none.
+template <typename Number>
+CLI::Validator within(Number least, Number greatest, const char* limits) {
+    return CLI::Validator(
+        [least, greatest, limits](const std::string& text) {
+            Number value{};
+            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
+            return "'" + text + "' is not a number from " + limits;
+        },
+        "");
+}
+
+// Not CLI's own check, which does not take names in the encoding in which Windows gives them.
+inline CLI::Validator existingFile() {
+    return CLI::Validator(
+        [](const std::string& path) {
+            const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                            OPEN_EXISTING, 0, nullptr);
+            if (file == INVALID_HANDLE_VALUE) return path + " is not a file that can be read";
+            CloseHandle(file);
+            return std::string();
+        },
+        "");
+}
+
+}  // namespace host

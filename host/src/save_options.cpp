@@ -1,0 +1,113 @@
+#include "save_options.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include <CLI/CLI.hpp>
+
+#include "option_checks.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kSnapHelp =
+    "OUT's ending says the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory). Without\n"
+    "--any the first image is saved that a simulator completed after snap began and that arrived whole; with it the\n"
+    "first image of any kind, also one that waited in the ring, a faked one (they come after 22 s without a "
+    "simulator)\n"
+    "or one without a strip, as simulators with pictures of their own may send. Nothing is replaced without --force.\n"
+    "\n";
+
+CLI::Validator imageFormat() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            return frames::imageFileFormatOf(text) ? std::string() : "'" + text + "' is none of png, pgm, raw";
+        },
+        "");
+}
+
+CLI::Validator imageFileName() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            return !formatByEnding(text).empty() ? std::string() : "'" + text + "' has to end in .png, .pgm or .raw";
+        },
+        "");
+}
+
+}  // namespace
+
+void addSaveOptions(CLI::App& command, HostOptions& options) {
+    CLI::Option* output =
+        command.add_option("--output", options.outputFolder,
+                           "Save images in that folder, which is made when it is missing, and beside them frames.jsonl "
+                           "with what is known about each");
+    output->type_name("DIR");
+    command.add_option("--format", options.saveFormat, "Format of the files: png, pgm or raw (default png)")
+        ->check(imageFormat())
+        ->needs(output)
+        ->type_name("FORMAT");
+    CLI::Option* every =
+        command
+            .add_option("--every", options.saveEvery,
+                        "Save every Nth image, beginning with the first (default 1; none with --around-loss alone)")
+            ->check(within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
+            ->needs(output)
+            ->type_name("N");
+    CLI::Option* around =
+        command
+            .add_option("--around-loss", options.aroundLoss,
+                        "Save the N images before the first loss and N from it on, 1 to 10000; they are kept in memory")
+            ->check(within(std::size_t{1}, std::size_t{10'000}, "1 to 10000, without a fraction"))
+            ->needs(output)
+            ->type_name("N");
+    command
+        .add_option("--save-memory", options.saveMemoryMb,
+                    "Memory for images that wait for the disk or are kept, 1 to 1000000 MB (default 1000)")
+        ->check(within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
+        ->needs(output)
+        ->type_name("MB");
+    command.add_flag("--force", options.force, "Replace files of an earlier grab in that folder")->needs(output);
+    command.parse_complete_callback([&options, every, around] {
+        if (around->count() > 0 && every->count() == 0) options.saveEvery = 0;
+    });
+}
+
+void addSnapOptions(CLI::App& command, HostOptions& options) {
+    command.add_option("OUT", options.snapFile, "File to make: ends in .png, .pgm or .raw")
+        ->required()
+        ->check(imageFileName())
+        ->type_name("");
+    command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
+        ->check(existingFile())
+        ->type_name("FILE");
+    command
+        .add_option("--timeout", options.timeoutSeconds,
+                    "End with exit code 3 when no such image came for that long, 0.01 to 86400 s (default 30)")
+        ->check(within(0.01, 86400.0, "0.01 to 86400"))
+        ->type_name("SECONDS");
+    command.add_flag("--any", options.anyImage, "Take the first image of any kind");
+    command.add_flag("--force", options.force, "Replace the file when it exists");
+    command.footer(kSnapHelp);
+}
+
+SaveSettings saveSettingsOf(const HostOptions& options) {
+    SaveSettings settings;
+    settings.folder = options.outputFolder;
+    settings.fileFormat = frames::imageFileFormatOf(options.saveFormat).value_or(frames::ImageFileFormat::png);
+    settings.every = options.saveEvery;
+    settings.aroundLoss = options.aroundLoss;
+    settings.memoryBytes = static_cast<std::size_t>(options.saveMemoryMb) * 1'000'000;
+    settings.existing = options.force ? ExistingFile::replace : ExistingFile::refuse;
+    return settings;
+}
+
+std::string formatByEnding(const std::string& fileName) {
+    const std::size_t dot = fileName.find_last_of("./\\");
+    if (dot == std::string::npos || fileName[dot] != '.') return "";
+    std::string ending = fileName.substr(dot + 1);
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return frames::imageFileFormatOf(ending) ? ending : "";
+}
+
+}  // namespace host

@@ -1,0 +1,25 @@
+// Options for saving images, and what they come to.
+#pragma once
+
+#include "host_options.h"
+#include "image_saver.h"
+
+namespace CLI {
+class App;
+}
+
+namespace host {
+
+/// The options of "grab" that save. They write into options while the command line is parsed.
+void addSaveOptions(CLI::App& command, HostOptions& options);
+
+/// The options of "snap" beside the common ones.
+void addSnapOptions(CLI::App& command, HostOptions& options);
+
+/// Of options that were parsed.
+SaveSettings saveSettingsOf(const HostOptions& options);
+
+/// "png", "pgm" or "raw" by a file name's ending, whatever its case; "" for another ending.
+std::string formatByEnding(const std::string& fileName);
+
+}  // namespace host

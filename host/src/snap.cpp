@@ -1,0 +1,210 @@
+#include "snap.h"
+
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "frame_ring.h"
+#include "image_record.h"
+#include "image_writer.h"
+#include "inspection.h"
+#include "output_file.h"
+#include "platform.h"
+#include "readable_extent.h"
+#include "save_options.h"
+#include "sidecar.h"
+
+namespace host {
+namespace {
+
+constexpr std::int64_t kPollNs = 5'000'000;
+
+enum CommandId : std::int32_t {
+    kOpen = 1001,
+    kGrab = 1002,
+    kFreeze = 1004,
+    kSetCallback = 1005,
+    kRemoveCallback = 1006,
+};
+
+// Receives images until one is wanted.
+class Catcher {
+public:
+    Catcher(bool any, std::int64_t startNs) : _any(any), _startNs(startNs) {}
+
+    /// True once there is an image, or one could not be handled.
+    bool done() const { return _done; }
+
+    /// @throws std::runtime_error  when an image could not be handled.
+    std::optional<KeptFrame> take() {
+        const std::lock_guard lock(_mutex);
+        if (!_error.empty()) throw std::runtime_error(_error);
+        return std::move(_caught);
+    }
+    std::uint64_t passed() const { return _passed; }
+
+    // On the plugin's acquisition thread: nothing may be thrown into it.
+    static int onImage(void* self, NUV::IMAGEMEMORY* record) {
+        const std::int64_t arrivalNs = platform_monotonicNanoseconds();
+        auto& catcher = *static_cast<Catcher*>(self);
+        if (catcher._done) return 0;
+        const std::lock_guard lock(catcher._mutex);
+        try {
+            catcher.receive(*record, arrivalNs);
+        } catch (const std::exception& exception) {
+            catcher._error = std::string("an image could not be handled: ") + exception.what();
+            catcher._done = true;
+        }
+        return 0;
+    }
+
+private:
+    void receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
+        const frames::ImageView image = viewOf(record);
+        const frames::Inspection inspection = frames::inspectImage(image);
+        if (!wanted(image, inspection)) {
+            ++_passed;
+            return;
+        }
+        KeptFrame frame{{}, image.format, noteOf(record, inspection, _passed, arrivalNs)};
+        frame.bytes.assign(image.pixels, image.pixels + image.format.bytes());
+        _caught = std::move(frame);
+        _done = true;
+    }
+
+    // Slots follow the simulator's sizes, the record the camera's: an image may reach beyond the mapped memory.
+    static frames::ImageView viewOf(const NUV::IMAGEMEMORY& record) {
+        const auto format = formatOf(record);
+        if (!format || (record.imageBuffer && readableBytes(record.imageBuffer) < format->bytes()))
+            throw std::runtime_error(
+                "the simulator's images are smaller than the camera's; give both the same --config");
+        return {record.imageBuffer, *format};
+    }
+
+    bool wanted(const frames::ImageView& image, const frames::Inspection& inspection) const {
+        if (!image.pixels) return false;
+        if (_any) return true;
+        return inspection.kind == frames::ImageKind::simulated &&
+               static_cast<std::int64_t>(inspection.strip->timeStampNs) >= _startNs;
+    }
+
+    const bool _any;
+    const std::int64_t _startNs;
+    std::atomic<bool> _done{false};
+    std::atomic<std::uint64_t> _passed{0};
+    std::mutex _mutex;
+    std::optional<KeptFrame> _caught;
+    std::string _error;
+};
+
+// Sends commands and tells of those that were refused.
+class Camera {
+public:
+    Camera(NUV::PluginDeviceBase& device, std::ostream& people) : _device(device), _people(people) {}
+
+    bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter = nullptr) {
+        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
+        return told(_device.call(id, parameter, &status), id, purpose);
+    }
+
+    bool open(const std::string& configFile) {
+        const NUV::PluginInterfaceParameter<const char*> path(configFile.empty() ? nullptr : configFile.c_str());
+        NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
+        return told(_device.call(kOpen, &path, &bitmap), kOpen, "open the camera");
+    }
+
+    bool start(Catcher& catcher) {
+        const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({&catcher, &Catcher::onImage});
+        if (!command(kSetCallback, "take the callback", &callback)) return false;
+        if (command(kGrab, "start grabbing")) return true;
+        command(kRemoveCallback, "remove the callback");
+        return false;
+    }
+
+    void stop() {
+        command(kFreeze, "stop grabbing");
+        command(kRemoveCallback, "remove the callback");
+    }
+
+private:
+    bool told(NUV::PluginCallStatus status, std::int32_t id, const char* purpose) {
+        if (status == NUV::kDone) return true;
+        _people << "dorven-host: the camera did not " << purpose << ": command " << id << " answered (" << status.code
+                << ", " << status.valid << ")" << std::endl;
+        return false;
+    }
+
+    NUV::PluginDeviceBase& _device;
+    std::ostream& _people;
+};
+
+void waitFor(const Catcher& catcher, double timeoutSeconds) {
+    const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
+    while (!catcher.done()) {
+        const std::int64_t nowNs = platform_monotonicNanoseconds();
+        if (nowNs >= endNs || !platform_sleepUntil(nowNs + kPollNs)) return;
+    }
+}
+
+bool save(const KeptFrame& frame, const HostOptions& options, std::string& error) {
+    std::vector<std::uint8_t> file;
+    const auto format = frames::imageFileFormatOf(formatByEnding(options.snapFile));
+    if (!frames::encodeImage({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file,
+                             error)) {
+        error = options.snapFile + ": " + error;
+        return false;
+    }
+    return writeWholeFile(options.snapFile, file.data(), file.size(),
+                          options.force ? ExistingFile::replace : ExistingFile::refuse, error);
+}
+
+void tell(const KeptFrame& frame, const HostOptions& options, std::ostream& data, std::ostream& people) {
+    if (options.json) {
+        data << sidecarLine(options.snapFile, frame.note, frame.format) << std::flush;
+        return;
+    }
+    people << "saved " << options.snapFile << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
+           << frame.format.bytesPerPixel << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
+           << frames::imageKindName(frame.note.kind);
+    if (frame.note.frameNumber) people << ", frame " << *frame.note.frameNumber;
+    people << std::endl;
+}
+
+}  // namespace
+
+int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
+    if (!options.force && _access(options.snapFile.c_str(), 0) == 0) {
+        people << "dorven-host: " << options.snapFile << ": it exists already; --force replaces it" << std::endl;
+        return kExitFailed;
+    }
+    Camera camera(device, people);
+    Catcher catcher(options.anyImage, platform_monotonicNanoseconds());
+    if (!camera.open(options.configFile) || !camera.start(catcher)) return kExitFailed;
+    waitFor(catcher, options.timeoutSeconds);
+    camera.stop();
+    const auto frame = catcher.take();
+    if (!frame) {
+        if (platform_stopRequested()) {
+            people << "dorven-host: stopped before an image came" << std::endl;
+            return kExitNoImage;
+        }
+        people << "dorven-host: no " << (options.anyImage ? "" : "simulated ") << "image came for "
+               << options.timeoutSeconds << " s";
+        if (catcher.passed() > 0) people << ", but " << catcher.passed() << " others; --any takes those";
+        people << std::endl;
+        return kExitNoImage;
+    }
+    std::string error;
+    if (!save(*frame, options, error)) {
+        people << "dorven-host: " << error << std::endl;
+        return kExitFailed;
+    }
+    tell(*frame, options, data, people);
+    return kExitDone;
+}
+
+}  // namespace host

@@ -1,0 +1,162 @@
+#include "doctor.h"
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "child_process.h"
+#include "doctor_checks.h"
+#include "plugin_library.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using host::Finding;
+using host::FindingLevel;
+using host::Findings;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+class LibraryTest : public testing::Test {
+protected:
+    Finding last(const std::string& path) {
+        Findings findings;
+        host::examineLibrary(path, findings);
+        EXPECT_FALSE(findings.empty());
+        return findings.empty() ? Finding{} : findings.back();
+    }
+    Finding lastOf(const std::string& content) { return last(_folder.file("plugin.bin", content)); }
+
+    test::TemporaryFolder _folder;
+};
+
+TEST_F(LibraryTest, PluginBesideTheProgramIsWell) {
+    Findings findings;
+    host::examineLibrary(host::defaultPluginPath(), findings);
+    ASSERT_EQ(findings.size(), 3u);
+    for (const Finding& finding : findings) EXPECT_EQ(finding.level, FindingLevel::ok) << finding.found;
+    EXPECT_EQ(findings[0].found, host::defaultPluginPath());
+    EXPECT_THAT(findings[1].found, EndsWith(" library for 64-bit x86"));
+    EXPECT_EQ(findings[2].found, "exports CreatePlugin and ReleasePlugin");
+}
+
+TEST_F(LibraryTest, MissingFileIsAProblem) {
+    const Finding finding = last(_folder.path("none.so"));
+    EXPECT_EQ(finding.level, FindingLevel::problem);
+    EXPECT_THAT(finding.found, EndsWith("none.so: there is no such file"));
+    EXPECT_THAT(finding.advice, HasSubstr("--plugin"));
+}
+
+TEST_F(LibraryTest, FolderCannotBeRead) {
+    EXPECT_THAT(last(_folder.path()).found, EndsWith(": cannot be read"));
+    EXPECT_EQ(last(_folder.path()).level, FindingLevel::problem);
+}
+
+TEST_F(LibraryTest, FileThatIsNoLibraryIsAProblem) {
+    std::string farHeader = "MZ" + std::string(100, '\0');
+    farHeader[60] = '\xFF';
+    farHeader[61] = '\xFF';
+    for (const std::string& content : {std::string(), std::string("text"),
+                                       std::string("\x7F"
+                                                   "ELF"),
+                                       "MZ" + std::string(100, '\0'), farHeader}) {
+        const Finding finding = lastOf(content);
+        EXPECT_EQ(finding.level, FindingLevel::problem);
+        EXPECT_EQ(finding.found, "is no library");
+        EXPECT_THAT(finding.advice, EndsWith(" library for 64-bit x86"));
+    }
+}
+
+std::string elf(char machine) {
+    std::string file =
+        "\x7F"
+        "ELF" +
+        std::string(60, '\0');
+    file[18] = machine;
+    return file;
+}
+
+std::string pe(const std::string& machine) {
+    std::string file = "MZ" + std::string(62, '\0');
+    file[60] = 64;
+    return file + "PE" + std::string(2, '\0') + machine + std::string(40, '\0');
+}
+
+// A library of nothing but its header, for the system that this test runs on.
+std::string wanted() {
+    const bool windows = host::defaultPluginPath().find(".dll") != std::string::npos;
+    return windows ? pe("\x64\x86") : elf('\x3E');
+}
+
+TEST_F(LibraryTest, LibraryForAnotherMachineIsNamed) {
+    EXPECT_EQ(lastOf(elf('\xB7')).found, "is a Linux library for 64-bit ARM");
+    EXPECT_EQ(lastOf(elf('\x01')).found, "is a Linux library for machine 1");
+    EXPECT_EQ(lastOf(pe("\x4C\x01")).found, "is a Windows library for 32-bit x86");
+    EXPECT_EQ(lastOf(pe("\x64\xAA")).level, FindingLevel::problem);
+}
+
+TEST_F(LibraryTest, LibraryThatIsCutShortIsNotLoaded) {
+    std::ifstream file(host::defaultPluginPath(), std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    for (const std::size_t size : {std::size_t{1000}, content.size() / 2}) {
+        const Finding finding = lastOf(content.substr(0, size));
+        EXPECT_EQ(finding.level, FindingLevel::problem);
+        EXPECT_THAT(finding.found, testing::AnyOf(HasSubstr("is cut short: it has " + std::to_string(size) + " bytes"),
+                                                  HasSubstr("cannot be loaded (error ")));
+    }
+}
+
+TEST_F(LibraryTest, LibraryWithoutSegmentsCannotBeLoaded) {
+    EXPECT_EQ(last(_folder.file("plugin.bin", wanted())).level, FindingLevel::problem);
+    EXPECT_THAT(last(_folder.file("plugin.bin", wanted())).found, HasSubstr("cannot be loaded (error "));
+}
+
+TEST_F(LibraryTest, LibraryWithoutTheTwoFunctionsIsNoPlugin) {
+    std::string other = host::defaultPluginPath();
+    other.replace(other.rfind("DorVenKameraPlugin"), 18, "trace");
+    EXPECT_EQ(last(other).level, FindingLevel::problem);
+    EXPECT_EQ(last(other).found, "does not export CreatePlugin, ReleasePlugin");
+}
+
+class DoctorTest : public testing::Test {
+protected:
+    DoctorTest() { _options.pluginPath = host::defaultPluginPath(); }
+    int run() { return host::runDoctor(_options, _data, _people); }
+
+    host::HostOptions _options;
+    std::ostringstream _data;
+    std::ostringstream _people;
+};
+
+TEST_F(DoctorTest, MachineAtRestHasNoProblem) {
+    EXPECT_EQ(run(), host::kExitDone) << _people.str();
+    EXPECT_THAT(_people.str(), HasSubstr("library\n  ok       "));
+    EXPECT_THAT(_people.str(), HasSubstr("configuration\n  ok       no file: the camera's defaults\n"));
+    EXPECT_THAT(_people.str(), HasSubstr("  warning  no simulator runs: the camera fakes images after 22 s\n"
+                                         "           -> start dorven-simulator\n"));
+    EXPECT_THAT(_people.str(), EndsWith("0 problems, 1 warning\n"));
+    EXPECT_EQ(_data.str(), "");
+}
+
+TEST_F(DoctorTest, ProblemEndsWithOneAndJsonTellsIt) {
+    _options.json = true;
+    _options.pluginPath = "/no/such/plugin";
+    EXPECT_EQ(run(), host::kExitFailed);
+    const auto object = nlohmann::json::parse(_data.str());
+    EXPECT_EQ(object["schema"], 1);
+    EXPECT_EQ(object["result"], "problem");
+    EXPECT_EQ(object["problems"], 1);
+    EXPECT_EQ(object["warnings"], 1);
+    EXPECT_EQ(object["checks"][0]["check"], "library");
+    EXPECT_EQ(object["checks"][0]["level"], "problem");
+    EXPECT_THAT(object["checks"][0]["advice"], HasSubstr("--plugin"));
+    EXPECT_TRUE(object["checks"][1]["advice"].is_null());
+    EXPECT_EQ(_people.str(), "");
+}
+
+}  // namespace

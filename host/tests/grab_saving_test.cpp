@@ -1,0 +1,109 @@
+// What a grab leaves in its folder.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "grab.h"
+#include "platform.h"
+#include "scripted_device.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using test::ScriptedDevice;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr frames::ImageFormat kFormat{900, 20, 1};
+
+std::vector<unsigned char> simulated(std::uint64_t number) {
+    std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
+    const frames::Canvas canvas{bytes.data(), kFormat};
+    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(platform_monotonicNanoseconds()),
+                                frames::crcBelowStrip(canvas)});
+    return bytes;
+}
+
+class GrabSavingTest : public testing::Test {
+protected:
+    GrabSavingTest() {
+        _options.timeoutSeconds = 20;
+        _options.outputFolder = _folder.path();
+        _options.saveFormat = "raw";
+    }
+
+    int run(const std::vector<std::uint64_t>& numbers) {
+        _options.imageCount = numbers.size();
+        ScriptedDevice device([&](ScriptedDevice& self) {
+            for (const std::uint64_t number : numbers) {
+                self.record.imageCounter = static_cast<std::uint32_t>(number);
+                self.deliver(simulated(number).data());
+            }
+        });
+        device.record.width = kFormat.width;
+        device.record.height = kFormat.height;
+        device.record.bytesPerPixel = 1;
+        device.record.frameTime = 0.5;
+        return host::Grab(device, _options, _people).run();
+    }
+    std::vector<nlohmann::json> sidecar() {
+        std::vector<nlohmann::json> lines;
+        std::ifstream file(_folder.path() + "/frames.jsonl");
+        for (std::string line; std::getline(file, line);) lines.push_back(nlohmann::json::parse(line));
+        return lines;
+    }
+
+    test::TemporaryFolder _folder;
+    host::HostOptions _options;
+    std::ostringstream _people;
+};
+
+TEST_F(GrabSavingTest, SidecarTellsWhatIsKnownAboutEachImage) {
+    EXPECT_EQ(run({40, 41}), host::kExitDone);
+    const auto lines = sidecar();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[1]["file"], "image_000001.raw");
+    EXPECT_EQ(lines[1]["image"], 1);
+    EXPECT_EQ(lines[1]["counter"], 41);
+    EXPECT_EQ(lines[1]["frame_number"], 41);
+    EXPECT_EQ(lines[1]["frame_time_us"], 500000.0);
+    EXPECT_EQ(lines[1]["kind"], "simulated");
+    EXPECT_GE(lines[1]["arrival_ns"], lines[0]["arrival_ns"]);
+    EXPECT_THAT(_people.str(), HasSubstr("saving: 16 images may wait for the disk; takes 1 MB of memory\n"));
+}
+
+TEST_F(GrabSavingTest, ImagesAroundTheFirstLostFrameAreSaved) {
+    _options.saveEvery = 0;
+    _options.aroundLoss = 2;
+    EXPECT_EQ(run({0, 1, 2, 3, 4, 7, 8, 9, 12, 13}), host::kExitDone);
+    std::vector<std::uint64_t> frames;
+    for (const auto& line : sidecar()) frames.push_back(line["frame_number"]);
+    EXPECT_THAT(frames, ElementsAre(3, 4, 7, 8));
+    EXPECT_THAT(_people.str(), HasSubstr(", the latest 2 are kept for a loss; takes 1 MB of memory\n"));
+}
+
+TEST_F(GrabSavingTest, TooLittleMemoryEndsTheGrabBeforeItStarts) {
+    _options.aroundLoss = 50;
+    _options.saveMemoryMb = 1;
+    EXPECT_EQ(run({0, 1}), host::kExitFailed);
+    EXPECT_THAT(_people.str(),
+                HasSubstr("101 images of 1 MB have to be kept in memory, and --save-memory allows 1 MB"));
+    EXPECT_TRUE(std::filesystem::is_empty(_folder.path()));
+}
+
+TEST_F(GrabSavingTest, FolderOfAnEarlierGrabEndsTheGrabBeforeItStarts) {
+    EXPECT_EQ(run({5}), host::kExitDone);
+    EXPECT_EQ(run({6}), host::kExitFailed);
+    EXPECT_THAT(_people.str(), HasSubstr("frames.jsonl: cannot be written: it exists already; --force replaces it"));
+    EXPECT_EQ(sidecar().front()["frame_number"], 5);
+    _options.force = true;
+    EXPECT_EQ(run({6}), host::kExitDone);
+    EXPECT_EQ(sidecar().front()["frame_number"], 6);
+}
+
+}  // namespace

@@ -1,0 +1,88 @@
+#include "output_file.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "temporary_folder.h"
+
+namespace {
+
+using host::ExistingFile;
+using host::GrowingFile;
+using host::writeWholeFile;
+using testing::EndsWith;
+
+class OutputFileTest : public testing::Test {
+protected:
+    bool write(const std::string& path, const std::string& text, ExistingFile existing = ExistingFile::refuse) {
+        return writeWholeFile(path, text.data(), text.size(), existing, _error);
+    }
+    static std::string content(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    test::TemporaryFolder _folder;
+    std::string _path = _folder.path("out.bin");
+    std::string _error;
+};
+
+TEST_F(OutputFileTest, WholeFileIsWritten) {
+    EXPECT_TRUE(write(_path, "one\n")) << _error;
+    EXPECT_EQ(content(_path), "one\n");
+    EXPECT_TRUE(write(_folder.path("empty"), ""));
+    EXPECT_EQ(content(_folder.path("empty")), "");
+}
+
+TEST_F(OutputFileTest, ExistingFileIsKeptUnlessItMayBeReplaced) {
+    ASSERT_TRUE(write(_path, "old"));
+    EXPECT_FALSE(write(_path, "new"));
+    EXPECT_EQ(_error, _path + ": cannot be written: it exists already; --force replaces it");
+    EXPECT_EQ(content(_path), "old");
+    EXPECT_TRUE(write(_path, "new", ExistingFile::replace)) << _error;
+    EXPECT_EQ(content(_path), "new");
+    EXPECT_FALSE(std::filesystem::exists(_path + ".part"));
+}
+
+TEST_F(OutputFileTest, FolderOfThatNameIsNeverReplaced) {
+    std::filesystem::create_directories(_path);
+    EXPECT_FALSE(write(_path, "new"));
+    EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: access is denied, or a folder has that name"));
+    EXPECT_FALSE(std::filesystem::exists(_path + ".part"));
+}
+
+TEST_F(OutputFileTest, MissingFolderIsNamedAsTheReason) {
+    EXPECT_FALSE(write(_folder.path() + "/none/out.bin", "x"));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: there is no such folder"));
+}
+
+TEST_F(OutputFileTest, FileThatAnotherWritesIsRefused) {
+    GrowingFile other;
+    ASSERT_TRUE(other.open(_path + ".part", ExistingFile::refuse, _error));
+    ASSERT_TRUE(write(_path, "old"));
+    EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program is writing it"));
+    EXPECT_EQ(content(_path), "old");
+}
+
+TEST_F(OutputFileTest, GrowingFileHasItsPiecesAtOnce) {
+    GrowingFile file;
+    EXPECT_FALSE(file.isOpen());
+    ASSERT_TRUE(file.open(_path, ExistingFile::refuse, _error)) << _error;
+    EXPECT_TRUE(file.append("one\n", _error));
+    EXPECT_EQ(content(_path), "one\n");
+    EXPECT_TRUE(file.append("two\n", _error));
+    EXPECT_EQ(content(_path), "one\ntwo\n");
+    file.close();
+    EXPECT_FALSE(file.isOpen());
+    EXPECT_FALSE(file.open(_path, ExistingFile::refuse, _error));
+    EXPECT_TRUE(file.open(_path, ExistingFile::replace, _error));
+    EXPECT_EQ(content(_path), "");
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+#include <sstream>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host_options.h"
+
+namespace {
+
+using host::HostOptions;
+using testing::HasSubstr;
+
+class SaveOptionsTest : public testing::Test {
+protected:
+    std::optional<int> parse(std::vector<const char*> arguments) {
+        arguments.insert(arguments.begin(), "dorven-host");
+        _options = {};
+        _data.str("");
+        _people.str("");
+        return parseHostOptions(static_cast<int>(arguments.size()), arguments.data(), _options, _data, _people);
+    }
+
+    HostOptions _options;
+    std::ostringstream _data;
+    std::ostringstream _people;
+};
+
+TEST_F(SaveOptionsTest, SavingHasSensibleDefaults) {
+    EXPECT_EQ(parse({"grab", "--output", "x"}), std::nullopt);
+    EXPECT_EQ(_options.saveFormat, "png");
+    EXPECT_EQ(_options.saveEvery, 1u);
+    EXPECT_EQ(_options.aroundLoss, 0u);
+    EXPECT_EQ(_options.saveMemoryMb, 1000u);
+    EXPECT_FALSE(_options.force);
+}
+
+TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
+    EXPECT_EQ(parse({"grab", "--output", "x", "--format", "pgm", "--every", "7", "--around-loss", "50", "--save-memory",
+                     "200", "--force"}),
+              std::nullopt)
+        << _people.str();
+    EXPECT_EQ(_options.saveFormat, "pgm");
+    EXPECT_EQ(_options.saveEvery, 7u);
+    EXPECT_EQ(_options.aroundLoss, 50u);
+    EXPECT_EQ(_options.saveMemoryMb, 200u);
+    EXPECT_TRUE(_options.force);
+}
+
+TEST_F(SaveOptionsTest, AroundLossAloneSavesNoOthers) {
+    EXPECT_EQ(parse({"grab", "--output", "x", "--around-loss", "50"}), std::nullopt);
+    EXPECT_EQ(_options.saveEvery, 0u);
+}
+
+TEST_F(SaveOptionsTest, SnapTakesItsFile) {
+    EXPECT_EQ(parse({"snap", "a.b/out.PNG"}), std::nullopt) << _people.str();
+    EXPECT_EQ(_options.command, HostOptions::Command::snap);
+    EXPECT_EQ(_options.snapFile, "a.b/out.PNG");
+    EXPECT_EQ(_options.timeoutSeconds, 30.0);
+    EXPECT_FALSE(_options.anyImage);
+    EXPECT_EQ(parse({"snap", "out.raw", "--any", "--force", "--timeout", "2", "--json"}), std::nullopt);
+    EXPECT_TRUE(_options.anyImage && _options.force && _options.json);
+    EXPECT_EQ(_options.timeoutSeconds, 2.0);
+    EXPECT_EQ(parse({"snap", "--help"}), 0);
+    EXPECT_THAT(_data.str(), HasSubstr("OUT's ending says the format"));
+    EXPECT_THAT(_data.str(), HasSubstr("Exit codes"));
+}
+
+TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
+    const std::vector<std::pair<std::vector<const char*>, const char*>> wrong = {
+        {{"grab", "--output", "x", "--format", "tiff"},       "'tiff' is none of png, pgm, raw"      },
+        {{"grab", "--format", "png"},                         "--output"                             },
+        {{"grab", "--around-loss", "5"},                      "--output"                             },
+        {{"grab", "--save-memory", "5"},                      "--output"                             },
+        {{"grab", "--force"},                                 "--output"                             },
+        {{"grab", "--output", "x", "--around-loss", "0"},     "--around-loss: '0' is not a number"   },
+        {{"grab", "--output", "x", "--around-loss", "10001"}, "1 to 10000"                           },
+        {{"grab", "--output", "x", "--save-memory", "0"},     "1 to 1000000"                         },
+        {{"snap"},                                            "OUT"                                  },
+        {{"snap", "out"},                                     "has to end in .png, .pgm or .raw"     },
+        {{"snap", "a.png/out"},                               "has to end in .png, .pgm or .raw"     },
+        {{"snap", "out.jpg"},                                 "'out.jpg' has to end in .png, .pgm or"},
+        {{"snap", "out.png", "--timeout", "0"},               "--timeout"                            },
+        {{"snap", "out.png", "--config", "/no/such"},         "--config"                             },
+        {{"snap", "out.png", "--count", "1"},                 "--count"                              },
+    };
+    for (const auto& [arguments, named] : wrong) {
+        EXPECT_EQ(parse(arguments), 2) << named;
+        EXPECT_THAT(_people.str(), HasSubstr(named));
+    }
+}
+
+TEST_F(SaveOptionsTest, WrongNamesAreAnsweredWithTheNearestOnes) {
+    const std::vector<std::pair<std::vector<const char*>, const char*>> meant = {
+        {{"garb"},                      "garb: did you mean 'grab'?\n"        },
+        {{"doc-tor"},                   "doc-tor: did you mean 'doctor'?\n"   },
+        {{"--verison"},                 "--verison: did you mean '--version'?"},
+        {{"grab", "--cuont", "3"},      "--cuont: did you mean '--count'?\n"  },
+        {{"grab", "--ouptut=x"},        "--ouptut: did you mean '--output'?"  },
+        {{"snap", "out.png", "--anny"}, "--anny: did you mean '--any'?"       },
+    };
+    for (const auto& [arguments, suggestion] : meant) {
+        EXPECT_EQ(parse(arguments), 2);
+        EXPECT_THAT(_people.str(), HasSubstr(suggestion));
+    }
+    EXPECT_EQ(parse({"grab", "--bogus"}), 2);
+    EXPECT_THAT(_people.str(), testing::Not(HasSubstr("did you mean")));
+    EXPECT_EQ(parse({"grab", "--count", "x"}), 2);
+    EXPECT_THAT(_people.str(), testing::Not(HasSubstr("did you mean")));
+}
+
+}  // namespace

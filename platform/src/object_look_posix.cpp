@@ -1,0 +1,123 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "object_file_posix.h"
+#include "object_folder_posix.h"
+#include "object_look.h"
+
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int value) : _value(value) {}
+    ~Descriptor() {
+        if (_value >= 0) close(_value);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return _value; }
+
+private:
+    int _value;
+};
+
+int openForLooking(int folder, const char* fileName) {
+    return openat(folder, fileName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+}
+
+int openFolder(const std::string& path) { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }
+
+void readContent(int descriptor, std::size_t contentBytes, ObjectSight& sight) {
+    sight.content.resize(std::min<std::uint64_t>(contentBytes, sight.bytes));
+    const ssize_t count = pread(descriptor, sight.content.data(), sight.content.size(), kPageBytes);
+    sight.content.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+}
+
+// What is wrong with a folder that has to be this user's alone; empty: nothing, or it is not there.
+std::string problemOfFolder(const std::string& path, bool& exists) {
+    struct stat status {};
+    exists = lstat(path.c_str(), &status) == 0;
+    if (!exists) return errno == ENOENT ? "" : path + ": " + std::strerror(errno);
+    if (!S_ISDIR(status.st_mode)) return path + " is no folder";
+    if (status.st_uid != geteuid()) return path + " belongs to user " + std::to_string(status.st_uid);
+    if ((status.st_mode & 077) != 0 || (status.st_mode & 0700) != 0700) {
+        char mode[16];
+        std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(status.st_mode & 07777));
+        return path + " has mode " + mode + " instead of 0700";
+    }
+    return "";
+}
+
+void lookAtFile(int folder, const char* fileName, ObjectFolderSight& sight) {
+    struct stat status {};
+    if (fstatat(folder, fileName, &status, AT_SYMLINK_NOFOLLOW) != 0) return;  // gone meanwhile
+    if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & 0777) != 0600) {
+        sight.wrongFiles.emplace_back(fileName);
+        return;
+    }
+    const Descriptor file(openForLooking(folder, fileName));
+    if (file.get() < 0) return;
+    if (ObjectFolder_IsHeld(file.get())) {
+        ++sight.held;
+    } else {
+        sight.leftovers.emplace_back(fileName);
+    }
+}
+
+void lookAtFiles(ObjectFolderSight& sight) {
+    const int descriptor = openFolder(sight.path);
+    DIR* entries = descriptor < 0 ? nullptr : fdopendir(descriptor);
+    if (!entries) {
+        if (descriptor >= 0) close(descriptor);
+        return;
+    }
+    while (const dirent* entry = readdir(entries)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            lookAtFile(dirfd(entries), entry->d_name, sight);
+    }
+    closedir(entries);
+    std::sort(sight.leftovers.begin(), sight.leftovers.end());
+    std::sort(sight.wrongFiles.begin(), sight.wrongFiles.end());
+}
+
+}  // namespace
+
+ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
+    const Descriptor folder(openFolder(ObjectFolder_Parent() + "/" + ObjectFolder_Space()));
+    if (folder.get() < 0) return {};
+    const Descriptor file(openForLooking(folder.get(), ObjectFolder_FileName(name).c_str()));
+    if (file.get() < 0 && errno == ENOENT) return {};
+    ObjectSight sight{ObjectSight::Kind::unreadable, 0, {}};
+    struct stat status {};
+    if (file.get() < 0 || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return sight;
+    if (!ObjectFolder_IsHeld(file.get())) return {};
+    ObjectPage page{};
+    if (pread(file.get(), &page, sizeof page, 0) != sizeof page || page.magic != kObjectMagic) return sight;
+    if (page.kind == static_cast<std::uint32_t>(ObjectKind::event)) {
+        sight.kind = ObjectSight::Kind::event;
+    } else if (page.kind == static_cast<std::uint32_t>(ObjectKind::mapping)) {
+        sight.kind = ObjectSight::Kind::memory;
+        sight.bytes = page.size;
+        readContent(file.get(), contentBytes, sight);
+    }
+    return sight;
+}
+
+ObjectFolderSight platform_lookAtObjectFolder() {
+    ObjectFolderSight sight;
+    sight.has = true;
+    const std::string parent = ObjectFolder_Parent();
+    sight.path = parent + "/" + ObjectFolder_Space();
+    sight.problem = problemOfFolder(parent, sight.exists);
+    if (!sight.exists || !sight.problem.empty()) return sight;
+    sight.problem = problemOfFolder(sight.path, sight.exists);
+    if (sight.exists && sight.problem.empty()) lookAtFiles(sight);
+    return sight;
+}
