@@ -5,6 +5,9 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "image_view.h"
 
 namespace host {
 
@@ -16,7 +19,7 @@ constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call, askSnap, snap, doctor };
+    enum class Command { info, grab, call, askSnap, snap, doctor, bench, benchPartner };
 
     Command command = Command::info;
     std::string pluginPath;
@@ -45,8 +48,14 @@ struct HostOptions {
 
     // snap
     std::string snapFile;
-    std::string snapFormat;  // by the file's ending
-    bool anyImage = false;   // also faked, torn and unverified ones
+    bool anyImage = false;  // also faked, torn and unverified ones
+
+    // bench
+    std::string simulatorPath;  // empty: beside this program
+    frames::ImageFormat benchSize{1280, 1024, 1};
+    std::vector<double> benchRates{200.0, 1000.0};  // images per second
+    double benchSeconds = 2.0;                      // of each measurement
+    std::string benchPartner;                       // bench-partner: beginning of the events' names
 };
 
 /// Reads a command line.

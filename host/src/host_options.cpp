@@ -115,6 +115,9 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     addSnapOptions(*snap, options);
     CLI::App* doctor = app.add_subcommand("doctor", "Look at all that a grab needs and say what to do about it");
     addDoctorOptions(*doctor, options);
+    CLI::App* bench = app.add_subcommand("bench", "Measure this machine with simulator and plugin, beside bare limits");
+    addBenchOptions(*bench, options);
+    CLI::App* benchPartner = addBenchPartner(app, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -133,6 +136,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         "  dorven-host grab --output images --around-loss 50 --format pgm\n"
         "  dorven-host snap picture.png\n"
         "  dorven-host doctor --config camera.ini\n"
+        "  dorven-host bench --fps 200 --seconds 5\n"
         "  dorven-host ask-snap\n"
         "\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no image or answer in time, 4 connection to the simulator "
@@ -141,6 +145,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     info->footer(kCommandsHelp + footer);
     call->footer(kCallHelp + footer);
     grab->footer(footer);
+    bench->footer(bench->get_footer() + footer);
     doctor->footer(doctor->get_footer() + footer);
     snap->footer(snap->get_footer() + footer);
     askSnap->footer(kAskSnapHelp + footer);
@@ -152,8 +157,9 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         return kExitWrongUsage;
     }
     if (app.get_subcommands().empty()) {
-        people << "A subcommand is required: info, grab, snap, doctor, call or ask-snap\nRun with --help for more "
-                  "information.\n";
+        people
+            << "A subcommand is required: info, grab, snap, doctor, bench, call or ask-snap\nRun with --help for more "
+               "information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {
@@ -161,6 +167,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         options.timeoutSeconds = askTimeoutSeconds;
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
+    if (bench->parsed()) options.command = HostOptions::Command::bench;
+    if (benchPartner->parsed()) options.command = HostOptions::Command::benchPartner;
     if (doctor->parsed()) options.command = HostOptions::Command::doctor;
     if (snap->parsed()) options.command = HostOptions::Command::snap;
     if (call->parsed()) {
