@@ -18,14 +18,14 @@ enum class FindingLevel {
     problem,  // a grab cannot work, or not with these settings
 };
 
-struct Finding {
+struct Diagnosis {
     const char* check;  // the name of what was looked at, such as "configuration"
     FindingLevel level;
     std::string found;
     std::string advice;  // what to do; empty when there is nothing to do
 };
 
-using Findings = std::vector<Finding>;
+using Findings = std::vector<Diagnosis>;
 
 /// Looks at everything.
 ///

@@ -5,6 +5,9 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "image_view.h"
 
 #include "grab_limits.h"
 
@@ -18,7 +21,7 @@ constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
 struct HostOptions {
-    enum class Command { info, grab, call, askSnap, verify, snap, doctor };
+    enum class Command { info, grab, call, askSnap, verify, snap, doctor, bench, benchPartner };
 
     Command command = Command::info;
     std::string pluginPath;
@@ -47,7 +50,6 @@ struct HostOptions {
 
     // snap
     std::string snapFile;
-    std::string snapFormat;  // by the file's ending
     bool anyImage = false;   // also faked, torn and unverified ones
 
     // grab, verify
@@ -59,6 +61,13 @@ struct HostOptions {
     std::string faultLog;         // the simulator's
     std::string findingsFile;     // empty: grab
     bool allowExplained = false;  // findings that the simulator's notes explain are no mismatch
+
+    // bench
+    std::string simulatorPath;  // empty: beside this program
+    frames::ImageFormat benchSize{1280, 1024, 1};
+    std::vector<double> benchRates{200.0, 1000.0};  // images per second
+    double benchSeconds = 2.0;                      // of each measurement
+    std::string benchPartner;                       // bench-partner: beginning of the events' names
 };
 
 /// Reads a command line.

@@ -16,7 +16,7 @@ const char* nameOf(FindingLevel level) { return kLevelNames[static_cast<std::siz
 
 std::size_t countOf(const Findings& findings, FindingLevel level) {
     return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(),
-                                                  [=](const Finding& finding) { return finding.level == level; }));
+                                                  [=](const Diagnosis& finding) { return finding.level == level; }));
 }
 
 std::string counted(std::size_t count, const char* what) {
@@ -25,13 +25,13 @@ std::string counted(std::size_t count, const char* what) {
 
 FindingLevel worstOf(const Findings& findings) {
     FindingLevel worst = FindingLevel::ok;
-    for (const Finding& finding : findings) worst = std::max(worst, finding.level);
+    for (const Diagnosis& finding : findings) worst = std::max(worst, finding.level);
     return worst;
 }
 
 void printPeople(const Findings& findings, std::ostream& stream) {
     const char* check = "";
-    for (const Finding& finding : findings) {
+    for (const Diagnosis& finding : findings) {
         if (finding.check != std::string_view(check)) stream << finding.check << '\n';
         check = finding.check;
         const std::string level = nameOf(finding.level);
@@ -49,7 +49,7 @@ void printJson(const Findings& findings, std::ostream& stream) {
     object["warnings"] = countOf(findings, FindingLevel::warning);
     object["problems"] = countOf(findings, FindingLevel::problem);
     nlohmann::ordered_json checks = nlohmann::ordered_json::array();
-    for (const Finding& finding : findings) {
+    for (const Diagnosis& finding : findings) {
         nlohmann::ordered_json check;
         check["check"] = finding.check;
         check["level"] = nameOf(finding.level);

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "ask_snap.h"
+#include "bench.h"
 #include "call.h"
 #include "command_report.h"
 #include "doctor.h"
@@ -101,6 +102,8 @@ int run(PluginLibrary& library, const HostOptions& options) {
         case HostOptions::Command::info:
         case HostOptions::Command::askSnap:  // these need no library
         case HostOptions::Command::doctor:
+        case HostOptions::Command::bench:
+        case HostOptions::Command::benchPartner:
             break;
     }
     return options.commands ? showCommands(library, options.json, std::cout, std::cerr)
@@ -122,6 +125,11 @@ int hostMain(int argc, const char* const* argv) {
             return flushData() ? exitCode : kExitFailed;
         }
         if (options.command == HostOptions::Command::doctor) return runDoctor(options, std::cout, std::cerr);
+        if (options.command == HostOptions::Command::benchPartner) return runBenchPartner(options);
+        if (options.command == HostOptions::Command::bench) {
+            platform_installStopHandler();
+            return runBench(options, std::cout, std::cerr);
+        }
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);
         if (!library) {

@@ -207,6 +207,9 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     addSnapOptions(*snap, options);
     CLI::App* doctor = app.add_subcommand("doctor", "Look at all that a grab needs and say what to do about it");
     addDoctorOptions(*doctor, options);
+    CLI::App* bench = app.add_subcommand("bench", "Measure this machine with simulator and plugin, beside bare limits");
+    addBenchOptions(*bench, options);
+    CLI::App* benchPartner = addBenchPartner(app, options);
     CLI::App* call = app.add_subcommand("call", "Send one command to the plugin's device");
     addCommonOptions(*call, options);
     addCallOptions(*call, options);
@@ -232,6 +235,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     call->footer(kCallHelp + (kCallExamples + footer));
     grab->footer(kGrabExamples + footer);
     verify->footer(kVerifyHelp + (kVerifyExamples + footer));
+    bench->footer(bench->get_footer() + footer);
     doctor->footer(doctor->get_footer() + footer);
     snap->footer(snap->get_footer() + footer);
     askSnap->footer(kAskSnapHelp + (kAskSnapExamples + footer));
@@ -241,7 +245,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     }
     if (app.get_subcommands().empty()) {
         people
-            << "A subcommand is required: info, grab, snap, verify, doctor, call or ask-snap\nRun with --help for more "
+            << "A subcommand is required: info, grab, snap, verify, doctor, bench, call or ask-snap\nRun with --help for more "
                "information.\n";
         return kExitWrongUsage;
     }
@@ -251,6 +255,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     }
     if (grab->parsed()) options.command = HostOptions::Command::grab;
     if (verify->parsed()) options.command = HostOptions::Command::verify;
+    if (bench->parsed()) options.command = HostOptions::Command::bench;
+    if (benchPartner->parsed()) options.command = HostOptions::Command::benchPartner;
     if (doctor->parsed()) options.command = HostOptions::Command::doctor;
     if (snap->parsed()) options.command = HostOptions::Command::snap;
     if (call->parsed()) {

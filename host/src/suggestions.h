@@ -25,7 +25,9 @@ inline std::string suggestionsFor(const CLI::App& app) {
         for (const std::string& name : option->get_lnames()) options.push_back("--" + name);
     }
     std::vector<std::string> commands;
-    for (const CLI::App* subcommand : command.get_subcommands({})) commands.push_back(subcommand->get_name());
+    for (const CLI::App* subcommand : command.get_subcommands({})) {
+        if (!subcommand->get_group().empty()) commands.push_back(subcommand->get_name());  // not the hidden ones
+    }
     std::string lines;
     for (const std::string& word : app.remaining(true)) {
         const std::string name = word.substr(0, word.find('='));

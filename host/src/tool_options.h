@@ -12,4 +12,10 @@ namespace host {
 /// All options of "doctor". They write into options while the command line is parsed.
 void addDoctorOptions(CLI::App& command, HostOptions& options);
 
+/// All options of "bench".
+void addBenchOptions(CLI::App& command, HostOptions& options);
+
+/// Adds "bench-partner", which no help tells of.
+CLI::App* addBenchPartner(CLI::App& app, HostOptions& options);
+
 }  // namespace host

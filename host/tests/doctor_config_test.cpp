@@ -9,7 +9,7 @@
 
 namespace {
 
-using host::Finding;
+using host::Diagnosis;
 using host::FindingLevel;
 using testing::Contains;
 using testing::EndsWith;
@@ -28,7 +28,7 @@ protected:
     }
     std::vector<std::string> found(FindingLevel level) const {
         std::vector<std::string> texts;
-        for (const Finding& finding : _findings) {
+        for (const Diagnosis& finding : _findings) {
             EXPECT_STREQ(finding.check, "configuration");
             if (finding.level == level) texts.push_back(finding.found);
         }
@@ -116,7 +116,7 @@ TEST_F(DoctorConfigTest, ValueThatIsNoNumberOrOutOfRangeIsAProblem) {
     EXPECT_EQ(_findings.back().advice, "");
     examineImage("bytes_per_pixel=17");
     bool named = false;
-    for (const Finding& finding : _findings) named = named || finding.advice == "give a number from 1 to 16";
+    for (const Diagnosis& finding : _findings) named = named || finding.advice == "give a number from 1 to 16";
     EXPECT_TRUE(named);
     EXPECT_EQ(examineImage("bytes_per_pixel=two"), (frames::ImageFormat{1280, 1024, 1}))
         << "the camera keeps its default";

@@ -12,7 +12,7 @@
 
 namespace {
 
-using host::Finding;
+using host::Diagnosis;
 using host::FindingLevel;
 using simulator::ImageRing;
 using testing::Contains;
@@ -44,7 +44,7 @@ protected:
     // "check: text" of all of a level.
     std::vector<std::string> found(FindingLevel level) const {
         std::vector<std::string> texts;
-        for (const Finding& finding : _findings) {
+        for (const Diagnosis& finding : _findings) {
             if (finding.level == level) texts.push_back(std::string(finding.check) + ": " + finding.found);
         }
         return texts;

@@ -16,7 +16,7 @@
 
 namespace {
 
-using host::Finding;
+using host::Diagnosis;
 using host::FindingLevel;
 using host::Findings;
 using testing::EndsWith;
@@ -24,13 +24,13 @@ using testing::HasSubstr;
 
 class LibraryTest : public testing::Test {
 protected:
-    Finding last(const std::string& path) {
+    Diagnosis last(const std::string& path) {
         Findings findings;
         host::examineLibrary(path, findings);
         EXPECT_FALSE(findings.empty());
-        return findings.empty() ? Finding{} : findings.back();
+        return findings.empty() ? Diagnosis{} : findings.back();
     }
-    Finding lastOf(const std::string& content) { return last(_folder.file("plugin.bin", content)); }
+    Diagnosis lastOf(const std::string& content) { return last(_folder.file("plugin.bin", content)); }
 
     test::TemporaryFolder _folder;
 };
@@ -39,14 +39,14 @@ TEST_F(LibraryTest, PluginBesideTheProgramIsWell) {
     Findings findings;
     host::examineLibrary(host::defaultPluginPath(), findings);
     ASSERT_EQ(findings.size(), 3u);
-    for (const Finding& finding : findings) EXPECT_EQ(finding.level, FindingLevel::ok) << finding.found;
+    for (const Diagnosis& finding : findings) EXPECT_EQ(finding.level, FindingLevel::ok) << finding.found;
     EXPECT_EQ(findings[0].found, host::defaultPluginPath());
     EXPECT_THAT(findings[1].found, EndsWith(" library for 64-bit x86"));
     EXPECT_EQ(findings[2].found, "exports CreatePlugin and ReleasePlugin");
 }
 
 TEST_F(LibraryTest, MissingFileIsAProblem) {
-    const Finding finding = last(_folder.path("none.so"));
+    const Diagnosis finding = last(_folder.path("none.so"));
     EXPECT_EQ(finding.level, FindingLevel::problem);
     EXPECT_THAT(finding.found, EndsWith("none.so: there is no such file"));
     EXPECT_THAT(finding.advice, HasSubstr("--plugin"));
@@ -65,7 +65,7 @@ TEST_F(LibraryTest, FileThatIsNoLibraryIsAProblem) {
                                        std::string("\x7F"
                                                    "ELF"),
                                        "MZ" + std::string(100, '\0'), farHeader}) {
-        const Finding finding = lastOf(content);
+        const Diagnosis finding = lastOf(content);
         EXPECT_EQ(finding.level, FindingLevel::problem);
         EXPECT_EQ(finding.found, "is no library");
         EXPECT_THAT(finding.advice, EndsWith(" library for 64-bit x86"));
@@ -104,7 +104,7 @@ TEST_F(LibraryTest, LibraryThatIsCutShortIsNotLoaded) {
     std::ifstream file(host::defaultPluginPath(), std::ios::binary);
     std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     for (const std::size_t size : {std::size_t{1000}, content.size() / 2}) {
-        const Finding finding = lastOf(content.substr(0, size));
+        const Diagnosis finding = lastOf(content.substr(0, size));
         EXPECT_EQ(finding.level, FindingLevel::problem);
         EXPECT_THAT(finding.found, testing::AnyOf(HasSubstr("is cut short: it has " + std::to_string(size) + " bytes"),
                                                   HasSubstr("cannot be loaded (error ")));

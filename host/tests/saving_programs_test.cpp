@@ -1,4 +1,4 @@
-// Saving and doctor, with host, plugin and simulator as real processes. The role hostWithOutputs is that of
+// Saving, doctor and bench, with host, plugin and simulator as real processes. The role hostWithOutputs is that of
 // programs_test.cpp.
 #include <filesystem>
 #include <fstream>
@@ -13,6 +13,7 @@
 #include "host_options.h"
 #include "image_file.h"
 #include "inspection.h"
+#include "object_look.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -100,6 +101,50 @@ TEST_F(SavingProgramsTest, DoctorToldOfFilesThatAreNotThereFindsThem) {
     EXPECT_THAT(people(), HasSubstr("plugin: there is no such file"));
     EXPECT_THAT(people(), HasSubstr("/no/such.ini: there is no such file: the camera takes it for empty"));
     EXPECT_THAT(people(), HasSubstr("2 problems"));
+}
+
+TEST_F(SavingProgramsTest, BenchMeasuresEveryNumberAndLeavesNothingBehind) {
+    EXPECT_EQ(host({"bench", "--json", "--seconds", "0.3", "--size", "320x240", "--fps", "50", "--fps", "100"}), 0)
+        << people();
+    const auto result = nlohmann::json::parse(text(_folder.path("out.txt")));
+    EXPECT_EQ(result["width_px"], 320);
+    for (const char* key : {"event_p50_us", "memcpy_mb_per_s", "throughput_fps", "throughput_mb_per_s"})
+        EXPECT_GT(result[key], 0.0) << key;
+    ASSERT_EQ(result["runs"].size(), 2u);
+    for (const auto& run : result["runs"]) {
+        EXPECT_GT(run["images"], 0);
+        for (const char* key : {"fps_mean", "lateness_p99_us", "timer_lateness_p99_us", "latency_p50_us"})
+            EXPECT_GT(run[key], 0.0) << key;
+    }
+    EXPECT_EQ(host({"doctor", "--json"}), 0) << "nothing runs and nothing is left";
+}
+
+TEST_F(SavingProgramsTest, BenchHasObjectNamesOfItsOwnOrRefusesWhileTheyAreTaken) {
+    auto simulator = startSimulator();
+    while (host({"doctor", "--config", _config, "--json"}) != 0 ||
+           text(_folder.path("out.txt")).find("a simulator runs") == std::string::npos)
+        continue;
+    const int exitCode = host({"bench", "--seconds", "0.2", "--size", "320x240", "--fps", "50"});
+    simulator.kill();
+    if (platform_lookAtObjectFolder().has) {
+        EXPECT_EQ(exitCode, 0) << people();
+        EXPECT_THAT(people(), HasSubstr("\nthroughput "));
+    } else {
+        EXPECT_EQ(exitCode, host::kExitFailed);
+        EXPECT_THAT(people(), HasSubstr("a simulator runs: end it first"));
+    }
+}
+
+TEST_F(SavingProgramsTest, BenchWithoutASimulatorFailsWithTheReason) {
+    EXPECT_EQ(host({"bench", "--simulator", "/no/such/program"}), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("/no/such/program: there is no such program; name it with --simulator"));
+    EXPECT_EQ(host({"bench", "--seconds", "0.2", "--simulator", _folder.file("none.exe", "text")}), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("none.exe: cannot be started"));
+    // A program that knows none of the simulator's options.
+    const std::string otherProgram =
+        test::programFolder() + "dorven-host" + std::filesystem::path(test::programPath()).extension().string();
+    EXPECT_EQ(host({"bench", "--seconds", "0.2", "--simulator", otherProgram}), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("the simulator ended at once; try it by itself"));
 }
 
 }  // namespace

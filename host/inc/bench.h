@@ -1,0 +1,66 @@
+// The command "bench": what this machine reaches with the real pieces, beside what it reaches without them.
+//
+// dorven-simulator runs as a child and feeds the plugin in this process, whose callback only notes times. In the same
+// run the bare limits are measured: this machine's timer, an event between two processes, and memcpy. Where the system
+// has separate sets of object names (Linux), the run has one of its own and meets nobody; elsewhere it needs the names
+// for itself and refuses while a simulator or a camera has them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <vector>
+
+#include "host_options.h"
+
+namespace host {
+
+/// One run at one rate.
+struct BenchRun {
+    double framesPerSecond = 0;  // asked for
+    std::uint64_t images = 0;    // that arrived while it was measured
+    std::uint64_t lost = 0;      // counters left out meanwhile
+    double fps = 0;              // images per second that arrived
+    double mbPerS = 0;           // 10^6 bytes of pixels per second
+    // How far time stamps lie behind the earliest grid that fits, and arrivals behind their time stamp; none without
+    // images.
+    std::optional<double> latenessP50Us, latenessP99Us, latencyP50Us, latencyP99Us;
+    double simulatorCpuPercent = 0;  // of one core
+    double hostCpuPercent = 0;
+    // Of the bare timer at that rate.
+    std::optional<double> timerLatenessP50Us, timerLatenessP99Us;
+};
+
+struct BenchResults {
+    std::vector<BenchRun> paced;                   // in the order of HostOptions::benchRates
+    BenchRun fastest;                              // as fast as the simulator draws; without timer
+    std::optional<double> eventP50Us, eventP99Us;  // one way: half a round trip
+    double memcpyMbPerS = 0;
+};
+
+/// How far each time lies behind a grid of that period that begins where none lies before it, in microseconds.
+/// @param timesNs  Of the grid's points in slots.   @param slots  Their numbers, from any on; as many as times.
+std::vector<double> latenessOf(const std::vector<std::int64_t>& timesNs, const std::vector<std::uint64_t>& slots,
+                               double periodNs);
+
+/// A line for each number: measured, bare limit, ratio.
+void printBenchTable(const HostOptions& options, const BenchResults& results, std::ostream& stream);
+
+/// One object: schema, width_px, height_px, bytes_per_pixel, seconds, event_p50_us, event_p99_us, memcpy_mb_per_s,
+/// throughput_fps, throughput_mb_per_s, throughput_ratio, and runs, an array of objects with fps, images, lost,
+/// fps_mean, lateness_p50_us, lateness_p99_us, timer_lateness_p50_us, timer_lateness_p99_us, lateness_p99_ratio,
+/// latency_p50_us, latency_p99_us, latency_p50_ratio, simulator_cpu_percent, host_cpu_percent, memcpy_cpu_percent. What
+/// was not measured is null.
+void printBenchJson(const HostOptions& options, const BenchResults& results, std::ostream& stream);
+
+/// Measures and prints.
+///
+/// @param data    Receives the JSON.   @param people  Receives everything else.
+/// @return        Exit code: failed when a program or the plugin is missing, or the names are taken; no image in time.
+int runBench(const HostOptions& options, std::ostream& data, std::ostream& people);
+
+/// The other process of the bare event: answers each set of one event by setting the other, until none came for some
+/// seconds. @return Exit code.
+int runBenchPartner(const HostOptions& options);
+
+}  // namespace host

@@ -1,0 +1,305 @@
+#include "bench.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include "bench_limits.h"
+#include "child_program.h"
+#include "named_claim.h"
+#include "output_file.h"
+#include "platform.h"
+#include "plugin_library.h"
+
+namespace host {
+namespace {
+
+constexpr std::int64_t kFirstImageNs = 15'000'000'000;  // the camera looks for a simulator every 2 s
+constexpr double kFastestRate = 10000.0;
+constexpr const char* kRingLines = "16";
+
+enum CommandId : std::int32_t {
+    kOpen = 1001,
+    kGrab = 1002,
+    kFreeze = 1004,
+    kSetCallback = 1005,
+    kRemoveCallback = 1006,
+};
+
+std::string besideThisProgram(const std::string& program) {
+    const std::string plugin = defaultPluginPath();
+    return plugin.substr(0, plugin.find_last_of("\\/") + 1) + program + DORVEN_PROGRAM_SUFFIX;
+}
+
+// Smallest value that at least that share of all values does not exceed; none without values. Reorders them.
+std::optional<double> percentile(std::vector<double>& values, double share) {
+    if (values.empty()) return std::nullopt;
+    const double rank =
+        std::clamp(std::ceil(share * static_cast<double>(values.size())), 1.0, static_cast<double>(values.size()));
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank) - 1;
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
+
+// Notes the times of images, in memory that is ready before.
+class Clock {
+public:
+    explicit Clock(std::size_t capacity) { _samples.reserve(capacity); }
+
+    static int onImage(void* self, NUV::IMAGEMEMORY* record) {
+        const std::int64_t arrivalNs = platform_monotonicNanoseconds();
+        auto& clock = *static_cast<Clock*>(self);
+        const std::lock_guard lock(clock._mutex);
+        ++clock._images;
+        if (clock._measuring && clock._samples.size() < clock._samples.capacity())
+            clock._samples.push_back({record->imageCounter, static_cast<std::int64_t>(record->timeStamp), arrivalNs});
+        return 0;
+    }
+
+    struct Sample {
+        std::uint32_t counter;
+        std::int64_t timeStampUs;
+        std::int64_t arrivalNs;
+    };
+    std::uint64_t images() const {
+        const std::lock_guard lock(_mutex);
+        return _images;
+    }
+    void measure(bool on) {
+        const std::lock_guard lock(_mutex);
+        _measuring = on;
+    }
+    std::vector<Sample> samples() const {
+        const std::lock_guard lock(_mutex);
+        return _samples;
+    }
+
+private:
+    mutable std::mutex _mutex;
+    std::uint64_t _images = 0;
+    bool _measuring = false;
+    std::vector<Sample> _samples;
+};
+
+// The camera, opened with the wanted images; it grabs for as long as this object lives.
+class Grabbing {
+public:
+    Grabbing(NUV::PluginDeviceBase& device, const std::string& config, Clock& clock) : _device(device) {
+        const NUV::PluginInterfaceParameter<const char*> path(config.c_str());
+        NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
+        const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({&clock, &Clock::onImage});
+        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
+        if (_device.call(kOpen, &path, &bitmap) != NUV::kDone ||
+            _device.call(kSetCallback, &callback, &status) != NUV::kDone ||
+            _device.call(kGrab, nullptr, &status) != NUV::kDone)
+            throw std::runtime_error("the camera did not open or grab");
+    }
+    ~Grabbing() {
+        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
+        _device.call(kFreeze, nullptr, &status);
+        _device.call(kRemoveCallback, nullptr, &status);
+    }
+    Grabbing(const Grabbing&) = delete;
+    Grabbing& operator=(const Grabbing&) = delete;
+
+private:
+    NUV::PluginDeviceBase& _device;
+};
+
+// A configuration file for a while.
+class ConfigFile {
+public:
+    explicit ConfigFile(const HostOptions& options)
+        : _path((std::filesystem::temp_directory_path() /
+                 ("dorven-bench-" + std::to_string(GetCurrentProcessId()) + ".ini"))
+                    .string()) {
+        const std::string text = "[image]\nimage_size_x=" + std::to_string(options.benchSize.width) +
+                                 "\nimage_size_y=" + std::to_string(options.benchSize.height) +
+                                 "\nbytes_per_pixel=" + std::to_string(options.benchSize.bytesPerPixel) + "\n";
+        std::string error;
+        if (!writeWholeFile(_path, text.data(), text.size(), ExistingFile::replace, error))
+            throw std::runtime_error(error);
+    }
+    ~ConfigFile() { _unlink(_path.c_str()); }
+    ConfigFile(const ConfigFile&) = delete;
+    ConfigFile& operator=(const ConfigFile&) = delete;
+    const std::string& path() const { return _path; }
+
+private:
+    std::string _path;
+};
+
+// Object names for this run alone, as far as the system has that.
+class ObjectNames {
+public:
+    ObjectNames() : _own(beginOwnObjectNames()) {}
+    ~ObjectNames() {
+        if (_own) endOwnObjectNames();
+    }
+    ObjectNames(const ObjectNames&) = delete;
+    ObjectNames& operator=(const ObjectNames&) = delete;
+
+private:
+    bool _own;
+};
+
+// Ends a measurement with an exit code.
+struct Failure {
+    int exitCode;
+    std::string reason;
+};
+
+void throwIfStopped() {
+    if (platform_stopRequested()) throw Failure{kExitFailed, "stopped before all was measured"};
+}
+
+void sleepFor(double seconds) {
+    platform_sleepUntil(platform_monotonicNanoseconds() + static_cast<std::int64_t>(seconds * 1e9));
+    throwIfStopped();
+}
+
+void waitForFirstImage(const Clock& clock, ChildProgram& simulator) {
+    const std::int64_t endNs = platform_monotonicNanoseconds() + kFirstImageNs;
+    while (clock.images() == 0) {
+        if (!simulator.running()) throw Failure{kExitFailed, "the simulator ended at once; try it by itself"};
+        if (platform_monotonicNanoseconds() >= endNs) throw Failure{kExitNoImage, "no image came from the simulator"};
+        sleepFor(0.01);
+    }
+}
+
+void addSamples(const std::vector<Clock::Sample>& samples, BenchRun& run) {
+    std::vector<std::int64_t> timesNs;
+    std::vector<std::uint64_t> slots;
+    std::vector<double> latencies;
+    for (const Clock::Sample& sample : samples) {
+        timesNs.push_back(sample.timeStampUs * 1000);
+        // 32 bits that may wrap: the difference counts.
+        slots.push_back(static_cast<std::uint32_t>(sample.counter - samples.front().counter));
+        latencies.push_back(static_cast<double>(sample.arrivalNs) / 1e3 - static_cast<double>(sample.timeStampUs));
+    }
+    run.images = samples.size();
+    if (!slots.empty()) run.lost = slots.back() + 1 - std::min(slots.back() + 1, run.images);
+    std::vector<double> lateness = latenessOf(timesNs, slots, 1e9 / run.framesPerSecond);
+    run.latenessP50Us = percentile(lateness, 0.50);
+    run.latenessP99Us = percentile(lateness, 0.99);
+    run.latencyP50Us = percentile(latencies, 0.50);
+    run.latencyP99Us = percentile(latencies, 0.99);
+}
+
+// One simulator at one rate, and the camera that takes its images.
+BenchRun measureRun(NUV::PluginDeviceBase& device, const HostOptions& options, const std::string& config, double rate) {
+    const frames::ImageFormat& size = options.benchSize;
+    ChildProgram simulator;
+    std::string error;
+    // The count ends the simulator when this process should be killed.
+    const auto count = static_cast<std::uint64_t>(rate * (options.benchSeconds + 60.0)) + 1;
+    if (!simulator.start(options.simulatorPath,
+                         {"--size", std::to_string(size.width) + "x" + std::to_string(size.height), "--bytes-per-pixel",
+                          std::to_string(size.bytesPerPixel), "--fps", std::to_string(rate), "--lines", kRingLines,
+                          "--count", std::to_string(count), "--no-ask"},
+                         error))
+        throw Failure{kExitFailed, error};
+    Clock clock(static_cast<std::size_t>(rate * options.benchSeconds * 1.5) + 100);
+    const Grabbing grabbing(device, config, clock);
+    waitForFirstImage(clock, simulator);
+    sleepFor(0.2);  // what waited in the ring has come
+    const std::int64_t startNs = platform_monotonicNanoseconds();
+    const double simulatorCpu = simulator.cpuSeconds();
+    const double ownCpu = ownCpuSeconds();
+    clock.measure(true);
+    sleepFor(options.benchSeconds);
+    clock.measure(false);
+    const double seconds = static_cast<double>(platform_monotonicNanoseconds() - startNs) / 1e9;
+    BenchRun run;
+    run.framesPerSecond = rate;
+    run.simulatorCpuPercent = (simulator.cpuSeconds() - simulatorCpu) / seconds * 100;
+    run.hostCpuPercent = (ownCpuSeconds() - ownCpu) / seconds * 100;
+    if (!simulator.running()) throw Failure{kExitFailed, "the simulator ended while it was measured"};
+    addSamples(clock.samples(), run);
+    run.fps = static_cast<double>(run.images) / seconds;
+    run.mbPerS = run.fps * static_cast<double>(size.bytes()) / 1e6;
+    return run;
+}
+
+void measureLimits(const HostOptions& options, BenchResults& results) {
+    std::string error;
+    std::vector<double> oneWay = eventOneWay(besideThisProgram("dorven-host"), options.benchSeconds / 2, error);
+    throwIfStopped();
+    if (oneWay.empty()) throw Failure{kExitFailed, error};
+    results.eventP50Us = percentile(oneWay, 0.50);
+    results.eventP99Us = percentile(oneWay, 0.99);
+    results.memcpyMbPerS = memcpyMbPerS(options.benchSize.bytes(), std::min(options.benchSeconds, 1.0));
+}
+
+BenchResults measureAll(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people) {
+    const ConfigFile config(options);
+    BenchResults results;
+    people << "dorven-host: measuring the bare limits" << std::endl;
+    measureLimits(options, results);
+    for (const double rate : options.benchRates) {
+        people << "dorven-host: measuring at " << rate << " images/s" << std::endl;
+        BenchRun run = measureRun(device, options, config.path(), rate);
+        std::vector<double> timer = timerLateness(rate, options.benchSeconds);
+        throwIfStopped();
+        run.timerLatenessP50Us = percentile(timer, 0.50);
+        run.timerLatenessP99Us = percentile(timer, 0.99);
+        results.paced.push_back(run);
+    }
+    people << "dorven-host: measuring as fast as the simulator draws" << std::endl;
+    results.fastest = measureRun(device, options, config.path(), kFastestRate);
+    return results;
+}
+
+int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream& people) {
+    if (_access(options.simulatorPath.c_str(), 0) != 0)
+        throw Failure{kExitFailed, options.simulatorPath + ": there is no such program; name it with --simulator"};
+    if (NamedClaim::isTaken("DorVenImagesWriter")) throw Failure{kExitFailed, "a simulator runs: end it first"};
+    if (NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished"))
+        throw Failure{kExitFailed, "a host has the camera: end it first"};
+    std::string error;
+    const auto library = PluginLibrary::load(options.pluginPath, error);
+    if (!library) throw Failure{kExitFailed, error};
+    library->enumerate();
+    NUV::PluginDeviceBase* device = library->device(0);
+    if (!device) throw Failure{kExitFailed, options.pluginPath + ": offers no device"};
+    const BenchResults results = measureAll(*device, options, people);
+    if (options.json) {
+        printBenchJson(options, results, data);
+    } else {
+        printBenchTable(options, results, people);
+    }
+    return kExitDone;
+}
+
+}  // namespace
+
+std::vector<double> latenessOf(const std::vector<std::int64_t>& timesNs, const std::vector<std::uint64_t>& slots,
+                               double periodNs) {
+    std::vector<double> lateness;
+    for (std::size_t index = 0; index < timesNs.size(); ++index)
+        lateness.push_back((static_cast<double>(timesNs[index] - timesNs[0]) -
+                            (static_cast<double>(slots[index]) - static_cast<double>(slots[0])) * periodNs) /
+                           1e3);
+    if (lateness.empty()) return lateness;
+    const double earliest = *std::min_element(lateness.begin(), lateness.end());
+    for (double& value : lateness) value -= earliest;
+    return lateness;
+}
+
+int runBench(const HostOptions& given, std::ostream& data, std::ostream& people) {
+    HostOptions options = given;
+    if (options.simulatorPath.empty()) options.simulatorPath = besideThisProgram("dorven-simulator");
+    const ObjectNames names;
+    try {
+        return measureAndPrint(options, data, people);
+    } catch (const Failure& failure) {
+        people << "dorven-host: " << failure.reason << std::endl;
+        return failure.exitCode;
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,23 @@
+// The bare limits that a benchmark's numbers stand beside.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bench.h"
+
+namespace host {
+
+/// Lateness of the platform's sleep at each point of a grid, in microseconds.
+std::vector<double> timerLateness(double framesPerSecond, double seconds);
+
+/// Half a round trip over two events with a partner process, in microseconds.
+/// @param program  This program's file, which is started as the partner.
+/// @return         Empty, with the reason, when there is no partner.
+std::vector<double> eventOneWay(const std::string& program, double seconds, std::string& error);
+
+/// 10^6 bytes per second of memcpy between two buffers of a ring's size, image by image.
+double memcpyMbPerS(std::size_t imageBytes, double seconds);
+
+}  // namespace host
