@@ -277,7 +277,7 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const GrabStatistics::Told told = _statistics->add(received);
     if (_keepRows) keepRow(received, told);
     if (_saver && image.pixels)
-        _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->sequence().lost() > 0);
+        _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
     _lastImageNs = arrivalNs;
     if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
         _state = State::connectionLost;
