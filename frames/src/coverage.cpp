@@ -53,7 +53,7 @@ double halfPlaneCoverage(double normalX, double normalY, double distance) {
     // Below that the formula divides what is left of nearly equal squares; the line is then straight to 1e-6 pixel.
     if (narrow < 1e-6) return std::clamp(0.5 - distance / (2 * wide), 0.0, 1.0);
     const double area = squaredAbove(wide + narrow - distance) - squaredAbove(wide - narrow - distance) -
-                        squaredAbove(narrow - wide - distance) + squaredAbove(-wide - narrow - distance);
+                        squaredAbove(narrow - wide - distance);
     return std::clamp(area / (8 * wide * narrow), 0.0, 1.0);
 }
 

@@ -112,6 +112,9 @@ TEST(MotionTest, StepStandsForHalfAPeriodEach) {
     const Motion motion{Motion::Kind::step, 0.5, 5};
     const double places[] = {0, 0, 0, 0.5, 0.5, 0, 0};
     for (std::uint64_t frame = 0; frame < 7; ++frame) EXPECT_EQ(motion.offset(frame), places[frame]) << frame;
+    const Motion even{Motion::Kind::step, 0.5, 4};
+    EXPECT_EQ(even.offset(1), 0.0);
+    EXPECT_EQ(even.offset(2), 0.5);
 }
 
 }  // namespace
