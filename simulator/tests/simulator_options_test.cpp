@@ -65,6 +65,29 @@ TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
 }
 
+TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
+    const Parsed plain = parse({});
+    EXPECT_TRUE(plain.options.faults.empty());
+    EXPECT_TRUE(plain.options.strip);
+    EXPECT_FALSE(plain.options.noFaults);
+    EXPECT_EQ(plain.options.readerTimeoutSeconds, 10.0);
+    const test::TemporaryFolder folder;
+    const std::string scenario = folder.file("s.json", "{}");
+    const Parsed all =
+        parse({"--fault", "drop@5", "--fault", "delay:5ms@p:0.1", "--scenario", scenario.c_str(), "--seed", "42",
+               "--fault-log", "log", "--no-faults", "--no-strip", "--reader-timeout", "0.5"});
+    EXPECT_EQ(all.exitCode, std::nullopt) << all.people;
+    ASSERT_EQ(all.options.faults.size(), 2u);
+    EXPECT_EQ(all.options.faults[0].text, "drop@5");
+    EXPECT_EQ(all.options.faults[1].text, "delay:5ms@p:0.1");
+    EXPECT_EQ(all.options.scenarioFile, scenario);
+    EXPECT_EQ(all.options.seed, 42u);
+    EXPECT_EQ(all.options.faultLogFile, "log");
+    EXPECT_TRUE(all.options.noFaults);
+    EXPECT_FALSE(all.options.strip);
+    EXPECT_EQ(all.options.readerTimeoutSeconds, 0.5);
+}
+
 TEST(SimulatorOptionsTest, AskHasItsOwnOptions) {
     EXPECT_EQ(parse({}).options.command, SimulatorOptions::Command::run);
     EXPECT_TRUE(parse({}).options.ask);
@@ -120,7 +143,10 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector{"--images", "/no/such/folder"}, std::vector{"--images"}, std::vector{"--fps", "0"},
                     std::vector{"--fps", "-1"}, std::vector{"--fps", "fast"}, std::vector{"--fps", "10001"},
                     std::vector{"--fps", "nan"}, std::vector{"--fps"}, std::vector{"--fps", "60000/0"},
-                    std::vector{"--late", "never"}, std::vector{"--late"}, std::vector{"--count", "-1"},
+                    std::vector{"--late", "never"}, std::vector{"--late"}, std::vector{"--fault", "drp"},
+                    std::vector{"--fault"}, std::vector{"--scenario", "/no/such/file"}, std::vector{"--seed", "-1"},
+                    std::vector{"--seed", "x"}, std::vector{"--fault-log"}, std::vector{"--reader-timeout", "-1"},
+                    std::vector{"--reader-timeout", "nan"}, std::vector{"--count", "-1"},
                     std::vector{"--count", "many"}, std::vector{"--count", "1.5"}, std::vector{"--count"},
                     std::vector{"--lines", "0"}, std::vector{"--lines", "1001"}, std::vector{"--lines", "x"},
                     std::vector{"--bytes-per-pixel", "0"}, std::vector{"--bytes-per-pixel", "17"},

@@ -1,6 +1,8 @@
 #include "simulator.h"
 
+#include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -253,6 +255,112 @@ TEST_F(SimulatorTest, ReaderComesBackToASimulatorThatWasStartedAgain) {
     const auto image = reader.take();
     ASSERT_TRUE(image);
     EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+}
+
+// Reads one image, says so, and stays without reading on.
+CHILD_ROLE(readsOneImageAndStays) {
+    test::RingReader reader(kFormat);
+    if (!reader.attachAtSignal() || !reader.waitAndTake()) return 1;
+    MProcessEvent(arguments.at(0).c_str()).Set();
+    std::this_thread::sleep_for(60s);
+    return 0;
+}
+
+TEST_F(SimulatorTest, RingOfAReaderThatDiedIsLaidAnewForTheNextOne) {
+    const std::string readName = test::uniqueName("read");
+    MProcessEvent read(readName.c_str());
+    test::ChildProcess dying("readsOneImageAndStays", {readName});
+    _options.framesPerSecond = 100;
+    _options.frameCount = 0;
+    _options.readerTimeoutSeconds = 0.3;
+    Simulator simulator(_options, _source, _people);
+    ASSERT_EQ(simulator.openRing(), ImageRing::OpenResult::opened);
+    std::uint64_t frame = 0;
+    const auto deliverUntil = [&](auto done) {
+        const auto end = std::chrono::steady_clock::now() + 30s;
+        while (!done() && std::chrono::steady_clock::now() < end) {
+            simulator.deliver(frame++);
+            std::this_thread::sleep_for(5ms);
+        }
+    };
+    deliverUntil([&] { return read.Wait(0.0) == 1; });
+    dying.kill();
+    test::RingReader next(kFormat);
+    EXPECT_FALSE(next.attach());  // the dead one's mark is still there
+    deliverUntil([&] { return simulator.totals().unread > 0; });
+    EXPECT_THAT(_people.str(),
+                HasSubstr("the reader has not moved for 0.3 s; the ring is laid anew, and 8 images are lost"));
+    ASSERT_TRUE(next.attach());
+    const auto image = next.take();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->header.imageCounter, frame - 1);
+}
+
+TEST_F(SimulatorTest, ReaderThatWasOnlyPausedComesBackAndTheGapShows) {
+    _options.lineCount = 2;
+    _options.readerTimeoutSeconds = 0.05;
+    Simulator simulator(_options, _source, _people);
+    simulator.openRing();
+    test::RingReader reader(kFormat);
+    reader.attach();
+    simulator.deliver(0);
+    EXPECT_EQ(reader.take()->header.imageCounter, 0u);
+    for (std::uint64_t frame = 1; frame < 4; ++frame) simulator.deliver(frame);
+    EXPECT_EQ(simulator.totals().refused, 1u);
+    EXPECT_TRUE(reader.attached());
+    std::this_thread::sleep_for(60ms);
+    simulator.deliver(4);
+    EXPECT_FALSE(reader.attached());
+    EXPECT_EQ(simulator.totals().unread, 2u);
+    const auto image = reader.waitAndTake();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->header.imageCounter, 4u);
+    EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+}
+
+TEST_F(SimulatorTest, ScenarioThatChangesWhileItRunsIsFollowed) {
+    const test::TemporaryFolder folder;
+    const auto scenario = [&folder](const char* faults) {
+        return folder.file("s.json", R"({"schema":"dorven-scenario/1","faults":[)" + std::string(faults) + "]}");
+    };
+    _options.scenarioFile = scenario("");
+    _options.framesPerSecond = 50;
+    _options.frameCount = 10'000;
+    std::string error;
+    const auto faults = simulator::Faults::open(_options, _people, error);
+    ASSERT_TRUE(faults) << error;
+    // Ends the run once the fault has struck.
+    class WatchedImages : public RenderedImages {
+    public:
+        explicit WatchedImages(std::function<void(std::uint64_t)> drawn)
+            : RenderedImages(kFormat), _drawn(std::move(drawn)) {}
+        std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frame, std::optional<std::uint64_t> before) override {
+            _drawn(frame);
+            return RenderedImages::draw(pixels, frame, before);
+        }
+        std::function<void(std::uint64_t)> _drawn;
+    };
+    test::RingReader reader(kFormat);
+    std::uint64_t changedAt = 0;
+    std::uint64_t lost = 0;
+    std::uint64_t expected = 0;
+    WatchedImages images([&](std::uint64_t frame) {
+        if (!reader.attached()) reader.attach();
+        while (reader.take()) {
+        }
+        if (frame == 5) scenario(R"("drop")");
+        if (frame == 5) changedAt = frame;
+        if (frame != expected) lost = expected;
+        if (lost != 0) throw std::runtime_error("seen");
+        expected = frame + 1;
+        if (frame > 2000) throw std::runtime_error("never seen");
+    });
+    Simulator simulator(_options, images, _people, nullptr, faults.get());
+    EXPECT_THROW(simulator.run(), std::runtime_error);
+    EXPECT_EQ(changedAt, 5u);
+    EXPECT_GT(lost, changedAt);
+    EXPECT_EQ(simulator.totals().faults, 1u);
+    EXPECT_THAT(_people.str(), HasSubstr("1 fault in force from frame " + std::to_string(lost) + " on"));
 }
 
 CHILD_ROLE(holdsSmallMemory) {
