@@ -51,8 +51,9 @@ TEST(FaultSpecTest, TimeStandsExactlyWhereTheFaultTakesOne) {
         } else {
             EXPECT_EQ(parse(name + ":5ms").timeNs, 5'000'000);
         }
-        if (row.time == simulator::FaultRow::Time::needed)
+        if (row.time == simulator::FaultRow::Time::needed) {
             EXPECT_THAT(problemOf(name + "@5"), HasSubstr(name + " needs a time, such as " + name + ":20ms"));
+        }
     }
 }
 
@@ -94,8 +95,8 @@ TEST(FaultSpecTest, DocumentationAndSchemaNameEveryFault) {
         const std::string text{std::istreambuf_iterator<char>(file), {}};
         for (const simulator::FaultRow& row : simulator::faultTable()) {
             const bool json = std::string(name).ends_with(".json");
-            EXPECT_THAT(text,
-                        HasSubstr(json ? "\"" + std::string(row.name) + "\"" : "| `" + std::string(row.name) + "` |"));
+            const std::string cell = std::string(json ? "\"" : "| `").append(row.name).append(json ? "\"" : "` |");
+            EXPECT_THAT(text, HasSubstr(cell));
         }
     }
 }

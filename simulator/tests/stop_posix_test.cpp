@@ -1,6 +1,7 @@
 // How the simulator ends when it is asked to: signals, so on Linux only.
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include "child_process.h"
+#include "fault_log.h"
 #include "ring_reader.h"
 #include "temporary_folder.h"
 
@@ -78,6 +80,29 @@ TEST_P(StopTest, EndsCleanlyWhileItWaitsForSmallerMemoryToGo) {
     EXPECT_EQ(stopAndJoin(GetParam()), 0);
     EXPECT_THAT(output(), HasSubstr("written 0, refused by the full ring 0, skipped as too late 0"));
     MSharedMem_Unlink(small);
+}
+
+TEST_P(StopTest, EndsAFrozenProgramAndItsLogSaysWhereItStood) {
+    const std::string log = _folder.path("log.jsonl");
+    start({"--size", "900x20", "--fps", "200", "--no-ask", "--fault", "hang@3", "--fault-log", log});
+    while (output().find("hangs from frame 3 on") == std::string::npos) usleep(10'000);
+    EXPECT_EQ(stopAndJoin(GetParam()), 0);
+    EXPECT_THAT(output(), HasSubstr("written 3, refused by the full ring 0, skipped as too late 0, faults provoked 1"));
+    std::ifstream file(log);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_THAT(text, testing::EndsWith("{\"event\":\"end\",\"next_frame\":3}\n"));
+}
+
+TEST(FullDiskTest, LogThatCannotBeWrittenIsToldOfOnceAndImagesGoOn) {
+    std::ostringstream people;
+    std::string error;
+    const auto log = simulator::FaultLog::open("/dev/full", people, error);
+    ASSERT_TRUE(log) << error;
+    log->run(1, 1, {900, 20, 1});
+    log->fault("drop", 1, {});
+    log->end(2);
+    EXPECT_EQ(people.str(),
+              "dorven-simulator: /dev/full: cannot be written any more; going on without the fault log\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StopTest, testing::Values(SIGINT, SIGTERM));
