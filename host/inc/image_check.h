@@ -1,6 +1,7 @@
 // Judges the images of a grab from their pixels, and their records against these, one by one as they come.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
@@ -23,7 +24,8 @@ struct ImageCheckSettings {
 ///   lost       a number between two that came did not come
 ///   repeated   a number came again
 ///   reordered  a number came behind a greater one; it is not lost
-///   torn       the strip is valid, the bytes below it are not those that it was made for
+///   torn       the strip is valid, the bytes below it are not those that it was made for; once for a frame that is
+///              repeated
 ///   stale      the image was complete more than 1 s before it arrived, or before the grab began
 ///   format     width, height or bytes per pixel differ from the first image's, or the strip is missing or damaged
 ///   where
@@ -70,6 +72,7 @@ private:
     Told checkStrip(const frames::Strip& strip, const ReceivedImage& image);
     std::optional<std::int64_t> checkTime(std::uint64_t number, std::uint64_t timeStampNs, Follows follows,
                                           std::int64_t arrivalNs);
+    bool wentBack(std::uint64_t number, std::uint64_t timeStampNs) const;
     std::uint64_t numberByCounter(std::uint32_t counter) const;
 
     ImageCheckSettings _settings;
@@ -79,7 +82,14 @@ private:
     std::optional<FrameRange> _sight;
     std::optional<std::uint64_t> _newest;        // number of the image with a strip that came last or is the greatest
     std::optional<std::uint32_t> _counterAhead;  // record's counter less the strip's number
+    std::optional<std::uint64_t> _torn;          // number of the torn image that came last
     std::uint64_t _latestTimeStampNs = 0;
+    struct Stamp {
+        std::uint64_t number = 0;
+        std::uint64_t timeStampNs = 0;
+    };
+    std::array<Stamp, 32> _stamps{};  // of the latest images, the oldest overwritten first; not in use: 0
+    std::size_t _nextStamp = 0;
     std::uint64_t _restarts = 0;
 };
 

@@ -24,7 +24,7 @@ enum class Follows {
 class SequenceCheck {
 public:
     /// Takes the next frame. The first one, and the first after the simulator began anew (a smaller number with a
-    /// later time stamp), begin a sequence.
+    /// later time stamp, unless it is missing among the latest sixteen), begin a sequence.
     Follows add(std::uint64_t frameNumber, std::uint64_t timeStampNs);
 
     /// Numbers that were left out and did not come later.
@@ -46,6 +46,7 @@ public:
 
 private:
     void beginSequence(std::uint64_t frameNumber);
+    bool isMissing(std::uint64_t frameNumber) const;
     Follows addLate(std::uint64_t frameNumber);
     void settle(const FrameRange& range);
 

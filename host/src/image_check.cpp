@@ -23,7 +23,10 @@ ImageCheck::Told ImageCheck::add(const ReceivedImage& image) {
     const auto& strip = image.inspection.strip;
     const std::uint64_t number = strip ? strip->frameNumber : numberByCounter(image.counter);
     if (image.format != *_format) find(FindingKind::format, number);
-    if (image.inspection.kind == frames::ImageKind::torn) find(FindingKind::torn, number);
+    if (image.inspection.kind == frames::ImageKind::torn && _torn != number) {
+        find(FindingKind::torn, number);
+        _torn = number;
+    }
     if (strip) return checkStrip(*strip, image);
     if (image.inspection.kind == frames::ImageKind::unverified) checkWithoutStrip(image);
     return {};
@@ -67,6 +70,7 @@ ImageCheck::Told ImageCheck::checkStrip(const frames::Strip& strip, const Receiv
         _newest.reset();
         _counterAhead.reset();
         _latestTimeStampNs = timeStampNs;
+        _stamps = {};
     }
     if (!_sight) _sight = FrameRange{number, number};
     *_sight = {std::min(_sight->first, number), std::max(_sight->last, number)};
@@ -85,8 +89,10 @@ std::optional<std::int64_t> ImageCheck::checkTime(std::uint64_t number, std::uin
                                                   std::int64_t arrivalNs) {
     if (follows == Follows::repeated || follows == Follows::reordered) {
         find(follows == Follows::repeated ? FindingKind::repeated : FindingKind::reordered, number);
+        if (follows == Follows::reordered && wentBack(number, timeStampNs)) find(FindingKind::timeBack, number);
         return std::nullopt;
     }
+    _stamps[_nextStamp++ % _stamps.size()] = {number, timeStampNs};
     if (timeStampNs < _latestTimeStampNs) {
         find(FindingKind::timeBack, number);
         return std::nullopt;
@@ -97,6 +103,12 @@ std::optional<std::int64_t> ImageCheck::checkTime(std::uint64_t number, std::uin
     if (_settings.lateFromNs && latencyNs >= *_settings.lateFromNs)
         find(FindingKind::late, number, microseconds(latencyNs));
     return latencyNs;
+}
+
+// For a frame that came behind greater ones: whether a smaller one of the latest is stamped later.
+bool ImageCheck::wentBack(std::uint64_t number, std::uint64_t timeStampNs) const {
+    return std::any_of(_stamps.begin(), _stamps.end(),
+                       [&](const Stamp& stamp) { return stamp.number < number && stamp.timeStampNs > timeStampNs; });
 }
 
 void ImageCheck::stopped() {

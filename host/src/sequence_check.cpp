@@ -1,18 +1,22 @@
 #include "sequence_check.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace host {
 namespace {
 
 constexpr std::size_t kMaxRanges = 100'000;
+constexpr std::uint64_t kOvertaken = 16;  // numbers by which a frame may be overtaken that is stamped later
 
 }  // namespace
 
 Follows SequenceCheck::add(std::uint64_t frameNumber, std::uint64_t timeStampNs) {
     const bool later = timeStampNs > _latestTimeStampNs;
     _latestTimeStampNs = std::max(_latestTimeStampNs, timeStampNs);
-    if (!_greatest || (frameNumber < *_greatest && later)) {
+    // A gap just behind: a frame that was overtaken, by one whose time stamp went back.
+    const bool overtaken = _greatest && *_greatest - frameNumber <= kOvertaken && isMissing(frameNumber);
+    if (!_greatest || (frameNumber < *_greatest && later && !overtaken)) {
         const Follows follows = _greatest ? Follows::anew : Follows::first;
         beginSequence(frameNumber);
         return follows;
@@ -47,10 +51,13 @@ void SequenceCheck::settle(const FrameRange& range) {
     _omittedFrames += range.frames();
 }
 
+bool SequenceCheck::isMissing(std::uint64_t frameNumber) const {
+    const auto range = _missing.upper_bound(frameNumber);
+    return range != _missing.begin() && frameNumber <= std::prev(range)->second;
+}
+
 Follows SequenceCheck::addLate(std::uint64_t frameNumber) {
-    auto range = _missing.upper_bound(frameNumber);
-    const bool wasMissing = range != _missing.begin() && frameNumber <= (--range)->second;
-    if (!wasMissing) {
+    if (!isMissing(frameNumber)) {
         if (frameNumber >= _first) {
             ++_repeated;
             return Follows::repeated;
@@ -58,6 +65,7 @@ Follows SequenceCheck::addLate(std::uint64_t frameNumber) {
         ++_reordered;
         return Follows::reordered;
     }
+    const auto range = std::prev(_missing.upper_bound(frameNumber));
     const auto [from, to] = *range;
     _missing.erase(range);
     if (from < frameNumber) _missing.emplace(from, frameNumber - 1);

@@ -133,6 +133,17 @@ TEST_F(ImageCheckTest, TornFrameIsThereAndNotLost) {
     EXPECT_THAT(found(), ElementsAre(one(FindingKind::torn, 101)));
 }
 
+TEST_F(ImageCheckTest, TornFrameThatIsRepeatedIsTornOnce) {
+    add({good(100), torn(101), torn(101), torn(102)});
+    EXPECT_THAT(found(),
+                ElementsAre(one(FindingKind::repeated, 101), one(FindingKind::torn, 101), one(FindingKind::torn, 102)));
+}
+
+TEST_F(ImageCheckTest, RepetitionAloneCanBeTorn) {
+    add({good(100), good(101), torn(101)});
+    EXPECT_THAT(found(), ElementsAre(one(FindingKind::repeated, 101), one(FindingKind::torn, 101)));
+}
+
 TEST_F(ImageCheckTest, ImagesFromBeforeTheGrabAreStaleAndNothingElse) {
     add({good(90), good(91), good(99), good(120), good(121)});
     EXPECT_THAT(found(),
@@ -177,6 +188,18 @@ TEST_F(ImageCheckTest, TimeStampThatGoesBackIsFoundAndItsAgeIsNotJudged) {
 TEST_F(ImageCheckTest, EachOfSeveralTimeStampsThatLieBackIsFound) {
     add({good(100), stamped(101, timeOf(100) - 1'000'000'000), stamped(102, timeOf(101) - 1'000'000'000), good(103)});
     EXPECT_THAT(found(), ElementsAre(one(FindingKind::timeBack, 101), one(FindingKind::timeBack, 102)));
+}
+
+TEST_F(ImageCheckTest, OvertakenFrameWhoseTimeStampWentBackIsBoth) {
+    ReceivedImage back = stamped(101, timeOf(100) - 1'000'000'000);
+    add({good(100), good(102), back, good(103)});
+    EXPECT_THAT(found(), ElementsAre(one(FindingKind::reordered, 101), one(FindingKind::timeBack, 101)));
+}
+
+TEST_F(ImageCheckTest, FrameThatOvertakesWithATimeStampThatWentBackIsNoNewBeginning) {
+    add({good(100), stamped(102, timeOf(100) - 1'000'000'000), good(101), good(103)});
+    EXPECT_THAT(found(), ElementsAre(one(FindingKind::reordered, 101), one(FindingKind::timeBack, 102)));
+    EXPECT_EQ(_check.restarts(), 0u);
 }
 
 TEST_F(ImageCheckTest, TimeStampOfTheFutureMakesNoOtherLookOld) {

@@ -290,6 +290,47 @@ TEST_F(ScriptedWriterTest, LostRepeatedAndReorderedFramesAreReportedExactly) {
     EXPECT_THAT(people(), HasSubstr("lost frames: 3 7-8\n"));
 }
 
+// The log is written while the host grabs, as a simulator does.
+TEST_F(ScriptedWriterTest, VerifyFindsTheFaultsOfTheLogAndTellsWhatIsNotInIt) {
+    const std::string run = R"({"schema":"dorven-fault-log/1","event":"run","seed":5})"
+                            "\n";
+    const std::string faults =
+        R"({"event":"fault","fault":"drop","frame":103,"expect":[{"finding":"lost","first":103,"last":104}]})"
+        "\n"
+        R"({"event":"fault","fault":"torn","frame":106,"expect":[{"finding":"torn","first":106,"last":106}]})"
+        "\n";
+    const std::string log = _folder.file("faults.jsonl", run);
+    auto host = startHost({"verify", "--config", _config, "--json", "--count", "8", "--fault-log", log});
+    ASSERT_TRUE(waitForReader());
+    for (const std::uint64_t number : {100u, 101u, 102u, 105u, 106u, 107u, 108u, 109u})
+        write(number, platform_monotonicNanoseconds(), number == 106);
+    _folder.file("faults.jsonl", run + faults);
+    EXPECT_EQ(host.join(60s), 0) << people();
+    EXPECT_EQ(data()["matched"], true);
+    EXPECT_EQ(data()["found"], 2);
+    const std::string saved = _folder.file("grab.json", data()["grab"].dump());
+    EXPECT_EQ(startHost({"verify", "--findings", saved, "--fault-log", log}).join(60s), 0) << people();
+    EXPECT_EQ(text("out.txt"), "");
+    _folder.file("faults.jsonl", run);
+    EXPECT_EQ(startHost({"verify", "--findings", saved, "--fault-log", log}).join(60s), host::kExitFailed);
+    EXPECT_THAT(people(), HasSubstr("not injected: lost 103-104\nnot injected: torn 106\n"));
+}
+
+TEST_F(ProgramsTest, VerifyOfAKilledSimulatorFindsItsStop) {
+    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    const std::string log = _folder.path("faults.jsonl");
+    auto host = startHost({"verify", "--config", _config, "--json", "--timeout", "3", "--fault-log", log});
+    std::this_thread::sleep_for(2s);
+    simulator.kill();
+    _folder.file("faults.jsonl", R"({"schema":"dorven-fault-log/1","event":"run","seed":5})"
+                                 "\n");
+    EXPECT_EQ(host.join(60s), host::kExitNoImage) << people();
+    const auto result = data();
+    ASSERT_EQ(result["grab"]["stopped"], 1) << people();
+    const std::uint64_t stop = result["grab"]["last_frame"].get<std::uint64_t>() + 1;
+    EXPECT_THAT(people(), HasSubstr("not injected: stopped " + std::to_string(stop) + "\n"));
+}
+
 TEST_F(ProgramsTest, SimulatorThatIsStartedAfterTheGrabIsFound) {
     auto host = startGrab({"--count", "5"});
     std::this_thread::sleep_for(1s);

@@ -153,4 +153,67 @@ TEST(SequenceCheckTest, LossBeforeANewBeginningStaysCounted) {
     EXPECT_THAT(check.missing(), ElementsAre(Pair(1u, 2u)));
 }
 
+// Its successor's time stamp went back, so that it is stamped later than all that came.
+TEST(SequenceCheckTest, OvertakenFrameThatIsStampedLaterIsReordered) {
+    const auto check = after({
+        {500, 5000},
+        {502, 4000},
+        {501, 5010},
+        {503, 5030}
+    });
+    EXPECT_FOUND(check, 0u, 0u, 1u);
+}
+
+TEST(SequenceCheckTest, GapFarBehindIsNoPlaceForAFrameThatIsStampedLater) {
+    const auto check = after({
+        {500, 5000},
+        {502, 5020},
+        {517, 5170},
+        {501, 6000}
+    });
+    EXPECT_FOUND(check, 14u, 0u, 1u);
+    EXPECT_FOUND(after({
+                     {500, 5000},
+                     {502, 5020},
+                     {518, 5180},
+                     {501, 6000}
+    }),
+                 16u, 0u, 0u);
+}
+
+TEST(SequenceCheckTest, EachFrameTellsHowItFollows) {
+    using host::Follows;
+    SequenceCheck check;
+    EXPECT_EQ(check.add(10, 100), Follows::first);
+    EXPECT_EQ(check.add(11, 110), Follows::ahead);
+    EXPECT_EQ(check.add(13, 130), Follows::ahead);
+    EXPECT_EQ(check.add(12, 120), Follows::reordered);
+    EXPECT_EQ(check.add(12, 120), Follows::repeated);
+    EXPECT_EQ(check.add(9, 90), Follows::reordered);
+    EXPECT_EQ(check.add(0, 900), Follows::anew);
+}
+
+TEST(SequenceCheckTest, RangesFromBeforeANewBeginningAreKept) {
+    const auto check = after({
+        {500, 50 },
+        {503, 60 },
+        {0,   900},
+        {3,   910}
+    });
+    EXPECT_THAT(check.settled(), ElementsAre(host::FrameRange{501, 502}));
+    EXPECT_EQ(check.omittedRanges(), 0u);
+}
+
+TEST(SequenceCheckTest, RangesAreBoundedAndTheLossStaysCounted) {
+    SequenceCheck check;
+    constexpr std::uint64_t kRanges = 200'003;
+    for (std::uint64_t frame = 0; frame <= kRanges; ++frame) check.add(frame * 3, frame);
+    EXPECT_EQ(check.lost(), kRanges * 2);
+    EXPECT_EQ(check.missing().size(), 100'000u);
+    EXPECT_EQ(check.settled().size(), 100'000u);
+    EXPECT_EQ(check.settled().front(), (host::FrameRange{1, 2}));
+    EXPECT_EQ(check.omittedRanges(), 3u);
+    EXPECT_EQ(check.omittedFrames(), 6u);
+}
+
 }  // namespace
