@@ -11,9 +11,10 @@ rm -f "$folder/$name"*.1*
 
 # The first line of a help says what it is for.
 page() { # page's name, command …
-    local page=$1 summary
+    local page=$1 help summary
     shift
-    summary=$("$@" --help | head -n 1)
+    help=$("$@" --help)
+    summary=${help%%$'\n'*}
     [ -n "$summary" ] || { echo "man_pages: $* --help says nothing" >&2; exit 1; }
     summary=${summary%.}
     help2man --no-info --section=1 --source=DorVenCam --manual="DorVenCam" --name="${summary,}" \
