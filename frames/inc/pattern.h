@@ -84,9 +84,6 @@ std::span<const PatternRow> patterns();
 /// The pattern of that name, standard or short; capitals, '-' and '_' do not count. Null: none has it.
 const PatternRow* findPattern(std::string_view name);
 
-/// Short name of the pattern that somebody may have meant; empty when no name is near.
-std::string similarPattern(std::string_view name);
-
 /// A row's pattern, with digits as the settings or else the row say.
 ///
 /// @param format  At least one pixel.

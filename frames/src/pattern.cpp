@@ -1,8 +1,6 @@
 #include "pattern.h"
 
-#include <algorithm>
 #include <cctype>
-#include <numeric>
 
 #include "pattern_makers.h"
 
@@ -65,21 +63,6 @@ std::string bare(std::string_view name) {
     return counting;
 }
 
-// Least number of characters to put in, leave out or exchange, to make one of the other.
-std::size_t distance(std::string_view one, std::string_view other) {
-    std::vector<std::size_t> row(other.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < one.size(); ++i) {
-        std::size_t diagonal = row[0]++;
-        for (std::size_t j = 0; j < other.size(); ++j) {
-            const std::size_t exchanged = diagonal + (one[i] == other[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({exchanged, row[j] + 1, row[j + 1] + 1});
-        }
-    }
-    return row.back();
-}
-
 }  // namespace
 
 std::span<const PatternRow> patterns() { return kPatterns; }
@@ -90,21 +73,6 @@ const PatternRow* findPattern(std::string_view name) {
         if (bare(row.name) == wanted || bare(row.standardName) == wanted) return &row;
     }
     return nullptr;
-}
-
-std::string similarPattern(std::string_view name) {
-    const std::string wanted = bare(name);
-    std::string nearest;
-    std::size_t least = wanted.size() / 3 + 1;  // so many slips make another word
-    for (const PatternRow& row : kPatterns) {
-        for (const char* known : {row.name, row.standardName}) {
-            const std::size_t far = distance(wanted, bare(known));
-            if (far > least || (far == least && !nearest.empty())) continue;
-            least = far;
-            nearest = row.name;
-        }
-    }
-    return nearest;
 }
 
 std::unique_ptr<Pattern> makePattern(const PatternRow& row, const ImageFormat& format, PatternSettings settings) {

@@ -60,7 +60,7 @@ std::string plainName(std::string path) {
 void examineNames(const std::string& path, const MIniData& ini, Findings& findings) {
     const std::vector<std::string> sections{kRedirectSection, kImageSection};
     for (const std::string& section : ini.GetSectionNames()) {
-        const std::string meant = frames::closestName(section, sections);
+        const std::string meant = options::closestName(section, sections);
         if (section != kRedirectSection && section != kImageSection) {
             if (!meant.empty())
                 add(findings, kCheck, FindingLevel::warning,
@@ -76,7 +76,7 @@ void examineNames(const std::string& path, const MIniData& ini, Findings& findin
         for (const std::string& key : ini.GetEntryNames(section.c_str())) {
             const std::string plain = key.substr(0, key.find_last_not_of(" \t") + 1);
             if (std::find(keys.begin(), keys.end(), plain) != keys.end()) continue;
-            const std::string suggestion = frames::didYouMean(plain, keys);
+            const std::string suggestion = options::didYouMean(plain, keys);
             if (section == kImageSection || !suggestion.empty())
                 add(findings, kCheck, FindingLevel::warning,
                     path + ": key '" + plain + "' of section '" + section + "' is not read" + suggestion);

@@ -7,7 +7,6 @@
 #include "option_sources.h"
 #include "plugin_library.h"
 #include "save_options.h"
-#include "suggestions.h"
 #include "tool_options.h"
 
 namespace host {
@@ -19,7 +18,7 @@ constexpr double kMaxLimit = 1e12;
 
 void addCommonOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
-        ->check(existingFile())
+        ->check(options::existingFile())
         ->type_name("PATH");
     command.add_flag("--json", options.json, "Print one flat JSON object on standard output");
 }
@@ -84,7 +83,7 @@ void addCallOptions(CLI::App& command, HostOptions& options) {
     command
         .add_option("--config", options.configFile,
                     "Open the device (command 1001) with this configuration file before the command")
-        ->check(existingFile())
+        ->check(options::existingFile())
         ->type_name("FILE");
 }
 
@@ -104,16 +103,16 @@ std::string helpOf(const LimitRow& row) {
 
 void addGrabOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
-        ->check(existingFile())
+        ->check(options::existingFile())
         ->type_name("FILE");
     command.add_option("--count", options.imageCount, "End after that many images; 0: at Ctrl-C (default 0)")
-        ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
     command
         .add_option("--timeout", options.timeoutSeconds,
                     "End with exit code 3 when no image came for that long, 0.01 to 86400 s (default 30; the camera "
                     "itself begins to fake images after 22 s)")
-        ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
+        ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
     addSaveOptions(command, options);
 }
@@ -128,9 +127,9 @@ void addJsonLines(CLI::App& command, HostOptions& options) {
 void addLimits(CLI::App& command, HostOptions& options) {
     for (std::size_t index = 0; index < kLimitCount; ++index) {
         const LimitRow& row = limitRows()[index];
-        const auto limits = row.whole
-                                ? within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction")
-                                : within(0.0, kMaxLimit, "0 to 1e12");
+        const auto limits =
+            row.whole ? options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction")
+                      : options::within(0.0, kMaxLimit, "0 to 1e12");
         command.add_option(row.option, options.limits[index], helpOf(row))
             ->check(limits)
             ->type_name(row.unit)
@@ -162,7 +161,7 @@ void addVerifyOptions(CLI::App& command, HostOptions& options) {
     CLI::Option* findings = command.add_option("--findings", options.findingsFile,
                                                "Do not grab: compare what grab --json or --json-lines printed into "
                                                "that file; lateness then counts when it was given --max-latency-us");
-    findings->check(existingFile())->type_name("FILE");
+    findings->check(options::existingFile())->type_name("FILE");
     for (CLI::Option* option : grabOptions)
         if (!option->check_lname("help") && !option->check_lname("json")) findings->excludes(option);
     command.add_flag("--allow-explained", options.allowExplained,
@@ -176,7 +175,7 @@ void addAskSnapOptions(CLI::App& command, HostOptions& options, double& timeoutS
         .add_option("--timeout", timeoutSeconds,
                     "End with exit code 3 when no answer came for that long, 0.01 to 86400 s (default 12; a link that "
                     "was broken heals within about 10 s)")
-        ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
+        ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
 }
 
@@ -239,14 +238,11 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     doctor->footer(doctor->get_footer() + footer);
     snap->footer(snap->get_footer() + footer);
     askSnap->footer(kAskSnapHelp + (kAskSnapExamples + footer));
-    if (const auto exitCode = options::parse(app, argc, argv, data, people)) {
-        if (*exitCode != kExitDone) people << suggestionsFor(app);
-        return exitCode;
-    }
+    if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (app.get_subcommands().empty()) {
-        people
-            << "A subcommand is required: info, grab, snap, verify, doctor, bench, call or ask-snap\nRun with --help for more "
-               "information.\n";
+        people << "A subcommand is required: info, grab, snap, verify, doctor, bench, call or ask-snap\nRun with "
+                  "--help for more "
+                  "information.\n";
         return kExitWrongUsage;
     }
     if (askSnap->parsed()) {

@@ -50,20 +50,20 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
         command
             .add_option("--every", options.saveEvery,
                         "Save every Nth image, beginning with the first (default 1; none with --around-loss alone)")
-            ->check(within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
+            ->check(options::within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
             ->needs(output)
             ->type_name("N");
     CLI::Option* around =
         command
             .add_option("--around-loss", options.aroundLoss,
                         "Save the N images before the first loss and N from it on, 1 to 10000; they are kept in memory")
-            ->check(within(std::size_t{1}, std::size_t{10'000}, "1 to 10000, without a fraction"))
+            ->check(options::within(std::size_t{1}, std::size_t{10'000}, "1 to 10000, without a fraction"))
             ->needs(output)
             ->type_name("N");
     command
         .add_option("--save-memory", options.saveMemoryMb,
                     "Memory for images that wait for the disk or are kept, 1 to 1000000 MB (default 1000)")
-        ->check(within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
+        ->check(options::within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
         ->needs(output)
         ->type_name("MB");
     command.add_flag("--force", options.force, "Replace files of an earlier grab in that folder")->needs(output);
@@ -78,12 +78,12 @@ void addSnapOptions(CLI::App& command, HostOptions& options) {
         ->check(imageFileName())
         ->type_name("");
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
-        ->check(existingFile())
+        ->check(options::existingFile())
         ->type_name("FILE");
     command
         .add_option("--timeout", options.timeoutSeconds,
                     "End with exit code 3 when no such image came for that long, 0.01 to 86400 s (default 30)")
-        ->check(within(0.01, 86400.0, "0.01 to 86400"))
+        ->check(options::within(0.01, 86400.0, "0.01 to 86400"))
         ->type_name("SECONDS");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
     command.add_flag("--force", options.force, "Replace the file when it exists");

@@ -1,10 +1,8 @@
 #include "tool_options.h"
 
-#include <algorithm>
-#include <charconv>
-
 #include <CLI/CLI.hpp>
 
+#include "image_size.h"
 #include "option_checks.h"
 
 namespace host {
@@ -25,20 +23,6 @@ constexpr const char* kBenchHelp =
     "Windows it fails while a simulator or a camera has the names.\n"
     "\n";
 
-constexpr std::size_t kMaxSide = 65536;
-
-// A whole number from 1 to the greatest, and nothing else.
-bool parseSide(const std::string& text, std::size_t& value) {
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return failure == std::errc() && end == text.data() + text.size() && value >= 1 && value <= kMaxSide;
-}
-
-bool parseSize(const std::string& text, frames::ImageFormat& size) {
-    const std::size_t separator = std::min(text.find_first_of("xX"), text.size());
-    return parseSide(text.substr(0, separator), size.width) && separator < text.size() &&
-           parseSide(text.substr(separator + 1), size.height);
-}
-
 }  // namespace
 
 // Files are not checked here: that they are missing is what this command is to find.
@@ -53,7 +37,7 @@ void addDoctorOptions(CLI::App& command, HostOptions& options) {
 
 void addBenchOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
-        ->check(existingFile())
+        ->check(options::existingFile())
         ->type_name("PATH");
     command
         .add_option("--simulator", options.simulatorPath,
@@ -63,22 +47,22 @@ void addBenchOptions(CLI::App& command, HostOptions& options) {
         .add_option_function<std::string>(
             "--size",
             [&options](const std::string& text) {
-                if (!parseSize(text, options.benchSize))
+                if (!frames::parseSize(text, options.benchSize))
                     throw CLI::ValidationError("--size: '" + text +
                                                "' is no image size such as 1280x1024, each side from 1 to 65536");
             },
             "Width and height in pixels, each 1 to 65536 (default 1280x1024)")
         ->type_name("WIDTHxHEIGHT");
     command.add_option("--bytes-per-pixel", options.benchSize.bytesPerPixel, "1 to 16 (default 1)")
-        ->check(within(std::size_t{1}, std::size_t{16}, "1 to 16, without a fraction"))
+        ->check(options::within(std::size_t{1}, std::size_t{16}, "1 to 16, without a fraction"))
         ->type_name("BYTES");
     command
         .add_option("--fps", options.benchRates,
                     "Images per second, 1 to 10000; several: one run each (default 200 1000)")
-        ->check(within(1.0, 10000.0, "1 to 10000"))
+        ->check(options::within(1.0, 10000.0, "1 to 10000"))
         ->type_name("RATE");
     command.add_option("--seconds", options.benchSeconds, "Of each measurement, 0.2 to 600 s (default 2)")
-        ->check(within(0.2, 600.0, "0.2 to 600"))
+        ->check(options::within(0.2, 600.0, "0.2 to 600"))
         ->type_name("SECONDS");
     command.add_flag("--json", options.json, "Print one JSON object on standard output");
     command.footer(kBenchHelp);

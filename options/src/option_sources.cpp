@@ -8,6 +8,7 @@
 #include "config_show.h"
 #include "given_settings.h"
 #include "option_list.h"
+#include "suggestions.h"
 
 namespace options {
 namespace {
@@ -128,7 +129,7 @@ std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::
         app.exit(error, reason, reason);
         exitCode = kWrongUsage;
         if (!mayBeFilled(error)) {
-            people << reason.str();
+            people << reason.str() << suggestionsFor(app);
             return exitCode;
         }
     }

@@ -10,10 +10,6 @@ namespace simulator {
 /// Images of a camera that no configuration describes.
 constexpr frames::ImageFormat kDefaultFormat{1280, 1024, 1};
 
-/// Greatest width, height and byte depth that the simulator makes.
-constexpr std::size_t kMaxSide = 65536;
-constexpr std::size_t kMaxBytesPerPixel = 16;
-
 /// Reads the image format as the camera does: an entry "camera_config" in section "Dorven" names the file to read
 /// instead, relative to the folder of the one that names it; image_size_x, image_size_y and bytes_per_pixel in section
 /// "image" then tell the format. What is absent keeps the default.

@@ -7,6 +7,7 @@
 #include "IPMessenger.h"
 #include "answer_faults.h"
 #include "camera_config.h"
+#include "image_size.h"
 
 namespace simulator {
 
@@ -81,8 +82,8 @@ std::optional<frames::ImageFormat> CameraAsker::askFormat() {
 
 bool canBeMade(const frames::ImageFormat& format) {
     const auto within = [](std::size_t value, std::size_t greatest) { return value >= 1 && value <= greatest; };
-    return within(format.width, kMaxSide) && within(format.height, kMaxSide) &&
-           within(format.bytesPerPixel, kMaxBytesPerPixel);
+    return within(format.width, frames::kMaxSide) && within(format.height, frames::kMaxSide) &&
+           within(format.bytesPerPixel, frames::kMaxBytesPerPixel);
 }
 
 }  // namespace simulator

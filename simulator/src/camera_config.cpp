@@ -5,6 +5,7 @@
 #include <set>
 
 #include "MIniData.h"
+#include "image_size.h"
 
 namespace simulator {
 namespace {
@@ -62,9 +63,9 @@ bool readCameraFormat(const std::string& path, frames::ImageFormat& format, std:
     std::string lastPath = path;
     const auto file = openRedirected(lastPath, error);
     frames::ImageFormat read = kDefaultFormat;
-    if (!file || !readValue(*file, lastPath, "image_size_x", kMaxSide, read.width, error) ||
-        !readValue(*file, lastPath, "image_size_y", kMaxSide, read.height, error) ||
-        !readValue(*file, lastPath, "bytes_per_pixel", kMaxBytesPerPixel, read.bytesPerPixel, error))
+    if (!file || !readValue(*file, lastPath, "image_size_x", frames::kMaxSide, read.width, error) ||
+        !readValue(*file, lastPath, "image_size_y", frames::kMaxSide, read.height, error) ||
+        !readValue(*file, lastPath, "bytes_per_pixel", frames::kMaxBytesPerPixel, read.bytesPerPixel, error))
         return false;
     format = read;
     return true;

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
-#include <numeric>
-#include <utility>
 #include <vector>
 
+#include "closest_name.h"
 #include "frame_rate.h"
 
 namespace simulator {
@@ -41,21 +40,6 @@ constexpr bool rowsStandInOrder() {
 }
 static_assert(rowsStandInOrder());
 
-// Letters to change, add or leave out to come from one word to the other.
-std::size_t distance(std::string_view from, std::string_view to) {
-    std::vector<std::size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < from.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < to.size(); ++j) {
-            const std::size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
 const FaultRow* rowNamed(std::string_view name) {
     const auto* const row = std::ranges::find(kFaults, name, &FaultRow::name);
     return row == std::end(kFaults) ? nullptr : row;
@@ -63,11 +47,11 @@ const FaultRow* rowNamed(std::string_view name) {
 
 std::string unknownName(std::string_view name) {
     if (name.size() > 40) name = name.substr(0, 40);
-    const auto far = [name](const FaultRow& row) { return distance(name, row.name); };
-    const FaultRow& nearest = *std::ranges::min_element(kFaults, {}, far);
+    std::vector<std::string_view> names;
+    for (const FaultRow& row : kFaults) names.push_back(row.name);
     std::string problem = "there is no fault '";
     problem.append(name).append("'");
-    if (far(nearest) <= 1 + name.size() / 3) return problem.append("; did you mean ").append(nearest.name).append("?");
+    if (const std::string meant = options::didYouMean(name, names); !meant.empty()) return problem.append(meant);
     problem.append("; there are");
     for (const FaultRow& row : kFaults) problem.append(&row == kFaults ? " " : ", ").append(row.name);
     return problem;

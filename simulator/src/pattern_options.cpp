@@ -2,8 +2,11 @@
 
 #include <charconv>
 #include <cstdint>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
+#include "closest_name.h"
 #include "option_checks.h"
 
 namespace simulator {
@@ -30,8 +33,9 @@ constexpr const char* kOptions[] = {"--pattern",   "--pattern-seed",  "--digits"
 
 std::string checkPattern(const std::string& name) {
     if (frames::findPattern(name)) return {};
-    const std::string similar = frames::similarPattern(name);
-    return "'" + name + "' is no pattern" + (similar.empty() ? "" : "; did you mean " + similar + "?") +
+    std::vector<std::string_view> names;
+    for (const frames::PatternRow& row : frames::patterns()) names.insert(names.end(), {row.name, row.standardName});
+    return "'" + name + "' is no pattern" + options::didYouMean(name, names) +
            " (dorven-simulator patterns --list shows all)";
 }
 
@@ -90,11 +94,11 @@ PatternCommandLine::PatternCommandLine(CLI::App& app, PatternOptions& options) :
     app.add_option("--motion-px", _motionPixels,
                    "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
                    "of each step (default 0.5)")
-        ->check(within(-kMaxMotion, kMaxMotion, "-10000 to 10000"))
+        ->check(options::within(-kMaxMotion, kMaxMotion, "-10000 to 10000"))
         ->type_name("PIXELS");
     app.add_option("--motion-period", _motionPeriod,
                    "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
-        ->check(within(std::uint64_t{2}, kMaxPeriod, "2 to 1000000, without a fraction"))
+        ->check(options::within(std::uint64_t{2}, kMaxPeriod, "2 to 1000000, without a fraction"))
         ->type_name("FRAMES");
     app.add_option("--truth", _options.truthFile,
                    "Write where the measuring target stands in each frame, one JSON object a line")

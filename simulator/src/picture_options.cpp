@@ -43,7 +43,7 @@ std::string checkPath(const std::string& path) {
 
 std::string checkRawSize(const std::string& text) {
     frames::ImageFormat size;
-    if (parseRawSize(text, size)) return {};
+    if (frames::parseRawSize(text, size)) return {};
     return "'" + text + "' is no size such as 1280x1024 or 1280x1024x2, each side from 1 to 65536, 1 to 16 bytes";
 }
 
@@ -83,7 +83,7 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
         ->type_name("MOTION");
     app.add_option("--image-memory", options.memoryMb,
                    "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
-        ->check(within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
+        ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
 }
 
@@ -93,7 +93,7 @@ std::string PictureCommandLine::take(const std::string& patternOption) {
     for (const char* name : {"--raw-size", "--play", "--scale", "--window-motion", "--image-memory"}) {
         if (!wanted && _app.count(name) > 0) return std::string(name) + " goes with --images only";
     }
-    if (!_rawSize.empty()) parseRawSize(_rawSize, _options.rawSize.emplace());
+    if (!_rawSize.empty()) frames::parseRawSize(_rawSize, _options.rawSize.emplace());
     for (const PlayRow& row : kPlays) {
         if (_play == row.name) _options.play = row.play;
     }

@@ -25,8 +25,8 @@ const std::vector<std::pair<std::string, LatePolicy>> kLatePolicies{
 
 std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
-    if (parseSize(text, size)) return {};
-    return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(kMaxSide);
+    if (frames::parseSize(text, size)) return {};
+    return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(frames::kMaxSide);
 }
 
 void addAskOptions(CLI::App& command, SimulatorOptions& options) {
@@ -36,7 +36,7 @@ void addAskOptions(CLI::App& command, SimulatorOptions& options) {
         .add_option("--timeout", options.timeoutSeconds,
                     "End with exit code 3 when no answer came for that long, 0.01 to 86400 s (default 12; a link that "
                     "was broken heals within about 10 s)")
-        ->check(within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
+        ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
 }
 
@@ -79,12 +79,12 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
         ->type_name("NAME[:TIME][@WHEN]");
     app.add_option("--scenario", options.scenarioFile,
                    "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
-        ->check(CLI::Validator(CLI::ExistingFile).description(""))
+        ->check(options::existingFile())
         ->type_name("FILE.json");
     app.add_option("--seed", options.seed,
                    "Start of everything random, 0 to 2^53: the same seed and options give the same faults (default: "
                    "another one each time, told on standard error)")
-        ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("NUMBER");
     app.add_option("--fault-log", options.faultLogFile,
                    "Write a JSON line for each fault, with what a host must find because of it")
@@ -118,24 +118,24 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         ->type_name("WIDTHxHEIGHT");
     app.add_option("--bytes-per-pixel", options.bytesPerPixel,
                    "1 to 16 (default as the camera answers, else as --config says, else 1)")
-        ->check(within(std::size_t{1}, kMaxBytesPerPixel, "1 to 16"))
+        ->check(options::within(std::size_t{1}, frames::kMaxBytesPerPixel, "1 to 16"))
         ->type_name("BYTES");
     app.add_option(
            "--config", options.configFile,
            "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
-        ->check(CLI::Validator(CLI::ExistingFile).description(""))
+        ->check(options::existingFile())
         ->type_name("FILE.ini");
     addPacingOptions(app, options);
     app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
-        ->check(within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
-        ->check(within(std::size_t{1}, kMaxLines, "1 to 1000"))
+        ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
     app.add_option("--reader-timeout", options.readerTimeoutSeconds,
                    "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
                    "anew, and one that was only paused comes back. 0 to 86400 s; 0: never (default 10)")
-        ->check(within(0.0, kMaxTimeout, "0 to 86400"))
+        ->check(options::within(0.0, kMaxTimeout, "0 to 86400"))
         ->type_name("SECONDS");
     bool noStrip = false;
     app.add_flag("--no-strip", noStrip, "Leave the strip that proves each image black, so that no host can verify it");
@@ -200,7 +200,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     }
     options.ask = !noAsk;
     options.strip = !noStrip;
-    if (!size.empty()) parseSize(size, options.size.emplace());
+    if (!size.empty()) frames::parseSize(size, options.size.emplace());
     return std::nullopt;
 }
 

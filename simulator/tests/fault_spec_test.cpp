@@ -72,9 +72,9 @@ TEST(FaultSpecTest, EachWayToNameFramesIsRead) {
 }
 
 TEST(FaultSpecTest, MisspelledNameIsMetWithTheOneThatWasMeant) {
-    EXPECT_THAT(problemOf("drp@100"), HasSubstr("there is no fault 'drp'; did you mean drop?"));
-    EXPECT_THAT(problemOf("timeback"), HasSubstr("did you mean time-back?"));
-    EXPECT_THAT(problemOf("Torn@5"), HasSubstr("did you mean torn?"));
+    EXPECT_THAT(problemOf("drp@100"), HasSubstr("there is no fault 'drp'; did you mean 'drop'?"));
+    EXPECT_THAT(problemOf("timeback"), HasSubstr("did you mean 'time-back'?"));
+    EXPECT_THAT(problemOf("Torn@5"), HasSubstr("did you mean 'torn'?"));
     EXPECT_THAT(problemOf("explosion"), HasSubstr("there are late-answer, wrong-answer, recreate"));
     EXPECT_THAT(problemOf(""), HasSubstr("there is no fault ''"));
     problemOf(std::string(100'000, 'x'));

@@ -79,7 +79,7 @@ TEST(PatternOptionsTest, EachMotionHasItsOwnDefaults) {
 
 TEST(PatternOptionsTest, WrongNameIsRefusedWithTheNearestOne) {
     EXPECT_THAT(refusal({"--pattern", "blakc"}),
-                HasSubstr("'blakc' is no pattern; did you mean black? (dorven-simulator "
+                HasSubstr("'blakc' is no pattern; did you mean 'black'? (dorven-simulator "
                           "patterns --list shows all)"));
     EXPECT_THAT(refusal({"--pattern", "xylophone"}), HasSubstr("'xylophone' is no pattern (dorven-simulator"));
     EXPECT_THAT(refusal({"--pattern", ""}), HasSubstr("--pattern"));

@@ -3,14 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "image_size.h"
 #include "parsed_options.h"
 #include "temporary_folder.h"
 
 namespace {
 
 using frames::ImageFormat;
-using simulator::parseRawSize;
 using simulator::PictureOptions;
 using simulator::Play;
 using simulator::test::parse;
@@ -94,14 +92,6 @@ TEST_F(PictureOptionsTest, WrongValuesAreRefusedWithWhatIsRight) {
     for (const char* size : {"640", "0x5", "5x0", "5x5x0", "5x5x17", "5x5x1x1", "65537x5", "x", "5x", ""})
         EXPECT_THAT(refusal(with({"--raw-size", size})), HasSubstr("is no size such as 1280x1024 or 1280x1024x2"))
             << size;
-}
-
-TEST(RawSizeTest, BytesPerPixelAreOneUnlessTold) {
-    ImageFormat size;
-    EXPECT_TRUE(parseRawSize("640x480", size));
-    EXPECT_EQ(size, (ImageFormat{640, 480, 1}));
-    EXPECT_TRUE(parseRawSize("640X480X16", size));
-    EXPECT_EQ(size, (ImageFormat{640, 480, 16}));
 }
 
 TEST_F(PictureOptionsTest, HelpNamesThemAll) {

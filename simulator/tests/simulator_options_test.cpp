@@ -200,6 +200,12 @@ int examplesIn(const std::string& help, const std::string& call) {
     return count;
 }
 
+TEST(SimulatorOptionsTest, WrongNamesAreAnsweredWithTheNearest) {
+    EXPECT_THAT(parse({"--ftp", "100"}).people, HasSubstr("--ftp: did you mean '--fps'?\n"));
+    EXPECT_THAT(parse({"patern"}).people, HasSubstr("patern: did you mean 'patterns'?\n"));
+    EXPECT_THAT(parse({"ask", "--wacht"}).people, HasSubstr("--wacht: did you mean '--watch'?\n"));
+}
+
 TEST(SimulatorOptionsTest, EveryHelpHasThreeExamples) {
     EXPECT_GE(examplesIn(parse({"--help"}).data, "  dorven-simulator "), 3);
     for (const char* command : {"ask", "config"})

@@ -4,9 +4,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "camera_config.h"
-
-namespace simulator {
+namespace frames {
 namespace {
 
 // A whole number from 1 to the greatest, and nothing else.
@@ -17,20 +15,21 @@ bool parseCount(std::string_view text, std::size_t greatest, std::size_t& value)
 
 }  // namespace
 
-bool parseSize(const std::string& text, frames::ImageFormat& size) {
+bool parseSize(const std::string& text, ImageFormat& size) {
     const std::size_t separator = text.find_first_of("xX");
     return separator != std::string::npos &&
            parseCount(std::string_view(text).substr(0, separator), kMaxSide, size.width) &&
            parseCount(std::string_view(text).substr(separator + 1), kMaxSide, size.height);
 }
 
-bool parseRawSize(const std::string& text, frames::ImageFormat& size) {
+bool parseRawSize(const std::string& text, ImageFormat& size) {
     const std::size_t first = text.find_first_of("xX");
     const std::size_t second = first == std::string::npos ? first : text.find_first_of("xX", first + 1);
+    size.bytesPerPixel = 1;
     if (second != std::string::npos &&
         !parseCount(std::string_view(text).substr(second + 1), kMaxBytesPerPixel, size.bytesPerPixel))
         return false;
     return parseSize(text.substr(0, second), size);
 }
 
-}  // namespace simulator
+}  // namespace frames

@@ -4,8 +4,8 @@
 
 namespace {
 
-using frames::closestName;
-using frames::editDistance;
+using options::closestName;
+using options::editDistance;
 
 const std::vector<std::string> kNames{"grab", "info", "doctor", "--count", "image_size_x", "image_size_y"};
 
@@ -38,8 +38,8 @@ TEST(ClosestNameTest, NothingIsFoundWhereNoNameIsNear) {
 }
 
 TEST(ClosestNameTest, SuggestionIsATextOrNothing) {
-    EXPECT_EQ(frames::didYouMean("gra", kNames), "; did you mean 'grab'?");
-    EXPECT_EQ(frames::didYouMean("picture", kNames), "");
+    EXPECT_EQ(options::didYouMean("gra", kNames), "; did you mean 'grab'?");
+    EXPECT_EQ(options::didYouMean("picture", kNames), "");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace frames {
+namespace options {
 
 /// Letters to insert, remove, replace or exchange with their neighbour until one text is the other; upper and lower
 /// case count as the same.
@@ -60,4 +60,4 @@ std::string didYouMean(std::string_view given, const Names& names) {
     return text;
 }
 
-}  // namespace frames
+}  // namespace options

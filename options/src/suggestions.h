@@ -8,7 +8,7 @@
 
 #include "closest_name.h"
 
-namespace host {
+namespace options {
 
 /// The subcommand that a failed parse had reached; the program itself when it had reached none.
 inline const CLI::App& reachedCommand(const CLI::App& app) {
@@ -31,11 +31,11 @@ inline std::string suggestionsFor(const CLI::App& app) {
     std::string lines;
     for (const std::string& word : app.remaining(true)) {
         const std::string name = word.substr(0, word.find('='));
-        const std::string closest = frames::closestName(name, name.rfind("--", 0) == 0 ? options : commands);
+        const std::string closest = closestName(name, name.rfind("--", 0) == 0 ? options : commands);
         if (!closest.empty() && closest != name)
             lines.append(name).append(": did you mean '").append(closest).append("'?\n");
     }
     return lines;
 }
 
-}  // namespace host
+}  // namespace options

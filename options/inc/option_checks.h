@@ -1,4 +1,4 @@
-// What the options of the command line are checked for.
+// Checks that options of both programs share.
 #pragma once
 
 #include <string>
@@ -7,9 +7,10 @@
 
 #include "platform.h"
 
-namespace host {
+namespace options {
 
-// A number within limits; one that is not a number (nan) is within none.
+/// A number within limits; one that is not a number (nan) is within none.
+/// @param limits  The same for people, such as "1 to 16".
 template <typename Number>
 CLI::Validator within(Number least, Number greatest, const char* limits) {
     return CLI::Validator(
@@ -21,7 +22,7 @@ CLI::Validator within(Number least, Number greatest, const char* limits) {
         "");
 }
 
-// Not CLI's own check, which does not take names in the encoding in which Windows gives them.
+/// A file that can be read. Not CLI's own check, which does not take names in the encoding in which Windows gives them.
 inline CLI::Validator existingFile() {
     return CLI::Validator(
         [](const std::string& path) {
@@ -34,4 +35,4 @@ inline CLI::Validator existingFile() {
         "");
 }
 
-}  // namespace host
+}  // namespace options
