@@ -9,6 +9,7 @@
 #include <string>
 
 #include "bench_limits.h"
+#include "camera_commands.h"
 #include "child_program.h"
 #include "named_claim.h"
 #include "output_file.h"
@@ -21,14 +22,6 @@ namespace {
 constexpr std::int64_t kFirstImageNs = 15'000'000'000;  // the camera looks for a simulator every 2 s
 constexpr double kFastestRate = 10000.0;
 constexpr const char* kRingLines = "16";
-
-enum CommandId : std::int32_t {
-    kOpen = 1001,
-    kGrab = 1002,
-    kFreeze = 1004,
-    kSetCallback = 1005,
-    kRemoveCallback = 1006,
-};
 
 std::string besideThisProgram(const std::string& program) {
     const std::string plugin = defaultPluginPath();

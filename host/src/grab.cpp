@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "camera_commands.h"
 #include "grab_limits.h"
 #include "image_record.h"
 #include "platform.h"
@@ -21,16 +22,6 @@ constexpr std::int64_t kPollNs = 20'000'000;       // how often the main thread 
 constexpr std::int64_t kSecondNs = 1'000'000'000;  // between two looks of the observers
 constexpr std::size_t kMaxRows = 65'536;           // images that wait for an observer at most
 constexpr std::int64_t kExtentNs = 100'000'000;    // for which a mapping is taken to stay as it was seen
-
-enum CommandId : std::int32_t {
-    kOpen = 1001,
-    kGrab = 1002,
-    kFreeze = 1004,
-    kSetCallback = 1005,
-    kRemoveCallback = 1006,
-    kImageMemory = 1011,
-    kFrameRate = 1107,
-};
 
 std::optional<double> percentOf(std::int64_t cpuNs, std::int64_t elapsedNs) {
     if (elapsedNs <= 0) return std::nullopt;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "camera_commands.h"
 #include "frame_ring.h"
 #include "image_record.h"
 #include "image_writer.h"
@@ -22,14 +23,6 @@ namespace host {
 namespace {
 
 constexpr std::int64_t kPollNs = 5'000'000;
-
-enum CommandId : std::int32_t {
-    kOpen = 1001,
-    kGrab = 1002,
-    kFreeze = 1004,
-    kSetCallback = 1005,
-    kRemoveCallback = 1006,
-};
 
 // Receives images until one is wanted.
 class Catcher {

@@ -11,23 +11,16 @@
 #include "grab.h"
 #include "platform.h"
 #include "scripted_device.h"
+#include "simulated_image.h"
 #include "temporary_folder.h"
 
 namespace {
 
+using test::kFormat;
 using test::ScriptedDevice;
+using test::simulated;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-constexpr frames::ImageFormat kFormat{900, 20, 1};
-
-std::vector<unsigned char> simulated(std::uint64_t number) {
-    std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
-    const frames::Canvas canvas{bytes.data(), kFormat};
-    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(platform_monotonicNanoseconds()),
-                                frames::crcBelowStrip(canvas)});
-    return bytes;
-}
 
 class GrabSavingTest : public testing::Test {
 protected:

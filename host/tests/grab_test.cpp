@@ -11,26 +11,19 @@
 #include "image_file.h"
 #include "platform.h"
 #include "scripted_device.h"
+#include "simulated_image.h"
 #include "temporary_folder.h"
 
 namespace {
 
 using host::Grab;
 using host::HostOptions;
+using test::kFormat;
 using test::ScriptedDevice;
+using test::simulated;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-
-constexpr frames::ImageFormat kFormat{900, 20, 1};
-
-std::vector<unsigned char> simulated(std::uint64_t number) {
-    std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
-    const frames::Canvas canvas{bytes.data(), kFormat};
-    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(platform_monotonicNanoseconds()),
-                                frames::crcBelowStrip(canvas)});
-    return bytes;
-}
 
 class GrabTest : public testing::Test {
 protected:

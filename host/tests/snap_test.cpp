@@ -12,26 +12,18 @@
 #include "inspection.h"
 #include "platform.h"
 #include "scripted_device.h"
+#include "simulated_image.h"
 #include "strip.h"
 #include "temporary_folder.h"
 
 namespace {
 
 using host::HostOptions;
+using test::kFormat;
 using test::ScriptedDevice;
+using test::simulated;
 using testing::HasSubstr;
 
-constexpr frames::ImageFormat kFormat{900, 20, 1};
-
-std::vector<unsigned char> simulated(std::uint64_t number, std::int64_t timeStampNs) {
-    std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
-    const frames::Canvas canvas{bytes.data(), kFormat};
-    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(timeStampNs), frames::crcBelowStrip(canvas)});
-    return bytes;
-}
-std::vector<unsigned char> simulated(std::uint64_t number) {
-    return simulated(number, platform_monotonicNanoseconds());
-}
 std::vector<unsigned char> faked() { return std::vector<unsigned char>(kFormat.bytes(), frames::kFakeGrey); }
 
 class SnapTest : public testing::Test {

@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "last_error_posix.h"
 #include "object_folder_posix.h"
 
@@ -26,22 +27,6 @@ using namespace std::chrono_literals;
 constexpr auto kGuardLimit = 5s;
 constexpr auto kFirstPause = 20us;
 constexpr auto kLongestPause = 2ms;
-
-// Descriptor that closes itself, and with it both its locks, unless it is released.
-class Descriptor {
-public:
-    explicit Descriptor(int value) : _value(value) {}
-    ~Descriptor() {
-        if (_value >= 0) close(_value);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return _value; }
-    int release() { return std::exchange(_value, -1); }
-
-private:
-    int _value;
-};
 
 bool lockByte(int descriptor, short type, off_t byte) {
     struct flock lock {};

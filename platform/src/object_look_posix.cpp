@@ -8,25 +8,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "object_file_posix.h"
 #include "object_folder_posix.h"
 #include "object_look.h"
 
 namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int value) : _value(value) {}
-    ~Descriptor() {
-        if (_value >= 0) close(_value);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return _value; }
-
-private:
-    int _value;
-};
 
 int openForLooking(int folder, const char* fileName) {
     return openat(folder, fileName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
