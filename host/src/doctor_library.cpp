@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
+#include <string_view>
 
 #include "absolute_path.h"
 #include "doctor_checks.h"
@@ -72,9 +72,7 @@ std::uint64_t reachOfSegments(const std::string& head) {
 
 // "Linux library for 64-bit x86", "Windows library for …"; "" for a file that is neither.
 std::string architectureOf(const std::string& head) {
-    if (head.size() >= 20 && head.compare(0, 4,
-                                          "\x7F"
-                                          "ELF") == 0)
+    if (head.size() >= 20 && head.compare(0, 4, kElfStart) == 0)
         return "Linux library for " + nameOf(kElfMachines, twoBytes(head, 18));
     if (head.size() < 64 || head.compare(0, 2, "MZ") != 0) return "";
     const std::size_t header = twoBytes(head, 60);
@@ -83,8 +81,8 @@ std::string architectureOf(const std::string& head) {
 }
 
 std::string wantedArchitecture() {
-    const bool windows = std::strstr(DORVEN_PLUGIN_FILE, ".dll") != nullptr;
-    return windows ? "Windows library for 64-bit x86" : "Linux library for 64-bit x86";
+    return std::string_view(DORVEN_PLUGIN_FILE).ends_with(".dll") ? "Windows library for 64-bit x86"
+                                                                  : "Linux library for 64-bit x86";
 }
 
 std::uint64_t sizeOf(const std::string& path) {

@@ -36,10 +36,11 @@ public:
 
     /// Draws a frame into the ring and publishes it, or counts it as refused.
     ///
+    /// @return  False when a stop was requested while the frame waited for its delay: it is nowhere then.
     /// @param faults      Those of images that strike at the frame (FaultRow::ofImage). Where they exclude each other,
     ///                    drop wins, then reorder, which leaves out delay, jitter and repeat.
     /// @param completeNs  When the image counts as complete; none: when it is.
-    void deliver(ImageSource& source, std::uint64_t frame, const std::vector<Strike>& faults = {},
+    bool deliver(ImageSource& source, std::uint64_t frame, const std::vector<Strike>& faults = {},
                  std::optional<std::int64_t> completeNs = std::nullopt);
 
     /// Publishes a frame that waits for its successor, which will not come.
@@ -84,6 +85,7 @@ private:
     void setTimeBack(Made& made, std::int64_t timeNs) const;
     bool waitLonger(Made& made, const Strikes& faults);
     void hold(ImageSource& source, std::uint64_t frame, const Strikes& faults);
+    bool deliverNow(ImageSource& source, std::uint64_t frame, const Strikes& faults);
     void tellFindings(const Made& made);
     void deliverCopy(const Held& held);
     void publish(const Made& made);

@@ -36,20 +36,29 @@ FrameDelivery::FrameDelivery(const SimulatorOptions& options, ImageRing& ring, P
     ringLaid();
 }
 
-void FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Strikes& faults,
+bool FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Strikes& faults,
                             std::optional<std::int64_t> completeNs) {
     _verifiable = _options.strip && stripLines(source.format()) > 0;
     _stampNs = completeNs;
-    if (find(faults, FaultKind::drop))
-        return tellFault(FaultKind::drop, frame,
-                         {
-                             {"lost", frame, frame, {}}
+    if (find(faults, FaultKind::drop)) {
+        tellFault(FaultKind::drop, frame,
+                  {
+                      {"lost", frame, frame, {}}
         });
-    if (find(faults, FaultKind::reorder) && !_held) return hold(source, frame, faults);
+    } else if (find(faults, FaultKind::reorder) && !_held) {
+        hold(source, frame, faults);
+    } else if (_ring.slotPixels()) {
+        return deliverNow(source, frame, faults);
+    } else {
+        refuse(frame);
+    }
+    return true;
+}
+
+bool FrameDelivery::deliverNow(ImageSource& source, std::uint64_t frame, const Strikes& faults) {
     std::uint8_t* const pixels = _ring.slotPixels();
-    if (!pixels) return refuse(frame);
     Made made = make(source, pixels, _drawnInSlot[_ring.slotIndex()], frame, faults);
-    if (!waitLonger(made, faults)) return;
+    if (!waitLonger(made, faults)) return false;
     std::vector<std::uint8_t> copy;  // taken before a reader has the image
     const bool twice = find(faults, FaultKind::repeat) && _ring.waiting() + 2 <= _options.lineCount;
     if (twice) copy.assign(pixels, pixels + source.format().bytes());
@@ -58,10 +67,11 @@ void FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Stri
     if (twice && publishCopy(copy, made))
         made.findings.push_back({FaultKind::repeat, {{"repeated", frame, frame, {}}}});
     tellFindings(made);
-    if (!_held) return;
+    if (!_held) return true;
     Held held = *std::exchange(_held, std::nullopt);
     held.made.findings.push_back({FaultKind::reorder, {{"reordered", held.made.frame, held.made.frame, {}}}});
     deliverCopy(held);
+    return true;
 }
 
 void FrameDelivery::deliverHeld() {

@@ -26,31 +26,25 @@ constexpr std::chrono::milliseconds kFirstAnswer{500};
 /// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
 
-// Format of the images: the options, then the camera, then the configuration file. Size none: nobody tells.
-bool wantedFormat(const SimulatorOptions& options, const std::optional<frames::ImageFormat>& camera,
-                  std::optional<frames::ImageFormat>& size, std::size_t& bytesPerPixel, std::string& error) {
-    if (camera) {
-        size = camera;
-    } else if (!options.configFile.empty() && !readCameraFormat(options.configFile, size.emplace(), error)) {
-        return false;
-    }
-    bytesPerPixel = options.bytesPerPixel.value_or(size ? size->bytesPerPixel : kDefaultFormat.bytesPerPixel);
-    if (options.size) size = options.size;
-    return true;
+// What the options leave open, the camera or the configuration file says.
+frames::ImageFormat formatFor(const SimulatorOptions& options, const frames::ImageFormat& told) {
+    frames::ImageFormat format = options.size.value_or(told);
+    format.bytesPerPixel = options.bytesPerPixel.value_or(told.bytesPerPixel);
+    return format;
 }
 
 }  // namespace
 
 std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
                                              const std::optional<frames::ImageFormat>& camera) {
-    std::optional<frames::ImageFormat> size;
-    std::size_t bytesPerPixel = 0;
-    if (!wantedFormat(options, camera, size, bytesPerPixel, error)) return nullptr;
-    if (!options.pictures.images.empty())
-        return ReplayedImages::load(options.pictures, size, bytesPerPixel, options.pattern.settings.bits, error);
-    frames::ImageFormat format = size.value_or(kDefaultFormat);
-    format.bytesPerPixel = bytesPerPixel;
-    return std::make_unique<RenderedImages>(format, options.pattern);
+    std::optional<frames::ImageFormat> told = camera;
+    if (!told && !options.configFile.empty() && !readCameraFormat(options.configFile, told.emplace(), error))
+        return nullptr;
+    const frames::ImageFormat format = formatFor(options, told.value_or(kDefaultFormat));
+    if (options.pictures.images.empty()) return std::make_unique<RenderedImages>(format, options.pattern);
+    std::optional<frames::ImageFormat> size;  // none: as the pictures
+    if (told || options.size) size = format;
+    return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error);
 }
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
@@ -120,8 +114,7 @@ void Simulator::deliver(std::uint64_t frameNumber) {
     if (_stalled && frameNumber < _stalled->first) completeNs = _stalled->second.dueNs(frameNumber);
     std::vector<Strike> strikes;
     if (_faults) strikes = _faults->strikesAt(frameNumber);
-    _delivery.deliver(*_source, frameNumber, strikes, completeNs);
-    _nextFrame = frameNumber + 1;
+    if (_delivery.deliver(*_source, frameNumber, strikes, completeNs)) _nextFrame = frameNumber + 1;
 }
 
 /// @return False when there is no ring any more.
@@ -199,6 +192,11 @@ void Simulator::followCamera() {
 
 void Simulator::takeFormat(const frames::ImageFormat& camera) {
     _people << kProgram << "the camera has " << formatText(camera);
+    // Pictures are not loaded again for a camera that only has been opened anew: images go on meanwhile.
+    if (formatFor(_options, camera) == format()) {
+        _people << (format() == camera ? "" : ", but the options ask for " + formatText(format())) << std::endl;
+        return;
+    }
     std::string problem;
     std::unique_ptr<ImageSource> source;
     try {
@@ -208,12 +206,10 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
     }
     if (!source) {
         _people << "; " << problem << "; going on with " << formatText(format()) << std::endl;
-    } else if (source->format() == format()) {
-        _people << (format() == camera ? "" : ", but the options ask for " + formatText(format())) << std::endl;
-    } else {
-        _people << std::endl;
-        changeSource(std::move(source));
+        return;
     }
+    _people << std::endl;
+    changeSource(std::move(source));
 }
 
 /// Frame numbers go on. A ring that cannot be laid at once is tried again; one for which there is no memory at all is

@@ -1,6 +1,7 @@
 // How the simulator's images follow the camera.
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <sstream>
 #include <thread>
 
@@ -215,6 +216,19 @@ TEST_F(SimulatorCameraTest, PicturesOfAnotherSizeAreReplayedAsTheyAreWithALine) 
     _camera.setFormat({900, 20, 2});
     follow(simulator);
     EXPECT_EQ(simulator.format(), (ImageFormat{900, 20, 2}));
+}
+
+// A host that opens the camera again and again must not hold up the images.
+TEST_F(SimulatorCameraTest, PicturesAreNotLoadedAgainForACameraThatHasTheirFormat) {
+    const test::TemporaryFolder folder;
+    _options.pictures.images = {folder.file("a.pgm", "P5 320 240 255\n" + std::string(320 * 240, 'a'))};
+    std::string error;
+    const auto pictures = makeImageSource(_options, error);
+    ASSERT_TRUE(pictures) << error;
+    std::remove(_options.pictures.images[0].c_str());
+    Simulator simulator(_options, *pictures, _people, &_link);
+    follow(simulator);
+    EXPECT_EQ(_people.str(), "dorven-simulator: the camera has 320 x 240 pixels, 1 byte per pixel\n");
 }
 
 TEST_F(SimulatorCameraTest, AbsurdAnswerIsToldAndChangesNothing) {

@@ -93,6 +93,20 @@ TEST_P(StopTest, EndsAFrozenProgramAndItsLogSaysWhereItStood) {
     EXPECT_THAT(text, testing::EndsWith("{\"event\":\"end\",\"next_frame\":3}\n"));
 }
 
+TEST_P(StopTest, FrameThatWaitsForItsDelayIsNotCountedAsDelivered) {
+    const std::string log = _folder.path("log.jsonl");
+    start({"--size", "900x20", "--fps", "200", "--no-ask", "--fault", "delay:60s@5", "--fault-log", log});
+    test::RingReader reader({900, 20, 1});
+    ASSERT_TRUE(reader.attachAtSignal());
+    for (std::uint32_t number = 0; number < 5; ++number) ASSERT_EQ(reader.waitAndTake()->header.imageCounter, number);
+    usleep(100'000);
+    EXPECT_EQ(stopAndJoin(GetParam()), 0);
+    EXPECT_THAT(output(), HasSubstr("written 5, refused by the full ring 0, skipped as too late 0\n"));
+    std::ifstream file(log);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_THAT(text, testing::EndsWith("{\"event\":\"end\",\"next_frame\":5}\n"));
+}
+
 TEST(FullDiskTest, LogThatCannotBeWrittenIsToldOfOnceAndImagesGoOn) {
     std::ostringstream people;
     std::string error;
