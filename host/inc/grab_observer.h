@@ -41,6 +41,9 @@ public:
     /// Images since the last call, in the order of their arrival.
     virtual void onFrames(std::span<const FrameRow>) {}
 
+    /// False: nobody hears any more, and the grab is to end.
+    virtual bool goesOn() const { return true; }
+
     /// The grab has ended; nothing else comes.
     virtual void onEnd() {}
 };

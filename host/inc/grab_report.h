@@ -39,6 +39,7 @@ public:
     void onSecond(const SecondNumbers& numbers) override;
     bool wantsFrames() const override { return _frames; }
     void onFrames(std::span<const FrameRow> rows) override;
+    bool goesOn() const override { return _data.good(); }
 
     /// The last line: printJson's object with the event "end".
     /// @param framesOmitted  Images that no line tells of.

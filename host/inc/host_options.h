@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "image_view.h"
-
 #include "grab_limits.h"
+#include "image_view.h"
 
 namespace host {
 
@@ -50,7 +49,7 @@ struct HostOptions {
 
     // snap
     std::string snapFile;
-    bool anyImage = false;   // also faked, torn and unverified ones
+    bool anyImage = false;  // also faked, torn and unverified ones
 
     // grab, verify
     bool jsonLines = false;  // instead of json: lines while the grab runs

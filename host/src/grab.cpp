@@ -152,6 +152,7 @@ int Grab::waitForEnd() {
         if (nowNs - _lastImageNs > timeoutNs) return kExitNoImage;
         tellFrames();
         if (nowNs - _lookNs >= kSecondNs) tellSecond(nowNs);
+        if (!std::ranges::all_of(_observers, &GrabObserver::goesOn)) break;
     }
     return kExitDone;
 }

@@ -9,6 +9,7 @@
 #include "bench.h"
 #include "call.h"
 #include "command_report.h"
+#include "data_output.h"
 #include "doctor.h"
 #include "grab.h"
 #include "grab_limits.h"
@@ -46,18 +47,11 @@ NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
     return device;
 }
 
-bool flushData() {
-    if (std::cout.flush()) return true;
-    std::cerr << "dorven-host: standard output could not be written" << std::endl;
-    return false;
-}
-
 int verify(PluginLibrary& library, const HostOptions& options) {
     NUV::PluginDeviceBase* const device = firstDevice(library);
     if (!device) return kExitFailed;
     platform_installStopHandler();
-    const int exitCode = verifyGrab(*device, options, std::cout, std::cerr);
-    return flushData() ? exitCode : kExitFailed;
+    return verifyGrab(*device, options, std::cout, std::cerr);
 }
 
 int snap(PluginLibrary& library, const HostOptions& options) {
@@ -85,7 +79,6 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     tellBrokenLimits(report.limitsBroken, std::cerr);
     if (options.json) printJson(report, std::cout);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
-    if (!flushData()) return kExitFailed;
     return exitCode == kExitDone && !report.limitsBroken.empty() ? kExitFailed : exitCode;
 }
 
@@ -110,33 +103,37 @@ int run(PluginLibrary& library, const HostOptions& options) {
                             : showInfo(library, options.json, std::cout, std::cerr);
 }
 
+int run(const HostOptions& options) {
+    switch (options.command) {
+        case HostOptions::Command::askSnap:
+            platform_installStopHandler();
+            return askSnap(options, std::cout, std::cerr);
+        case HostOptions::Command::doctor:
+            return runDoctor(options, std::cout, std::cerr);
+        case HostOptions::Command::benchPartner:
+            return runBenchPartner(options);
+        case HostOptions::Command::bench:
+            platform_installStopHandler();
+            return runBench(options, std::cout, std::cerr);
+        default:
+            break;
+    }
+    if (!options.findingsFile.empty()) return verifySaved(options, std::cout, std::cerr);
+    std::string error;
+    const auto library = PluginLibrary::load(options.pluginPath, error);
+    if (library) return run(*library, options);
+    std::cerr << "dorven-host: " << error << std::endl;
+    return kExitFailed;
+}
+
 }  // namespace
 
 int hostMain(int argc, const char* const* argv) {
+    platform_letBrokenPipesFail();
     try {
-        HostOptions options;
-        if (const auto exitCode = parseHostOptions(argc, argv, options, std::cout, std::cerr)) return *exitCode;
-        if (options.command == HostOptions::Command::askSnap) {
-            platform_installStopHandler();
-            return askSnap(options, std::cout, std::cerr);
-        }
-        if (!options.findingsFile.empty()) {
-            const int exitCode = verifySaved(options, std::cout, std::cerr);
-            return flushData() ? exitCode : kExitFailed;
-        }
-        if (options.command == HostOptions::Command::doctor) return runDoctor(options, std::cout, std::cerr);
-        if (options.command == HostOptions::Command::benchPartner) return runBenchPartner(options);
-        if (options.command == HostOptions::Command::bench) {
-            platform_installStopHandler();
-            return runBench(options, std::cout, std::cerr);
-        }
-        std::string error;
-        const auto library = PluginLibrary::load(options.pluginPath, error);
-        if (!library) {
-            std::cerr << "dorven-host: " << error << std::endl;
-            return kExitFailed;
-        }
-        return run(*library, options);
+        HostOptions chosen;
+        const auto ended = parseHostOptions(argc, argv, chosen, std::cout, std::cerr);
+        return options::afterWriting(std::cout, ended ? *ended : run(chosen), "dorven-host", std::cerr);
     } catch (const std::bad_alloc&) {
         std::cerr << "dorven-host: out of memory" << std::endl;
     } catch (const std::exception& exception) {

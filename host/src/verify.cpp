@@ -1,6 +1,8 @@
 #include "verify.h"
 
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
 #include "grab.h"
 #include "grab_limits.h"
@@ -36,7 +38,8 @@ bool compare(const HostOptions& options, const GrabEvidence& evidence, int readi
         result.match = matchFaults(result.log, evidence);
         const bool settled = !result.log.cut && (result.match.oneToOne(false) || result.log.nextFrame);
         if (settled || reading >= readings) break;
-        platform_sleepUntil(platform_monotonicNanoseconds() + kReadingNs);
+        // Not a sleep that Ctrl-C ends: that is how the grab before may have ended.
+        std::this_thread::sleep_for(std::chrono::nanoseconds(kReadingNs));
     }
     if (!result.log.cut) return true;
     return fail(people, options.faultLog + ", line " + std::to_string(result.log.lines) +

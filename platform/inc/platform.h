@@ -75,3 +75,6 @@ void platform_installStopHandler();
 
 /// True once a stop was requested. Any thread.
 bool platform_stopRequested();
+
+/// From now on a write into a pipe that nobody reads any more fails, and does not end the process. Programs only.
+void platform_letBrokenPipesFail();

@@ -26,4 +26,6 @@ void platform_installStopHandler() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+void platform_letBrokenPipesFail() { signal(SIGPIPE, SIG_IGN); }
+
 bool platform_stopRequested() { return stopRequestedFlag.load(std::memory_order_relaxed); }

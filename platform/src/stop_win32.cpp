@@ -7,9 +7,11 @@ namespace {
 std::atomic<bool> stopRequestedFlag{false};
 
 // Runs on a thread of its own. FALSE lets the default handler end the process: the second request.
-BOOL WINAPI requestStop(DWORD) {
+BOOL WINAPI requestStop(DWORD control) {
     if (stopRequestedFlag.exchange(true)) return FALSE;
     if (const HANDLE event = stopEvent()) SetEvent(event);
+    // A console that is closed, or a user who logs off, ends the process once this returns: the program may end before.
+    if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) Sleep(INFINITE);
     return TRUE;
 }
 
@@ -24,5 +26,7 @@ void platform_installStopHandler() {
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have made this process ignore Ctrl-C
     SetConsoleCtrlHandler(requestStop, TRUE);
 }
+
+void platform_letBrokenPipesFail() {}  // as it is on this system anyway
 
 bool platform_stopRequested() { return stopRequestedFlag.load(std::memory_order_relaxed); }

@@ -133,7 +133,8 @@ int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream&
         } else {
             printPeople(*answers, questions.trips(), people);
         }
-        if (!options.watch || !platform_sleepUntil(platform_monotonicNanoseconds() + kSecondNs)) return kDone;
+        if (!options.watch || !data.good()) return kDone;
+        if (!platform_sleepUntil(platform_monotonicNanoseconds() + kSecondNs)) return kDone;
     }
 }
 

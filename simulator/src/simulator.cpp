@@ -8,6 +8,7 @@
 
 #include "ask.h"
 #include "camera_config.h"
+#include "data_output.h"
 #include "list_patterns.h"
 #include "platform.h"
 #include "replayed_images.h"
@@ -283,37 +284,41 @@ bool truthIsWhole(const PatternOptions& options, std::ostream& people) {
     return false;
 }
 
+int runSimulator(SimulatorOptions& options) {
+    std::string error;
+    const auto fail = [&error] {
+        std::cerr << kProgram << error << std::endl;
+        return kFailed;
+    };
+    if (!openTruth(options.pattern, error)) return fail();
+    const auto source = makeImageSource(options, error);
+    if (!source) return fail();
+    const auto faults = Faults::open(options, std::cerr, error);
+    if (!error.empty()) return fail();
+    std::optional<CameraLink> camera;
+    if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
+    const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
+    return truthIsWhole(options.pattern, std::cerr) ? exitCode : kFailed;
+}
+
+int run(SimulatorOptions& options) {
+    if (options.command == SimulatorOptions::Command::patterns) {
+        listPatterns(options.json, std::cout);
+        return 0;
+    }
+    platform_installStopHandler();
+    if (options.command == SimulatorOptions::Command::ask) return askCamera(options, std::cout, std::cerr);
+    return runSimulator(options);
+}
+
 }  // namespace
 
 int simulatorMain(int argc, const char* const* argv) {
+    platform_letBrokenPipesFail();
     try {
-        SimulatorOptions options;
-        if (const auto exitCode = parseSimulatorOptions(argc, argv, options, std::cout, std::cerr)) return *exitCode;
-        std::string error;
-        if (options.command == SimulatorOptions::Command::patterns) {
-            listPatterns(options.json, std::cout);
-            return 0;
-        }
-        platform_installStopHandler();
-        if (options.command == SimulatorOptions::Command::ask) return askCamera(options, std::cout, std::cerr);
-        if (!openTruth(options.pattern, error)) {
-            std::cerr << kProgram << error << std::endl;
-            return kFailed;
-        }
-        const auto source = makeImageSource(options, error);
-        if (!source) {
-            std::cerr << kProgram << error << std::endl;
-            return kFailed;
-        }
-        const auto faults = Faults::open(options, std::cerr, error);
-        if (!error.empty()) {
-            std::cerr << kProgram << error << std::endl;
-            return kFailed;
-        }
-        std::optional<CameraLink> camera;
-        if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
-        const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
-        return truthIsWhole(options.pattern, std::cerr) ? exitCode : kFailed;
+        SimulatorOptions chosen;
+        const auto ended = parseSimulatorOptions(argc, argv, chosen, std::cout, std::cerr);
+        return options::afterWriting(std::cout, ended ? *ended : run(chosen), "dorven-simulator", std::cerr);
     } catch (const std::bad_alloc&) {
         std::cerr << kProgram << "out of memory" << std::endl;
     } catch (const std::exception& exception) {
