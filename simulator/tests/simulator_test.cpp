@@ -387,7 +387,9 @@ TEST_F(SimulatorTest, WaitsForSmallerMemoryToGoAndSaysSoOnce) {
     release.join();
     EXPECT_EQ(holder.join(30s), 0);
     EXPECT_GT(simulator.totals().written, 0u);
-    EXPECT_EQ(simulator.totals().written + simulator.totals().skipped, 8u);  // skipped: on a busy machine
+    const auto& totals = simulator.totals();
+    EXPECT_EQ(totals.written + totals.refused + totals.skipped, _options.frameCount);  // skipped: on a busy machine
+    EXPECT_LE(totals.written, 8u);
     const std::string said = _people.str();
     const std::size_t first = said.find("a host still holds smaller image memory from before");
     ASSERT_NE(first, std::string::npos);

@@ -42,7 +42,7 @@ ChildProcess::~ChildProcess() {
 }
 
 int ChildProcess::join(std::chrono::milliseconds limit) {
-    if (const auto exitCode = wait(limit)) return *exitCode;
+    if (const auto exitCode = ended(limit)) return *exitCode;
     terminate();
     ADD_FAILURE() << "a child process did not end in time";
     return -1;
@@ -50,7 +50,12 @@ int ChildProcess::join(std::chrono::milliseconds limit) {
 
 void ChildProcess::kill() { terminate(); }
 
-bool ChildProcess::running() { return _process && !wait(std::chrono::milliseconds(0)); }
+bool ChildProcess::running() { return _process && !ended(std::chrono::milliseconds(0)); }
+
+std::optional<int> ChildProcess::ended(std::chrono::milliseconds limit) {
+    if (_process) _exitCode = wait(limit);
+    return _exitCode;
+}
 
 std::optional<int> runRole(int argc, char** argv) {
     if (argc < 3 || std::string(argv[1]) != kRoleOption) return std::nullopt;
