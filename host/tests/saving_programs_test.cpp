@@ -31,8 +31,9 @@ protected:
         arguments.insert(arguments.begin(), {_folder.path("out.txt"), _folder.path("err.txt")});
         return test::ChildProcess("hostWithOutputs", arguments).join(60s);
     }
+    // With a ring in which a busy machine may be seconds late.
     test::ChildProcess startSimulator() {
-        return test::ChildProcess::program("dorven-simulator", {"--config", _config, "--fps", "50"});
+        return test::ChildProcess::program("dorven-simulator", {"--config", _config, "--fps", "50", "--lines", "500"});
     }
     std::string text(const std::string& path) const {
         std::ifstream file(path, std::ios::binary);
