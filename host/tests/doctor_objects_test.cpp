@@ -1,4 +1,7 @@
+#include <chrono>
 #include <cstring>
+#include <optional>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -121,13 +124,30 @@ TEST_F(DoctorObjectsTest, FullRingWhoseReaderTakesNothingIsAWarning) {
     MSharedMem_Unlink(memory);
 }
 
+// A simulator that just begins has its claim first, its memory a moment later.
+TEST_F(DoctorObjectsTest, MemoryThatASimulatorIsJustMakingIsWaitedFor) {
+    NamedClaim claim("DorVenImagesWriter");
+    ASSERT_TRUE(claim.claim());
+    std::optional<ImageRing> ring;
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        claim.release();
+        ring.emplace(kFormat.bytes(), 4);
+        EXPECT_EQ(ring->open(), ImageRing::OpenResult::opened);
+    });
+    examine(kFormat);
+    late.join();
+    EXPECT_THAT(problems(), IsEmpty());
+    EXPECT_THAT(ok(), Contains("ring: lines fit images of 900x40 of 1 byte"));
+}
+
 TEST_F(DoctorObjectsTest, MarksOfTheDeadAreTold) {
     const Memory memory("DorVenImages", 40000);
     MMemLineFifo_Create(memory.address(), 2, 1024);
     MMemLineFifo_Link(memory.address());
     examine(std::nullopt);
     EXPECT_THAT(warnings(), Contains(HasSubstr("ring: a writer's mark stands though no dorven-simulator runs")));
-    EXPECT_THAT(problems(), Contains(HasSubstr("ring: a reader's mark stands though no host has a camera")));
+    EXPECT_THAT(warnings(), Contains(HasSubstr("ring: a reader's mark stands though no host has a camera")));
     MMemLineFifo_Unlink(memory.address());
     MMemLineFifo_Destroy(memory.address());
     examine(std::nullopt);

@@ -86,7 +86,8 @@ TEST_F(SavingProgramsTest, DoctorFindsARunningPairWellAndDisturbsNeither) {
     test::ChildProcess grab("hostWithOutputs", {_folder.path("grab.txt"), _folder.path("grab_err.txt"), "grab",
                                                 "--config", _config, "--count", "100", "--json"});
     EXPECT_EQ(host({"doctor", "--config", _config, "--json"}), 0) << text(_folder.path("out.txt"));
-    while (grab.running()) EXPECT_EQ(host({"doctor", "--config", _config, "--json"}), 0);
+    while (grab.running())
+        EXPECT_EQ(host({"doctor", "--config", _config, "--json"}), 0) << text(_folder.path("out.txt"));
     EXPECT_EQ(grab.join(60s), 0) << text(_folder.path("grab_err.txt"));
     const auto result = nlohmann::json::parse(text(_folder.path("grab.txt")));
     EXPECT_EQ(result["simulated"], 100);
