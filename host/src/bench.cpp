@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <random>
 #include <string>
 
 #include "bench_limits.h"
@@ -108,13 +109,13 @@ class ConfigFile {
 public:
     explicit ConfigFile(const HostOptions& options)
         : _path((std::filesystem::temp_directory_path() /
-                 ("dorven-bench-" + std::to_string(GetCurrentProcessId()) + ".ini"))
+                 ("dorven-bench-" + std::to_string(std::random_device()()) + ".ini"))
                     .string()) {
         const std::string text = "[image]\nimage_size_x=" + std::to_string(options.benchSize.width) +
                                  "\nimage_size_y=" + std::to_string(options.benchSize.height) +
                                  "\nbytes_per_pixel=" + std::to_string(options.benchSize.bytesPerPixel) + "\n";
         std::string error;
-        if (!writeWholeFile(_path, text.data(), text.size(), ExistingFile::replace, error))
+        if (!writeWholeFile(_path, text.data(), text.size(), ExistingFile::refuse, error))
             throw std::runtime_error(error);
     }
     ~ConfigFile() { _unlink(_path.c_str()); }

@@ -76,6 +76,7 @@ int runBenchPartner(const HostOptions& options) {
 }
 
 double memcpyMbPerS(std::size_t imageBytes, double seconds) {
+    imageBytes = std::min(imageBytes, kCopiedBytes);  // larger ones are copied no faster
     const std::size_t images = std::max<std::size_t>(kCopiedBytes / std::max<std::size_t>(imageBytes, 1), 2);
     std::vector<std::uint8_t> from(images * imageBytes, 1);
     std::vector<std::uint8_t> to(images * imageBytes, 2);
