@@ -63,7 +63,7 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
                    "--raw-size; folders, files or patterns of names with * and ?, each in name order. All are loaded "
                    "before the first image")
         ->check(CLI::Validator(checkPath, "", "path"))
-        ->type_name("PATH...");
+        ->type_name("PATH");
     app.add_option("--raw-size", _rawSize,
                    "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default 1): every "
                    "file but PNG and PGM holds pixels and nothing else, of one or several images")

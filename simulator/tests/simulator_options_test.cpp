@@ -202,7 +202,7 @@ int examplesIn(const std::string& help, const std::string& call) {
 
 TEST(SimulatorOptionsTest, EveryHelpHasThreeExamples) {
     EXPECT_GE(examplesIn(parse({"--help"}).data, "  dorven-simulator "), 3);
-    for (const char* command : {"ask", "config"})
+    for (const char* command : {"ask", "patterns", "config"})
         EXPECT_GE(examplesIn(parse({command, "--help"}).data, std::string("dorven-simulator ") + command), 3)
             << command;
 }
