@@ -51,12 +51,14 @@ void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
            },
            "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94, or a fraction such as 60000/1001 "
            "(default 100)")
-        ->type_name("RATE");
+        ->type_name("RATE")
+        ->default_str("100");
     app.add_option("--late", options.late,
                    "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
                    "numbers show it; burst delivers all of them, one straight after the other (default skip)")
         ->transform(CLI::CheckedTransformer(kLatePolicies).description(""))
-        ->type_name("skip|burst");
+        ->type_name("skip|burst")
+        ->default_str("skip");
 }
 
 void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
@@ -156,7 +158,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     addAskOptions(*ask, options);
     CLI::App* const list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
     bool listed = true;
-    list->add_flag("--list", listed, "As a table on standard output (default)");
+    list->add_flag("--list", listed, "As a table on standard output (default)")->default_str("true");
     list->add_flag("--json", options.json, "As one JSON object");
     const std::string asking =
         "\n"

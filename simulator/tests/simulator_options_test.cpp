@@ -212,6 +212,9 @@ TEST(SimulatorOptionsTest, ConfigShowsTheOptionsAndEndsTheProgram) {
     EXPECT_EQ(parsed.exitCode, 0) << parsed.people;
     EXPECT_THAT(parsed.data, HasSubstr("timeout "));
     EXPECT_THAT(parsed.data, HasSubstr("simulator.conf"));
+    for (const char* row : {"fps +100 ", "late +skip ", "pattern +target ", "motion +none ", "motion-period +100 ",
+                            "play +loop ", "window-motion +drift ", "digits +true ", "images +- ", "no-strip +false "})
+        EXPECT_THAT(parsed.data, testing::ContainsRegex(std::string("\n  ") + row));
 }
 
 }  // namespace
