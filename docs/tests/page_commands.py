@@ -7,12 +7,14 @@ PROGRAMS is the folder of dorven-host and dorven-simulator. Exit code 0: every b
 import os
 import re
 import shlex
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 
 LIMIT_S = 180
+SCENARIOS = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'scenarios')
 FENCE = re.compile(r'^(\s*)```\s*(\w*)\s*$')
 COMMENT = re.compile(r'^\s*<!--\s*(.*?)\s*-->\s*$')
 MARKS = re.compile(r'^(?:not run: \S.*|beside the next block|exit code (\d+))$')
@@ -65,6 +67,7 @@ class Runner:
         self.work = os.path.join(folder, 'work')
         os.mkdir(bin_folder)
         os.mkdir(self.work)
+        shutil.copytree(SCENARIOS, os.path.join(self.work, 'scenarios'))
         for name in ('dorven-host', 'dorven-simulator'):
             program = os.path.join(programs, name)
             call = f'wine {shlex.quote(program + ".exe")}' if wine else shlex.quote(program)

@@ -38,6 +38,10 @@ class PageCommandsTest(unittest.TestCase):
         self.assertEqual(code, 0, output)
         self.assertIn('\nkept\n', output)
 
+    def test_scenarios_lie_in_the_folder(self):
+        code, output = self.run_page('```sh', 'ls scenarios/flaky-link.json', '```')
+        self.assertEqual(code, 0, output)
+
     def test_other_languages_and_marked_blocks_are_not_run(self):
         code, output = self.run_page('```json', 'false', '```', '<!-- not run: installs -->', '```sh', 'false', '```',
                                      '```sh', 'true', '```')
