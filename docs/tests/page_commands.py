@@ -87,9 +87,11 @@ class Runner:
             # As with the shell, the first line that fails ends the block.
             lines = [line + '\r\n@if errorlevel 1 exit /b %errorlevel%\r\n' for line in block.text.splitlines()]
             script = ''.join(lines)
-            with open(os.path.join(self.work, 'block.bat'), 'w', encoding='utf-8', newline='') as file:
+            # A file of its own: another block may be running, and cmd reads while it runs.
+            name = f'block{block.line}.bat'
+            with open(os.path.join(self.folder, name), 'w', encoding='utf-8', newline='') as file:
                 file.write(script)
-            command = ['wine', 'cmd', '/c', 'block.bat']
+            command = ['wine', 'cmd', '/c', f'..\\{name}']
         else:
             command = ['bash', '-euo', 'pipefail', '-c', block.text]
         # A file and no pipe: what a block leaves running would keep a pipe open.
