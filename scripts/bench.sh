@@ -12,6 +12,7 @@
 #   base64 beside OpenSSL and GLib            apt-get install libssl-dev libglib2.0-dev
 #   ini_data beside GLib and SimpleIni        apt-get install libglib2.0-dev libsimpleini-dev
 #   file_access beside GLib                   apt-get install libglib2.0-dev
+#   pattern_draw, measured by Google Benchmark   apt-get install libbenchmark-dev
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,6 +29,8 @@ if [ ${#names[@]} -eq 0 ]; then
     done
     [[ " ${names[*]} " = *" iceoryx_hand_over "* ]] ||
         echo "bench: not beside iceoryx; for that: apt-get install libiceoryx-posh-dev iceoryx"
+    [[ " ${names[*]} " = *" pattern_draw "* ]] ||
+        echo "bench: no pattern_draw without Google Benchmark: apt-get install libbenchmark-dev"
     for name in pacing gstreamer_hand_over; do
         [[ " ${names[*]} " = *" $name "* ]] || echo "bench: no $name without GStreamer: apt-get install" \
             "libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-bad"

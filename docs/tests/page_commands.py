@@ -7,12 +7,14 @@ PROGRAMS is the folder of dorven-host and dorven-simulator. Exit code 0: every b
 import os
 import re
 import shlex
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 
 LIMIT_S = 180
+SCENARIOS = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'scenarios')
 FENCE = re.compile(r'^(\s*)```\s*(\w*)\s*$')
 COMMENT = re.compile(r'^\s*<!--\s*(.*?)\s*-->\s*$')
 MARKS = re.compile(r'^(?:not run: \S.*|beside the next block|exit code (\d+))$')
@@ -65,6 +67,7 @@ class Runner:
         self.work = os.path.join(folder, 'work')
         os.mkdir(bin_folder)
         os.mkdir(self.work)
+        shutil.copytree(SCENARIOS, os.path.join(self.work, 'scenarios'))
         for name in ('dorven-host', 'dorven-simulator'):
             program = os.path.join(programs, name)
             call = f'wine {shlex.quote(program + ".exe")}' if wine else shlex.quote(program)
@@ -84,9 +87,11 @@ class Runner:
             # As with the shell, the first line that fails ends the block.
             lines = [line + '\r\n@if errorlevel 1 exit /b %errorlevel%\r\n' for line in block.text.splitlines()]
             script = ''.join(lines)
-            with open(os.path.join(self.work, 'block.bat'), 'w', encoding='utf-8', newline='') as file:
+            # A file of its own: another block may be running, and cmd reads while it runs.
+            name = f'block{block.line}.bat'
+            with open(os.path.join(self.folder, name), 'w', encoding='utf-8', newline='') as file:
                 file.write(script)
-            command = ['wine', 'cmd', '/c', 'block.bat']
+            command = ['wine', 'cmd', '/c', f'..\\{name}']
         else:
             command = ['bash', '-euo', 'pipefail', '-c', block.text]
         # A file and no pipe: what a block leaves running would keep a pipe open.

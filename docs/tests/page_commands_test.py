@@ -9,7 +9,8 @@ RUNNER = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'page_commands
 
 
 class PageCommandsTest(unittest.TestCase):
-    def run_page(self, *lines):
+    def run_page(self, *lines, wine=None):
+        """Wine is a script that stands in for it."""
         with tempfile.TemporaryDirectory() as folder:
             page = os.path.join(folder, 'page.md')
             for name in ('dorven-host', 'dorven-simulator'):
@@ -19,7 +20,14 @@ class PageCommandsTest(unittest.TestCase):
                 os.chmod(program, 0o755)
             with open(page, 'w', encoding='utf-8') as file:
                 file.write('\n'.join(lines) + '\n')
-            done = subprocess.run([sys.executable, RUNNER, page, folder], capture_output=True, text=True, check=False)
+            command, environment = [sys.executable, RUNNER, page, folder], dict(os.environ)
+            if wine:
+                command.append('--wine')
+                environment['PATH'] = folder + os.pathsep + environment['PATH']
+                with open(os.path.join(folder, 'wine'), 'w', encoding='utf-8') as file:
+                    file.write(f'#!/bin/sh\n{wine}\n')
+                os.chmod(file.name, 0o755)
+            done = subprocess.run(command, capture_output=True, text=True, check=False, env=environment)
             return done.returncode, done.stdout + done.stderr
 
     def test_block_runs_with_the_programs_on_the_path(self):
@@ -37,6 +45,10 @@ class PageCommandsTest(unittest.TestCase):
         code, output = self.run_page('```sh', 'echo kept >file', '```', '', '```sh', 'cat file', '```')
         self.assertEqual(code, 0, output)
         self.assertIn('\nkept\n', output)
+
+    def test_scenarios_lie_in_the_folder(self):
+        code, output = self.run_page('```sh', 'ls scenarios/flaky-link.json', '```')
+        self.assertEqual(code, 0, output)
 
     def test_other_languages_and_marked_blocks_are_not_run(self):
         code, output = self.run_page('```json', 'false', '```', '<!-- not run: installs -->', '```sh', 'false', '```',
@@ -68,6 +80,13 @@ class PageCommandsTest(unittest.TestCase):
                                      'until [ -e sign ]; do sleep 0.05; done; sleep 0.3', '```')
         self.assertEqual(code, 1)
         self.assertIn('ended meanwhile with exit code 4', output)
+
+    def test_windows_blocks_that_run_together_are_not_taken_for_each_other(self):
+        code, output = self.run_page('<!-- beside the next block -->', '```bat', 'first', '```', '```bat', 'second', '```',
+                                     wine="sleep 0.3; printf 'ran '; cat \"$(printf '%s' \"$3\" | tr '\\\\' /)\"; sleep 0.3")
+        self.assertEqual(code, 0, output)
+        self.assertIn('ran first', output)
+        self.assertIn('ran second', output)
 
     def test_block_beside_nothing_is_refused(self):
         code, output = self.run_page('<!-- beside the next block -->', '```sh', 'true', '```')

@@ -20,7 +20,7 @@ void addCommonOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
         ->check(options::existingFile())
         ->type_name("PATH");
-    command.add_flag("--json", options.json, "Print one flat JSON object on standard output");
+    command.add_flag("--json", options.json, "Print one JSON object on standard output");
 }
 
 constexpr const char* kCallHelp =
@@ -149,8 +149,7 @@ constexpr const char* kVerifyExamples =
     "Examples:\n"
     "  dorven-host verify --fault-log faults.jsonl --count 1000\n"
     "  dorven-host verify --fault-log faults.jsonl --config camera.ini --count 1000 --json\n"
-    "  dorven-host verify --fault-log faults.jsonl --findings grab.json\n"
-    "\n";
+    "  dorven-host verify --fault-log faults.jsonl --findings grab.json\n";
 
 // After the options of a grab, none of which goes with --findings.
 void addVerifyOptions(CLI::App& command, HostOptions& options) {
@@ -158,9 +157,11 @@ void addVerifyOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab")
         ->required()
         ->type_name("FILE");
-    CLI::Option* findings = command.add_option("--findings", options.findingsFile,
-                                               "Do not grab: compare what grab --json or --json-lines printed into "
-                                               "that file; lateness then counts when it was given --max-latency-us");
+    CLI::Option* findings =
+        command.add_option("--findings", options.findingsFile,
+                           "Do not grab: compare what grab --json or --json-lines printed into "
+                           "that file; lateness then counts when it was given --max-latency-us. Goes "
+                           "with --fault-log, --allow-explained and --json alone");
     findings->check(options::existingFile())->type_name("FILE");
     for (CLI::Option* option : grabOptions)
         if (!option->check_lname("help") && !option->check_lname("json")) findings->excludes(option);
@@ -170,7 +171,7 @@ void addVerifyOptions(CLI::App& command, HostOptions& options) {
 }
 
 void addAskSnapOptions(CLI::App& command, HostOptions& options, double& timeoutSeconds) {
-    command.add_flag("--json", options.json, "Print one flat JSON object on standard output");
+    command.add_flag("--json", options.json, "Print one JSON object on standard output");
     command
         .add_option("--timeout", timeoutSeconds,
                     "End with exit code 3 when no answer came for that long, 0.01 to 86400 s (default 12; a link that "
@@ -218,8 +219,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     addAskSnapOptions(*askSnap, options, askTimeoutSeconds);
     const std::string footer =
         "\n"
-        "Exit codes: 0 done, 1 failed or a limit broken, 2 wrong usage, 3 no image or answer in time, 4 connection to "
-        "the simulator "
+        "Exit codes: 0 done, 1 failed or a limit broken, 2 wrong usage, 3 no image or answer in time, 4 connection "
         "lost.";
     app.footer(
         "Examples:\n"

@@ -16,7 +16,11 @@ constexpr const char* kSnapHelp =
     "first image of any kind, also one that waited in the ring, a faked one (they come after 22 s without a "
     "simulator)\n"
     "or one without a strip, as simulators with pictures of their own may send. Nothing is replaced without --force.\n"
-    "\n";
+    "\n"
+    "Examples:\n"
+    "  dorven-host snap picture.png\n"
+    "  dorven-host snap picture.pgm --config camera.ini --timeout 5\n"
+    "  dorven-host snap picture.raw --any --force --json\n";
 
 CLI::Validator imageFormat() {
     return CLI::Validator(
@@ -37,6 +41,7 @@ CLI::Validator imageFileName() {
 }  // namespace
 
 void addSaveOptions(CLI::App& command, HostOptions& options) {
+    command.option_defaults()->group("Saving, with --output");
     CLI::Option* output =
         command.add_option("--output", options.outputFolder,
                            "Save images in that folder, which is made when it is missing, and beside them frames.jsonl "
@@ -67,6 +72,7 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
         ->needs(output)
         ->type_name("MB");
     command.add_flag("--force", options.force, "Replace files of an earlier grab in that folder")->needs(output);
+    command.option_defaults()->group("Options");
     command.parse_complete_callback([&options, every, around] {
         if (around->count() > 0 && every->count() == 0) options.saveEvery = 0;
     });

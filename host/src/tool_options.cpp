@@ -13,7 +13,11 @@ constexpr const char* kDoctorHelp =
     "named objects from outside: it attaches to no ring, takes no event and removes no leftover. (On Windows it holds\n"
     "each object for the moment of the look.) Each finding is ok, a warning (works, but perhaps not as meant) or a\n"
     "problem; with a problem the exit code is 1.\n"
-    "\n";
+    "\n"
+    "Examples:\n"
+    "  dorven-host doctor\n"
+    "  dorven-host doctor --config camera.ini\n"
+    "  dorven-host doctor --json\n";
 
 constexpr const char* kBenchHelp =
     "bench starts dorven-simulator beside itself and loads the plugin as a host does; the callback only notes times.\n"
@@ -21,7 +25,11 @@ constexpr const char* kBenchHelp =
     "Lateness\n"
     "is that of the simulator's time stamps against an even grid. On Linux the run has object names of its own; on\n"
     "Windows it fails while a simulator or a camera has the names.\n"
-    "\n";
+    "\n"
+    "Examples:\n"
+    "  dorven-host bench\n"
+    "  dorven-host bench --size 640x480 --bytes-per-pixel 2 --fps 500\n"
+    "  dorven-host bench --fps 100 --fps 2000 --seconds 10 --json\n";
 
 }  // namespace
 

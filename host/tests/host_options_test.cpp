@@ -271,7 +271,7 @@ int examplesIn(const std::string& help, const std::string& call) {
 
 TEST(HostOptionsTest, EveryHelpHasThreeExamples) {
     EXPECT_GE(examplesIn(parse({"--help"}).data, "  dorven-host "), 3);
-    for (const char* command : {"info", "grab", "call", "ask-snap", "config"})
+    for (const char* command : {"info", "grab", "verify", "snap", "doctor", "bench", "call", "ask-snap", "config"})
         EXPECT_GE(examplesIn(parse({command, "--help"}).data, std::string("dorven-host ") + command), 3) << command;
 }
 

@@ -7,9 +7,14 @@
 namespace options {
 namespace {
 
+// Those that the help shows: a command without a group is for the program alone.
+std::vector<CLI::App*> shownCommands(CLI::App& app) {
+    return app.get_subcommands([](CLI::App* command) { return !command->get_group().empty(); });
+}
+
 std::vector<CLI::App*> allCommands(CLI::App& app) {
     std::vector<CLI::App*> commands{&app};
-    for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) commands.push_back(command);
+    for (CLI::App* command : shownCommands(app)) commands.push_back(command);
     return commands;
 }
 
@@ -57,8 +62,7 @@ void printWords(const CLI::App& app, CLI::App& command, std::ostream& data) {
         for (const std::string& name : namesOf(*option)) words += name + " ";
         if (namesOf(*option).empty()) files = offerFor(*option);
     }
-    for (const CLI::App* inner : command.get_subcommands([](CLI::App*) { return true; }))
-        words += inner->get_name() + " ";
+    for (const CLI::App* inner : shownCommands(command)) words += inner->get_name() + " ";
     if (!words.empty()) words.pop_back();
     data << "        \"" << keyOf(app, command) << "\") words=\"" << words << "\" operand=\"" << files << "\" ;;\n";
 }

@@ -22,11 +22,14 @@ struct Shown {
 
 std::string joined(const std::vector<std::string>& values) { return CLI::detail::join(values, " "); }
 
+// What the option was told to show, else what its variable holds.
 std::optional<std::string> defaultOf(CLI::Option& option) {
-    if (option.get_expected_min() == 0) return "false";
-    option.capture_default_str();
+    if (option.get_default_str().empty()) {
+        if (option.get_expected_min() == 0) return "false";
+        option.capture_default_str();
+    }
     const std::string text = option.get_default_str();
-    return text.empty() ? std::nullopt : std::optional(text);
+    return text.empty() || text == "[]" ? std::nullopt : std::optional(text);
 }
 
 Shown shown(const GivenSettings& given, const CLI::App& app, const CLI::App& command, CLI::Option& option) {

@@ -1,12 +1,14 @@
 #include "option_sources.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "completion.h"
 #include "config_show.h"
 #include "given_settings.h"
+#include "help_format.h"
 #include "option_list.h"
 #include "suggestions.h"
 
@@ -98,6 +100,12 @@ void addConfigCommand(CLI::App& app, ConfigCommand& config) {
     config.command->footer(configHelp(app));
 }
 
+void setHelpFormat(CLI::App& app) {
+    const auto format = std::make_shared<HelpFormat>();
+    app.formatter(format);
+    for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; })) command->formatter(format);
+}
+
 int runConfig(CLI::App& app, const ConfigCommand& config, const Surroundings& surroundings, std::ostream& data,
               std::ostream& people) {
     if (config.completion) {
@@ -118,6 +126,7 @@ std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::
                          const Surroundings& surroundings) {
     ConfigCommand config{};
     addConfigCommand(app, config);
+    setHelpFormat(app);
     std::optional<int> exitCode;
     std::ostringstream reason;
     try {

@@ -54,6 +54,7 @@ for program in dorven-host dorven-simulator; do
 done
 
 expect "grab|" dorven-host gr
+expect "bench|" dorven-host ben
 expect "--timeout|" dorven-host grab --ti
 expect "--config|" dorven-host call --conf
 expect "--fps|" dorven-simulator --fp

@@ -63,7 +63,7 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
                    "--raw-size; folders, files or patterns of names with * and ?, each in name order. All are loaded "
                    "before the first image")
         ->check(CLI::Validator(checkPath, "", "path"))
-        ->type_name("PATH...");
+        ->type_name("PATH");
     app.add_option("--raw-size", _rawSize,
                    "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default 1): every "
                    "file but PNG and PGM holds pixels and nothing else, of one or several images")
@@ -73,14 +73,16 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
                    "Order of the pictures: loop, ping-pong (there and back) or hold (the last one for good) (default "
                    "loop)")
         ->check(CLI::Validator(checkPlay, "", "play"))
-        ->type_name("ORDER");
+        ->type_name("ORDER")
+        ->default_str("loop");
     app.add_flag("--scale", options.scale,
                  "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
     app.add_option("--window-motion", _windowMotion,
                    "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
                    "frame across and down; none refuses them (default drift)")
         ->check(CLI::Validator(checkWindowMotion, "", "window"))
-        ->type_name("MOTION");
+        ->type_name("MOTION")
+        ->default_str("drift");
     app.add_option("--image-memory", options.memoryMb,
                    "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))

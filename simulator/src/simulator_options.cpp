@@ -30,7 +30,7 @@ std::string checkSize(const std::string& text) {
 }
 
 void addAskOptions(CLI::App& command, SimulatorOptions& options) {
-    command.add_flag("--json", options.json, "Print one flat JSON object on standard output, with --watch one a line");
+    command.add_flag("--json", options.json, "Print one JSON object on standard output, with --watch one a line");
     command.add_flag("--watch", options.watch, "Ask again each second, until Ctrl-C");
     command
         .add_option("--timeout", options.timeoutSeconds,
@@ -51,12 +51,14 @@ void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
            },
            "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94, or a fraction such as 60000/1001 "
            "(default 100)")
-        ->type_name("RATE");
+        ->type_name("RATE")
+        ->default_str("100");
     app.add_option("--late", options.late,
                    "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
                    "numbers show it; burst delivers all of them, one straight after the other (default skip)")
         ->transform(CLI::CheckedTransformer(kLatePolicies).description(""))
-        ->type_name("skip|burst");
+        ->type_name("skip|burst")
+        ->default_str("skip");
 }
 
 void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
@@ -110,6 +112,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "dorven-simulator");
     app.set_version_flag("--version", std::string("dorven-simulator ") + DORVEN_VERSION);
     std::string size;
+    app.option_defaults()->group("Images");
     app.add_option(
            "--size", size,
            "Width and height in pixels, each 1 to 65536 (default as the camera answers, else as --config says, else "
@@ -125,10 +128,15 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
            "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
         ->check(options::existingFile())
         ->type_name("FILE.ini");
-    addPacingOptions(app, options);
     app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
+    bool noStrip = false;
+    app.add_flag("--no-strip", noStrip, "Leave the strip that proves each image black, so that no host can verify it");
+    bool noAsk = false;
+    app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
+    app.option_defaults()->group("Pacing");
+    addPacingOptions(app, options);
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
         ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
@@ -137,48 +145,49 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
                    "anew, and one that was only paused comes back. 0 to 86400 s; 0: never (default 10)")
         ->check(options::within(0.0, kMaxTimeout, "0 to 86400"))
         ->type_name("SECONDS");
-    bool noStrip = false;
-    app.add_flag("--no-strip", noStrip, "Leave the strip that proves each image black, so that no host can verify it");
-    addFaultOptions(app, options);
+    app.option_defaults()->group("Patterns");
     PatternCommandLine pattern(app, options.pattern);
+    app.option_defaults()->group("Own pictures, in place of a pattern");
     PictureCommandLine pictures(app, options.pictures);
-    bool noAsk = false;
-    app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
+    app.option_defaults()->group("Faults");
+    addFaultOptions(app, options);
+    app.option_defaults()->group("Options");
     app.require_subcommand(0, 1);
     CLI::App* const ask =
         app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
     addAskOptions(*ask, options);
     CLI::App* const list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
     bool listed = true;
-    list->add_flag("--list", listed, "As a table on standard output (default)");
+    list->add_flag("--list", listed, "As a table on standard output (default)")->default_str("true");
     list->add_flag("--json", options.json, "As one JSON object");
-    const std::string footer =
+    const std::string asking =
         "\n"
-        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
-        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n"
         "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
-        "ask: ask fails while a simulator runs that was started without --no-ask.\n"
-        "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
+        "ask: ask fails while a simulator runs that was started without --no-ask.\n";
+    const std::string exitCodes = "\nExit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
     app.footer(
         "Examples:\n"
         "  dorven-simulator --size 1280x1024 --fps 200\n"
         "  dorven-simulator --config camera.ini --count 1000\n"
         "  dorven-simulator --images pictures --fps 25\n"
         "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
-        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n" +
-        footer);
+        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n"
+        "\n"
+        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
+        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n" +
+        asking + exitCodes);
     list->footer(
         "Examples:\n"
         "  dorven-simulator patterns\n"
         "  dorven-simulator patterns --list\n"
         "  dorven-simulator patterns --json\n" +
-        footer);
+        exitCodes);
     ask->footer(
         "Examples:\n"
         "  dorven-simulator ask\n"
         "  dorven-simulator ask --json\n"
         "  dorven-simulator ask --watch --timeout 5\n" +
-        footer);
+        asking + exitCodes);
     if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (ask->parsed()) {
         options.command = SimulatorOptions::Command::ask;

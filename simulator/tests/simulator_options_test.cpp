@@ -208,7 +208,7 @@ TEST(SimulatorOptionsTest, WrongNamesAreAnsweredWithTheNearest) {
 
 TEST(SimulatorOptionsTest, EveryHelpHasThreeExamples) {
     EXPECT_GE(examplesIn(parse({"--help"}).data, "  dorven-simulator "), 3);
-    for (const char* command : {"ask", "config"})
+    for (const char* command : {"ask", "patterns", "config"})
         EXPECT_GE(examplesIn(parse({command, "--help"}).data, std::string("dorven-simulator ") + command), 3)
             << command;
 }
@@ -218,6 +218,9 @@ TEST(SimulatorOptionsTest, ConfigShowsTheOptionsAndEndsTheProgram) {
     EXPECT_EQ(parsed.exitCode, 0) << parsed.people;
     EXPECT_THAT(parsed.data, HasSubstr("timeout "));
     EXPECT_THAT(parsed.data, HasSubstr("simulator.conf"));
+    for (const char* row : {"fps +100 ", "late +skip ", "pattern +target ", "motion +none ", "motion-period +100 ",
+                            "play +loop ", "window-motion +drift ", "digits +true ", "images +- ", "no-strip +false "})
+        EXPECT_THAT(parsed.data, testing::ContainsRegex(std::string("\n  ") + row));
 }
 
 }  // namespace
