@@ -78,7 +78,14 @@ ChildProcess FaultRunsTest::startVerify(Arguments arguments) {
 }
 
 ChildProcess FaultRunsTest::startFaults(Arguments arguments) const {
-    arguments.insert(arguments.begin(), {"--config", _config, "--fps", "100", "--lines", "200", "--fault-log", _log});
+    arguments.insert(arguments.begin(), {"--config", _config, "--fault-log", _log});
+    // Late by a second before it skips a frame.
+    for (const auto& [option, value] : {
+             std::pair{"--fps",   "100"},
+             std::pair{"--lines", "200"}
+    }) {
+        if (std::ranges::find(arguments, option) == arguments.end()) arguments.insert(arguments.end(), {option, value});
+    }
     return startSimulator(arguments);
 }
 

@@ -39,7 +39,7 @@ protected:
     /// Starts the host's verify and waits until it has the camera open: it then sees every frame from the first one on.
     ChildProcess startVerify(Arguments arguments);
 
-    /// A simulator at 100 images per second that can be late by a second before it skips one.
+    /// A simulator; at 100 images per second unless told, with a ring that keeps a busy machine from losing one.
     ChildProcess startFaults(Arguments arguments) const;
 
     /// The whole run: the host until it ends, then the simulator.

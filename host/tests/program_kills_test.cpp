@@ -91,8 +91,8 @@ public:
 
     void startHost() { _host.emplace("grabsAndTells", test::Arguments{_arrivedName, _config}); }
     void startSimulator() {
-        _simulator.emplace(ChildProcess::program(
-            "dorven-simulator", {"--size", "900x40", "--fps", "200", "--reader-timeout", "1"}));
+        _simulator.emplace(
+            ChildProcess::program("dorven-simulator", {"--size", "900x40", "--fps", "200", "--reader-timeout", "1"}));
     }
     void killHost() { _host->kill(); }
     void killSimulator() { _simulator->kill(); }
