@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
+#include <string_view>
 
 #include "absolute_path.h"
 #include "doctor_checks.h"
@@ -83,7 +83,7 @@ std::string architectureOf(const std::string& head) {
 }
 
 std::string wantedArchitecture() {
-    const bool windows = std::strstr(DORVEN_PLUGIN_FILE, ".dll") != nullptr;
+    const bool windows = std::string_view(DORVEN_PLUGIN_FILE).ends_with(".dll");
     return windows ? "Windows library for 64-bit x86" : "Linux library for 64-bit x86";
 }
 

@@ -8,6 +8,7 @@
 #include "config_show.h"
 #include "given_settings.h"
 #include "option_list.h"
+#include "value_checks.h"
 
 namespace options {
 namespace {
@@ -117,6 +118,7 @@ std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::
                          const Surroundings& surroundings) {
     ConfigCommand config{};
     addConfigCommand(app, config);
+    addValueChecks(app);
     std::optional<int> exitCode;
     std::ostringstream reason;
     try {
