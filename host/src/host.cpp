@@ -10,6 +10,7 @@
 #include "call.h"
 #include "command_report.h"
 #include "doctor.h"
+#include "doctor_checks.h"
 #include "grab.h"
 #include "grab_limits.h"
 #include "grab_report.h"
@@ -129,6 +130,10 @@ int hostMain(int argc, const char* const* argv) {
         if (options.command == HostOptions::Command::bench) {
             platform_installStopHandler();
             return runBench(options, std::cout, std::cerr);
+        }
+        if (const std::string problem = problemOfConfiguration(options.configFile); !problem.empty()) {
+            std::cerr << "dorven-host: " << problem << std::endl;
+            return kExitFailed;
         }
         std::string error;
         const auto library = PluginLibrary::load(options.pluginPath, error);

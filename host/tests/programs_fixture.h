@@ -30,6 +30,11 @@ protected:
         arguments.insert(arguments.begin(), {"grab", "--config", _config, "--json"});
         return startHost(std::move(arguments));
     }
+    /// The outputs are in the same files as the host's.
+    ChildProcess startSimulatorWithOutputs(Arguments arguments) {
+        arguments.insert(arguments.begin(), {_folder.path("out.txt"), _folder.path("err.txt")});
+        return {"simulatorWithOutputs", arguments};
+    }
     static ChildProcess startSimulator(const Arguments& arguments) {
         return ChildProcess::program("dorven-simulator", arguments);
     }

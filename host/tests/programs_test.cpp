@@ -270,7 +270,9 @@ TEST_F(ScriptedWriterTest, VerifyFindsTheFaultsOfTheLogAndTellsWhatIsNotInIt) {
     EXPECT_EQ(host.join(60s), 0) << people();
     EXPECT_EQ(data()["matched"], true);
     EXPECT_EQ(data()["found"], 2);
-    const std::string saved = _folder.file("grab.json", data()["grab"].dump());
+    auto grab = data()["grab"];
+    grab["late_from_us"] = nullptr;  // as of a grab that was given no limit: a busy machine's lateness does not count
+    const std::string saved = _folder.file("grab.json", grab.dump());
     EXPECT_EQ(startHost({"verify", "--findings", saved, "--fault-log", log}).join(60s), 0) << people();
     EXPECT_EQ(text("out.txt"), "");
     _folder.file("faults.jsonl", run);

@@ -24,6 +24,7 @@ void platform_installStopHandler() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 bool platform_stopRequested() { return stopRequestedFlag.load(std::memory_order_relaxed); }
