@@ -94,7 +94,8 @@ std::unique_ptr<MIniData> openFile(const std::string& path, Findings& findings) 
     auto ini = std::make_unique<MIniData>(path.c_str());
     if (!ini->IsOpen()) {
         const std::string reason = ini->GetLastErrorText().empty() ? "" : ": " + ini->GetLastErrorText();
-        add(findings, kCheck, FindingLevel::problem, path + ": cannot be read" + reason + ": the camera does not open",
+        add(findings, kCheck, FindingLevel::problem,
+            path + ": cannot be read" + reason + ": the camera takes its defaults",
             "make it an ini file that can be read");
         return nullptr;
     }
@@ -103,14 +104,14 @@ std::unique_ptr<MIniData> openFile(const std::string& path, Findings& findings) 
     return ini;
 }
 
-// The last file of the chain, whose name path becomes; null when the camera does not open.
+// The last file of the chain, whose name path becomes; null when it cannot be read.
 std::unique_ptr<MIniData> followChain(std::string& path, Findings& findings) {
     std::vector<std::string> visited;
     for (;;) {
         const std::string plain = plainName(path);
         if (std::find(visited.begin(), visited.end(), plain) != visited.end()) {
             add(findings, kCheck, FindingLevel::problem,
-                path + ": the files lead in a circle: the camera does not open",
+                path + ": the files lead in a circle: the camera takes its defaults",
                 std::string("remove ") + kRedirectKey + " from one of them");
             return nullptr;
         }
@@ -177,6 +178,15 @@ std::optional<frames::ImageFormat> examineConfiguration(const std::string& path,
     if (!possible) return std::nullopt;
     return frames::ImageFormat{static_cast<std::size_t>(values[0]), static_cast<std::size_t>(values[1]),
                                static_cast<std::size_t>(values[2])};
+}
+
+std::string problemOfConfiguration(const std::string& path) {
+    Findings findings;
+    examineConfiguration(path, findings);
+    const auto problem = std::find_if(findings.begin(), findings.end(),
+                                      [](const Diagnosis& finding) { return finding.level == FindingLevel::problem; });
+    if (problem == findings.end()) return "";
+    return problem->advice.empty() ? problem->found : problem->found + "; " + problem->advice;
 }
 
 }  // namespace host

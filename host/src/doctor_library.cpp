@@ -81,8 +81,8 @@ std::string architectureOf(const std::string& head) {
 }
 
 std::string wantedArchitecture() {
-    return std::string_view(DORVEN_PLUGIN_FILE).ends_with(".dll") ? "Windows library for 64-bit x86"
-                                                                  : "Linux library for 64-bit x86";
+    const bool windows = std::string_view(DORVEN_PLUGIN_FILE).ends_with(".dll");
+    return windows ? "Windows library for 64-bit x86" : "Linux library for 64-bit x86";
 }
 
 std::uint64_t sizeOf(const std::string& path) {

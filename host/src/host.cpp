@@ -11,6 +11,7 @@
 #include "command_report.h"
 #include "data_output.h"
 #include "doctor.h"
+#include "doctor_checks.h"
 #include "grab.h"
 #include "grab_limits.h"
 #include "grab_report.h"
@@ -119,8 +120,8 @@ int run(const HostOptions& options) {
             break;
     }
     if (!options.findingsFile.empty()) return verifySaved(options, std::cout, std::cerr);
-    std::string error;
-    const auto library = PluginLibrary::load(options.pluginPath, error);
+    std::string error = problemOfConfiguration(options.configFile);
+    const auto library = error.empty() ? PluginLibrary::load(options.pluginPath, error) : nullptr;
     if (library) return run(*library, options);
     std::cerr << "dorven-host: " << error << std::endl;
     return kExitFailed;

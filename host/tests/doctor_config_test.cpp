@@ -91,7 +91,7 @@ TEST_F(DoctorConfigTest, CircleIsAProblem) {
     std::filesystem::create_directories(_folder.path() + "/sub");
     EXPECT_EQ(examine(_folder.file("a.ini", "[Dorven]\ncamera_config=b.ini\n")), std::nullopt);
     ASSERT_EQ(problems().size(), 1u);
-    EXPECT_THAT(problems()[0], EndsWith(": the files lead in a circle: the camera does not open"));
+    EXPECT_THAT(problems()[0], EndsWith(": the files lead in a circle: the camera takes its defaults"));
 }
 
 TEST_F(DoctorConfigTest, ValueThatIsNoNumberOrOutOfRangeIsAProblem) {

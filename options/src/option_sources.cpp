@@ -11,6 +11,7 @@
 #include "help_format.h"
 #include "option_list.h"
 #include "suggestions.h"
+#include "value_checks.h"
 
 namespace options {
 namespace {
@@ -127,6 +128,7 @@ std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::
     ConfigCommand config{};
     addConfigCommand(app, config);
     setHelpFormat(app);
+    addValueChecks(app);
     std::optional<int> exitCode;
     std::ostringstream reason;
     try {

@@ -162,6 +162,39 @@ INSTANTIATE_TEST_SUITE_P(
                     BadFile{"json = perhaps\n", "key json: "}, BadFile{"timeout = 20\nab\n", "line 2: 'ab' is no key"},
                     BadFile{"timeout\n", "key timeout: "}));
 
+TEST_F(OptionSourcesTest, EmptyValueIsRefused) {
+    program.run({"grab", "--output", ""});
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_THAT(program.people, HasSubstr("--output: an empty text is no value"));
+    program.run({"--fault", "drop", "--fault", ""});
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_THAT(program.people, HasSubstr("--fault: an empty text is no value"));
+}
+
+TEST_F(OptionSourcesTest, FlagRefusesEveryWordButTheUsualOnes) {
+    for (const char* word : {"--json=2x", "--json=2", "--json=maybe", "--json=TRUE!"}) {
+        program.run({"grab", word});
+        EXPECT_EQ(program.exitCode, 2) << word;
+        EXPECT_THAT(program.people, HasSubstr("--json")) << word;
+    }
+    for (const char* word : {"--json=yes", "--json=on", "--json=1", "--json=true"}) {
+        program.json = false;
+        program.run({"grab", word});
+        EXPECT_FALSE(program.exitCode) << word;
+        EXPECT_TRUE(program.json) << word;
+    }
+    for (const char* word : {"--json=no", "--json=off", "--json=0", "--json=false"}) {
+        program.json = true;
+        program.run({"grab", word});
+        EXPECT_FALSE(program.exitCode) << word;
+        EXPECT_FALSE(program.json) << word;
+    }
+    program.environment = {"DORVEN_SAMPLE_JSON=2x"};
+    program.run({"grab"});
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_THAT(program.people, HasSubstr("environment variable DORVEN_SAMPLE_JSON: '2x' is neither true nor false"));
+}
+
 TEST_F(OptionSourcesTest, BadValueInTheEnvironmentNamesItsVariable) {
     program.environment = {"DORVEN_SAMPLE_TIMEOUT=61"};
     program.run({"grab"});

@@ -70,7 +70,9 @@ std::int64_t platform_monotonicNanoseconds();
 bool platform_sleepUntil(std::int64_t deadlineNanoseconds);
 
 /// From now on Ctrl-C and a request to terminate (SIGINT, SIGTERM; console control events) do not end the process
-/// but make platform_stopRequested true. A second one ends the process at once. Programs only, never the plugin.
+/// but make platform_stopRequested true. A second one ends the process at once. On Linux a file that has
+/// reached the size limit of the process (RLIMIT_FSIZE) is from then on a full disk and ends nothing. Programs only,
+/// never the plugin.
 void platform_installStopHandler();
 
 /// True once a stop was requested. Any thread.

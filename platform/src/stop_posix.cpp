@@ -24,6 +24,7 @@ void platform_installStopHandler() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 void platform_letBrokenPipesFail() { signal(SIGPIPE, SIG_IGN); }

@@ -1,6 +1,5 @@
 #include "simulator_options.h"
 
-#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -18,10 +17,9 @@ constexpr std::size_t kMaxLines = 1000;
 constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
 
-const std::vector<std::pair<std::string, LatePolicy>> kLatePolicies{
-    {"skip",  LatePolicy::skip },
-    {"burst", LatePolicy::burst},
-};
+std::string checkLate(const std::string& text) {
+    return text == "skip" || text == "burst" ? std::string() : "'" + text + "' is none of skip, burst";
+}
 
 std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
@@ -53,10 +51,14 @@ void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
            "(default 100)")
         ->type_name("RATE")
         ->default_str("100");
-    app.add_option("--late", options.late,
-                   "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
-                   "numbers show it; burst delivers all of them, one straight after the other (default skip)")
-        ->transform(CLI::CheckedTransformer(kLatePolicies).description(""))
+    app.add_option_function<std::string>(
+           "--late",
+           [&options](const std::string& text) {
+               options.late = text == "burst" ? LatePolicy::burst : LatePolicy::skip;
+           },
+           "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
+           "numbers show it; burst delivers all of them, one straight after the other (default skip)")
+        ->check(CLI::Validator(checkLate, ""))
         ->type_name("skip|burst")
         ->default_str("skip");
 }

@@ -1,4 +1,5 @@
 // How the simulator ends when it is asked to: signals, so on Linux only.
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -13,6 +14,7 @@
 
 #include "child_process.h"
 #include "fault_log.h"
+#include "platform.h"
 #include "ring_reader.h"
 #include "temporary_folder.h"
 
@@ -24,8 +26,11 @@ using testing::HasSubstr;
 
 class StopTest : public testing::TestWithParam<int> {
 protected:
-    void start(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), test::programFolder() + "dorven-simulator");
+    void start(const std::vector<std::string>& arguments) {
+        startProgram(test::programFolder() + "dorven-simulator", arguments);
+    }
+    void startProgram(const std::string& path, std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), path);
         std::vector<char*> argv;
         for (std::string& argument : arguments) argv.push_back(argument.data());
         argv.push_back(nullptr);
@@ -105,6 +110,23 @@ TEST_P(StopTest, FrameThatWaitsForItsDelayIsNotCountedAsDelivered) {
     std::ifstream file(log);
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     EXPECT_THAT(text, testing::EndsWith("{\"event\":\"end\",\"next_frame\":5}\n"));
+}
+
+// Is asked to stop and takes its time.
+CHILD_ROLE(heedsNoStop) {
+    platform_installStopHandler();
+    std::fputs("ready\n", stderr);
+    while (!platform_stopRequested()) usleep(1000);
+    std::fputs("asked once\n", stderr);
+    for (;;) usleep(1000);
+}
+
+TEST_P(StopTest, SecondRequestEndsAProgramThatIsStillBusyWithTheFirst) {
+    startProgram(test::programPath(), {"--child-role", "heedsNoStop"});
+    while (output().find("ready") == std::string::npos) usleep(1000);
+    kill(_pid, GetParam());
+    while (output().find("asked once") == std::string::npos) usleep(1000);
+    EXPECT_EQ(stopAndJoin(GetParam()), -GetParam());
 }
 
 TEST(FullDiskTest, LogThatCannotBeWrittenIsToldOfOnceAndImagesGoOn) {
