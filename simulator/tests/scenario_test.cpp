@@ -146,6 +146,25 @@ TEST_F(FaultsTest, ChangedScenarioCountsFromItsFrameOnAndWhatStaysDoesNotBeginAn
     EXPECT_TRUE(faults->has(simulator::FaultKind::torn));
 }
 
+TEST_F(FaultsTest, ScenariosFaultStrikesBesideOneOfTheOptionsWithTheSameText) {
+    _options.faults.push_back(*simulator::parseFault("drop", _error));
+    _options.scenarioFile = _folder.file("s.json", scenarioOf(R"("torn@5")"));
+    const auto faults = open();
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("drop")"), 50));
+    EXPECT_EQ(faults->strikesAt(0).size(), 1u);
+    EXPECT_EQ(faults->strikesAt(50).size(), 1u);
+}
+
+TEST_F(FaultsTest, FaultWrittenASecondTimeStrikesAgain) {
+    _options.scenarioFile = _folder.file("s.json", scenarioOf(R"("drop")"));
+    const auto faults = open();
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("drop","drop")"), 50));
+    EXPECT_EQ(faults->strikesAt(50).size(), 1u);
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("torn@5")"), 60));
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("drop")"), 70));
+    EXPECT_EQ(faults->strikesAt(70).size(), 1u) << "it was not in force meanwhile";
+}
+
 TEST_F(FaultsTest, BrokenVersionIsToldOfAndTheFormerOneStays) {
     _options.scenarioFile = _folder.file("s.json", scenarioOf(R"("drop@100")"));
     const auto faults = open();
