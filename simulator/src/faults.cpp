@@ -5,8 +5,6 @@
 #include <random>
 #include <utility>
 
-#include "platform.h"
-
 namespace simulator {
 namespace {
 
@@ -56,7 +54,8 @@ bool Faults::openScenario(std::string& error) {
         if (!parsed) error.insert(0, _options.scenarioFile + ": ");
         if (!parsed) return false;
         scenario = std::move(*parsed);
-        _watch.emplace(_options.scenarioFile, *text);
+        _watch = std::make_unique<ScenarioWatch>(
+            [look = ScenarioLook(_options.scenarioFile, *text)]() mutable { return look.look(); });
     }
     // A random one of 32 bits, so that it can be typed.
     _seed = _options.seed ? *_options.seed : scenario.seed ? *scenario.seed : std::random_device()();
@@ -85,7 +84,7 @@ bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::st
 
 void Faults::look() {
     if (!_watch) return;
-    if (auto text = _watch->look(platform_monotonicNanoseconds())) _changed = std::move(text);
+    if (auto text = _watch->take()) _changed = std::move(text);
 }
 
 bool Faults::applyChange(std::uint64_t frame) {

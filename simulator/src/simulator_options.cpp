@@ -91,7 +91,7 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
         ->type_name("NAME[:TIME][@WHEN]");
     app.add_option("--scenario", options.scenarioFile,
                    "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
-        ->check(options::existingFile())
+        ->check(options::regularFile())
         ->type_name("FILE.json");
     app.add_option("--seed", options.seed,
                    "Start of everything random about the faults, 0 to 2^53: the same seed and options give the same "
