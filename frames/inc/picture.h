@@ -27,15 +27,21 @@ struct Picture {
 struct PictureWish {
     bool colour = false;                                             // else colours become their brightness
     std::size_t maxBytes = std::numeric_limits<std::size_t>::max();  // that its samples may take
+    bool (*stopRequested)() = nullptr;                               // asked between the images of one file
 };
 
 /// Reads a PNG file, or a PGM file in binary form (P5); the content decides, not the name. Samples of fewer bits are
-/// spread over the whole range; opacity is left out.
+/// spread over the whole range; opacity is left out. Only a regular file is opened, and none read that is larger than
+/// the wish could need.
 /// @return  false, with the file's name and the reason; picture is then untouched.
 bool readPicture(const std::string& path, const PictureWish& wish, Picture& picture, std::string& error);
 
+/// The same of a file's bytes. @return false, with the reason.
+bool decodePicture(const std::vector<std::uint8_t>& file, const PictureWish& wish, Picture& picture,
+                   std::string& error);
+
 /// Reads a file that holds pixels of a format and nothing else: one image or several, one behind the other. Of more
-/// than 4 bytes per pixel the first one is the grey.
+/// than 4 bytes per pixel the first one is the grey. When a stop is requested the images after the first are left out.
 ///
 /// @param bits  Significant bits of 2-byte pixels; greater values are white.
 /// @return      false, with the file's name and the reason; pictures is then untouched.

@@ -4,14 +4,13 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <system_error>
 #include <utility>
 
 #include "image_file.h"
+#include "png_chunks.h"
+#include "printable.h"
+#include "regular_file.h"
 #include "stb_settings.h"
 
 namespace frames {
@@ -23,24 +22,19 @@ constexpr std::uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A,
 constexpr std::uint8_t kPgmStart[] = {'P', '5'};
 constexpr std::size_t kMaxPixels = std::size_t{1} << 28;
 constexpr std::size_t kMaxSample = 65535;
+constexpr std::size_t kMaxFileBytes = std::size_t{1} << 40;  // where memory is not limited; a product of it still fits
 
-bool readFile(const std::string& path, Bytes& bytes, std::string& error) {
-    std::error_code failure;
-    if (std::filesystem::is_directory(path, failure)) {
-        error = path + ": is a folder";
+// Opens and reads a file of at most so many bytes.
+bool readFile(const std::string& path, std::size_t maxBytes, Bytes& bytes, std::string& error) {
+    RegularFile file;
+    if (!file.open(path, error)) return false;
+    if (file.stamp().bytes > maxBytes) {
+        error = path + ": has " + std::to_string(file.stamp().bytes) + " bytes, more than there is memory for";
         return false;
     }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        error = path + ": cannot be opened for reading";
-        return false;
-    }
-    bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    if (file.bad()) {
-        error = path + ": cannot be read";
-        return false;
-    }
-    return true;
+    if (file.readAll(bytes)) return true;
+    error = path + ": cannot be read";
+    return false;
 }
 
 // PGM: "P5", width, height, greatest value, each behind blanks or comments, one blank, then the pixels.
@@ -127,6 +121,12 @@ struct Freeing {
     void operator()(std::uint16_t* block) const { std::free(block); }
 };
 
+// Not each of the library's failures has one.
+std::string decodersReason() {
+    const char* const reason = stbi_failure_reason();
+    return reason ? printable(reason) : "its pixels cannot be decoded";
+}
+
 std::string decodePng(const Bytes& file, const PictureWish& wish, Picture& picture) {
     constexpr std::size_t kSizePlace = 16;
     if (file.size() < kSizePlace + 8) return "is damaged: ends within its header";
@@ -145,9 +145,11 @@ std::string decodePng(const Bytes& file, const PictureWish& wish, Picture& pictu
     picture.channels = wish.colour && stored >= 3 ? 3 : 1;
     if (std::string reason = tooLarge(picture.width, picture.height, picture.channels, wish); !reason.empty())
         return reason;
+    if (const std::string problem = problemOfPngChunks(file.data(), file.size()); !problem.empty())
+        return "is damaged: " + problem;
     const std::unique_ptr<std::uint16_t, Freeing> samples(
         stbi_load_16_from_memory(file.data(), size, &width, &height, &stored, static_cast<int>(picture.channels)));
-    if (!samples) return "is damaged: " + std::string(stbi_failure_reason());
+    if (!samples) return "is damaged: " + decodersReason();
     picture.samples.assign(samples.get(), samples.get() + picture.width * picture.height * picture.channels);
     return {};
 }
@@ -198,35 +200,42 @@ std::vector<std::uint8_t> Picture::line(std::size_t y, const PixelWriter& writer
 }
 
 bool readPicture(const std::string& path, const PictureWish& wish, Picture& picture, std::string& error) {
+    // 16 bits of colour with opacity have the most bytes for a sample, and then there are headers.
+    constexpr std::size_t kMostBytesPerSample = 8;
+    constexpr std::size_t kHeaders = std::size_t{1} << 20;
+    const std::size_t maxSamples = std::min(wish.maxBytes, kMaxFileBytes) / sizeof(std::uint16_t);
     Bytes file;
-    if (!readFile(path, file, error)) return false;
+    if (!readFile(path, maxSamples * kMostBytesPerSample + kHeaders, file, error)) return false;
+    if (decodePicture(file, wish, picture, error)) return true;
+    error.insert(0, path + ": ");
+    return false;
+}
+
+bool decodePicture(const std::vector<std::uint8_t>& file, const PictureWish& wish, Picture& picture,
+                   std::string& error) {
     Picture decoded;
-    if (const std::string reason = decode(file, wish, decoded); !reason.empty()) {
-        error = path + ": " + reason;
-        return false;
-    }
+    error = decode(file, wish, decoded);
+    if (!error.empty()) return false;
     picture = std::move(decoded);
     return true;
 }
 
 bool readRawPictures(const std::string& path, const ImageFormat& format, unsigned bits, const PictureWish& wish,
                      std::vector<Picture>& pictures, std::string& error) {
+    const bool coloured = format.bytesPerPixel == 3 || format.bytesPerPixel == 4;
+    const std::size_t channels = wish.colour && coloured ? 3 : 1;
     Bytes file;
-    if (!readFile(path, file, error)) return false;
+    const std::size_t maxPixels = std::min(wish.maxBytes, kMaxFileBytes) / sizeof(std::uint16_t) / channels;
+    if (!readFile(path, maxPixels * format.bytesPerPixel, file, error)) return false;
     if (file.empty() || file.size() % format.bytes() != 0) {
         error = path + ": has " + std::to_string(file.size()) + " bytes, no whole number of images of " +
                 sizeText(format) + " (" + std::to_string(format.bytes()) + " bytes each)";
         return false;
     }
-    const bool coloured = format.bytesPerPixel == 3 || format.bytesPerPixel == 4;
-    const std::size_t channels = wish.colour && coloured ? 3 : 1;
-    if (file.size() / format.bytesPerPixel * channels > wish.maxBytes / sizeof(std::uint16_t)) {
-        error = path + ": holds more images than there is memory for";
-        return false;
-    }
     const PixelWriter depth(format.bytesPerPixel, bits);
     std::vector<Picture> read;
     for (std::size_t start = 0; start < file.size(); start += format.bytes()) {
+        if (start > 0 && wish.stopRequested && wish.stopRequested()) break;
         Picture picture{format.width, format.height, channels, {}};
         picture.samples.reserve(format.width * format.height * channels);
         for (std::size_t at = start; at < start + format.bytes(); at += format.bytesPerPixel)

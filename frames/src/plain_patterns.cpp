@@ -26,7 +26,7 @@ double along(std::size_t place, std::size_t count) {
     return count > 1 ? static_cast<double>(place) / static_cast<double>(count - 1) : 0.0;
 }
 
-/// Every line is the same one, or every second field is.
+/// Every line is the same one.
 class RepeatedLine : public StillPattern {
 public:
     template <typename Brightness>

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "crc32.h"
 #include "image_file.h"
 #include "temporary_folder.h"
 
@@ -114,6 +115,60 @@ TEST_F(PictureTest, DamagedAndOtherFilesAreRefused) {
     EXPECT_THAT(refusal(_folder.file("x.pgm", "P5 3 2 256\nabcde")), EndsWith("ends before its last pixel"));
 }
 
+std::string bigEndian(std::size_t value) {
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(value >> shift));
+    return bytes;
+}
+
+std::string chunk(const std::string& type, const std::string& content) {
+    const std::string checked = type + content;
+    return bigEndian(content.size()) + checked + bigEndian(frames::crc32(checked.data(), checked.size()));
+}
+
+// A PNG file of one pixel, with what stands between its header and its end.
+std::string pngOf(const std::string& chunks) {
+    return "\x89PNG\r\n\x1A\n" + chunk("IHDR", std::string("\0\0\0\1\0\0\0\1\x08\0\0\0\0", 13)) + chunks +
+           chunk("IEND", "");
+}
+
+// The line of one pixel, packed without packing.
+const std::string kPixel("\x78\x01\x01\x02\x00\xFD\xFF\x00\x5A\x00\x5C\x00\x5B", 13);
+
+TEST_F(PictureTest, ChunksOfAPngAreChecked) {
+    const std::string good = pngOf(chunk("IDAT", kPixel));
+    EXPECT_THAT(read(_folder.file("x.png", good)).samples, ElementsAre(0x5A5A));
+    EXPECT_THAT(read(_folder.file("x.png", good + "behind")).samples, ElementsAre(0x5A5A));
+    EXPECT_THAT(read(_folder.file("x.png", pngOf(chunk("tEXt", "a") + chunk("IDAT", kPixel.substr(0, 5)) +
+                                                 chunk("IDAT", kPixel.substr(5)))))
+                    .samples,
+                ElementsAre(0x5A5A));
+    const auto problem = [&](const std::string& file) { return refusal(_folder.file("x.png", file)); };
+    for (std::size_t at = 16; at < 33; ++at) {
+        std::string wrong = good;
+        wrong[at] = static_cast<char>(wrong[at] ^ 4);
+        EXPECT_NE(problem(wrong), "") << at;
+    }
+    std::string wrong = good;
+    wrong[8 + 25 + 8 + 8] = '!';
+    EXPECT_THAT(problem(wrong), EndsWith("x.png: is damaged: the check sum of its chunk IDAT is wrong"));
+    EXPECT_THAT(problem(pngOf("")), EndsWith("is damaged: has no pixels"));
+    EXPECT_THAT(problem(pngOf(chunk("IDAT", kPixel) + chunk("tEXt", "a") + chunk("IDAT", ""))),
+                EndsWith("is damaged: its pixels are interrupted by another chunk"));
+    EXPECT_THAT(problem(pngOf(good.substr(8, 25) + chunk("IDAT", kPixel))),
+                EndsWith("is damaged: does not begin with one header"));
+    EXPECT_THAT(problem(good.substr(0, good.size() - 12)), EndsWith("is damaged: ends within its chunks"));
+    EXPECT_THAT(problem(good.substr(0, good.size() - 14)), EndsWith("is damaged: ends within a chunk"));
+    EXPECT_THAT(problem(good.substr(0, 33) + "\xFF\xFF\xFF\xFFIDAT____"), EndsWith("is damaged: ends within a chunk"));
+    EXPECT_THAT(problem(pngOf(chunk("\x1B[2J", "") + chunk("IDAT", kPixel))),
+                EndsWith("is damaged: has a chunk whose type is no word"));
+}
+
+// The decoder has no words for a block of the fourth kind, which there is not.
+TEST_F(PictureTest, DamageThatTheDecoderDoesNotNameIsRefusedAsWell) {
+    EXPECT_THAT(refusal(_folder.file("x.png", pngOf(chunk("IDAT", "\x78\x01\x07")))), HasSubstr("x.png: is damaged: "));
+}
+
 TEST_F(PictureTest, PngThatEndsTooSoonIsRefused) {
     std::vector<std::uint8_t> file;
     std::string error;
@@ -149,8 +204,26 @@ TEST_F(PictureTest, MoreThanMayBeTakenIsRefused) {
     EXPECT_EQ(read(grey, {.maxBytes = 200}).samples.size(), 100u);
     const std::string pgm = _folder.file("x.pgm", "P5 2 1 255\nab");
     EXPECT_THAT(refusal(pgm, {.maxBytes = 3}), EndsWith("more than there is memory for"));
-    EXPECT_THAT(rawRefusal("abcd", {2, 2, 1}, {.maxBytes = 7}), EndsWith("holds more images than there is memory for"));
+    EXPECT_THAT(rawRefusal("abcd", {2, 2, 1}, {.maxBytes = 7}), EndsWith("has 4 bytes, more than there is memory for"));
 }
+
+TEST_F(PictureTest, FileThatIsLargerThanAnyPictureItMayHoldIsNotRead) {
+    const std::string path = _folder.file("x.pgm", "P5 1 1 255\na" + std::string(1 << 20, ' '));
+    EXPECT_THAT(refusal(path, {.maxBytes = 2}), EndsWith("has 1048588 bytes, more than there is memory for"));
+    EXPECT_EQ(read(path, {.maxBytes = 4}).samples.size(), 1u);
+    const std::string colours(24, 'x');
+    EXPECT_THAT(rawRefusal(colours, {2, 4, 3}, {.colour = true, .maxBytes = 47}),
+                EndsWith("has 24 bytes, more than there is memory for"));
+    EXPECT_EQ(readRaw(colours, {2, 4, 3}, 16, {.colour = true, .maxBytes = 48}).size(), 1u);
+    EXPECT_EQ(readRaw(colours, {2, 4, 3}, 16, {.maxBytes = 16}).size(), 1u);
+}
+
+TEST_F(PictureTest, ImagesOfARawFileAfterTheFirstAreLeftOutOnAStop) {
+    EXPECT_EQ(readRaw("abcdef", {2, 1, 1}, 16, {.stopRequested = [] { return true; }}).size(), 1u);
+    EXPECT_EQ(readRaw("abcdef", {2, 1, 1}, 16, {.stopRequested = [] { return false; }}).size(), 3u);
+}
+
+TEST_F(PictureTest, FoldersAreNoPictures) { EXPECT_EQ(refusal(_folder.path()), _folder.path() + ": is a folder"); }
 
 TEST_F(PictureTest, RawFileOfOneImageIsRead) {
     const auto pictures = readRaw("abcdef", {3, 2, 1});

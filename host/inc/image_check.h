@@ -28,8 +28,7 @@ struct ImageCheckSettings {
 ///              repeated
 ///   stale      the image was complete more than 1 s before it arrived, or before the grab began
 ///   format     width, height or bytes per pixel differ from the first image's, or the strip is missing or damaged
-///   where
-///              an image before had one, unless the camera made the image itself
+///              where an image before had one, unless the camera made the image itself
 ///   counter    the record's counter less the strip's number changed (modulo 2^32)
 ///   timeBack   the strip's time stamp lies before that of an image with a smaller number
 ///   late       latency at or above a limit

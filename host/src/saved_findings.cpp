@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "grab_report.h"
+#include "shallow_json.h"
 
 namespace host {
 namespace {
@@ -78,6 +79,15 @@ GrabEvidence evidenceOf(const Json& object) {
     return evidence;
 }
 
+// Null when it is no JSON.
+Json jsonOrNull(std::string_view text) {
+    try {
+        return options::parseShallowJson(text);
+    } catch (const Json::exception&) {
+        return nullptr;
+    }
+}
+
 std::string_view lastLine(std::string_view text) {
     const std::size_t end = text.find_last_not_of(" \t\r\n");
     if (end == std::string_view::npos) return {};
@@ -97,19 +107,18 @@ std::string problemOfEvidence(std::uint64_t findingsOmitted, std::uint64_t resta
 }
 
 bool readSavedFindings(std::string_view text, GrabEvidence& evidence, std::string& error) {
-    Json object = Json::parse(text, nullptr, false);
-    if (!object.is_object()) object = Json::parse(lastLine(text), nullptr, false);
-    if (!object.is_object()) {
-        error = "is not what grab --json or grab --json-lines printed";
-        return false;
-    }
     try {
+        Json object = jsonOrNull(text);
+        if (!object.is_object()) object = jsonOrNull(lastLine(text));
+        if (!object.is_object()) throw ResultError("is not what grab --json or grab --json-lines printed");
         evidence = evidenceOf(object);
         return true;
     } catch (const ResultError& problem) {
         error = problem.what();
-        return false;
+    } catch (const options::NestedTooDeeply& problem) {
+        error = problem.what();
     }
+    return false;
 }
 
 bool readSavedFindingsFile(const std::string& path, GrabEvidence& evidence, std::string& error) {

@@ -173,6 +173,15 @@ TEST(InjectedFaultsTest, LineBeyondTheLimitIsRefusedBeforeItIsRead) {
     EXPECT_THAT(readAfterRun(std::string(host::kMaxFaultLogLine, '[') + "\n").error, HasSubstr("is not a JSON object"));
 }
 
+TEST(InjectedFaultsTest, DeepNestingIsRefusedWithoutGoingDown) {
+    const std::string deep = std::string(30'000, '[') + std::string(30'000, ']');
+    EXPECT_THAT(readAfterRun("{\"event\":\"fault\",\"fault\":" + deep + "}\n").error,
+                HasSubstr("\"fault\" is not a name"));
+    EXPECT_THAT(readAfterRun("{\"event\":\"fault\",\"fault\":\"drop\",\"frame\":1,\"expect\":" + deep + "}\n").error,
+                HasSubstr("\"expect\" has something else than objects"));
+    EXPECT_TRUE(readAfterRun("{\"event\":\"end\",\"next_frame\":1,\"more\":" + deep + "}\n").good);
+}
+
 // An endless stream of good lines, as a device file or a runaway simulator is one.
 class EndlessBuffer : public std::streambuf {
 protected:

@@ -100,6 +100,13 @@ TEST(SavedFindingsTest, OtherTextsAreRefused) {
     EXPECT_EQ(read("{}").error, "\"schema\" is missing");
 }
 
+TEST(SavedFindingsTest, DeepNestingIsRefusedWithoutGoingDown) {
+    const std::string deep = std::string(240'000, '[') + std::string(240'000, ']');
+    for (const std::string& text :
+         {deep, deep.substr(0, 240'000), "{\"findings\":" + deep + "}", "one\n{\"a\":" + deep})
+        EXPECT_EQ(read(text).error, "nested too deeply");
+}
+
 // Each change makes the result one that cannot be read.
 TEST(SavedFindingsTest, WrongValuesAreRefusedWithTheirKey) {
     const std::pair<const char*, const char*> changes[] = {

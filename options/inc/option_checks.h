@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "platform.h"
+#include "regular_file.h"
 
 namespace options {
 
@@ -31,6 +32,17 @@ inline CLI::Validator existingFile() {
             if (file == INVALID_HANDLE_VALUE) return path + " is not a file that can be read";
             CloseHandle(file);
             return std::string();
+        },
+        "");
+}
+
+/// A file that can be read whole: no pipe or device either, which could keep the program waiting.
+inline CLI::Validator regularFile() {
+    return CLI::Validator(
+        [](const std::string& path) {
+            RegularFile file;
+            std::string problem;
+            return file.open(path, problem) ? std::string() : problem;
         },
         "");
 }

@@ -12,11 +12,12 @@
 #include "fault_log.h"
 #include "fault_plan.h"
 #include "scenario.h"
+#include "scenario_watch.h"
 #include "simulator_options.h"
 
 namespace simulator {
 
-/// One thread's, but for answers().
+/// One thread's, but for answers(). A scenario's file is watched by a further one.
 class Faults {
 public:
     /// Reads the scenario and opens the log.
@@ -32,14 +33,14 @@ public:
     /// Whether one of the kind may strike as things are.
     bool has(FaultKind kind) const { return _plan.has(kind); }
 
-    /// Looks whether the scenario was changed. Cheap: reads the file ten times a second at most.
+    /// Asks whether the scenario was changed. Cheap: another thread reads the file.
     void look();
 
     /// Puts a changed scenario into force: the frame is the next one. A broken one is told of, and the former stays.
     /// @return  Whether the faults are others now.
     bool applyChange(std::uint64_t frame);
 
-    bool watches() const { return _watch.has_value(); }
+    bool watches() const { return _watch != nullptr; }
     FaultLog* log() const { return _log.get(); }
     std::uint64_t seed() const { return _seed; }
 
@@ -56,8 +57,9 @@ private:
     std::ostream& _people;
     std::uint64_t _seed = 0;
     FaultPlan _plan;
+    std::vector<FaultSpec> _scenarioFaults;  // those of the plan that the scenario brought
     std::unique_ptr<FaultLog> _log;
-    std::optional<ScenarioWatch> _watch;
+    std::unique_ptr<ScenarioWatch> _watch;
     std::optional<std::string> _changed;  // text that waits for its frame
     std::shared_ptr<AnswerFaults> _answers = std::make_shared<AnswerFaults>();
 };

@@ -35,7 +35,7 @@ WindowPlace windowAt(std::uint64_t frameNumber, std::size_t spareX, std::size_t 
 
 class ReplayedImages : public ImageSource {
 public:
-    /// Loads the pictures of the options.
+    /// Loads the pictures of the options; only the first ones when a stop is requested meanwhile.
     ///
     /// @param size           Width and height of the images; none: those of the first picture, which all must have.
     /// @param bytesPerPixel  Of the images: 2 keep the pictures' 16 bits, 3 and 4 their colours.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fault_spec.h"
+#include "regular_file.h"
 
 namespace simulator {
 
@@ -18,30 +19,16 @@ struct Scenario {
 };
 
 /// Reads a scenario from its text.
-/// @return  none, with the place and the reason, when it is no JSON, has an unknown or a missing entry, or a fault that
-///          cannot be.
+/// @return  none, with the place and the reason, when it is no JSON, is nested too deeply, has an unknown or a missing
+///          entry, or a fault that cannot be.
 std::optional<Scenario> parseScenario(const std::string& text, std::string& error);
 
-/// Reads a whole file of at most 1 MB.
+/// Reads a whole regular file of at most 1 MB.
 /// @return  none, with the file's name and the reason.
 std::optional<std::string> readScenarioFile(const std::string& path, std::string& error);
 
-/// Looks now and then whether a file has become another one. One thread.
-class ScenarioWatch {
-public:
-    /// @param text  What the file held when it was read.
-    ScenarioWatch(std::string path, std::string text) : _path(std::move(path)), _text(std::move(text)) {}
-
-    /// Looks, at most every 100 ms.
-    /// @return  The file's new text, once: when two looks in a row saw the same, so that nothing is taken which is only
-    ///          half written yet. A file that is missing for a moment, as while an editor replaces it, is no news.
-    std::optional<std::string> look(std::int64_t nowNs);
-
-private:
-    std::string _path;
-    std::string _text;                 // taken last
-    std::optional<std::string> _seen;  // other than that, at the last look
-    std::int64_t _nextLookNs = 0;
-};
+/// The same of a file that is open already.
+/// @param path  For the reason.
+std::optional<std::string> readScenario(RegularFile& file, const std::string& path, std::string& error);
 
 }  // namespace simulator

@@ -14,6 +14,10 @@
 #include "pattern_options.h"
 #include "picture_options.h"
 
+namespace options {
+struct Surroundings;
+}
+
 namespace simulator {
 
 struct SimulatorOptions {
@@ -56,5 +60,10 @@ struct SimulatorOptions {
 /// @return        The exit code when the program is to end now: 0 after --help and --version, 2 for wrong usage.
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
                                          std::ostream& data, std::ostream& people);
+
+/// The same with other variables and another user's file than this process has.
+std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
+                                         std::ostream& data, std::ostream& people,
+                                         const options::Surroundings& surroundings);
 
 }  // namespace simulator

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform.h"
+#include "utf8_path.h"
 
 namespace simulator {
 namespace {
@@ -43,7 +44,7 @@ std::vector<FrameRange> rangesOf(const std::vector<std::uint64_t>& frames) {
 std::unique_ptr<FaultLog> FaultLog::open(const std::string& path, std::ostream& people, std::string& error) {
     std::unique_ptr<FaultLog> log(new FaultLog(path, people));
     errno = 0;
-    log->_file.open(path, std::ios::binary | std::ios::trunc);
+    log->_file.open(pathOfText(path), std::ios::binary | std::ios::trunc);
     if (log->_file) return log;
     error = path + ": cannot be written: " + (errno != 0 ? std::strerror(errno) : "unknown reason");
     return nullptr;

@@ -1,10 +1,9 @@
 #include "faults.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <random>
 #include <utility>
-
-#include "platform.h"
 
 namespace simulator {
 namespace {
@@ -55,32 +54,37 @@ bool Faults::openScenario(std::string& error) {
         if (!parsed) error.insert(0, _options.scenarioFile + ": ");
         if (!parsed) return false;
         scenario = std::move(*parsed);
-        _watch.emplace(_options.scenarioFile, *text);
+        _watch = std::make_unique<ScenarioWatch>(
+            [look = ScenarioLook(_options.scenarioFile, *text)]() mutable { return look.look(); });
     }
     // A random one of 32 bits, so that it can be typed.
     _seed = _options.seed ? *_options.seed : scenario.seed ? *scenario.seed : std::random_device()();
     return takeScenario(scenario, 0, error);
 }
 
-/// A fault that was in force already stays so: one without frames does not strike again.
+/// A fault of the scenario that was in force already stays so: one without frames does not strike again. Written twice,
+/// it is two.
 bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::string& error) {
     std::vector<FaultSpec> specs = _options.faults;
+    std::vector<FaultSpec> formers = _scenarioFaults;
     for (FaultSpec spec : scenario.faults) {
-        const auto former = std::ranges::find(_plan.specs(), spec.text, &FaultSpec::text);
-        spec.since = former == _plan.specs().end() ? frame : former->since;
+        const auto former = std::ranges::find(formers, spec.text, &FaultSpec::text);
+        spec.since = former == formers.end() ? frame : former->since;
+        if (former != formers.end()) formers.erase(former);
         specs.push_back(std::move(spec));
     }
     if (const FaultSpec* spec = _options.ask ? nullptr : withoutLink(specs)) {
         error = spec->text + " needs the link to the camera, but --no-ask switches it off";
         return false;
     }
+    _scenarioFaults.assign(specs.begin() + static_cast<std::ptrdiff_t>(_options.faults.size()), specs.end());
     _plan = FaultPlan(std::move(specs), _seed, _options.framesPerSecond);
     return true;
 }
 
 void Faults::look() {
     if (!_watch) return;
-    if (auto text = _watch->look(platform_monotonicNanoseconds())) _changed = std::move(text);
+    if (auto text = _watch->take()) _changed = std::move(text);
 }
 
 bool Faults::applyChange(std::uint64_t frame) {

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <system_error>
 
+#include "utf8_path.h"
+
 namespace simulator {
 namespace {
 
@@ -18,11 +20,12 @@ bool filesIn(const fs::path& folder, Wanted wanted, std::vector<std::string>& fi
     std::error_code ignored;  // what vanishes meanwhile is no file
     for (fs::directory_iterator entry(folder.empty() ? "." : folder, failure), end; !failure && entry != end;
          entry.increment(failure)) {
-        const std::string name = entry->path().filename().string();
-        if (wanted(name) && !entry->is_directory(ignored)) files.push_back((folder / name).string());
+        const std::string name = textOfPath(entry->path().filename());
+        if (wanted(name) && !entry->is_directory(ignored))
+            files.push_back(textOfPath(folder / entry->path().filename()));
     }
     if (failure) {
-        error = folder.string() + ": cannot be read: " + failure.message();
+        error = textOfPath(folder) + ": cannot be read: " + failure.message();
         return false;
     }
     std::sort(files.begin(), files.end());
@@ -32,13 +35,13 @@ bool filesIn(const fs::path& folder, Wanted wanted, std::vector<std::string>& fi
 bool filesOf(const std::string& path, bool raw, std::vector<std::string>& files, std::string& error) {
     std::error_code failure;
     if (isGlob(path)) {
-        const std::string pattern = fs::path(path).filename().string();
+        const std::string pattern = textOfPath(pathOfText(path).filename());
         const auto fits = [&](const std::string& name) { return fitsGlob(name, pattern); };
-        if (!filesIn(fs::path(path).parent_path(), fits, files, error)) return false;
+        if (!filesIn(pathOfText(path).parent_path(), fits, files, error)) return false;
         if (files.empty()) error = path + ": no file has such a name";
-    } else if (fs::is_directory(path, failure)) {
+    } else if (fs::is_directory(pathOfText(path), failure)) {
         const auto fits = [&](const std::string& name) { return raw || isPictureName(name); };
-        if (!filesIn(path, fits, files, error)) return false;
+        if (!filesIn(pathOfText(path), fits, files, error)) return false;
         if (files.empty()) error = path + (raw ? ": holds no file" : ": holds no PNG or PGM file");
     } else {
         files.push_back(path);
@@ -49,7 +52,7 @@ bool filesOf(const std::string& path, bool raw, std::vector<std::string>& files,
 }  // namespace
 
 bool isGlob(const std::string& path) {
-    return fs::path(path).filename().string().find_first_of("*?") != std::string::npos;
+    return textOfPath(pathOfText(path).filename()).find_first_of("*?") != std::string::npos;
 }
 
 // On a mismatch the last star takes one character more; an earlier star never has to.
@@ -76,7 +79,7 @@ bool fitsGlob(const std::string& name, const std::string& pattern) {
 }
 
 bool isPictureName(const std::string& path) {
-    std::string extension = fs::path(path).extension().string();
+    std::string extension = textOfPath(pathOfText(path).extension());
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
     return extension == ".png" || extension == ".pgm";

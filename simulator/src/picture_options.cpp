@@ -7,6 +7,7 @@
 #include "image_size.h"
 #include "option_checks.h"
 #include "picture_files.h"
+#include "utf8_path.h"
 
 namespace simulator {
 namespace {
@@ -37,7 +38,7 @@ std::string checkWindowMotion(const std::string& name) {
 // A glob is looked for when the pictures are loaded.
 std::string checkPath(const std::string& path) {
     std::error_code failure;
-    if (isGlob(path) || std::filesystem::exists(path, failure)) return {};
+    if (isGlob(path) || std::filesystem::exists(pathOfText(path), failure)) return {};
     return "'" + path + "' does not exist";
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "picture_files.h"
+#include "platform.h"
 #include "strip.h"
 
 namespace simulator {
@@ -53,6 +54,8 @@ public:
     std::unique_ptr<ReplayedImages> load() {
         const bool raw = _options.rawSize.has_value();
         for (const std::string& path : pictureFiles(_options.images, raw, _error)) {
+            // Who stops the program waits for no picture; without any there would be nothing to end in order.
+            if (!_pictures.empty() && platform_stopRequested()) break;
             if (!addFile(path)) return nullptr;
         }
         if (_pictures.empty()) return nullptr;
@@ -63,7 +66,7 @@ private:
     bool addFile(const std::string& path) {
         const frames::PictureWish wish{_format.bytesPerPixel == 3 || _format.bytesPerPixel == 4,
                                        // Decoded samples take up to twice the bytes of the pixels made of them.
-                                       2 * _options.memoryMb * kMegabyte};
+                                       2 * _options.memoryMb * kMegabyte, &platform_stopRequested};
         std::vector<frames::Picture> pictures;
         if (_options.rawSize && !isPictureName(path)) {
             if (!readRawPictures(path, *_options.rawSize, _bits, wish, pictures, _error)) return false;
@@ -78,23 +81,32 @@ private:
 
     bool add(const std::string& path, frames::Picture picture) {
         if (_pictures.empty()) begin(path, picture);
-        if (_options.scale) picture = scaled(picture, _format.width, _format.height);
-        if (!fits(picture)) {
+        if (!_options.scale && !fits(picture)) {
             _error = path + ": has " + sizeText(picture.width, picture.height) + " pixels, but " + _sizeOwner +
                      " has " + sizeText(_format.width, _format.height);
             return false;
         }
-        const std::size_t sums = (picture.width - _format.width + 1) * sizeof(std::uint32_t);
-        const std::size_t bytes = (picture.width * _format.bytesPerPixel + sums) * picture.height;
+        // Before it is scaled, which takes that memory.
+        if (!takeRoom(path, _options.scale ? _format.width : picture.width,
+                      _options.scale ? _format.height : picture.height))
+            return false;
+        if (_options.scale) picture = scaled(picture, _format.width, _format.height);
+        std::vector<frames::StoredLine>& lines = _pictures.emplace_back(picture.height);
+        for (std::size_t y = 0; y < picture.height; ++y)
+            lines[y].assign(picture.line(y, _writer), _format, _appendLine);
+        return true;
+    }
+
+    // Room for a picture in the images' format, with a check sum for each place that a window can have in a line.
+    bool takeRoom(const std::string& path, std::size_t width, std::size_t height) {
+        const std::size_t sums = (width - _format.width + 1) * sizeof(std::uint32_t);
+        const std::size_t bytes = (width * _format.bytesPerPixel + sums) * height;
         if (bytes > _room) {
             _error = path + ": the pictures take more than the " + std::to_string(_options.memoryMb) +
                      " MB of --image-memory";
             return false;
         }
         _room -= bytes;
-        std::vector<frames::StoredLine>& lines = _pictures.emplace_back(picture.height);
-        for (std::size_t y = 0; y < picture.height; ++y)
-            lines[y].assign(picture.line(y, _writer), _format, _appendLine);
         return true;
     }
 

@@ -1,10 +1,12 @@
 #include "scenario.h"
 
 #include <cstddef>
-#include <fstream>
 #include <utility>
 
 #include <nlohmann/json.hpp>
+
+#include "printable.h"
+#include "shallow_json.h"
 
 namespace simulator {
 namespace {
@@ -12,9 +14,15 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::size_t kMaxBytes = 1'000'000;
-constexpr std::int64_t kLookNs = 100'000'000;
 constexpr std::uint64_t kMaxSeed = std::uint64_t{1} << 53;  // what every reader of JSON keeps exactly
 const char kSchema[] = "dorven-scenario/1";
+
+// An entry in place; null when there is none. No copies: they would go down nested values by recursion.
+const Json& entryOf(const Json& object, const char* name) {
+    static const Json none;
+    const auto found = object.find(name);
+    return found == object.end() ? none : *found;
+}
 
 // Names the first entry of an object that is none of those.
 std::string strayEntry(const Json& object, std::initializer_list<const char*> known) {
@@ -32,10 +40,9 @@ bool joinFault(const Json& object, std::string& text, std::string& error) {
         error = "a fault has no entry '" + stray + "', but fault, value and when";
         return false;
     }
-    const auto textOf = [&object](const char* name) { return object.value(name, Json()); };
-    const Json name = textOf("fault");
-    const Json value = textOf("value");
-    const Json when = textOf("when");
+    const Json& name = entryOf(object, "fault");
+    const Json& value = entryOf(object, "value");
+    const Json& when = entryOf(object, "when");
     const bool sound = name.is_string() && (value.is_null() || value.is_string()) &&
                        (when.is_null() || when.is_string() || when.is_number_unsigned());
     if (!sound) {
@@ -78,7 +85,7 @@ bool readFaults(const Json& faults, Scenario& scenario, std::string& error) {
 }
 
 bool readRoot(const Json& root, Scenario& scenario, std::string& error) {
-    if (!root.is_object() || root.value("schema", Json()) != kSchema) {
+    if (!root.is_object() || entryOf(root, "schema") != kSchema) {
         error = std::string("is no object with \"schema\": \"") + kSchema + "\"";
         return false;
     }
@@ -87,16 +94,16 @@ bool readRoot(const Json& root, Scenario& scenario, std::string& error) {
         error = "has no entry '" + stray + "', but schema, description, seed and faults";
         return false;
     }
-    const Json description = root.value("description", Json(""));
-    const Json seed = root.value("seed", Json());
-    if (!description.is_string()) {
+    const Json& description = entryOf(root, "description");
+    const Json& seed = entryOf(root, "seed");
+    if (root.contains("description") && !description.is_string()) {
         error = "description is no text";
     } else if (!seed.is_null() && (!seed.is_number_unsigned() || seed.get<std::uint64_t>() > kMaxSeed)) {
         error = "seed is no whole number from 0 to 2^53";
     } else if (!root.contains("faults")) {
         error = "has no faults";
     } else {
-        scenario.description = description.get<std::string>();
+        if (description.is_string()) scenario.description = description.get<std::string>();
         if (!seed.is_null()) scenario.seed = seed.get<std::uint64_t>();
         return readFaults(root["faults"], scenario, error);
     }
@@ -108,46 +115,32 @@ bool readRoot(const Json& root, Scenario& scenario, std::string& error) {
 std::optional<Scenario> parseScenario(const std::string& text, std::string& error) {
     Scenario scenario;
     try {
-        const Json root = Json::parse(text);
+        const Json root = options::parseShallowJson(text);
         if (readRoot(root, scenario, error)) return scenario;
     } catch (const Json::exception& exception) {  // tells line and column
         error = exception.what();
+    } catch (const options::NestedTooDeeply& exception) {
+        error = exception.what();
     }
+    error = printable(std::move(error));
     return std::nullopt;
 }
 
-std::optional<std::string> readScenarioFile(const std::string& path, std::string& error) {
-    std::ifstream file(path, std::ios::binary);
-    std::string text(kMaxBytes + 1, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    const auto bytes = static_cast<std::size_t>(file.gcount());
-    if (!file.is_open() || file.bad()) {
-        error = path + ": cannot be read";
-    } else if (bytes > kMaxBytes) {
+std::optional<std::string> readScenario(RegularFile& file, const std::string& path, std::string& error) {
+    std::string text;
+    if (file.stamp().bytes > kMaxBytes) {
         error = path + ": is larger than 1 MB";
+    } else if (!file.readAll(text)) {
+        error = path + ": cannot be read";
     } else {
-        text.resize(bytes);
         return text;
     }
     return std::nullopt;
 }
 
-std::optional<std::string> ScenarioWatch::look(std::int64_t nowNs) {
-    if (nowNs < _nextLookNs) return std::nullopt;
-    _nextLookNs = nowNs + kLookNs;
-    std::string error;
-    auto text = readScenarioFile(_path, error);
-    if (!text || *text == _text) {
-        _seen.reset();
-        return std::nullopt;
-    }
-    if (_seen != text) {
-        _seen = std::move(text);
-        return std::nullopt;
-    }
-    _text = *text;
-    _seen.reset();
-    return text;
+std::optional<std::string> readScenarioFile(const std::string& path, std::string& error) {
+    RegularFile file;
+    return file.open(path, error) ? readScenario(file, path, error) : std::nullopt;
 }
 
 }  // namespace simulator

@@ -15,6 +15,7 @@ namespace {
 constexpr int kWrongUsage = 2;
 constexpr std::size_t kMaxLines = 1000;
 constexpr double kMinTimeout = 0.01;
+constexpr double kMinReaderTimeout = 0.001;
 constexpr double kMaxTimeout = 86400.0;
 
 std::string checkLate(const std::string& text) {
@@ -25,6 +26,14 @@ std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
     if (frames::parseSize(text, size)) return {};
     return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(frames::kMaxSide);
+}
+
+// Less than a millisecond would be rounded to none, and none means never.
+std::string checkReaderTimeout(const std::string& text) {
+    double seconds = 0;
+    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
+    if (isNumber && (seconds == 0 || (seconds >= kMinReaderTimeout && seconds <= kMaxTimeout))) return {};
+    return "'" + text + "' is neither 0 nor a number from 0.001 to 86400";
 }
 
 void addAskOptions(CLI::App& command, SimulatorOptions& options) {
@@ -69,12 +78,15 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
     app.add_option_function<std::vector<std::string>>(
            "--fault",
            [&options](const std::vector<std::string>& texts) {
+               // Afresh: it is called again when the environment or the user's file fill other options.
+               std::vector<FaultSpec> faults;
                std::string error;
                for (const std::string& text : texts) {
                    const auto fault = parseFault(text, error);
                    if (!fault) throw CLI::ValidationError("--fault", error);
-                   options.faults.push_back(*fault);
+                   faults.push_back(*fault);
                }
+               options.faults = std::move(faults);
            },
            "Provoke a fault; may be given again. NAME: " + names +
                ". TIME with its unit: 20ms. WHEN: 100, 100-200, from:100, every:50, p:0.01 (of all frames) or t:3s "
@@ -83,10 +95,11 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
         ->type_name("NAME[:TIME][@WHEN]");
     app.add_option("--scenario", options.scenarioFile,
                    "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
-        ->check(options::existingFile())
+        ->check(options::regularFile())
         ->type_name("FILE.json");
     app.add_option("--seed", options.seed,
-                   "Start of everything random, 0 to 2^53: the same seed and options give the same faults (default: "
+                   "Start of everything random about the faults, 0 to 2^53: the same seed and options give the same "
+                   "faults (default: "
                    "another one each time, told on standard error)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("NUMBER");
@@ -108,6 +121,12 @@ std::string optionBesideSubcommand(const CLI::App& app) {
 
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
                                          std::ostream& data, std::ostream& people) {
+    return parseSimulatorOptions(argc, argv, options, data, people, options::surroundingsOfProcess());
+}
+
+std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
+                                         std::ostream& data, std::ostream& people,
+                                         const options::Surroundings& surroundings) {
     CLI::App app(
         "Plays the camera's other side: writes images into shared memory, from where the camera plugin of a measuring "
         "host takes them.",
@@ -144,8 +163,8 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         ->type_name("IMAGES");
     app.add_option("--reader-timeout", options.readerTimeoutSeconds,
                    "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
-                   "anew, and one that was only paused comes back. 0 to 86400 s; 0: never (default 10)")
-        ->check(options::within(0.0, kMaxTimeout, "0 to 86400"))
+                   "anew, and one that was only paused comes back. 0.001 to 86400 s; 0: never (default 10)")
+        ->check(CLI::Validator(checkReaderTimeout, "", "reader-timeout"))
         ->type_name("SECONDS");
     app.option_defaults()->group("Patterns");
     PatternCommandLine pattern(app, options.pattern);
@@ -190,7 +209,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "  dorven-simulator ask --json\n"
         "  dorven-simulator ask --watch --timeout 5\n" +
         asking + exitCodes);
-    if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
+    if (const auto exitCode = options::parse(app, argc, argv, data, people, surroundings)) return exitCode;
     if (ask->parsed()) {
         options.command = SimulatorOptions::Command::ask;
     } else if (list->parsed()) {

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "strip.h"
+#include "utf8_path.h"
 
 namespace simulator {
 namespace {
@@ -33,7 +34,7 @@ const char* motionName(frames::Motion::Kind kind) {
 }  // namespace
 
 std::shared_ptr<TruthLog> TruthLog::open(const std::string& path, std::string& error) {
-    auto file = std::make_unique<std::ofstream>(path, std::ios::binary | std::ios::trunc);
+    auto file = std::make_unique<std::ofstream>(pathOfText(path), std::ios::binary | std::ios::trunc);
     if (!*file) {
         error = path + ": cannot be written";
         return nullptr;

@@ -292,6 +292,14 @@ TEST_F(ReplayedImagesTest, PicturesTakeNoMoreMemoryThanTheyMay) {
     EXPECT_EQ(load()->pictureCount(), 2u);
 }
 
+// Not after it was scaled: these would take 8 GB.
+TEST_F(ReplayedImagesTest, SizeIsCheckedBeforeAPictureIsScaled) {
+    pgm("a.pgm", 2, 2, 10);
+    _options.memoryMb = 10;
+    _options.scale = true;
+    EXPECT_THAT(refusal(ImageFormat{65536, 65536, 1}), EndsWith("take more than the 10 MB of --image-memory"));
+}
+
 TEST_F(ReplayedImagesTest, PictureThatAloneIsTooLargeIsNotEvenDecoded) {
     pgm("a.pgm", 2000, 1000, 10);
     _options.memoryMb = 1;

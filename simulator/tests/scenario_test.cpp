@@ -16,7 +16,7 @@ namespace {
 using simulator::Faults;
 using simulator::FrameRange;
 using simulator::parseScenario;
-using simulator::ScenarioWatch;
+using simulator::ScenarioLook;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -63,6 +63,21 @@ TEST(ScenarioTest, WhatIsWrongIsNamed) {
     EXPECT_THAT(problemOf(scenarioOf(R"({"fault":"drop","when":-5})")), HasSubstr("a fault is an object with"));
 }
 
+TEST(ScenarioTest, DeepNestingIsRefusedWithoutGoingDown) {
+    const std::string start = R"({"schema":"dorven-scenario/1","faults":[],"description":)";
+    const auto nested = [&](std::size_t depth) {
+        return start + std::string(depth, '[') + std::string(depth, ']') + "}";
+    };
+    EXPECT_EQ(problemOf(nested(240'000)), "nested too deeply");
+    EXPECT_EQ(problemOf(start + std::string(240'000, '[')), "nested too deeply");
+    EXPECT_EQ(problemOf(std::string(240'000, '[')), "nested too deeply");
+    EXPECT_THAT(problemOf(nested(5)), HasSubstr("description is no text"));
+}
+
+TEST(ScenarioTest, ReasonsHoldNoControlCharacters) {
+    EXPECT_THAT(problemOf(scenarioOf(R"("d\u001b[2J")")), HasSubstr("'d?[2J': there is no fault"));
+}
+
 TEST(ScenarioTest, EveryExampleCanBePlayed) {
     std::size_t examples = 0;
     for (const auto& entry : std::filesystem::directory_iterator(DORVEN_SOURCE_DIR "/scenarios")) {
@@ -83,21 +98,19 @@ TEST(ScenarioTest, FilesThatAreMissingOrHugeAreRefused) {
     const test::TemporaryFolder folder;
     std::string error;
     EXPECT_FALSE(simulator::readScenarioFile(folder.path("none.json"), error));
-    EXPECT_THAT(error, HasSubstr("none.json: cannot be read"));
+    EXPECT_THAT(error, HasSubstr("none.json: cannot be opened for reading"));
     EXPECT_FALSE(simulator::readScenarioFile(folder.file("huge.json", std::string(1'000'001, ' ')), error));
     EXPECT_THAT(error, HasSubstr("is larger than 1 MB"));
 }
 
-TEST(ScenarioWatchTest, ChangeIsToldOnceAndOnlyWhenItHasSettled) {
+TEST(ScenarioLookTest, ChangeIsToldOnceAndOnlyWhenItHasSettled) {
     const test::TemporaryFolder folder;
     const std::string path = folder.file("s.json", "one");
-    ScenarioWatch watch(path, "one");
-    std::int64_t nowNs = 1;
-    const auto look = [&] { return watch.look(nowNs += 200'000'000); };
+    ScenarioLook watched(path, "one");
+    const auto look = [&] { return watched.look(); };
     EXPECT_FALSE(look());
     folder.file("s.json", "two");
     EXPECT_FALSE(look());
-    EXPECT_FALSE(watch.look(nowNs)) << "too soon";
     folder.file("s.json", "twofold");
     EXPECT_FALSE(look());
     EXPECT_EQ(look(), "twofold");
@@ -108,6 +121,28 @@ TEST(ScenarioWatchTest, ChangeIsToldOnceAndOnlyWhenItHasSettled) {
     folder.file("s.json", "one");
     EXPECT_FALSE(look());
     EXPECT_EQ(look(), "one");
+}
+
+// Size and time are all that is asked of a file which has been the same for long.
+TEST(ScenarioLookTest, FileIsReadOnlyForAWhileAfterItsSizeOrTimeChanged) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.file("s.json", "one");
+    const auto time = std::filesystem::last_write_time(path);
+    ScenarioLook watched(path, "one");
+    const auto changeTo = [&](const char* text, std::filesystem::file_time_type written) {
+        folder.file("s.json", text);
+        std::filesystem::last_write_time(path, written);
+    };
+    EXPECT_FALSE(watched.look());
+    changeTo("two", time);
+    EXPECT_FALSE(watched.look());
+    EXPECT_EQ(watched.look(), "two") << "within one tick of the clock";
+    for (int count = 0; count < 30; ++count) EXPECT_FALSE(watched.look());
+    changeTo("six", time);
+    for (int count = 0; count < 3; ++count) EXPECT_FALSE(watched.look()) << "not read";
+    changeTo("six", time + std::chrono::seconds(3));
+    EXPECT_FALSE(watched.look());
+    EXPECT_EQ(watched.look(), "six");
 }
 
 class FaultsTest : public testing::Test {
@@ -144,6 +179,25 @@ TEST_F(FaultsTest, ChangedScenarioCountsFromItsFrameOnAndWhatStaysDoesNotBeginAn
     EXPECT_THAT(_people.str(), HasSubstr("2 faults in force from frame 50 on"));
     EXPECT_THAT(faults->strikesAt(50), ElementsAre(simulator::Strike{simulator::FaultKind::torn, 0}));
     EXPECT_TRUE(faults->has(simulator::FaultKind::torn));
+}
+
+TEST_F(FaultsTest, ScenariosFaultStrikesBesideOneOfTheOptionsWithTheSameText) {
+    _options.faults.push_back(*simulator::parseFault("drop", _error));
+    _options.scenarioFile = _folder.file("s.json", scenarioOf(R"("torn@5")"));
+    const auto faults = open();
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("drop")"), 50));
+    EXPECT_EQ(faults->strikesAt(0).size(), 1u);
+    EXPECT_EQ(faults->strikesAt(50).size(), 1u);
+}
+
+TEST_F(FaultsTest, FaultWrittenASecondTimeStrikesAgain) {
+    _options.scenarioFile = _folder.file("s.json", scenarioOf(R"("drop")"));
+    const auto faults = open();
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("drop","drop")"), 50));
+    EXPECT_EQ(faults->strikesAt(50).size(), 1u);
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("torn@5")"), 60));
+    EXPECT_TRUE(change(*faults, scenarioOf(R"("drop")"), 70));
+    EXPECT_EQ(faults->strikesAt(70).size(), 1u) << "it was not in force meanwhile";
 }
 
 TEST_F(FaultsTest, BrokenVersionIsToldOfAndTheFormerOneStays) {

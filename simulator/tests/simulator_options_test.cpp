@@ -7,6 +7,7 @@
 
 #include "parsed_options.h"
 #include "simulator.h"
+#include "surroundings.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -15,6 +16,7 @@ using frames::ImageFormat;
 using simulator::SimulatorOptions;
 using simulator::test::parse;
 using simulator::test::Parsed;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
@@ -69,6 +71,27 @@ TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
     EXPECT_TRUE(all.options.noFaults);
     EXPECT_FALSE(all.options.strip);
     EXPECT_EQ(all.options.readerTimeoutSeconds, 0.5);
+}
+
+// Each fault's text, of a command line with variables of the environment.
+std::vector<std::string> faultsOf(std::vector<const char*> arguments, const std::vector<std::string>& environment) {
+    arguments.insert(arguments.begin(), "dorven-simulator");
+    SimulatorOptions options;
+    std::ostringstream data;
+    std::ostringstream people;
+    EXPECT_FALSE(parseSimulatorOptions(static_cast<int>(arguments.size()), arguments.data(), options, data, people,
+                                       {environment, ""}))
+        << people.str();
+    std::vector<std::string> texts;
+    for (const simulator::FaultSpec& fault : options.faults) texts.push_back(fault.text);
+    return texts;
+}
+
+TEST(SimulatorOptionsTest, FaultsAreTakenOnceWhateverElseTheEnvironmentSets) {
+    EXPECT_THAT(faultsOf({"--fault", "torn@p:0.1", "--fault", "drop@5"}, {"DORVEN_SIMULATOR_FPS=200"}),
+                ElementsAre("torn@p:0.1", "drop@5"));
+    EXPECT_THAT(faultsOf({}, {"DORVEN_SIMULATOR_FAULT=drop@5 torn@7"}), ElementsAre("drop@5", "torn@7"));
+    EXPECT_THAT(faultsOf({"--fault", "hang@9"}, {"DORVEN_SIMULATOR_FAULT=drop@5 torn@7"}), ElementsAre("hang@9"));
 }
 
 TEST(SimulatorOptionsTest, AskHasItsOwnOptions) {
@@ -135,6 +158,21 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector{"--bytes-per-pixel", "0"}, std::vector{"--bytes-per-pixel", "17"},
                     std::vector{"--bytes-per-pixel", "one"}, std::vector{"--bogus"}, std::vector{"stray"},
                     std::vector{"--watch"}, std::vector{"--json"}));
+
+TEST(SimulatorOptionsTest, ReaderTimeoutIsNeverByNoneOnly) {
+    EXPECT_EQ(parse({"--reader-timeout", "0"}).options.readerTimeoutSeconds, 0.0);
+    EXPECT_EQ(parse({"--reader-timeout", "0.001"}).options.readerTimeoutSeconds, 0.001);
+    EXPECT_EQ(parse({"--reader-timeout", "86400"}).options.readerTimeoutSeconds, 86400.0);
+    for (const char* time : {"1e-10", "0.0009", "86401", "-1", "nan", "soon"}) {
+        const Parsed parsed = parse({"--reader-timeout", time});
+        EXPECT_EQ(parsed.exitCode, 2) << time;
+        EXPECT_THAT(parsed.people, HasSubstr("is neither 0 nor a number from 0.001 to 86400"));
+    }
+}
+
+TEST(SimulatorOptionsTest, SeedIsToldToBeThatOfTheFaults) {
+    EXPECT_THAT(parse({"--help"}).data, HasSubstr("Start of everything random about the faults"));
+}
 
 TEST(SimulatorOptionsTest, AskRefusesTimesThatAreNone) {
     for (const char* time : {"0", "-1", "nan", "86401", "soon"}) {

@@ -9,12 +9,14 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "child_process.h"
 #include "fault_log.h"
 #include "platform.h"
+#include "replayed_images.h"
 #include "ring_reader.h"
 #include "temporary_folder.h"
 
@@ -127,6 +129,44 @@ TEST_P(StopTest, SecondRequestEndsAProgramThatIsStillBusyWithTheFirst) {
     kill(_pid, GetParam());
     while (output().find("asked once") == std::string::npos) usleep(1000);
     EXPECT_EQ(stopAndJoin(GetParam()), -GetParam());
+}
+
+class LoadingStopTest : public testing::Test {
+protected:
+    LoadingStopTest() {
+        for (const char* name : {"a.pgm", "b.pgm", "c.pgm"}) _folder.file(name, "P5 1 1 255\nx");
+        _folder.file("raw/d.raw", "uvwxyz");
+    }
+    test::TemporaryFolder _folder;
+};
+
+// Asked to stop beforehand. @return How many pictures are loaded from a folder.
+CHILD_ROLE(loadsPictures) {
+    platform_installStopHandler();
+    raise(SIGTERM);
+    simulator::PictureOptions options;
+    options.images = {arguments.at(0)};
+    if (arguments.size() > 1) options.rawSize = frames::ImageFormat{1, 1, 1};
+    std::string error;
+    const auto images = simulator::ReplayedImages::load(options, std::nullopt, 1, 16, error);
+    return images ? static_cast<int>(images->pictureCount()) : 100;
+}
+
+TEST_F(LoadingStopTest, NoPictureIsLoadedAfterTheFirst) {
+    EXPECT_EQ(test::ChildProcess("loadsPictures", {_folder.path()}).join(std::chrono::seconds(20)), 1);
+    EXPECT_EQ(test::ChildProcess("loadsPictures", {_folder.path("raw"), "raw"}).join(std::chrono::seconds(20)), 1);
+}
+
+TEST_F(LoadingStopTest, NeitherPipesNorDevicesAreLoaded) {
+    ASSERT_EQ(mkfifo(_folder.path("pipes/p.png").c_str(), 0600), 0);
+    simulator::PictureOptions options;
+    options.rawSize = frames::ImageFormat{64, 64, 1};
+    std::string error;
+    for (const std::string& path : {std::string("/dev/zero"), _folder.path("pipes/p.png"), _folder.path("pipes")}) {
+        options.images = {path};
+        EXPECT_FALSE(simulator::ReplayedImages::load(options, std::nullopt, 1, 16, error));
+        EXPECT_THAT(error, testing::EndsWith(": is no regular file"));
+    }
 }
 
 TEST(FullDiskTest, LogThatCannotBeWrittenIsToldOfOnceAndImagesGoOn) {

@@ -1,0 +1,49 @@
+// Files that a program reads whole. Regular ones only: a pipe or a device could keep it waiting, or never end.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// What tells one version of a file from another; not two of the same size within one tick of the file system's clock.
+struct FileStamp {
+    std::uint64_t bytes = 0;
+    std::int64_t written = 0;  // time of the last change, in the system's own units
+
+    bool operator==(const FileStamp&) const = default;
+};
+
+/// A file that is open for reading. One thread at a time.
+class RegularFile {
+public:
+    RegularFile() = default;
+    ~RegularFile();
+    RegularFile(const RegularFile&) = delete;
+    RegularFile& operator=(const RegularFile&) = delete;
+
+    /// Opens a file, without waiting for anything but its disk. To call once.
+    ///
+    /// @param path   In the encoding in which the system gives names.
+    /// @param error  Receives the path and the reason: it cannot be opened, is a folder, or is no regular file.
+    bool open(const std::string& path, std::string& error);
+
+    /// Size and time as they were when it was opened.
+    const FileStamp& stamp() const { return _stamp; }
+
+    /// The next bytes. @return their number, less than size at the end only; -1 when they cannot be read.
+    std::ptrdiff_t read(void* buffer, std::size_t size);
+
+    /// What is left of the bytes that it had when it was opened, in a text or a vector of bytes.
+    /// @return false when it cannot be read.
+    template <typename Bytes>
+    bool readAll(Bytes& bytes) {
+        bytes.resize(static_cast<std::size_t>(_stamp.bytes));
+        const std::ptrdiff_t count = read(bytes.data(), bytes.size());
+        bytes.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+        return count >= 0;
+    }
+
+private:
+    std::intptr_t _file = -1;  // the system's own handle; -1: none
+    FileStamp _stamp;
+};
