@@ -40,18 +40,16 @@ std::vector<Part> partsOf(const SecondNumbers& numbers, std::uint64_t wanted) {
     std::string images = std::to_string(numbers.totals.images);
     if (wanted != 0) images.append(" of ").append(std::to_string(wanted));
     const auto ms = [](const std::optional<double>& value) { return number(value, 1000.0, "%.2f"); };
-    std::vector<Part> parts{
-        {images + " images",    false},
-        {number(second.fpsMean, 1.0,   "%.1f") + "/s", false},
-        {"period " + ms(second.periodP50Us) + '/' + ms(second.periodP99Us) + '/' + ms(second.periodMaxUs) + " ms",
-         false                    },
-        {"latency " + ms(second.latencyP50Us) + '/' + ms(second.latencyP99Us) + " ms",                 false },
-    };
+    std::vector<Part> parts{{images + " images"}, {number(second.fpsMean, 1.0, "%.1f") + "/s"}};
+    // What went wrong comes before what a narrow terminal has no room for.
     for (const FaultRow& row : kFaults) {
         const std::uint64_t count = numbers.totals.*row.count;
         parts.push_back({std::string(row.label) + ' ' + std::to_string(count), count > 0});
     }
-    parts.push_back({"CPU " + number(second.cpuPercent, 1.0, "%.0f") + " %", false});
+    parts.push_back(
+        {"period " + ms(second.periodP50Us) + '/' + ms(second.periodP99Us) + '/' + ms(second.periodMaxUs) + " ms"});
+    parts.push_back({"latency " + ms(second.latencyP50Us) + '/' + ms(second.latencyP99Us) + " ms"});
+    parts.push_back({"CPU " + number(second.cpuPercent, 1.0, "%.0f") + " %"});
     return parts;
 }
 

@@ -32,13 +32,13 @@ SecondNumbers numbers() {
 
 TEST(LiveLineTest, HasAllNumbersWithTheirUnits) {
     EXPECT_EQ(liveLine(numbers(), 5000, 200, false),
-              "1200 of 5000 images  99.9/s  period 10.00/10.13/12.00 ms  latency 0.05/0.09 ms  lost 3  repeated 0  "
-              "torn 0  faked 2  CPU 3 %");
+              "1200 of 5000 images  99.9/s  lost 3  repeated 0  torn 0  faked 2  period 10.00/10.13/12.00 ms  "
+              "latency 0.05/0.09 ms  CPU 3 %");
 }
 
 TEST(LiveLineTest, HasADashForWhatWasNotMeasured) {
     EXPECT_EQ(liveLine({}, 0, 200, true),
-              "0 images  -/s  period -/-/- ms  latency -/- ms  lost 0  repeated 0  torn 0  faked 0  CPU - %");
+              "0 images  -/s  lost 0  repeated 0  torn 0  faked 0  period -/-/- ms  latency -/- ms  CPU - %");
 }
 
 TEST(LiveLineTest, LeavesOutWhatTheTerminalHasNoRoomFor) {
@@ -56,7 +56,7 @@ TEST(LiveLineTest, LeavesOutWhatTheTerminalHasNoRoomFor) {
 TEST(LiveLineTest, FaultsThatOccurredAreRedAndColoursTakeNoRoom) {
     const std::string plain = liveLine(numbers(), 0, 200, false);
     const std::string line = liveLine(numbers(), 0, plain.size(), true);
-    EXPECT_THAT(line, AllOf(HasSubstr("  \x1B[31mlost 3\x1B[0m  repeated 0  torn 0  \x1B[31mfaked 2\x1B[0m  CPU"),
+    EXPECT_THAT(line, AllOf(HasSubstr("  \x1B[31mlost 3\x1B[0m  repeated 0  torn 0  \x1B[31mfaked 2\x1B[0m  period"),
                             EndsWith("CPU 3 %")));
 }
 
