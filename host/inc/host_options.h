@@ -37,9 +37,12 @@ struct HostOptions {
     // grab, call
     std::string configFile;  // empty: the camera's defaults
 
-    // grab, ask-snap: timeoutSeconds
+    // ask-snap
+    double answerTimeoutSeconds = 12.0;  // longest time without an answer
+
+    // grab, snap
     std::uint64_t imageCount = 0;  // 0: until stopped
-    double timeoutSeconds = 30.0;  // longest time without an image, or an answer
+    double timeoutSeconds = 30.0;  // longest time without an image
     std::string outputFolder;      // empty: nothing is saved
     std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first; 0: only around a loss
     std::string saveFormat = "png";

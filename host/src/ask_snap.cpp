@@ -101,7 +101,7 @@ int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people
         people << "dorven-host: a host has the camera open and with it the link to the simulator" << std::endl;
         return kExitFailed;
     }
-    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.timeoutSeconds);
+    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);
     if (!answer) {
         people << "dorven-host: no answer from a simulator" << std::endl;
         return kExitNoImage;

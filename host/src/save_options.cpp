@@ -10,18 +10,6 @@
 namespace host {
 namespace {
 
-constexpr const char* kSnapHelp =
-    "OUT's ending says the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory). Without\n"
-    "--any the first image is saved that a simulator completed after snap began and that arrived whole; with it the\n"
-    "first image of any kind, also one that waited in the ring, a faked one (they come after 22 s without a "
-    "simulator)\n"
-    "or one without a strip, as simulators with pictures of their own may send. Nothing is replaced without --force.\n"
-    "\n"
-    "Examples:\n"
-    "  dorven-host snap picture.png\n"
-    "  dorven-host snap picture.pgm --config camera.ini --timeout 5\n"
-    "  dorven-host snap picture.raw --any --force --json\n";
-
 CLI::Validator imageFormat() {
     return CLI::Validator(
         [](const std::string& text) {
@@ -93,7 +81,6 @@ void addSnapOptions(CLI::App& command, HostOptions& options) {
         ->type_name("SECONDS");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
     command.add_flag("--force", options.force, "Replace the file when it exists");
-    command.footer(kSnapHelp);
 }
 
 SaveSettings saveSettingsOf(const HostOptions& options) {

@@ -16,6 +16,6 @@ void addDoctorOptions(CLI::App& command, HostOptions& options);
 void addBenchOptions(CLI::App& command, HostOptions& options);
 
 /// Adds "bench-partner", which no help tells of.
-CLI::App* addBenchPartner(CLI::App& app, HostOptions& options);
+void addBenchPartner(CLI::App& app, HostOptions& options);
 
 }  // namespace host

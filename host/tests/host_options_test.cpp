@@ -37,11 +37,11 @@ TEST(HostOptionsTest, AskSnapHasItsOwnTimeout) {
     const Parsed plain = parse({"ask-snap"});
     EXPECT_EQ(plain.exitCode, std::nullopt) << plain.people;
     EXPECT_EQ(plain.options.command, HostOptions::Command::askSnap);
-    EXPECT_EQ(plain.options.timeoutSeconds, 12.0);
+    EXPECT_EQ(plain.options.answerTimeoutSeconds, 12.0);
     EXPECT_EQ(parse({"grab"}).options.timeoutSeconds, 30.0);
     const Parsed all = parse({"ask-snap", "--json", "--timeout", "0.5"});
     EXPECT_TRUE(all.options.json);
-    EXPECT_EQ(all.options.timeoutSeconds, 0.5);
+    EXPECT_EQ(all.options.answerTimeoutSeconds, 0.5);
     EXPECT_EQ(parse({"ask-snap", "--timeout", "0"}).exitCode, 2);
     EXPECT_THAT(parse({"ask-snap", "--help"}).data, HasSubstr("snapping is not implemented"));
 }
