@@ -38,6 +38,8 @@ struct FaultCase {
 
 void PrintTo(const FaultCase& row, std::ostream* stream) { *stream << row.fault; }
 
+constexpr std::uint64_t kFirst = 60;  // frame at which a fault strikes, but for those that end all
+
 // The frames lie behind the first half second, when the host grabs for sure, even on a busy machine.
 const FaultCase kCases[] = {
     {"drop",           "drop@60",                 "100", {{"lost", 60, 60}},      1},
@@ -73,7 +75,10 @@ TEST_P(EachFaultProgramTest, HostFindsWhatWasInjectedAtTheSameFramesAndNothingEl
     FrameFindings expected;
     for (const ExpectedFinding& finding : row.findings)
         test::addFindings(expected, finding.finding, finding.first, finding.last);
-    EXPECT_THAT(test::foundIn(result), testing::IsSupersetOf(expected)) << people();
+    // A busy machine may add frames before: those that wait unread when the ring is laid anew.
+    FrameFindings found = test::foundIn(result, kFirst);
+    for (const std::string& noted : test::notedIn(result)) found.erase(noted);
+    EXPECT_EQ(found, expected) << people();
     EXPECT_EQ(result.verify["seed"], 7);
     EXPECT_THAT(result.names(), testing::ElementsAre(row.name)) << "no other fault";
     const auto strikes = result.faults(row.name);

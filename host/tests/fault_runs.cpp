@@ -131,18 +131,27 @@ void FaultRunsTest::expectProven(const FaultRun& run) const {
     EXPECT_EQ(run.verify["grab"]["unverified"], 0);
 }
 
-FrameFindings foundIn(const FaultRun& run) {
+FrameFindings foundIn(const FaultRun& run, std::uint64_t from) {
     FrameFindings findings;
+    Sight sight = sightOf(run);
+    sight.first = std::max(sight.first, from);
     for (const Json& finding : run.verify["grab"]["findings"]) {
-        if (finding["finding"] != "late") addRange(findings, finding, finding["finding"], sightOf(run));
+        if (finding["finding"] != "late") addRange(findings, finding, finding["finding"], sight);
+    }
+    return findings;
+}
+
+FrameFindings notedIn(const FaultRun& run) {
+    FrameFindings findings;
+    for (const Json& line : run.log) {
+        if (line["event"] == "note") addRange(findings, line, "lost", sightOf(run));
     }
     return findings;
 }
 
 FrameFindings expectedIn(const FaultRun& run) {
-    FrameFindings findings;
+    FrameFindings findings = notedIn(run);
     for (const Json& line : run.log) {
-        if (line["event"] == "note") addRange(findings, line, "lost", sightOf(run));
         if (line["event"] != "fault") continue;
         for (const Json& expectation : line["expect"]) {
             if (expectation["finding"] != "late") addRange(findings, expectation, expectation["finding"], sightOf(run));
