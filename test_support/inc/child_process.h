@@ -42,7 +42,8 @@ private:
     std::optional<int> wait(std::chrono::milliseconds limit);  // exit code, or none when still running
     void terminate();
 
-    void* _process = nullptr;  // process handle, or process id
+    void* _process = nullptr;   // process handle, or process id
+    std::optional<int> _ended;  // its exit code, once running() has seen its end
 };
 
 /// Full path of this test program, and the folder that it and what it loads stand in, with its separator.

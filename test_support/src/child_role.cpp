@@ -33,7 +33,9 @@ ChildProcess ChildProcess::program(const std::string& path, const Arguments& arg
     return child;
 }
 
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept : _process(other._process) { other._process = nullptr; }
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept : _process(other._process), _ended(other._ended) {
+    other._process = nullptr;
+}
 
 ChildProcess::~ChildProcess() {
     if (!_process || wait(std::chrono::milliseconds(0))) return;
@@ -42,6 +44,7 @@ ChildProcess::~ChildProcess() {
 }
 
 int ChildProcess::join(std::chrono::milliseconds limit) {
+    if (_ended) return *_ended;
     if (const auto exitCode = wait(limit)) return *exitCode;
     terminate();
     ADD_FAILURE() << "a child process did not end in time";
@@ -50,7 +53,10 @@ int ChildProcess::join(std::chrono::milliseconds limit) {
 
 void ChildProcess::kill() { terminate(); }
 
-bool ChildProcess::running() { return _process && !wait(std::chrono::milliseconds(0)); }
+bool ChildProcess::running() {
+    if (_process) _ended = wait(std::chrono::milliseconds(0));
+    return _process && !_ended;
+}
 
 std::optional<int> runRole(int argc, char** argv) {
     if (argc < 3 || std::string(argv[1]) != kRoleOption) return std::nullopt;
