@@ -39,11 +39,12 @@ public:
 private:
     ChildProcess() = default;
     void start(const std::string& path, const Arguments& arguments);
-    std::optional<int> wait(std::chrono::milliseconds limit);  // exit code, or none when still running
+    std::optional<int> ended(std::chrono::milliseconds limit);  // exit code, or none when still running
+    std::optional<int> wait(std::chrono::milliseconds limit);   // of a process that was not seen to have ended
     void terminate();
 
-    void* _process = nullptr;   // process handle, or process id
-    std::optional<int> _ended;  // its exit code, once running() has seen its end
+    void* _process = nullptr;      // process handle, or process id
+    std::optional<int> _exitCode;  // once it was seen to have ended
 };
 
 /// Full path of this test program, and the folder that it and what it loads stand in, with its separator.

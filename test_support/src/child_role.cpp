@@ -33,9 +33,7 @@ ChildProcess ChildProcess::program(const std::string& path, const Arguments& arg
     return child;
 }
 
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept : _process(other._process), _ended(other._ended) {
-    other._process = nullptr;
-}
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept : _process(other._process) { other._process = nullptr; }
 
 ChildProcess::~ChildProcess() {
     if (!_process || wait(std::chrono::milliseconds(0))) return;
@@ -44,8 +42,7 @@ ChildProcess::~ChildProcess() {
 }
 
 int ChildProcess::join(std::chrono::milliseconds limit) {
-    if (_ended) return *_ended;
-    if (const auto exitCode = wait(limit)) return *exitCode;
+    if (const auto exitCode = ended(limit)) return *exitCode;
     terminate();
     ADD_FAILURE() << "a child process did not end in time";
     return -1;
@@ -53,9 +50,11 @@ int ChildProcess::join(std::chrono::milliseconds limit) {
 
 void ChildProcess::kill() { terminate(); }
 
-bool ChildProcess::running() {
-    if (_process) _ended = wait(std::chrono::milliseconds(0));
-    return _process && !_ended;
+bool ChildProcess::running() { return _process && !ended(std::chrono::milliseconds(0)); }
+
+std::optional<int> ChildProcess::ended(std::chrono::milliseconds limit) {
+    if (_process) _exitCode = wait(limit);
+    return _exitCode;
 }
 
 std::optional<int> runRole(int argc, char** argv) {
