@@ -38,6 +38,8 @@ struct FaultCase {
 
 void PrintTo(const FaultCase& row, std::ostream* stream) { *stream << row.fault; }
 
+constexpr std::uint64_t kFirst = 60;  // frame at which a fault strikes, but for those that end all
+
 // The frames lie behind the first half second, when the host grabs for sure, even on a busy machine.
 const FaultCase kCases[] = {
     {"drop",           "drop@60",                 "100", {{"lost", 60, 60}},      1},
@@ -73,7 +75,10 @@ TEST_P(EachFaultProgramTest, HostFindsWhatWasInjectedAtTheSameFramesAndNothingEl
     FrameFindings expected;
     for (const ExpectedFinding& finding : row.findings)
         test::addFindings(expected, finding.finding, finding.first, finding.last);
-    EXPECT_THAT(test::foundIn(result), testing::IsSupersetOf(expected)) << people();
+    // A busy machine may add frames before: those that wait unread when the ring is laid anew.
+    FrameFindings found = test::foundIn(result, kFirst);
+    for (const std::string& noted : test::notedIn(result)) found.erase(noted);
+    EXPECT_EQ(found, expected) << people();
     EXPECT_EQ(result.verify["seed"], 7);
     EXPECT_THAT(result.names(), testing::ElementsAre(row.name)) << "no other fault";
     const auto strikes = result.faults(row.name);
@@ -175,19 +180,24 @@ protected:
         return simulator;
     }
     int askSnap() { return startHost({"ask-snap", "--json", "--timeout", "4"}).join(60s); }
+    /// Asks again until it ends like that. @return the last exit code.
+    int askSnapUntil(int wanted) {
+        int exitCode = askSnap();
+        for (int attempt = 1; attempt < 20 && exitCode != wanted; ++attempt) exitCode = askSnap();
+        return exitCode;
+    }
 };
 
-// Each answer is wrong: while the link comes up, requests get answers for which nobody waits any more.
+// Each frame makes the next answer wrong: while the link comes up, requests get answers for which nobody waits any
+// more, and a second request within one frame time gets a right one.
 TEST_F(AnswerFaultProgramsTest, CameraGetsWrongAnswersUntilTheScenarioChanges) {
     auto simulator = startSimulatorWith("wrong-answer", "wrong-answer@from:5");
-    EXPECT_EQ(askSnap(), host::kExitFailed) << people();
+    EXPECT_EQ(askSnapUntil(host::kExitFailed), host::kExitFailed) << people();
     EXPECT_EQ(data()["echoed"], false);
     EXPECT_EQ(data()["value32"], 0xFFFFFFFEu);
     EXPECT_EQ(data()["first"], ~std::uint64_t{2});
     _folder.file("s.json", R"({"schema":"dorven-scenario/1","faults":[]})");
-    int exitCode = host::kExitFailed;
-    for (int attempt = 0; attempt < 20 && exitCode != 0; ++attempt) exitCode = askSnap();
-    EXPECT_EQ(exitCode, 0) << people();
+    EXPECT_EQ(askSnapUntil(0), 0) << people();
     EXPECT_EQ(data()["echoed"], true);
     simulator.kill();
 }

@@ -60,7 +60,10 @@ protected:
 };
 
 /// What the host found, but for lateness, in frames that have neighbours on both sides.
-FrameFindings foundIn(const FaultRun& run);
+/// @param from  Leaves out frames before.
+FrameFindings foundIn(const FaultRun& run, std::uint64_t from = 0);
+/// Frames that the log's notes say were not delivered, for a reason of the machine's own.
+FrameFindings notedIn(const FaultRun& run);
 /// The same, as the log wants it; with frames that its notes say were not delivered.
 FrameFindings expectedIn(const FaultRun& run);
 /// Late frames of the log that the host did not find so late.

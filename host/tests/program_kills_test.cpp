@@ -97,6 +97,9 @@ public:
     void killHost() { _host->kill(); }
     void killSimulator() { _simulator->kill(); }
 
+    /// Whether neither has ended by itself.
+    bool bothRun() { return _host->running() && _simulator->running(); }
+
     /// Seconds until a new image came; none when that took too long, or a program has ended by itself.
     std::optional<double> imagesAfter() {
         const auto begin = std::chrono::steady_clock::now();
@@ -105,7 +108,7 @@ public:
             const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
             if (_arrived.Wait(std::max(0.0, kAgainS - passed.count())) != 1) return std::nullopt;
         }
-        if (!_host->running() || !_simulator->running()) return std::nullopt;
+        if (!bothRun()) return std::nullopt;
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     }
 
@@ -124,6 +127,16 @@ private:
     std::optional<ChildProcess> _host, _simulator;
 };
 
+CHILD_ROLE(endsWithSeven) { return 7; }
+
+// What a failure tells depends on it.
+TEST(ProgramKills, ExitCodeIsKnownAfterTheEndWasSeen) {
+    ChildProcess process("endsWithSeven");
+    while (process.running()) std::this_thread::sleep_for(1ms);
+    EXPECT_FALSE(process.running());
+    EXPECT_EQ(process.join(1s), 7);
+}
+
 TEST(ProgramKills, ImagesComeAgainInTimeAfterEachKill) {
     test::KillPlan plan(kFewKills);
     Pair pair;
@@ -137,6 +150,7 @@ TEST(ProgramKills, ImagesComeAgainInTimeAfterEachKill) {
     ASSERT_TRUE(pair.imagesAfter()) << pair.state();
     while (const auto kill = plan.next()) {
         std::this_thread::sleep_for(kill->before);
+        ASSERT_TRUE(pair.bothRun()) << plan.where() << pair.state();
         if (kill->first) pair.killHost();
         if (kill->second) pair.killSimulator();
         std::this_thread::sleep_for(kill->after);

@@ -198,7 +198,7 @@ const OptionRow* rowOf(const Option& option) {
 
 // Wrong for every option of a kind.
 Words wrongOfKind(Kind kind) {
-    const Words noNumber{"", "x", "5x", "5 5", "nan", "inf", "-inf", "1e999", "-1e999", "100000000000000000000000"};
+    Words noNumber{"", "x", "5x", "5 5", "nan", "inf", "-inf", "1e999", "-1e999", "100000000000000000000000"};
     switch (kind) {
         case Kind::flag:
             return {"maybe", "2x", "2"};
@@ -265,7 +265,7 @@ TEST(WrongUsageTest, OptionThatTakesOneValueRefusesTwo) {
     const std::string file = folder.file("some.png", "text");
     const auto valid = [&](const OptionRow& row) -> std::string {
         const std::string name = row.name;
-        if (row.kind == Kind::file || row.kind == Kind::path) return file;
+        if (row.kind == Kind::file || row.kind == Kind::path) return std::string(file);
         if (name == "--bits") return "16";
         if (name == "--size" || name == "--raw-size") return "64x64";
         for (const char* word : {"png", "skip", "circle", "sine", "hold", "drift"}) {
@@ -336,8 +336,8 @@ TEST(WrongUsageTest, WrongLinesAreRefusedWithWhatIsWrong) {
              {simulator, {"--pattern", "circle", "--motion-px", "3"},                         {"--motion-px goes with --motion"}                                                       },
              {simulator, {"--pattern", "circle", "--motion-period", "3"},                     {"--motion-period goes with --motion"}                                                   },
              {simulator, {"--fault", "drop@every:0"},                                         {"--fault", "every:0"}                                                                   },
-             {simulator, {"--fault", "drp@5"},                                                {"did you mean drop"}                                                                    },
-             {simulator, {"--pattern", "circel"},                                             {"did you mean circle"}                                                                  },
+             {simulator, {"--fault", "drp@5"},                                                {"did you mean", "drop"}                                                                 },
+             {simulator, {"--pattern", "circel"},                                             {"did you mean", "circle"}                                                               },
     })
         expectWrongUsage(line.program, line.words, line.texts);
 }
