@@ -76,7 +76,8 @@ PatternCommandLine::PatternCommandLine(CLI::App& app, PatternOptions& options) :
     app.add_option("--pattern", _pattern,
                    "What to draw, by its standard or its short name: patterns --list shows all (default target)")
         ->check(CLI::Validator(checkPattern, "", "pattern"))
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->default_str("target");
     app.add_option("--bits", options.settings.bits,
                    "Significant bits of 2-byte pixels, 10, 12 or 16: greys from 0 to 2^BITS - 1 (default 16)")
         ->check(CLI::Validator(checkBits, "", "bits"))
@@ -86,22 +87,29 @@ PatternCommandLine::PatternCommandLine(CLI::App& app, PatternOptions& options) :
         ->check(CLI::Validator(checkSeed, "", "seed"))
         ->type_name("SEED");
     app.add_flag("--digits,!--no-digits", _digits,
-                 "Frame number in the upper left corner (default on, but for measuring targets)");
-    app.add_option("--motion", _motion,
-                   "How a measuring target moves across: none, linear, sine or step (default none)")
+                 "Frame number in the upper left corner (default on, but for measuring targets)")
+        ->default_str("true");
+    addMotion();
+}
+
+void PatternCommandLine::addMotion() {
+    _app.add_option("--motion", _motion,
+                    "How a measuring target moves across: none, linear, sine or step (default none)")
         ->check(CLI::Validator(checkMotion, "", "motion"))
-        ->type_name("KIND");
-    app.add_option("--motion-px", _motionPixels,
-                   "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
-                   "of each step (default 0.5)")
+        ->type_name("KIND")
+        ->default_str("none");
+    _app.add_option("--motion-px", _motionPixels,
+                    "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
+                    "of each step (default 0.5)")
         ->check(options::within(-kMaxMotion, kMaxMotion, "-10000 to 10000"))
         ->type_name("PIXELS");
-    app.add_option("--motion-period", _motionPeriod,
-                   "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
+    _app.add_option("--motion-period", _motionPeriod,
+                    "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
         ->check(options::within(std::uint64_t{2}, kMaxPeriod, "2 to 1000000, without a fraction"))
-        ->type_name("FRAMES");
-    app.add_option("--truth", _options.truthFile,
-                   "Write where the measuring target stands in each frame, one JSON object a line")
+        ->type_name("FRAMES")
+        ->default_str("100");
+    _app.add_option("--truth", _options.truthFile,
+                    "Write where the measuring target stands in each frame, one JSON object a line")
         ->type_name("FILE.jsonl");
 }
 

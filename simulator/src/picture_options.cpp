@@ -64,7 +64,7 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
                    "--raw-size; folders, files or patterns of names with * and ?, each in name order. All are loaded "
                    "before the first image")
         ->check(CLI::Validator(checkPath, "", "path"))
-        ->type_name("PATH...");
+        ->type_name("PATH");
     app.add_option("--raw-size", _rawSize,
                    "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default 1): every "
                    "file but PNG and PGM holds pixels and nothing else, of one or several images")
@@ -74,16 +74,22 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
                    "Order of the pictures: loop, ping-pong (there and back) or hold (the last one for good) (default "
                    "loop)")
         ->check(CLI::Validator(checkPlay, "", "play"))
-        ->type_name("ORDER");
-    app.add_flag("--scale", options.scale,
-                 "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
-    app.add_option("--window-motion", _windowMotion,
-                   "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
-                   "frame across and down; none refuses them (default drift)")
+        ->type_name("ORDER")
+        ->default_str("loop");
+    addFitting();
+}
+
+void PictureCommandLine::addFitting() {
+    _app.add_flag("--scale", _options.scale,
+                  "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
+    _app.add_option("--window-motion", _windowMotion,
+                    "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
+                    "frame across and down; none refuses them (default drift)")
         ->check(CLI::Validator(checkWindowMotion, "", "window"))
-        ->type_name("MOTION");
-    app.add_option("--image-memory", options.memoryMb,
-                   "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
+        ->type_name("MOTION")
+        ->default_str("drift");
+    _app.add_option("--image-memory", _options.memoryMb,
+                    "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
 }

@@ -19,10 +19,9 @@ constexpr double kMinTimeout = 0.01;
 constexpr double kMinReaderTimeout = 0.001;
 constexpr double kMaxTimeout = 86400.0;
 
-const std::vector<std::pair<std::string, LatePolicy>> kLatePolicies{
-    {"skip",  LatePolicy::skip },
-    {"burst", LatePolicy::burst},
-};
+std::string checkLate(const std::string& text) {
+    return text == "skip" || text == "burst" ? std::string() : "'" + text + "' is none of skip, burst";
+}
 
 std::string checkSize(const std::string& text) {
     frames::ImageFormat size;
@@ -39,7 +38,7 @@ std::string checkReaderTimeout(const std::string& text) {
 }
 
 void addAskOptions(CLI::App& command, SimulatorOptions& options) {
-    command.add_flag("--json", options.json, "Print one flat JSON object on standard output, with --watch one a line");
+    command.add_flag("--json", options.json, "Print one JSON object on standard output, with --watch one a line");
     command.add_flag("--watch", options.watch, "Ask again each second, until Ctrl-C");
     command
         .add_option("--timeout", options.timeoutSeconds,
@@ -47,6 +46,38 @@ void addAskOptions(CLI::App& command, SimulatorOptions& options) {
                     "was broken heals within about 10 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
+}
+
+// What stays aside until the whole line is read.
+struct RawOptions {
+    std::string size;
+    bool noStrip = false;
+    bool noAsk = false;
+    bool listed = true;  // nothing depends on it: a list is what patterns shows without --json
+};
+
+void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) {
+    app.add_option(
+           "--size", raw.size,
+           "Width and height in pixels, each 1 to 65536 (default as the camera answers, else as --config says, else "
+           "1280x1024)")
+        ->check(CLI::Validator(checkSize, "", "size"))
+        ->type_name("WIDTHxHEIGHT");
+    app.add_option("--bytes-per-pixel", options.bytesPerPixel,
+                   "1 to 16 (default as the camera answers, else as --config says, else 1)")
+        ->check(options::within(std::size_t{1}, frames::kMaxBytesPerPixel, "1 to 16"))
+        ->type_name("BYTES");
+    app.add_option(
+           "--config", options.configFile,
+           "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
+        ->check(options::existingFile())
+        ->type_name("FILE.ini");
+    app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
+        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->type_name("IMAGES");
+    app.add_flag("--no-strip", raw.noStrip,
+                 "Leave the strip that proves each image black, so that no host can verify it");
+    app.add_flag("--no-ask", raw.noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
 }
 
 void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
@@ -60,15 +91,32 @@ void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
            },
            "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94, or a fraction such as 60000/1001 "
            "(default 100)")
-        ->type_name("RATE");
-    app.add_option("--late", options.late,
-                   "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
-                   "numbers show it; burst delivers all of them, one straight after the other (default skip)")
-        ->transform(CLI::CheckedTransformer(kLatePolicies).description(""))
-        ->type_name("skip|burst");
+        ->type_name("RATE")
+        ->default_str("100");
+    app.add_option_function<std::string>(
+           "--late",
+           [&options](const std::string& text) {
+               options.late = text == "burst" ? LatePolicy::burst : LatePolicy::skip;
+           },
+           "What becomes of images that are late by more than half a ring: skip leaves them out, and their "
+           "numbers show it; burst delivers all of them, one straight after the other (default skip)")
+        ->check(CLI::Validator(checkLate, ""))
+        ->type_name("skip|burst")
+        ->default_str("skip");
 }
 
-void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
+void addRingOptions(CLI::App& app, SimulatorOptions& options) {
+    app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
+        ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
+        ->type_name("IMAGES");
+    app.add_option("--reader-timeout", options.readerTimeoutSeconds,
+                   "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
+                   "anew, and one that was only paused comes back. 0.001 to 86400 s; 0: never (default 10)")
+        ->check(CLI::Validator(checkReaderTimeout, "", "reader-timeout"))
+        ->type_name("SECONDS");
+}
+
+void addFaultOption(CLI::App& app, SimulatorOptions& options) {
     std::string names;
     for (const FaultRow& row : faultTable()) names.append(names.empty() ? "" : ", ").append(row.name);
     app.add_option_function<std::vector<std::string>>(
@@ -89,14 +137,16 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
                "(after the start); frames count from 0 (default: at once)")
         ->allow_extra_args(false)
         ->type_name("NAME[:TIME][@WHEN]");
+}
+
+void addScriptOptions(CLI::App& app, SimulatorOptions& options) {
     app.add_option("--scenario", options.scenarioFile,
                    "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
         ->check(options::regularFile())
         ->type_name("FILE.json");
     app.add_option("--seed", options.seed,
                    "Start of everything random about the faults, 0 to 2^53: the same seed and options give the same "
-                   "faults (default: "
-                   "another one each time, told on standard error)")
+                   "faults (default: another one each time, told on standard error)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("NUMBER");
     app.add_option("--fault-log", options.faultLogFile,
@@ -105,12 +155,77 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
     app.add_flag("--no-faults", options.noFaults, "Provoke no fault, whatever other options and scenarios ask for");
 }
 
+struct Commands {
+    CLI::App* ask;
+    CLI::App* list;
+};
+
+Commands addCommands(CLI::App& app, SimulatorOptions& options, RawOptions& raw) {
+    Commands commands{};
+    app.require_subcommand(0, 1);
+    commands.ask =
+        app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
+    addAskOptions(*commands.ask, options);
+    commands.list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
+    commands.list->add_flag("--list", raw.listed, "As a table on standard output (default)")->default_str("true");
+    commands.list->add_flag("--json", options.json, "As one JSON object");
+    return commands;
+}
+
+void addFooters(CLI::App& app, const Commands& commands) {
+    const std::string asking =
+        "\n"
+        "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
+        "ask: ask fails while a simulator runs that was started without --no-ask.\n";
+    const std::string exitCodes = "\nExit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
+    app.footer(
+        "Examples:\n"
+        "  dorven-simulator --size 1280x1024 --fps 200\n"
+        "  dorven-simulator --config camera.ini --count 1000\n"
+        "  dorven-simulator --images pictures --fps 25\n"
+        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
+        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n"
+        "\n"
+        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
+        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n" +
+        asking + exitCodes);
+    commands.list->footer(
+        "Examples:\n"
+        "  dorven-simulator patterns\n"
+        "  dorven-simulator patterns --list\n"
+        "  dorven-simulator patterns --json\n" +
+        exitCodes);
+    commands.ask->footer(
+        "Examples:\n"
+        "  dorven-simulator ask\n"
+        "  dorven-simulator ask --json\n"
+        "  dorven-simulator ask --watch --timeout 5\n" +
+        asking + exitCodes);
+}
+
 // An option of the program itself that stands beside a subcommand; empty: none does.
 std::string optionBesideSubcommand(const CLI::App& app) {
     for (const CLI::Option* option : app.get_options()) {
         if (option->count() > 0) return option->get_name();
     }
     return "";
+}
+
+// An option of a run that was given beside another command; empty: none was.
+std::string takeCommand(const CLI::App& app, const Commands& commands, SimulatorOptions& options) {
+    if (commands.ask->parsed()) {
+        options.command = SimulatorOptions::Command::ask;
+    } else if (commands.list->parsed()) {
+        options.command = SimulatorOptions::Command::patterns;
+    } else {
+        return "";
+    }
+    return optionBesideSubcommand(app);
+}
+
+int refuse(const std::string& problem, std::ostream& people) {
+    people << problem << "\nRun with --help for more information.\n";
+    return kWrongUsage;
 }
 
 }  // namespace
@@ -128,98 +243,31 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "host takes them.",
         "dorven-simulator");
     app.set_version_flag("--version", std::string("dorven-simulator ") + DORVEN_VERSION);
-    std::string size;
-    app.add_option(
-           "--size", size,
-           "Width and height in pixels, each 1 to 65536 (default as the camera answers, else as --config says, else "
-           "1280x1024)")
-        ->check(CLI::Validator(checkSize, "", "size"))
-        ->type_name("WIDTHxHEIGHT");
-    app.add_option("--bytes-per-pixel", options.bytesPerPixel,
-                   "1 to 16 (default as the camera answers, else as --config says, else 1)")
-        ->check(options::within(std::size_t{1}, frames::kMaxBytesPerPixel, "1 to 16"))
-        ->type_name("BYTES");
-    app.add_option(
-           "--config", options.configFile,
-           "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
-        ->check(options::existingFile())
-        ->type_name("FILE.ini");
+    RawOptions raw;
+    app.option_defaults()->group("Images");
+    addImageOptions(app, options, raw);
+    app.option_defaults()->group("Pacing");
     addPacingOptions(app, options);
-    app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
-        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
-        ->type_name("IMAGES");
-    app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
-        ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
-        ->type_name("IMAGES");
-    app.add_option("--reader-timeout", options.readerTimeoutSeconds,
-                   "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
-                   "anew, and one that was only paused comes back. 0.001 to 86400 s; 0: never (default 10)")
-        ->check(CLI::Validator(checkReaderTimeout, "", "reader-timeout"))
-        ->type_name("SECONDS");
-    bool noStrip = false;
-    app.add_flag("--no-strip", noStrip, "Leave the strip that proves each image black, so that no host can verify it");
-    addFaultOptions(app, options);
+    addRingOptions(app, options);
+    app.option_defaults()->group("Patterns");
     PatternCommandLine pattern(app, options.pattern);
+    app.option_defaults()->group("Own pictures, in place of a pattern");
     PictureCommandLine pictures(app, options.pictures);
-    bool noAsk = false;
-    app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
-    app.require_subcommand(0, 1);
-    CLI::App* const ask =
-        app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
-    addAskOptions(*ask, options);
-    CLI::App* const list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
-    bool listed = true;
-    list->add_flag("--list", listed, "As a table on standard output (default)");
-    list->add_flag("--json", options.json, "As one JSON object");
-    const std::string footer =
-        "\n"
-        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
-        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n"
-        "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
-        "ask: ask fails while a simulator runs that was started without --no-ask.\n"
-        "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
-    app.footer(
-        "Examples:\n"
-        "  dorven-simulator --size 1280x1024 --fps 200\n"
-        "  dorven-simulator --config camera.ini --count 1000\n"
-        "  dorven-simulator --images pictures --fps 25\n"
-        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
-        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n" +
-        footer);
-    list->footer(
-        "Examples:\n"
-        "  dorven-simulator patterns\n"
-        "  dorven-simulator patterns --list\n"
-        "  dorven-simulator patterns --json\n" +
-        footer);
-    ask->footer(
-        "Examples:\n"
-        "  dorven-simulator ask\n"
-        "  dorven-simulator ask --json\n"
-        "  dorven-simulator ask --watch --timeout 5\n" +
-        footer);
+    app.option_defaults()->group("Faults");
+    addFaultOption(app, options);
+    addScriptOptions(app, options);
+    app.option_defaults()->group("Options");
+    const Commands commands = addCommands(app, options, raw);
+    addFooters(app, commands);
     if (const auto exitCode = options::parse(app, argc, argv, data, people, surroundings)) return exitCode;
-    if (ask->parsed()) {
-        options.command = SimulatorOptions::Command::ask;
-    } else if (list->parsed()) {
-        options.command = SimulatorOptions::Command::patterns;
-    }
-    if (options.command != SimulatorOptions::Command::run) {
-        if (const std::string stray = optionBesideSubcommand(app); !stray.empty()) {
-            people << stray << " does not go with " << app.get_subcommands().front()->get_name()
-                   << "\nRun with --help for more information.\n";
-            return kWrongUsage;
-        }
-    }
+    const std::string stray = takeCommand(app, commands, options);
+    if (!stray.empty()) return refuse(stray + " does not go with " + app.get_subcommands().front()->get_name(), people);
     std::string problem = pattern.take();
     if (problem.empty()) problem = pictures.take(pattern.firstGiven());
-    if (!problem.empty()) {
-        people << problem << "\nRun with --help for more information.\n";
-        return kWrongUsage;
-    }
-    options.ask = !noAsk;
-    options.strip = !noStrip;
-    if (!size.empty()) frames::parseSize(size, options.size.emplace());
+    if (!problem.empty()) return refuse(problem, people);
+    options.ask = !raw.noAsk;
+    options.strip = !raw.noStrip;
+    if (!raw.size.empty()) frames::parseSize(raw.size, options.size.emplace());
     return std::nullopt;
 }
 
