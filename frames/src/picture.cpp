@@ -24,16 +24,11 @@ constexpr std::size_t kMaxPixels = std::size_t{1} << 28;
 constexpr std::size_t kMaxSample = 65535;
 constexpr std::size_t kMaxFileBytes = std::size_t{1} << 40;  // where memory is not limited; a product of it still fits
 
-// Opens and reads a file of at most so many bytes.
-bool readFile(const std::string& path, std::size_t maxBytes, Bytes& bytes, std::string& error) {
-    RegularFile file;
+// Opens a file of at most so many bytes.
+bool openFile(const std::string& path, std::size_t maxBytes, RegularFile& file, std::string& error) {
     if (!file.open(path, error)) return false;
-    if (file.stamp().bytes > maxBytes) {
-        error = path + ": has " + std::to_string(file.stamp().bytes) + " bytes, more than there is memory for";
-        return false;
-    }
-    if (file.readAll(bytes)) return true;
-    error = path + ": cannot be read";
+    if (file.stamp().bytes <= maxBytes) return true;
+    error = path + ": has " + std::to_string(file.stamp().bytes) + " bytes, more than there is memory for";
     return false;
 }
 
@@ -183,6 +178,14 @@ void appendSamples(const std::uint8_t* pixel, const PixelWriter& depth, std::siz
     }
 }
 
+Picture rawPicture(const Bytes& image, const ImageFormat& format, const PixelWriter& depth, std::size_t channels) {
+    Picture picture{format.width, format.height, channels, {}};
+    picture.samples.reserve(format.width * format.height * channels);
+    for (std::size_t at = 0; at < image.size(); at += format.bytesPerPixel)
+        appendSamples(&image[at], depth, channels, picture.samples);
+    return picture;
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> Picture::line(std::size_t y, const PixelWriter& writer) const {
@@ -205,7 +208,12 @@ bool readPicture(const std::string& path, const PictureWish& wish, Picture& pict
     constexpr std::size_t kHeaders = std::size_t{1} << 20;
     const std::size_t maxSamples = std::min(wish.maxBytes, kMaxFileBytes) / sizeof(std::uint16_t);
     Bytes file;
-    if (!readFile(path, maxSamples * kMostBytesPerSample + kHeaders, file, error)) return false;
+    RegularFile opened;
+    if (!openFile(path, maxSamples * kMostBytesPerSample + kHeaders, opened, error)) return false;
+    if (!opened.readAll(file)) {
+        error = path + ": cannot be read";
+        return false;
+    }
     if (decodePicture(file, wish, picture, error)) return true;
     error.insert(0, path + ": ");
     return false;
@@ -224,23 +232,25 @@ bool readRawPictures(const std::string& path, const ImageFormat& format, unsigne
                      std::vector<Picture>& pictures, std::string& error) {
     const bool coloured = format.bytesPerPixel == 3 || format.bytesPerPixel == 4;
     const std::size_t channels = wish.colour && coloured ? 3 : 1;
-    Bytes file;
+    RegularFile file;
     const std::size_t maxPixels = std::min(wish.maxBytes, kMaxFileBytes) / sizeof(std::uint16_t) / channels;
-    if (!readFile(path, maxPixels * format.bytesPerPixel, file, error)) return false;
-    if (file.empty() || file.size() % format.bytes() != 0) {
-        error = path + ": has " + std::to_string(file.size()) + " bytes, no whole number of images of " +
-                sizeText(format) + " (" + std::to_string(format.bytes()) + " bytes each)";
+    if (!openFile(path, maxPixels * format.bytesPerPixel, file, error)) return false;
+    const auto bytes = static_cast<std::size_t>(file.stamp().bytes);
+    if (bytes == 0 || bytes % format.bytes() != 0) {
+        error = path + ": has " + std::to_string(bytes) + " bytes, no whole number of images of " + sizeText(format) +
+                " (" + std::to_string(format.bytes()) + " bytes each)";
         return false;
     }
     const PixelWriter depth(format.bytesPerPixel, bits);
+    Bytes image(format.bytes());
     std::vector<Picture> read;
-    for (std::size_t start = 0; start < file.size(); start += format.bytes()) {
-        if (start > 0 && wish.stopRequested && wish.stopRequested()) break;
-        Picture picture{format.width, format.height, channels, {}};
-        picture.samples.reserve(format.width * format.height * channels);
-        for (std::size_t at = start; at < start + format.bytes(); at += format.bytesPerPixel)
-            appendSamples(&file[at], depth, channels, picture.samples);
-        read.push_back(std::move(picture));
+    for (std::size_t count = bytes / image.size(); count > 0; --count) {
+        if (!read.empty() && wish.stopRequested && wish.stopRequested()) break;
+        if (file.read(image.data(), image.size()) != static_cast<std::ptrdiff_t>(image.size())) {
+            error = path + ": cannot be read";
+            return false;
+        }
+        read.push_back(rawPicture(image, format, depth, channels));
     }
     pictures = std::move(read);
     return true;

@@ -1,5 +1,7 @@
 #include "picture.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -221,6 +223,20 @@ TEST_F(PictureTest, FileThatIsLargerThanAnyPictureItMayHoldIsNotRead) {
 TEST_F(PictureTest, ImagesOfARawFileAfterTheFirstAreLeftOutOnAStop) {
     EXPECT_EQ(readRaw("abcdef", {2, 1, 1}, 16, {.stopRequested = [] { return true; }}).size(), 1u);
     EXPECT_EQ(readRaw("abcdef", {2, 1, 1}, 16, {.stopRequested = [] { return false; }}).size(), 3u);
+}
+
+TEST_F(PictureTest, RawFileThatIsCutWhileItIsReadIsRefused) {
+    static std::string path;
+    path = _folder.file("a.raw", "abcdef");
+    const PictureWish cutting{.stopRequested = [] {
+        std::filesystem::resize_file(path, 3);
+        return false;
+    }};
+    std::vector<Picture> pictures(5);
+    std::string error;
+    EXPECT_FALSE(readRawPictures(path, {2, 1, 1}, 16, cutting, pictures, error));
+    EXPECT_EQ(error, path + ": cannot be read");
+    EXPECT_EQ(pictures.size(), 5u);
 }
 
 TEST_F(PictureTest, FoldersAreNoPictures) { EXPECT_EQ(refusal(_folder.path()), _folder.path() + ": is a folder"); }

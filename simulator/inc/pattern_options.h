@@ -35,6 +35,8 @@ public:
     std::string firstGiven() const;
 
 private:
+    void addMotion();
+
     CLI::App& _app;
     PatternOptions& _options;
     std::string _pattern;

@@ -45,6 +45,8 @@ public:
     std::string take(const std::string& patternOption);
 
 private:
+    void addFitting();
+
     CLI::App& _app;
     PictureOptions& _options;
     std::string _rawSize;

@@ -89,23 +89,27 @@ PatternCommandLine::PatternCommandLine(CLI::App& app, PatternOptions& options) :
     app.add_flag("--digits,!--no-digits", _digits,
                  "Frame number in the upper left corner (default on, but for measuring targets)")
         ->default_str("true");
-    app.add_option("--motion", _motion,
-                   "How a measuring target moves across: none, linear, sine or step (default none)")
+    addMotion();
+}
+
+void PatternCommandLine::addMotion() {
+    _app.add_option("--motion", _motion,
+                    "How a measuring target moves across: none, linear, sine or step (default none)")
         ->check(CLI::Validator(checkMotion, "", "motion"))
         ->type_name("KIND")
         ->default_str("none");
-    app.add_option("--motion-px", _motionPixels,
-                   "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
-                   "of each step (default 0.5)")
+    _app.add_option("--motion-px", _motionPixels,
+                    "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
+                    "of each step (default 0.5)")
         ->check(options::within(-kMaxMotion, kMaxMotion, "-10000 to 10000"))
         ->type_name("PIXELS");
-    app.add_option("--motion-period", _motionPeriod,
-                   "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
+    _app.add_option("--motion-period", _motionPeriod,
+                    "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
         ->check(options::within(std::uint64_t{2}, kMaxPeriod, "2 to 1000000, without a fraction"))
         ->type_name("FRAMES")
         ->default_str("100");
-    app.add_option("--truth", _options.truthFile,
-                   "Write where the measuring target stands in each frame, one JSON object a line")
+    _app.add_option("--truth", _options.truthFile,
+                    "Write where the measuring target stands in each frame, one JSON object a line")
         ->type_name("FILE.jsonl");
 }
 

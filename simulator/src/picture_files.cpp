@@ -49,6 +49,13 @@ bool filesOf(const std::string& path, bool raw, std::vector<std::string>& files,
     return !files.empty();
 }
 
+// Where the next one begins, in a name of UTF-8.
+std::size_t behindCharacter(const std::string& name, std::size_t at) {
+    const auto isInside = [&] { return at < name.size() && (static_cast<unsigned char>(name[at]) & 0xC0) == 0x80; };
+    for (++at; isInside();) ++at;
+    return at;
+}
+
 }  // namespace
 
 bool isGlob(const std::string& path) {
@@ -65,12 +72,15 @@ bool fitsGlob(const std::string& name, const std::string& pattern) {
         if (next < pattern.size() && pattern[next] == '*') {
             star = next++;
             starTook = at;
-        } else if (next < pattern.size() && (pattern[next] == '?' || pattern[next] == name[at])) {
+        } else if (next < pattern.size() && pattern[next] == name[at]) {
             ++next;
             ++at;
+        } else if (next < pattern.size() && pattern[next] == '?') {
+            ++next;
+            at = behindCharacter(name, at);
         } else if (star != std::string::npos) {
             next = star + 1;
-            at = ++starTook;
+            at = starTook = behindCharacter(name, starTook);
         } else {
             return false;
         }

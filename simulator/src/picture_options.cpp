@@ -76,16 +76,20 @@ PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) :
         ->check(CLI::Validator(checkPlay, "", "play"))
         ->type_name("ORDER")
         ->default_str("loop");
-    app.add_flag("--scale", options.scale,
-                 "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
-    app.add_option("--window-motion", _windowMotion,
-                   "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
-                   "frame across and down; none refuses them (default drift)")
+    addFitting();
+}
+
+void PictureCommandLine::addFitting() {
+    _app.add_flag("--scale", _options.scale,
+                  "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
+    _app.add_option("--window-motion", _windowMotion,
+                    "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
+                    "frame across and down; none refuses them (default drift)")
         ->check(CLI::Validator(checkWindowMotion, "", "window"))
         ->type_name("MOTION")
         ->default_str("drift");
-    app.add_option("--image-memory", options.memoryMb,
-                   "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
+    _app.add_option("--image-memory", _options.memoryMb,
+                    "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
 }

@@ -54,8 +54,7 @@ public:
     std::unique_ptr<ReplayedImages> load() {
         const bool raw = _options.rawSize.has_value();
         for (const std::string& path : pictureFiles(_options.images, raw, _error)) {
-            // Who stops the program waits for no picture; without any there would be nothing to end in order.
-            if (!_pictures.empty() && platform_stopRequested()) break;
+            if (isEnough()) break;
             if (!addFile(path)) return nullptr;
         }
         if (_pictures.empty()) return nullptr;
@@ -63,6 +62,9 @@ public:
     }
 
 private:
+    // Who stops the program waits for no further picture; without any there would be nothing to end in order.
+    bool isEnough() const { return !_pictures.empty() && platform_stopRequested(); }
+
     bool addFile(const std::string& path) {
         const frames::PictureWish wish{_format.bytesPerPixel == 3 || _format.bytesPerPixel == 4,
                                        // Decoded samples take up to twice the bytes of the pixels made of them.
@@ -74,6 +76,7 @@ private:
             return false;
         }
         for (frames::Picture& picture : pictures) {
+            if (isEnough()) break;
             if (!add(path, std::move(picture))) return false;
         }
         return true;

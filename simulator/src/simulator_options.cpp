@@ -47,6 +47,38 @@ void addAskOptions(CLI::App& command, SimulatorOptions& options) {
         ->type_name("SECONDS");
 }
 
+// What stays aside until the whole line is read.
+struct RawOptions {
+    std::string size;
+    bool noStrip = false;
+    bool noAsk = false;
+    bool listed = true;  // nothing depends on it: a list is what patterns shows without --json
+};
+
+void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) {
+    app.add_option(
+           "--size", raw.size,
+           "Width and height in pixels, each 1 to 65536 (default as the camera answers, else as --config says, else "
+           "1280x1024)")
+        ->check(CLI::Validator(checkSize, "", "size"))
+        ->type_name("WIDTHxHEIGHT");
+    app.add_option("--bytes-per-pixel", options.bytesPerPixel,
+                   "1 to 16 (default as the camera answers, else as --config says, else 1)")
+        ->check(options::within(std::size_t{1}, frames::kMaxBytesPerPixel, "1 to 16"))
+        ->type_name("BYTES");
+    app.add_option(
+           "--config", options.configFile,
+           "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
+        ->check(options::existingFile())
+        ->type_name("FILE.ini");
+    app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
+        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
+        ->type_name("IMAGES");
+    app.add_flag("--no-strip", raw.noStrip,
+                 "Leave the strip that proves each image black, so that no host can verify it");
+    app.add_flag("--no-ask", raw.noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
+}
+
 void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
     app.add_option_function<std::string>(
            "--fps",
@@ -72,7 +104,18 @@ void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
         ->default_str("skip");
 }
 
-void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
+void addRingOptions(CLI::App& app, SimulatorOptions& options) {
+    app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
+        ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
+        ->type_name("IMAGES");
+    app.add_option("--reader-timeout", options.readerTimeoutSeconds,
+                   "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
+                   "anew, and one that was only paused comes back. 0.001 to 86400 s; 0: never (default 10)")
+        ->check(CLI::Validator(checkReaderTimeout, "", "reader-timeout"))
+        ->type_name("SECONDS");
+}
+
+void addFaultOption(CLI::App& app, SimulatorOptions& options) {
     std::string names;
     for (const FaultRow& row : faultTable()) names.append(names.empty() ? "" : ", ").append(row.name);
     app.add_option_function<std::vector<std::string>>(
@@ -93,14 +136,16 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
                "(after the start); frames count from 0 (default: at once)")
         ->allow_extra_args(false)
         ->type_name("NAME[:TIME][@WHEN]");
+}
+
+void addScriptOptions(CLI::App& app, SimulatorOptions& options) {
     app.add_option("--scenario", options.scenarioFile,
                    "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
         ->check(options::regularFile())
         ->type_name("FILE.json");
     app.add_option("--seed", options.seed,
                    "Start of everything random about the faults, 0 to 2^53: the same seed and options give the same "
-                   "faults (default: "
-                   "another one each time, told on standard error)")
+                   "faults (default: another one each time, told on standard error)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("NUMBER");
     app.add_option("--fault-log", options.faultLogFile,
@@ -109,12 +154,77 @@ void addFaultOptions(CLI::App& app, SimulatorOptions& options) {
     app.add_flag("--no-faults", options.noFaults, "Provoke no fault, whatever other options and scenarios ask for");
 }
 
+struct Commands {
+    CLI::App* ask;
+    CLI::App* list;
+};
+
+Commands addCommands(CLI::App& app, SimulatorOptions& options, RawOptions& raw) {
+    Commands commands{};
+    app.require_subcommand(0, 1);
+    commands.ask =
+        app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
+    addAskOptions(*commands.ask, options);
+    commands.list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
+    commands.list->add_flag("--list", raw.listed, "As a table on standard output (default)")->default_str("true");
+    commands.list->add_flag("--json", options.json, "As one JSON object");
+    return commands;
+}
+
+void addFooters(CLI::App& app, const Commands& commands) {
+    const std::string asking =
+        "\n"
+        "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
+        "ask: ask fails while a simulator runs that was started without --no-ask.\n";
+    const std::string exitCodes = "\nExit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
+    app.footer(
+        "Examples:\n"
+        "  dorven-simulator --size 1280x1024 --fps 200\n"
+        "  dorven-simulator --config camera.ini --count 1000\n"
+        "  dorven-simulator --images pictures --fps 25\n"
+        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
+        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n"
+        "\n"
+        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
+        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n" +
+        asking + exitCodes);
+    commands.list->footer(
+        "Examples:\n"
+        "  dorven-simulator patterns\n"
+        "  dorven-simulator patterns --list\n"
+        "  dorven-simulator patterns --json\n" +
+        exitCodes);
+    commands.ask->footer(
+        "Examples:\n"
+        "  dorven-simulator ask\n"
+        "  dorven-simulator ask --json\n"
+        "  dorven-simulator ask --watch --timeout 5\n" +
+        asking + exitCodes);
+}
+
 // An option of the program itself that stands beside a subcommand; empty: none does.
 std::string optionBesideSubcommand(const CLI::App& app) {
     for (const CLI::Option* option : app.get_options()) {
         if (option->count() > 0) return option->get_name();
     }
     return "";
+}
+
+// An option of a run that was given beside another command; empty: none was.
+std::string takeCommand(const CLI::App& app, const Commands& commands, SimulatorOptions& options) {
+    if (commands.ask->parsed()) {
+        options.command = SimulatorOptions::Command::ask;
+    } else if (commands.list->parsed()) {
+        options.command = SimulatorOptions::Command::patterns;
+    } else {
+        return "";
+    }
+    return optionBesideSubcommand(app);
+}
+
+int refuse(const std::string& problem, std::ostream& people) {
+    people << problem << "\nRun with --help for more information.\n";
+    return kWrongUsage;
 }
 
 }  // namespace
@@ -132,105 +242,31 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
         "host takes them.",
         "dorven-simulator");
     app.set_version_flag("--version", std::string("dorven-simulator ") + DORVEN_VERSION);
-    std::string size;
+    RawOptions raw;
     app.option_defaults()->group("Images");
-    app.add_option(
-           "--size", size,
-           "Width and height in pixels, each 1 to 65536 (default as the camera answers, else as --config says, else "
-           "1280x1024)")
-        ->check(CLI::Validator(checkSize, "", "size"))
-        ->type_name("WIDTHxHEIGHT");
-    app.add_option("--bytes-per-pixel", options.bytesPerPixel,
-                   "1 to 16 (default as the camera answers, else as --config says, else 1)")
-        ->check(options::within(std::size_t{1}, frames::kMaxBytesPerPixel, "1 to 16"))
-        ->type_name("BYTES");
-    app.add_option(
-           "--config", options.configFile,
-           "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
-        ->check(options::existingFile())
-        ->type_name("FILE.ini");
-    app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
-        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
-        ->type_name("IMAGES");
-    bool noStrip = false;
-    app.add_flag("--no-strip", noStrip, "Leave the strip that proves each image black, so that no host can verify it");
-    bool noAsk = false;
-    app.add_flag("--no-ask", noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
+    addImageOptions(app, options, raw);
     app.option_defaults()->group("Pacing");
     addPacingOptions(app, options);
-    app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
-        ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
-        ->type_name("IMAGES");
-    app.add_option("--reader-timeout", options.readerTimeoutSeconds,
-                   "A reader that has not moved for that long while the ring is full counts as dead: the ring is laid "
-                   "anew, and one that was only paused comes back. 0.001 to 86400 s; 0: never (default 10)")
-        ->check(CLI::Validator(checkReaderTimeout, "", "reader-timeout"))
-        ->type_name("SECONDS");
+    addRingOptions(app, options);
     app.option_defaults()->group("Patterns");
     PatternCommandLine pattern(app, options.pattern);
     app.option_defaults()->group("Own pictures, in place of a pattern");
     PictureCommandLine pictures(app, options.pictures);
     app.option_defaults()->group("Faults");
-    addFaultOptions(app, options);
+    addFaultOption(app, options);
+    addScriptOptions(app, options);
     app.option_defaults()->group("Options");
-    app.require_subcommand(0, 1);
-    CLI::App* const ask =
-        app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
-    addAskOptions(*ask, options);
-    CLI::App* const list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
-    bool listed = true;
-    list->add_flag("--list", listed, "As a table on standard output (default)")->default_str("true");
-    list->add_flag("--json", options.json, "As one JSON object");
-    const std::string asking =
-        "\n"
-        "The camera is asked over its link again each second; when its format changes, so do the images. Only one can\n"
-        "ask: ask fails while a simulator runs that was started without --no-ask.\n";
-    const std::string exitCodes = "\nExit codes: 0 done, 1 failed, 2 wrong usage, 3 no answer in time (ask).";
-    app.footer(
-        "Examples:\n"
-        "  dorven-simulator --size 1280x1024 --fps 200\n"
-        "  dorven-simulator --config camera.ini --count 1000\n"
-        "  dorven-simulator --images pictures --fps 25\n"
-        "  dorven-simulator --pattern circle --motion sine --truth truth.jsonl\n"
-        "  dorven-simulator --fault drop@every:50 --fault delay:20ms@p:0.01 --seed 42 --fault-log faults.jsonl\n"
-        "\n"
-        "Each image has a number and carries it. One that is late by more than half a ring, or finds the ring full,\n"
-        "uses its number up, so that a host sees the gap. Faults: docs/faults.md.\n" +
-        asking + exitCodes);
-    list->footer(
-        "Examples:\n"
-        "  dorven-simulator patterns\n"
-        "  dorven-simulator patterns --list\n"
-        "  dorven-simulator patterns --json\n" +
-        exitCodes);
-    ask->footer(
-        "Examples:\n"
-        "  dorven-simulator ask\n"
-        "  dorven-simulator ask --json\n"
-        "  dorven-simulator ask --watch --timeout 5\n" +
-        asking + exitCodes);
+    const Commands commands = addCommands(app, options, raw);
+    addFooters(app, commands);
     if (const auto exitCode = options::parse(app, argc, argv, data, people, surroundings)) return exitCode;
-    if (ask->parsed()) {
-        options.command = SimulatorOptions::Command::ask;
-    } else if (list->parsed()) {
-        options.command = SimulatorOptions::Command::patterns;
-    }
-    if (options.command != SimulatorOptions::Command::run) {
-        if (const std::string stray = optionBesideSubcommand(app); !stray.empty()) {
-            people << stray << " does not go with " << app.get_subcommands().front()->get_name()
-                   << "\nRun with --help for more information.\n";
-            return kWrongUsage;
-        }
-    }
+    const std::string stray = takeCommand(app, commands, options);
+    if (!stray.empty()) return refuse(stray + " does not go with " + app.get_subcommands().front()->get_name(), people);
     std::string problem = pattern.take();
     if (problem.empty()) problem = pictures.take(pattern.firstGiven());
-    if (!problem.empty()) {
-        people << problem << "\nRun with --help for more information.\n";
-        return kWrongUsage;
-    }
-    options.ask = !noAsk;
-    options.strip = !noStrip;
-    if (!size.empty()) frames::parseSize(size, options.size.emplace());
+    if (!problem.empty()) return refuse(problem, people);
+    options.ask = !raw.noAsk;
+    options.strip = !raw.noStrip;
+    if (!raw.size.empty()) frames::parseSize(raw.size, options.size.emplace());
     return std::nullopt;
 }
 

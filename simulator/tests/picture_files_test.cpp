@@ -85,6 +85,18 @@ TEST(GlobTest, StarStandsForAnyCharactersAndQuestionMarkForOne) {
     EXPECT_TRUE(fitsGlob("aaaaaaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*a*b"));
 }
 
+TEST(GlobTest, CharactersAreNotTheirBytes) {
+    const char* const name =
+        "gr\xC3\xB6\xC3\x9F"
+        "e \xE7\x9B\xB8.png";
+    for (const char* pattern : {"gr??e ?.png", "*\xC3\xB6?e*", "*?.png", "??*e*?.png", "*\xE7\x9B\xB8.*"})
+        EXPECT_TRUE(fitsGlob(name, pattern)) << pattern;
+    for (const char* pattern : {"gr????e ?.png", "gr?e*", "*??????????????.png", "*\xC3\x9F?.png"})
+        EXPECT_FALSE(fitsGlob(name, pattern)) << pattern;
+    EXPECT_FALSE(fitsGlob("\xE7\x9B\xB8", "*??"));
+    EXPECT_TRUE(fitsGlob("\xFF.png", "?.png")) << "a name that is no UTF-8";
+}
+
 TEST(GlobTest, OnlyTheFileNameIsAPattern) {
     EXPECT_TRUE(isGlob("pictures/*.png"));
     EXPECT_TRUE(isGlob("a?.png"));
