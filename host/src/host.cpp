@@ -120,7 +120,9 @@ int run(const HostOptions& options) {
             break;
     }
     if (!options.findingsFile.empty()) return verifySaved(options, std::cout, std::cerr);
-    std::string error = problemOfConfiguration(options.configFile);
+    // Another plugin may have files of another kind.
+    std::string error;
+    if (options.pluginPath == defaultPluginPath()) error = problemOfConfiguration(options.configFile);
     const auto library = error.empty() ? PluginLibrary::load(options.pluginPath, error) : nullptr;
     if (library) return run(*library, options);
     std::cerr << "dorven-host: " << error << std::endl;
