@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 #include <random>
+#include <stdexcept>
 #include <string>
 
 #include "bench_limits.h"
