@@ -20,25 +20,13 @@
 #include "live_line.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "save_options.h"
 #include "snap.h"
 #include "terminal.h"
 #include "verify.h"
 
 namespace host {
 namespace {
-
-void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome) {
-    if (options.outputFolder.empty()) return;
-    std::cerr << "saved " << outcome.saved << " images in " << options.outputFolder;
-    if (outcome.lossImage) {
-        std::cerr << "; the first loss showed at image " << *outcome.lossImage;
-    } else if (options.aroundLoss > 0) {
-        std::cerr << "; there was no loss";
-    }
-    if (outcome.dropped > 0) std::cerr << "; the disk could not keep up with " << outcome.dropped << " more";
-    if (outcome.failed > 0) std::cerr << "; " << outcome.failed << " could not be written";
-    std::cerr << std::endl;
-}
 
 // The plugin's first device; null after a message.
 NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
@@ -76,7 +64,7 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     report.limitsBroken = brokenLimits(options.limits, report.results);
     printTable(report.results, std::cerr);
     tellFindings(report.findings, std::cerr);
-    tellSaved(options, grab.saved());
+    tellSaved(options, grab.saved(), std::cerr);
     tellBrokenLimits(report.limitsBroken, std::cerr);
     if (options.json) printJson(report, std::cout);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());

@@ -103,4 +103,17 @@ std::string formatByEnding(const std::string& fileName) {
     return frames::imageFileFormatOf(ending) ? ending : "";
 }
 
+void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people) {
+    if (options.outputFolder.empty()) return;
+    people << "saved " << outcome.saved << " images in " << options.outputFolder;
+    if (outcome.lossImage) {
+        people << "; the first loss showed at image " << *outcome.lossImage;
+    } else if (options.aroundLoss > 0) {
+        people << "; there was no loss";
+    }
+    if (outcome.dropped > 0) people << "; the disk could not keep up with " << outcome.dropped << " more";
+    if (outcome.failed > 0) people << "; " << outcome.failed << " could not be written";
+    people << std::endl;
+}
+
 }  // namespace host

@@ -1,6 +1,8 @@
 // Options for saving images, and what they come to.
 #pragma once
 
+#include <ostream>
+
 #include "host_options.h"
 #include "image_saver.h"
 
@@ -21,5 +23,8 @@ SaveSettings saveSettingsOf(const HostOptions& options);
 
 /// "png", "pgm" or "raw" by a file name's ending, whatever its case; "" for another ending.
 std::string formatByEnding(const std::string& fileName);
+
+/// Tells people what became of the images that were to be saved; nothing when none were.
+void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people);
 
 }  // namespace host

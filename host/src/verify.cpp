@@ -9,6 +9,7 @@
 #include "grab_report.h"
 #include "live_line.h"
 #include "platform.h"
+#include "save_options.h"
 #include "saved_findings.h"
 #include "terminal.h"
 #include "verify_report.h"
@@ -84,6 +85,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
     report.limitsBroken = brokenLimits(options.limits, report.results);
     printTable(report.results, people);
+    tellSaved(options, grab.saved(), people);
     tellBrokenLimits(report.limitsBroken, people);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
     if (grabExitCode == kExitFailed) return kExitFailed;

@@ -11,20 +11,20 @@
 
 #include "platform.h"
 #include "scripted_device.h"
-#include "strip.h"
+#include "simulated_image.h"
 #include "temporary_folder.h"
 #include "verify_report.h"
 
 namespace {
 
 using host::HostOptions;
+using test::kFormat;
 using test::ScriptedDevice;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr frames::ImageFormat kFormat{900, 20, 1};
 constexpr const char* kRun = R"({"schema":"dorven-fault-log/1","event":"run","seed":42,"period_ns":10000000})"
                              "\n";
 constexpr const char* kDropTwo =
@@ -37,12 +37,8 @@ constexpr const char* kCrashFive =
     "\n";
 
 void deliver(ScriptedDevice& device, std::uint64_t number) {
-    std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
-    const frames::Canvas canvas{bytes.data(), kFormat};
-    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(platform_monotonicNanoseconds()),
-                                frames::crcBelowStrip(canvas)});
     device.record.imageCounter = static_cast<std::uint32_t>(number);
-    device.deliver(bytes.data());
+    device.deliver(test::simulated(number).data());
 }
 
 void deliverAll(ScriptedDevice& device, const std::vector<std::uint64_t>& numbers) {
@@ -97,6 +93,14 @@ TEST_F(VerifyTest, ExactlyTheInjectedFaultEndsWithZero) {
     EXPECT_EQ(object["grab"]["lost"], 1);
     EXPECT_EQ(object["grab"]["findings"][0]["finding"], "lost");
     EXPECT_FALSE(object.contains("event"));
+}
+
+TEST_F(VerifyTest, SavedImagesAreTold) {
+    log(std::string(kRun) + kDropTwo);
+    _options.outputFolder = _folder.path("images");
+    _options.saveFormat = "raw";
+    EXPECT_EQ(verify({0, 1, 3, 4}), host::kExitDone) << people();
+    EXPECT_THAT(people(), HasSubstr("saved 4 images in " + _options.outputFolder + "\n"));
 }
 
 TEST_F(VerifyTest, MissedFaultEndsWithOneAndIsNamed) {

@@ -162,9 +162,9 @@ void FrameDelivery::shiftCounter(Made& made) const {
 void FrameDelivery::setTimeBack(Made& made, std::int64_t timeNs) const {
     const std::int64_t before = _lastStampNs.value_or(made.stampNs);
     made.stampNs = std::max<std::int64_t>(before - (timeNs != 0 ? timeNs : kDefaultTimeBackNs), 0);
-    std::vector<Expectation> expectations;
-    if (_lastStampNs && made.stampNs < before) expectations.push_back({"time_back", made.frame, made.frame, {}});
-    made.findings.push_back({FaultKind::timeBack, std::move(expectations)});
+    const bool visible = _lastStampNs && made.stampNs < before;
+    made.findings.push_back({FaultKind::timeBack, visible ? ifVerifiable({"time_back", made.frame, made.frame, {}})
+                                                          : std::vector<Expectation>()});
 }
 
 /// @return False when a stop was requested meanwhile.

@@ -262,11 +262,11 @@ TEST_F(FaultRunTest, SeveralFaultsAtOnceAreAllFound) {
 
 TEST_F(FaultRunTest, WithoutStripNothingThatOnlyAStripShowsIsExpected) {
     _options.strip = false;
-    for (const char* text : {"torn@10", "counter-wrap@12", "delay:1ms@14"}) fault(text);
+    for (const char* text : {"torn@10", "counter-wrap@12", "delay:1ms@14", "time-back@16"}) fault(text);
     const auto arrivals = run();
     ASSERT_GE(arrivals.size(), 40u);
     for (const Arrival& arrival : arrivals) EXPECT_EQ(arrival.image.inspection.kind, frames::ImageKind::unverified);
-    for (const char* name : {"torn", "counter-wrap", "delay"}) {
+    for (const char* name : {"torn", "counter-wrap", "delay", "time-back"}) {
         ASSERT_EQ(faultLines(name).size(), 1u) << name;
         EXPECT_TRUE(faultLines(name)[0]["expect"].empty()) << name;
     }
