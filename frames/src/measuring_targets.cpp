@@ -127,7 +127,7 @@ public:
     Circle(const ImageFormat& format, const PatternSettings& settings)
         : MeasuringTarget(format, settings),
           _radius(static_cast<double>(std::min(width(), height())) / 6),
-          _reach(static_cast<std::size_t>(_radius + 0.5) + 1),
+          _reach(static_cast<std::size_t>(std::ceil(_radius)) + 1),
           _lines(_reach) {
         render(_darkLine, width(), [&](std::size_t) { return shade(0.0); });
         render(_brightLine, width(), [&](std::size_t) { return shade(1.0); });

@@ -172,7 +172,8 @@ void appendSamples(const std::uint8_t* pixel, const PixelWriter& depth, std::siz
         for (std::size_t channel = 0; channel < 3; ++channel) samples.push_back(spread(pixel[channel], 255));
     } else if (depth.bytesPerPixel() == 3 || depth.bytesPerPixel() == 4) {
         const double brightness = Colour{pixel[0] / 255.0, pixel[1] / 255.0, pixel[2] / 255.0}.brightness();
-        samples.push_back(static_cast<std::uint16_t>(brightness * kMaxSample + 0.5));
+        const double nearest = brightness * kMaxSample + 0.5;  // not negative: cutting rounds
+        samples.push_back(static_cast<std::uint16_t>(nearest));
     } else {
         samples.push_back(spread(depth.grey(pixel), depth.whiteGrey()));
     }

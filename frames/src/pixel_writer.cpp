@@ -32,7 +32,8 @@ unsigned PixelWriter::grey(const std::uint8_t* pixel) const {
 }
 
 unsigned PixelWriter::level(double brightness) const {
-    return static_cast<unsigned>(std::clamp(brightness, 0.0, 1.0) * _white + 0.5);
+    const double nearest = std::clamp(brightness, 0.0, 1.0) * _white + 0.5;  // not negative: cutting rounds
+    return static_cast<unsigned>(nearest);
 }
 
 }  // namespace frames

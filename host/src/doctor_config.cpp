@@ -56,15 +56,19 @@ std::string plainName(std::string path) {
     return failure ? path : plain.generic_string();
 }
 
+// "FILE: section 'NAME'"
+std::string placeOf(const std::string& path, const char* kind, const std::string& name) {
+    return std::string(path).append(": ").append(kind).append(" '").append(name).append("'");
+}
+
 // Names that nearly are one of those that are read, and in a section of the camera's all that are not.
 void examineNames(const std::string& path, const MIniData& ini, Findings& findings) {
     const std::vector<std::string> sections{kRedirectSection, kImageSection};
     for (const std::string& section : ini.GetSectionNames()) {
-        const std::string meant = options::closestName(section, sections);
         if (section != kRedirectSection && section != kImageSection) {
-            if (!meant.empty())
+            if (const std::string suggestion = options::didYouMean(section, sections); !suggestion.empty())
                 add(findings, kCheck, FindingLevel::warning,
-                    path + ": section '" + section + "' is not read; did you mean '" + meant + "'?",
+                    placeOf(path, "section", section) + " is not read" + suggestion,
                     "names of sections and keys are case-sensitive");
             continue;
         }
@@ -77,9 +81,10 @@ void examineNames(const std::string& path, const MIniData& ini, Findings& findin
             const std::string plain = key.substr(0, key.find_last_not_of(" \t") + 1);
             if (std::find(keys.begin(), keys.end(), plain) != keys.end()) continue;
             const std::string suggestion = options::didYouMean(plain, keys);
-            if (section == kImageSection || !suggestion.empty())
-                add(findings, kCheck, FindingLevel::warning,
-                    path + ": key '" + plain + "' of section '" + section + "' is not read" + suggestion);
+            if (section != kImageSection && suggestion.empty()) continue;
+            std::string text = placeOf(path, "key", plain);
+            text.append(" of section '").append(section).append("' is not read").append(suggestion);
+            add(findings, kCheck, FindingLevel::warning, text);
         }
     }
 }
