@@ -35,7 +35,7 @@ std::uint64_t number(const Json& object, const char* key) {
 
 std::string name(const Json& object, const char* key) {
     const Json& value = member(object, key);
-    const std::string text = value.is_string() ? value.get<std::string>() : "";
+    std::string text = value.is_string() ? value.get<std::string>() : "";
     const bool known = text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-/") ==
                        std::string::npos;
     if (text.empty() || text.size() > kMaxName || !known) throw LineError(std::string("\"") + key + "\" is not a name");
