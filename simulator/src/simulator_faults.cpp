@@ -21,6 +21,7 @@ constexpr std::int64_t kForeverNs = INT64_MAX;
 
 std::vector<Expectation> lost(const std::vector<FrameRange>& ranges) {
     std::vector<Expectation> expectations;
+    expectations.reserve(ranges.size());
     for (const FrameRange& range : ranges) expectations.push_back({"lost", range.first, range.last, {}});
     return expectations;
 }
