@@ -283,6 +283,7 @@ TEST_F(FaultRunTest, HeldFrameThatHasNoSuccessorIsDeliveredAtTheEnd) {
 TEST_F(FaultRunTest, ImagesThatWaitedUnreadInARingLaidAnewAreExpectedToBeLost) {
     _options.lineCount = 4;
     _options.frameCount = 10;
+    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     fault("recreate@3");
     std::string error;
     const auto faults = Faults::open(_options, _people, error);
@@ -292,9 +293,7 @@ TEST_F(FaultRunTest, ImagesThatWaitedUnreadInARingLaidAnewAreExpectedToBeLost) {
     ASSERT_EQ(faultLines("recreate").size(), 1u);
     EXPECT_EQ(faultLines("recreate")[0]["expect"], Json::parse(R"([{"finding":"lost","first":0,"last":2}])"));
     EXPECT_EQ(simulator.totals().unread, 3u);
-    EXPECT_THAT(log(),
-                Contains(testing::ResultOf([](const Json& line) { return line.value("note", ""); },
-                                           testing::AnyOf("refused", "skipped"))));  // skipped: on a busy machine
+    EXPECT_THAT(log(), Contains(testing::ResultOf([](const Json& line) { return line.value("note", ""); }, "refused")));
     EXPECT_THAT(_people.str(), HasSubstr("unread in a ring laid anew 3, faults provoked 1"));
 }
 
