@@ -34,9 +34,11 @@ using testing::Not;
 using namespace std::chrono_literals;
 
 constexpr frames::ImageFormat kFormat{900, 40, 1};
+// A camera that is just being opened may still answer with its own size.
+constexpr const char* kSize = "900x40";
 
 TEST_F(ProgramsTest, HostReceivesTheSimulatorsImagesWhole) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "10", "--count", "600"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "10", "--count", "600"});
     auto host = startGrab({"--count", "20"});
     EXPECT_EQ(host.join(60s), 0) << people();
     simulator.kill();
@@ -53,7 +55,7 @@ TEST_F(ProgramsTest, HostReceivesTheSimulatorsImagesWhole) {
 }
 
 TEST_F(ProgramsTest, JsonOfAGrabHasTheDocumentedKeysAndNoOther) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "100"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "100"});
     auto host = startGrab({"--count", "5"});
     EXPECT_EQ(host.join(60s), 0) << people();
     simulator.kill();
@@ -69,7 +71,7 @@ TEST_F(ProgramsTest, JsonOfAGrabHasTheDocumentedKeysAndNoOther) {
 }
 
 TEST_F(ProgramsTest, KeptLimitsEndWithZeroAndBrokenOnesWithOneAndTheirNames) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     auto keeping = startGrab({"--count", "20", "--max-lost", "1000", "--max-torn", "0", "--max-faked", "0", "--min-fps",
                               "1", "--min-images", "20", "--max-latency-us", "1e9", "--max-jitter-us", "1e9"});
     EXPECT_EQ(keeping.join(60s), 0) << people();
@@ -98,7 +100,7 @@ TEST_F(ProgramsTest, BrokenLimitDoesNotHideThatNoImageCame) {
 }
 
 TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "20"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "20"});
     auto host = startHost({"grab", "--config", _config, "--json-lines", "--frames", "--count", "45"});
     EXPECT_EQ(host.join(60s), 0) << people();
     simulator.kill();
@@ -126,7 +128,7 @@ TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
 }
 
 TEST_F(ProgramsTest, ImagesThatWaitedInTheRingBeforeTheGrabMakeNoLoss) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "10", "--lines", "3"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "10", "--lines", "3"});
     std::this_thread::sleep_for(2s);  // the ring is full by now, and slots have been refused
     auto host = startGrab({"--count", "10"});
     EXPECT_EQ(host.join(60s), 0) << people();
@@ -136,7 +138,7 @@ TEST_F(ProgramsTest, ImagesThatWaitedInTheRingBeforeTheGrabMakeNoLoss) {
 }
 
 TEST_F(ProgramsTest, SavedImagesOpenAndTheirStripsAreRead) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     const std::string output = _folder.path("images/x").substr(0, _folder.path("images").size());
     auto host = startGrab({"--count", "21", "--output", output, "--every", "10"});
     EXPECT_EQ(host.join(60s), 0) << people();
@@ -281,7 +283,7 @@ TEST_F(ScriptedWriterTest, VerifyFindsTheFaultsOfTheLogAndTellsWhatIsNotInIt) {
 }
 
 TEST_F(ProgramsTest, VerifyOfAKilledSimulatorFindsItsStop) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     const std::string log = _folder.path("faults.jsonl");
     auto host = startHost({"verify", "--config", _config, "--json", "--timeout", "3", "--fault-log", log});
     std::this_thread::sleep_for(2s);
@@ -298,18 +300,18 @@ TEST_F(ProgramsTest, VerifyOfAKilledSimulatorFindsItsStop) {
 TEST_F(ProgramsTest, SimulatorThatIsStartedAfterTheGrabIsFound) {
     auto host = startGrab({"--count", "5"});
     std::this_thread::sleep_for(1s);
-    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     EXPECT_EQ(host.join(60s), 0) << people();
     simulator.kill();
     EXPECT_EQ(data()["simulated"], 5);
 }
 
 TEST_F(ProgramsTest, SimulatorThatIsKilledAndStartedAgainDuringAGrabComesBack) {
-    auto first = startSimulator({"--config", _config, "--fps", "50"});
+    auto first = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     auto host = startGrab({"--count", "200"});
     std::this_thread::sleep_for(1500ms);
     first.kill();
-    auto second = startSimulator({"--config", _config, "--fps", "100"});
+    auto second = startSimulator({"--config", _config, "--size", kSize, "--fps", "100"});
     EXPECT_EQ(host.join(60s), 0) << people();
     second.kill();
     EXPECT_EQ(data()["simulated"], 200);
@@ -327,7 +329,7 @@ TEST_F(ProgramsTest, NoImageInTimeEndsWithThree) {
 
 // The camera needs eleven waits of 2 s before it fakes.
 TEST_F(ProgramsTest, FakedImagesAfterSimulatedOnesEndWithFour) {
-    auto simulator = startSimulator({"--config", _config, "--fps", "50"});
+    auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     auto host = startGrab({"--timeout", "40"});
     std::this_thread::sleep_for(2s);
     simulator.kill();

@@ -31,9 +31,12 @@ protected:
         arguments.insert(arguments.begin(), {_folder.path("out.txt"), _folder.path("err.txt")});
         return test::ChildProcess("hostWithOutputs", arguments).join(60s);
     }
-    // With a ring in which a busy machine may be seconds late.
+    // With a ring in which a busy machine may be seconds late, and its size from the start: a camera that is just being
+    // opened may still answer with its own.
     test::ChildProcess startSimulator() {
-        return test::ChildProcess::program("dorven-simulator", {"--config", _config, "--fps", "50", "--lines", "500"});
+        return test::ChildProcess::program(
+            "dorven-simulator",
+            {"--config", _config, "--size", "450x40", "--bytes-per-pixel", "2", "--fps", "50", "--lines", "500"});
     }
     std::string text(const std::string& path) const {
         std::ifstream file(path, std::ios::binary);
