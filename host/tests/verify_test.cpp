@@ -260,7 +260,7 @@ TEST_F(VerifyTest, LogThatIsStillWrittenIsReadAgain) {
     const int exitCode = verify([&](ScriptedDevice& device) {
         writer = std::thread([this] {
             platform_sleepUntil(platform_monotonicNanoseconds() + 500'000'000);
-            log(std::string(kRun) + kDropTwo);
+            _folder.file("faults.jsonl", std::string(kRun) + kDropTwo);
         });
         _options.imageCount = 3;
         deliverAll(device, {0, 1, 3});
