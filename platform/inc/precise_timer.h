@@ -3,11 +3,13 @@
 
 #include <cstdint>
 
+#include "sleep_margin.h"
+
 /// One thread's: the one that makes it, sleeps and destroys it.
 ///
 /// Linux: the thread's timer slack is 1 ns as long as the timer lives. Windows: a high-resolution timer where there is
 /// one, else the plain one; it wakes early by how late it was found to wake when the timer was made (which takes about
-/// 10 ms), and the rest is spun.
+/// 10 ms) and at each sleep since, and the rest is spun.
 class PreciseTimer {
 public:
     PreciseTimer();
@@ -21,11 +23,8 @@ public:
     ///          (platform_installStopHandler). On Linux that takes up to 100 ms when another thread got the signal.
     bool sleepUntil(std::int64_t deadlineNanoseconds);
 
-    /// Nanoseconds that the system's timer is ended early by, and that are spun instead. 0 on Linux.
-    std::int64_t margin() const { return _margin; }
-
 private:
-    void* _handle = nullptr;   // of the system's timer
-    std::int64_t _margin = 0;  // ns
-    long _formerSlack = 0;     // ns
+    void* _handle = nullptr;  // of the system's timer
+    SleepMargin _margin{0};
+    long _formerSlack = 0;  // ns
 };

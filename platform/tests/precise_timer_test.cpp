@@ -1,7 +1,7 @@
 #include "precise_timer.h"
 
 #include <algorithm>
-#include <vector>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -24,19 +24,101 @@ TEST(PreciseTimerTest, ADeadlineThatHasPassedDoesNotSleep) {
     for (int count = 0; count < 100; ++count) EXPECT_TRUE(timer.sleepUntil(begin - 1));
 }
 
-// The best of many, so that a busy machine does not matter: without the margin, and the timer slack, no single one
-// would be that good.
-TEST(PreciseTimerTest, WakesWithinAFractionOfAMillisecondAtBest) {
-    PreciseTimer timer;
-    std::int64_t best = INT64_MAX;
-    for (int count = 0; count < 200 && best > 20'000; ++count) {
-        const std::int64_t deadline = platform_monotonicNanoseconds() + 2'000'000;
-        timer.sleepUntil(deadline);
-        best = std::min(best, platform_monotonicNanoseconds() - deadline);
+TEST(SleepMarginTest, StaysWithinItsBounds) {
+    EXPECT_EQ(SleepMargin(-1).get(), SleepMargin::kLeast);
+    EXPECT_EQ(SleepMargin(1'000'000'000).get(), SleepMargin::kGreatest);
+    SleepMargin margin(SleepMargin::kLeast);
+    margin.learn(-1'000'000);
+    EXPECT_EQ(margin.get(), SleepMargin::kLeast);
+    for (int count = 0; count < 100; ++count) margin.learn(1'000'000'000);
+    EXPECT_EQ(margin.get(), SleepMargin::kGreatest);
+}
+
+TEST(SleepMarginTest, OneLateWakeUpRaisesItByAStepHoweverLateItWas) {
+    SleepMargin margin(1'000'000);
+    margin.learn(1'000'000);
+    EXPECT_EQ(margin.get(), 1'000'000 - SleepMargin::kLower);
+    margin.learn(1'000'000);
+    EXPECT_EQ(margin.get(), 1'000'000 - SleepMargin::kLower + SleepMargin::kRaise);
+    margin.learn(50'000'000);
+    EXPECT_EQ(margin.get(), 1'000'000 - SleepMargin::kLower + 2 * SleepMargin::kRaise);
+}
+
+TEST(SleepMarginTest, OneInTwoHundredComesLateInTheEndWhateverItBeganWith) {
+    for (const std::int64_t first : {50'000, 1'200'000, 2'500'000}) {
+        std::mt19937 random(1);
+        SleepMargin margin(first);
+        const auto draw = [&] { return static_cast<std::int64_t>(random() % 1'200'000); };
+        for (int count = 0; count < 10'000; ++count) margin.learn(draw());
+        int late = 0;
+        for (int count = 0; count < 20'000; ++count) {
+            const std::int64_t wake = draw();
+            if (wake > margin.get()) ++late;
+            margin.learn(wake);
+        }
+        EXPECT_GE(late, 80) << first;
+        EXPECT_LE(late, 120) << first;
     }
-    EXPECT_LE(best, 100'000);
-    EXPECT_GE(timer.margin(), 0);
-    EXPECT_LE(timer.margin(), 2'500'000);
+}
+
+/// A system whose clock stands still but for waits and spins, and whose timer is late.
+struct FakeSystem {
+    std::int64_t clock = 1'000'000'000;
+    std::int64_t late = 0;
+    int waits = 0, spins = 0;
+    int stopAfterWaits = -1;
+
+    std::int64_t now() const { return clock; }
+    void wait(std::int64_t nanoseconds) {
+        ++waits;
+        clock += nanoseconds + late;
+    }
+    void spin() {
+        ++spins;
+        clock += 500;
+    }
+    bool stopRequested() const { return waits == stopAfterWaits; }
+};
+
+TEST(SleepMarginTest, AsksToBeWokenEarlierAndSpinsTheRest) {
+    FakeSystem system;
+    SleepMargin margin(1'200'000);
+    system.late = 1'000'000;
+    const std::int64_t deadline = system.clock + 5'000'000;
+    EXPECT_TRUE(margin.sleepUntil(deadline, system));
+    EXPECT_EQ(system.clock, deadline);
+    EXPECT_EQ(system.waits, 1);
+    EXPECT_EQ(system.spins, 400);
+}
+
+TEST(SleepMarginTest, ATimerThatIsLaterThanAtFirstIsCaughtUpWith) {
+    FakeSystem system;
+    SleepMargin margin(300'000);
+    system.late = 1'000'000;
+    for (int count = 0; count < 8; ++count) {
+        const std::int64_t deadline = system.clock + 5'000'000;
+        EXPECT_TRUE(margin.sleepUntil(deadline, system));
+        EXPECT_EQ(system.clock - deadline, std::max<std::int64_t>(700'000 - count * SleepMargin::kRaise, 0)) << count;
+    }
+}
+
+TEST(SleepMarginTest, ALongSleepIsTakenInSlicesAndAStopRequestEndsIt) {
+    FakeSystem system;
+    SleepMargin margin(1'000'000);
+    const std::int64_t begin = system.clock;
+    system.stopAfterWaits = 2;
+    EXPECT_FALSE(margin.sleepUntil(begin + 1'000'000'000, system));
+    EXPECT_EQ(system.clock, begin + 2 * SleepMargin::kLongestWait);
+    system.stopAfterWaits = -1;
+    EXPECT_TRUE(margin.sleepUntil(begin + 1'000'000'000, system));
+    EXPECT_EQ(system.clock, begin + 1'000'000'000);
+    EXPECT_EQ(system.waits, 10);  // the last one, of 99 ms, is not followed by one for what the margin has shrunk
+}
+
+TEST(SleepMarginTest, ADeadlineThatHasPassedDoesNotWait) {
+    FakeSystem system;
+    EXPECT_TRUE(SleepMargin(0).sleepUntil(system.clock, system));
+    EXPECT_EQ(system.waits + system.spins, 0);
 }
 
 }  // namespace
