@@ -49,7 +49,7 @@ run_tests() { # preset, ctest arguments …; builds the target in $target
     section "$preset: tests"
     ctest --preset "$preset" --output-junit "$PWD/$results/$preset.xml" --test-output-size-passed 200000 --quiet \
         --output-log "$results/$preset.ctest.log" "$@" </dev/null || failed=1
-    python3 scripts/summarize_tests.py --failures "$results/$preset.xml"
+    python3 scripts/summarize_tests.py --failures "$results/$preset.xml" || failed=1
 }
 
 scripts/setup.sh

@@ -68,14 +68,15 @@ TEST(MessengerProcesses, ThatStartAtOnceFindEachOther) {
     }
 }
 
-// Asks without a pause until it is told to stop.
+// Asks without a pause until it is told to stop, then only answers until it is told to go.
 CHILD_ROLE(asksWithoutPause) {
     const test::LogRecorder quiet;
     Appointment appointment(arguments);
     const auto messenger = IPMessenger::create(std::make_shared<TestChannel>(appointment.ids));
     appointment.ready.Notify();
     while (appointment.go.Wait(0.0) != 1) messenger->send();
-    return 0;
+    appointment.ready.Notify();
+    return appointment.go.Wait(30.0) == 1 ? 0 : 1;
 }
 
 TEST(MessengerProcesses, OneMayCloseWhileTheOtherAsks) {
@@ -92,6 +93,9 @@ TEST(MessengerProcesses, OneMayCloseWhileTheOtherAsks) {
     const auto messenger = IPMessenger::create(channel);
     channel->executions = 0;
     EXPECT_TRUE(test::becomesTrue([&] { return channel->executions > 0; }, kFindEachOther));
+    // Two sides that ask at once refuse each other's answers, since a fifo holds one frame: so only one of them asks.
+    appointment.go.Notify();
+    ASSERT_EQ(appointment.ready.Wait(20.0), 1);
     EXPECT_TRUE(askUntilAnswered(*messenger));
     appointment.go.Notify();
     EXPECT_EQ(peer.join(20s), 0);
