@@ -4,9 +4,11 @@
 usage: summarize_tests.py [--failures] FILE …
 
 FILE is a JUnit file of CTest or a .check file that holds "passed" or "failed". A CTest entry that ran a whole
-GoogleTest program (as under Wine) counts as the tests that the program says it ran. With --failures the failing
-entries' names and output come first, and the sum stands in brackets. Exit status: 0 nothing failed, 1 something failed, 2 a file cannot be read.
+GoogleTest program (as under Wine) counts as the tests that the program says it ran. With --failures the output of what
+failed comes first, and the sum stands in brackets; without it only the names come first. Exit status: 0 nothing failed,
+1 something failed, 2 a file cannot be read.
 """
+import pathlib
 import re
 import sys
 import xml.etree.ElementTree as ElementTree
@@ -14,6 +16,9 @@ import xml.etree.ElementTree as ElementTree
 PASSED = re.compile(r'^\[  PASSED  \] (\d+) tests?\.', re.M)
 FAILED = re.compile(r'^\[  FAILED  \] (\d+) tests?, listed below', re.M)
 RAN = re.compile(r'^\[==========\] Running (\d+) tests? from', re.M)
+# One test of a GoogleTest program: its name, its output, and how it ended; none when the program ended within it.
+ONE = re.compile(r'^\[ RUN      \] (\S+)$(.*?)(?:^\[ +(OK|FAILED|SKIPPED) +\] \1\b[^\n]*$|\Z)', re.M | re.S)
+SHOWN = 6000  # characters of output
 
 
 def count_case(case):
@@ -32,19 +37,35 @@ def count_case(case):
     return passed, failed, 0
 
 
+def failures_of(case):
+    """(name, output) of each test that failed in a CTest entry."""
+    name = case.get('name')
+    output = case.findtext('system-out') or ''
+    broken = [(one.group(1), one.group(2)) for one in ONE.finditer(output) if one.group(3) in (None, 'FAILED')]
+    if len(broken) == 1 and name.endswith(broken[0][0]):
+        return [(name, broken[0][1])]
+    return [(f'{name}: {test}', text) for test, text in broken] or [(name, output)]
+
+
 def count_file(path, show_failures):
+    """[passed, failed, skipped] of a file; prints what failed."""
     if path.endswith('.check'):
         with open(path, encoding='utf-8') as file:
             ok = file.read().strip() == 'passed'
-        return (1, 0, 0) if ok else (0, 1, 0)
+        if not ok:
+            print(f'FAILED: {pathlib.Path(path).stem}')
+        return [1, 0, 0] if ok else [0, 1, 0]
     total = [0, 0, 0]
     for case in ElementTree.parse(path).getroot().iter('testcase'):
         counts = count_case(case)
         total = [a + b for a, b in zip(total, counts)]
-        if show_failures and counts[1]:
-            print(f'FAILED: {case.get("name")}')
-            print((case.findtext('system-out') or '')[-6000:])
-    return tuple(total)
+        if not counts[1]:
+            continue
+        for name, output in failures_of(case):
+            print(f'FAILED: {name}')
+            if show_failures:
+                print(output.strip()[-SHOWN:])
+    return total
 
 
 def main(arguments):
