@@ -34,7 +34,11 @@ public:
     /// From now on frames may be torn or not; where they may, each one is kept for its successor.
     void setTearing(bool tearing) { _tearing = tearing; }
 
-    /// Draws a frame into the ring and publishes it, or counts it as refused.
+    /// Draws a frame into the slot that it will be published in, if there is room for it: what is left for deliver
+    /// then takes the same few microseconds for each frame, whatever it shows.
+    void drawAhead(ImageSource& source, std::uint64_t frame);
+
+    /// Draws a frame into the ring, unless that was done ahead, and publishes it; or counts it as refused.
     ///
     /// @return  False when a stop was requested while the frame waited for its delay: it is nowhere then.
     /// @param faults      Those of images that strike at the frame (FaultRow::ofImage). Where they exclude each other,
@@ -59,6 +63,12 @@ public:
     void tellNote(const char* note, const FrameRange& frames);
 
 private:
+    /// Pixels that are drawn, but neither stamped nor published yet.
+    struct Drawn {
+        const std::uint8_t* pixels = nullptr;
+        std::uint64_t frame = 0;
+        std::uint32_t crc = 0;
+    };
     /// An image that is made, but not published yet.
     struct Made {
         struct Finding {
@@ -77,6 +87,8 @@ private:
     };
     using Strikes = std::vector<Strike>;
 
+    std::uint32_t draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
+                       std::uint64_t frame) const;
     Made make(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn, std::uint64_t frame,
               const Strikes& faults);
     bool tear(const frames::Canvas& image, std::uint32_t crc);
@@ -98,6 +110,7 @@ private:
     PreciseTimer& _timer;
     FaultLog* _log;
     SimulatorTotals& _totals;
+    std::optional<Drawn> _ahead;                             // in the slot to be published next
     std::vector<std::optional<std::uint64_t>> _drawnInSlot;  // frame whose unchanged pixels each slot holds
     std::vector<std::uint64_t> _numberInSlot;                // frame that was published in it last
     std::uint64_t _counterShift = 0;                         // image counter minus frame number

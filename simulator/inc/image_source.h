@@ -17,12 +17,15 @@ public:
     ImageSource(const ImageSource&) = delete;
     ImageSource& operator=(const ImageSource&) = delete;
 
-    /// Draws a frame in place, but not the strip.
+    /// Draws a frame in place, but not the strip. May be called for a frame that is not delivered after all.
     ///
     /// @param before  Number of the frame that this source drew into these pixels last; none when unknown.
     /// @return        CRC-32 of the bytes below the strip's lines.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;
+
+    /// Takes down that a frame was made as it was drawn.
+    virtual void record(std::uint64_t) {}
 
     /// What the strip says about where the pixels come from.
     virtual std::uint8_t stripFlags() const = 0;
@@ -36,17 +39,18 @@ private:
     frames::ImageFormat _format;
 };
 
-/// A pattern. Where it stands in each frame is written into the options' truth log, if there is one.
+/// A pattern. Where it stands in each recorded frame is written into the options' truth log, if there is one.
 class RenderedImages : public ImageSource {
 public:
     explicit RenderedImages(const frames::ImageFormat& format, const PatternOptions& options = {});
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
+    void record(std::uint64_t frameNumber) override;
     std::uint8_t stripFlags() const override;
 
 private:
     PatternOptions _options;
     std::unique_ptr<frames::Pattern> _pattern;
-    bool _begun = false;  // the truth log knows what is drawn
+    bool _begun = false;  // the truth log knows what is made
 };
 
 }  // namespace simulator

@@ -36,6 +36,13 @@ FrameDelivery::FrameDelivery(const SimulatorOptions& options, ImageRing& ring, P
     ringLaid();
 }
 
+void FrameDelivery::drawAhead(ImageSource& source, std::uint64_t frame) {
+    std::uint8_t* const pixels = _ring.slotPixels();
+    if (!pixels) return;
+    const std::uint32_t crc = draw(source, pixels, _drawnInSlot[_ring.slotIndex()], frame);
+    _ahead = Drawn{pixels, frame, crc};
+}
+
 bool FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Strikes& faults,
                             std::optional<std::int64_t> completeNs) {
     _verifiable = _options.strip && stripLines(source.format()) > 0;
@@ -87,6 +94,7 @@ std::vector<std::uint64_t> FrameDelivery::unread() const {
 }
 
 void FrameDelivery::ringLaid() {
+    _ahead.reset();
     _drawnInSlot.assign(_options.lineCount + 1, std::nullopt);
     _numberInSlot.assign(_options.lineCount + 1, 0);
 }
@@ -110,13 +118,22 @@ std::vector<Expectation> FrameDelivery::ifVerifiable(const Expectation& expectat
     return _verifiable ? std::vector{expectation} : std::vector<Expectation>();
 }
 
+/// @param drawn  The frame that the pixels hold; none when unknown. Becomes `frame`.
+/// @return       CRC-32 of the bytes below the strip's lines.
+std::uint32_t FrameDelivery::draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
+                                  std::uint64_t frame) const {
+    if (_ahead && _ahead->pixels == pixels && _ahead->frame == frame) return _ahead->crc;
+    const std::uint32_t crc = source.draw(pixels, frame, drawn);
+    drawn = frame;
+    return crc;
+}
+
 FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
                                         std::uint64_t frame, const Strikes& faults) {
     Made made;
     made.frame = frame;
     const frames::Canvas image{pixels, source.format()};
-    const std::uint32_t crc = source.draw(pixels, frame, drawn);
-    drawn = frame;
+    const std::uint32_t crc = draw(source, pixels, drawn, frame);
     if (find(faults, FaultKind::torn)) {
         const bool visible = tear(image, crc);
         made.findings.push_back(
@@ -135,6 +152,7 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     } else {
         std::memset(pixels, 0, stripLines(source.format()) * source.format().lineBytes());
     }
+    source.record(frame);
     return made;
 }
 
@@ -195,6 +213,7 @@ void FrameDelivery::deliverCopy(const Held& held) {
 }
 
 void FrameDelivery::publish(const Made& made) {
+    _ahead.reset();
     _numberInSlot[_ring.slotIndex()] = made.frame;
     const FrameRate& rate = _options.framesPerSecond;
     const double frameTime = static_cast<double>(rate.seconds) / static_cast<double>(rate.frames);

@@ -8,12 +8,14 @@ RenderedImages::RenderedImages(const frames::ImageFormat& format, const PatternO
 
 std::uint32_t RenderedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                    std::optional<std::uint64_t> before) {
-    if (_options.truth) {
-        if (!_begun) _options.truth->begin(*_options.pattern, format(), _options.settings);
-        _begun = true;
-        _options.truth->frame(frameNumber, _pattern->truth(frameNumber));
-    }
     return _pattern->draw(pixels, frameNumber, before);
+}
+
+void RenderedImages::record(std::uint64_t frameNumber) {
+    if (!_options.truth) return;
+    if (!_begun) _options.truth->begin(*_options.pattern, format(), _options.settings);
+    _begun = true;
+    _options.truth->frame(frameNumber, _pattern->truth(frameNumber));
 }
 
 std::uint8_t RenderedImages::stripFlags() const { return frames::kStripRendered; }

@@ -122,6 +122,7 @@ void Simulator::deliver(std::uint64_t frameNumber) {
 bool Simulator::deliverOnGrid() {
     const PacingGrid grid(platform_monotonicNanoseconds(), _options.framesPerSecond);
     for (std::uint64_t frame = 0; isWanted(frame);) {
+        if (platform_monotonicNanoseconds() < grid.dueNs(frame)) _delivery.drawAhead(*_source, frame);
         if (!sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
         if (_faults && _faults->applyChange(frame)) _delivery.setTearing(_faults->has(FaultKind::torn));

@@ -54,6 +54,7 @@ protected:
     static void draw(RenderedImages& images, std::uint64_t frame) {
         std::vector<std::uint8_t> bytes(images.format().bytes());
         images.draw(bytes.data(), frame, std::nullopt);
+        images.record(frame);
     }
     static std::vector<json> linesOf(const std::string& path) {
         std::vector<json> lines;

@@ -1,0 +1,219 @@
+#include "frame_delivery.h"
+
+#include <algorithm>
+#include <cstring>
+#include <sstream>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "log_recorder.h"
+#include "platform.h"
+#include "ring_reader.h"
+#include "simulator.h"
+#include "strip.h"
+
+namespace {
+
+using simulator::FaultKind;
+using simulator::FrameDelivery;
+using simulator::ImageRing;
+using simulator::ImageSource;
+using simulator::RenderedImages;
+using simulator::Simulator;
+using simulator::SimulatorOptions;
+using simulator::SimulatorTotals;
+using simulator::Strike;
+using testing::ElementsAre;
+
+constexpr frames::ImageFormat kFormat{900, 60, 1};
+
+/// Images as rendered, and what was asked for.
+class WatchedImages : public ImageSource {
+public:
+    WatchedImages() : ImageSource(kFormat) {}
+
+    std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frame, std::optional<std::uint64_t> before) override {
+        drawn.push_back(frame);
+        const std::uint32_t crc = _images.draw(pixels, frame, before);
+        _drawnNs = platform_monotonicNanoseconds();
+        return crc;
+    }
+    void record(std::uint64_t frame) override {
+        recorded.push_back(frame);
+        longestAheadNs = std::max(longestAheadNs, platform_monotonicNanoseconds() - _drawnNs);
+    }
+    std::uint8_t stripFlags() const override { return _images.stripFlags(); }
+
+    std::vector<std::uint64_t> drawn, recorded;
+    std::int64_t longestAheadNs = 0;  // from the end of a drawing to the record of its frame
+
+private:
+    std::int64_t _drawnNs = 0;
+    RenderedImages _images{kFormat};
+};
+
+class FrameDeliveryTest : public testing::Test {
+protected:
+    FrameDeliveryTest() {
+        _options.lineCount = 3;
+        EXPECT_EQ(_ring.open(), ImageRing::OpenResult::opened);
+        _delivery.ringLaid();
+        EXPECT_TRUE(_reader.attach());
+    }
+
+    /// Takes the oldest image and expects it to be a frame, whole, every byte below the strip.
+    void expectFrame(std::uint64_t frame) {
+        const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetReadLine(_reader.memory()));
+        ASSERT_TRUE(line) << frame;
+        std::vector<std::uint8_t> expected(kFormat.bytes());
+        RenderedImages(kFormat).draw(expected.data(), frame, std::nullopt);
+        const std::size_t below = frames::stripLines(kFormat) * kFormat.lineBytes();
+        EXPECT_EQ(std::memcmp(line + 24 + below, expected.data() + below, kFormat.bytes() - below), 0) << frame;
+        const auto image = _reader.take();
+        EXPECT_EQ(image->header.imageCounter, frame);
+        EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated) << frame;
+        EXPECT_EQ(image->inspection.strip->frameNumber, frame);
+    }
+    bool deliver(std::uint64_t frame, const std::vector<Strike>& faults = {}) {
+        return _delivery.deliver(_source, frame, faults);
+    }
+    void drawAhead(std::uint64_t frame) { _delivery.drawAhead(_source, frame); }
+
+    test::LogRecorder _log;
+    SimulatorOptions _options;
+    ImageRing _ring{kFormat.bytes(), 3};
+    PreciseTimer _timer;
+    SimulatorTotals _totals;
+    FrameDelivery _delivery{_options, _ring, _timer, nullptr, _totals};
+    WatchedImages _source;
+    test::RingReader _reader{kFormat};
+};
+
+TEST_F(FrameDeliveryTest, AFrameThatWasDrawnAheadIsNotDrawnAgain) {
+    deliver(0);
+    drawAhead(1);
+    drawAhead(1);
+    EXPECT_THAT(_source.recorded, ElementsAre(0));
+    EXPECT_EQ(_ring.waiting(), 1u);
+    deliver(1);
+    EXPECT_THAT(_source.drawn, ElementsAre(0, 1));
+    EXPECT_THAT(_source.recorded, ElementsAre(0, 1));
+    expectFrame(0);
+    expectFrame(1);
+}
+
+TEST_F(FrameDeliveryTest, AnotherFrameThanTheOneDrawnAheadIsDrawnInItsPlace) {
+    for (std::uint64_t frame = 0; frame < 40; frame += 5) {
+        drawAhead(frame);
+        deliver(frame + 3);
+        expectFrame(frame + 3);
+    }
+    EXPECT_EQ(_source.recorded.size(), 8u);
+    EXPECT_EQ(_source.drawn.size(), 16u);
+}
+
+TEST_F(FrameDeliveryTest, NothingIsDrawnAheadIntoAFullRingOrNone) {
+    for (std::uint64_t frame = 0; frame < 3; ++frame) deliver(frame);
+    drawAhead(3);
+    EXPECT_THAT(_source.drawn, ElementsAre(0, 1, 2));
+    expectFrame(0);
+    deliver(3);
+    for (std::uint64_t frame = 1; frame < 4; ++frame) expectFrame(frame);
+    _ring.close();
+    drawAhead(4);
+    EXPECT_THAT(_source.drawn, ElementsAre(0, 1, 2, 3));
+}
+
+TEST_F(FrameDeliveryTest, WhatWasDrawnAheadInARingThatIsLaidAnewIsDrawnAgain) {
+    drawAhead(0);
+    const std::uint8_t* const before = _ring.slotPixels();
+    _ring.layAgain(kFormat.bytes());
+    _delivery.ringLaid();
+    ASSERT_EQ(_ring.slotPixels(), before);
+    std::memset(_ring.slotPixels(), 77, kFormat.bytes());
+    ASSERT_TRUE(_reader.attach());
+    deliver(0);
+    expectFrame(0);
+    EXPECT_THAT(_source.drawn, ElementsAre(0, 0));
+}
+
+TEST_F(FrameDeliveryTest, ADroppedFrameThatWasDrawnAheadIsRecordedNowhere) {
+    drawAhead(0);
+    deliver(0, {
+                   {FaultKind::drop, 0}
+    });
+    drawAhead(1);
+    deliver(1);
+    expectFrame(1);
+    EXPECT_THAT(_source.recorded, ElementsAre(1));
+}
+
+TEST_F(FrameDeliveryTest, AFrameThatIsHeldBackIsDrawnApartAndItsSuccessorsStayWhole) {
+    drawAhead(0);
+    deliver(0, {
+                   {FaultKind::reorder, 0}
+    });
+    drawAhead(1);
+    deliver(1);
+    expectFrame(1);
+    expectFrame(0);
+    drawAhead(2);
+    deliver(2);
+    expectFrame(2);
+    EXPECT_THAT(_source.recorded, ElementsAre(0, 1, 2));
+}
+
+TEST_F(FrameDeliveryTest, WhatWasDrawnAheadIsForgottenWhenTheSlotIsTakenByAnotherImage) {
+    deliver(0, {
+                   {FaultKind::reorder, 0}
+    });
+    drawAhead(1);
+    _delivery.deliverHeld();
+    expectFrame(0);
+    deliver(1);
+    expectFrame(1);
+    // The same slot comes round again, with the number that was drawn ahead in it.
+    drawAhead(2);
+    deliver(3);
+    for (std::uint64_t frame = 4; frame < 7; ++frame) {
+        expectFrame(frame - 1);
+        deliver(frame);
+    }
+    expectFrame(6);
+    deliver(2);
+    expectFrame(2);
+}
+
+TEST_F(FrameDeliveryTest, ATornFrameIsTornAlsoWhenItWasDrawnAhead) {
+    _delivery.setTearing(true);
+    deliver(0);
+    expectFrame(0);
+    drawAhead(20);
+    deliver(20, {
+                    {FaultKind::torn, 0}
+    });
+    EXPECT_EQ(_reader.take()->inspection.kind, frames::ImageKind::torn);
+    drawAhead(21);
+    deliver(21);
+    expectFrame(21);
+}
+
+// One that was drawn long before it was recorded is enough: drawn at its slot, none would be.
+TEST(FrameDelivery, ARunDrawsItsFramesInTheTimeBetweenSlots) {
+    const test::LogRecorder quiet;
+    SimulatorOptions options;
+    options.size = kFormat;
+    options.framesPerSecond = 50;
+    options.frameCount = 20;
+    options.lineCount = 20;
+    std::ostringstream people;
+    WatchedImages source;
+    Simulator simulator(options, source, people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(source.recorded.size(), simulator.totals().written);
+    EXPECT_GT(source.longestAheadNs, 5'000'000);
+}
+
+}  // namespace
