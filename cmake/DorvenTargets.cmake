@@ -115,8 +115,8 @@ function(dorven_add_test name)
     if(WIN32)
         math(EXPR timeout "${arg_TIMEOUT} * 5")
         add_test(NAME ${name} COMMAND ${name})
-        # Under Wine object names are shared by all processes: one program at a time.
-        set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}" RESOURCE_LOCK wine_objects)
+        # Those that may take long begin first.
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}" COST ${arg_TIMEOUT})
     else()
         foreach(call IN LISTS arg_FAULTS)
             target_link_options(${name} PRIVATE -Wl,--wrap=${call})

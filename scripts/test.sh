@@ -80,8 +80,10 @@ for job in "${jobs[@]}"; do
             [ "$job" != linux-release ] || check package-linux scripts/check_package.sh linux-release
             ;;
         windows-*)
-            wine_begin "$PWD/build"
-            run_tests "$job" -j 1
+            # Most tests wait for time to pass here, too; each has a Wine prefix to itself.
+            prefixes=$((cores + 1))
+            wine_begin "$PWD/build" "$prefixes"
+            run_tests "$job" -j "$prefixes"
             wine_end
             [ "$job" != windows-release ] || check package-windows scripts/check_package.sh windows-release
             ;;

@@ -1,27 +1,52 @@
-# Sourced by scripts that run Windows programs: one Wine prefix inside the build tree, and one server for the whole
-# run, since each start of it costs seconds. `wine_begin` starts both, `wine_end` ends them; call it from a trap.
+# Sourced by scripts that run Windows programs: Wine prefixes inside the build tree, and one server for each as long as
+# the run takes, since each start of it costs seconds. `wine_begin` starts all, `wine_end` ends them; call it from a trap.
 
+# FOLDER [COUNT]: prefixes in a folder. WINEPREFIX is the first one; tests take any of $WINE_PREFIXES that is free
+# (wine_prefix.sh). Each prefix has names of objects of its own.
 wine_begin() {
-    export WINEPREFIX="$1/wine-prefix"
+    local folder=$1 count=${2:-1} number booting=()
     export WINEDEBUG="${WINEDEBUG:--all}"
     export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree=;mshtml=;winemenubuilder.exe=}"
     unset DISPLAY
-    mkdir -p "$WINEPREFIX"
-    # What stays in the background keeps its standard output open, so it must not be this script's.
-    wineserver -p >/dev/null 2>&1 </dev/null || true
-    timeout 300 wineboot >/dev/null 2>&1 </dev/null
+    wine_prefixes=()
+    wine_holds=()
+    wine_keepers=()
+    for ((number = 1; number <= count; ++number)); do
+        wine_prefixes+=("$folder/wine-prefix-$number")
+        mkdir -p "$folder/wine-prefix-$number"
+        WINEPREFIX="$folder/wine-prefix-$number" wine_boot &
+        booting+=($!)
+    done
+    wait "${booting[@]}"
+    export WINEPREFIX=${wine_prefixes[0]}
+    export WINE_PREFIXES
+    WINE_PREFIXES=$(printf '%s\n' "${wine_prefixes[@]}")
     # One Windows program lives through the whole run, and with it Wine's service processes: else each first program
     # after a pause would start them again, with its own output, and whoever reads that would wait for them. It waits
     # at a pipe that this shell keeps open.
-    exec {wine_hold}<> <(:)
-    wine cmd <&"$wine_hold" >/dev/null 2>&1 &
-    wine_keeper=$!
+    local prefix hold
+    for prefix in "${wine_prefixes[@]}"; do
+        exec {hold}<> <(:)
+        wine_holds+=("$hold")
+        WINEPREFIX=$prefix wine cmd <&"$hold" >/dev/null 2>&1 &
+        wine_keepers+=($!)
+    done
+}
+
+# A server and a user's folder for $WINEPREFIX.
+wine_boot() {
+    export WINEPREFIX
+    # What stays in the background keeps its standard output open, so it must not be this script's.
+    wineserver -p >/dev/null 2>&1 </dev/null || true
+    timeout 300 wineboot >/dev/null 2>&1 </dev/null || true
 }
 
 wine_end() {
-    [ -n "${wine_keeper:-}" ] || return 0
-    wineserver -k >/dev/null 2>&1 </dev/null || true
-    wait "$wine_keeper" 2>/dev/null || true
-    exec {wine_hold}<&-
-    wine_keeper=
+    local number
+    for number in "${!wine_keepers[@]}"; do
+        WINEPREFIX=${wine_prefixes[number]} wineserver -k >/dev/null 2>&1 </dev/null || true
+        wait "${wine_keepers[number]}" 2>/dev/null || true
+        exec {wine_holds[number]}<&-
+    done
+    wine_keepers=()
 }

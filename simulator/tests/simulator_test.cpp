@@ -332,13 +332,10 @@ TEST_F(SimulatorTest, ScenarioThatChangesWhileItRunsIsFollowed) {
     // Ends the run once the fault has struck.
     class WatchedImages : public RenderedImages {
     public:
-        explicit WatchedImages(std::function<void(std::uint64_t)> drawn)
-            : RenderedImages(kFormat), _drawn(std::move(drawn)) {}
-        std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frame, std::optional<std::uint64_t> before) override {
-            _drawn(frame);
-            return RenderedImages::draw(pixels, frame, before);
-        }
-        std::function<void(std::uint64_t)> _drawn;
+        explicit WatchedImages(std::function<void(std::uint64_t)> made)
+            : RenderedImages(kFormat), _made(std::move(made)) {}
+        void record(std::uint64_t frame) override { _made(frame); }
+        std::function<void(std::uint64_t)> _made;
     };
     test::RingReader reader(kFormat);
     std::uint64_t changedAt = 0;
