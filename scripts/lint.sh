@@ -21,14 +21,7 @@ case "${1:-}" in
     tidy)
         cmake --preset linux-release >/dev/null
         cmake --build --preset linux-release >/dev/null
-        # What the Linux build compiles, but for tests and the frame around them.
-        python3 -c '
-import json, os
-for entry in json.load(open("build/linux-release/compile_commands.json")):
-    name = os.path.relpath(entry["file"])
-    if not name.startswith(("..", "build/", "test_support/", "benchmarks/")) and "/tests/" not in name:
-        print(name)
-' | sort -u | xargs -P "$(nproc)" -n 4 clang-tidy -p build/linux-release --quiet 2> >(grep -v ' warnings generated\.$' >&2)
+        python3 scripts/tidy.py build/linux-release
         ;;
     *)
         echo "usage: scripts/lint.sh format | tidy | fix" >&2

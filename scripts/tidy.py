@@ -1,0 +1,103 @@
+#!/usr/bin/env python3
+"""Runs clang-tidy over what the Linux build compiles, but for tests and the frame around them.
+
+usage: tidy.py BUILD_FOLDER          after a build by Ninja, which knows what each source includes
+
+A source that was clean is not looked at again until it, a header that it includes, its command, .clang-tidy or
+clang-tidy itself changes; what was clean is remembered in the user's cache, for all clones. Exit status: 0 all clean,
+1 not.
+"""
+import concurrent.futures
+import functools
+import hashlib
+import json
+import os
+import pathlib
+import shlex
+import shutil
+import subprocess
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+LEFT_OUT = ('..', 'build/', 'test_support/', 'benchmarks/')
+REMEMBERED_DAYS = 30
+
+
+def entries_of(build):
+    """Each source's compile command, once."""
+    entries = {}
+    for entry in json.loads((build / 'compile_commands.json').read_text(encoding='utf-8')):
+        name = os.path.relpath(os.path.join(entry['directory'], entry['file']), ROOT)
+        if not name.startswith(LEFT_OUT) and '/tests/' not in name:
+            entries.setdefault(name, entry)
+    return entries
+
+
+def includes_of(build):
+    """The files that each object of the build was made of."""
+    includes, current = {}, []
+    lines = subprocess.run(['ninja', '-C', build, '-t', 'deps'], check=True, capture_output=True, text=True).stdout
+    for line in lines.splitlines():
+        if line.startswith(' '):
+            current.append(os.path.join(build, line.strip()))
+        elif ': #deps' in line:
+            current = includes.setdefault(line.split(': #deps')[0], [])
+    return includes
+
+
+@functools.cache
+def digest_of(path):
+    return hashlib.sha256(pathlib.Path(path).read_bytes()).digest()
+
+
+def key_of(entry, includes, tool):
+    """Of everything that clang-tidy's findings in a source depend on; none when that is not known."""
+    command = shlex.split(entry['command'])
+    output = command[command.index('-o') + 1]
+    if output not in includes:
+        return None
+    key = hashlib.sha256(tool)
+    key.update(entry['command'].replace(str(ROOT), '').encode())
+    for path in sorted({os.path.realpath(path) for path in includes[output]}):
+        key.update(os.path.relpath(path, ROOT).encode() if path.startswith(str(ROOT)) else path.encode())
+        key.update(digest_of(path))
+    return key.hexdigest()
+
+
+def main(arguments):
+    build = pathlib.Path(arguments[0]).resolve()
+    cache = pathlib.Path(os.environ.get('XDG_CACHE_HOME') or pathlib.Path.home() / '.cache') / 'dorven-tidy'
+    cache.mkdir(parents=True, exist_ok=True)
+    for mark in cache.iterdir():
+        if mark.stat().st_mtime < time.time() - REMEMBERED_DAYS * 86400:
+            mark.unlink(missing_ok=True)
+    program = os.path.realpath(shutil.which('clang-tidy'))
+    tool = digest_of(ROOT / '.clang-tidy') + digest_of(program)
+    includes = includes_of(build)
+
+    def look(name, entry):
+        try:
+            key = key_of(entry, includes, tool)
+        except OSError:  # the build is older than its sources
+            key = None
+        if key and (cache / key).exists():
+            (cache / key).touch()
+            return True, ''
+        run = subprocess.run(['clang-tidy', '-p', build, '--quiet', name], cwd=ROOT, capture_output=True, text=True)
+        if run.returncode == 0 and not run.stdout.strip():
+            if key:
+                (cache / key).touch()
+            return True, ''
+        return False, run.stdout + run.stderr
+
+    clean = True
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for good, output in pool.map(look, *zip(*sorted(entries_of(build).items()))):
+            clean = clean and good
+            sys.stdout.write(output)
+    return 0 if clean else 1
+
+
+if __name__ == '__main__':
+    sys.exit(main(sys.argv[1:]))
