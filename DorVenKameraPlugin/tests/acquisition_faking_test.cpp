@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -64,6 +65,8 @@ struct Pace {
     double rate;
     std::uint64_t microseconds;
 };
+void PrintTo(const Pace& pace, std::ostream* stream) { *stream << pace.rate; }
+
 class PaceTest : public AcquisitionTest, public testing::WithParamInterface<Pace> {};
 
 TEST_P(PaceTest, FollowsTheFrameRate) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "crc32.h"
+#include "print_format.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "print_format.h"
 #include "strip.h"
 
 namespace {

@@ -1,5 +1,6 @@
 #include "grab_limits.h"
 
+#include <ostream>
 #include <set>
 #include <sstream>
 
@@ -59,6 +60,8 @@ struct Border {
     double broken;  // just beyond
     const char* told;
 };
+
+void PrintTo(const Border& row, std::ostream* stream) { *stream << row.option; }
 
 class GrabLimitTest : public testing::TestWithParam<Border> {};
 

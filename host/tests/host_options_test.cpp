@@ -1,5 +1,6 @@
 #include "host_options.h"
 
+#include <ostream>
 #include <sstream>
 #include <vector>
 
@@ -223,6 +224,10 @@ struct Wrong {
     std::vector<const char*> arguments;
     const char* named;  // what the message has to name
 };
+
+void PrintTo(const Wrong& row, std::ostream* stream) {
+    for (const char* argument : row.arguments) *stream << argument << ' ';
+}
 
 class WrongHostUsageTest : public testing::TestWithParam<Wrong> {};
 

@@ -1,5 +1,6 @@
 #include "injected_faults.h"
 
+#include <ostream>
 #include <random>
 #include <sstream>
 
@@ -113,6 +114,8 @@ struct Bad {
     const char* text;  // behind the first line, whose number is 1
     const char* error;
 };
+
+void PrintTo(const Bad& row, std::ostream* stream) { *stream << row.error; }
 
 class BadFaultLogTest : public testing::TestWithParam<Bad> {};
 

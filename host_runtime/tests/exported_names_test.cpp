@@ -1,3 +1,5 @@
+#include <ostream>
+
 #include <gmock/gmock.h>
 
 #include "child_process.h"
@@ -9,6 +11,8 @@ struct ExportedName {
     const char* library;
     const char* name;
 };
+
+void PrintTo(const ExportedName& row, std::ostream* stream) { *stream << row.library << ' ' << row.name; }
 
 class ExportedNameTest : public testing::TestWithParam<ExportedName> {};
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <ostream>
 #include <thread>
 #include <type_traits>
 
@@ -322,6 +323,8 @@ struct Timeout {
     double seconds;
     DWORD milliseconds;
 };
+
+void PrintTo(const Timeout& timeout, std::ostream* stream) { *stream << timeout.seconds; }
 
 class MillisecondsTest : public testing::TestWithParam<Timeout> {};
 

@@ -1,6 +1,7 @@
 // What the setters make of the lines, and which names they refuse.
 #include <functional>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ const std::vector<Setter> kSetters = {
     {"SetDoubleEntry",   "SetDoubleEntry", "0.10000000000000001", "0.1",
      [](MIniData& data, const char* section, const char* entry) { return data.SetDoubleEntry(section, entry, 0.1); }},
 };
+
+void PrintTo(const Setter& setter, std::ostream* stream) { *stream << setter.name; }
 
 class MIniDataSetTest : public testing::TestWithParam<Setter> {
 protected:

@@ -1,6 +1,7 @@
 // Each fault end to end: what a reader finds in the images is what the log says that it must find, and nothing else.
 #include <fstream>
 #include <map>
+#include <ostream>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -179,6 +180,8 @@ struct FaultCase {
     const char* fault;
     std::vector<const char*> findings;  // that must be among what was found
 };
+
+void PrintTo(const FaultCase& row, std::ostream* stream) { *stream << row.fault; }
 
 class EachFaultTest : public FaultRunTest, public testing::WithParamInterface<FaultCase> {};
 
