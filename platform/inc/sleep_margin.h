@@ -33,7 +33,11 @@ public:
     /// @return  true when the deadline was reached, false when a stop was requested
     template <typename System>
     bool sleepUntil(std::int64_t deadlineNanoseconds, System& system) {
-        // Once the last wait has ended only spinning is left, however little the margin is by then.
+        // Once the last wait has ended only spinning is left, however little the margin is by then. A margin that
+        // leaves nothing to wait for gets smaller, too: else one raised by a busy machine would stay, and spin, for
+        // ever.
+        if (const std::int64_t remaining = deadlineNanoseconds - system.now(); remaining > 0 && remaining <= _margin)
+            _margin = std::max(_margin - kLower, kLeast);
         for (bool waited = false;;) {
             if (system.stopRequested()) return false;
             const std::int64_t begin = system.now();

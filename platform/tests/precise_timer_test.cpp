@@ -115,6 +115,17 @@ TEST(SleepMarginTest, ALongSleepIsTakenInSlicesAndAStopRequestEndsIt) {
     EXPECT_EQ(system.waits, 10);  // the last one, of 99 ms, is not followed by one for what the margin has shrunk
 }
 
+TEST(SleepMarginTest, AMarginThatABusyMachineHasRaisedAboveThePeriodComesDownAgain) {
+    FakeSystem system;
+    SleepMargin margin(SleepMargin::kGreatest);
+    system.late = 20'000;
+    const std::int64_t begin = system.clock;
+    for (std::int64_t count = 1; count <= 10'000; ++count)
+        EXPECT_TRUE(margin.sleepUntil(begin + count * 1'000'000, system));
+    EXPECT_EQ(margin.get(), SleepMargin::kLeast);
+    EXPECT_GT(system.waits, 1'000);
+}
+
 TEST(SleepMarginTest, ADeadlineThatHasPassedDoesNotWait) {
     FakeSystem system;
     EXPECT_TRUE(SleepMargin(0).sleepUntil(system.clock, system));
