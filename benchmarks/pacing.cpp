@@ -120,7 +120,7 @@ private:
 };
 
 struct SimulatorPace {
-    Pace published;  // by the time stamps of its images, taken when they are drawn
+    Pace published;  // by the time stamps of its images, taken at their slots
     Pace arrived;    // as the reader takes them
 };
 

@@ -35,7 +35,7 @@ public:
     void setTearing(bool tearing) { _tearing = tearing; }
 
     /// Draws a frame into the slot that it will be published in, if there is room for it: what is left for deliver
-    /// then takes the same few microseconds for each frame, whatever it shows.
+    /// then does not depend on what the frame shows.
     void drawAhead(ImageSource& source, std::uint64_t frame);
 
     /// Draws a frame into the ring, unless that was done ahead, and publishes it; or counts it as refused.
@@ -88,7 +88,7 @@ private:
     using Strikes = std::vector<Strike>;
 
     std::uint32_t draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
-                       std::uint64_t frame) const;
+                       std::uint64_t frame);
     Made make(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn, std::uint64_t frame,
               const Strikes& faults);
     bool tear(const frames::Canvas& image, std::uint32_t crc);

@@ -48,8 +48,8 @@ public:
     /// Opens the ring; tells people once when it cannot be had yet.
     ImageRing::OpenResult openRing();
 
-    /// Draws a frame into the ring and publishes it, with the faults of images that strike at it, or counts it as
-    /// refused.
+    /// Draws a frame into the ring, unless that was done ahead, and publishes it, with the faults of images that strike
+    /// at it, or counts it as refused.
     void deliver(std::uint64_t frameNumber);
 
     /// Carries out what strikes at a slot rather than at its image (FaultRow::ofImage).

@@ -121,8 +121,11 @@ std::vector<Expectation> FrameDelivery::ifVerifiable(const Expectation& expectat
 /// @param drawn  The frame that the pixels hold; none when unknown. Becomes `frame`.
 /// @return       CRC-32 of the bytes below the strip's lines.
 std::uint32_t FrameDelivery::draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
-                                  std::uint64_t frame) const {
-    if (_ahead && _ahead->pixels == pixels && _ahead->frame == frame) return _ahead->crc;
+                                  std::uint64_t frame) {
+    if (_ahead && _ahead->pixels == pixels) {
+        if (_ahead->frame == frame) return _ahead->crc;
+        _ahead.reset();
+    }
     const std::uint32_t crc = source.draw(pixels, frame, drawn);
     drawn = frame;
     return crc;
@@ -139,11 +142,13 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
         made.findings.push_back(
             {FaultKind::torn, visible ? ifVerifiable({"torn", frame, frame, {}}) : std::vector<Expectation>()});
         drawn.reset();
+        _ahead.reset();
     } else if (_tearing) {
         keepForTearing(image);
     }
     made.counterShift = _counterShift;
     if (find(faults, FaultKind::counterWrap)) shiftCounter(made);
+    source.record(frame);  // before the clock is read: a slow disk must not look like a slow road to the reader
     made.completeNs = platform_monotonicNanoseconds();
     made.stampNs = _stampNs.value_or(made.completeNs);
     if (const Strike* back = find(faults, FaultKind::timeBack)) setTimeBack(made, back->timeNs);
@@ -152,7 +157,6 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     } else {
         std::memset(pixels, 0, stripLines(source.format()) * source.format().lineBytes());
     }
-    source.record(frame);
     return made;
 }
 

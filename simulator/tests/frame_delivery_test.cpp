@@ -42,11 +42,13 @@ public:
     }
     void record(std::uint64_t frame) override {
         recorded.push_back(frame);
-        longestAheadNs = std::max(longestAheadNs, platform_monotonicNanoseconds() - _drawnNs);
+        recordedNs = platform_monotonicNanoseconds();
+        longestAheadNs = std::max(longestAheadNs, recordedNs - _drawnNs);
     }
     std::uint8_t stripFlags() const override { return _images.stripFlags(); }
 
     std::vector<std::uint64_t> drawn, recorded;
+    std::int64_t recordedNs = 0;      // of the last record
     std::int64_t longestAheadNs = 0;  // from the end of a drawing to the record of its frame
 
 private:
@@ -102,6 +104,27 @@ TEST_F(FrameDeliveryTest, AFrameThatWasDrawnAheadIsNotDrawnAgain) {
     EXPECT_THAT(_source.recorded, ElementsAre(0, 1));
     expectFrame(0);
     expectFrame(1);
+}
+
+TEST_F(FrameDeliveryTest, TheStampIsReadWhenAllElseIsDone) {
+    drawAhead(0);
+    deliver(0);
+    EXPECT_GE(_reader.take()->inspection.strip->timeStampNs, static_cast<std::uint64_t>(_source.recordedNs));
+}
+
+TEST_F(FrameDeliveryTest, WithoutAStripItsLinesAreBlackInSlotsThatAreUsedAgain) {
+    _options.strip = false;
+    for (std::uint64_t frame = 0; frame < 9; ++frame) {
+        drawAhead(frame);
+        auto* const pixels = _ring.slotPixels();
+        std::fill_n(pixels, frames::stripLines(kFormat) * kFormat.lineBytes(), 99);  // as a reader may have left them
+        deliver(frame);
+        const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetReadLine(_reader.memory()));
+        ASSERT_TRUE(line);
+        EXPECT_EQ(std::count(line + 24, line + 24 + frames::stripLines(kFormat) * kFormat.lineBytes(), 0),
+                  frames::stripLines(kFormat) * kFormat.lineBytes());
+        MMemLineFifo_ReleaseLine(_reader.memory());
+    }
 }
 
 TEST_F(FrameDeliveryTest, AnotherFrameThanTheOneDrawnAheadIsDrawnInItsPlace) {

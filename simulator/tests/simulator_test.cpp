@@ -144,6 +144,7 @@ public:
         if (!_reader.attached()) _reader.attach();
         takeAll();
         std::this_thread::sleep_for(50ms);
+        ++drawn;
         return RenderedImages::draw(pixels, frame, before);
     }
     void takeAll() {
@@ -151,6 +152,7 @@ public:
     }
 
     std::vector<std::uint64_t> numbers;
+    std::uint64_t drawn = 0;
 
 private:
     test::RingReader _reader{kFormat};
@@ -166,6 +168,7 @@ TEST_F(SimulatorTest, FramesThatComeTooLateAreSkippedAndLeaveAGap) {
     EXPECT_GE(simulator.totals().skipped, 12u);
     EXPECT_EQ(simulator.totals().refused, 0u);
     EXPECT_EQ(simulator.totals().written, slow.numbers.size());
+    EXPECT_EQ(slow.drawn, slow.numbers.size());  // none was drawn ahead that had to be skipped
     EXPECT_EQ(simulator.totals().written + simulator.totals().skipped, 20u);
     EXPECT_EQ(slow.numbers.front(), 0u);
     EXPECT_EQ(slow.numbers.back(), 19u);
