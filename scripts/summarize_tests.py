@@ -16,8 +16,10 @@ import xml.etree.ElementTree as ElementTree
 PASSED = re.compile(r'^\[  PASSED  \] (\d+) tests?\.', re.M)
 FAILED = re.compile(r'^\[  FAILED  \] (\d+) tests?, listed below', re.M)
 RAN = re.compile(r'^\[==========\] Running (\d+) tests? from', re.M)
-# One test of a GoogleTest program: its name, its output, and how it ended; none when the program ended within it.
-ONE = re.compile(r'^\[ RUN      \] (\S+)$(.*?)(?:^\[ +(OK|FAILED|SKIPPED) +\] \1\b[^\n]*$|\Z)', re.M | re.S)
+# One test of a GoogleTest program: its name, its output, and how it ended; none when the program ended within it. What it
+# wrote last may lack its line's end.
+ONE = re.compile(r'^\[ RUN      \] (\S+)$(.*?)(?:\[ +(OK|FAILED|SKIPPED) +\] \1(?=[ ,\n])[^\n]*$|(?=^\[ RUN      \])|\Z)',
+                 re.M | re.S)
 SHOWN = 6000  # characters of output
 
 
@@ -41,7 +43,9 @@ def failures_of(case):
     """(name, output) of each test that failed in a CTest entry."""
     name = case.get('name')
     output = case.findtext('system-out') or ''
-    broken = [(one.group(1), one.group(2)) for one in ONE.finditer(output) if one.group(3) in (None, 'FAILED')]
+    ran = list(ONE.finditer(output))
+    broken = [(one.group(1), one.group(2)) for one in ran
+              if one.group(3) == 'FAILED' or (one is ran[-1] and one.group(3) is None)]
     if len(broken) == 1 and name.endswith(broken[0][0]):
         return [(name, broken[0][1])]
     return [(f'{name}: {test}', text) for test, text in broken] or [(name, output)]

@@ -81,7 +81,7 @@ for job in "${jobs[@]}"; do
             ;;
         windows-*)
             # Most tests wait for time to pass here, too; each has a Wine prefix to itself.
-            prefixes=$((cores + 1))
+            prefixes=$((cores < 6 ? cores + 1 : 6))
             wine_begin "$PWD/build" "$prefixes"
             run_tests "$job" -j "$prefixes"
             wine_end

@@ -14,10 +14,10 @@ wine_begin() {
     for ((number = 1; number <= count; ++number)); do
         wine_prefixes+=("$folder/wine-prefix-$number")
         mkdir -p "$folder/wine-prefix-$number"
-        WINEPREFIX="$folder/wine-prefix-$number" wine_boot &
+        WINEPREFIX=$folder/wine-prefix-$number wine_boot &
         booting+=($!)
     done
-    wait "${booting[@]}"
+    wait "${booting[@]}" || true
     export WINEPREFIX=${wine_prefixes[0]}
     export WINE_PREFIXES
     WINE_PREFIXES=$(printf '%s\n' "${wine_prefixes[@]}")
@@ -38,15 +38,16 @@ wine_boot() {
     export WINEPREFIX
     # What stays in the background keeps its standard output open, so it must not be this script's.
     wineserver -p >/dev/null 2>&1 </dev/null || true
-    timeout 300 wineboot >/dev/null 2>&1 </dev/null || true
+    timeout 300 wineboot >/dev/null 2>&1 </dev/null || echo "wine: no prefix could be made in $WINEPREFIX" >&2
 }
 
 wine_end() {
     local number
-    for number in "${!wine_keepers[@]}"; do
+    for number in "${!wine_prefixes[@]}"; do
         WINEPREFIX=${wine_prefixes[number]} wineserver -k >/dev/null 2>&1 </dev/null || true
+        [ -n "${wine_keepers[number]:-}" ] || continue  # ended while it began
         wait "${wine_keepers[number]}" 2>/dev/null || true
         exec {wine_holds[number]}<&-
     done
-    wine_keepers=()
+    wine_prefixes=()
 }
