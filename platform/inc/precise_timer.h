@@ -23,6 +23,9 @@ public:
     ///          (platform_installStopHandler). On Linux that takes up to 100 ms when another thread got the signal.
     bool sleepUntil(std::int64_t deadlineNanoseconds);
 
+    /// As sleepUntil, but without spinning: wakes somewhat before the deadline or after it.
+    bool sleepUntilAbout(std::int64_t deadlineNanoseconds);
+
 private:
     void* _handle = nullptr;  // of the system's timer
     SleepMargin _margin{0};

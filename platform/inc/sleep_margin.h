@@ -30,20 +30,22 @@ public:
     ///
     /// @param system  now() in ns; wait(ns), which may end later, or earlier on a stop request; spin(), for a moment;
     ///                stopRequested()
+    /// @param spins   false: only waits, and returns somewhat before the deadline or after it
     /// @return  true when the deadline was reached, false when a stop was requested
     template <typename System>
-    bool sleepUntil(std::int64_t deadlineNanoseconds, System& system) {
+    bool sleepUntil(std::int64_t deadlineNanoseconds, System& system, bool spins = true) {
         // Once the last wait has ended only spinning is left, however little the margin is by then. A margin that
         // leaves nothing to wait for gets smaller, too: else one raised by a busy machine would stay, and spin, for
         // ever.
-        if (const std::int64_t remaining = deadlineNanoseconds - system.now(); remaining > 0 && remaining <= _margin)
-            _margin = std::max(_margin - kLower, kLeast);
+        const std::int64_t first = deadlineNanoseconds - system.now();
+        if (spins && first > 0 && first <= _margin) _margin = std::max(_margin - kLower, kLeast);
         for (bool waited = false;;) {
             if (system.stopRequested()) return false;
             const std::int64_t begin = system.now();
             const std::int64_t remaining = deadlineNanoseconds - begin;
             if (remaining <= 0) return true;
             if (waited || remaining <= _margin) {
+                if (!spins) return true;
                 system.spin();
                 continue;
             }

@@ -12,3 +12,5 @@ PreciseTimer::~PreciseTimer() {
 }
 
 bool PreciseTimer::sleepUntil(std::int64_t deadlineNanoseconds) { return platform_sleepUntil(deadlineNanoseconds); }
+
+bool PreciseTimer::sleepUntilAbout(std::int64_t deadlineNanoseconds) { return sleepUntil(deadlineNanoseconds); }

@@ -62,3 +62,8 @@ bool PreciseTimer::sleepUntil(std::int64_t deadlineNanoseconds) {
     WaitableTimer timer{_handle};
     return _margin.sleepUntil(deadlineNanoseconds, timer);
 }
+
+bool PreciseTimer::sleepUntilAbout(std::int64_t deadlineNanoseconds) {
+    WaitableTimer timer{_handle};
+    return _margin.sleepUntil(deadlineNanoseconds, timer, false);
+}

@@ -91,6 +91,20 @@ TEST(SleepMarginTest, AsksToBeWokenEarlierAndSpinsTheRest) {
     EXPECT_EQ(system.spins, 400);
 }
 
+TEST(SleepMarginTest, WithoutSpinningItOnlyWaits) {
+    FakeSystem system;
+    SleepMargin margin(1'200'000);
+    system.late = 1'000'000;
+    const std::int64_t deadline = system.clock + 5'000'000;
+    EXPECT_TRUE(margin.sleepUntil(deadline, system, false));
+    EXPECT_EQ(system.clock, deadline - 200'000);
+    EXPECT_TRUE(margin.sleepUntil(deadline, system, false));
+    EXPECT_EQ(system.clock, deadline - 200'000);
+    EXPECT_EQ(system.waits, 1);
+    EXPECT_EQ(system.spins, 0);
+    EXPECT_EQ(margin.get(), 1'200'000 - SleepMargin::kLower);
+}
+
 TEST(SleepMarginTest, ATimerThatIsLaterThanAtFirstIsCaughtUpWith) {
     FakeSystem system;
     SleepMargin margin(300'000);

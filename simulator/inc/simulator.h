@@ -66,8 +66,9 @@ public:
 private:
     bool deliverOnGrid();
     bool isWanted(std::uint64_t frame) const { return _options.frameCount == 0 || frame < _options.frameCount; }
+    bool drawInTime(const PacingGrid& grid, std::uint64_t frame);
     std::uint64_t skipLate(const PacingGrid& grid, std::uint64_t frame);
-    bool sleepUntil(std::int64_t dueNs);
+    bool sleepUntil(std::int64_t dueNs, bool exactly = true);
     void lookAfterReader();
     void drainReader();
     std::vector<std::uint64_t> takeUnread();

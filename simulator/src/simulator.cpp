@@ -122,8 +122,7 @@ void Simulator::deliver(std::uint64_t frameNumber) {
 bool Simulator::deliverOnGrid() {
     const PacingGrid grid(platform_monotonicNanoseconds(), _options.framesPerSecond);
     for (std::uint64_t frame = 0; isWanted(frame);) {
-        if (platform_monotonicNanoseconds() < grid.dueNs(frame)) _delivery.drawAhead(*_source, frame);
-        if (!sleepUntil(grid.dueNs(frame))) return true;
+        if (!drawInTime(grid, frame) || !sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
         if (_faults && _faults->applyChange(frame)) _delivery.setTearing(_faults->has(FaultKind::torn));
         const std::uint64_t due = skipLate(grid, frame);
@@ -132,6 +131,15 @@ bool Simulator::deliverOnGrid() {
         if (*next == due) deliver(due);
         frame = std::max(*next, _nextFrame);
     }
+    return true;
+}
+
+/// Draws a frame in the middle between the slot before and its own. Not right behind the slot before: who was woken by
+/// that one's image may have got this processor to run on.
+/// @return False when a stop was requested.
+bool Simulator::drawInTime(const PacingGrid& grid, std::uint64_t frame) {
+    if (!sleepUntil(grid.dueNs(frame) - grid.periodNs() / 2, false)) return false;
+    if (platform_monotonicNanoseconds() < grid.dueNs(frame)) _delivery.drawAhead(*_source, frame);
     return true;
 }
 
@@ -161,13 +169,13 @@ void Simulator::lookAfterReader() {
 
 /// Follows the camera before it sleeps: that is when there is time for it.
 /// @return False when a stop was requested.
-bool Simulator::sleepUntil(std::int64_t dueNs) {
+bool Simulator::sleepUntil(std::int64_t dueNs, bool exactly) {
     for (;;) {
         followCamera();
         if (_faults) _faults->look();
         const bool looking = _camera || (_faults && _faults->watches());
         const std::int64_t untilNs = looking ? std::min(dueNs, platform_monotonicNanoseconds() + kLookNs) : dueNs;
-        if (!_timer.sleepUntil(untilNs)) return false;
+        if (!(exactly ? _timer.sleepUntil(untilNs) : _timer.sleepUntilAbout(untilNs))) return false;
         if (untilNs == dueNs) return true;
     }
 }
