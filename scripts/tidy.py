@@ -58,6 +58,11 @@ def digest_of(path):
     return digest_of_version(path, status.st_mtime_ns, status.st_size)
 
 
+def name_of(path):
+    path = pathlib.Path(os.path.realpath(path))
+    return str(path.relative_to(ROOT) if path.is_relative_to(ROOT) else path)
+
+
 def digest_of_tool():
     """Of clang-tidy, its libraries, its settings and how it is called here."""
     program = os.path.realpath(shutil.which('clang-tidy'))
@@ -76,10 +81,12 @@ def key_of(entries, includes, tool):
         if output not in includes:
             return None
         key.update(entry['command'].replace(str(ROOT), '').encode())
-        for path in sorted({os.path.realpath(path) for path in includes[output]}):
-            key.update(os.path.relpath(path, ROOT).encode() if path.startswith(str(ROOT)) else path.encode())
+        # Under names that are the same in each clone, and in their order.
+        files = {name_of(path): path for path in includes[output]}
+        for name in sorted(files):
+            key.update(name.encode())
             try:
-                key.update(digest_of(path))
+                key.update(digest_of(files[name]))
             except OSError:  # the build is older than its sources
                 return None
     return key.hexdigest()
