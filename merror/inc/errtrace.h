@@ -8,6 +8,7 @@
 #include "errorlog.h"
 #include "errortrace.h"
 #include "platform.h"
+#include "reported_places.h"
 #include "trace.h"
 
 /// Traces one progress message: level test, location, text; the text is formatted only if both tests pass.
@@ -16,20 +17,20 @@
         if (MTrace_TestMasterLevel(level) && _MTrace_Location(kFile, (lineNumber), "default", level)) \
             _MTrace_Always(__VA_ARGS__);                                                              \
     } while (false)
-#define M_TRACE(level, ...) M_TRACE_AT(__LINE__, level, __VA_ARGS__)
+#define M_TRACE(level, ...) M_TRACE_AT(M_HERE, level, __VA_ARGS__)
 
 /// Records an error in the error log, from the calling line. Arguments must not log themselves.
-#define M_ERRLOG(...)                          \
-    do {                                       \
-        _MErrLog_Location(0, kFile, __LINE__); \
-        _MErrLog_Add(__VA_ARGS__);             \
+#define M_ERRLOG(...)                        \
+    do {                                     \
+        _MErrLog_Location(0, kFile, M_HERE); \
+        _MErrLog_Add(__VA_ARGS__);           \
     } while (false)
 
 /// Records a low-level error in the error trace, from the calling line. Arguments must not log themselves.
-#define M_ERRTRACE(...)                          \
-    do {                                         \
-        _MErrTrace_Location(0, kFile, __LINE__); \
-        _MErrTrace_Add(__VA_ARGS__);             \
+#define M_ERRTRACE(...)                        \
+    do {                                       \
+        _MErrTrace_Location(0, kFile, M_HERE); \
+        _MErrTrace_Add(__VA_ARGS__);           \
     } while (false)
 
 /// Scope in which a thread's low-level errors are collected; they can be dumped into the error log.

@@ -158,6 +158,11 @@ TEST_F(ReportCalls, TraceGivesTheCallingLine) {
     EXPECT_EQ(calls.at(1), format("_MTrace_Location(folder/source, %d, default, 4)", line));
 }
 
+// A source that shares its name reports its line plus its thousands, whatever folder the compiler names.
+static_assert(reportedLine("TeskImagesFifo.cpp", 65) == 3065 && reportedLine("a/b/TeskImagesThread.cpp", 65) == 4065 &&
+              reportedLine("C:\\b\\TeskImages.cpp", 65) == 1065);
+static_assert(reportedLine("mipc/src/mmemfifo.cpp", 65) == 65);
+
 TEST_F(ReportCalls, ErrorLogGetsTheCallingLineAndAtOnceTheText) {
     const int line = __LINE__ + 1;
     M_ERRLOG("%s - failed to start the grab.", "name");

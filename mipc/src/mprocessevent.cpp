@@ -18,14 +18,14 @@ MProcessEvent::MProcessEvent(const char* name) : _event(nullptr) {
     _event = MEvent_Create(name);
     if (_event != INVALID_HANDLE_VALUE) return;
     const std::string shown = name ? name : "";
-    context.DumpToMErrLog(__LINE__, "%s(): MEvent_Create(%s) failed", "MProcessEvent::MProcessEvent", shown.c_str());
+    context.DumpToMErrLog(M_HERE, "%s(): MEvent_Create(%s) failed", "MProcessEvent::MProcessEvent", shown.c_str());
     throw std::runtime_error("Failed to create process event \"" + shown + "\"");
 }
 
 MProcessEvent::~MProcessEvent() {
     const MErrTraceContext context(kFile);
     if (_event != INVALID_HANDLE_VALUE && !MEvent_Delete(_event))
-        context.DumpToMErrLog(__LINE__, "%s(): MEvent_Delete() failed", "MProcessEvent::~MProcessEvent");
+        context.DumpToMErrLog(M_HERE, "%s(): MEvent_Delete() failed", "MProcessEvent::~MProcessEvent");
 }
 
 int MProcessEvent::Wait(double seconds) { return MEvent_Wait(&_event, 1, MProcessEvent_Milliseconds(seconds)) + 1; }

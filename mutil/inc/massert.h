@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform.h"
+#include "reported_places.h"
 
 /// A failed condition, with its full message.
 class MAssertException : public std::exception {
@@ -32,4 +33,4 @@ void MAssert_Failed(const char* condition, const char* file, int line, const cha
 /// search of the logs finds it however the expression is written. Yields whether the condition held.
 #define M_ASSERT_AT(lineNumber, condition, text, ...) \
     (static_cast<bool>(condition) || (MAssert_Failed(text, kFile, (lineNumber), __VA_ARGS__), false))
-#define M_ASSERT(condition, text, ...) M_ASSERT_AT(__LINE__, condition, text, __VA_ARGS__)
+#define M_ASSERT(condition, text, ...) M_ASSERT_AT(M_HERE, condition, text, __VA_ARGS__)

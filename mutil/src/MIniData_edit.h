@@ -25,7 +25,7 @@ bool namesComment(std::string_view name) {
 template <typename Compare>
 bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, const char* text) {
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%s\"",
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%s\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
     }
     return setEntry(section, "MIniData::SetStringEntry(): add_new_section() failed",
@@ -35,7 +35,7 @@ bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, 
 template <typename Compare>
 bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%ld\"",
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%ld\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
                              static_cast<long>(value));
     }
@@ -47,7 +47,7 @@ template <typename Compare>
 bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
     // Reported under the name for 32 bits, kept on purpose: one search of a log finds refused integers of both widths.
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%lld\"",
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%lld\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
                              static_cast<long long>(value));
     }
@@ -58,7 +58,7 @@ bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry
 template <typename Compare>
 bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, double value) {
     if (namesComment(entry)) {
-        return refuseComment(__LINE__, "%s(): cannot add comment as an entry: \"%s=%g\"",
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%g\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, value);
     }
     return setEntry(section, "MIniData::SetDoubleEntry(): add_new_section() failed",

@@ -25,7 +25,7 @@ bool MIniDataT<Compare>::parse_line(std::string_view line) {
         return true;
     }
     if (!_currentSection) {
-        return refuse(__LINE__, "Possible entry \"%s\" found before first section", std::string(line).c_str());
+        return refuse(M_HERE, "Possible entry \"%s\" found before first section", std::string(line).c_str());
     }
     return parseEntry(line, begin);
 }
@@ -34,22 +34,22 @@ template <typename Compare>
 bool MIniDataT<Compare>::parseHeader(std::string_view line) {
     const std::size_t close = line.find(']');
     if (close == std::string_view::npos) {
-        return refuse(__LINE__, "no matching ']' found in \"%.50s\"", std::string(line).c_str());
+        return refuse(M_HERE, "no matching ']' found in \"%.50s\"", std::string(line).c_str());
     }
     std::string name(line.substr(1, close - 1));
     if (find_section(name)) {
-        if (!(_options & kReplaceSections)) return refuse(__LINE__, "Section [%s] seen twice", name.c_str());
+        if (!(_options & kReplaceSections)) return refuse(M_HERE, "Section [%s] seen twice", name.c_str());
         // By its zero-terminated text a name with a byte 0 in it would be that of another section.
         if (name.find('\0') != std::string::npos || !DeleteSection(name.c_str())) {
             M_ERRTRACE("MIniData::parse_line(): DeleteSection() failed");
-            return refuse(__LINE__, "Section [%s] deleting previous version failed", name.c_str());
+            return refuse(M_HERE, "Section [%s] deleting previous version failed", name.c_str());
         }
     }
     std::unique_ptr<Section> section(new (std::nothrow) Section(std::string(line)));
     if (!section) {
         const char* const reason = std::strerror(errno);
         M_ERRTRACE("MIniData::parse_line(): new MIniDataSectionT() failed: %.50s", reason);
-        return refuse(__LINE__, "out of memory (%s)", reason);
+        return refuse(M_HERE, "out of memory (%s)", reason);
     }
     _currentSection = _sections.emplace(std::move(name), std::move(section)).first->second.get();
     return true;
@@ -62,11 +62,11 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
     const bool bare = equals == std::string_view::npos;
     if (!(_options & (kAcceptBareLines | kReplaceSections))) {
         if (bare) {
-            return refuse(__LINE__, "No '=' found in \"%.50s\" in section %s", std::string(line).c_str(),
+            return refuse(M_HERE, "No '=' found in \"%.50s\" in section %s", std::string(line).c_str(),
                           section.text.c_str());
         }
         if (equals == nameBegin) {
-            return refuse(__LINE__, "No entry name found before '=' in \"%s\" in section %s", std::string(line).c_str(),
+            return refuse(M_HERE, "No entry name found before '=' in \"%s\" in section %s", std::string(line).c_str(),
                           section.text.c_str());
         }
     }
@@ -75,11 +75,11 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
     if (place != section.entry_map.end() && !section.entry_map.key_comp()(name, place->first)) {
         const std::string ownName(name);
         if (!(_options & kReplaceEntries)) {
-            return refuse(__LINE__, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
+            return refuse(M_HERE, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
         }
         if (!section.DeleteEntry(name)) {
             M_ERRTRACE("MIniData::parse_line(): DeleteEntry() failed");
-            return refuse(__LINE__, "Entry \"%s\" deleting previous version failed", ownName.c_str());
+            return refuse(M_HERE, "Entry \"%s\" deleting previous version failed", ownName.c_str());
         }
         place = section.entry_map.lower_bound(name);
     }
@@ -87,7 +87,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
     if (!entry) {
         const char* const reason = std::strerror(errno);
         M_ERRTRACE("MIniData::parse_line(): new MIniDataEntry() failed: %.50s", reason);
-        return refuse(__LINE__, "out of memory (%s)", reason);
+        return refuse(M_HERE, "out of memory (%s)", reason);
     }
     section.append(place, name, std::move(entry));
     return true;
