@@ -27,7 +27,7 @@ public:
     bool sleepUntilAbout(std::int64_t deadlineNanoseconds);
 
 private:
-    void* _handle = nullptr;  // of the system's timer
+    [[maybe_unused]] void* _handle = nullptr;  // Windows: of the system's timer
     SleepMargin _margin{0};
-    long _formerSlack = 0;  // ns
+    [[maybe_unused]] long _formerSlack = 0;  // Linux: ns
 };

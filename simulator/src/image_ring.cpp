@@ -112,8 +112,8 @@ std::uint8_t* ImageRing::slotPixels() {
 
 std::size_t ImageRing::slotIndex() const {
     const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
-    return static_cast<std::size_t>(line - static_cast<const std::uint8_t*>(_memory) - sizeof(LineFifoHeader)) /
-           _lineBytes;
+    const auto offset = static_cast<std::size_t>(line - static_cast<const std::uint8_t*>(_memory));
+    return (offset - sizeof(LineFifoHeader)) / _lineBytes;
 }
 
 bool ImageRing::publish(const LineHeader& header) {
