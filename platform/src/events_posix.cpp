@@ -1,57 +1,217 @@
-// Auto-reset events on one futex word per event, shared between processes.
+// Auto-reset events on one word per event (event_state.h), shared between processes.
+//
+// A seat belongs to a process: the byte lock behind it (kFirstSeatByte) ends with the process however that ends. So
+// whoever gets the lock of a seat that somebody seems to sit in knows that the sitter has died, and hands on what was
+// its own. Only the lock's holder sits down in a seat, or clears it.
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 
+#include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
+#include "event_state.h"
 #include "handle_table_posix.h"
 #include "last_error_posix.h"
 #include "object_file_posix.h"
 
 namespace {
 
+constexpr off_t kFirstSeatByte = 64;
+constexpr long kNanosecondsPerSecond = 1'000'000'000;
+
+constexpr std::uint32_t bitOf(unsigned seat) { return 1u << seat; }
+
+timespec timeAfter(timespec time, long nanoseconds) {
+    time.tv_nsec += nanoseconds;
+    if (time.tv_nsec >= kNanosecondsPerSecond) {
+        time.tv_nsec -= kNanosecondsPerSecond;
+        ++time.tv_sec;
+    }
+    return time;
+}
+
+timespec monotonicNow() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
+}
+
+bool hasPassed(const timespec* deadline) {
+    if (!deadline) return false;
+    const timespec now = monotonicNow();
+    return now.tv_sec > deadline->tv_sec || (now.tv_sec == deadline->tv_sec && now.tv_nsec >= deadline->tv_nsec);
+}
+
 class EventObject : public KernelObject {
 public:
     explicit EventObject(std::shared_ptr<ObjectFile> file) : _file(std::move(file)) {}
 
+    /// An event that nobody waits for costs no system call.
     void set() {
-        // Both are sequentially consistent, and so are the waiter's count and look: either the waiter sees the signal
-        // or this sees the waiter. An event that is signalled already, or that nobody waits for, costs no system call.
-        if (word().exchange(1, std::memory_order_seq_cst) == 1) return;
-        if (waiters().load(std::memory_order_seq_cst) > 0)
-            syscall(SYS_futex, wordAddress(), FUTEX_WAKE, 1, nullptr, nullptr, 0);
+        unsigned seat = kNoSeat;
+        const EventState before = release(kNoSeat, seat);
+        // Those who were released and have not stood up run already, unless whoever released them died before it woke
+        // them.
+        if (before.releasedSeats() != 0) wake(before.releasedSeats());
+        // One that sleeps was awake a moment ago, or has died: then the next one is released in its place.
+        while (seat != kNoSeat && !wake(bitOf(seat)) && claim(seat)) {
+            const unsigned dead = seat;
+            release(dead, seat);
+            disclaim(dead);
+        }
+    }
+
+    /// Takes a signal if one is kept, or was left by a released waiter that has died.
+    bool take() {
+        EventState now = load();
+        while (now.isKept() || !now.isSound()) {
+            if (takeKept(now)) return true;
+        }
+        return now.releasedSeats() != 0 && takeLeftBehind(now.releasedSeats());
     }
 
     /// @param deadline  On the monotonic clock; null waits for ever.
-    /// @return          True when the signal was taken, false when the deadline passed.
+    /// @return          True when the wait was released, false when the deadline passed.
     bool wait(const timespec* deadline) {
         if (take()) return true;
-        waiters().fetch_add(1, std::memory_order_seq_cst);
-        bool taken = take();
-        while (!taken) {
-            const long result =
-                syscall(SYS_futex, wordAddress(), FUTEX_WAIT_BITSET, 0, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
-            taken = take();
-            if (!taken && result != 0 && errno == ETIMEDOUT) break;
+        unsigned seat = findSeat();
+        while (seat == kNoSeat) {  // all seats are taken: look again and again
+            if (hasPassed(deadline)) return take();
+            constexpr long kLookAgain = 1'000'000;
+            const timespec pause{0, kLookAgain};
+            clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+            if (take()) return true;
+            seat = findSeat();
         }
-        waiters().fetch_sub(1, std::memory_order_seq_cst);
-        return taken;
-    }
-
-    /// Takes the signal if there is one.
-    bool take() {
-        std::uint32_t signalled = 1;
-        return word().compare_exchange_strong(signalled, 0, std::memory_order_seq_cst);
+        const bool released = waitIn(seat, deadline);
+        seats().free.fetch_or(bitOf(seat), std::memory_order_release);
+        return released || take();
     }
 
 private:
-    std::uint32_t* wordAddress() const { return &_file->page()->signalled; }
-    std::atomic_ref<std::uint32_t> word() const { return std::atomic_ref(_file->page()->signalled); }
-    std::atomic_ref<std::uint32_t> waiters() const { return std::atomic_ref(_file->page()->waiters); }
+    EventSeats& seats() const { return _file->seats(); }
+    std::atomic_ref<std::uint64_t> word() const { return std::atomic_ref(_file->page()->state); }
+    std::atomic_ref<std::uint32_t> turn() const { return std::atomic_ref(_file->page()->turn); }
+    // The half that holds `released`: the machine is little-endian.
+    void* futexWord() const { return &_file->page()->state; }
+
+    EventState load() const { return EventState::of(word().load(std::memory_order_seq_cst)); }
+
+    /// One step: from `now` to `next`; else false, and `now` is what stands there.
+    bool change(EventState& now, EventState next) const {
+        std::uint64_t expected = now.word();
+        if (word().compare_exchange_strong(expected, next.word(), std::memory_order_seq_cst)) return true;
+        now = EventState::of(expected);
+        return false;
+    }
+
+    bool wake(std::uint32_t seatBits) const {
+        return syscall(SYS_futex, futexWord(), FUTEX_WAKE_BITSET, INT_MAX, nullptr, nullptr, seatBits) > 0;
+    }
+
+    /// Releases the next one, or keeps the signal; in the same step the seat of one that has died is cleared. A kept
+    /// signal is stored again, so that whoever takes it sees what was written before this set.
+    ///
+    /// @param dead  A seat whose lock this process has, and who sat in it was released; kNoSeat: none.
+    /// @param seat  Receives the one that was released; kNoSeat: nobody.
+    /// @return      The state before.
+    EventState release(unsigned dead, unsigned& seat) const {
+        EventState now = load();
+        for (;;) {
+            EventState next = now;
+            if (dead != kNoSeat) next = next.without(dead);
+            seat = next.nextToRelease(turn().load(std::memory_order_relaxed));
+            if (change(now, next.withReleased(seat))) break;
+        }
+        if (seat != kNoSeat) turn().store(seat, std::memory_order_relaxed);
+        return now;
+    }
+
+    /// Takes the kept signal. A state that no step leads to is a signal, too: taken once, and all begins anew with 0.
+    bool takeKept(EventState& now) const {
+        if (now.isSound()) return change(now, now.withoutKept());
+        if (!change(now, EventState{})) return false;
+        wake(FUTEX_BITSET_MATCH_ANY);  // those who sat there sit down again
+        return true;
+    }
+
+    /// The signal of a waiter of another process that was released and died before it ran.
+    bool takeLeftBehind(std::uint32_t released) const {
+        for (unsigned seat = 0; seat < kEventSeats; ++seat) {
+            if ((released & bitOf(seat)) == 0 || !claim(seat)) continue;
+            EventState now = load();
+            while (now.isReleased(seat) && !change(now, now.without(seat))) {
+            }
+            disclaim(seat);
+            if (now.isReleased(seat)) return true;
+        }
+        return false;
+    }
+
+    /// Sits in a seat until released, or until the deadline has passed; leaves it empty.
+    bool waitIn(unsigned seat, const timespec* deadline) const {
+        EventState now = load();
+        bool late = false;
+        for (;;) {
+            if (now.isReleased(seat)) {
+                if (change(now, now.without(seat))) return true;
+            } else if (now.isKept() || !now.isSound()) {
+                if (takeKept(now)) return true;
+            } else if (late) {
+                if (change(now, now.without(seat))) return false;
+            } else if (now.isSeated(seat) || change(now, now.with(seat))) {
+                late = !sleep(seat, now.released, deadline);
+                now = load();
+            }
+        }
+    }
+
+    /// Sleeps while the released seats are these. False when the deadline has passed.
+    bool sleep(unsigned seat, std::uint32_t released, const timespec* deadline) const {
+        return syscall(SYS_futex, futexWord(), FUTEX_WAIT_BITSET, released, deadline, nullptr, bitOf(seat)) == 0 ||
+               errno != ETIMEDOUT;
+    }
+
+    /// A seat of this process that none of its threads uses, or another one. kNoSeat: there is none.
+    unsigned findSeat() const {
+        std::uint32_t free = seats().free.load(std::memory_order_relaxed);
+        while (free != 0) {
+            const auto seat = static_cast<unsigned>(std::countr_zero(free));
+            if (seats().free.compare_exchange_weak(free, free & ~bitOf(seat), std::memory_order_acquire)) return seat;
+        }
+        for (unsigned seat = 0; seat < kEventSeats; ++seat) {
+            if (claim(seat)) return seat;
+        }
+        return kNoSeat;
+    }
+
+    /// Makes a seat this process's. False when it is already, or is that of another process that lives.
+    bool claim(unsigned seat) const {
+        if ((seats().own.load(std::memory_order_relaxed) & bitOf(seat)) != 0) return false;
+        if ((seats().own.fetch_or(bitOf(seat), std::memory_order_acquire) & bitOf(seat)) != 0) return false;
+        if (lock(seat, F_WRLCK)) return true;
+        seats().own.fetch_and(~bitOf(seat), std::memory_order_release);
+        return false;
+    }
+
+    void disclaim(unsigned seat) const {
+        lock(seat, F_UNLCK);
+        seats().own.fetch_and(~bitOf(seat), std::memory_order_release);
+    }
+
+    bool lock(unsigned seat, short type) const {
+        struct flock lock {};
+        lock.l_type = type;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = kFirstSeatByte + static_cast<off_t>(seat);
+        lock.l_len = 1;
+        return fcntl(_file->descriptor(), F_OFD_SETLK, &lock) == 0;
+    }
 
     std::shared_ptr<ObjectFile> _file;
 };
@@ -64,16 +224,9 @@ HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed) {
 }
 
 timespec deadlineAfter(DWORD milliseconds) {
-    constexpr long kNanosecondsPerSecond = 1'000'000'000;
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
+    timespec time = monotonicNow();
     time.tv_sec += milliseconds / 1000;
-    time.tv_nsec += static_cast<long>(milliseconds % 1000) * 1'000'000;
-    if (time.tv_nsec >= kNanosecondsPerSecond) {
-        time.tv_nsec -= kNanosecondsPerSecond;
-        ++time.tv_sec;
-    }
-    return time;
+    return timeAfter(time, static_cast<long>(milliseconds % 1000) * 1'000'000);
 }
 
 }  // namespace

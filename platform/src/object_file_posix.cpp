@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "descriptor_posix.h"
+#include "event_state.h"
 #include "last_error_posix.h"
 #include "object_folder_posix.h"
 
@@ -244,7 +245,8 @@ std::shared_ptr<ObjectFile> openObject(const char* name, const ObjectPage& page,
 }
 
 ObjectPage newPage(ObjectKind kind, std::uint64_t size, bool signalled) {
-    return {kObjectMagic, static_cast<std::uint32_t>(kind), signalled ? 1u : 0u, size, 0, 0};
+    const EventState state = signalled ? EventState{}.withReleased(kNoSeat) : EventState{};
+    return {kObjectMagic, static_cast<std::uint32_t>(kind), kNoSeat, size, state.word()};
 }
 
 }  // namespace

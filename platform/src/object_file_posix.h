@@ -5,6 +5,8 @@
 // object"; byte 1, exclusive, guards create, attach and detach. Nobody on byte 0 means that the file is a leftover.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,22 +17,28 @@ enum class ObjectKind : std::uint32_t { event = 1, mapping = 2 };
 
 /// First page of an object's file; a mapping's data begins on the next one.
 struct ObjectPage {
-    std::uint64_t magic;      //  0  kObjectMagic
-    std::uint32_t kind;       //  8  ObjectKind
-    std::uint32_t signalled;  // 12  event: 1 signalled, 0 not; the futex word
-    std::uint64_t size;       // 16  mapping: bytes asked for by its creator
-    std::uint32_t waiters;    // 24  event: threads inside a wait, of all processes
-    std::uint32_t reserved;   // 28
+    std::uint64_t magic;  //  0  kObjectMagic
+    std::uint32_t kind;   //  8  ObjectKind
+    std::uint32_t turn;   // 12  event: seat that was released last
+    std::uint64_t size;   // 16  mapping: bytes asked for by its creator
+    std::uint64_t state;  // 24  event: EventState
 };
-static_assert(sizeof(ObjectPage) == 32);
+static_assert(sizeof(ObjectPage) == 32 && offsetof(ObjectPage, state) == 24);
 
-constexpr std::uint64_t kObjectMagic = 0x31304a424f564f44;  // "DOVOBJ01"
+constexpr std::uint64_t kObjectMagic = 0x32304a424f564f44;  // "DOVOBJ02"
 constexpr std::size_t kPageBytes = 4096;
 
 /// Whole pages that hold that many bytes; 0 when there is no such number.
 constexpr std::uint64_t wholePages(std::uint64_t bytes) {
     return bytes > UINT64_MAX - kPageBytes ? 0 : (bytes + kPageBytes - 1) / kPageBytes * kPageBytes;
 }
+
+/// The seats of an event that are this process's (event_state.h): those whose lock it has, and of them those that none
+/// of its threads sits in.
+struct EventSeats {
+    std::atomic<std::uint32_t> own{0};
+    std::atomic<std::uint32_t> free{0};
+};
 
 /// One object as this process holds it, shared by all its handles and views of that name. Any thread.
 class ObjectFile {
@@ -46,6 +54,7 @@ public:
     ObjectPage* page() const { return _page; }
     /// Bytes that a mapping's creator asked for.
     std::uint64_t size() const { return _size; }
+    EventSeats& seats() { return _seats; }
 
 private:
     friend class ObjectFileOpener;
@@ -57,6 +66,7 @@ private:
     int _descriptor = -1;
     ObjectPage* _page = nullptr;
     std::uint64_t _size = 0;
+    EventSeats _seats;
 };
 
 /// Creates an object, or attaches to the existing one of that name and kind.
