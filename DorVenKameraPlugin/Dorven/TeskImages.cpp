@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "IPMessenger.h"
+#include "RecordField.h"
 #include "TeskImagesComm.h"
 #include "TeskImagesConfig.h"
 #include "TeskImagesRun.h"
@@ -26,12 +27,6 @@ constexpr double kTemperatureC = 23.5;
 
 /// A signal can be taken by another process that waits for the same event. Then the worker thread is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
-
-/// The simulator may ask while the configuration is still being applied: it gets the value before or after.
-template <typename Number>
-Number loadField(Number& field) {
-    return std::atomic_ref(field).load(std::memory_order_relaxed);
-}
 
 bool isThisThread(const std::shared_ptr<std::thread>& thread) {
     return thread && thread->get_id() == std::this_thread::get_id();

@@ -5,11 +5,16 @@
 #include <vector>
 
 #include "DorVenPlugin.h"
+#include "RecordField.h"
 #include "TeskImages.h"
 #include "errtrace.h"
 #include "massert.h"
 
 namespace NUV {
+
+using kest::dorven::loadField;
+using kest::dorven::storeField;
+
 namespace {
 
 const char kFile[] = "DorVenPluginQImage";
@@ -117,7 +122,8 @@ PluginCallStatus DorVenPlugin::metaDataCaps(SmartMetaDataCaps** caps) {
 
 PluginCallStatus DorVenPlugin::imageBuffer(char** buffer) {
     if (!M_ASSERT_AT(105, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
-    if (const auto record = _teskImages->imageMemory()) *buffer = reinterpret_cast<char*>(record->imageBuffer);
+    if (const auto record = _teskImages->imageMemory())
+        *buffer = reinterpret_cast<char*>(loadField(record->imageBuffer));
     return kDone;
 }
 
@@ -174,7 +180,7 @@ PluginCallStatus DorVenPlugin::setClipping(std::uint64_t x, std::uint64_t y, std
                                            std::uint64_t height) {
     if (!M_ASSERT_AT(170, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
     const auto store = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t value) {
-        if (const auto record = _teskImages->imageMemory()) record->clipping.*field = value;
+        if (const auto record = _teskImages->imageMemory()) storeField(record->clipping.*field, value);
     };
     // The record is asked for afresh for each value: each asking leaves its line in the trace.
     store(&PluginInterfaceClippingData::x, x);
@@ -188,7 +194,7 @@ PluginCallStatus DorVenPlugin::clipping(std::uint64_t* x, std::uint64_t* y, std:
                                         std::uint64_t* height) {
     if (!M_ASSERT_AT(182, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
     const auto load = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t* value) {
-        if (const auto record = _teskImages->imageMemory()) *value = record->clipping.*field;
+        if (const auto record = _teskImages->imageMemory()) *value = loadField(record->clipping.*field);
     };
     load(&PluginInterfaceClippingData::x, x);
     load(&PluginInterfaceClippingData::y, y);
