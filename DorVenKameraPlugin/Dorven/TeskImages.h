@@ -50,12 +50,14 @@ struct TeskImages {
     /// Stores any rate; one that is not above 0 is reported. The pace of a running grab stays as it is.
     virtual double setFrameRate(const double& f);
 
-    /// Starts the worker thread, ending one that runs. False after an entry in the error log, always so after end.
+    /// Starts the worker thread, ending one that runs. False after an entry in the error log: always so after end, and
+    /// to the callback while another thread's freeze waits for it.
     /// @throws std::system_error  when the system has no thread left; nothing runs then.
     virtual bool grab();
 
-    /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab, except when
-    /// the callback itself calls it. False, after entries in the error log, when none runs.
+    /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab or tried to
+    /// grab anew meanwhile, except when the callback itself calls it. False, after entries in the error log, when none
+    /// ran or tried to.
     virtual bool freeze();
 
     // ---- not virtual
@@ -94,8 +96,12 @@ private:
 
     void initImageMemory();
     void refuseGrabs();
+    void freezeToGrabAnew();
     bool startImageThread();
     bool stopImageThread();
+    bool isWorkerThread() const;
+    bool refusesGrabOfCallback();
+    unsigned refusedGrabs() const;
     std::shared_ptr<Run> tellThreadToEnd();
     void wakeUntilEnded(Run& run);
     void joinLeavingThreads();
@@ -124,11 +130,14 @@ private:
     NUV::PluginInterfaceCallbackData _callback;
 
     ThreadStarter _startThread;
-    mutable std::mutex _threadMutex;       // guards the four below; never held while a thread is waited for
+    mutable std::mutex _threadMutex;       // guards all below; never held while a thread is waited for
     std::shared_ptr<std::thread> _thread;  // null: not running
     std::shared_ptr<Run> _run;             // of _thread, or of the grab before
     std::vector<Worker> _leaving;          // told to end, maybe still inside their callback
     bool _ended = false;                   // no thread is started any more
+    std::thread::id _grabsAnew;            // whose freeze is part of its grab, so that others may grab as well
+    int _waitingStops = 0;                 // of threads that are no callback: until the last is done no callback grabs
+    unsigned _refusedGrabs = 0;            // to callbacks, by those
 
 protected:
     std::vector<unsigned char> _fakeImageMem;  // the worker thread's

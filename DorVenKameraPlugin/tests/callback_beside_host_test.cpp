@@ -174,10 +174,40 @@ protected:
     DorVenPlugin _device{"", [](const char*) { return std::make_shared<SmallSource>(); }};
 };
 
+struct CallbackThatGrabs {
+    std::atomic<int> images{0};
+    DorVenPlugin device{"", [](const char*) { return std::make_shared<SmallSource>(); }};
+};
+
 TEST_F(CallbackBesideHost, BothSendEveryCommand) {
     for (std::size_t round = 0; round < 10; ++round) {
         sendAll();
         while (callbackRounds() <= round) std::this_thread::yield();  // images come: the host began them last
+    }
+}
+
+/// A callback that never leaves the images frozen: once with 1002 alone, once with 1004 before it.
+int grabsAnew(void* context, IMAGEMEMORY*) {
+    auto& host = *static_cast<CallbackThatGrabs*>(context);
+    if (++host.images % 2 == 0) host.device.call(1004, nullptr, nullptr);
+    host.device.call(1002, nullptr, nullptr);
+    return 0;
+}
+
+TEST(FreezeOfTheHost, HoldsAgainstACallbackThatAlwaysGrabsAnew) {
+    test::LogRecorder log(3);
+    CallbackThatGrabs host;
+    host.device.call(1001, nullptr, nullptr);
+    PluginInterfaceParameter<PluginInterfaceCallbackData> callback({&host, &grabsAnew});
+    host.device.call(1005, &callback, nullptr);
+    for (int round = 0; round < 300; ++round) {
+        ASSERT_EQ(host.device.call(1002, nullptr, nullptr), kDone);
+        const int before = host.images;
+        while (host.images < before + 2) std::this_thread::yield();
+        ASSERT_EQ(host.device.call(1004, nullptr, nullptr), kDone);
+        const int after = host.images;
+        ASSERT_EQ(host.device.call(1004, nullptr, nullptr), kNotSupported) << "a grab began behind the freeze";
+        ASSERT_EQ(host.images, after);
     }
 }
 
