@@ -55,6 +55,16 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
 
 TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
                        std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)
+    : TeskImages(Unlinked{}, std::move(imageEvent), std::move(startThread), std::move(record), std::move(temperature)) {
+    link();  // last of all: its thread answers from this object at once
+}
+
+TeskImages::TeskImages(Unlinked unlinked)
+    : TeskImages(unlinked, std::make_shared<MProcessEvent>(kEventName), {}, std::make_shared<NUV::IMAGEMEMORY>(),
+                 std::make_shared<NUV::SmartMetaDataDouble>(kTemperatureC)) {}
+
+TeskImages::TeskImages(Unlinked, std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
+                       std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)
     : _imageMemory(std::move(record)),
       _smartTemperature(std::move(temperature)),
       _pixelSize{kPixelSizeUm, kPixelSizeUm},
@@ -66,7 +76,10 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
     const bool measured = M_ASSERT(_smartTemperature, "_smartTemperature", "invalid temperature");
     if (recorded) initImageMemory();
     if (recorded && measured) _imageMemory->metaData.emplace(NUV::SMARTMETADATAKEY::temperature, _smartTemperature);
-    // Last of all: its thread answers from this object at once.
+}
+
+void TeskImages::link() {
+    if (_messenger) return;
     _comm = TeskImagesComm::create(this);
     _messenger = IPMessenger::create(_comm);
 }
@@ -81,8 +94,17 @@ TeskImages::~TeskImages() {
 }
 
 std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
+    auto source = createUnlinked(path);
+    source->link();
+    return source;
+}
+
+std::shared_ptr<TeskImages> TeskImages::createUnlinked(const char* path) {
+    struct UnlinkedSource : TeskImages {
+        UnlinkedSource() : TeskImages(Unlinked{}) {}
+    };
     M_TRACE(4, "%s  - %s", "kest::dorven::TeskImages::create", path ? path : "(nullptr)");
-    auto source = std::make_shared<TeskImages>();
+    std::shared_ptr<TeskImages> source = std::make_shared<UnlinkedSource>();
     if (const auto ini = openIniFile(path)) applyImageSection(*ini, *source->_imageMemory);
     return source;
 }

@@ -65,6 +65,15 @@ struct TeskImages {
     /// Makes an image source configured by an ini file (openIniFile); without one it has its defaults.
     static std::shared_ptr<TeskImages> create(const char* path);
 
+    /// The same but for the link to the simulator, whose names another source of this process may still hold: all that
+    /// can fail without them is done.
+    static std::shared_ptr<TeskImages> createUnlinked(const char* path);
+
+    /// Makes the link to the simulator, which answers from now on; nothing when it is there. For the owner's thread.
+    /// @throws std::runtime_error  when an event of the link can be neither created nor opened.
+    /// @throws std::system_error   when the system has no thread left.
+    void link();
+
     /// @param function  Called for each image; null for none. It is called with its own context always, also when both
     ///                  are replaced meanwhile.
     void setCallback(void* context, NUV::ImageCallback function);
@@ -83,6 +92,12 @@ protected:
     /// With another record and temperature, for tests. Either may be null, which is reported.
     TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread, std::shared_ptr<NUV::IMAGEMEMORY> record,
                std::shared_ptr<NUV::SmartMetaDataDouble> temperature);
+
+    /// With the system's event, or as the above, and without the link.
+    struct Unlinked {};
+    explicit TeskImages(Unlinked);
+    TeskImages(Unlinked, std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
+               std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature);
 
     std::shared_ptr<NUV::IMAGEMEMORY> _imageMemory;
     std::shared_ptr<NUV::SmartMetaDataDouble> _smartTemperature;
@@ -123,7 +138,7 @@ private:
     double _pixelSize[2];
     std::atomic<double> _frameRate;
     std::shared_ptr<TeskImagesComm> _comm;    // answers the simulator from this object …
-    std::shared_ptr<IPMessenger> _messenger;  // … on a thread of its own, from the constructor to the destructor
+    std::shared_ptr<IPMessenger> _messenger;  // … on a thread of its own, from link to the destructor
     std::shared_ptr<MEvent> _imageEvent;
 
     std::mutex _callbackMutex;  // held for a copy of the pair alone

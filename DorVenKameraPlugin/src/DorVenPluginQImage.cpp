@@ -59,19 +59,20 @@ PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAP
         return kNotSupported;
     }
     return guarded("NUV::DorVenPlugin::openImageDevice", [&] {
-        // The old source goes first: both would name the same objects of the system.
-        letGoOfSource();
-        auto source = _createSource(path);
-        if (!source) return kNotSupported;
-        useSource(std::move(source));
+        useSource(_createSource(path));
+        if (!_teskImages) return kNotSupported;
         *bitmap = _bitmap.get();
         return kDone;
     });
 }
 
 void DorVenPlugin::useSource(std::shared_ptr<kest::dorven::TeskImages> source) {
-    const auto record = source->imageMemory();
+    const auto record = source ? source->imageMemory() : nullptr;
     auto bitmap = record ? std::make_shared<tagBITMAPINFO>(describe(*record)) : nullptr;
+    // All that can fail without it is done: both links would name the same objects of the system.
+    letGoOfSource();
+    if (!source) return;
+    source->link();
     // Last, so that a failure leaves nothing half open.
     _bitmap = std::move(bitmap);
     _teskImages = std::move(source);

@@ -35,7 +35,9 @@ public:
 
 /// A source whose images are quickly made.
 struct SmallSource : TeskImages {
-    SmallSource() : TeskImages(std::make_shared<ImpatientEvent>()) {
+    SmallSource()
+        : TeskImages(Unlinked{}, std::make_shared<ImpatientEvent>(), {}, std::make_shared<IMAGEMEMORY>(),
+                     std::make_shared<SmartMetaDataDouble>(20.0)) {
         _imageMemory->width = 16;
         _imageMemory->height = 8;
     }
