@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "IPMessenger.h"
+#include "RecordField.h"
 #include "TeskImagesComm.h"
 #include "TeskImagesConfig.h"
 #include "TeskImagesRun.h"
@@ -27,11 +28,18 @@ constexpr double kTemperatureC = 23.5;
 /// A signal can be taken by another process that waits for the same event. Then the worker thread is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
 
-/// The simulator may ask while the configuration is still being applied: it gets the value before or after.
-template <typename Number>
-Number loadField(Number& field) {
-    return std::atomic_ref(field).load(std::memory_order_relaxed);
-}
+/// Does something when its scope ends, however it ends.
+template <typename Action>
+class AtEnd {
+public:
+    explicit AtEnd(Action action) : _action(std::move(action)) {}
+    ~AtEnd() { _action(); }
+    AtEnd(const AtEnd&) = delete;
+    AtEnd& operator=(const AtEnd&) = delete;
+
+private:
+    Action _action;
+};
 
 bool isThisThread(const std::shared_ptr<std::thread>& thread) {
     return thread && thread->get_id() == std::this_thread::get_id();
@@ -47,6 +55,16 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
 
 TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
                        std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)
+    : TeskImages(Unlinked{}, std::move(imageEvent), std::move(startThread), std::move(record), std::move(temperature)) {
+    link();  // last of all: its thread answers from this object at once
+}
+
+TeskImages::TeskImages(Unlinked unlinked)
+    : TeskImages(unlinked, std::make_shared<MProcessEvent>(kEventName), {}, std::make_shared<NUV::IMAGEMEMORY>(),
+                 std::make_shared<NUV::SmartMetaDataDouble>(kTemperatureC)) {}
+
+TeskImages::TeskImages(Unlinked, std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
+                       std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)
     : _imageMemory(std::move(record)),
       _smartTemperature(std::move(temperature)),
       _pixelSize{kPixelSizeUm, kPixelSizeUm},
@@ -58,7 +76,10 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
     const bool measured = M_ASSERT(_smartTemperature, "_smartTemperature", "invalid temperature");
     if (recorded) initImageMemory();
     if (recorded && measured) _imageMemory->metaData.emplace(NUV::SMARTMETADATAKEY::temperature, _smartTemperature);
-    // Last of all: its thread answers from this object at once.
+}
+
+void TeskImages::link() {
+    if (_messenger) return;
     _comm = TeskImagesComm::create(this);
     _messenger = IPMessenger::create(_comm);
 }
@@ -73,8 +94,17 @@ TeskImages::~TeskImages() {
 }
 
 std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
+    auto source = createUnlinked(path);
+    source->link();
+    return source;
+}
+
+std::shared_ptr<TeskImages> TeskImages::createUnlinked(const char* path) {
+    struct UnlinkedSource : TeskImages {
+        UnlinkedSource() : TeskImages(Unlinked{}) {}
+    };
     M_TRACE(4, "%s  - %s", "kest::dorven::TeskImages::create", path ? path : "(nullptr)");
-    auto source = std::make_shared<TeskImages>();
+    std::shared_ptr<TeskImages> source = std::make_shared<UnlinkedSource>();
     if (const auto ini = openIniFile(path)) applyImageSection(*ini, *source->_imageMemory);
     return source;
 }
@@ -139,13 +169,24 @@ double TeskImages::setFrameRate(const double& f) {
 
 bool TeskImages::grab() {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::grab");
-    if (isRunning()) freeze();
+    if (isRunning()) freezeToGrabAnew();
     if (!startImageThread()) {
         M_ERRLOG("%s - failed to start the grab.", "kest::dorven::TeskImages::grab");
         return false;
     }
     M_TRACE(4, "%s - grabbing.", "kest::dorven::TeskImages::grab");
     return true;
+}
+
+/// What is frozen here goes on at once, whoever begins it.
+void TeskImages::freezeToGrabAnew() {
+    const auto note = [this](std::thread::id thread) {
+        const std::lock_guard lock(_threadMutex);
+        if (!isWorkerThread()) _grabsAnew = thread;
+    };
+    note(std::this_thread::get_id());
+    const AtEnd forget([&] { note({}); });
+    freeze();
 }
 
 bool TeskImages::freeze() {
@@ -169,6 +210,11 @@ bool TeskImages::isRunning() const {
 
 bool TeskImages::calledByCallback() const {
     const std::lock_guard lock(_threadMutex);
+    return isWorkerThread();
+}
+
+/// Called with the lock.
+bool TeskImages::isWorkerThread() const {
     return isThisThread(_thread) || std::any_of(_leaving.begin(), _leaving.end(),
                                                 [](const Worker& worker) { return isThisThread(worker.thread); });
 }
@@ -186,8 +232,14 @@ void TeskImages::refuseGrabs() {
 
 bool TeskImages::startImageThread() {
     joinLeavingThreads();
-    const std::lock_guard lock(_threadMutex);  // so that a callback that stops the new thread finds it noted
+    std::unique_lock lock(_threadMutex);  // so that a callback that stops the new thread finds it noted
     if (_ended) return false;
+    if (refusesGrabOfCallback()) {
+        lock.unlock();
+        M_ERRLOG("%s() : refused to the image callback: another thread waits for it to end the images.",
+                 "kest::dorven::TeskImages::startImageThread");
+        return false;
+    }
     if (_thread) return true;  // another thread was quicker: its grab goes on
     auto run = std::make_shared<Run>(_run);
     auto thread = _startThread([this, run] {
@@ -204,27 +256,43 @@ bool TeskImages::startImageThread() {
     return true;
 }
 
+/// Whether the calling thread is a callback that another thread waits for: a grab of its own would go on behind the
+/// other's back. The other then counts as having stopped it. Called with the lock.
+bool TeskImages::refusesGrabOfCallback() {
+    if (_waitingStops == 0 || !isWorkerThread()) return false;
+    ++_refusedGrabs;
+    return true;
+}
+
+unsigned TeskImages::refusedGrabs() const {
+    const std::lock_guard lock(_threadMutex);
+    return _refusedGrabs;
+}
+
 bool TeskImages::stopImageThread() {
-    bool found = false;
-    bool ended = false;
-    std::shared_ptr<Run> other;
-    {
-        const std::lock_guard lock(_threadMutex);
-        ended = _ended;
-        found = _thread != nullptr;
-        if (found) other = tellThreadToEnd();
-    }
+    std::unique_lock lock(_threadMutex);
+    const bool ended = _ended;
+    const bool found = _thread != nullptr;
+    const bool holds = !isWorkerThread() && _grabsAnew != std::this_thread::get_id();
+    const unsigned refusedBefore = _refusedGrabs;
+    const auto other = found ? tellThreadToEnd() : nullptr;
+    if (holds) ++_waitingStops;
+    lock.unlock();
+
+    const AtEnd release([&] {
+        const std::lock_guard relock(_threadMutex);
+        if (holds) --_waitingStops;
+    });
     if (other) wakeUntilEnded(*other);
     joinLeavingThreads();
-    if (found || ended) return true;
+    if (found || ended || (holds && refusedGrabs() != refusedBefore)) return true;
     M_ERRLOG("%s() : thread is not running.", "kest::dorven::TeskImages::stopImageThread");
     return false;
 }
 
 /// Notes the running thread as one that leaves. Called with the lock.
 /// @return Its run, to wait for; null when it is the calling thread: one cannot wait for oneself, and this one ends
-/// when
-///         its callback returns.
+///         when its callback returns.
 std::shared_ptr<TeskImages::Run> TeskImages::tellThreadToEnd() {
     _leaving.push_back({_thread, _run});
     _thread = nullptr;

@@ -50,18 +50,29 @@ struct TeskImages {
     /// Stores any rate; one that is not above 0 is reported. The pace of a running grab stays as it is.
     virtual double setFrameRate(const double& f);
 
-    /// Starts the worker thread, ending one that runs. False after an entry in the error log, always so after end.
+    /// Starts the worker thread, ending one that runs. False after an entry in the error log: always so after end, and
+    /// to the callback while another thread's freeze waits for it.
     /// @throws std::system_error  when the system has no thread left; nothing runs then.
     virtual bool grab();
 
-    /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab, except when
-    /// the callback itself calls it. False, after entries in the error log, when none runs.
+    /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab or tried to
+    /// grab anew meanwhile, except when the callback itself calls it. False, after entries in the error log, when none
+    /// ran or tried to.
     virtual bool freeze();
 
     // ---- not virtual
 
     /// Makes an image source configured by an ini file (openIniFile); without one it has its defaults.
     static std::shared_ptr<TeskImages> create(const char* path);
+
+    /// The same but for the link to the simulator, whose names another source of this process may still hold: all that
+    /// can fail without them is done.
+    static std::shared_ptr<TeskImages> createUnlinked(const char* path);
+
+    /// Makes the link to the simulator, which answers from now on; nothing when it is there. For the owner's thread.
+    /// @throws std::runtime_error  when an event of the link can be neither created nor opened.
+    /// @throws std::system_error   when the system has no thread left.
+    void link();
 
     /// @param function  Called for each image; null for none. It is called with its own context always, also when both
     ///                  are replaced meanwhile.
@@ -82,6 +93,12 @@ protected:
     TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread, std::shared_ptr<NUV::IMAGEMEMORY> record,
                std::shared_ptr<NUV::SmartMetaDataDouble> temperature);
 
+    /// With the system's event, or as the above, and without the link.
+    struct Unlinked {};
+    explicit TeskImages(Unlinked);
+    TeskImages(Unlinked, std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
+               std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature);
+
     std::shared_ptr<NUV::IMAGEMEMORY> _imageMemory;
     std::shared_ptr<NUV::SmartMetaDataDouble> _smartTemperature;
 
@@ -94,8 +111,12 @@ private:
 
     void initImageMemory();
     void refuseGrabs();
+    void freezeToGrabAnew();
     bool startImageThread();
     bool stopImageThread();
+    bool isWorkerThread() const;
+    bool refusesGrabOfCallback();
+    unsigned refusedGrabs() const;
     std::shared_ptr<Run> tellThreadToEnd();
     void wakeUntilEnded(Run& run);
     void joinLeavingThreads();
@@ -117,18 +138,21 @@ private:
     double _pixelSize[2];
     std::atomic<double> _frameRate;
     std::shared_ptr<TeskImagesComm> _comm;    // answers the simulator from this object …
-    std::shared_ptr<IPMessenger> _messenger;  // … on a thread of its own, from the constructor to the destructor
+    std::shared_ptr<IPMessenger> _messenger;  // … on a thread of its own, from link to the destructor
     std::shared_ptr<MEvent> _imageEvent;
 
     std::mutex _callbackMutex;  // held for a copy of the pair alone
     NUV::PluginInterfaceCallbackData _callback;
 
     ThreadStarter _startThread;
-    mutable std::mutex _threadMutex;       // guards the four below; never held while a thread is waited for
+    mutable std::mutex _threadMutex;       // guards all below; never held while a thread is waited for
     std::shared_ptr<std::thread> _thread;  // null: not running
     std::shared_ptr<Run> _run;             // of _thread, or of the grab before
     std::vector<Worker> _leaving;          // told to end, maybe still inside their callback
     bool _ended = false;                   // no thread is started any more
+    std::thread::id _grabsAnew;            // whose freeze is part of its grab, so that others may grab as well
+    int _waitingStops = 0;                 // of threads that are no callback: until the last is done no callback grabs
+    unsigned _refusedGrabs = 0;            // to callbacks, by those
 
 protected:
     std::vector<unsigned char> _fakeImageMem;  // the worker thread's

@@ -1,7 +1,6 @@
 #include "TeskImagesConfig.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "RecordField.h"
 #include "errtrace.h"
 
 namespace kest::dorven {
@@ -89,12 +89,6 @@ public:
 private:
     std::map<std::string, std::vector<std::string>> _byPlainForm;
 };
-
-/// The simulator may ask for size and format while they are being applied: it gets the value before or after.
-template <typename Number>
-void storeField(Number& field, Number value) {
-    std::atomic_ref(field).store(value, std::memory_order_relaxed);
-}
 
 /// Sizes take the value of a text that is no number, which is 0, kept on purpose: hosts see the mistake in the record.
 void readSize(const MIniData& ini, const char* key, std::uint64_t& size) {

@@ -19,6 +19,7 @@
 #include <thread>
 #include <utility>
 
+#include "RecordField.h"
 #include "TeskImages.h"
 #include "TeskImagesFifo.h"
 #include "TeskImagesRun.h"
@@ -190,7 +191,8 @@ void TeskImages::readImages(Run& run) {
         record->frameTime = header.frameTimeS;
         record->timeStampType = 1;
         record->timeStamp = microseconds(header.timeStampS);
-        record->imageBuffer = const_cast<unsigned char*>(line) + sizeof header;  // in place: no byte is copied
+        storeField(record->imageBuffer,
+                   const_cast<unsigned char*>(line) + sizeof header);  // in place: nothing is copied
         handOver(*record);
         popLine(run.fifo);
         if (run.left) return;
@@ -209,7 +211,7 @@ void TeskImages::fakeImage(Run& run) {
     record->frameTime = 1.0 / _frameRate;  // as set now, while the pace stays that of the start
     record->timeStampType = 1;
     record->timeStamp += microseconds(run.periodS);
-    record->imageBuffer = _fakeImageMem.data();
+    storeField(record->imageBuffer, _fakeImageMem.data());
     handOver(*record);
 }
 

@@ -14,14 +14,14 @@ struct TeskImages;
 namespace NUV {
 
 /// Operations that need the image source report a failed assertion and answer (-4, 0) until openImageDevice has
-/// succeeded. What the host was given by address: the image memory and the caps are the source's and go with the next
-/// openImageDevice, also with one that fails; the bitmap description is the device's and goes with the next that
-/// succeeds.
+/// succeeded. What the host was given by address: the image memory and the caps are the source's and go with it; the
+/// bitmap description is the device's and goes with the next openImageDevice that succeeds.
 ///
 /// The callback may send any command to its own device but openImageDevice, and must not destroy it.
 class DorVenPlugin : public PluginDeviceBase {
 public:
-    /// Makes the image source that openImageDevice opens; what it makes may be null.
+    /// Makes the image source that openImageDevice opens, unlinked, while the one before still works; what it makes may
+    /// be null.
     using SourceFactory = std::function<std::shared_ptr<kest::dorven::TeskImages>(const char* path)>;
 
     explicit DorVenPlugin(const std::string& moduleFolder);
@@ -35,7 +35,9 @@ public:
     // ---- image
 
     bool imageSupported() override { return true; }
-    /// Refused, with an entry in the error log and nothing touched, inside the device's own callback.
+    /// Refused, with an entry in the error log and nothing touched, inside the device's own callback. What fails before
+    /// the new source is linked leaves the open one as it is; when the link fails, or the factory makes nothing, none
+    /// is open.
     PluginCallStatus openImageDevice(const char* path, const tagBITMAPINFO** bitmap) override;
     PluginCallStatus grab() override;
     PluginCallStatus stop() override;
@@ -77,7 +79,8 @@ public:
     PluginCallStatus light1208(std::uint64_t* value) override;
 
 protected:
-    /// Takes an image source in place of the present one, which was let go, and describes its images.
+    /// Takes an image source in place of the present one, which is let go, links it and describes its images. An empty
+    /// one leaves the device without.
     void useSource(std::shared_ptr<kest::dorven::TeskImages> source);
 
 private:

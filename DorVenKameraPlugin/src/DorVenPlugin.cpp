@@ -15,7 +15,7 @@ const char kFile[] = "DorVenPlugin";
 // The line numbers in reports are fixed: hosts search their logs for them.
 
 DorVenPlugin::DorVenPlugin(const std::string& moduleFolder)
-    : DorVenPlugin(moduleFolder, &kest::dorven::TeskImages::create) {}
+    : DorVenPlugin(moduleFolder, &kest::dorven::TeskImages::createUnlinked) {}
 
 DorVenPlugin::DorVenPlugin(const std::string& moduleFolder, SourceFactory createSource)
     : PluginDeviceBase(moduleFolder), _createSource(std::move(createSource)) {

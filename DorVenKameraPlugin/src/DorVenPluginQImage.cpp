@@ -5,11 +5,16 @@
 #include <vector>
 
 #include "DorVenPlugin.h"
+#include "RecordField.h"
 #include "TeskImages.h"
 #include "errtrace.h"
 #include "massert.h"
 
 namespace NUV {
+
+using kest::dorven::loadField;
+using kest::dorven::storeField;
+
 namespace {
 
 const char kFile[] = "DorVenPluginQImage";
@@ -54,19 +59,20 @@ PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAP
         return kNotSupported;
     }
     return guarded("NUV::DorVenPlugin::openImageDevice", [&] {
-        // The old source goes first: both would name the same objects of the system.
-        letGoOfSource();
-        auto source = _createSource(path);
-        if (!source) return kNotSupported;
-        useSource(std::move(source));
+        useSource(_createSource(path));
+        if (!_teskImages) return kNotSupported;
         *bitmap = _bitmap.get();
         return kDone;
     });
 }
 
 void DorVenPlugin::useSource(std::shared_ptr<kest::dorven::TeskImages> source) {
-    const auto record = source->imageMemory();
+    const auto record = source ? source->imageMemory() : nullptr;
     auto bitmap = record ? std::make_shared<tagBITMAPINFO>(describe(*record)) : nullptr;
+    // All that can fail without it is done: both links would name the same objects of the system.
+    letGoOfSource();
+    if (!source) return;
+    source->link();
     // Last, so that a failure leaves nothing half open.
     _bitmap = std::move(bitmap);
     _teskImages = std::move(source);
@@ -117,7 +123,8 @@ PluginCallStatus DorVenPlugin::metaDataCaps(SmartMetaDataCaps** caps) {
 
 PluginCallStatus DorVenPlugin::imageBuffer(char** buffer) {
     if (!M_ASSERT_AT(105, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
-    if (const auto record = _teskImages->imageMemory()) *buffer = reinterpret_cast<char*>(record->imageBuffer);
+    if (const auto record = _teskImages->imageMemory())
+        *buffer = reinterpret_cast<char*>(loadField(record->imageBuffer));
     return kDone;
 }
 
@@ -174,7 +181,7 @@ PluginCallStatus DorVenPlugin::setClipping(std::uint64_t x, std::uint64_t y, std
                                            std::uint64_t height) {
     if (!M_ASSERT_AT(170, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
     const auto store = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t value) {
-        if (const auto record = _teskImages->imageMemory()) record->clipping.*field = value;
+        if (const auto record = _teskImages->imageMemory()) storeField(record->clipping.*field, value);
     };
     // The record is asked for afresh for each value: each asking leaves its line in the trace.
     store(&PluginInterfaceClippingData::x, x);
@@ -188,7 +195,7 @@ PluginCallStatus DorVenPlugin::clipping(std::uint64_t* x, std::uint64_t* y, std:
                                         std::uint64_t* height) {
     if (!M_ASSERT_AT(182, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
     const auto load = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t* value) {
-        if (const auto record = _teskImages->imageMemory()) *value = record->clipping.*field;
+        if (const auto record = _teskImages->imageMemory()) *value = loadField(record->clipping.*field);
     };
     load(&PluginInterfaceClippingData::x, x);
     load(&PluginInterfaceClippingData::y, y);

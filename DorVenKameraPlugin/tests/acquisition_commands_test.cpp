@@ -22,11 +22,13 @@ namespace {
 using namespace NUV;
 using namespace std::chrono_literals;
 using kest::dorven::TeskImages;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::string kNotRunning = "kest::dorven::TeskImages::stopImageThread() : thread is not running.";
 const std::string kNotStopped = "Failed to stop the grabbing.";
+const std::string kNotGrabbing = "kest::dorven::TeskImages::grab - failed to start the grab.";
 const std::string kCannotOpen = "NUV::DorVenPlugin::openImageDevice() : the image callback cannot open the device.";
 
 struct DeviceWithSource : DorVenPlugin {
@@ -154,6 +156,74 @@ TEST_F(CallbackCommandsTest, GrabGoesOnWithAFreshThread) {
                 [&](IMAGEMEMORY&) { second = std::this_thread::get_id(); }});
     EXPECT_EQ(_images, 2u);
     EXPECT_NE(first, second);
+    EXPECT_EQ(send(1004), kDone);
+}
+
+TEST_F(CallbackCommandsTest, GrabAfterItsOwnFreezeGoesOnWithAFreshThread) {
+    _event->answer(-1, 10);  // as above
+    grabImages({[this](IMAGEMEMORY&) {
+                    EXPECT_EQ(send(1004), kDone);
+                    EXPECT_EQ(send(1002), kDone);
+                },
+                [](IMAGEMEMORY&) {}});
+    EXPECT_EQ(_images, 2u);
+    EXPECT_EQ(send(1004), kDone);
+    EXPECT_THAT(_log.errors(), IsEmpty());
+}
+
+TEST_F(CallbackCommandsTest, GrabIsRefusedWhileTheHostEndsTheImages) {
+    for (const std::int32_t id : {1004, 1003, 1001}) {
+        SCOPED_TRACE(id);
+        use<TeskImages>();
+        _log.clear();
+        _images = 0;
+        std::promise<void> inside;
+        beginGrab({[&](IMAGEMEMORY&) {
+                       inside.set_value();
+                       waitUntilStopped();
+                       PluginInterfaceReturnBase result({9, 9});
+                       EXPECT_EQ(send(1002, &result), kNotSupported);
+                       EXPECT_EQ(result.status, kNotSupported);
+                   },
+                   [](IMAGEMEMORY&) {}});
+        inside.get_future().wait();
+        EXPECT_EQ(send(id), id == 1003 ? kNotSupported : kDone);
+        EXPECT_EQ(_images, 1u);
+        EXPECT_THAT(_log.errors(), Contains(kNotGrabbing));
+        EXPECT_EQ(send(1004), kNotSupported);  // nothing runs
+        _event->forgetScript();
+    }
+}
+
+TEST_F(CallbackCommandsTest, GrabIsNotRefusedWhileTheHostOnlyGrabsAnew) {
+    std::promise<void> inside;
+    beginGrab({[&](IMAGEMEMORY&) {
+        inside.set_value();
+        waitUntilStopped();
+        EXPECT_EQ(send(1002), kDone);
+    }});
+    inside.get_future().wait();
+    EXPECT_EQ(send(1002), kDone);
+    EXPECT_EQ(send(1004), kDone);
+    EXPECT_THAT(_log.errors(), IsEmpty());
+}
+
+TEST_F(CallbackCommandsTest, GrabOfTheHostWorksAfterARefusedOne) {
+    std::promise<void> inside;
+    beginGrab({[&](IMAGEMEMORY&) {
+        inside.set_value();
+        waitUntilStopped();
+        send(1002);
+    }});
+    inside.get_future().wait();
+    EXPECT_EQ(send(1004), kDone);
+    _event->answer(-1, 11);
+    EXPECT_EQ(send(1002), kDone);
+    _event->playToEnd();
+    EXPECT_EQ(_images, 2u);
+    _inside = {{}, {}, [this](IMAGEMEMORY&) { EXPECT_EQ(send(1002), kDone); }};
+    _event->answer(-1);
+    _event->playToEnd();  // the callback's own, too
     EXPECT_EQ(send(1004), kDone);
 }
 

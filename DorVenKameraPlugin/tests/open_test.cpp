@@ -1,6 +1,10 @@
 // Opening the camera: configuration files, the bitmap description, and what the host reads afterwards.
 #include <cstring>
 #include <filesystem>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -439,17 +443,28 @@ TEST_F(OpenTest, SecondOpenStopsTheOldSourceAndTheNewOneWaitsForGrab) {
     EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone);
 }
 
-TEST_F(OpenTest, FailureToBuildTheSourceIsRefusedAndNotThrown) {
-    const tagBITMAPINFO before = open(nullptr);
+/// Events whose name begins so cannot be made while it lives.
+class EventsFail {
+public:
+    explicit EventsFail(std::string prefix)
+        : _fault(fault_CreateEventA,
+                 [prefix = std::move(prefix)](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL signalled,
+                                              LPCSTR name) -> HANDLE {
+                     // Threads end with nameless events of their own on Windows.
+                     if (!name || !std::string_view(name).starts_with(prefix))
+                         return real_CreateEventA(attributes, manualReset, signalled, name);
+                     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+                     return INVALID_HANDLE_VALUE;
+                 }) {}
+
+private:
+    test::Fault<decltype(fault_CreateEventA)> _fault;
+};
+
+TEST_F(OpenTest, FirstOpenWhoseEventFailsIsRefusedAndNotThrown) {
+    const tagBITMAPINFO before{};
     {
-        const test::Fault fault(
-            fault_CreateEventA,
-            [](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL signalled, LPCSTR name) -> HANDLE {
-                // Threads end with nameless events of their own on Windows.
-                if (!name) return real_CreateEventA(attributes, manualReset, signalled, name);
-                SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-                return INVALID_HANDLE_VALUE;
-            });
+        const EventsFail fault("DorVenImagesEvent");
         PluginInterfaceReturn<tagBITMAPINFO> result({9, 9}, before);
         EXPECT_EQ(_device.call(1001, nullptr, &result), kNotSupported);
         EXPECT_EQ(result.status, kNotSupported);
@@ -458,6 +473,53 @@ TEST_F(OpenTest, FailureToBuildTheSourceIsRefusedAndNotThrown) {
                                             "\"DorVenImagesEvent\""));
     }
     EXPECT_EQ(_device.call(1011, nullptr, nullptr), kNotSupported);  // no source
+    open(nullptr);
+    EXPECT_NE(record(), nullptr);
+}
+
+TEST_F(OpenTest, SecondOpenWhoseEventFailsLeavesTheCameraOpen) {
+    openIni("[image]\nimage_size_x=640\n");
+    IMAGEMEMORY* const opened = record();
+    {
+        const EventsFail fault("DorVenImagesEvent");
+        EXPECT_EQ(_device.call(1001, nullptr, nullptr), kNotSupported);
+        EXPECT_THAT(_log.errors(), Contains("NUV::DorVenPlugin::openImageDevice() : Failed to create process event "
+                                            "\"DorVenImagesEvent\""));
+    }
+    EXPECT_EQ(record(), opened);
+    EXPECT_EQ(opened->width, 640u);
+    EXPECT_EQ(_device.call(1002, nullptr, nullptr), kDone);
+}
+
+TEST_F(OpenTest, SecondOpenMakesItsLinkBehindTheEndOfTheFirst) {
+    open(nullptr);
+    const auto linkIsThere = [] {
+        const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem");
+        if (memory) CloseHandle(memory);
+        return memory != nullptr;
+    };
+    ASSERT_TRUE(linkIsThere());
+    std::vector<bool> atEachEvent;
+    const test::Fault fault(
+        fault_CreateEventA,
+        [&](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL signalled, LPCSTR name) -> HANDLE {
+            if (name && std::string_view(name).starts_with("DorVenCameraPlugin_")) atEachEvent.push_back(linkIsThere());
+            return real_CreateEventA(attributes, manualReset, signalled, name);
+        });
+    open(nullptr);
+    ASSERT_THAT(atEachEvent, Not(IsEmpty()));
+    EXPECT_FALSE(atEachEvent.front());
+}
+
+TEST_F(OpenTest, SecondOpenWhoseLinkFailsLeavesNoCameraOpen) {
+    open(nullptr);
+    {
+        const EventsFail fault("DorVenCameraPlugin_");
+        EXPECT_EQ(_device.call(1001, nullptr, nullptr), kNotSupported);
+        EXPECT_THAT(_log.errors(), Contains(HasSubstr("NUV::DorVenPlugin::openImageDevice() : Failed to create process "
+                                                      "event \"DorVenCameraPlugin_")));
+    }
+    EXPECT_EQ(_device.call(1011, nullptr, nullptr), kNotSupported);
     open(nullptr);
     EXPECT_NE(record(), nullptr);
 }

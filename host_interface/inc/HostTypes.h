@@ -124,8 +124,8 @@ struct IMAGEMEMORY {
 static_assert(sizeof(IMAGEMEMORY) == 112 + sizeof(SmartMetaDataMap), "no padding but after bytesPerPixel");
 
 /// Called for every image on the acquisition thread. What it returns is ignored; what it throws is caught and logged.
-/// It may send its own device any command but 1001, which is refused there; it must never call ReleasePlugin, since
-/// nobody could wait for the thread that it runs on.
+/// It may send its own device any command but 1001, which is refused there, at any time beside the host's thread; it
+/// must never call ReleasePlugin, since nobody could wait for the thread that it runs on.
 /// @param context  As given with the function.   @param record  The source's record.
 using ImageCallback = int (*)(void* context, IMAGEMEMORY* record);
 

@@ -200,8 +200,10 @@ public:
     // ---- identity
 
     /// An XML document of the properties; the operations ...DeviceInformation above all answer with it.
-    /// @param document  Set to a text that stays valid until the next call or the device's end. Untouched, with the
-    ///                  status (0, 0), when the document could not be built.
+    /// May be called by several threads at once while nobody changes the properties.
+    /// @param document  Set to a text that stays valid while the document is the same: until a call after a change of
+    ///                  the properties, or the device's end. Untouched, with the status (0, 0), when the document could
+    ///                  not be built.
     virtual PluginCallStatus deviceInformation(const char** document);  // 123
 
     const std::string& deviceId() const { return _deviceId; }

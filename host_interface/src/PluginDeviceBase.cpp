@@ -4,7 +4,10 @@
 #include <cstdio>
 #include <cwchar>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "CommandTable.h"
 #include "NUV_Base.h"
@@ -46,6 +49,16 @@ std::string newUuid() {
     std::string copy = reinterpret_cast<const char*>(text);
     RpcStringFreeA(&text);
     return copy;
+}
+
+/// Replaces a device's text by another one. The same text stays where it is: whoever was given its address, on another
+/// thread maybe, goes on reading there.
+/// @return Its address.
+const char* keptText(std::string& kept, std::string text) {
+    static std::mutex mutex;  // of all devices: hosts know a device's fields, so that none can be added
+    const std::lock_guard lock(mutex);
+    if (kept != text) kept = std::move(text);
+    return kept.c_str();
 }
 
 }  // namespace
@@ -246,8 +259,7 @@ PluginCallStatus PluginDeviceBase::deviceInformation(const char** document) {
     std::wstring text(length + 1, L'\0');
     tree.SaveToString(text.data(), text.size(), kDocumentHeader);
     text.resize(length);
-    _informationDocument = CStringHelper::ToString(text);
-    *document = _informationDocument.c_str();
+    *document = keptText(_informationDocument, CStringHelper::ToString(text));
     return kDone;
 }
 

@@ -181,6 +181,18 @@ TEST(InformationDocument, LosesWhatWasCleared) {
     EXPECT_THAT(items(device), ElementsAre());
 }
 
+TEST(InformationDocument, KeepsItsAddressWhileItsTextIsTheSame) {
+    PluginDeviceBase device("");
+    device.setProperty(kDeviceName, "a camera whose name no small buffer holds");
+    const char* first = nullptr;
+    const char* again = nullptr;
+    ASSERT_EQ(device.deviceInformation(&first), kDone);
+    const std::string text = first;
+    ASSERT_EQ(device.deviceInformation(&again), kDone);
+    EXPECT_EQ(again, first);
+    EXPECT_EQ(text, first);
+}
+
 TEST(InformationDocument, StaysValidUntilTheNextCall) {
     PluginDeviceBase device("");
     const char* first = nullptr;

@@ -122,7 +122,10 @@ unique_ptr<T> make_unique(Arguments&&... arguments);
 template <typename Signature>
 class function : public Contained<char> {};
 
-class thread : public Contained<char> {};
+class thread : public Contained<char> {
+public:
+    class id : public Contained<char> {};
+};
 class mutex : public Contained<char> {};
 class condition_variable : public Contained<char> {};
 
