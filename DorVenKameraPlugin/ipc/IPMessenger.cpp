@@ -48,6 +48,9 @@ constexpr int kUnanswered = 2;
 /// A peer that reads but is not heard for this long will not be heard any more: its waits take five seconds at most.
 constexpr std::chrono::milliseconds kDeaf{5500};
 
+/// A frame that is there in part and not whole after this long will not be whole any more: as long as a wait.
+constexpr std::chrono::milliseconds kInPart{5000};
+
 /// Frames in a row with the same id, after which the next one is not a request but one's own answer coming back.
 constexpr int kEchoes = 1000;
 
@@ -62,6 +65,7 @@ struct IPMessenger::Run {
     int unanswered = 0;                          // requests sent since the peer was last heard
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
     std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
+    std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
     bool knocked = false;                        // for the sender that was opened last
     std::uint64_t answeredId = 0;                // of the last frame that was answered
     int answers = 0;                             // given in a row to frames of that id
@@ -207,8 +211,10 @@ void IPMessenger::run(Run& run) {
             openEnds();
             run.deafSince.reset();
         } else if (status == kTimedOut) {
+            isInPart(run, true);
             run.deafSince.reset();
         } else {
+            run.partSince.reset();
             processError();
             if (status == kNotConnected)
                 seekPeer(run);
@@ -229,8 +235,8 @@ void IPMessenger::openEnds() {
 
 /// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
-    if (_receiver->hasData()) {
-        FrameHeader header{};  // stays zero when the signal came before the frame
+    if (hasFrame(run)) {
+        FrameHeader header{};
         _receiver->read(&header, sizeof header);
         run.unanswered = 0;
         if (header.id == run.lastSent)
@@ -246,6 +252,38 @@ void IPMessenger::handleSignal(Run& run) {
         processWait(step);
     else
         processSend(step, run);
+}
+
+/// Whether header and payload are there, both: the signal of a message before, or one's own, may come between the two.
+bool IPMessenger::hasFrame(Run& run) {
+    if (!_receiver->hasData()) {
+        run.partSince.reset();
+        return false;
+    }
+    return !isInPart(run, false);
+}
+
+/// A part of a frame that was seen before is dropped at the next timeout; beside an owner or a peer that signals all
+/// the time, and so lets no wait time out, after as long as a wait.
+/// @return Whether there is, or just was, no more than a part.
+bool IPMessenger::isInPart(Run& run, bool timedOut) {
+    if (_receiver->waiting() == 0 || !_receiver->isShortOf(frameSize())) {
+        run.partSince.reset();
+        return false;
+    }
+    if (!run.partSince) {
+        run.partSince = Clock::now();
+    } else if (timedOut || Clock::now() - *run.partSince >= kInPart) {
+        dropPart(run);
+    }
+    return true;
+}
+
+void IPMessenger::dropPart(Run& run) {
+    M_ERRLOG("%s() : message fifo %s holds %zu of the %zu bytes of a frame and no more come: they are dropped",
+             "kest::dorven::IPMessenger::dropPart", _receiver->memoryName().c_str(), _receiver->waiting(), frameSize());
+    _receiver->drop();
+    run.partSince.reset();
 }
 
 void IPMessenger::processReply(const FrameHeader& header) {
@@ -266,8 +304,7 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
     if (run.left) return;
     // Any frame that is no answer to the last request is answered, header unchanged, kept on purpose: the peer knows
     // its answer by the id alone.
-    _sender->write(&header, sizeof header);
-    _sender->write(reply, comm->requestSize());
+    _sender->writeFrame(header, reply, comm->requestSize());
     _sender->notify();
 }
 
@@ -285,8 +322,7 @@ bool IPMessenger::isEcho(std::uint64_t id, Run& run) {
 void IPMessenger::processSend(const FrameHeader& step, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processSend", static_cast<void*>(this),
             requestId().c_str(), shown(step.step), shown(step.id));
-    _sender->write(&step, sizeof step);
-    _sender->write(run.payload.data(), run.payload.size());
+    _sender->writeFrame(step, run.payload.data(), run.payload.size());
     if (++run.unanswered > kUnanswered && _sender->wasRefused()) {
         // Trace "answering side killed and back": the mark of the dead reader keeps the new one from attaching, and the
         // fifo is full of what nobody will read. Only the writer can take both away. The refused request stays refused;

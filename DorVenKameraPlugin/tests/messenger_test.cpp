@@ -216,20 +216,6 @@ TEST_F(MessengerTest, FirstFrameWithIdOneIsTakenForAnAnswer) {
     EXPECT_EQ(_channel->executions, 0);
 }
 
-TEST_F(MessengerTest, ShortHeaderIsFilledWithZeros) {
-    const RawPeer peer(_ids.mirrored());
-    const auto messenger = IPMessenger::create(_channel);
-    ASSERT_TRUE(peer.meet());
-    const std::uint8_t half[] = {5, 0, 0, 0, 6, 0, 0, 0};
-    peer.sender->write(half, sizeof half);
-    peer.sender->notify();
-    const auto answer = peer.receive();
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->header.step, 5u);
-    EXPECT_EQ(answer->header.reserved, 6u);
-    EXPECT_EQ(answer->header.id, 0u);
-}
-
 TEST_F(MessengerTest, SignalWithoutFrameDoesNothing) {
     const RawPeer peer(_ids.mirrored());
     const auto messenger = IPMessenger::create(_channel);
