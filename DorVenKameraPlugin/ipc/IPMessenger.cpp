@@ -7,6 +7,7 @@
 #include <random>
 #include <utility>
 
+#include "EchoGuard.h"
 #include "errtrace.h"
 #include "massert.h"
 #include "platform.h"
@@ -51,9 +52,6 @@ constexpr std::chrono::milliseconds kDeaf{5500};
 /// A frame that is there in part and not whole after this long will not be whole any more: as long as a wait.
 constexpr std::chrono::milliseconds kInPart{5000};
 
-/// Frames in a row with the same id, after which the next one is not a request but one's own answer coming back.
-constexpr int kEchoes = 1000;
-
 using Clock = std::chrono::steady_clock;
 
 /// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
@@ -67,9 +65,8 @@ struct IPMessenger::Run {
     std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
     std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
     bool knocked = false;                        // for the sender that was opened last
-    std::uint64_t answeredId = 0;                // of the last frame that was answered
-    int answers = 0;                             // given in a row to frames of that id
-    bool left = false;                           // the messenger is gone
+    EchoGuard echoes;
+    bool left = false;  // the messenger is gone
 };
 
 std::shared_ptr<IPMessenger> IPMessenger::create(const std::shared_ptr<Comm>& comm, const ThreadStarter& startThread) {
@@ -239,10 +236,12 @@ void IPMessenger::handleSignal(Run& run) {
         FrameHeader header{};
         _receiver->read(&header, sizeof header);
         run.unanswered = 0;
-        if (header.id == run.lastSent)
+        if (header.id == run.lastSent) {
             processReply(header);
-        else
+            run.echoes.heard();
+        } else {
             processExec(header, run);
+        }
         if (run.left) return;
     }
     const FrameHeader step = takeStep(run);
@@ -298,30 +297,24 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processExec", static_cast<void*>(this),
             requestId().c_str(), shown(header.step), shown(header.id));
     const auto comm = _comm;  // lives on if its execute destroys this object
-    _receiver->read(comm->incomingData(), comm->responseSize());
-    if (isEcho(header.id, run)) return;
+    void* const request = comm->incomingData();
+    _receiver->read(request, comm->responseSize());
+    // Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does
+    // the peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
+    if (run.echoes.isEcho(header.id, request, comm->responseSize())) return;
     const void* const reply = comm->execute();
     if (run.left) return;
+    run.echoes.answered(header.id, reply, comm->requestSize());
     // Any frame that is no answer to the last request is answered, header unchanged, kept on purpose: the peer knows
     // its answer by the id alone.
     _sender->writeFrame(header, reply, comm->requestSize());
     _sender->notify();
 }
 
-/// Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does the
-/// peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else. One
-/// frame that is not answered ends that; a peer that numbers all its requests alike misses one answer in a thousand.
-bool IPMessenger::isEcho(std::uint64_t id, Run& run) {
-    if (id != run.answeredId) run.answers = 0;
-    run.answeredId = id;
-    if (++run.answers <= kEchoes) return false;
-    run.answers = 0;
-    return true;
-}
-
 void IPMessenger::processSend(const FrameHeader& step, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processSend", static_cast<void*>(this),
             requestId().c_str(), shown(step.step), shown(step.id));
+    run.echoes.asked(step.id);
     _sender->writeFrame(step, run.payload.data(), run.payload.size());
     if (++run.unanswered > kUnanswered && _sender->wasRefused()) {
         // Trace "answering side killed and back": the mark of the dead reader keeps the new one from attaching, and the

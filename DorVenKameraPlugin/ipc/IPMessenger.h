@@ -119,7 +119,6 @@ private:
     std::size_t frameSize() const { return sizeof(FrameHeader) + _comm->responseSize(); }
     void processReply(const FrameHeader& header);
     void processExec(const FrameHeader& header, Run& run);
-    static bool isEcho(std::uint64_t id, Run& run);
     void processSend(const FrameHeader& step, Run& run);
     void processWait(const FrameHeader& step);
     void processError();

@@ -107,17 +107,13 @@ TEST_F(MessengerHealing, PeerThatOpensItsEndsOnTimeoutsAloneIsLeftInPeaceUntilIt
     EXPECT_TRUE(askUntilAnswered(*messenger));
 }
 
-TEST_F(MessengerHealing, PeerThatNumbersItsRequestsAlikeMissesOneAnswerInAThousand) {
+TEST_F(MessengerHealing, PeerThatNumbersItsRequestsAlikeIsAnsweredEachTime) {
     const RawPeer peer(_ids.mirrored());
     const auto messenger = IPMessenger::create(_channel);
-    std::vector<int> missed;
     for (int request = 1; request <= 3000; ++request) {
         peer.send({1, 0, 7}, Payload(8, 1));
-        // The messenger says when it has seen a frame, so a missing answer needs no long wait.
-        const bool isThousandAndFirst = request % 1001 == 0;
-        if (!peer.receive(isThousandAndFirst ? 200ms : 20s)) missed.push_back(request);
+        ASSERT_TRUE(peer.receive(2s)) << request;
     }
-    EXPECT_THAT(missed, ElementsAre(1001, 2002));
 }
 
 TEST_F(MessengerHealing, ReaderThatStandsStillMakesEveryFurtherRequestAnOverrunAndTheThirdLaysTheFifoAnew) {

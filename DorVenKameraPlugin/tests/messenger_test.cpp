@@ -413,6 +413,8 @@ TEST_F(MessengerTest, LateAnswerIsNotPassedToAndFroForEver) {
         std::this_thread::sleep_for(100ms);
         return _channel->executions == before;
     }));
+    EXPECT_EQ(_channel->executions, 1) << "of the late answer";
+    EXPECT_LE(peerChannel->executions, 3) << "of two requests, and of the answer to the late answer";
     EXPECT_TRUE(messenger->send());
     EXPECT_EQ(_channel->response, (Payload{2, 3, 4, 5, 6, 7, 8, 9}));
 }
