@@ -66,11 +66,12 @@ for fault in -DKILLS=1 "-DKILLS=0 -DFAILED_WAITS=1" "-DKILLS=0 -DLATE=1"; do
 done
 for step in NO_REATTACH NO_SEEK NO_LEAVE NO_RELAY NO_ECHO_LIMIT; do fails link.pml progress -D$step; done
 fails link.pml progress -DNO_LOOK -DKILLS=0 -DFAILED_WAITS=1
+fails link.pml progress -DPIECES_ALONE -DKILLS=0 -DLATE=2
+holds link.pml progress -DKILLS=0 -DLATE=2
 fails link.pml progress -DKNOCK_ALWAYS -DFOLLOWS_RULES_ALONE=1
 if [ "${1:-}" = more ]; then
     holds link.pml progress -DKILLS=2
     holds link.pml progress -DKILLS=1 -DFAILED_WAITS=1
-    holds link.pml progress -DKILLS=0 -DLATE=2
     holds link.pml progress -DKILLS=1 -DLATE=1
 fi
 exit "$failed"

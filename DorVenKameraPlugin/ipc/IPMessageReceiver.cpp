@@ -103,6 +103,12 @@ std::string IPMessageReceiver::eventName() { return eventNameOf(_id); }
 
 std::string IPMessageReceiver::memoryName() { return memoryNameOf(_id); }
 
+bool IPMessageReceiver::isShortOf(std::size_t size) const {
+    return _mem && waiting() < size && MMemFifo_IsSound(_mem, _mappedSize);
+}
+
+void IPMessageReceiver::drop() { MMemFifo_Clear(_mem); }
+
 // A writer that lays the fifo anew, after a restart for example, takes the reader's mark away and does not know that
 // somebody still reads. Nobody but this end can put it back.
 bool IPMessageReceiver::hasLostItsMark() const { return _mem && !MMemFifo_IsReaderAttached(_mem); }

@@ -45,6 +45,15 @@ public:
     virtual std::string eventName();
     virtual std::string memoryName();
 
+    // ---- not virtual
+
+    /// Bytes that wait; 0 when unattached.
+    std::size_t waiting() const { return MMemFifo_GetUsed(_mem); }
+    /// Whether it is attached and fewer than size bytes wait, in a fifo whose header is not damaged.
+    bool isShortOf(std::size_t size) const;
+    /// Drops what waits. Nothing when unattached.
+    void drop();
+
 protected:
     IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
 

@@ -77,7 +77,7 @@ void IPMessageSender::write(const void* bytes, const std::size_t& size) {
         M_ASSERT(size <= _size, "size <= _size", "fifo %s is too small: %zu > %zu", name.c_str(), size, _size);
     M_ASSERT(MMemFifo_IsWriterAttached(_mem), "MMemFifo_IsWriterAttached( _mem )", "fifo has no writer attached: %s",
              name.c_str());
-    const int s = fits ? MMemFifo_Write(_mem, bytes, size, _mappedSize) : 0;
+    const int s = fits && !_withheld ? MMemFifo_Write(_mem, bytes, size, _mappedSize) : 0;
     if (!M_ASSERT(s == 1, "s == 1", "message fifo %s overrun", name.c_str())) _refused = true;
 }
 
@@ -90,6 +90,15 @@ std::string IPMessageSender::eventName() { return eventNameOf(_id); }
 
 std::string IPMessageSender::memoryName() { return memoryNameOf(_id); }
 
+// A reader may stand between its two reads, so that the header has room and the payload has not: a header without its
+// payload would be taken for a frame.
+void IPMessageSender::writeFrame(const FrameHeader& header, const void* payload, std::size_t payloadSize) {
+    _withheld = !hasRoomFor(sizeof header + payloadSize);
+    write(&header, sizeof header);
+    write(payload, payloadSize);
+    _withheld = false;
+}
+
 void IPMessageSender::layAnew() {
     if (_mem) MMemFifo_Create(_mem, _size);
 }
@@ -98,5 +107,8 @@ bool IPMessageSender::isSound() const {
     // Nobody but the writer stores the ring's size, so another one is damage, even where it would fit.
     return !_mem || (MMemFifo_IsSound(_mem, _mappedSize) && MMemFifo_GetDataSize(_mem) == _size + 1);
 }
+
+// Nobody takes the room away before the frame is written: the other side only makes more of it.
+bool IPMessageSender::hasRoomFor(std::size_t size) const { return _mem && MMemFifo_GetFree(_mem) >= size; }
 
 }  // namespace kest::dorven

@@ -2,6 +2,7 @@
 // in the other process it makes one direction of a channel.
 #pragma once
 
+#include "FrameHeader.h"
 #include "IPMessageEndpoint.h"
 
 namespace kest::dorven {
@@ -42,6 +43,9 @@ public:
 
     // ---- not virtual
 
+    /// Writes a frame: its header and its payload, one after the other as write does. When they do not both fit,
+    /// neither is written, and each leaves its entry.
+    void writeFrame(const FrameHeader& header, const void* payload, std::size_t payloadSize);
     /// Whether one of the writes since the last notify was refused.
     bool wasRefused() const { return _refused; }
     /// Lays an empty fifo where there is one: what waits is dropped, and the reader attaches anew by itself. The writer
@@ -54,7 +58,10 @@ protected:
     IPMessageSender(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
 
 private:
+    bool hasRoomFor(std::size_t size) const;
+
     bool _refused = false;
+    bool _withheld = false;  // what is being written has no room as a whole
 };
 
 }  // namespace kest::dorven

@@ -7,6 +7,7 @@
 #include <random>
 #include <utility>
 
+#include "EchoGuard.h"
 #include "errtrace.h"
 #include "massert.h"
 #include "platform.h"
@@ -48,8 +49,8 @@ constexpr int kUnanswered = 2;
 /// A peer that reads but is not heard for this long will not be heard any more: its waits take five seconds at most.
 constexpr std::chrono::milliseconds kDeaf{5500};
 
-/// Frames in a row with the same id, after which the next one is not a request but one's own answer coming back.
-constexpr int kEchoes = 1000;
+/// A frame that is there in part and not whole after this long will not be whole any more: as long as a wait.
+constexpr std::chrono::milliseconds kInPart{5000};
 
 using Clock = std::chrono::steady_clock;
 
@@ -62,10 +63,10 @@ struct IPMessenger::Run {
     int unanswered = 0;                          // requests sent since the peer was last heard
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
     std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
+    std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
     bool knocked = false;                        // for the sender that was opened last
-    std::uint64_t answeredId = 0;                // of the last frame that was answered
-    int answers = 0;                             // given in a row to frames of that id
-    bool left = false;                           // the messenger is gone
+    EchoGuard echoes;
+    bool left = false;  // the messenger is gone
 };
 
 std::shared_ptr<IPMessenger> IPMessenger::create(const std::shared_ptr<Comm>& comm, const ThreadStarter& startThread) {
@@ -207,8 +208,10 @@ void IPMessenger::run(Run& run) {
             openEnds();
             run.deafSince.reset();
         } else if (status == kTimedOut) {
+            isInPart(run, true);
             run.deafSince.reset();
         } else {
+            run.partSince.reset();
             processError();
             if (status == kNotConnected)
                 seekPeer(run);
@@ -229,14 +232,16 @@ void IPMessenger::openEnds() {
 
 /// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
-    if (_receiver->hasData()) {
-        FrameHeader header{};  // stays zero when the signal came before the frame
+    if (hasFrame(run)) {
+        FrameHeader header{};
         _receiver->read(&header, sizeof header);
         run.unanswered = 0;
-        if (header.id == run.lastSent)
+        if (header.id == run.lastSent) {
             processReply(header);
-        else
+            run.echoes.heard();
+        } else {
             processExec(header, run);
+        }
         if (run.left) return;
     }
     const FrameHeader step = takeStep(run);
@@ -246,6 +251,38 @@ void IPMessenger::handleSignal(Run& run) {
         processWait(step);
     else
         processSend(step, run);
+}
+
+/// Whether header and payload are there, both: the signal of a message before, or one's own, may come between the two.
+bool IPMessenger::hasFrame(Run& run) {
+    if (!_receiver->hasData()) {
+        run.partSince.reset();
+        return false;
+    }
+    return !isInPart(run, false);
+}
+
+/// A part of a frame that was seen before is dropped at the next timeout; beside an owner or a peer that signals all
+/// the time, and so lets no wait time out, after as long as a wait.
+/// @return Whether there is, or just was, no more than a part.
+bool IPMessenger::isInPart(Run& run, bool timedOut) {
+    if (_receiver->waiting() == 0 || !_receiver->isShortOf(frameSize())) {
+        run.partSince.reset();
+        return false;
+    }
+    if (!run.partSince) {
+        run.partSince = Clock::now();
+    } else if (timedOut || Clock::now() - *run.partSince >= kInPart) {
+        dropPart(run);
+    }
+    return true;
+}
+
+void IPMessenger::dropPart(Run& run) {
+    M_ERRLOG("%s() : message fifo %s holds %zu of the %zu bytes of a frame and no more come: they are dropped",
+             "kest::dorven::IPMessenger::dropPart", _receiver->memoryName().c_str(), _receiver->waiting(), frameSize());
+    _receiver->drop();
+    run.partSince.reset();
 }
 
 void IPMessenger::processReply(const FrameHeader& header) {
@@ -260,33 +297,25 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processExec", static_cast<void*>(this),
             requestId().c_str(), shown(header.step), shown(header.id));
     const auto comm = _comm;  // lives on if its execute destroys this object
-    _receiver->read(comm->incomingData(), comm->responseSize());
-    if (isEcho(header.id, run)) return;
+    void* const request = comm->incomingData();
+    _receiver->read(request, comm->responseSize());
+    // Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does
+    // the peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
+    if (run.echoes.isEcho(header.id, request, comm->responseSize())) return;
     const void* const reply = comm->execute();
     if (run.left) return;
+    run.echoes.answered(header.id, reply, comm->requestSize());
     // Any frame that is no answer to the last request is answered, header unchanged, kept on purpose: the peer knows
     // its answer by the id alone.
-    _sender->write(&header, sizeof header);
-    _sender->write(reply, comm->requestSize());
+    _sender->writeFrame(header, reply, comm->requestSize());
     _sender->notify();
-}
-
-/// Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does the
-/// peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else. One
-/// frame that is not answered ends that; a peer that numbers all its requests alike misses one answer in a thousand.
-bool IPMessenger::isEcho(std::uint64_t id, Run& run) {
-    if (id != run.answeredId) run.answers = 0;
-    run.answeredId = id;
-    if (++run.answers <= kEchoes) return false;
-    run.answers = 0;
-    return true;
 }
 
 void IPMessenger::processSend(const FrameHeader& step, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processSend", static_cast<void*>(this),
             requestId().c_str(), shown(step.step), shown(step.id));
-    _sender->write(&step, sizeof step);
-    _sender->write(run.payload.data(), run.payload.size());
+    run.echoes.asked(step.id);
+    _sender->writeFrame(step, run.payload.data(), run.payload.size());
     if (++run.unanswered > kUnanswered && _sender->wasRefused()) {
         // Trace "answering side killed and back": the mark of the dead reader keeps the new one from attaching, and the
         // fifo is full of what nobody will read. Only the writer can take both away. The refused request stays refused;

@@ -113,9 +113,12 @@ private:
     void run(Run& run);
     void openEnds();
     void handleSignal(Run& run);
+    bool hasFrame(Run& run);
+    bool isInPart(Run& run, bool timedOut);
+    void dropPart(Run& run);
+    std::size_t frameSize() const { return sizeof(FrameHeader) + _comm->responseSize(); }
     void processReply(const FrameHeader& header);
     void processExec(const FrameHeader& header, Run& run);
-    static bool isEcho(std::uint64_t id, Run& run);
     void processSend(const FrameHeader& step, Run& run);
     void processWait(const FrameHeader& step);
     void processError();

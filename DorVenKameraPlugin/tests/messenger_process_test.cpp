@@ -109,6 +109,7 @@ CHILD_ROLE(writesNonsense) {
     if (!peer.meet()) return 1;
     std::mt19937_64 random(5);
     for (int round = 0; round < 500; ++round) {
+        if (round % 3 == 0) peer.sender->layAnew();  // what is no whole frame would stand in the way
         Payload bytes(random() % 25);
         for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
         if (round % 3 == 0) peer.send({static_cast<std::uint32_t>(random()), 9, random()}, Payload(round % 2 ? 8 : 0));
@@ -126,7 +127,7 @@ TEST(MessengerProcesses, NonsenseOfAPeerHarmsNobodyAndTheNextPeerIsAnswered) {
     const auto messenger = IPMessenger::create(channel);
     test::ChildProcess nonsense("writesNonsense", appointment.ofThePeer());
     EXPECT_EQ(nonsense.join(60s), 0);
-    EXPECT_GT(channel->executions, 100);
+    EXPECT_GT(channel->executions, 20);
     test::ChildProcess peer("startsTogether", appointment.ofThePeer());
     ASSERT_EQ(appointment.ready.Wait(20.0), 1);
     appointment.go.Notify();

@@ -53,7 +53,10 @@ public:
     }
     std::size_t responseSize() override { return response.size(); }
     std::string responseId() override { return _ids.answering; }
-    void* incomingData() override { return incoming.data(); }
+    void* incomingData() override {
+        if (onIncoming) onIncoming();
+        return incoming.data();
+    }
     const void* execute() override {
         ++executions;
         if (onExecute) onExecute();
@@ -69,6 +72,7 @@ public:
     std::atomic<int> requestReads{0};
     int introductions = 0;
     std::function<void()> onExecute, onResponse;  // on the messenger's thread
+    std::function<void()> onIncoming;             // on the messenger's thread, between a frame's header and its payload
     std::function<void()> onSetMessenger;
 
 private:

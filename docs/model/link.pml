@@ -9,11 +9,11 @@
  * between a sender's two steps of laying a fifo (LATE).
  *
  * Claim, checked as "no run without progress" under weak fairness: once these are used up, requests are answered again
- * and again; from every state that can be reached.
+ * and again, from every state that can be reached. And no request is answered with the answer to another one.
  *
  * Each healing step of the messenger has a variant without it, which must fail: -DNO_REATTACH, -DNO_LOOK, -DNO_SEEK,
- * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT; and so must -DKNOCK_ALWAYS beside -DFOLLOWS_RULES_ALONE=1, a peer that takes none
- * of the steps. README.md tells what they find.
+ * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT, -DPIECES_ALONE; and so must -DKNOCK_ALWAYS beside
+ * -DFOLLOWS_RULES_ALONE=1, a peer that takes none of the steps. README.md tells what they find.
  */
 #ifndef KILLS
 #define KILLS 1
@@ -32,7 +32,10 @@
 #define PATIENCE 4    /* passes of both loops after which a request counts as not answered although they are busy */
 #define DEAF 3        /* passes of the other side without being heard, after which the asker leaves and comes back */
 #define UNANSWERED 2  /* requests in a row without an answer before the fifo is laid anew for the next one */
-#define ECHOES 3      /* frames of one id in a row that are answered */
+
+#define FOREIGN 0     /* what the asker knows of an id: not its own, */
+#define MINE 1        /* its own, */
+#define LATE_ANSWER 2 /* its own, and the answer that came too late was answered */
 
 #define TIMEOUT 0
 #define SIGNALLED 1
@@ -43,7 +46,8 @@
 /* shared between the processes */
 bool senderHolds[2], receiverHolds[2]; /* of memory m */
 bool writerMark[2], readerMark[2];
-byte message[2]; /* id of the frame in the fifo, which holds one; 0: empty */
+byte header[2];  /* id of the frame in the fifo, which holds one; 0: none */
+byte payload[2]; /* id of the request that it belongs to; 0: none */
 bool event[2];
 
 /* of one process */
@@ -51,10 +55,14 @@ bool kill[2];
 bool waits[2];  /* its loop waits for its event */
 byte passes[2]; /* of its loop, since the last request */
 byte hand[2];   /* id of the frame that is being handled */
+byte about[2];  /* id of the request that its payload belongs to; 0: what an earlier one has left in the record */
 byte current = 0; /* side 1: id of the request to be sent */
 bool asking = false;
 bool answered = false;
 bool failed = false; /* the link was found down while the request was pending */
+byte mine[IDS + 1]; /* side 1: what it knows of each id */
+byte foreign = 0;   /* side 1: id of another one's frame that it has answered last */
+bool heard = false; /* side 1: its last request was answered */
 byte deaf = 0; /* side 1: 0 heard; else 1 + passes of side 0 since it could not be heard */
 byte asks = 0; /* since the other side's loop last turned */
 bit lastRanOut = 0;
@@ -66,10 +74,17 @@ byte kills = 0, failedWaits = 0, late = 0;
 #define quiescent (waits[0] && waits[1] && !event[0] && !event[1])
 #define givesUp (asking && !answered && (failed || (passes[0] >= 1 && passes[1] >= 1)))
 #define mayRunOut(own) (quiescent && lastRanOut != own && (asks >= ASKS || (asking && !answered && !givesUp)))
-#define nowhere(id) (message[0] != id && message[1] != id && hand[0] != id && hand[1] != id)
+#define nowhere(id) (header[0] != id && header[1] != id && hand[0] != id && hand[1] != id)
+
+#define isEmpty(m) (header[m] == 0 && payload[m] == 0)
 
 #define writing(m) (senderHolds[m] && writerMark[m] && readerMark[m])   /* the sender's isConnected */
 #define reading(m) (receiverHolds[m] && writerMark[m] && readerMark[m]) /* the receiver's isConnected */
+
+inline clear(m) {
+    header[m] = 0;
+    payload[m] = 0
+}
 
 inline openSender(m) {
     if
@@ -78,11 +93,11 @@ inline openSender(m) {
        d_step {
            if
            :: receiverHolds[m] -> skip /* it exists: link */
-           :: else -> writerMark[m] = false; readerMark[m] = false; message[m] = 0
+           :: else -> writerMark[m] = false; readerMark[m] = false; clear(m)
            fi;
            senderHolds[m] = true
        }
-       d_step { readerMark[m] = false; message[m] = 0; writerMark[m] = true }
+       d_step { readerMark[m] = false; clear(m); writerMark[m] = true }
     fi
 }
 
@@ -148,25 +163,57 @@ inline wait(m, status) {
     fi
 }
 
-/* A frame is written whole or not at all. */
-inline send(m, id) {
-    d_step {
-        if
-        :: senderHolds[m] && writerMark[m] && message[m] == 0 -> message[m] = id
-        :: else -> skip
-        fi
-    }
+#ifdef PIECES_ALONE
+#define byPieces(own) true
+#else
+#define byPieces(own) (FOLLOWS_RULES_ALONE && own == 0)
+#endif
+
+/* Header and payload are written one after the other, both or none of them; by the rules alone, each where it fits. */
+inline send(m, id, content) {
+    if
+    :: !byPieces(m) ->
+       if
+       :: d_step { senderHolds[m] && writerMark[m] && isEmpty(m) -> header[m] = id }
+          if
+          :: d_step { header[m] == id && payload[m] == 0 -> payload[m] = content }
+          :: else -> skip /* laid anew by nobody but this side */
+          fi
+       :: else -> skip
+       fi
+    :: else ->
+       d_step {
+           if
+           :: senderHolds[m] && writerMark[m] && header[m] == 0 -> header[m] = id
+           :: else -> skip
+           fi
+       }
+       d_step {
+           if
+           :: senderHolds[m] && writerMark[m] && payload[m] == 0 -> payload[m] = content
+           :: else -> skip
+           fi
+       }
+    fi;
     event[m] = true
 }
 
-inline receive(m, id) {
-    d_step {
-        id = message[m];
-        if
-        :: readerMark[m] -> message[m] = 0
-        :: else -> id = 0
-        fi
-    }
+/* Header and payload are read one after the other, once both are there; by the rules alone, as soon as anything is. */
+inline receive(own, m) {
+    if
+    :: d_step {
+           readerMark[m] && header[m] != 0 && (payload[m] != 0 || byPieces(own)) ->
+           hand[own] = header[m];
+           header[m] = 0
+       }
+       d_step {
+           if
+           :: readerMark[m] -> about[own] = payload[m]; payload[m] = 0
+           :: else -> hand[own] = 0
+           fi
+       }
+    :: else -> skip
+    fi
 }
 
 inline look(own, peers) {
@@ -177,22 +224,23 @@ inline look(own, peers) {
     /* The receiver is connected, or the wait has just tried. */
 }
 
-inline answer(own, id, lastId, echoes) {
-    d_step {
-        if
-        :: id == lastId -> skip
-        :: else -> lastId = id; echoes = 0
-        fi;
-        if
-        :: echoes <= ECHOES -> echoes++
-        :: else -> skip
-        fi
-    }
+/* Side 0 never asks, so what comes to it is no answer of its own. Side 1 answers the first late frame of each of its own
+ * ids; and a foreign one once, while its last request is not answered. */
+inline answer(own, id) {
     if
 #ifndef NO_ECHO_LIMIT
-    :: echoes > ECHOES && !(FOLLOWS_RULES_ALONE && own == 0) -> echoes = 0 /* one frame ends a loop; then it counts anew */
+    :: own == 1 && mine[id] == LATE_ANSWER -> skip
+    :: own == 1 && mine[id] == FOREIGN && foreign == id && lastSent != 0 && !heard -> foreign = 0
 #endif
-    :: else -> send(own, id)
+    :: else ->
+       d_step {
+           if
+           :: own == 1 && mine[id] == MINE -> mine[id] = LATE_ANSWER
+           :: own == 1 && mine[id] == FOREIGN -> foreign = id
+           :: else -> skip
+           fi
+       }
+       send(own, id, about[own])
     fi
 }
 
@@ -213,33 +261,35 @@ inline seek() {
 }
 
 inline request(lastSent, unanswered) {
-    lastSent = current;
+    d_step { lastSent = current; mine[current] = MINE; heard = false }
     if
 #ifndef NO_RELAY
-    :: unanswered >= UNANSWERED && senderHolds[1] && message[1] != 0 ->
-       d_step { readerMark[1] = false; message[1] = 0; writerMark[1] = true; unanswered = 0; event[1] = true }
+    :: unanswered >= UNANSWERED && senderHolds[1] && !isEmpty(1) ->
+       d_step { readerMark[1] = false; clear(1); writerMark[1] = true; unanswered = 0; event[1] = true }
 #endif
     :: else ->
        if
        :: unanswered < UNANSWERED -> unanswered++
        :: else -> skip
        fi;
-       send(1, current)
+       send(1, current, current)
     fi
 }
 
 /* One turn of the loop. */
-inline pass(own, peers, status, lastSent, lastId, echoes, unanswered) {
+inline pass(own, peers, status, lastSent, unanswered) {
     wait(peers, status);
     if
     :: status == SIGNALLED ->
-       receive(peers, hand[own]);
+       receive(own, peers);
        if
        :: hand[own] != 0 ->
           unanswered = 0;
           if
-          :: hand[own] == lastSent -> answered = true
-          :: else -> answer(own, hand[own], lastId, echoes)
+          :: hand[own] == lastSent ->
+             assert(about[own] == lastSent || FOLLOWS_RULES_ALONE); /* the answer to this request, not to another one */
+             d_step { heard = true; answered = true }
+          :: else -> answer(own, hand[own])
           fi
        :: else -> skip
        fi;
@@ -257,7 +307,14 @@ inline pass(own, peers, status, lastSent, lastId, echoes, unanswered) {
        :: own == 1 -> deaf = 0
        :: else -> skip
        fi
-    :: status == TIMEOUT -> look(own, peers)
+    :: status == TIMEOUT ->
+       d_step {
+           if
+           :: header[peers] != 0 && payload[peers] == 0 && readerMark[peers] && !(FOLLOWS_RULES_ALONE && own == 0) -> header[peers] = 0
+           :: else -> skip
+           fi
+       }
+       look(own, peers)
     :: else ->
        if
        :: status == WAIT_FAILED -> closeReceiver(peers); closeSender(own)
@@ -277,6 +334,7 @@ inline pass(own, peers, status, lastSent, lastId, echoes, unanswered) {
     fi;
     d_step {
         hand[own] = 0;
+        about[own] = 0;
         if
         :: passes[own] < PATIENCE -> passes[own]++
         :: else -> skip
@@ -298,6 +356,7 @@ inline died(own, peers) {
         kill[own];
         kill[own] = false;
         hand[own] = 0;
+        about[own] = 0;
         waits[own] = false;
         senderHolds[own] = false;
         receiverHolds[peers] = false
@@ -305,30 +364,40 @@ inline died(own, peers) {
 }
 
 active proctype Answering() {
-    byte status, lastSent, lastId, echoes, unanswered;
+    byte status, lastSent, unanswered;
 started:
     {
         openSender(0);
         openReceiver(1);
         do
-        :: pass(0, 1, status, lastSent, lastId, echoes, unanswered)
+        :: pass(0, 1, status, lastSent, unanswered)
         od
     } unless { died(0, 1) };
-    d_step { status = 0; lastId = 0; echoes = 0; unanswered = 0 }
+    d_step { status = 0; unanswered = 0 }
     goto started
 }
 
 active proctype Asking() {
-    byte status, lastSent, lastId, echoes, unanswered;
+    byte status, lastSent, unanswered;
 started:
     {
         openSender(1);
         openReceiver(0);
         do
-        :: pass(1, 0, status, lastSent, lastId, echoes, unanswered)
+        :: pass(1, 0, status, lastSent, unanswered)
         od
     } unless { died(1, 0) };
-    d_step { status = 0; lastSent = 0; lastId = 0; echoes = 0; unanswered = 0; deaf = 0 }
+    d_step {
+        status = 0;
+        lastSent = 0;
+        unanswered = 0;
+        deaf = 0;
+        heard = false;
+        foreign = 0;
+        mine[1] = FOREIGN;
+        mine[2] = FOREIGN;
+        mine[3] = FOREIGN
+    }
     goto started
 }
 

@@ -1,0 +1,163 @@
+// Frames that come in part: a header without its payload, and a reader that stands between the two.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "log_recorder.h"
+#include "msharedmem.h"
+#include "stepped_messenger.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using test::FrameHeader;
+using test::Payload;
+using test::RawPeer;
+using test::SteppedMessenger;
+using test::TestChannel;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+class MessengerFrames : public testing::Test {
+protected:
+    MessengerFrames() { _messenger.timeOut(); }  // both ends stand
+
+    void write(const FrameHeader& header) { _peer.sender->write(&header, sizeof header); }
+    void write(const Payload& payload) { _peer.sender->write(payload.data(), payload.size()); }
+    std::vector<std::string> takeErrors() {
+        const auto errors = _log.errors();
+        _log.clear();
+        return errors;
+    }
+    // What waits for the peer, as bytes.
+    std::size_t waitingForPeer() {
+        void* const memory = MSharedMem_Link((_ids.asking + "_mem").c_str());
+        const std::size_t bytes = MMemFifo_GetUsed(memory);
+        MSharedMem_Unlink(memory);
+        return bytes;
+    }
+    std::string overrunOf(const std::string& id) const {
+        return "Assertion failed: 's == 1', file ipc/IPMessageSender, line .+: message fifo " + id + "_mem overrun";
+    }
+    std::string dropped(std::size_t bytes) const {
+        return "kest::dorven::IPMessenger::dropPart\\(\\) : message fifo " + _ids.answering + "_mem holds " +
+               std::to_string(bytes) + " of the 24 bytes of a frame and no more come: they are dropped";
+    }
+
+    test::LogRecorder _log{5};
+    test::Ids _ids;
+    std::shared_ptr<TestChannel> _channel = std::make_shared<TestChannel>(_ids);
+    RawPeer _peer{_ids.mirrored()};
+    SteppedMessenger _messenger{_channel};
+};
+
+// ---- the reading side
+
+TEST_F(MessengerFrames, RequestIsNotAnsweredWithWhatAnotherOneAsked) {
+    _channel->onIncoming = [this] {
+        if (_channel->executions > 0) return;
+        // The peer has given up and asks again, while this side has taken the first header but not its payload.
+        write(FrameHeader{1, 0, 12});
+        write(Payload(8, 0x20));  // finds no room
+    };
+    write(FrameHeader{1, 0, 11});
+    write(Payload(8, 0x10));
+    _messenger.signal();
+    const auto first = _peer.receive(0ms);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->header.id, 11u);
+    EXPECT_EQ(first->payload, Payload(8, 0x11));
+    EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(overrunOf(_ids.answering))));
+    _messenger.signal();
+    EXPECT_FALSE(_peer.receive(0ms)) << "an answer to the second request, made from the first one's payload";
+    EXPECT_EQ(_channel->executions, 1);
+}
+
+TEST_F(MessengerFrames, HeaderWhosePayloadIsStillToComeIsReadWithIt) {
+    write(FrameHeader{1, 0, 11});
+    _messenger.signal();
+    EXPECT_EQ(_channel->executions, 0);
+    write(Payload(8, 0x10));
+    _messenger.signal();
+    const auto answer = _peer.receive(0ms);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->header.id, 11u);
+    EXPECT_EQ(answer->payload, Payload(8, 0x11));
+    EXPECT_THAT(_log.errors(), IsEmpty());
+}
+
+TEST_F(MessengerFrames, HeaderThatIsStillAloneAtTheNextTimeoutIsDroppedWithOneEntry) {
+    write(FrameHeader{1, 0, 11});
+    _messenger.signal();
+    EXPECT_THAT(_log.errors(), IsEmpty());
+    _messenger.timeOut();
+    EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(dropped(16))));
+    _messenger.timeOut();
+    EXPECT_THAT(_log.errors(), IsEmpty());
+    write(FrameHeader{1, 0, 12});
+    write(Payload(8, 0x20));
+    _messenger.signal();
+    const auto answer = _peer.receive(0ms);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->header.id, 12u);
+    EXPECT_EQ(answer->payload, Payload(8, 0x21));
+}
+
+TEST_F(MessengerFrames, HeaderThatATimeoutMeetsFirstHasUntilTheNextOne) {
+    write(FrameHeader{1, 0, 11});
+    _messenger.timeOut();
+    EXPECT_THAT(_log.errors(), IsEmpty());
+    write(Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_TRUE(_peer.receive(0ms));
+}
+
+TEST_F(MessengerFrames, AnswerIsNotTakenWithoutItsPayload) {
+    _channel->response.assign(8, 0x77);
+    const std::uint64_t id = _messenger.setStep(1);
+    _messenger.signal();
+    ASSERT_TRUE(_peer.receive(0ms));
+    write(FrameHeader{1, 0, id});
+    _messenger.signal();
+    EXPECT_EQ(_messenger.last().id, 0u) << "completed without an answer";
+    write(Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_EQ(_messenger.last().id, id);
+    EXPECT_EQ(_channel->response, Payload(8, 0x10));
+}
+
+// ---- the writing side
+
+TEST_F(MessengerFrames, FrameThatFitsInPartIsNotWrittenAtAllAndEachPieceIsReported) {
+    _messenger.setStep(1);
+    _messenger.signal();
+    EXPECT_EQ(_peer.receiver->wait(0.0), 1);
+    FrameHeader first{};
+    _peer.receiver->read(&first, sizeof first);  // the peer stands between its two reads
+    EXPECT_EQ(_peer.receiver->wait(0.0), -1);
+    _messenger.setStep(1);
+    _messenger.signal();
+    EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(overrunOf(_ids.asking)), MatchesRegex(overrunOf(_ids.asking))));
+    EXPECT_EQ(waitingForPeer(), 8u) << "the first payload alone";
+    EXPECT_EQ(_peer.receiver->wait(0.0), 1) << "signalled all the same";
+    _messenger.signal();
+    EXPECT_THAT(_log.errors(), IsEmpty()) << "the refused request was sent again";
+}
+
+TEST_F(MessengerFrames, AnswerThatFitsInPartIsNotWrittenAtAll) {
+    write(FrameHeader{1, 0, 11});
+    write(Payload(8, 0x10));
+    _messenger.signal();
+    ASSERT_EQ(_peer.receiver->wait(0.0), 1);
+    FrameHeader first{};
+    _peer.receiver->read(&first, sizeof first);
+    write(FrameHeader{1, 0, 12});
+    write(Payload(8, 0x20));
+    _messenger.signal();
+    EXPECT_EQ(_channel->executions, 2);
+    EXPECT_EQ(waitingForPeer(), 8u);
+    EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(overrunOf(_ids.asking)), MatchesRegex(overrunOf(_ids.asking))));
+}
+
+}  // namespace
