@@ -7,9 +7,8 @@
 // Environment, read at the first use; what is wrong with it is said once on standard error:
 //   DORVEN_LOG_LEVEL   the trace master level 0 … 5 (default 0: errors, and traces of level 0)
 //   DORVEN_LOG_FILE    a file that entries of any number of processes are appended to (default: standard error)
-//   DORVEN_LOG_MAX_MB  size in MB at which that file is renamed to FILE.1, in the place of the one before, and a new
-//   one
-//                      begun (default 64; 0: never). All processes that write one file need the same.
+//   DORVEN_LOG_MAX_MB  size in MB at which that file is renamed to FILE.1, in the place of the one before, and begun
+//                      anew (default 64; 0: never). All processes that write one file need the same.
 //
 // Equal entries of one sink that come in a row are counted, not written: "last entry repeated 118 times" follows after
 // 1 s, then after 2 s, 4 s … 64 s more, before the next other entry, and at the end of the program (not when it is
