@@ -71,7 +71,8 @@ void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
     M_ASSERT(size <= _size, "size <= _size", "fifo %s is too small: %zu > %zu", name.c_str(), size, _size);
     M_ASSERT(MMemFifo_IsReaderAttached(_mem), "MMemFifo_IsReaderAttached( _mem )", "fifo has no reader attached: %s",
              name.c_str());
-    if (_mem && !MMemFifo_IsSound(_mem, _mappedSize))
+    // An empty fifo is none of it, also one that nobody has laid yet: zeroed memory.
+    if (_mem && MMemFifo_GetUsed(_mem) != 0 && !MMemFifo_IsSound(_mem, _mappedSize))
         M_ERRLOG("message fifo %s is inconsistent: what waits in it is dropped", name.c_str());
     const std::size_t s = MMemFifo_Read(_mem, buffer, size, _mappedSize);
     M_ASSERT(s <= size, "s <= size", "fifo %s could not read enough bytes: %zu <= %zu", name.c_str(), s, size);

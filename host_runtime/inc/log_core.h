@@ -1,9 +1,23 @@
-// The one place that trace, errorlog and errortrace write to: the log file, and a capture in memory for tests.
-// Environment, read at the first use: DORVEN_LOG_LEVEL, the trace master level 0 … 5 (default 0: errors, and traces of
-// level 0), and DORVEN_LOG_FILE, a file that entries of any number of processes are appended to (default: standard
-// error). What is wrong with them is said once on standard error. One line per entry, out when its function returns:
+// The one place that trace, errorlog and errortrace write to: the log file, and a capture in memory for tests. One line
+// per entry, out when its function returns:
 //   2026-01-31 12:34:56.789 errorlog 0 Dorven/TeskImages:75 text      (time, sink, level, source file:line, text)
-// Control characters are written escaped (\n, \x1b). Nothing here throws; what cannot be written is lost.
+// Control characters are written escaped (\n, \x1b). Nothing here throws, nothing ends the program, and nothing holds
+// it up for long.
+//
+// Environment, read at the first use; what is wrong with it is said once on standard error:
+//   DORVEN_LOG_LEVEL   the trace master level 0 … 5 (default 0: errors, and traces of level 0)
+//   DORVEN_LOG_FILE    a file that entries of any number of processes are appended to (default: standard error)
+//   DORVEN_LOG_MAX_MB  size in MB at which that file is renamed to FILE.1, in the place of the one before, and begun
+//                      anew (default 64; 0: never). All processes that write one file need the same.
+//
+// Equal entries of one sink that come in a row are counted, not written: "last entry repeated 118 times" follows after
+// 1 s, then after 2 s, 4 s … 64 s more, before the next other entry, and at the end of the program (not when it is
+// killed). Its time is that of the last of them.
+//
+// What cannot be written is lost: a full disk, a pipe without a reader, and a pipe, terminal or locked file that stays
+// blocked for half a second (for a tenth of the time, where that happens often). As soon as the log can be written
+// again, an entry of log_core tells how many entries were lost there. No signal comes from that, and the program's own
+// signal settings stay as they are. Not covered: a file on a server that does not answer.
 #pragma once
 
 #include <cstdarg>

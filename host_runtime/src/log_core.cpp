@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <chrono>
 #include <cstddef>
-#include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <string>
+#include <utility>
 
 #include <spdlog/details/log_msg.h>
 #include <spdlog/details/null_mutex.h>
@@ -18,12 +21,14 @@
 #include <spdlog/sinks/base_sink.h>
 
 #include "log_file.h"
+#include "log_row.h"
 
 namespace {
 
 constexpr int kLowestLevel = 0;
 constexpr int kHighestLevel = 5;
 constexpr int kLevelNotRead = -1;
+constexpr std::uint64_t kBytesPerMb = 1000000;
 constexpr const char* kSinkNames[] = {"trace", "errorlog", "errortrace"};
 
 // Formats a line and hands it to the file in one piece. The log's lock guards it.
@@ -34,22 +39,31 @@ public:
                                                                 spdlog::pattern_time_type::local, "\n")),
           _file(file) {}
 
+    /// Lines that are lost with the last one.
+    std::size_t takeLost() { return std::exchange(_lost, 0); }
+
 private:
     void sink_it_(const spdlog::details::log_msg& message) override {
         spdlog::memory_buf_t line;
         formatter_->format(message, line);
-        _file.write(line.data(), line.size());
+        _lost = _file.write(line.data(), line.size());
     }
     void flush_() override {}  // every line is out when it was written
 
     LogFile& _file;
+    std::size_t _lost = 0;
 };
 
 struct Log {
     std::mutex mutex;
     void (*capture)(void* context, const LogEntryView* entry) = nullptr;
     void* captureContext = nullptr;
-    LineSink* sink = nullptr;  // made for the first line
+    LogFile* file = nullptr;  // made for the first line, with its sink
+    LineSink* sink = nullptr;
+    LogRow rows[std::size(kSinkNames)];
+    bool countsRepeats = true;
+    bool toldOverfull = false;
+    std::uint64_t lost = 0;  // entries, since one was written last
 };
 
 // Never destroyed, on purpose, and this library is never unloaded: other modules' destructors may report when this
@@ -70,34 +84,25 @@ const char* environmentText(const char* name) {
     return text && *text ? text : nullptr;
 }
 
-int masterLevelFromEnvironment() {
-    const char* text = environmentText("DORVEN_LOG_LEVEL");
-    if (!text) return kLowestLevel;
-    const char* end = text + std::strlen(text);
-    int level = kLowestLevel;
-    const auto [stop, error] = std::from_chars(text, end, level);
-    if (error == std::errc::result_out_of_range) level = *text == '-' ? kLowestLevel : kHighestLevel;
-    const bool isNumber = error != std::errc::invalid_argument && stop == end;
-    const int used = isNumber ? std::clamp(level, kLowestLevel, kHighestLevel) : kLowestLevel;
-    if (!isNumber || error != std::errc() || used != level)
-        std::fprintf(stderr, "DORVEN_LOG_LEVEL is \"%s\", not a number from 0 to 5: level %d is used.\n", text, used);
-    return used;
+void appendAsHex(std::string& line, unsigned char byte) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    line += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
 }
 
-LineSink* makeSink() {
-    auto& file = *new LogFile;
-    const char* path = environmentText("DORVEN_LOG_FILE");
-    if (path && !file.open(path))
-        std::fprintf(stderr, "The log file \"%s\" (DORVEN_LOG_FILE) cannot be opened: entries go to standard error.\n",
-                     path);
-    return new LineSink(file);
+// U+0080 to U+009F in UTF-8, which terminals obey as well.
+bool isLateControl(const char* text) {
+    const auto second = static_cast<unsigned char>(text[1]);
+    return static_cast<unsigned char>(text[0]) == 0xC2 && second >= 0x80 && second < 0xA0;
 }
 
 // Control characters become \n, \t, \x1b …, so that an entry stays one line.
 void appendOnOneLine(std::string& line, const char* text) {
     for (; *text; ++text) {
         const auto byte = static_cast<unsigned char>(*text);
-        if (byte >= 0x20 && byte != 0x7F) {
+        if (isLateControl(text)) {
+            appendAsHex(line, byte);
+            appendAsHex(line, static_cast<unsigned char>(*++text));
+        } else if (byte >= 0x20 && byte != 0x7F) {
             line += *text;
         } else if (byte == '\n') {
             line += "\\n";
@@ -106,23 +111,166 @@ void appendOnOneLine(std::string& line, const char* text) {
         } else if (byte == '\t') {
             line += "\\t";
         } else {
-            constexpr char kDigits[] = "0123456789abcdef";
-            line += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+            appendAsHex(line, byte);
         }
     }
 }
 
-void writeLine(LineSink& sink, const LogEntryView& entry) {
+// Says it on standard error, whatever the log is.
+void say(const std::string& what) {
+    const std::string line = what + "\n";
+    LogFile().write(line.data(), line.size());
+}
+
+struct NumberVariable {
+    const char* name;
+    int lowest;
+    int highest;
+    int byDefault;
+};
+
+constexpr NumberVariable kLevelVariable{"DORVEN_LOG_LEVEL", kLowestLevel, kHighestLevel, kLowestLevel};
+constexpr NumberVariable kMaxMbVariable{"DORVEN_LOG_MAX_MB", 0, 1000000, 64};
+
+void complainAbout(const NumberVariable& variable, const char* text, const char* usedPrefix, int used) {
+    try {
+        std::string complaint = std::string(variable.name) + " is \"";
+        appendOnOneLine(complaint, text);
+        say(complaint + "\", not a number from " + std::to_string(variable.lowest) + " to " +
+            std::to_string(variable.highest) + ": " + usedPrefix + std::to_string(used) + " is used.");
+    } catch (...) {
+        // Out of memory: the number is used all the same.
+    }
+}
+
+// What is wrong is said on standard error. A number out of range becomes the nearest, other texts the default.
+int numberFromEnvironment(const NumberVariable& variable, const char* usedPrefix) {
+    const char* text = environmentText(variable.name);
+    if (!text) return variable.byDefault;
+    const char* end = text + std::strlen(text);
+    int number = variable.byDefault;
+    const auto [stop, error] = std::from_chars(text, end, number);
+    if (error == std::errc::result_out_of_range) number = *text == '-' ? variable.lowest : variable.highest;
+    const bool isNumber = error != std::errc::invalid_argument && stop == end;
+    const int used = isNumber ? std::clamp(number, variable.lowest, variable.highest) : variable.byDefault;
+    if (!isNumber || error != std::errc() || used != number) complainAbout(variable, text, usedPrefix, used);
+    return used;
+}
+
+void openLog(Log& log) {
+    auto file = std::make_unique<LogFile>();
+    auto sink = std::make_unique<LineSink>(*file);
+    const char* path = environmentText("DORVEN_LOG_FILE");
+    const auto maxMb = static_cast<std::uint64_t>(numberFromEnvironment(kMaxMbVariable, ""));
+    if (path && !file->open(path, maxMb * kBytesPerMb)) {
+        std::string complaint = "The log file \"";
+        appendOnOneLine(complaint, path);
+        say(complaint + "\" (DORVEN_LOG_FILE) cannot be opened: entries go to standard error.");
+    }
+    log.file = file.release();
+    log.sink = sink.release();
+}
+
+void sayOverfull(Log& log) {
+    if (!log.file->isOverfull()) {
+        log.toldOverfull = false;
+    } else if (!log.toldOverfull) {
+        log.toldOverfull = true;
+        std::string complaint = "The log file \"";
+        appendOnOneLine(complaint, log.file->path().c_str());
+        say(complaint +
+            "\" has twice the size of DORVEN_LOG_MAX_MB and cannot be renamed: entries are lost. Close what "
+            "has it open, or let this account write into its folder.");
+    }
+}
+
+// False: it is lost, and not counted yet.
+bool writeLine(Log& log, LogSink origin, std::chrono::system_clock::time_point time, const std::string& line) {
+    const char* name = kSinkNames[static_cast<int>(origin)];
+    log.sink->log(spdlog::details::log_msg(time, spdlog::source_loc{}, name, spdlog::level::info, line));
+    const std::size_t lost = log.sink->takeLost();
+    sayOverfull(log);
+    if (lost > 1) log.lost += lost - 1;
+    return lost == 0;
+}
+
+// Once the log works again, what it has missed comes first.
+bool writeLossNote(Log& log) {
+    if (log.lost == 0) return true;
+    const std::string count = std::to_string(log.lost) + (log.lost == 1 ? " entry was" : " entries were");
+    if (!writeLine(log, LogSink::errorLog, std::chrono::system_clock::now(),
+                   "0 log_core:0 " + count + " lost here: the log could not be written"))
+        return false;
+    log.lost = 0;
+    return true;
+}
+
+// Also of one that ends for lack of memory.
+struct LossUnlessOut {
+    ~LossUnlessOut() {
+        if (!isOut) ++log.lost;
+    }
+    Log& log;
+    bool isOut = false;
+};
+
+void writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::time_point time, const char* text) {
+    LossUnlessOut loss{log};
     std::string line = std::to_string(entry.level);
     line += ' ';
     appendOnOneLine(line, *entry.file ? entry.file : "?");
     line += ':';
     line += std::to_string(entry.line);
     line += ' ';
-    appendOnOneLine(line, entry.text);
-    const char* name = kSinkNames[static_cast<int>(entry.sink)];
-    sink.log(spdlog::details::log_msg(spdlog::source_loc{}, name, spdlog::level::info, line));
+    appendOnOneLine(line, text);
+    loss.isOut = writeLossNote(log) && writeLine(log, entry.sink, time, line);
 }
+
+// One that came once more only is written as it is.
+void writeRepeats(Log& log, LogRow& row) {
+    if (!row.hasRepeats()) return;
+    const LogEntryView entry = row.entry();
+    const unsigned long long repeats = row.takeRepeats();
+    if (repeats == 1) return writeEntry(log, entry, row.lastTime(), entry.text);
+    writeEntry(log, entry, row.lastTime(), ("last entry repeated " + std::to_string(repeats) + " times").c_str());
+}
+
+// In the order in which they came last.
+void writeAllRepeats(Log& log) {
+    LogRow* rows[std::size(kSinkNames)];
+    std::transform(std::begin(log.rows), std::end(log.rows), rows, [](LogRow& row) { return &row; });
+    std::sort(std::begin(rows), std::end(rows), [](const LogRow* a, const LogRow* b) { return a->last() < b->last(); });
+    for (LogRow* row : rows) writeRepeats(log, *row);
+}
+
+void add(Log& log, const LogEntryView& entry) {
+    if (!log.sink) openLog(log);
+    LogRow& row = log.rows[static_cast<int>(entry.sink)];
+    const auto now = LogRow::Clock::now();
+    const LogRow::Step step = log.countsRepeats ? row.next(entry, now) : LogRow::Step::write;
+    if (step == LogRow::Step::counted) return;
+    if (step == LogRow::Step::sumUp) return writeRepeats(log, row);
+    writeAllRepeats(log);
+    writeEntry(log, entry, std::chrono::system_clock::now(), entry.text);
+    row.begin(entry, now);
+}
+
+// At the end of the program nothing more may come, so what is counted is written, and nothing counted any more. A
+// thread that was ended by the system may have the lock.
+struct LastRepeats {
+    ~LastRepeats() {
+        Log& log = theLog();
+        const std::unique_lock lock(log.mutex, std::try_to_lock);
+        if (!lock || !log.sink) return;
+        try {
+            log.countsRepeats = false;
+            writeAllRepeats(log);
+            writeLossNote(log);
+        } catch (...) {
+            // Out of memory.
+        }
+    }
+} lastRepeats;
 
 unsigned long long threadNumber() {
     static std::atomic<unsigned long long> last{0};
@@ -150,8 +298,7 @@ void LogCore_Write(const LogEntryView* entry) {
         Log& log = theLog();
         const std::lock_guard lock(log.mutex);
         if (log.capture) return log.capture(log.captureContext, &whole);
-        if (!log.sink) log.sink = makeSink();
-        writeLine(*log.sink, whole);
+        add(log, whole);
     } catch (...) {
         // Out of memory: the entry is lost; the reporter must not be.
     }
@@ -163,7 +310,8 @@ int LogCore_MasterLevel() {
     const std::lock_guard lock(theLog().mutex);  // one thread reads, and says once what it dislikes
     int unread = kLevelNotRead;
     if (masterLevel.load(std::memory_order_relaxed) == kLevelNotRead)
-        masterLevel.compare_exchange_strong(unread, masterLevelFromEnvironment(), std::memory_order_relaxed);
+        masterLevel.compare_exchange_strong(unread, numberFromEnvironment(kLevelVariable, "level "),
+                                            std::memory_order_relaxed);
     return masterLevel.load(std::memory_order_relaxed);
 }
 

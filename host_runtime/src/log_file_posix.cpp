@@ -1,39 +1,224 @@
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
-#include <string>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "log_file.h"
 
 namespace {
 
+using Clock = LogPatience::Clock;
+
 int descriptorOf(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
 void* handleOf(int descriptor) { return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor)); }
+
+// Descriptors 0 to 2 are the host's, also where it has closed them.
+int openDescriptor(const char* path, int flags) {
+    const int descriptor = ::open(path, flags | O_CLOEXEC | O_NOCTTY, 0666);
+    if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+    const int higher = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    ::close(descriptor);
+    return higher;
+}
+
+// A file is not waited for; in the place of one, a pipe without room or without a reader is not either.
+int openToAppend(const char* path) { return openDescriptor(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK); }
+
+// A write may send its own thread a signal that ends the program. It is kept away and taken back, and the host's
+// settings stay as they are.
+class QuietSignals {
+public:
+    QuietSignals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGPIPE);
+        sigaddset(&signals, SIGXFSZ);
+        sigpending(&_before);
+        pthread_sigmask(SIG_BLOCK, &signals, &_former);
+    }
+    ~QuietSignals() { pthread_sigmask(SIG_SETMASK, &_former, nullptr); }
+    QuietSignals(const QuietSignals&) = delete;
+    QuietSignals& operator=(const QuietSignals&) = delete;
+
+    void takeSignalOf(int error) const {
+        if (error == EPIPE) take(SIGPIPE);
+        if (error == EFBIG) take(SIGXFSZ);
+    }
+
+private:
+    void take(int signal) const {
+        if (sigismember(&_before, signal) == 1) return;  // somebody else's
+        sigset_t one;
+        sigemptyset(&one);
+        sigaddset(&one, signal);
+        const timespec atOnce{};
+        while (sigtimedwait(&one, nullptr, &atOnce) < 0 && errno == EINTR) {
+        }
+    }
+
+    sigset_t _before;
+    sigset_t _former;
+};
+
+// How the bytes go out without being waited for.
+enum class Way { plain, socket, ask };
+
+// Closes itself when it is not the log's.
+struct Outlet {
+    Outlet(int used, Way how, bool own) : descriptor(used), way(how), isOwn(own) {}
+    ~Outlet() {
+        if (isOwn) ::close(descriptor);
+    }
+    Outlet(const Outlet&) = delete;
+    Outlet& operator=(const Outlet&) = delete;
+
+    const int descriptor;
+    const Way way;
+    const bool isOwn;
+};
+
+// Standard error is the host's, and so is whether it waits: a pipe or terminal is opened once more for each line, since
+// that gives a description with flags of its own. One that is kept would outlive a redirection, and keep the pipe's
+// reader from its end.
+std::optional<Outlet> outletToStandardError() {
+    struct stat status {};
+    if (::fstat(STDERR_FILENO, &status) != 0) return std::nullopt;
+    if (S_ISREG(status.st_mode)) return std::optional<Outlet>(std::in_place, STDERR_FILENO, Way::plain, false);
+    if (S_ISSOCK(status.st_mode)) return std::optional<Outlet>(std::in_place, STDERR_FILENO, Way::socket, false);
+    const int own = openDescriptor("/proc/self/fd/2", O_WRONLY | O_NONBLOCK);
+    if (own >= 0) return std::optional<Outlet>(std::in_place, own, Way::plain, true);
+    if (errno == ENXIO) return std::nullopt;  // nobody reads from it any more
+    return std::optional<Outlet>(std::in_place, STDERR_FILENO, Way::ask, false);
+}
+
+std::optional<Outlet> outletTo(int descriptor) {
+    if (descriptor == STDERR_FILENO) return outletToStandardError();
+    return std::optional<Outlet>(std::in_place, descriptor, Way::plain, false);
+}
+
+bool hasRoom(int descriptor, int timeoutMs) {
+    pollfd asked{descriptor, POLLOUT, 0};
+    return ::poll(&asked, 1, timeoutMs) > 0;
+}
+
+ssize_t writeOnce(const Outlet& outlet, const char* text, std::size_t length) {
+    if (outlet.way == Way::plain) return ::write(outlet.descriptor, text, length);
+    if (outlet.way == Way::socket) return ::send(outlet.descriptor, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+    // What says that it has room takes that much without a wait.
+    if (hasRoom(outlet.descriptor, 0)) return ::write(outlet.descriptor, text, std::min<std::size_t>(length, PIPE_BUF));
+    errno = EAGAIN;
+    return -1;
+}
+
+bool awaitRoom(int descriptor, Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return left > 0 && (hasRoom(descriptor, static_cast<int>(left)) || errno == EINTR);
+}
+
+// Bytes that went out.
+std::size_t writtenBytes(const Outlet& outlet, const char* text, std::size_t length, Clock::time_point deadline) {
+    const QuietSignals quiet;
+    std::size_t done = 0;
+    while (done < length) {
+        errno = 0;
+        const ssize_t count = writeOnce(outlet, text + done, length - done);
+        if (count > 0) {
+            done += static_cast<std::size_t>(count);
+            continue;
+        }
+        if (errno == EINTR || (errno == EAGAIN && awaitRoom(outlet.descriptor, deadline))) continue;
+        quiet.takeSignalOf(errno);
+        break;
+    }
+    return done;
+}
+
+bool isSameFile(int descriptor, const char* path) {
+    struct stat one {};
+    struct stat other {};
+    return ::fstat(descriptor, &one) == 0 && ::stat(path, &other) == 0 && one.st_dev == other.st_dev &&
+           one.st_ino == other.st_ino;
+}
+
+// 0 of what is no file.
+std::uint64_t sizeOf(int descriptor) {
+    struct stat status {};
+    const bool isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
 
 }  // namespace
 
 LogFile::LogFile() : _handle(handleOf(STDERR_FILENO)) {}
 
-bool LogFile::open(const char* path) {
+bool LogFile::open(const char* path, std::uint64_t maxBytes) {
     std::string name = path;
     std::replace(name.begin(), name.end(), '\\', '/');  // both separate folders, as everywhere in the system
-    const int descriptor = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666);
+    const int descriptor = openToAppend(name.c_str());
     if (descriptor < 0) return false;
+    // Found again also when the host changes its folder; and of a link, the file that it leads to.
+    const std::unique_ptr<char, decltype(&std::free)> full(::realpath(name.c_str(), nullptr), &std::free);
+    _path = full ? full.get() : name;
+    _maxBytes = maxBytes;
     _handle = handleOf(descriptor);
     return true;
 }
 
-void LogFile::write(const char* text, std::size_t length) {
-    while (length > 0) {
-        const ssize_t written = ::write(descriptorOf(_handle), text, length);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        text += written;
-        length -= static_cast<std::size_t>(written);
-    }
+std::size_t LogFile::write(const char* text, std::size_t length) {
+    const Clock::time_point start = Clock::now();
+    const Clock::time_point deadline = start + _patience.left(start);
+    const std::size_t lost = writeUntil(text, length, deadline);
+    _patience.spend(Clock::now() - start);
+    return lost;
+}
+
+std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::time_point deadline) {
+    if (void* const next = successor(deadline)) moveOnTo(next);
+    _overfull = isFull() && sizeOf(descriptorOf(_handle)) >= 2 * _maxBytes;
+    if (_overfull) return 1;
+    const std::optional<Outlet> outlet = outletTo(descriptorOf(_handle));
+    if (!outlet || (_midLine && writtenBytes(*outlet, "\n", 1, deadline) == 0)) return 1;
+    const std::size_t done = writtenBytes(*outlet, text, length, deadline);
+    _midLine = done > 0 && done < length;
+    return done == length ? 0 : 1;
+}
+
+bool LogFile::isFull() const { return _maxBytes > 0 && sizeOf(descriptorOf(_handle)) >= _maxBytes; }
+
+// The file to write to from now on; null: the same as before, also where it is full and cannot be renamed. Files are
+// compared only when ours is full, which one that another process has renamed is.
+void* LogFile::successor(Clock::time_point /*deadline*/) {
+    if (!isFull() || (isSameFile(descriptorOf(_handle), _path.c_str()) && !putAside())) return nullptr;
+    const int descriptor = openToAppend(_path.c_str());
+    return descriptor < 0 ? nullptr : handleOf(descriptor);
+}
+
+// The lock keeps a second process from renaming the new file in the belief that it is the full one. Nobody waits for
+// it: who holds it renames.
+bool LogFile::putAside() {
+    const int full = descriptorOf(_handle);
+    if (::flock(full, LOCK_EX | LOCK_NB) != 0) return false;
+    const bool done = !isSameFile(full, _path.c_str()) || ::rename(_path.c_str(), olderPath().c_str()) == 0;
+    ::flock(full, LOCK_UN);  // not by closing it: a forked child may have it still
+    return done;
+}
+
+void LogFile::moveOnTo(void* handle) {
+    ::close(descriptorOf(_handle));
+    _handle = handle;
+    _midLine = false;
 }
 
 void keepLogLibraryLoaded() {}  // linked with -z nodelete

@@ -3,8 +3,10 @@
 
 namespace {
 
+using Clock = LogPatience::Clock;
+
 // One byte far behind every text: who holds it may append. Needed under Wine, which looks for the end of the file and
-// writes in two steps.
+// writes in two steps; and it keeps two processes from renaming the same file.
 constexpr DWORD kGuardOffsetHigh = 0x40000000;
 
 OVERLAPPED guardPosition() {
@@ -13,27 +15,211 @@ OVERLAPPED guardPosition() {
     return position;
 }
 
+DWORD millisecondsUntil(Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return left > 0 ? static_cast<DWORD>(left) : 0;
+}
+
+class FileGuard {
+public:
+    explicit FileGuard(HANDLE file) : _file(file) {}
+    ~FileGuard() { letGo(); }
+    FileGuard(const FileGuard&) = delete;
+    FileGuard& operator=(const FileGuard&) = delete;
+
+    /// False: another process has it, and does not give it back. What cannot be locked needs no guard.
+    bool take(Clock::time_point deadline) {
+        for (;;) {
+            OVERLAPPED guard = guardPosition();
+            _held = LockFileEx(_file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &guard) != 0;
+            if (_held) return true;
+            const DWORD error = GetLastError();
+            if (error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) return true;
+            if (millisecondsUntil(deadline) == 0) return false;
+            Sleep(1);
+        }
+    }
+
+    void letGo() {
+        OVERLAPPED guard = guardPosition();
+        if (_held) UnlockFileEx(_file, 0, 1, 0, &guard);
+        _held = false;
+    }
+
+private:
+    HANDLE _file;
+    bool _held = false;
+};
+
+DWORD writtenBytes(HANDLE file, const char* text, std::size_t length) {
+    DWORD written = 0;
+    WriteFile(file, text, static_cast<DWORD>(length), &written, nullptr);
+    return written;
+}
+
+// Writes to what may hold up its writer for ever, a pipe or a console, on a thread of its own: a line is handed over
+// and waited for. There is one for the whole process, and it is never ended.
+class WaitingWriter {
+public:
+    /// The writer; null when its thread cannot be started.
+    static WaitingWriter* get() {
+        static WaitingWriter* const writer = start();
+        return writer;
+    }
+
+    /// As LogFile::write. A line that is handed over and not out yet counts as written.
+    std::size_t write(HANDLE file, const char* text, std::size_t length, Clock::time_point deadline) {
+        if (_underWay && !waitForIt(deadline)) return 1;
+        const std::size_t lostBefore = takeLoss();
+        _file = file;
+        _line.assign(text, length);
+        _underWay = true;
+        SetEvent(_wanted);
+        waitForIt(deadline);
+        return lostBefore + takeLoss();
+    }
+
+private:
+    static WaitingWriter* start() {
+        auto* const writer = new WaitingWriter;
+        writer->_wanted = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        writer->_done = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        if (writer->_wanted && writer->_done)
+            writer->_thread = CreateThread(nullptr, 0, writeForEver, writer, 0, nullptr);
+        return writer->_thread ? writer : nullptr;  // what was made of it is kept: there is no second try
+    }
+
+    static DWORD WINAPI writeForEver(void* self) {
+        auto& writer = *static_cast<WaitingWriter*>(self);
+        while (WaitForSingleObject(writer._wanted, INFINITE) == WAIT_OBJECT_0) {
+            writer._complete =
+                writtenBytes(writer._file, writer._line.data(), writer._line.size()) == writer._line.size();
+            SetEvent(writer._done);
+        }
+        return 0;
+    }
+
+    // False: still under way. The thread's own end comes with the program's, and its line is lost then.
+    bool waitForIt(Clock::time_point deadline) {
+        const HANDLE ends[] = {_done, _thread};
+        const DWORD end = WaitForMultipleObjects(2, ends, FALSE, millisecondsUntil(deadline));
+        if (end != WAIT_OBJECT_0 && end != WAIT_OBJECT_0 + 1) return false;
+        if (end == WAIT_OBJECT_0 + 1) _complete = false;
+        _underWay = false;
+        _lost = !_complete;
+        return true;
+    }
+
+    std::size_t takeLoss() {
+        const bool lost = _lost;
+        _lost = false;
+        return lost ? 1 : 0;
+    }
+
+    HANDLE _wanted = nullptr;
+    HANDLE _done = nullptr;
+    HANDLE _thread = nullptr;
+    bool _underWay = false;
+    bool _lost = false;
+
+    // The thread's, from one event to the other.
+    HANDLE _file = nullptr;
+    std::string _line;
+    bool _complete = false;
+};
+
+bool isSameFile(HANDLE file, const char* path) {
+    const HANDLE other = CreateFileA(path, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (other == INVALID_HANDLE_VALUE) return false;
+    BY_HANDLE_FILE_INFORMATION a{};
+    BY_HANDLE_FILE_INFORMATION b{};
+    const bool known = GetFileInformationByHandle(file, &a) && GetFileInformationByHandle(other, &b);
+    CloseHandle(other);
+    return known && a.dwVolumeSerialNumber == b.dwVolumeSerialNumber && a.nFileIndexHigh == b.nFileIndexHigh &&
+           a.nFileIndexLow == b.nFileIndexLow;
+}
+
+std::uint64_t sizeOf(HANDLE file) {
+    LARGE_INTEGER size{};
+    return GetFileSizeEx(file, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+}
+
+HANDLE openToAppend(const char* path) {
+    // The right to append and no other makes each write go to the end of the file as it is then.
+    return CreateFileA(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                       FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+std::string fullPath(const char* path) {
+    std::string full(GetFullPathNameA(path, 0, nullptr, nullptr), '\0');
+    const DWORD length = GetFullPathNameA(path, static_cast<DWORD>(full.size()), full.data(), nullptr);
+    if (length == 0 || length >= full.size()) return path;
+    full.resize(length);
+    return full;
+}
+
 }  // namespace
 
 LogFile::LogFile() : _handle(GetStdHandle(STD_ERROR_HANDLE)) {}
 
-bool LogFile::open(const char* path) {
-    // The right to append and no other makes each write go to the end of the file as it is then.
-    const HANDLE file =
-        CreateFileA(path, FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+bool LogFile::open(const char* path, std::uint64_t maxBytes) {
+    const HANDLE file = openToAppend(path);
     if (file == INVALID_HANDLE_VALUE) return false;
+    _path = fullPath(path);  // found again also when the host changes its folder
+    _maxBytes = maxBytes;
     _handle = file;
     return true;
 }
 
-void LogFile::write(const char* text, std::size_t length) {
-    OVERLAPPED guard = guardPosition();
-    // What cannot be locked, such as a console or a pipe, takes the text in one step anyway.
-    const BOOL guarded = LockFileEx(_handle, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &guard);
-    DWORD written = 0;
-    WriteFile(_handle, text, static_cast<DWORD>(length), &written, nullptr);
-    if (guarded) UnlockFileEx(_handle, 0, 1, 0, &guard);
+std::size_t LogFile::write(const char* text, std::size_t length) {
+    const Clock::time_point start = Clock::now();
+    const Clock::time_point deadline = start + _patience.left(start);
+    const std::size_t lost = writeUntil(text, length, deadline);
+    _patience.spend(Clock::now() - start);
+    return lost;
+}
+
+std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::time_point deadline) {
+    const DWORD type = GetFileType(_handle);
+    if (type == FILE_TYPE_PIPE || type == FILE_TYPE_CHAR) {
+        WaitingWriter* const writer = WaitingWriter::get();
+        return writer ? writer->write(_handle, text, length, deadline) : 1;
+    }
+    if (void* const next = successor(deadline)) moveOnTo(next);
+    FileGuard guard(_handle);
+    if (!guard.take(deadline)) return 1;
+    _overfull = isFull() && sizeOf(_handle) >= 2 * _maxBytes;
+    if (_overfull || (_midLine && writtenBytes(_handle, "\n", 1) == 0)) return 1;
+    const DWORD written = writtenBytes(_handle, text, length);
+    _midLine = written > 0 && written < length;
+    return written == length ? 0 : 1;
+}
+
+bool LogFile::isFull() const { return _maxBytes > 0 && sizeOf(_handle) >= _maxBytes; }
+
+// The file to write to from now on; null: the same as before, also where it is full and cannot be renamed. Files are
+// compared only when ours is full, which one that another process has renamed is.
+void* LogFile::successor(Clock::time_point deadline) {
+    if (!isFull()) return nullptr;
+    FileGuard guard(_handle);
+    if (!guard.take(deadline) || (isSameFile(_handle, _path.c_str()) && !putAside())) return nullptr;
+    const HANDLE file = openToAppend(_path.c_str());
+    return file == INVALID_HANDLE_VALUE ? nullptr : file;
+}
+
+bool LogFile::putAside() {
+    if (MoveFileExA(_path.c_str(), olderPath().c_str(), MOVEFILE_REPLACE_EXISTING)) return true;
+    // What another process still has open can be removed, but not replaced.
+    DeleteFileA(olderPath().c_str());
+    return MoveFileExA(_path.c_str(), olderPath().c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
+}
+
+void LogFile::moveOnTo(void* handle) {
+    CloseHandle(_handle);
+    _handle = handle;
+    _midLine = false;
 }
 
 void keepLogLibraryLoaded() {

@@ -15,6 +15,7 @@
 #include "child_process.h"
 #include "errorlog.h"
 #include "errortrace.h"
+#include "log_file_fixture.h"
 #include "log_recorder.h"
 #include "platform.h"
 #include "temporary_folder.h"
@@ -27,36 +28,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-std::vector<std::string> linesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) lines.push_back(line);
-    return lines;
-}
-
-// The library reads the environment at its first entry, so a child may still set its own.
-void setEnvironment(const std::string& name, const std::string& value) {
-    static std::list<std::string> kept;  // putenv keeps the address
-    kept.push_back(name + "=" + value);
-    ASSERT_EQ(putenv(kept.back().data()), 0);
-}
-
-// Standard error of a child as a file; msvcrt's "\r\n" taken for one line end.
-std::vector<std::string> standardErrorLines(const std::string& path) {
-    std::vector<std::string> lines = linesOf(path);
-    for (std::string& line : lines) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-    }
-    return lines;
-}
-
-// Arguments: DORVEN_LOG_LEVEL, DORVEN_LOG_FILE, file for standard error.
-void beginReporter(const test::Arguments& arguments) {
-    setEnvironment("DORVEN_LOG_LEVEL", arguments.at(0));
-    setEnvironment("DORVEN_LOG_FILE", arguments.at(1));
-    ASSERT_NE(std::freopen(arguments.at(2).c_str(), "w", stderr), nullptr);
-}
 
 void traceAt(int level) {
     if (MTrace_TestMasterLevel(level) && _MTrace_Location("folder/traced", 10 + level, "default", level))
@@ -137,11 +108,6 @@ CHILD_ROLE(answersMasterLevel) {
     return LogCore_MasterLevel();
 }
 
-std::string lineText(const std::string& writer, int number) {
-    return writer + " " + std::to_string(number) + " " +
-           std::string(static_cast<std::size_t>(number * 37 % 3000), writer[0]);
-}
-
 constexpr int kLinesPerWriter = 400;
 
 CHILD_ROLE(reportsManyLines) {
@@ -159,23 +125,6 @@ CHILD_ROLE(reportsManyLines) {
     CloseHandle(go);
     return 0;
 }
-
-class LogFileTest : public testing::Test {
-protected:
-    int run(const std::string& role, const std::string& level, const std::string& file,
-            const test::Arguments& more = {}) {
-        test::Arguments arguments{level, file, standardError};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return test::ChildProcess(role, arguments).join(60s);
-    }
-
-    std::vector<std::string> logged() const { return linesOf(log); }
-    std::vector<std::string> said() const { return standardErrorLines(standardError); }
-
-    test::TemporaryFolder folder;
-    const std::string log = folder.path("log.txt");
-    const std::string standardError = folder.path("stderr.txt");
-};
 
 MATCHER_P(IsTimeAnd, rest, "") {
     const std::string form = "0000-00-00 00:00:00.000 ";
@@ -286,18 +235,6 @@ TEST_F(LogFileTest, ALongTextStandsInOneLine) {
     ASSERT_EQ(run("reportsText", "", log, {text}), 0);
     EXPECT_THAT(logged(), ElementsAre(EndsWith(":7 " + text)));
 }
-
-struct Signal {
-    explicit Signal(const std::string& stem) : name(test::uniqueName(stem)) {
-        handle = CreateEventA(nullptr, FALSE, FALSE, name.c_str());
-    }
-    ~Signal() { CloseHandle(handle); }
-    Signal(const Signal&) = delete;
-    Signal& operator=(const Signal&) = delete;
-
-    std::string name;
-    HANDLE handle;
-};
 
 TEST_F(LogFileTest, LinesOfSeveralProcessesAreAllThereAndNeverMix) {
     const std::vector<std::string> writers{"a", "b", "c", "d"};

@@ -238,6 +238,15 @@ TEST_F(IPMessageReceiverTest, DamagedHeaderIsReportedAndWhatWaitsIsDropped) {
     EXPECT_EQ(read(*receiver, 3), "def");
 }
 
+// A receiver attaches to memory whether or not a sender has laid its fifo there.
+TEST_F(IPMessageReceiverTest, ReadFromAFifoThatWasNeverLaidReadsNothingAndReportsNothing) {
+    const ForeignMemory memory(_memoryName, 105);
+    const auto receiver = makeReceiver();
+    EXPECT_FALSE(receiver->hasData());
+    EXPECT_EQ(read(*receiver, 3), "...");
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(IPMessageReceiverTest, NoGarbageInTheHeaderLeadsOutOfTheMemoryOrIntoALoop) {
     const auto event = std::make_shared<ScriptedEvent>();
     const auto sender = IPMessageSender::create(_id, 40, event);
