@@ -80,8 +80,10 @@ public:
     /// throws without memory leaves the section as it was.
     void append(typename EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry);
 
-    /// Removes an entry and its line. The line is looked for from the top; one without a name before '=' that stands
-    /// above it ends the search, with the entry forgotten and its line left: false after an entry in the error trace.
+    /// Removes an entry and its line. The entry is found as everywhere; the line is looked for from the top by the name
+    /// as it is given, trailing blanks included, kept on purpose: only a caller who spells the name as it stands in the
+    /// file loses a line of it. A line without a name before '=' that stands above it ends the search. When no line is
+    /// found, the entry is forgotten and its line stays: false after an entry in the error trace.
     bool DeleteEntry(std::string_view name);
 
     EntryMap entry_map;  // refers to lines below
@@ -106,6 +108,8 @@ public:
 
     // Options, to be combined. The second has the effect of the first as well, kept on purpose: with that one option
     // a file joined from several, lists of bare words included, is read.
+    // The name of a line without '=' is all of it behind leading blanks, kept on purpose: "word" and "word " are two
+    // entries. A getter, which trims what it is asked for, does not find the second; EntryExists and GetEntryNames do.
     static constexpr std::uint32_t kAcceptBareLines = 0x01;  // a line without '=' or without a name is an entry, too
     static constexpr std::uint32_t kReplaceSections = 0x02;  // a repeated section replaces the earlier one
     static constexpr std::uint32_t kFlushOnSave = 0x08;      // Save returns when the disk has the bytes

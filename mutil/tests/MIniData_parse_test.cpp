@@ -169,12 +169,34 @@ TEST_F(MIniDataParseTest, ALineWithoutNameOrEqualsSignIsRefused) {
 TEST_F(MIniDataParseTest, ALineWithoutNameOrEqualsSignIsAnEntryOnRequest) {
     for (const std::uint32_t options : {MIniData::kAcceptBareLines, MIniData::kReplaceSections}) {
         MIniData data(options);
-        EXPECT_TRUE(data.SetContentString("[s]\n  word  \n =v\n"));
+        EXPECT_TRUE(data.SetContentString("[s]\n  word\n =v\n"));
         EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("", "word"));
-        EXPECT_EQ(valueOf(data, "s", "word"), "  word  ");
+        EXPECT_EQ(valueOf(data, "s", "word"), "  word");
         EXPECT_EQ(valueOf(data, "s", ""), "v");
-        EXPECT_EQ(data.GetContentString(), "[s]\n  word  \n =v\n");
+        EXPECT_EQ(data.GetContentString(), "[s]\n  word\n =v\n");
     }
+}
+
+TEST_F(MIniDataParseTest, ALineWithoutEqualsSignKeepsTheBlanksAtItsEndInItsName) {
+    for (const std::uint32_t options : {MIniData::kAcceptBareLines, MIniData::kReplaceSections}) {
+        MIniData data(options);
+        EXPECT_TRUE(data.SetContentString("[s]\nword\n word \n\tword\t\nword2 = 1\n"));
+        EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("word", "word\t", "word ", "word2"));
+        EXPECT_TRUE(data.EntryExists("s", "word "));
+        EXPECT_EQ(valueOf(data, "s", "word "), "word");  // who asks is trimmed, and finds the first
+    }
+    MIniData data(MIniData::kAcceptBareLines);
+    EXPECT_TRUE(data.SetContentString("[s]\nword \n"));
+    EXPECT_EQ(valueOf(data, "s", "word "), "(missing)");
+    EXPECT_EQ(valueOf(data, "s", "word"), "(missing)");
+}
+
+TEST_F(MIniDataParseTest, ALineWithoutEqualsSignAndItsTwinWithABlankBehindAreTwoEntries) {
+    MIniData data(MIniData::kAcceptBareLines);
+    EXPECT_TRUE(data.SetContentString("[s]\nword\nword \n"));
+    EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("word", "word "));
+    EXPECT_THAT(_recorder.entries(), IsEmpty());
+    expectRefused(data, "[s]\nword \nword ", "Entry \"word \" seen twice in section [s]");
 }
 
 TEST_F(MIniDataParseTest, ARepeatedEntryIsRefused) {
