@@ -3,7 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -94,6 +93,7 @@ public:
 
 private:
     bool setEntry(std::string_view name, std::string_view value);
+    bool setNumber(std::string_view name, std::string_view digits);
 };
 
 /// Ini data whose names are compared by Compare. Used by one thread at a time. Each operation answers false when it
@@ -226,8 +226,7 @@ private:
     Section* add_new_section(std::string_view name);
     template <typename Set>
     bool setEntry(std::string_view section, const char* failure, Set set);
-    bool refuseComment(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
-    void formatLastError(std::string& text, const char* format, std::va_list arguments) PLATFORM_FORMAT(3, 0);
+    bool refuseComment(int codeLine, std::string_view function, std::string_view entry, std::string_view value);
 
     bool _open = false;
     bool _fileAbsent = true;

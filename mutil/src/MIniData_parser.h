@@ -99,16 +99,10 @@ bool MIniDataT<Compare>::refuse(int codeLine, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     std::string text;
-    formatLastError(text, format, arguments);
+    formatString(text, format, arguments);
     va_end(arguments);
+    _lastError.assign(text, 0, kLastErrorSize - 1);
     _MErrTrace_Location(0, kFile, codeLine);
     _MErrTrace_Add("MIniData::parse_line(): %.70s", text.c_str());
     return false;
-}
-
-// Formats a reason and keeps it as the last error, as much of it as a buffer of that size takes.
-template <typename Compare>
-void MIniDataT<Compare>::formatLastError(std::string& text, const char* format, std::va_list arguments) {
-    formatString(text, format, arguments);
-    _lastError.assign(text, 0, kLastErrorSize - 1);
 }

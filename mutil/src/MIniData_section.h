@@ -75,21 +75,21 @@ bool MIniDataSectionT<Compare>::SetStringEntry(std::string_view name, std::strin
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::SetLongEntry(std::string_view name, std::int32_t value) {
-    if (setEntry(name, stl_string_format("%ld", static_cast<long>(value)))) return true;
+    if (setNumber(name, stl_string_format("%ld", static_cast<long>(value)))) return true;
     M_ERRTRACE("MIniDataSectionT::SetLongEntry(): add_new_entry() failed");
     return false;
 }
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::SetLongLongEntry(std::string_view name, std::int64_t value) {
-    if (setEntry(name, stl_string_format("%lld", static_cast<long long>(value)))) return true;
+    if (setNumber(name, stl_string_format("%lld", static_cast<long long>(value)))) return true;
     M_ERRTRACE("MIniDataSectionT::SetLongLongEntry(): add_new_entry() failed");
     return false;
 }
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::SetDoubleEntry(std::string_view name, double value) {
-    if (setEntry(name, stl_string_format("%.17g", value))) return true;
+    if (setNumber(name, stl_string_format("%.17g", value))) return true;
     M_ERRTRACE("MIniDataSectionT::SetDoubleEntry(): add_new_entry() failed");
     return false;
 }
@@ -101,6 +101,12 @@ bool MIniDataSectionT<Compare>::setEntry(std::string_view name, std::string_view
     MIniDataEntry& entry = *found->second;
     entry.text.replace(entry.valuePosition, std::string::npos, value);
     return true;
+}
+
+// A number that could not be formatted has no digits.
+template <typename Compare>
+bool MIniDataSectionT<Compare>::setNumber(std::string_view name, std::string_view digits) {
+    return !digits.empty() && setEntry(name, digits);
 }
 
 template <typename Compare>
