@@ -1,5 +1,8 @@
-// The contents of an ini file under the name that the rest of the system uses, and functions for callers that hold it
-// by a plain pointer.
+// The contents of an ini file. SAVE CAN LOSE A FILE: it writes what is held, also behind an Open that refused a line
+// and so read no further, and a replacing save takes place also when writing failed. Ask HoldsWholeFile before Save.
+//
+// The class bears the name that the rest of the system uses; the functions are for callers that hold it by a plain
+// pointer.
 #pragma once
 
 #include <cstddef>

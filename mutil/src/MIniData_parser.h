@@ -38,6 +38,7 @@ bool MIniDataT<Compare>::parseHeader(std::string_view line) {
     }
     std::string name(line.substr(1, close - 1));
     if (find_section(name)) {
+        _lineDropped = true;
         if (!(_options & kReplaceSections)) return refuse(__LINE__, "Section [%s] seen twice", name.c_str());
         // By its zero-terminated text a name with a byte 0 in it would be that of another section.
         if (name.find('\0') != std::string::npos || !DeleteSection(name.c_str())) {
@@ -74,6 +75,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
     auto place = section.entry_map.lower_bound(name);
     if (place != section.entry_map.end() && !section.entry_map.key_comp()(name, place->first)) {
         const std::string ownName(name);
+        _lineDropped = true;
         if (!(_options & kReplaceEntries)) {
             return refuse(__LINE__, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
         }

@@ -46,6 +46,16 @@ protected:
     test::LogRecorder _recorder;
 };
 
+TEST_F(MIniDataParseTest, OptionsMayBeAnyNumberAlsoAPlain0) {
+    MIniData none(0);
+    MIniData number(0x01);
+    MIniData wide(std::uint64_t{MIniData::kAcceptBareLines});
+    EXPECT_FALSE(none.SetContentString("[s]\nword"));
+    EXPECT_TRUE(number.SetContentString("[s]\nword"));
+    EXPECT_TRUE(wide.SetContentString("[s]\nword"));
+    EXPECT_TRUE(MIniData(nullptr).IsOpen());  // a file without a name: a new one
+}
+
 // ------------------------------------------------------------------------------------------------------------ headers
 
 TEST_F(MIniDataParseTest, AHeaderOpensASection) {
