@@ -1,5 +1,9 @@
-// Files: a buffered reader, a buffered writer, and functions that read and write whole files, with conversion of line
-// ends and safe replacement. All failures are reported in the error trace and by a result; nothing is thrown.
+// Files. A SAFE REPLACEMENT CAN LOSE THE OLD CONTENT: nobody meets half of a file while all goes well, but it renames
+// also when writing failed, so that on a full disk the beginning of the new content, or nothing of it, replaces the
+// old. Who cannot afford that writes another file, looks at the result and calls file_rename.
+//
+// A buffered reader, a buffered writer, and functions that read and write whole files, with conversion of line ends and
+// safe replacement. All failures are reported in the error trace and by a result; nothing is thrown.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +22,7 @@ public:
     static constexpr int kCreateNew = 0;     // fails if the file exists
     static constexpr int kAppend = 1;        // behind what is there; creates a missing file
     static constexpr int kTruncate = 2;      // empties the file; creates a missing one
-    static constexpr int kSafeReplace = 10;  // MFastFile_WriteAtOnce and its users alone, see there
+    static constexpr int kSafeReplace = 10;  // whole-file writes alone, see MFastFile_WriteAtOnce and the top
     static constexpr int kFlush = 4;         // added to one of these: see MFastFileWriter::Open, MFastFile_WriteAtOnce
 
     MFastFile(const MFastFile&) = delete;
@@ -30,6 +34,9 @@ protected:
 
     MFastFile() = default;
     ~MFastFile() = default;
+
+    /// Remembers the name. False without memory for it, as last error 8 tells.
+    bool keepName(const char* fileName);
 
     char _buffer[kBufferSize];
     char* _end = _buffer;      // behind the valid data
@@ -75,6 +82,7 @@ public:
     /// Reads up to the next line end, CR LF, LF or a CR alone, which is consumed and not stored.
     ///
     /// @param line  Receives the text; empty at the end of the file, where the result is true as well (see IsEOF).
+    /// @return      False when reading fails, and when there is no memory for the line, which then may be lost in part.
     bool ReadLine(std::string& line);
 
     /// Reads a line as above into a character buffer. A longer line is cut and consumed as a whole.
@@ -83,7 +91,8 @@ public:
     /// @return      Characters stored; -1 when reading fails.
     std::ptrdiff_t ReadLine(char* line, std::size_t maximum);
 
-    /// Reads up to the next byte 0, which is consumed and not stored, or to the end of the file.
+    /// Reads up to the next byte 0, which is consumed and not stored, or to the end of the file. Fails as ReadLine
+    /// does.
     bool ReadString(std::string& text);
 
     /// Reads one byte. False, with the output untouched, at the end of the file or when reading fails (see IsEOF).
@@ -117,6 +126,7 @@ private:
     Scan scan(Find find, Store store);
     template <typename Store>
     LineScan scanLine(Store store);
+    static bool refuseLine(std::string& line);
     template <typename Value>
     bool readValue(Value& value);
 };
@@ -209,9 +219,10 @@ std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, std::string& text
 ///
 /// @param mode  kCreateNew, kAppend or kTruncate; or kSafeReplace, which writes a temporary file ("ffw….tmp") in the
 ///              same folder, brings it to the disk and renames it onto the name, so that a reader meets the old content
-///              or the new. With kFlush the bytes are on the disk before the call returns, in every mode.
+///              or the new; when writing fails, as much of the new as was written. With kFlush the bytes are on the
+///              disk before the call returns, in every mode.
 /// @return      size; -1 when any step failed. In a safe replacement the rename takes place all the same, unless no
-///              temporary file could be made; a temporary file that could not be renamed stays.
+///              temporary file could be made; a temporary file that could not be renamed is removed.
 ///
 /// A safe replacement brings the content to the disk, not the folder: after a power failure the name may still lead to
 /// the old content. Its folder's name has at most 246 characters. On Windows it fails while anybody has the file open;

@@ -38,13 +38,13 @@ bool MFastFileReader::Open(const char* fileName) {
         M_ERRTRACE("MFastFileReader::Open(): Close() failed");
         return false;
     }
-    _file = openfile(fileName);
+    _file = keepName(fileName) ? openfile(fileName) : INVALID_HANDLE_VALUE;
     if (_file == INVALID_HANDLE_VALUE) {
         const DWORD error = GetLastError();
+        _fileName.clear();
         M_ERRTRACE("MFastFileReader::Open(): openfile(\"%s\") failed: %d", fileName, static_cast<int>(error));
         return false;
     }
-    _fileName = fileName;
     _openState = kOpen;
     return true;
 }
@@ -154,16 +154,26 @@ MFastFileReader::LineScan MFastFileReader::scanLine(Store store) {
     return LineScan::done;
 }
 
+// For want of memory. Always false.
+bool MFastFileReader::refuseLine(std::string& line) {
+    line.clear();
+    M_ERRTRACE("MFastFileReader::ReadLine(STL): no memory for the line");
+    return false;
+}
+
 bool MFastFileReader::ReadLine(std::string& line) {
     const char* const lineEnd = findLineEnd(_current, _end);
     if (_end - lineEnd > 1) {  // as nearly always the line end and a byte behind it are buffered
         const std::ptrdiff_t length = lineEnd - _current;
-        line.assign(_current, static_cast<std::size_t>(length));
+        if (!withMemory([&] { line.assign(_current, static_cast<std::size_t>(length)); })) return refuseLine(line);
         _current += length + (lineEnd[0] == '\r' && lineEnd[1] == '\n' ? 2 : 1);
         return true;
     }
     line.clear();
-    switch (scanLine([&line](const char* text, std::size_t length) { line.append(text, length); })) {
+    LineScan result = LineScan::done;
+    const auto append = [&line](const char* text, std::size_t length) { line.append(text, length); };
+    if (!withMemory([&] { result = scanLine(append); })) return refuseLine(line);
+    switch (result) {
         case LineScan::done:
             return true;
         case LineScan::failed:
@@ -195,7 +205,13 @@ std::ptrdiff_t MFastFileReader::ReadLine(char* line, std::size_t maximum) {
 bool MFastFileReader::ReadString(std::string& text) {
     text.clear();
     const auto findZero = [](const char* begin, const char* end) { return std::find(begin, end, '\0'); };
-    const Scan found = scan(findZero, [&text](const char* part, std::size_t length) { text.append(part, length); });
+    const auto append = [&text](const char* part, std::size_t length) { text.append(part, length); };
+    Scan found = Scan::failed;
+    if (!withMemory([&] { found = scan(findZero, append); })) {
+        text.clear();
+        M_ERRTRACE("MFastFileReader::ReadString(): no memory for the text");
+        return false;
+    }
     if (found == Scan::failed) {
         M_ERRTRACE("MFastFileReader::ReadString(): fill_buffer() failed");
         return false;

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "errtrace.h"
+#include "fastfile.h"
 
 namespace {
 
@@ -20,6 +21,12 @@ constexpr WriteMode kWriteModes[] = {
 };
 
 }  // namespace
+
+bool MFastFile::keepName(const char* fileName) {
+    if (withMemory([&] { _fileName = fileName ? fileName : ""; })) return true;
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
+}
 
 HANDLE openfile(const char* fileName) {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
+#include <stdexcept>
 
 #include "platform.h"
 
@@ -32,3 +34,16 @@ std::ptrdiff_t read64(HANDLE file, void* target, std::size_t size, std::size_t l
 ///
 /// @return  Bytes written; -1, after an entry in the error trace, when a system call fails.
 std::ptrdiff_t write64(HANDLE file, const void* source, std::size_t size, std::size_t largestPiece = kLargestTransfer);
+
+/// Lets a call fill strings. @return false when memory ran out, or a string would have been longer than strings get.
+template <typename Call>
+bool withMemory(Call call) {
+    try {
+        call();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    } catch (const std::length_error&) {
+        return false;
+    }
+}

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <stdexcept>
 
 #include "errtrace.h"
 #include "fastfile.h"
@@ -23,18 +22,6 @@ Block allocate(std::size_t size) {
         return nullptr;
     }
     return Block(new (std::nothrow) char[std::max<std::size_t>(size, 1)]);
-}
-
-// Sizes the text; false when there is no memory.
-bool resize(std::string& text, std::size_t size) {
-    try {
-        text.resize(size);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    } catch (const std::length_error&) {
-        return false;
-    }
 }
 
 // Makes one LF of each CR LF and each CR alone, in place. @return the new length.
@@ -143,7 +130,7 @@ std::ptrdiff_t MFastFile_ReadAtOnce(const char* fileName, std::string& content) 
                    static_cast<std::ptrdiff_t>(size));
         return -1;
     }
-    if (!resize(content, static_cast<std::size_t>(size))) {
+    if (!withMemory([&] { content.resize(static_cast<std::size_t>(size)); })) {
         M_ERRTRACE("MFastFile_ReadAtOnce(): no memory for the %Id bytes of \"%s\"", static_cast<std::ptrdiff_t>(size),
                    fileName);
         return -1;
@@ -180,6 +167,7 @@ std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std
     if (!file_rename(temporary.get(), fileName)) {
         M_ERRTRACE("MFastFile_WriteAtOnce(): file_rename(%s,%s) failed: %s", temporary.get(), fileName,
                    std::strerror(errno));
+        file_unlink(temporary.get());  // nobody would look for what it holds
         done = false;
     }
     return done ? static_cast<std::ptrdiff_t>(size) : -1;

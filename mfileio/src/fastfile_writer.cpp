@@ -16,12 +16,13 @@ MFastFileWriter::~MFastFileWriter() { Close(); }
 bool MFastFileWriter::Open(const char* fileName, int mode) {
     if (!Close()) return false;
     const int plainMode = mode & ~kFlush;
-    _file = openwritefile(fileName, plainMode, mode & kFlush ? FILE_FLAG_WRITE_THROUGH : 0);
+    const DWORD flags = mode & kFlush ? FILE_FLAG_WRITE_THROUGH : 0;
+    _file = keepName(fileName) ? openwritefile(fileName, plainMode, flags) : INVALID_HANDLE_VALUE;
     if (_file == INVALID_HANDLE_VALUE) {
+        _fileName.clear();
         M_ERRTRACE("%s(): openwritefile(%s, %d) failed", "MFastFileWriter::Open", fileName, plainMode);
         return false;
     }
-    _fileName = fileName;
     _openState = kOpen;
     return true;
 }

@@ -1,5 +1,8 @@
-// The contents of an ini file under the name that the rest of the system uses, and functions for callers that hold it
-// by a plain pointer.
+// The contents of an ini file. SAVE CAN LOSE A FILE: it writes what is held, also behind an Open that refused a line
+// and so read no further, and a replacing save takes place also when writing failed. Ask HoldsWholeFile before Save.
+//
+// The class bears the name that the rest of the system uses; the functions are for callers that hold it by a plain
+// pointer.
 #pragma once
 
 #include <cstddef>
@@ -13,6 +16,8 @@ public:
     using MIniDataT::MIniDataT;
 };
 
+// These functions throw nothing.
+
 /// Copies an entry's value into a buffer, with a terminating zero.
 ///
 /// @param target      Untouched when there is no such entry or the size is 0.
@@ -25,7 +30,7 @@ bool MIniData_GetStringEntry(const MIniData* handle, const char* section, const 
 /// The content string, zero-terminated, in memory that the caller gives back with free; null without memory.
 char* MIniData_GetContentString(const MIniData* handle);
 
-// The members of these names.
+// The members of these names. Without memory they answer false.
 bool MIniData_SetContentString(MIniData* handle, const char* text);
 bool MIniData_GetLongEntry(const MIniData* handle, const char* section, const char* entry, std::int32_t& value);
 bool MIniData_GetLongLongEntry(const MIniData* handle, const char* section, const char* entry, std::int64_t& value);

@@ -1,9 +1,12 @@
-// Ini data in memory: sections, their entries and every other line, so that a file can be read with typed getters and
-// comes back with its comments and the order of lines inside each section.
+// Ini data in memory. TWO WAYS TO LOSE A FILE: Save writes what is held, also behind an Open that refused a line and so
+// read no further; ask HoldsWholeFile first. And a save that replaces the file (kReplaceOnSave) replaces it also when
+// writing failed, on a full disk by its beginning: fastfile.h. Both are kept on purpose, see there and at Save.
+//
+// Ini data are sections, their entries and every other line, so that a file can be read with typed getters and comes
+// back with its comments and the order of lines inside each section.
 #pragma once
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -80,8 +84,10 @@ public:
     /// throws without memory leaves the section as it was.
     void append(typename EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry);
 
-    /// Removes an entry and its line. The line is looked for from the top; one without a name before '=' that stands
-    /// above it ends the search, with the entry forgotten and its line left: false after an entry in the error trace.
+    /// Removes an entry and its line. The entry is found as everywhere; the line is looked for from the top by the name
+    /// as it is given, trailing blanks included, kept on purpose: only a caller who spells the name as it stands in the
+    /// file loses a line of it. A line without a name before '=' that stands above it ends the search. When no line is
+    /// found, the entry is forgotten and its line stays: false after an entry in the error trace.
     bool DeleteEntry(std::string_view name);
 
     EntryMap entry_map;  // refers to lines below
@@ -92,6 +98,7 @@ public:
 
 private:
     bool setEntry(std::string_view name, std::string_view value);
+    bool setNumber(std::string_view name, std::string_view digits);
 };
 
 /// Ini data whose names are compared by Compare. Used by one thread at a time. Each operation answers false when it
@@ -106,14 +113,21 @@ public:
 
     // Options, to be combined. The second has the effect of the first as well, kept on purpose: with that one option
     // a file joined from several, lists of bare words included, is read.
+    // The name of a line without '=' is all of it behind leading blanks, kept on purpose: "word" and "word " are two
+    // entries. A getter, which trims what it is asked for, does not find the second; EntryExists and GetEntryNames do.
     static constexpr std::uint32_t kAcceptBareLines = 0x01;  // a line without '=' or without a name is an entry, too
     static constexpr std::uint32_t kReplaceSections = 0x02;  // a repeated section replaces the earlier one
     static constexpr std::uint32_t kFlushOnSave = 0x08;      // Save returns when the disk has the bytes
-    static constexpr std::uint32_t kReplaceOnSave = 0x10;    // Save replaces the file as a whole, by a temporary one
+    static constexpr std::uint32_t kReplaceOnSave = 0x10;    // Save replaces the file as a whole (kSafeReplace)
     static constexpr std::uint32_t kReplaceEntries = 0x20;   // a repeated entry of a section replaces the earlier one
 
     /// Without content and not open.
-    explicit MIniDataT(std::uint32_t options = 0);
+    MIniDataT() = default;
+
+    /// The same with options, a number of any type: so that a plain 0 is one, too, and no file name.
+    template <typename Options>
+    requires std::is_convertible_v<Options, std::uint32_t>
+    explicit MIniDataT(Options options) : _options(static_cast<std::uint32_t>(options)) {}
 
     /// Opens the file, without options. When that fails the object exists and is not open.
     explicit MIniDataT(const char* fileName);
@@ -135,8 +149,19 @@ public:
     bool Reload();
 
     /// Writes the content string into the file that was opened, with CR LF as line ends, whether it existed or not;
-    /// also behind an Open that failed, whose lines before the failure then replace the whole file.
+    /// also behind an Open that failed, whose lines before the failure then replace the whole file. Kept on purpose:
+    /// who repairs a damaged file saves what could be read of it. Everybody else asks HoldsWholeFile first.
     bool Save();
+
+    /// Whether what Save would write is all that the last Open saw in the file, but for what was set, added, renamed
+    /// and removed since. True also for a file that did not exist. Empty lines, ends of lines, the order of sections
+    /// and the mark of UTF-8 do not count. False
+    ///   - before the first Open and after Close;
+    ///   - behind an Open that failed: lines from the refused one on are missing;
+    ///   - when an option had a later line or section replace an earlier one;
+    ///   - when a line that begins with a byte 0 was dropped;
+    ///   - after SetContentString: another text took the file's place.
+    bool HoldsWholeFile() const { return _holdsWholeFile; }
 
     bool IsOpen() const { return _open; }
 
@@ -222,12 +247,13 @@ private:
     Section* add_new_section(std::string_view name);
     template <typename Set>
     bool setEntry(std::string_view section, const char* failure, Set set);
-    bool refuseComment(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
-    void formatLastError(std::string& text, const char* format, std::va_list arguments) PLATFORM_FORMAT(3, 0);
+    bool refuseComment(int codeLine, std::string_view function, std::string_view entry, std::string_view value);
 
     bool _open = false;
     bool _fileAbsent = true;
     bool _unchanged = false;
+    bool _holdsWholeFile = false;
+    bool _lineDropped = false;  // while parsing: a line with content was left out or replaced
     std::string _fileName;
     std::uint32_t _options = 0;
     MIniDataLines _topLines;  // above the first section: blank lines and comments

@@ -22,7 +22,8 @@ std::string stl_string_format_va(const char* format, std::va_list arguments) PLA
 /// of the process's locale. What lies outside the range is limited to it.
 ///
 /// @param value  Untouched unless the result is true.
-/// @param whole  Whether the number has to reach to the end of the text.
+/// @param whole  Whether the number has to reach to the end of the text; an empty text is then the number 0, kept on
+///               purpose: a field that was left empty counts as 0.
 /// @return       Whether there is such a number.
 bool stl_string_to_double(const std::string& text, double& value, bool whole);
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "errtrace.h"
@@ -17,7 +18,12 @@ const char kFile[] = "mutil/src/MIniData";
 bool MIniData_GetStringEntry(const MIniData* handle, const char* section, const char* entry, char* target,
                              std::size_t targetSize) {
     std::string value;
-    if (!handle->GetStringEntry(section, entry, value)) return false;
+    try {
+        if (!handle->GetStringEntry(section, entry, value)) return false;
+    } catch (const std::bad_alloc&) {
+        M_ERRTRACE("MIniData_GetStringEntry(): no memory for the value");
+        return false;
+    }
     if (targetSize > 0) {
         const std::size_t length = std::min(value.size(), targetSize - 1);
         std::memcpy(target, value.data(), length);
@@ -29,17 +35,26 @@ bool MIniData_GetStringEntry(const MIniData* handle, const char* section, const 
 }
 
 char* MIniData_GetContentString(const MIniData* handle) {
-    const std::string content = handle->GetContentString();
-    auto* const block = static_cast<char*>(malloc(content.size() + 1));
-    if (!block) {
-        M_ERRTRACE("MIniData_GetContentString(): malloc() failed: %.50s", std::strerror(errno));
-        return nullptr;
+    char* block = nullptr;
+    try {
+        const std::string content = handle->GetContentString();
+        block = static_cast<char*>(malloc(content.size() + 1));
+        if (block) std::memcpy(block, content.c_str(), content.size() + 1);
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
     }
-    std::memcpy(block, content.c_str(), content.size() + 1);
+    if (!block) M_ERRTRACE("MIniData_GetContentString(): malloc() failed: %.50s", std::strerror(errno));
     return block;
 }
 
-bool MIniData_SetContentString(MIniData* handle, const char* text) { return handle->SetContentString(text); }
+bool MIniData_SetContentString(MIniData* handle, const char* text) {
+    try {
+        return handle->SetContentString(text);
+    } catch (const std::bad_alloc&) {
+        M_ERRTRACE("MIniData_SetContentString(): no memory for the content");
+        return false;
+    }
+}
 
 bool MIniData_GetLongEntry(const MIniData* handle, const char* section, const char* entry, std::int32_t& value) {
     return handle->GetLongEntry(section, entry, value);
@@ -56,5 +71,9 @@ bool MIniData_GetDoubleEntry(const MIniData* handle, const char* section, const 
 bool MIniData_DeleteSection(MIniData* handle, const char* section) { return handle->DeleteSection(section); }
 
 bool MIniData_DeleteEntry(MIniData* handle, const char* section, const char* entry) {
-    return handle->DeleteEntry(section, entry);
+    try {
+        return handle->DeleteEntry(section, entry);
+    } catch (const std::bad_alloc&) {  // for a report
+        return false;
+    }
 }

@@ -13,9 +13,6 @@
 #include "fileops.h"
 
 template <typename Compare>
-MIniDataT<Compare>::MIniDataT(std::uint32_t options) : _options(options) {}
-
-template <typename Compare>
 MIniDataT<Compare>::MIniDataT(const char* fileName) {
     if (!Open(fileName)) M_ERRTRACE("MIniData::MIniData(): Open(\"%.60s\") failed", fileName);
 }
@@ -31,7 +28,8 @@ MIniDataT<Compare>& MIniDataT<Compare>::operator=(const MIniDataT& other) {
     _fileName = other._fileName;
     _options = other._options;
     _lastError = other._lastError;
-    SetContentString(other.GetContentString());
+    const bool copied = SetContentString(other.GetContentString()) && !_lineDropped;
+    _holdsWholeFile = copied && other._holdsWholeFile;
     _open = other._open;
     _fileAbsent = other._fileAbsent;
     _unchanged = other._unchanged;
@@ -54,6 +52,7 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
     _unchanged = false;
     if (!file_access(_fileName.c_str())) {
         _open = true;  // and still absent: a new, empty file
+        _holdsWholeFile = true;
         return true;
     }
     _fileAbsent = false;
@@ -65,6 +64,7 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
     if (!readLines(reader)) return false;
     _unchanged = true;
     _open = true;
+    _holdsWholeFile = !_lineDropped;
     return true;
 }
 
@@ -77,7 +77,11 @@ bool MIniDataT<Compare>::readLines(MFastFileReader& reader) {
             return false;
         }
         if (first && !takeMark(line)) return false;
-        if (line.empty() || line.front() == '\0') continue;
+        if (line.empty()) continue;
+        if (line.front() == '\0') {
+            _lineDropped = true;
+            continue;
+        }
         if (!parse_line(line)) {
             M_ERRTRACE("MIniData::Open(): parse_line(%.60s) failed", line.c_str());
             return false;
@@ -116,6 +120,8 @@ void MIniDataT<Compare>::freeContent() {
     _topLines.clear();
     _sections.clear();
     _currentSection = nullptr;
+    _holdsWholeFile = false;
+    _lineDropped = false;
 }
 
 template <typename Compare>

@@ -1,7 +1,8 @@
 // The setters, and adding, removing and renaming. Part of MIniData_template_core.cpp.
 #pragma once
 
-#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
@@ -11,6 +12,7 @@
 #include "MIniData_line.h"
 #include "MIniData_template_core.h"
 #include "errtrace.h"
+#include "platform.h"
 
 namespace {
 
@@ -25,8 +27,7 @@ bool namesComment(std::string_view name) {
 template <typename Compare>
 bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, const char* text) {
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%s\"",
-                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
+        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
     }
     return setEntry(section, "MIniData::SetStringEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetStringEntry(entry, text); });
@@ -35,9 +36,8 @@ bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, 
 template <typename Compare>
 bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%ld\"",
-                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
-                             static_cast<long>(value));
+        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
+                             std::to_string(value));
     }
     return setEntry(section, "MIniData::SetLongEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetLongEntry(entry, value); });
@@ -47,9 +47,8 @@ template <typename Compare>
 bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
     // Reported under the name for 32 bits, kept on purpose: one search of a log finds refused integers of both widths.
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%lld\"",
-                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
-                             static_cast<long long>(value));
+        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
+                             std::to_string(value));
     }
     return setEntry(section, "MIniData::SetLongLongEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetLongLongEntry(entry, value); });
@@ -58,25 +57,25 @@ bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry
 template <typename Compare>
 bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, double value) {
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%g\"",
-                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, value);
+        char digits[32];
+        platform_format(digits, sizeof digits, "%g", value);
+        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, digits);
     }
     return setEntry(section, "MIniData::SetDoubleEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetDoubleEntry(entry, value); });
 }
 
-// Reports from the given line of this file why a name is refused, and notes it without the function's name, which comes
-// first. Always false.
+// Reports from the given line of this file why a name is refused, and notes it. Put together without a formatter, which
+// refuses texts of 2 GB. Always false.
 template <typename Compare>
-bool MIniDataT<Compare>::refuseComment(int codeLine, const char* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::string text;
-    formatLastError(text, format, arguments);
-    va_end(arguments);
+bool MIniDataT<Compare>::refuseComment(int codeLine, std::string_view function, std::string_view entry,
+                                       std::string_view value) {
+    constexpr std::size_t kGreatestPart = 1'000'000'000;  // two of them are still reported whole
+    std::string reason = "cannot add comment as an entry: \"";
+    reason.append(entry.substr(0, kGreatestPart)).append(1, '=').append(value.substr(0, kGreatestPart)).append(1, '"');
     _MErrTrace_Location(0, kFile, codeLine);
-    _MErrTrace_Add("%s", text.c_str());
-    _lastError.assign(text, text.find("(): ") + 4, kLastErrorSize - 1);
+    _MErrTrace_Add("%s(): %s", function.data(), reason.c_str());
+    _lastError.assign(reason, 0, kLastErrorSize - 1);
     return false;
 }
 

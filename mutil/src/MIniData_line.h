@@ -20,8 +20,11 @@ constexpr std::string_view withoutTrailingBlanks(std::string_view text) {
 
 constexpr bool beginsComment(char firstVisible) { return kCommentMarks.find(firstVisible) != std::string_view::npos; }
 
-// The name of an entry's line: from its first visible character up to '=', or to the end without one.
+// The name of an entry's line: from its first visible character up to '=', without blanks at its end. Without '=' it is
+// the whole rest of the line, blanks at its end included, kept on purpose: lists of bare words may hold two that differ
+// in nothing else, and neither line gets lost.
 constexpr std::string_view entryName(std::string_view line, std::size_t nameBegin, std::size_t equals) {
+    if (equals == std::string_view::npos) return line.substr(nameBegin);
     return withoutTrailingBlanks(line.substr(nameBegin, equals - nameBegin));
 }
 

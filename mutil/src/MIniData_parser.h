@@ -38,6 +38,7 @@ bool MIniDataT<Compare>::parseHeader(std::string_view line) {
     }
     std::string name(line.substr(1, close - 1));
     if (find_section(name)) {
+        _lineDropped = true;
         if (!(_options & kReplaceSections)) return refuse(M_HERE, "Section [%s] seen twice", name.c_str());
         // By its zero-terminated text a name with a byte 0 in it would be that of another section.
         if (name.find('\0') != std::string::npos || !DeleteSection(name.c_str())) {
@@ -74,6 +75,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
     auto place = section.entry_map.lower_bound(name);
     if (place != section.entry_map.end() && !section.entry_map.key_comp()(name, place->first)) {
         const std::string ownName(name);
+        _lineDropped = true;
         if (!(_options & kReplaceEntries)) {
             return refuse(M_HERE, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
         }
@@ -99,16 +101,10 @@ bool MIniDataT<Compare>::refuse(int codeLine, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     std::string text;
-    formatLastError(text, format, arguments);
+    formatString(text, format, arguments);
     va_end(arguments);
+    _lastError.assign(text, 0, kLastErrorSize - 1);
     _MErrTrace_Location(0, kFile, codeLine);
     _MErrTrace_Add("MIniData::parse_line(): %.70s", text.c_str());
     return false;
-}
-
-// Formats a reason and keeps it as the last error, as much of it as a buffer of that size takes.
-template <typename Compare>
-void MIniDataT<Compare>::formatLastError(std::string& text, const char* format, std::va_list arguments) {
-    formatString(text, format, arguments);
-    _lastError.assign(text, 0, kLastErrorSize - 1);
 }

@@ -75,21 +75,21 @@ bool MIniDataSectionT<Compare>::SetStringEntry(std::string_view name, std::strin
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::SetLongEntry(std::string_view name, std::int32_t value) {
-    if (setEntry(name, stl_string_format("%ld", static_cast<long>(value)))) return true;
+    if (setNumber(name, stl_string_format("%ld", static_cast<long>(value)))) return true;
     M_ERRTRACE("MIniDataSectionT::SetLongEntry(): add_new_entry() failed");
     return false;
 }
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::SetLongLongEntry(std::string_view name, std::int64_t value) {
-    if (setEntry(name, stl_string_format("%lld", static_cast<long long>(value)))) return true;
+    if (setNumber(name, stl_string_format("%lld", static_cast<long long>(value)))) return true;
     M_ERRTRACE("MIniDataSectionT::SetLongLongEntry(): add_new_entry() failed");
     return false;
 }
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::SetDoubleEntry(std::string_view name, double value) {
-    if (setEntry(name, stl_string_format("%.17g", value))) return true;
+    if (setNumber(name, stl_string_format("%.17g", value))) return true;
     M_ERRTRACE("MIniDataSectionT::SetDoubleEntry(): add_new_entry() failed");
     return false;
 }
@@ -101,6 +101,12 @@ bool MIniDataSectionT<Compare>::setEntry(std::string_view name, std::string_view
     MIniDataEntry& entry = *found->second;
     entry.text.replace(entry.valuePosition, std::string::npos, value);
     return true;
+}
+
+// A number that could not be formatted has no digits.
+template <typename Compare>
+bool MIniDataSectionT<Compare>::setNumber(std::string_view name, std::string_view digits) {
+    return !digits.empty() && setEntry(name, digits);
 }
 
 template <typename Compare>
@@ -130,8 +136,7 @@ void MIniDataSectionT<Compare>::append(typename EntryMap::const_iterator place, 
 
 template <typename Compare>
 bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
-    const std::string_view wanted = withoutTrailingBlanks(name);
-    const auto found = entry_map.find(wanted);
+    const auto found = entry_map.find(withoutTrailingBlanks(name));
     if (found == entry_map.end()) {
         M_ERRTRACE("MIniDataSectionT::DeleteEntry(): entry \"%.40s\" not found in entry_map",
                    std::string(name).c_str());
@@ -151,7 +156,8 @@ bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
             M_ERRTRACE("MIniDataSectionT::DeleteEntry(): no entry name in \"%.50s\"", lineText.c_str());
             return false;
         }
-        if (entryName(lineText, begin, equals) != wanted) continue;
+        // Byte by byte, kept on purpose: only a caller who spells the name as it stands in the file loses a line of it.
+        if (entryName(lineText, begin, equals) != name) continue;
         // A line without '=' may have been given this text as its value; its own name must not outlive it.
         std::erase_if(entry_map, [&line](const auto& entry) { return entry.second == line->get(); });
         line_vec.erase(line);

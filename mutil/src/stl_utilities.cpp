@@ -11,12 +11,13 @@ namespace {
 
 const char kFile[] = "mutil/src/stl_utilities";
 
-// Stores what convert reads at the text's start, if it reads anything, and all of it where that is asked for.
+// Stores what convert reads at the text's start: something of it, or all of it where that is asked for. All of an empty
+// text is read as 0, kept on purpose: a field that was left empty counts as 0 for who asks for the whole.
 template <typename Value, typename Convert>
 bool convertText(const std::string& text, Value& value, bool whole, Convert convert) {
     char* end = nullptr;
     const Value number = convert(text.c_str(), &end);
-    if (end == text.c_str() || (whole && end != text.c_str() + text.size())) return false;
+    if (whole ? end != text.c_str() + text.size() : end == text.c_str()) return false;
     value = number;
     return true;
 }

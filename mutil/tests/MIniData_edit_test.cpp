@@ -141,11 +141,28 @@ TEST_F(MIniDataEditTest, DeleteEntryRemovesItsLineAndKeepsTheOthers) {
     MIniData data(file.c_str());
     EXPECT_TRUE(data.DeleteEntry("s", "k"));
     EXPECT_EQ(data.GetContentString(), "[s]\n#c\n \nkey = 1\n#d\n");
-    EXPECT_TRUE(data.DeleteEntry("s", "key \t"));  // trailing blanks do not count
+    EXPECT_TRUE(data.DeleteEntry("s", "key"));
     EXPECT_EQ(data.GetContentString(), "[s]\n#c\n \n#d\n");
     EXPECT_THAT(data.GetEntryNames("s"), IsEmpty());
     EXPECT_FALSE(data.Unchanged());
     EXPECT_THAT(_recorder.entries(), IsEmpty());
+}
+
+TEST_F(MIniDataEditTest, DeleteEntryOfANameWithABlankBehindForgetsTheEntryAndLeavesItsLine) {
+    MIniData data = opened("[s]\nkey = 1\nother=2");
+    EXPECT_FALSE(data.DeleteEntry("s", "key "));
+    EXPECT_THAT(_recorder.errorTraces(),
+                ElementsAre("MIniDataSectionT::DeleteEntry(): entry \"key \" not found in line_vec",
+                            "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"s\",\"key \")"));
+    EXPECT_FALSE(data.EntryExists("s", "key"));
+    EXPECT_EQ(data.GetContentString(), "[s]\nkey = 1\nother=2\n");
+    // The line that stayed is nobody's: a new entry has a line of its own, and the first one goes when that is deleted.
+    EXPECT_TRUE(data.SetLongEntry("s", "key", 3));
+    EXPECT_EQ(data.GetContentString(), "[s]\nkey = 1\nother=2\nkey=3\n");
+    EXPECT_TRUE(data.DeleteEntry("s", "key"));
+    EXPECT_EQ(data.GetContentString(), "[s]\nother=2\nkey=3\n");
+    EXPECT_TRUE(data.SetLongEntry("s", "key", 4));
+    EXPECT_EQ(data.GetContentString(), "[s]\nother=2\nkey=3\nkey=4\n");
 }
 
 TEST_F(MIniDataEditTest, DeleteEntryOfAMissingOneIsReported) {

@@ -1,10 +1,14 @@
 // Ini data while memory runs out at any allocation: what it answers afterwards fits what it holds.
+#include <cerrno>
+#include <cstring>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 
 #include "MIniData.h"
+#include "log_recorder.h"
 #include "no_memory.h"
 #include "temporary_folder.h"
 
@@ -83,6 +87,32 @@ TEST(MIniDataMemory, AParserThatRunsOutOfMemoryKeepsWholeLinesOnly) {
         expectConsistent(data, kUsualLines + 1);
     }
     EXPECT_GE(failures, 3 * (kUsualLines + 1));
+}
+
+// The functions for callers in C style throw nothing.
+TEST(MIniDataMemory, FunctionsAnswerWithoutMemoryAsForAnyOtherFailure) {
+    const test::LogRecorder recorder;
+    const std::string value(100, 'v');
+    MIniData data;
+    ASSERT_TRUE(data.SetContentString("[s]\nk=" + value + "\n"));
+    char target[200] = "#";
+    test::failAllocation(1);
+    EXPECT_FALSE(MIniData_GetStringEntry(&data, "s", "k", target, sizeof target));
+    EXPECT_TRUE(test::allocationHasFailed());
+    EXPECT_STREQ(target, "#");
+    test::failAllocation(1);
+    EXPECT_EQ(MIniData_GetContentString(&data), nullptr);
+    EXPECT_TRUE(test::allocationHasFailed());
+    EXPECT_EQ(recorder.errorTraces(), (std::vector<std::string>{"MIniData_GetStringEntry(): no memory for the value",
+                                                                "MIniData_GetContentString(): malloc() failed: " +
+                                                                    std::string(std::strerror(ENOMEM))}));
+    const std::string content = "[t]\nk=" + value;
+    for (int count = 1; count <= 3; ++count) {
+        test::failAllocation(count);
+        EXPECT_FALSE(MIniData_SetContentString(&data, content.c_str())) << count;
+        EXPECT_TRUE(test::allocationHasFailed());
+    }
+    EXPECT_TRUE(MIniData_SetContentString(&data, "[s]\nk=1"));
 }
 
 TEST(MIniDataMemory, ASectionThatWasAddedEndsUnchangedThoughMemoryRanOutForItsEntry) {

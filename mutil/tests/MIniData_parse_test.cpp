@@ -46,6 +46,16 @@ protected:
     test::LogRecorder _recorder;
 };
 
+TEST_F(MIniDataParseTest, OptionsMayBeAnyNumberAlsoAPlain0) {
+    MIniData none(0);
+    MIniData number(0x01);
+    MIniData wide(std::uint64_t{MIniData::kAcceptBareLines});
+    EXPECT_FALSE(none.SetContentString("[s]\nword"));
+    EXPECT_TRUE(number.SetContentString("[s]\nword"));
+    EXPECT_TRUE(wide.SetContentString("[s]\nword"));
+    EXPECT_TRUE(MIniData(nullptr).IsOpen());  // a file without a name: a new one
+}
+
 // ------------------------------------------------------------------------------------------------------------ headers
 
 TEST_F(MIniDataParseTest, AHeaderOpensASection) {
@@ -169,12 +179,34 @@ TEST_F(MIniDataParseTest, ALineWithoutNameOrEqualsSignIsRefused) {
 TEST_F(MIniDataParseTest, ALineWithoutNameOrEqualsSignIsAnEntryOnRequest) {
     for (const std::uint32_t options : {MIniData::kAcceptBareLines, MIniData::kReplaceSections}) {
         MIniData data(options);
-        EXPECT_TRUE(data.SetContentString("[s]\n  word  \n =v\n"));
+        EXPECT_TRUE(data.SetContentString("[s]\n  word\n =v\n"));
         EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("", "word"));
-        EXPECT_EQ(valueOf(data, "s", "word"), "  word  ");
+        EXPECT_EQ(valueOf(data, "s", "word"), "  word");
         EXPECT_EQ(valueOf(data, "s", ""), "v");
-        EXPECT_EQ(data.GetContentString(), "[s]\n  word  \n =v\n");
+        EXPECT_EQ(data.GetContentString(), "[s]\n  word\n =v\n");
     }
+}
+
+TEST_F(MIniDataParseTest, ALineWithoutEqualsSignKeepsTheBlanksAtItsEndInItsName) {
+    for (const std::uint32_t options : {MIniData::kAcceptBareLines, MIniData::kReplaceSections}) {
+        MIniData data(options);
+        EXPECT_TRUE(data.SetContentString("[s]\nword\n word \n\tword\t\nword2 = 1\n"));
+        EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("word", "word\t", "word ", "word2"));
+        EXPECT_TRUE(data.EntryExists("s", "word "));
+        EXPECT_EQ(valueOf(data, "s", "word "), "word");  // who asks is trimmed, and finds the first
+    }
+    MIniData data(MIniData::kAcceptBareLines);
+    EXPECT_TRUE(data.SetContentString("[s]\nword \n"));
+    EXPECT_EQ(valueOf(data, "s", "word "), "(missing)");
+    EXPECT_EQ(valueOf(data, "s", "word"), "(missing)");
+}
+
+TEST_F(MIniDataParseTest, ALineWithoutEqualsSignAndItsTwinWithABlankBehindAreTwoEntries) {
+    MIniData data(MIniData::kAcceptBareLines);
+    EXPECT_TRUE(data.SetContentString("[s]\nword\nword \n"));
+    EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("word", "word "));
+    EXPECT_THAT(_recorder.entries(), IsEmpty());
+    expectRefused(data, "[s]\nword \nword ", "Entry \"word \" seen twice in section [s]");
 }
 
 TEST_F(MIniDataParseTest, ARepeatedEntryIsRefused) {

@@ -76,6 +76,59 @@ TEST_F(MIniDataSaveTest, SaveAfterAFailedOpenLeavesTheLinesBeforeTheFailure) {
     EXPECT_TRUE(data.Unchanged());
 }
 
+TEST_F(MIniDataSaveTest, WhoAsksBeforeSavingDoesNotLoseTheLinesBehindARefusedOne) {
+    const std::string file = _folder.file("a.ini", "[s]\nk=1\nrefused\n[t]\nlost=1\n");
+    const MIniData data(file.c_str());
+    ASSERT_FALSE(data.IsOpen());
+    EXPECT_EQ(data.GetContentString(), "[s]\nk=1\n");
+    EXPECT_FALSE(data.HoldsWholeFile());
+}
+
+TEST_F(MIniDataSaveTest, TheWholeFileIsHeldFromOpenOnWhateverIsChangedThen) {
+    MIniData data;
+    EXPECT_FALSE(data.HoldsWholeFile());
+    EXPECT_TRUE(data.Open(_folder.file("a.ini", "\xEF\xBB\xBF[s]\n\n#c\nk=1\n").c_str()));
+    EXPECT_TRUE(data.HoldsWholeFile());
+    EXPECT_TRUE(data.SetLongEntry("s", "k", 2));
+    EXPECT_TRUE(data.DeleteSection("s"));
+    EXPECT_TRUE(data.HoldsWholeFile());
+    EXPECT_TRUE(data.Save());
+    EXPECT_TRUE(data.Reload());
+    EXPECT_TRUE(data.HoldsWholeFile());
+    EXPECT_TRUE(data.Open(_folder.path("none.ini").c_str()));
+    EXPECT_TRUE(data.HoldsWholeFile());  // there is nothing in it
+    data.Close();
+    EXPECT_FALSE(data.HoldsWholeFile());
+}
+
+TEST_F(MIniDataSaveTest, TheWholeFileIsNotHeldWhenALineOfItWasDropped) {
+    using namespace std::string_literals;
+    for (const auto& [options, content, whole] : {
+             std::tuple{0u,                         "[s]\n\n \nk=1\n"s, true },
+             {0u,                         "[s]\n\0k=1\n"s,    false},
+             {MIniData::kReplaceEntries,  "[s]\nk=1\nj=2\n"s, true },
+             {MIniData::kReplaceEntries,  "[s]\nk=1\nk=2\n"s, false},
+             {MIniData::kReplaceSections, "[s]\nk=1\n[t]\n"s, true },
+             {MIniData::kReplaceSections, "[s]\nk=1\n[s]\n"s, false},
+    }) {
+        MIniData data(options);
+        EXPECT_TRUE(data.Open(_folder.file("a.ini", content).c_str()));
+        EXPECT_EQ(data.HoldsWholeFile(), whole) << content;
+        EXPECT_EQ(MIniData(data).HoldsWholeFile(), whole) << content;
+    }
+}
+
+TEST_F(MIniDataSaveTest, ATextThatTookTheFilesPlaceIsNotTheFile) {
+    MIniData data(_folder.file("a.ini", "[s]\nk=1\n").c_str());
+    EXPECT_TRUE(data.SetContentString("[s]\nk=1\n"));
+    EXPECT_FALSE(data.HoldsWholeFile());
+    // A copy reads the lines; where it cannot, it does not hold them.
+    MIniData broken(_folder.file("a.ini", "[s]\nk=1\n[t]\n").c_str());
+    EXPECT_TRUE(broken.SetStringEntry("s", "k", "1\nno entry"));
+    EXPECT_TRUE(broken.HoldsWholeFile());
+    EXPECT_FALSE(MIniData(broken).HoldsWholeFile());
+}
+
 TEST_F(MIniDataSaveTest, SaveOfAnEmptyContentEmptiesTheFile) {
     const std::string file = _folder.file("a.ini", "[s]\nk=1");
     MIniData data(file.c_str());

@@ -224,7 +224,7 @@ TEST(MIniDataSet, NamesThatBreakTheFormatAreTaken) {
 // A bare line is its own value, so that a new value takes its place; its name stays: kept as it is.
 TEST(MIniDataSet, ABareLineIsReplacedAsAWhole) {
     MIniData data(MIniData::kAcceptBareLines);
-    EXPECT_TRUE(data.SetContentString("[s]\n word \n"));
+    EXPECT_TRUE(data.SetContentString("[s]\n word\n"));
     EXPECT_TRUE(data.SetStringEntry("s", "word", "other=1"));
     EXPECT_EQ(data.GetContentString(), "[s]\nother=1\n");
     EXPECT_TRUE(data.EntryExists("s", "word"));

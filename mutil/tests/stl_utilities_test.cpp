@@ -68,7 +68,7 @@ TEST(StlStringToDouble, ReadsTheNumberThatATextBeginsWith) {
         {"-1e3",  true,  true,  -1000.0                                },
         {"1e999", true,  true,  std::numeric_limits<double>::infinity()},
         {"x",     false, false, 0.0                                    },
-        {"",      false, false, 0.0                                    },
+        {"",      false, true,  0.0                                    },
         {" ",     false, false, 0.0                                    },
     };
     for (const Conversion& expected : conversions) {
@@ -94,7 +94,8 @@ TEST(StlStringToInt, ReadsTheDecimalNumberThatATextBeginsWith) {
         {"99999999999",  true,  true,  2147483647   },
         {"-99999999999", true,  true,  -2147483648.0},
         {"x",            false, false, 0            },
-        {"",             false, false, 0            },
+        {"",             false, true,  0            },
+        {" ",            false, false, 0            },
     };
     for (const Conversion& expected : conversions) {
         std::int32_t value = 77;
@@ -104,6 +105,18 @@ TEST(StlStringToInt, ReadsTheDecimalNumberThatATextBeginsWith) {
         EXPECT_EQ(stl_string_to_int(expected.text, value, true), expected.whole) << expected.text;
         EXPECT_EQ(value, expected.whole ? expected.value : 77) << expected.text;
     }
+}
+
+TEST(StlStringToNumber, AnEmptyTextIsWholeAndZero) {
+    std::int32_t number = 77;
+    double value = 7.25;
+    EXPECT_TRUE(stl_string_to_int("", number, true));
+    EXPECT_TRUE(stl_string_to_double("", value, true));
+    EXPECT_EQ(number, 0);
+    EXPECT_EQ(value, 0.0);
+    number = 77;
+    EXPECT_FALSE(stl_string_to_int("", number, false));
+    EXPECT_EQ(number, 77);
 }
 
 TEST(StlStringToNumber, AWholeNumberHasNoZeroByteBehindIt) {

@@ -1,6 +1,8 @@
 // Files by name: temporary ones, renaming, removing, looking.
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -10,6 +12,7 @@
 
 #include "file_error_posix.h"
 #include "last_error_posix.h"
+#include "no_memory_posix.h"
 #include "paths_posix.h"
 #include "platform.h"
 
@@ -28,14 +31,21 @@ UINT nextTemporaryNumber() {
     return ++last % kTemporaryNumbers + 1;
 }
 
+// nativePath without memory of its own; the empty name, which is nobody's, for one longer than names get.
+struct ShortPath {
+    explicit ShortPath(const char* path) {
+        const std::size_t length = std::strlen(path);
+        if (length < sizeof text) std::replace_copy(path, path + length + 1, text, '\\', '/');
+    }
+    char text[PATH_MAX] = "";
+};
+
 bool exists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;
 }
 
-}  // namespace
-
-extern "C" UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName) {
+UINT makeTemporaryFile(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName) {
     if (unique != 0) return platform_failWith(ERROR_NOT_SUPPORTED, 0u);
     if (!folder || !isFolder(nativePath(folder))) return platform_failWith(ERROR_DIRECTORY, 0u);
     std::string stem = folder;
@@ -57,7 +67,7 @@ extern "C" UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPST
     return platform_failWith(ERROR_FILE_EXISTS, 0u);
 }
 
-extern "C" BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
+BOOL moveFile(LPCSTR from, LPCSTR to, DWORD flags) {
     if (flags != MOVEFILE_REPLACE_EXISTING) return platform_failWith(ERROR_NOT_SUPPORTED, FALSE);
     const std::string source = nativePath(from);
     const std::string target = nativePath(to);
@@ -68,26 +78,41 @@ extern "C" BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
     return platform_failWith(platform_fileErrorOf(errno, errno == ENOENT ? target : source), FALSE);
 }
 
+}  // namespace
+
+extern "C" UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName) {
+    return platform_unlessOutOfMemory(0u, [=] { return makeTemporaryFile(folder, prefix, unique, fileName); });
+}
+
+extern "C" BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
+    return platform_unlessOutOfMemory(FALSE, [=] { return moveFile(from, to, flags); });
+}
+
+// Without memory nothing is to be left out here: what is written next may not be for everybody.
 void platform_takePermissions(const char* replaced, const char* replacement) {
     struct stat status {};
-    if (stat(nativePath(replaced).c_str(), &status) == 0 && S_ISREG(status.st_mode))
-        chmod(nativePath(replacement).c_str(), (status.st_mode & 0777) | S_IWUSR);
+    if (stat(ShortPath(replaced).text, &status) == 0 && S_ISREG(status.st_mode))
+        chmod(ShortPath(replacement).text, (status.st_mode & 0777) | S_IWUSR);
 }
 
 extern "C" int _unlink(const char* fileName) {
-    const int result = unlink(nativePath(fileName).c_str());
-    if (result != 0 && errno == EISDIR) errno = EACCES;
-    return result;
+    return platform_unlessOutOfMemory(-1, [=] {
+        const int result = unlink(nativePath(fileName).c_str());
+        if (result != 0 && errno == EISDIR) errno = EACCES;
+        return result;
+    });
 }
 
 extern "C" int _access(const char* fileName, int mode) {
     const int wanted = (mode & 2 ? W_OK : 0) | (mode & 4 ? R_OK : 0);
-    return access(nativePath(fileName).c_str(), wanted == 0 ? F_OK : wanted);
+    return platform_unlessOutOfMemory(
+        -1, [=] { return access(nativePath(fileName).c_str(), wanted == 0 ? F_OK : wanted); });
 }
 
 extern "C" int _stat64(const char* fileName, struct __stat64* status) {
     struct stat native {};
-    if (stat(nativePath(fileName).c_str(), &native) != 0) return -1;
+    const int result = platform_unlessOutOfMemory(-1, [&] { return stat(nativePath(fileName).c_str(), &native); });
+    if (result != 0) return -1;
     status->st_mode = static_cast<WORD>(native.st_mode);
     status->st_size = native.st_size;
     return 0;

@@ -1,15 +1,18 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "file_error_posix.h"
 #include "handle_table_posix.h"
 #include "last_error_posix.h"
+#include "no_memory_posix.h"
 #include "paths_posix.h"
 
 namespace {
@@ -31,20 +34,20 @@ bool isFolder(int descriptor) {
     return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-HANDLE handleOf(int descriptor, bool writable) {
-    const HANDLE handle = HandleTable_Open(std::make_shared<FileObject>(descriptor, writable));
+// Takes the descriptor over, and closes it when there is no handle for it.
+HANDLE handleOf(Descriptor& descriptor, bool writable) {
+    auto file = std::make_shared<FileObject>(descriptor.get(), writable);
+    descriptor.release();
+    const HANDLE handle = HandleTable_Open(std::move(file));
     return handle ? handle : INVALID_HANDLE_VALUE;
 }
 
-HANDLE closeAndFail(int descriptor, DWORD error) {
-    close(descriptor);
-    return platform_failWith(error, INVALID_HANDLE_VALUE);
-}
+HANDLE failWith(DWORD error) { return platform_failWith(error, INVALID_HANDLE_VALUE); }
 
 HANDLE openForReading(const std::string& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return platform_failWith(platform_fileErrorOf(errno, path), INVALID_HANDLE_VALUE);
-    if (isFolder(descriptor)) return closeAndFail(descriptor, ERROR_ACCESS_DENIED);
+    Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (descriptor.get() < 0) return failWith(platform_fileErrorOf(errno, path));
+    if (isFolder(descriptor.get())) return failWith(ERROR_ACCESS_DENIED);
     return handleOf(descriptor, false);
 }
 
@@ -56,22 +59,38 @@ bool empty(int descriptor) {
     return !S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
 }
 
+// Opens an existing file, or makes it where the creation allows that.
+int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed) {
+    const int found = creation == CREATE_NEW ? -1 : open(path.c_str(), flags);
+    existed = found >= 0;
+    if (creation == CREATE_NEW) return open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
+    return existed || errno != ENOENT ? found : open(path.c_str(), flags | O_CREAT, 0666);
+}
+
 HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {
-    int descriptor = creation == CREATE_NEW ? -1 : open(path.c_str(), flags);
-    const bool existed = descriptor >= 0;
-    if (creation == CREATE_NEW)
-        descriptor = open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
-    else if (!existed && errno == ENOENT)
-        descriptor = open(path.c_str(), flags | O_CREAT, 0666);
-    if (descriptor < 0) return platform_failWith(platform_fileErrorOf(errno, path), INVALID_HANDLE_VALUE);
+    bool existed = false;
+    Descriptor descriptor(openOrMake(path, creation, flags, existed));
+    if (descriptor.get() < 0) return failWith(platform_fileErrorOf(errno, path));
     // Where a file system has no locks the file is open for everybody; so is it to others than this layer anyway.
-    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-        return closeAndFail(descriptor, ERROR_SHARING_VIOLATION);
-    if (creation == CREATE_ALWAYS && !empty(descriptor))
-        return closeAndFail(descriptor, platform_fileErrorOf(errno, path));
+    if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return failWith(ERROR_SHARING_VIOLATION);
+    if (creation == CREATE_ALWAYS && !empty(descriptor.get())) return failWith(platform_fileErrorOf(errno, path));
     const HANDLE handle = handleOf(descriptor, true);
     if (handle != INVALID_HANDLE_VALUE) SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
+}
+
+HANDLE openFile(LPCSTR fileName, DWORD access, DWORD creation, DWORD flags) {
+    if (!fileName) return failWith(ERROR_PATH_NOT_FOUND);
+    const std::string path = nativePath(fileName);
+    if (access == GENERIC_READ && creation == OPEN_EXISTING) return openForReading(path);
+
+    const int writing = O_WRONLY | O_CLOEXEC | (flags & FILE_FLAG_WRITE_THROUGH ? O_DSYNC : 0);
+    if (access == FILE_WRITE_DATA && (creation == CREATE_NEW || creation == CREATE_ALWAYS))
+        return openForWriting(path, creation, writing);
+    if (access == FILE_APPEND_DATA && creation == OPEN_ALWAYS)
+        return openForWriting(path, creation, writing | O_APPEND);
+    return failWith(ERROR_NOT_SUPPORTED);
 }
 
 // Takes back the last bytes of a file, where the position stands too.
@@ -90,16 +109,8 @@ std::shared_ptr<FileObject> fileFor(HANDLE handle, bool writing) {
 
 extern "C" HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD creation, DWORD flags,
                               HANDLE) {
-    if (!fileName) return platform_failWith(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
-    const std::string path = nativePath(fileName);
-    if (access == GENERIC_READ && creation == OPEN_EXISTING) return openForReading(path);
-
-    const int writing = O_WRONLY | O_CLOEXEC | (flags & FILE_FLAG_WRITE_THROUGH ? O_DSYNC : 0);
-    if (access == FILE_WRITE_DATA && (creation == CREATE_NEW || creation == CREATE_ALWAYS))
-        return openForWriting(path, creation, writing);
-    if (access == FILE_APPEND_DATA && creation == OPEN_ALWAYS)
-        return openForWriting(path, creation, writing | O_APPEND);
-    return platform_failWith(ERROR_NOT_SUPPORTED, INVALID_HANDLE_VALUE);
+    return platform_unlessOutOfMemory(INVALID_HANDLE_VALUE,
+                                      [=] { return openFile(fileName, access, creation, flags); });
 }
 
 extern "C" BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped) {

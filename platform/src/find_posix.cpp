@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "handle_table_posix.h"
+#include "no_memory_posix.h"
 #include "paths_posix.h"
 
 namespace {
@@ -46,9 +47,7 @@ std::string firstMatch(const std::string& folder, std::string pattern) {
     return first;
 }
 
-}  // namespace
-
-extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) {
+std::intptr_t find(const char* pattern, _finddata_t* found) {
     const std::string path = nativePath(pattern);
     const std::size_t nameAt = path.rfind('/') + 1;  // 0 when there is none
     const std::string folder = path.substr(0, nameAt);
@@ -65,6 +64,12 @@ extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) {
     const HANDLE handle = HandleTable_Open(std::make_shared<SearchObject>());
     if (!handle) errno = EMFILE;
     return handle ? reinterpret_cast<std::intptr_t>(handle) : -1;
+}
+
+}  // namespace
+
+extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) {
+    return platform_unlessOutOfMemory(std::intptr_t{-1}, [=] { return find(pattern, found); });
 }
 
 extern "C" int _findclose(std::intptr_t search) {
