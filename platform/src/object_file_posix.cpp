@@ -27,6 +27,7 @@ using namespace std::chrono_literals;
 constexpr auto kGuardLimit = 5s;
 constexpr auto kFirstPause = 20us;
 constexpr auto kLongestPause = 2ms;
+constexpr std::size_t kReportBytes = 512;  // a name has at most 260 characters or so
 
 bool lockByte(int descriptor, short type, off_t byte) {
     struct flock lock {};
@@ -37,7 +38,8 @@ bool lockByte(int descriptor, short type, off_t byte) {
     return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
 }
 
-bool takeGuard(int descriptor, const std::string& name) {
+/// False, with the last error, when another process keeps it.
+bool takeGuard(int descriptor) {
     const auto deadline = steady_clock::now() + kGuardLimit;
     for (auto pause = std::chrono::microseconds(kFirstPause);;
          pause = std::min<std::chrono::microseconds>(pause * 2, kLongestPause)) {
@@ -45,9 +47,18 @@ bool takeGuard(int descriptor, const std::string& name) {
         if (steady_clock::now() >= deadline) break;
         std::this_thread::sleep_for(pause);
     }
-    std::fprintf(stderr, "shared object \"%s\": another process has kept its guard for more than %d s\n", name.c_str(),
-                 static_cast<int>(kGuardLimit.count()));
     return platform_failWith(ERROR_SEM_TIMEOUT, false);
+}
+
+// Called while no lock of the layer is held, and no guard: whoever is told may use named objects.
+void reportStuckGuard(const std::string& name) {
+    char text[kReportBytes];
+    std::snprintf(
+        text, sizeof text,
+        "shared object \"%s\": another process has kept its guard for more than %d s; if it was stopped, let it go "
+        "on or end it",
+        name.c_str(), static_cast<int>(kGuardLimit.count()));
+    platform_report(text);
 }
 
 void leaveGuard(int descriptor) { lockByte(descriptor, F_UNLCK, 1); }
@@ -91,7 +102,8 @@ bool readPage(int descriptor, std::uint64_t fileBytes, ObjectKind kind, ObjectPa
     return true;
 }
 
-// The objects that this process holds, so that one name is one mapping in it.
+// The objects that this process holds, so that one name is one mapping in it. The lock is held for a look alone: a
+// thread that waits for another process's guard keeps no other from its objects.
 struct HeldObjects {
     std::mutex mutex;
     std::map<std::string, std::weak_ptr<ObjectFile>> byFileName;
@@ -105,7 +117,7 @@ HeldObjects& heldObjects() {
 
 }  // namespace
 
-/// Opens one object's file by the rules above; the process's table is locked.
+/// Opens one object's file by the rules above. No lock is held.
 class ObjectFileOpener {
 public:
     ObjectFileOpener(const char* name, std::string fileName, const ObjectPage& page, bool create)
@@ -120,6 +132,9 @@ public:
                     return file;
                 case Outcome::failed:
                     return nullptr;
+                case Outcome::stuck:
+                    reportStuckGuard(_name);
+                    return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_SEM_TIMEOUT, nullptr);
                 case Outcome::again:
                     break;
             }
@@ -137,7 +152,7 @@ public:
     }
 
 private:
-    enum class Outcome { done, failed, again };
+    enum class Outcome { done, failed, stuck, again };
 
     Outcome tryOpen(std::shared_ptr<ObjectFile>& file, bool& existed) {
         const int folder = ObjectFolder_Descriptor();
@@ -151,7 +166,7 @@ private:
         }
         struct stat status {};
         if (!isOwnFile(descriptor.get(), status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
-        if (!takeGuard(descriptor.get(), _name)) return Outcome::failed;
+        if (!takeGuard(descriptor.get())) return Outcome::stuck;
         std::uint64_t fileBytes = 0;
         if (!ObjectFolder_IsUnderName(folder, status, _fileName, fileBytes)) return Outcome::again;
 
@@ -202,25 +217,46 @@ private:
 
 ObjectFile::~ObjectFile() {
     if (_page) munmap(_page, kPageBytes);
-    if (!_fileName.empty()) {
-        {
-            HeldObjects& held = heldObjects();
-            const std::lock_guard lock(held.mutex);
-            const auto entry = held.byFileName.find(_fileName);
-            if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
-        }
-        const int folder = ObjectFolder_Descriptor();
-        // Own lock on byte 0 first: then whoever is still on it is somebody else.
-        if (folder >= 0 && takeGuard(_descriptor, _name)) {
-            lockByte(_descriptor, F_UNLCK, 0);
-            if (!ObjectFolder_IsHeld(_descriptor) && ObjectFolder_IsUnderName(folder, _descriptor, _fileName))
-                unlinkat(folder, _fileName.c_str(), 0);
-        }
-    }
+    const bool guardStuck = !_fileName.empty() && !leave();
     close(_descriptor);
+    if (guardStuck) reportStuckGuard(_name);
+}
+
+bool ObjectFile::leave() {
+    {
+        HeldObjects& held = heldObjects();
+        const std::lock_guard lock(held.mutex);
+        const auto entry = held.byFileName.find(_fileName);
+        if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
+    }
+    const int folder = ObjectFolder_Descriptor();
+    if (folder < 0) return true;
+    if (!takeGuard(_descriptor)) return false;
+    // Own lock on byte 0 first: then whoever is still on it is somebody else.
+    lockByte(_descriptor, F_UNLCK, 0);
+    if (!ObjectFolder_IsHeld(_descriptor) && ObjectFolder_IsUnderName(folder, _descriptor, _fileName))
+        unlinkat(folder, _fileName.c_str(), 0);
+    return true;
 }
 
 namespace {
+
+std::shared_ptr<ObjectFile> heldUnder(const std::string& fileName) {
+    HeldObjects& held = heldObjects();
+    const std::lock_guard lock(held.mutex);
+    const auto entry = held.byFileName.find(fileName);
+    return entry == held.byFileName.end() ? nullptr : entry->second.lock();
+}
+
+// Notes what was opened, or gives what another thread has opened under that name meanwhile.
+std::shared_ptr<ObjectFile> noted(const std::string& fileName, const std::shared_ptr<ObjectFile>& opened) {
+    HeldObjects& held = heldObjects();
+    const std::lock_guard lock(held.mutex);
+    auto& entry = held.byFileName[fileName];
+    if (auto earlier = entry.lock()) return earlier;
+    entry = opened;
+    return opened;
+}
 
 std::shared_ptr<ObjectFile> openObject(const char* name, const ObjectPage& page, bool create, bool& existed) {
     existed = false;
@@ -228,19 +264,13 @@ std::shared_ptr<ObjectFile> openObject(const char* name, const ObjectPage& page,
     const std::string fileName = ObjectFolder_FileName(name);
     if (fileName.empty()) return nullptr;
 
-    std::shared_ptr<ObjectFile> file;  // before the lock: an object is never let go while the table is locked
-    HeldObjects& held = heldObjects();
-    const std::lock_guard lock(held.mutex);
-    if (const auto entry = held.byFileName.find(fileName); entry != held.byFileName.end()) {
-        file = entry->second.lock();
-        existed = file != nullptr;
-        if (file && file->kind() != static_cast<ObjectKind>(page.kind))
-            return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_INVALID_HANDLE, nullptr);
-        if (file) return file;
+    if (auto file = heldUnder(fileName)) {
+        existed = true;
+        if (file->kind() == static_cast<ObjectKind>(page.kind)) return file;
+        return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_INVALID_HANDLE, nullptr);
     }
-    file = ObjectFileOpener(name, fileName, page, create).open(existed);
-    if (file) held.byFileName[fileName] = file;
-    return file;
+    const auto file = ObjectFileOpener(name, fileName, page, create).open(existed);
+    return file ? noted(fileName, file) : nullptr;
 }
 
 ObjectPage newPage(ObjectKind kind, std::uint64_t size, bool signalled) {

@@ -50,6 +50,8 @@ public:
 private:
     friend class ObjectFileOpener;
     ObjectFile() = default;
+    /// Gives up the hold; the last holder removes the file. False, with nothing done, when the guard was not to be had.
+    bool leave();
 
     std::string _name;  // as the caller gave it; empty for an unnamed object
     std::string _fileName;

@@ -95,10 +95,17 @@ struct FolderDescriptor {
 std::mutex folderMutex;
 FolderDescriptor folderDescriptor;  // guarded by folderMutex
 
+// An open one is replaced under its number, which other threads may be using.
 int openAndSweep() {
-    folderDescriptor.closeIfOpen();
-    folderDescriptor.value = openObjectFolder();
-    if (folderDescriptor.value >= 0) sweep(folderDescriptor.value);
+    const int opened = openObjectFolder();
+    if (opened < 0) return -1;
+    sweep(opened);
+    if (folderDescriptor.value < 0) {
+        folderDescriptor.value = opened;
+    } else {
+        dup3(opened, folderDescriptor.value, O_CLOEXEC);
+        close(opened);
+    }
     return folderDescriptor.value;
 }
 
