@@ -10,12 +10,12 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "descriptor_posix.h"
+#include "fork_posix.h"
 #include "last_error_posix.h"
+#include "layer_locks_posix.h"
 #include "object_folder_posix.h"
 
 namespace {
@@ -68,12 +68,6 @@ bool isOwnFile(int descriptor, struct stat& status) {
     return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
-ObjectPage* mapPage(int descriptor) {
-    void* address = mmap(nullptr, kPageBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-    return address == MAP_FAILED ? platform_failWith<ObjectPage*>(platform_errorOf(errno), nullptr)
-                                 : static_cast<ObjectPage*>(address);
-}
-
 // Empties the file and lays it out anew. Its memory is committed here, so that a full /dev/shm is an error of this
 // call and not a fault when a byte is touched.
 bool initialise(int descriptor, const ObjectPage& page) {
@@ -105,8 +99,9 @@ bool readPage(int descriptor, std::uint64_t fileBytes, ObjectKind kind, ObjectPa
 // The objects that this process holds, so that one name is one mapping in it. The lock is held for a look alone: a
 // thread that waits for another process's guard keeps no other from its objects.
 struct HeldObjects {
-    std::mutex mutex;
+    std::mutex& mutex = LayerLocks_Of(LayerLock::objects);
     std::map<std::string, std::weak_ptr<ObjectFile>> byFileName;
+    std::multimap<std::string, std::weak_ptr<ObjectFile>> ofParents;  // of those that this process was forked from
 };
 
 // Never destroyed: objects are let go by destructors of static objects too.
@@ -144,44 +139,47 @@ public:
 
     /// An object without name: memory of its own, gone with its last handle and view.
     static std::shared_ptr<ObjectFile> openUnnamed(const ObjectPage& page) {
-        Descriptor descriptor(memfd_create("dorven-object", MFD_CLOEXEC));
-        if (descriptor.get() < 0)
+        std::shared_ptr<ObjectFile> object(new ObjectFile);
+        if (!object->_file.openMemory("dorven-object"))
             return platform_failWith<std::shared_ptr<ObjectFile>>(platform_errorOf(errno), nullptr);
-        if (!initialise(descriptor.get(), page)) return nullptr;
-        return make("", "", descriptor, page);
+        return initialise(object->descriptor(), page) && object->take(page) ? object : nullptr;
     }
 
 private:
     enum class Outcome { done, failed, stuck, again };
 
-    Outcome tryOpen(std::shared_ptr<ObjectFile>& file, bool& existed) {
+    Outcome tryOpen(std::shared_ptr<ObjectFile>& opened, bool& existed) {
         const int folder = ObjectFolder_Descriptor();
         if (folder < 0) return Outcome::failed;
-        const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (_create ? O_CREAT : 0);
-        Descriptor descriptor(openat(folder, _fileName.c_str(), flags, 0600));
-        if (descriptor.get() < 0) {
+        std::shared_ptr<ObjectFile> object(new ObjectFile);
+        const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | (_create ? O_CREAT : 0);
+        if (!object->_file.open(folder, _fileName.c_str(), flags, 0600)) {
             // Creating says "not found" only when the folder itself was removed.
             if (errno == ENOENT && _create) return ObjectFolder_Renew() ? Outcome::again : Outcome::failed;
             return platform_failWith(platform_errorOf(errno), Outcome::failed);
         }
+        const int descriptor = object->descriptor();
         struct stat status {};
-        if (!isOwnFile(descriptor.get(), status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
-        if (!takeGuard(descriptor.get())) return Outcome::stuck;
+        if (!isOwnFile(descriptor, status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
+        if (!takeGuard(descriptor)) return Outcome::stuck;
         std::uint64_t fileBytes = 0;
         if (!ObjectFolder_IsUnderName(folder, status, _fileName, fileBytes)) return Outcome::again;
 
-        existed = ObjectFolder_IsHeld(descriptor.get());
+        existed = ObjectFolder_IsHeld(descriptor);
         if (!existed && !_create) {
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
-        const bool usable = existed ? readPage(descriptor.get(), fileBytes, static_cast<ObjectKind>(_page.kind), _page)
-                                    : layOut(folder, descriptor.get());
+        const bool usable = existed ? readPage(descriptor, fileBytes, static_cast<ObjectKind>(_page.kind), _page)
+                                    : layOut(folder, descriptor);
         if (!usable) return Outcome::failed;
-        if (!lockByte(descriptor.get(), F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
-        leaveGuard(descriptor.get());
-        file = make(_name, _fileName, descriptor, _page);
-        return file ? Outcome::done : Outcome::failed;
+        if (!lockByte(descriptor, F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
+        leaveGuard(descriptor);
+        object->_name = _name;
+        object->_fileName = _fileName;  // from here on the object lets go
+        if (!object->take(_page)) return Outcome::failed;
+        opened = std::move(object);
+        return Outcome::done;
     }
 
     bool layOut(int folder, int descriptor) const {
@@ -191,24 +189,6 @@ private:
         return platform_failWith(error, false);
     }
 
-    static std::shared_ptr<ObjectFile> make(const std::string& name, const std::string& fileName,
-                                            Descriptor& descriptor, const ObjectPage& page) {
-        const auto kind = static_cast<ObjectKind>(page.kind);
-        ObjectPage* mapped = nullptr;
-        if (kind == ObjectKind::event) {
-            mapped = mapPage(descriptor.get());
-            if (!mapped) return nullptr;
-        }
-        std::shared_ptr<ObjectFile> file(new ObjectFile);
-        file->_name = name;
-        file->_fileName = fileName;
-        file->_kind = kind;
-        file->_page = mapped;
-        file->_size = page.size;
-        file->_descriptor = descriptor.release();  // from here on the object lets go
-        return file;
-    }
-
     std::string _name;
     std::string _fileName;
     ObjectPage _page;
@@ -216,10 +196,16 @@ private:
 };
 
 ObjectFile::~ObjectFile() {
-    if (_page) munmap(_page, kPageBytes);
     const bool guardStuck = !_fileName.empty() && !leave();
-    close(_descriptor);
+    _file.close();
     if (guardStuck) reportStuckGuard(_name);
+}
+
+bool ObjectFile::take(const ObjectPage& page) {
+    _kind = static_cast<ObjectKind>(page.kind);
+    _size = page.size;
+    if (_kind != ObjectKind::event || _file.map(kPageBytes)) return true;
+    return platform_failWith(platform_errorOf(errno), false);
 }
 
 bool ObjectFile::leave() {
@@ -229,14 +215,19 @@ bool ObjectFile::leave() {
         const auto entry = held.byFileName.find(_fileName);
         if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
     }
-    const int folder = ObjectFolder_Descriptor();
+    const int folder = _file.wasLetGo() ? -1 : ObjectFolder_Descriptor();
     if (folder < 0) return true;
-    if (!takeGuard(_descriptor)) return false;
+    if (!takeGuard(descriptor())) return false;
     // Own lock on byte 0 first: then whoever is still on it is somebody else.
-    lockByte(_descriptor, F_UNLCK, 0);
-    if (!ObjectFolder_IsHeld(_descriptor) && ObjectFolder_IsUnderName(folder, _descriptor, _fileName))
+    lockByte(descriptor(), F_UNLCK, 0);
+    if (!ObjectFolder_IsHeld(descriptor()) && ObjectFolder_IsUnderName(folder, descriptor(), _fileName))
         unlinkat(folder, _fileName.c_str(), 0);
     return true;
+}
+
+void ObjectFiles_LetGoInChild() {
+    HeldObjects& held = heldObjects();
+    held.ofParents.merge(held.byFileName);
 }
 
 namespace {

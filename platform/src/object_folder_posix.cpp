@@ -11,7 +11,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "fork_posix.h"
 #include "last_error_posix.h"
+#include "layer_locks_posix.h"
+#include "locked_file_posix.h"
 
 namespace {
 
@@ -59,14 +62,13 @@ int openObjectFolder() {
 
 // Removes a file that nobody holds; a leftover of a process that was killed.
 void removeLeftover(int folder, const char* fileName) {
-    const int descriptor = openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) return;
+    LockedFile file;
+    if (!file.open(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK)) return;
     struct stat status {};
-    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
-        ObjectFolder_TryGuard(descriptor) && !ObjectFolder_IsHeld(descriptor) &&
-        ObjectFolder_IsUnderName(folder, descriptor, fileName))
+    if (fstat(file.descriptor(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+        ObjectFolder_TryGuard(file.descriptor()) && !ObjectFolder_IsHeld(file.descriptor()) &&
+        ObjectFolder_IsUnderName(folder, file.descriptor(), fileName))
         unlinkat(folder, fileName, 0);
-    close(descriptor);
 }
 
 void sweep(int folder) {
@@ -92,8 +94,9 @@ struct FolderDescriptor {
     ~FolderDescriptor() { closeIfOpen(); }
 };
 
-std::mutex folderMutex;
-FolderDescriptor folderDescriptor;  // guarded by folderMutex
+FolderDescriptor folderDescriptor;  // guarded by its lock
+
+std::mutex& folderMutex() { return LayerLocks_Of(LayerLock::folder); }
 
 // An open one is replaced under its number, which other threads may be using.
 int openAndSweep() {
@@ -174,14 +177,16 @@ std::string ObjectFolder_Space() {
 }
 
 int ObjectFolder_Descriptor() {
-    const std::lock_guard lock(folderMutex);
+    const std::lock_guard lock(folderMutex());
     return folderDescriptor.value >= 0 ? folderDescriptor.value : openAndSweep();
 }
 
 bool ObjectFolder_Renew() {
-    const std::lock_guard lock(folderMutex);
+    const std::lock_guard lock(folderMutex());
     return openAndSweep() >= 0;
 }
+
+void ObjectFolder_LetGoInChild() { folderDescriptor.closeIfOpen(); }
 
 bool ObjectFolder_IsHeld(int descriptor) {
     struct flock lock = byteLock(F_WRLCK, 0);
