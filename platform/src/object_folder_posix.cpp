@@ -15,6 +15,7 @@
 #include "last_error_posix.h"
 #include "layer_locks_posix.h"
 #include "locked_file_posix.h"
+#include "object_parent_posix.h"
 
 namespace {
 
@@ -38,24 +39,10 @@ std::string percentEncoded(const std::string& name) {
     return text;
 }
 
-// Opens a folder that must be this user's alone; makes it when it is absent.
-int openPrivateFolder(int parent, const std::string& name) {
-    if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
-        return platform_failWith(platform_errorOf(errno), -1);
-    const int descriptor = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
-        close(descriptor);
-        return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
-    }
-    return descriptor;
-}
-
 int openObjectFolder() {
-    const int parent = openPrivateFolder(AT_FDCWD, ObjectFolder_Parent());
+    const int parent = ObjectParent_Open();
     if (parent < 0) return -1;
-    const int descriptor = openPrivateFolder(parent, ObjectFolder_Space());
+    const int descriptor = ObjectParent_OpenPrivate(parent, ObjectFolder_Space());
     close(parent);
     return descriptor;
 }
@@ -98,17 +85,16 @@ FolderDescriptor folderDescriptor;  // guarded by its lock
 
 std::mutex& folderMutex() { return LayerLocks_Of(LayerLock::folder); }
 
-// An open one is replaced under its number, which other threads may be using.
+// An open one is replaced under its number, which other threads may be using. The lock is not held while the folder is
+// opened: that may take a while, and be reported.
 int openAndSweep() {
     const int opened = openObjectFolder();
     if (opened < 0) return -1;
     sweep(opened);
-    if (folderDescriptor.value < 0) {
-        folderDescriptor.value = opened;
-    } else {
-        dup3(opened, folderDescriptor.value, O_CLOEXEC);
-        close(opened);
-    }
+    const std::lock_guard lock(folderMutex());
+    if (folderDescriptor.value < 0) return folderDescriptor.value = opened;
+    dup3(opened, folderDescriptor.value, O_CLOEXEC);
+    close(opened);
     return folderDescriptor.value;
 }
 
@@ -169,22 +155,20 @@ std::string ObjectFolder_FileName(const char* name) {
     return fileName;
 }
 
-std::string ObjectFolder_Parent() { return "/dev/shm/dorven-objects-" + std::to_string(geteuid()); }
-
 std::string ObjectFolder_Space() {
     const char* wished = std::getenv("PLATFORM_OBJECT_NAMESPACE");
     return wished && *wished ? percentEncoded(wished) : "default";
 }
 
 int ObjectFolder_Descriptor() {
-    const std::lock_guard lock(folderMutex());
-    return folderDescriptor.value >= 0 ? folderDescriptor.value : openAndSweep();
+    {
+        const std::lock_guard lock(folderMutex());
+        if (folderDescriptor.value >= 0) return folderDescriptor.value;
+    }
+    return openAndSweep();
 }
 
-bool ObjectFolder_Renew() {
-    const std::lock_guard lock(folderMutex());
-    return openAndSweep() >= 0;
-}
+bool ObjectFolder_Renew() { return openAndSweep() >= 0; }
 
 void ObjectFolder_LetGoInChild() { folderDescriptor.closeIfOpen(); }
 

@@ -17,6 +17,7 @@
 
 #include "child_process.h"
 #include "object_handles.h"
+#include "object_look.h"
 #include "platform.h"
 #include "temporary_folder.h"
 
@@ -29,7 +30,7 @@ namespace {
 
 const char kVariable[] = "PLATFORM_OBJECT_NAMESPACE";
 
-fs::path userFolder() { return "/dev/shm/dorven-objects-" + std::to_string(geteuid()); }
+fs::path userFolder() { return fs::path(platform_lookAtObjectFolder().path).parent_path(); }
 
 // The folder of this process's name space, made by a first object.
 fs::path objectFolder() {
