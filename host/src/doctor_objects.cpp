@@ -250,6 +250,12 @@ void examineObjectFolder(Findings& findings) {
     constexpr const char* kCheck = "access rights";
     const ObjectFolderSight sight = platform_lookAtObjectFolder();
     if (!sight.has) return;
+    if (!sight.squatter.empty())
+        add(findings, kCheck, FindingLevel::warning,
+            sight.squatter + (sight.path.empty() ? "; the first program that runs makes a folder of another name"
+                                                 : "; a folder of another name serves in its place"),
+            "none: all your programs find the same folder; its owner or root can remove it");
+    if (sight.path.empty()) return;
     if (!sight.problem.empty()) {
         add(findings, kCheck, FindingLevel::problem, sight.problem, "remove it, or make it yours alone (chmod 700)");
         return;

@@ -54,3 +54,10 @@ private:
 };
 // The host's library reads the record: the file name and nothing else.
 static_assert(sizeof(MErrTraceContext) == sizeof(const char*) && std::is_standard_layout_v<MErrTraceContext>);
+
+/// Makes the platform layer's own findings entries of the error trace. Done at load in every module with a source file
+/// that includes this header; doing it again changes nothing.
+bool MErrTrace_TakePlatformReports();
+
+/// Its initialiser is what brings the function into a module, also where nothing else of this library is used.
+inline const bool kTakesPlatformReports = MErrTrace_TakePlatformReports();

@@ -9,7 +9,17 @@ const char kFile[] = "merror/inc/errtrace";
 constexpr int kTooLongLine = 89;  // kept on purpose: hosts know the entry by this number
 constexpr std::size_t kTextSize = 255;
 
+void reportPlatformFinding(const char* text) {
+    _MErrTrace_Location(0, "merror/src/errtrace", __LINE__);
+    _MErrTrace_Add("%s", text);
+}
+
 }  // namespace
+
+bool MErrTrace_TakePlatformReports() {
+    platform_setReport(reportPlatformFinding);
+    return true;
+}
 
 MErrTraceContext::MErrTraceContext(const char* file) : _file(file) { MErrTrace_BeginContext(this); }
 

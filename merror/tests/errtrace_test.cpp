@@ -44,6 +44,15 @@ TEST(ErrTrace, DumpWritesWhatTheContextCollectedAndThenTheMessage) {
     EXPECT_EQ(message.line, 5);
 }
 
+TEST(ErrTrace, FindingsOfThePlatformLayerAreEntriesOfTheErrorTrace) {
+    const test::LogRecorder recorder;
+    testing::internal::CaptureStderr();
+    platform_report("50% of something");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_THAT(recorder.errorTraces(), ElementsAre("50% of something"));
+    EXPECT_EQ(recorder.entries(LogSink::errorTrace)[0].file, "merror/src/errtrace");
+}
+
 TEST(ErrTrace, ErrorsOutsideTheContextAreNotDumped) {
     const test::LogRecorder recorder;
     {

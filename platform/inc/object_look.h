@@ -30,7 +30,8 @@ ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes);
 /// The folder in which this process's named objects are files.
 struct ObjectFolderSight {
     bool has = false;                     // false: this system keeps named objects elsewhere; the rest is empty
-    std::string path;                     //
+    std::string path;                     // empty: nobody has made one yet, and its usual name is taken
+    std::string squatter;                 // what has the usual name, so that another folder serves; empty: nothing
     bool exists = false;                  // nobody has made an object yet, or removed its folder
     std::string problem;                  // owner or rights that keep this user's programs out; empty: none
     std::vector<std::string> leftovers;   // files that nobody holds, in byte order

@@ -80,3 +80,14 @@ bool platform_stopRequested();
 
 /// From now on a write into a pipe that nobody reads any more fails, and does not end the process. Programs only.
 void platform_letBrokenPipesFail();
+
+/// Takes one finding of this layer that no result can carry, a sentence without line end. Any thread. No lock of the
+/// layer is held meanwhile: it may make and use named objects, and take its time.
+using PlatformReport = void (*)(const char* text);
+
+/// The one place to report to; null: standard error, as long as nobody has filled the place. The diagnostics library
+/// does.
+void platform_setReport(PlatformReport report);
+
+/// Reports a finding. The calling thread's last error stays. Used by this layer.
+void platform_report(const char* text);

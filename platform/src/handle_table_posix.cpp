@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "last_error_posix.h"
+#include "layer_locks_posix.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ struct Slot {
 };
 
 struct Table {
-    std::mutex mutex;
+    std::mutex& mutex = LayerLocks_Of(LayerLock::handles);
     std::vector<Slot> slots;
     std::vector<std::size_t> free;
 };

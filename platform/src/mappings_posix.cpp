@@ -7,8 +7,10 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "fork_posix.h"
 #include "handle_table_posix.h"
 #include "last_error_posix.h"
+#include "layer_locks_posix.h"
 #include "object_file_posix.h"
 
 namespace {
@@ -28,7 +30,7 @@ struct View {
 };
 
 struct Views {
-    std::mutex mutex;
+    std::mutex& mutex = LayerLocks_Of(LayerLock::views);
     std::map<std::uintptr_t, View> byAddress;
 };
 
@@ -51,6 +53,11 @@ bool isWhole(int descriptor, std::uint64_t dataBytes) {
 }
 
 }  // namespace
+
+void Views_LetGoInChild() {
+    for (const auto& [address, view] : views().byAddress)
+        platform_makePrivate(reinterpret_cast<void*>(address), view.bytes);
+}
 
 extern "C" HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWORD sizeHigh, DWORD sizeLow,
                                      LPCSTR name) {
@@ -76,9 +83,9 @@ extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD o
     if (wanted == 0 || wanted > whole) return platform_failWith<LPVOID>(ERROR_ACCESS_DENIED, nullptr);
     const int descriptor = object->file()->descriptor();
     if (!isWhole(descriptor, whole)) return platform_failWith<LPVOID>(ERROR_FILE_INVALID, nullptr);
+    const std::lock_guard lock(views().mutex);  // before it is mapped: no fork comes between
     void* address = mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, kPageBytes);
     if (address == MAP_FAILED) return platform_failWith<LPVOID>(platform_errorOf(errno), nullptr);
-    const std::lock_guard lock(views().mutex);
     views().byAddress[reinterpret_cast<std::uintptr_t>(address)] = {wanted, object->file()};
     return address;
 }

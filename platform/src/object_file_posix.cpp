@@ -10,13 +10,13 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "descriptor_posix.h"
 #include "event_state.h"
+#include "fork_posix.h"
 #include "last_error_posix.h"
+#include "layer_locks_posix.h"
 #include "object_folder_posix.h"
 
 namespace {
@@ -28,6 +28,7 @@ using namespace std::chrono_literals;
 constexpr auto kGuardLimit = 5s;
 constexpr auto kFirstPause = 20us;
 constexpr auto kLongestPause = 2ms;
+constexpr std::size_t kReportBytes = 512;  // a name has at most 260 characters or so
 
 bool lockByte(int descriptor, short type, off_t byte) {
     struct flock lock {};
@@ -38,7 +39,8 @@ bool lockByte(int descriptor, short type, off_t byte) {
     return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
 }
 
-bool takeGuard(int descriptor, const std::string& name) {
+/// False, with the last error, when another process keeps it.
+bool takeGuard(int descriptor) {
     const auto deadline = steady_clock::now() + kGuardLimit;
     for (auto pause = std::chrono::microseconds(kFirstPause);;
          pause = std::min<std::chrono::microseconds>(pause * 2, kLongestPause)) {
@@ -46,9 +48,18 @@ bool takeGuard(int descriptor, const std::string& name) {
         if (steady_clock::now() >= deadline) break;
         std::this_thread::sleep_for(pause);
     }
-    std::fprintf(stderr, "shared object \"%s\": another process has kept its guard for more than %d s\n", name.c_str(),
-                 static_cast<int>(kGuardLimit.count()));
     return platform_failWith(ERROR_SEM_TIMEOUT, false);
+}
+
+// Called while no lock of the layer is held, and no guard: whoever is told may use named objects.
+void reportStuckGuard(const std::string& name) {
+    char text[kReportBytes];
+    std::snprintf(
+        text, sizeof text,
+        "shared object \"%s\": another process has kept its guard for more than %d s; if it was stopped, let it go "
+        "on or end it",
+        name.c_str(), static_cast<int>(kGuardLimit.count()));
+    platform_report(text);
 }
 
 void leaveGuard(int descriptor) { lockByte(descriptor, F_UNLCK, 1); }
@@ -56,12 +67,6 @@ void leaveGuard(int descriptor) { lockByte(descriptor, F_UNLCK, 1); }
 // What is open must be a plain file of this user; anything else was put in the object's place.
 bool isOwnFile(int descriptor, struct stat& status) {
     return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
-}
-
-ObjectPage* mapPage(int descriptor) {
-    void* address = mmap(nullptr, kPageBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-    return address == MAP_FAILED ? platform_failWith<ObjectPage*>(platform_errorOf(errno), nullptr)
-                                 : static_cast<ObjectPage*>(address);
 }
 
 // Empties the file and lays it out anew. Its memory is committed here, so that a full /dev/shm is an error of this
@@ -92,10 +97,12 @@ bool readPage(int descriptor, std::uint64_t fileBytes, ObjectKind kind, ObjectPa
     return true;
 }
 
-// The objects that this process holds, so that one name is one mapping in it.
+// The objects that this process holds, so that one name is one mapping in it. The lock is held for a look alone: a
+// thread that waits for another process's guard keeps no other from its objects.
 struct HeldObjects {
-    std::mutex mutex;
+    std::mutex& mutex = LayerLocks_Of(LayerLock::objects);
     std::map<std::string, std::weak_ptr<ObjectFile>> byFileName;
+    std::multimap<std::string, std::weak_ptr<ObjectFile>> ofParents;  // of those that this process was forked from
 };
 
 // Never destroyed: objects are let go by destructors of static objects too.
@@ -106,7 +113,7 @@ HeldObjects& heldObjects() {
 
 }  // namespace
 
-/// Opens one object's file by the rules above; the process's table is locked.
+/// Opens one object's file by the rules above. No lock is held.
 class ObjectFileOpener {
 public:
     ObjectFileOpener(const char* name, std::string fileName, const ObjectPage& page, bool create)
@@ -121,6 +128,9 @@ public:
                     return file;
                 case Outcome::failed:
                     return nullptr;
+                case Outcome::stuck:
+                    reportStuckGuard(_name);
+                    return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_SEM_TIMEOUT, nullptr);
                 case Outcome::again:
                     break;
             }
@@ -130,44 +140,47 @@ public:
 
     /// An object without name: memory of its own, gone with its last handle and view.
     static std::shared_ptr<ObjectFile> openUnnamed(const ObjectPage& page) {
-        Descriptor descriptor(memfd_create("dorven-object", MFD_CLOEXEC));
-        if (descriptor.get() < 0)
+        std::shared_ptr<ObjectFile> object(new ObjectFile);
+        if (!object->_file.openMemory("dorven-object"))
             return platform_failWith<std::shared_ptr<ObjectFile>>(platform_errorOf(errno), nullptr);
-        if (!initialise(descriptor.get(), page)) return nullptr;
-        return make("", "", descriptor, page);
+        return initialise(object->descriptor(), page) && object->take(page) ? object : nullptr;
     }
 
 private:
-    enum class Outcome { done, failed, again };
+    enum class Outcome { done, failed, stuck, again };
 
-    Outcome tryOpen(std::shared_ptr<ObjectFile>& file, bool& existed) {
+    Outcome tryOpen(std::shared_ptr<ObjectFile>& opened, bool& existed) {
         const int folder = ObjectFolder_Descriptor();
         if (folder < 0) return Outcome::failed;
-        const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (_create ? O_CREAT : 0);
-        Descriptor descriptor(openat(folder, _fileName.c_str(), flags, 0600));
-        if (descriptor.get() < 0) {
+        std::shared_ptr<ObjectFile> object(new ObjectFile);
+        const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | (_create ? O_CREAT : 0);
+        if (!object->_file.open(folder, _fileName.c_str(), flags, 0600)) {
             // Creating says "not found" only when the folder itself was removed.
             if (errno == ENOENT && _create) return ObjectFolder_Renew() ? Outcome::again : Outcome::failed;
             return platform_failWith(platform_errorOf(errno), Outcome::failed);
         }
+        const int descriptor = object->descriptor();
         struct stat status {};
-        if (!isOwnFile(descriptor.get(), status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
-        if (!takeGuard(descriptor.get(), _name)) return Outcome::failed;
+        if (!isOwnFile(descriptor, status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
+        if (!takeGuard(descriptor)) return Outcome::stuck;
         std::uint64_t fileBytes = 0;
         if (!ObjectFolder_IsUnderName(folder, status, _fileName, fileBytes)) return Outcome::again;
 
-        existed = ObjectFolder_IsHeld(descriptor.get());
+        existed = ObjectFolder_IsHeld(descriptor);
         if (!existed && !_create) {
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
-        const bool usable = existed ? readPage(descriptor.get(), fileBytes, static_cast<ObjectKind>(_page.kind), _page)
-                                    : layOut(folder, descriptor.get());
+        const bool usable = existed ? readPage(descriptor, fileBytes, static_cast<ObjectKind>(_page.kind), _page)
+                                    : layOut(folder, descriptor);
         if (!usable) return Outcome::failed;
-        if (!lockByte(descriptor.get(), F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
-        leaveGuard(descriptor.get());
-        file = make(_name, _fileName, descriptor, _page);
-        return file ? Outcome::done : Outcome::failed;
+        if (!lockByte(descriptor, F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
+        leaveGuard(descriptor);
+        object->_name = _name;
+        object->_fileName = _fileName;  // from here on the object lets go
+        if (!object->take(_page)) return Outcome::failed;
+        opened = std::move(object);
+        return Outcome::done;
     }
 
     bool layOut(int folder, int descriptor) const {
@@ -177,24 +190,6 @@ private:
         return platform_failWith(error, false);
     }
 
-    static std::shared_ptr<ObjectFile> make(const std::string& name, const std::string& fileName,
-                                            Descriptor& descriptor, const ObjectPage& page) {
-        const auto kind = static_cast<ObjectKind>(page.kind);
-        ObjectPage* mapped = nullptr;
-        if (kind == ObjectKind::event) {
-            mapped = mapPage(descriptor.get());
-            if (!mapped) return nullptr;
-        }
-        std::shared_ptr<ObjectFile> file(new ObjectFile);
-        file->_name = name;
-        file->_fileName = fileName;
-        file->_kind = kind;
-        file->_page = mapped;
-        file->_size = page.size;
-        file->_descriptor = descriptor.release();  // from here on the object lets go
-        return file;
-    }
-
     std::string _name;
     std::string _fileName;
     ObjectPage _page;
@@ -202,26 +197,58 @@ private:
 };
 
 ObjectFile::~ObjectFile() {
-    if (_page) munmap(_page, kPageBytes);
-    if (!_fileName.empty()) {
-        {
-            HeldObjects& held = heldObjects();
-            const std::lock_guard lock(held.mutex);
-            const auto entry = held.byFileName.find(_fileName);
-            if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
-        }
-        const int folder = ObjectFolder_Descriptor();
-        // Own lock on byte 0 first: then whoever is still on it is somebody else.
-        if (folder >= 0 && takeGuard(_descriptor, _name)) {
-            lockByte(_descriptor, F_UNLCK, 0);
-            if (!ObjectFolder_IsHeld(_descriptor) && ObjectFolder_IsUnderName(folder, _descriptor, _fileName))
-                unlinkat(folder, _fileName.c_str(), 0);
-        }
+    const bool guardStuck = !_fileName.empty() && !leave();
+    _file.close();
+    if (guardStuck) reportStuckGuard(_name);
+}
+
+bool ObjectFile::take(const ObjectPage& page) {
+    _kind = static_cast<ObjectKind>(page.kind);
+    _size = page.size;
+    if (_kind != ObjectKind::event || _file.map(kPageBytes)) return true;
+    return platform_failWith(platform_errorOf(errno), false);
+}
+
+bool ObjectFile::leave() {
+    {
+        HeldObjects& held = heldObjects();
+        const std::lock_guard lock(held.mutex);
+        const auto entry = held.byFileName.find(_fileName);
+        if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
     }
-    close(_descriptor);
+    const int folder = _file.wasLetGo() ? -1 : ObjectFolder_Descriptor();
+    if (folder < 0) return true;
+    if (!takeGuard(descriptor())) return false;
+    // Own lock on byte 0 first: then whoever is still on it is somebody else.
+    lockByte(descriptor(), F_UNLCK, 0);
+    if (!ObjectFolder_IsHeld(descriptor()) && ObjectFolder_IsUnderName(folder, descriptor(), _fileName))
+        unlinkat(folder, _fileName.c_str(), 0);
+    return true;
+}
+
+void ObjectFiles_LetGoInChild() {
+    HeldObjects& held = heldObjects();
+    held.ofParents.merge(held.byFileName);
 }
 
 namespace {
+
+std::shared_ptr<ObjectFile> heldUnder(const std::string& fileName) {
+    HeldObjects& held = heldObjects();
+    const std::lock_guard lock(held.mutex);
+    const auto entry = held.byFileName.find(fileName);
+    return entry == held.byFileName.end() ? nullptr : entry->second.lock();
+}
+
+// Notes what was opened, or gives what another thread has opened under that name meanwhile.
+std::shared_ptr<ObjectFile> noted(const std::string& fileName, const std::shared_ptr<ObjectFile>& opened) {
+    HeldObjects& held = heldObjects();
+    const std::lock_guard lock(held.mutex);
+    auto& entry = held.byFileName[fileName];
+    if (auto earlier = entry.lock()) return earlier;
+    entry = opened;
+    return opened;
+}
 
 std::shared_ptr<ObjectFile> openObject(const char* name, const ObjectPage& page, bool create, bool& existed) {
     existed = false;
@@ -229,19 +256,13 @@ std::shared_ptr<ObjectFile> openObject(const char* name, const ObjectPage& page,
     const std::string fileName = ObjectFolder_FileName(name);
     if (fileName.empty()) return nullptr;
 
-    std::shared_ptr<ObjectFile> file;  // before the lock: an object is never let go while the table is locked
-    HeldObjects& held = heldObjects();
-    const std::lock_guard lock(held.mutex);
-    if (const auto entry = held.byFileName.find(fileName); entry != held.byFileName.end()) {
-        file = entry->second.lock();
-        existed = file != nullptr;
-        if (file && file->kind() != static_cast<ObjectKind>(page.kind))
-            return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_INVALID_HANDLE, nullptr);
-        if (file) return file;
+    if (auto file = heldUnder(fileName)) {
+        existed = true;
+        if (file->kind() == static_cast<ObjectKind>(page.kind)) return file;
+        return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_INVALID_HANDLE, nullptr);
     }
-    file = ObjectFileOpener(name, fileName, page, create).open(existed);
-    if (file) held.byFileName[fileName] = file;
-    return file;
+    const auto file = ObjectFileOpener(name, fileName, page, create).open(existed);
+    return file ? noted(fileName, file) : nullptr;
 }
 
 ObjectPage newPage(ObjectKind kind, std::uint64_t size, bool signalled) {

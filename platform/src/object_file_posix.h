@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "locked_file_posix.h"
 #include "platform.h"
 
 enum class ObjectKind : std::uint32_t { event = 1, mapping = 2 };
@@ -48,10 +49,11 @@ public:
     ObjectFile(const ObjectFile&) = delete;
     ObjectFile& operator=(const ObjectFile&) = delete;
 
-    int descriptor() const { return _descriptor; }
+    /// -1 in a child that was forked while this process held the object.
+    int descriptor() const { return _file.descriptor(); }
     ObjectKind kind() const { return _kind; }
     /// The first page, mapped for events only; else null.
-    ObjectPage* page() const { return _page; }
+    ObjectPage* page() const { return static_cast<ObjectPage*>(_file.address()); }
     /// Bytes that a mapping's creator asked for.
     std::uint64_t size() const { return _size; }
     EventSeats& seats() { return _seats; }
@@ -59,12 +61,15 @@ public:
 private:
     friend class ObjectFileOpener;
     ObjectFile() = default;
+    /// Takes over what the page says, and maps it where it is needed. False with the last error.
+    bool take(const ObjectPage& page);
+    /// Gives up the hold; the last holder removes the file. False, with nothing done, when the guard was not to be had.
+    bool leave();
 
     std::string _name;  // as the caller gave it; empty for an unnamed object
     std::string _fileName;
     ObjectKind _kind = ObjectKind::event;
-    int _descriptor = -1;
-    ObjectPage* _page = nullptr;
+    LockedFile _file;
     std::uint64_t _size = 0;
     EventSeats _seats;
 };

@@ -11,7 +11,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "fork_posix.h"
 #include "last_error_posix.h"
+#include "layer_locks_posix.h"
+#include "locked_file_posix.h"
+#include "object_parent_posix.h"
 
 namespace {
 
@@ -35,38 +39,23 @@ std::string percentEncoded(const std::string& name) {
     return text;
 }
 
-// Opens a folder that must be this user's alone; makes it when it is absent.
-int openPrivateFolder(int parent, const std::string& name) {
-    if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
-        return platform_failWith(platform_errorOf(errno), -1);
-    const int descriptor = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
-        close(descriptor);
-        return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
-    }
-    return descriptor;
-}
-
 int openObjectFolder() {
-    const int parent = openPrivateFolder(AT_FDCWD, ObjectFolder_Parent());
+    const int parent = ObjectParent_Open();
     if (parent < 0) return -1;
-    const int descriptor = openPrivateFolder(parent, ObjectFolder_Space());
+    const int descriptor = ObjectParent_OpenPrivate(parent, ObjectFolder_Space());
     close(parent);
     return descriptor;
 }
 
 // Removes a file that nobody holds; a leftover of a process that was killed.
 void removeLeftover(int folder, const char* fileName) {
-    const int descriptor = openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) return;
+    LockedFile file;
+    if (!file.open(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK)) return;
     struct stat status {};
-    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
-        ObjectFolder_TryGuard(descriptor) && !ObjectFolder_IsHeld(descriptor) &&
-        ObjectFolder_IsUnderName(folder, descriptor, fileName))
+    if (fstat(file.descriptor(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+        ObjectFolder_TryGuard(file.descriptor()) && !ObjectFolder_IsHeld(file.descriptor()) &&
+        ObjectFolder_IsUnderName(folder, file.descriptor(), fileName))
         unlinkat(folder, fileName, 0);
-    close(descriptor);
 }
 
 void sweep(int folder) {
@@ -92,13 +81,20 @@ struct FolderDescriptor {
     ~FolderDescriptor() { closeIfOpen(); }
 };
 
-std::mutex folderMutex;
-FolderDescriptor folderDescriptor;  // guarded by folderMutex
+FolderDescriptor folderDescriptor;  // guarded by its lock
 
+std::mutex& folderMutex() { return LayerLocks_Of(LayerLock::folder); }
+
+// An open one is replaced under its number, which other threads may be using. The lock is not held while the folder is
+// opened: that may take a while, and be reported.
 int openAndSweep() {
-    folderDescriptor.closeIfOpen();
-    folderDescriptor.value = openObjectFolder();
-    if (folderDescriptor.value >= 0) sweep(folderDescriptor.value);
+    const int opened = openObjectFolder();
+    if (opened < 0) return -1;
+    sweep(opened);
+    const std::lock_guard lock(folderMutex());
+    if (folderDescriptor.value < 0) return folderDescriptor.value = opened;
+    dup3(opened, folderDescriptor.value, O_CLOEXEC);
+    close(opened);
     return folderDescriptor.value;
 }
 
@@ -159,22 +155,22 @@ std::string ObjectFolder_FileName(const char* name) {
     return fileName;
 }
 
-std::string ObjectFolder_Parent() { return "/dev/shm/dorven-objects-" + std::to_string(geteuid()); }
-
 std::string ObjectFolder_Space() {
     const char* wished = std::getenv("PLATFORM_OBJECT_NAMESPACE");
     return wished && *wished ? percentEncoded(wished) : "default";
 }
 
 int ObjectFolder_Descriptor() {
-    const std::lock_guard lock(folderMutex);
-    return folderDescriptor.value >= 0 ? folderDescriptor.value : openAndSweep();
+    {
+        const std::lock_guard lock(folderMutex());
+        if (folderDescriptor.value >= 0) return folderDescriptor.value;
+    }
+    return openAndSweep();
 }
 
-bool ObjectFolder_Renew() {
-    const std::lock_guard lock(folderMutex);
-    return openAndSweep() >= 0;
-}
+bool ObjectFolder_Renew() { return openAndSweep() >= 0; }
+
+void ObjectFolder_LetGoInChild() { folderDescriptor.closeIfOpen(); }
 
 bool ObjectFolder_IsHeld(int descriptor) {
     struct flock lock = byteLock(F_WRLCK, 0);

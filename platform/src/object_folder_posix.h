@@ -10,8 +10,7 @@
 /// cannot be: 3 with a backslash elsewhere than behind "Local" or "Global", 123 nothing behind these, 206 too long.
 std::string ObjectFolder_FileName(const char* name);
 
-/// Where the folder is: this user's folder of all name spaces, and in it the name of this process's.
-std::string ObjectFolder_Parent();
+/// Name of the folder in this user's folder of all name spaces (object_parent_posix.h).
 std::string ObjectFolder_Space();
 
 /// Descriptor of the folder, made and swept at the first use; stays open. -1, with the last error, when the folder

@@ -12,6 +12,7 @@
 #include "object_file_posix.h"
 #include "object_folder_posix.h"
 #include "object_look.h"
+#include "object_parent_posix.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ void lookAtFiles(ObjectFolderSight& sight) {
 }  // namespace
 
 ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
-    const Descriptor folder(openFolder(ObjectFolder_Parent() + "/" + ObjectFolder_Space()));
+    const Descriptor folder(openFolder(ObjectParent_Look().path + "/" + ObjectFolder_Space()));
     if (folder.get() < 0) return {};
     const Descriptor file(openForLooking(folder.get(), ObjectFolder_FileName(name).c_str()));
     if (file.get() < 0 && errno == ENOENT) return {};
@@ -100,9 +101,11 @@ ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
 ObjectFolderSight platform_lookAtObjectFolder() {
     ObjectFolderSight sight;
     sight.has = true;
-    const std::string parent = ObjectFolder_Parent();
-    sight.path = parent + "/" + ObjectFolder_Space();
-    sight.problem = problemOfFolder(parent, sight.exists);
+    const ObjectParent parent = ObjectParent_Look();
+    sight.squatter = parent.squatter;
+    if (parent.path.empty()) return sight;
+    sight.path = parent.path + "/" + ObjectFolder_Space();
+    sight.problem = problemOfFolder(parent.path, sight.exists);
     if (!sight.exists || !sight.problem.empty()) return sight;
     sight.problem = problemOfFolder(sight.path, sight.exists);
     if (sight.exists && sight.problem.empty()) lookAtFiles(sight);

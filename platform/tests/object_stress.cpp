@@ -30,6 +30,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "object_look.h"
 #include "platform.h"
 
 namespace {
@@ -387,17 +388,17 @@ int main(int argc, char** argv) {
     }
     const std::string space = "stress-" + std::to_string(getpid());
     setenv("PLATFORM_OBJECT_NAMESPACE", space.c_str(), 1);
-    const std::filesystem::path folder = "/dev/shm/dorven-objects-" + std::to_string(geteuid()) + "/" + space;
+    const auto folder = [] { return std::filesystem::path(platform_lookAtObjectFolder().path); };
     void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) return 1;
     board = new (memory) Board;
 
     Workers workers(seed);
     killAtRandom(workers, seconds, seed, killsPerSecond);
-    const std::size_t before = filesIn(folder);
+    const std::size_t before = filesIn(folder());
     const bool swept = sweep();
-    const std::size_t after = filesIn(folder);
-    std::filesystem::remove_all(folder);
+    const std::size_t after = filesIn(folder());
+    std::filesystem::remove_all(folder());
 
     std::printf("seed %llu: %lu kills in %.0f s; %llu objects made, %llu attached to, %llu found absent;\n",
                 static_cast<unsigned long long>(seed), workers.kills(), seconds, shown(board->created),

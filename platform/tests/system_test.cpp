@@ -211,3 +211,26 @@ TEST(Identities, AreLowerCaseAndNeverTheSame) {
 }
 
 TEST(BitmapDescription, Has44Bytes) { EXPECT_EQ(sizeof(tagBITMAPINFO), 44u); }
+
+TEST(Report, GoesToStandardErrorAsLongAsNobodyHasFilledThePlace) {
+    testing::internal::CaptureStderr();
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    platform_report("50% of something");
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "50% of something\n");
+}
+
+TEST(Report, GoesToTheOneFunctionThatWasGivenAndLeavesTheLastError) {
+    static std::string told;
+    platform_setReport([](const char* text) {
+        told = text;
+        SetLastError(ERROR_SUCCESS);
+    });
+    testing::internal::CaptureStderr();
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    platform_report("something");
+    platform_setReport(nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(told, "something");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}

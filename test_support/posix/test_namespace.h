@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include "object_look.h"
+
 namespace test {
 
 class ObjectNamespace {
@@ -18,8 +20,9 @@ public:
     }
     ~ObjectNamespace() {
         if (_name.empty()) return;
+        const std::filesystem::path folder = platform_lookAtObjectFolder().path;
         std::error_code ignored;
-        std::filesystem::remove_all("/dev/shm/dorven-objects-" + std::to_string(::geteuid()) + "/" + _name, ignored);
+        if (!folder.empty()) std::filesystem::remove_all(folder.parent_path() / _name, ignored);
     }
     ObjectNamespace(const ObjectNamespace&) = delete;
     ObjectNamespace& operator=(const ObjectNamespace&) = delete;

@@ -1,0 +1,37 @@
+#include "layer_locks_posix.h"
+
+#include <array>
+
+#include <pthread.h>
+
+#include "fork_posix.h"
+
+namespace {
+
+// Constant from the start and never destroyed: objects are let go by destructors of static objects too.
+constinit std::array<std::mutex, static_cast<std::size_t>(LayerLock::count)> locks;
+
+void lockAll() {
+    for (std::mutex& lock : locks) lock.lock();
+    LockedFiles_WaitForClosing(locks.back());
+}
+
+void unlockAll() {
+    for (std::mutex& lock : locks) lock.unlock();
+}
+
+// The child has one thread, which holds all locks since before the fork.
+void letGoInChild() {
+    Views_LetGoInChild();
+    ObjectFiles_LetGoInChild();
+    ObjectFolder_LetGoInChild();
+    LockedFiles_LetGoInChild();
+    unlockAll();
+}
+
+}  // namespace
+
+std::mutex& LayerLocks_Of(LayerLock which) {
+    [[maybe_unused]] static const int registered = pthread_atfork(lockAll, unlockAll, letGoInChild);
+    return locks[static_cast<std::size_t>(which)];
+}

@@ -1,0 +1,95 @@
+#include "locked_file_posix.h"
+
+#include <chrono>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "fork_posix.h"
+#include "layer_locks_posix.h"
+
+namespace {
+
+// Both guarded by the lock of the files.
+constinit LockedFile* openFiles = nullptr;
+constinit std::size_t closing = 0;
+
+std::mutex& filesLock() { return LayerLocks_Of(LayerLock::files); }
+
+}  // namespace
+
+// Opened and entered under one lock, so that no fork comes between.
+template <typename Opener>
+bool LockedFile::openBy(Opener opener) {
+    close();
+    const std::lock_guard lock(filesLock());
+    _descriptor = opener();
+    if (_descriptor < 0) return false;
+    _wasLetGo = false;
+    _next = openFiles;
+    if (_next) _next->_link = &_next;
+    _link = &openFiles;
+    openFiles = this;
+    return true;
+}
+
+bool LockedFile::open(int folder, const char* path, int flags, mode_t mode) {
+    return openBy([&] { return openat(folder, path, flags | O_CLOEXEC, mode); });
+}
+
+bool LockedFile::openMemory(const char* label) {
+    return openBy([&] { return memfd_create(label, MFD_CLOEXEC); });
+}
+
+bool LockedFile::map(std::size_t bytes) {
+    const std::lock_guard lock(filesLock());
+    void* address = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, _descriptor, 0);
+    if (address == MAP_FAILED) return false;
+    _address = address;
+    _bytes = bytes;
+    return true;
+}
+
+// The closing itself may free gigabytes, so others go on meanwhile; only a fork waits for it.
+void LockedFile::close() {
+    if (_descriptor >= 0) {
+        const std::lock_guard lock(filesLock());
+        *_link = _next;
+        if (_next) _next->_link = _link;
+        ++closing;
+    }
+    const bool wasOpen = _descriptor >= 0;
+    if (_address) munmap(std::exchange(_address, nullptr), _bytes);
+    if (wasOpen) ::close(std::exchange(_descriptor, -1));
+    if (wasOpen) {
+        const std::lock_guard lock(filesLock());
+        --closing;
+    }
+}
+
+void LockedFiles_WaitForClosing(std::mutex& lock) {
+    while (closing > 0) {
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
+        lock.lock();
+    }
+}
+
+// Some stand on the stacks of threads that the child does not have: none stays in the list.
+void LockedFiles_LetGoInChild() {
+    for (LockedFile* file = std::exchange(openFiles, nullptr); file; file = std::exchange(file->_next, nullptr)) {
+        ::close(std::exchange(file->_descriptor, -1));
+        if (file->_address) platform_makePrivate(file->_address, file->_bytes);
+        file->_wasLetGo = true;
+    }
+}
+
+void platform_makePrivate(void* address, std::size_t bytes) {
+    constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE;
+    if (mmap(address, bytes, PROT_READ | PROT_WRITE, kFlags, -1, 0) == MAP_FAILED)
+        mmap(address, bytes, PROT_NONE, kFlags, -1, 0);  // a system that promises no memory that it does not have
+}

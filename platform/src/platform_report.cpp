@@ -1,0 +1,23 @@
+#include <atomic>
+#include <cstdio>
+
+#include "platform.h"
+
+namespace {
+
+// Constant from the start, so that it can be filled, and used, before and after every other object lives.
+constinit std::atomic<PlatformReport> filledReport{nullptr};
+
+}  // namespace
+
+void platform_setReport(PlatformReport report) { filledReport.store(report, std::memory_order_release); }
+
+void platform_report(const char* text) {
+    const DWORD error = GetLastError();
+    if (const PlatformReport report = filledReport.load(std::memory_order_acquire)) {
+        report(text);
+    } else {
+        std::fprintf(stderr, "%s\n", text);
+    }
+    SetLastError(error);
+}
