@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "high_descriptor.h"
 #include "log_file.h"
 
 namespace {
@@ -20,7 +21,8 @@ LogFile::LogFile() : _handle(handleOf(STDERR_FILENO)) {}
 bool LogFile::open(const char* path) {
     std::string name = path;
     std::replace(name.begin(), name.end(), '\\', '/');  // both separate folders, as everywhere in the system
-    const int descriptor = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666);
+    const int descriptor =
+        highDescriptor(::open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666));
     if (descriptor < 0) return false;
     _handle = handleOf(descriptor);
     return true;

@@ -9,6 +9,7 @@
 
 #include "file_error_posix.h"
 #include "handle_table_posix.h"
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "paths_posix.h"
 
@@ -42,7 +43,7 @@ HANDLE closeAndFail(int descriptor, DWORD error) {
 }
 
 HANDLE openForReading(const std::string& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = highDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (descriptor < 0) return platform_failWith(platform_fileErrorOf(errno, path), INVALID_HANDLE_VALUE);
     if (isFolder(descriptor)) return closeAndFail(descriptor, ERROR_ACCESS_DENIED);
     return handleOf(descriptor, false);
@@ -56,13 +57,15 @@ bool empty(int descriptor) {
     return !S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
 }
 
+int openFile(const std::string& path, int flags) { return highDescriptor(open(path.c_str(), flags, 0666)); }
+
 HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {
-    int descriptor = creation == CREATE_NEW ? -1 : open(path.c_str(), flags);
+    int descriptor = creation == CREATE_NEW ? -1 : openFile(path, flags);
     const bool existed = descriptor >= 0;
     if (creation == CREATE_NEW)
-        descriptor = open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
+        descriptor = openFile(path, flags | O_CREAT | O_EXCL);
     else if (!existed && errno == ENOENT)
-        descriptor = open(path.c_str(), flags | O_CREAT, 0666);
+        descriptor = openFile(path, flags | O_CREAT);
     if (descriptor < 0) return platform_failWith(platform_fileErrorOf(errno, path), INVALID_HANDLE_VALUE);
     // Where a file system has no locks the file is open for everybody; so is it to others than this layer anyway.
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "descriptor_posix.h"
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "object_folder_posix.h"
 
@@ -129,7 +130,7 @@ public:
 
     /// An object without name: memory of its own, gone with its last handle and view.
     static std::shared_ptr<ObjectFile> openUnnamed(const ObjectPage& page) {
-        Descriptor descriptor(memfd_create("dorven-object", MFD_CLOEXEC));
+        Descriptor descriptor(highDescriptor(memfd_create("dorven-object", MFD_CLOEXEC)));
         if (descriptor.get() < 0)
             return platform_failWith<std::shared_ptr<ObjectFile>>(platform_errorOf(errno), nullptr);
         if (!initialise(descriptor.get(), page)) return nullptr;
@@ -143,7 +144,7 @@ private:
         const int folder = ObjectFolder_Descriptor();
         if (folder < 0) return Outcome::failed;
         const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (_create ? O_CREAT : 0);
-        Descriptor descriptor(openat(folder, _fileName.c_str(), flags, 0600));
+        Descriptor descriptor(highDescriptor(openat(folder, _fileName.c_str(), flags, 0600)));
         if (descriptor.get() < 0) {
             // Creating says "not found" only when the folder itself was removed.
             if (errno == ENOENT && _create) return ObjectFolder_Renew() ? Outcome::again : Outcome::failed;

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 
 namespace {
@@ -39,7 +40,8 @@ std::string percentEncoded(const std::string& name) {
 int openPrivateFolder(int parent, const std::string& name) {
     if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
         return platform_failWith(platform_errorOf(errno), -1);
-    const int descriptor = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int descriptor =
+        highDescriptor(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
     struct stat status {};
     if (fstat(descriptor, &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
@@ -59,7 +61,7 @@ int openObjectFolder() {
 
 // Removes a file that nobody holds; a leftover of a process that was killed.
 void removeLeftover(int folder, const char* fileName) {
-    const int descriptor = openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor = highDescriptor(openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (descriptor < 0) return;
     struct stat status {};
     if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
@@ -70,7 +72,7 @@ void removeLeftover(int folder, const char* fileName) {
 }
 
 void sweep(int folder) {
-    const int copy = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int copy = highDescriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
     if (!entries) {
         if (copy >= 0) close(copy);
