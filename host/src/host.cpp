@@ -120,6 +120,7 @@ int run(const HostOptions& options) {
 }  // namespace
 
 int hostMain(int argc, const char* const* argv) {
+    platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
     try {
         HostOptions chosen;

@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "high_descriptor.h"
 #include "log_file.h"
 
 namespace {
@@ -24,13 +25,8 @@ using Clock = LogPatience::Clock;
 int descriptorOf(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
 void* handleOf(int descriptor) { return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor)); }
 
-// Descriptors 0 to 2 are the host's, also where it has closed them.
 int openDescriptor(const char* path, int flags) {
-    const int descriptor = ::open(path, flags | O_CLOEXEC | O_NOCTTY, 0666);
-    if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
-    const int higher = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    ::close(descriptor);
-    return higher;
+    return highDescriptor(::open(path, flags | O_CLOEXEC | O_NOCTTY, 0666));
 }
 
 // A file is not waited for; in the place of one, a pipe without room or without a reader is not either.

@@ -78,6 +78,10 @@ void platform_installStopHandler();
 /// True once a stop was requested. Any thread.
 bool platform_stopRequested();
 
+/// Opens the null device in the place of standard input, output and error where the program was started without them,
+/// so that no file that it opens later gets what is meant for them. Programs only, as the first thing that they do.
+void platform_openMissingStandardStreams();
+
 /// From now on a write into a pipe that nobody reads any more fails, and does not end the process. Programs only.
 void platform_letBrokenPipesFail();
 

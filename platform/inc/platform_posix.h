@@ -223,7 +223,8 @@ DWORD GetCurrentProcessId();
 
 // ----------------------------------------------------------------------------------- modules and files
 
-/// Full file name of a module, null for the program. On success its length without terminator. A name that does not
+/// Full file name of a module, null for the program; also of one that was loaded by a relative path, and also when the
+/// working folder has changed since. On success its length without terminator. A name that does not
 /// fit is cut and, as on some versions of Windows, not terminated: the result is then size and the last error 122.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
 

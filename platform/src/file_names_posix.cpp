@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "file_error_posix.h"
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "no_memory_posix.h"
 #include "paths_posix.h"
@@ -57,7 +58,7 @@ UINT makeTemporaryFile(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName
         const UINT number = nextTemporaryNumber();
         std::snprintf(fileName, MAX_PATH, "%s%X.tmp", stem.c_str(), number);
         const std::string path = nativePath(fileName);
-        const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        const int descriptor = highDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
         if (descriptor >= 0) {
             close(descriptor);
             return number;

@@ -11,6 +11,7 @@
 #include "descriptor_posix.h"
 #include "file_error_posix.h"
 #include "handle_table_posix.h"
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "no_memory_posix.h"
 #include "paths_posix.h"
@@ -44,8 +45,10 @@ HANDLE handleOf(Descriptor& descriptor, bool writable) {
 
 HANDLE failWith(DWORD error) { return platform_failWith(error, INVALID_HANDLE_VALUE); }
 
+int openFile(const std::string& path, int flags) { return highDescriptor(open(path.c_str(), flags, 0666)); }
+
 HANDLE openForReading(const std::string& path) {
-    Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    Descriptor descriptor(openFile(path, O_RDONLY | O_CLOEXEC));
     if (descriptor.get() < 0) return failWith(platform_fileErrorOf(errno, path));
     if (isFolder(descriptor.get())) return failWith(ERROR_ACCESS_DENIED);
     return handleOf(descriptor, false);
@@ -61,10 +64,10 @@ bool empty(int descriptor) {
 
 // Opens an existing file, or makes it where the creation allows that.
 int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed) {
-    const int found = creation == CREATE_NEW ? -1 : open(path.c_str(), flags);
+    const int found = creation == CREATE_NEW ? -1 : openFile(path, flags);
     existed = found >= 0;
-    if (creation == CREATE_NEW) return open(path.c_str(), flags | O_CREAT | O_EXCL, 0666);
-    return existed || errno != ENOENT ? found : open(path.c_str(), flags | O_CREAT, 0666);
+    if (creation == CREATE_NEW) return openFile(path, flags | O_CREAT | O_EXCL);
+    return existed || errno != ENOENT ? found : openFile(path, flags | O_CREAT);
 }
 
 HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {

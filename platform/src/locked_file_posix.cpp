@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "fork_posix.h"
+#include "high_descriptor.h"
 #include "layer_locks_posix.h"
 
 namespace {
@@ -38,11 +39,11 @@ bool LockedFile::openBy(Opener opener) {
 }
 
 bool LockedFile::open(int folder, const char* path, int flags, mode_t mode) {
-    return openBy([&] { return openat(folder, path, flags | O_CLOEXEC, mode); });
+    return openBy([&] { return highDescriptor(openat(folder, path, flags | O_CLOEXEC, mode)); });
 }
 
 bool LockedFile::openMemory(const char* label) {
-    return openBy([&] { return memfd_create(label, MFD_CLOEXEC); });
+    return openBy([&] { return highDescriptor(memfd_create(label, MFD_CLOEXEC)); });
 }
 
 bool LockedFile::map(std::size_t bytes) {

@@ -17,6 +17,30 @@ std::string programFileName() {
     return length > 0 ? std::string(name, static_cast<std::size_t>(length)) : std::string();
 }
 
+// Without what names the same folder once more: "/./" and "//". A ".." stays, since it may lead through a link.
+std::string withoutEmptySteps(std::string path) {
+    for (std::size_t at = 0; (at = path.find('/', at)) != std::string::npos;) {
+        if (path.compare(at, 3, "/./") == 0) {
+            path.erase(at, 2);
+        } else if (path.compare(at, 2, "//") == 0) {
+            path.erase(at, 1);
+        } else {
+            ++at;
+        }
+    }
+    return path;
+}
+
+// The full name of a library that was loaded by a relative path. The loader keeps the folder that it found it in, as it
+// was then: the working folder may be another one by now.
+std::string loadedFileName(void* module, const std::string& relativeName) {
+    constexpr std::size_t kLongestFolder = 1u << 16;  // the loader does not tell how long it is
+    std::string folder(kLongestFolder, '\0');
+    if (dlinfo(module, RTLD_DI_ORIGIN, folder.data()) != 0) return relativeName;
+    folder.resize(std::strlen(folder.c_str()));
+    return withoutEmptySteps(folder + '/' + relativeName.substr(relativeName.rfind('/') + 1));
+}
+
 struct ModuleSearch {
     const void* handle;
     std::string fileName;
@@ -36,7 +60,8 @@ std::string moduleFileName(HMODULE module) {
     if (!module) return programFileName();
     ModuleSearch search{module, {}};
     dl_iterate_phdr(findModule, &search);
-    return search.fileName;
+    const bool relative = !search.fileName.empty() && search.fileName.front() != '/';
+    return relative ? loadedFileName(module, search.fileName) : search.fileName;
 }
 
 }  // namespace

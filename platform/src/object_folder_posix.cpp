@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "fork_posix.h"
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "layer_locks_posix.h"
 #include "locked_file_posix.h"
@@ -59,7 +60,7 @@ void removeLeftover(int folder, const char* fileName) {
 }
 
 void sweep(int folder) {
-    const int copy = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int copy = highDescriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
     if (!entries) {
         if (copy >= 0) close(copy);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "descriptor_posix.h"
+#include "high_descriptor.h"
 #include "object_file_posix.h"
 #include "object_folder_posix.h"
 #include "object_look.h"
@@ -17,10 +18,12 @@
 namespace {
 
 int openForLooking(int folder, const char* fileName) {
-    return openat(folder, fileName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    return highDescriptor(openat(folder, fileName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 }
 
-int openFolder(const std::string& path) { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }
+int openFolder(const std::string& path) {
+    return highDescriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
 
 void readContent(int descriptor, std::size_t contentBytes, ObjectSight& sight) {
     sight.content.resize(std::min<std::uint64_t>(contentBytes, sight.bytes));

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "locked_file_posix.h"
 #include "platform.h"
@@ -46,7 +47,7 @@ bool isPrivateFolder(int root, const std::string& name) {
 std::string firstSpareName(int root) {
     const std::string prefix = usualName() + "-";
     std::string first;
-    const int copy = openat(root, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int copy = highDescriptor(openat(root, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
     if (!entries) {
         if (copy >= 0) close(copy);
@@ -127,7 +128,8 @@ ObjectParent ObjectParent_Look() {
 int ObjectParent_OpenPrivate(int parent, const std::string& name) {
     if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
         return platform_failWith(platform_errorOf(errno), -1);
-    const int descriptor = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int descriptor =
+        highDescriptor(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
     struct stat status {};
     if (fstat(descriptor, &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "high_descriptor.h"
 #include "regular_file.h"
 
 RegularFile::~RegularFile() {
@@ -12,7 +13,7 @@ RegularFile::~RegularFile() {
 
 bool RegularFile::open(const std::string& path, std::string& error) {
     // Without O_NONBLOCK a pipe would be waited for; on a regular file it changes nothing.
-    _file = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    _file = highDescriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (_file < 0 || fstat(static_cast<int>(_file), &status) != 0) {
         error = path + ": cannot be opened for reading";

@@ -27,6 +27,8 @@ void platform_installStopHandler() {
     SetConsoleCtrlHandler(requestStop, TRUE);
 }
 
+void platform_openMissingStandardStreams() {}  // their handles are no numbers that another file could get
+
 void platform_letBrokenPipesFail() {}  // as it is on this system anyway
 
 bool platform_stopRequested() { return stopRequestedFlag.load(std::memory_order_relaxed); }

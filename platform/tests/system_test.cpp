@@ -1,6 +1,5 @@
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <set>
 #include <string>
 #include <thread>
@@ -13,7 +12,6 @@
 #include "temporary_folder.h"
 
 using test::ObjectHandle;
-using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StrEq;
 
@@ -114,34 +112,6 @@ TEST(CriticalSection, ExcludesOtherThreadsAndLetsItsOwnInAgain) {
     second.join();
     EXPECT_EQ(count, 20'000);
     DeleteCriticalSection(&section);
-}
-
-TEST(Modules, TheProgramsNameIsItsFullPath) {
-    char name[1024] = {};
-    const DWORD length = GetModuleFileNameA(nullptr, name, sizeof name);
-    EXPECT_EQ(length, std::strlen(name));
-    EXPECT_THAT(name, HasSubstr("platform_tests"));
-    EXPECT_EQ(_access(name, 0), 0);
-}
-
-TEST(Modules, AnInventedHandleHasNoName) {
-    int nothing = 0;
-    char name[100] = {};
-    EXPECT_EQ(GetModuleFileNameA(reinterpret_cast<HMODULE>(&nothing), name, sizeof name), 0u);
-    EXPECT_NE(GetLastError(), ERROR_SUCCESS);
-}
-
-TEST(Modules, ANameThatDoesNotFitFillsTheBuffer) {
-    char name[8];
-    std::memset(name, '#', sizeof name);
-    EXPECT_EQ(GetModuleFileNameA(nullptr, name, 6), 6u);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
-    EXPECT_EQ(name[6], '#');
-}
-
-TEST(Modules, ALibraryThatIsAbsentIsNotFound) {
-    EXPECT_EQ(LoadLibraryExA("no_such_library.here", nullptr, 0), nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
 }
 
 TEST(Files, AreReadToTheirEnd) {

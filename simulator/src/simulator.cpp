@@ -323,6 +323,7 @@ int run(SimulatorOptions& options) {
 }  // namespace
 
 int simulatorMain(int argc, const char* const* argv) {
+    platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
     try {
         SimulatorOptions chosen;
