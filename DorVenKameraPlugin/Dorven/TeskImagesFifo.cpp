@@ -127,10 +127,13 @@ const unsigned char* frontLine(ImageFifo& fifo) {
     // What MMemLineFifo_GetReadLine answers, but from fields that are each read once and with the geometry that was
     // checked: the simulator may store anything at any time.
     if (!fifo.readable || !MMemLineFifo_IsReaderAttached(fifo.memory)) return nullptr;
-    const std::uint64_t readIndex = load(headerOf(fifo).readIndex);
+    const std::uint64_t readIndex = load(headerOf(fifo).readIndex, std::memory_order_acquire);
     // Pairs with the release in MMemLineFifo_PutLine: once the index is seen, the line's bytes are visible.
     const std::uint64_t writeIndex = load(headerOf(fifo).writeIndex, std::memory_order_acquire);
     if (readIndex == writeIndex || !isSound(fifo, readIndex, writeIndex)) return nullptr;
+    // Once more, behind the loads: a writer that laid the ring anew since the first look has stored its write index
+    // already, and between that and our read index old lines seem to wait.
+    if (!MMemLineFifo_IsReaderAttached(fifo.memory)) return nullptr;
     fifo.front = readIndex;
     return static_cast<const unsigned char*>(fifo.memory) + sizeof(LineFifoHeader) + readIndex * fifo.lineLength;
 }
@@ -146,7 +149,13 @@ void popLine(ImageFifo& fifo) {
     std::uint64_t expected = *front;
     const std::uint64_t next = (expected + 1) % fifo.slotCount;
     fullBarrier();
-    std::atomic_ref(headerOf(fifo).readIndex).compare_exchange_strong(expected, next, std::memory_order_release);
+    const std::atomic_ref readIndex(headerOf(fifo).readIndex);
+    if (!readIndex.compare_exchange_strong(expected, next)) return;
+    // A new ring stands at slot 0. If ours was that one, the step may have been one in the new ring, which would then
+    // seem to be full of old lines: it is taken back where the mark tells so.
+    if (*front != 0 || MMemLineFifo_IsReaderAttached(fifo.memory)) return;
+    expected = next;
+    readIndex.compare_exchange_strong(expected, 0);
 }
 
 }  // namespace kest::dorven
