@@ -17,6 +17,10 @@ const char kFile[] = "Dorven/TeskImages";
 
 const char kMemoryName[] = "DorVenImages";
 
+// Names in entries.
+const char kOpen[] = "kest::dorven::openImageFifo";
+const char kFront[] = "kest::dorven::frontLine";
+
 std::uint64_t load(std::uint64_t& field, std::memory_order order = std::memory_order_relaxed) {
     return std::atomic_ref(field).load(order);
 }
@@ -36,7 +40,7 @@ std::size_t mappedBytes(const void* memory) {
 bool holdsHeader(const void* memory) {
     const std::size_t size = mappedBytes(memory);
     if (size >= sizeof(LineFifoHeader)) return true;
-    M_ERRLOG("image fifo is inconsistent: %Iu bytes are too few for its header", size);
+    M_ERRLOG("%s() : image fifo is inconsistent: %Iu bytes are too few for its header", kOpen, size);
     return false;
 }
 
@@ -62,11 +66,11 @@ void takeGeometry(ImageFifo& fifo) {
     fifo.readable = fits && fifo.lineLength >= sizeof(ImageLineHeader);
     if (fifo.readable || isLaidAnew(fifo)) return;
     if (!fits) {
-        M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", shown(fifo.slotCount),
-                 shown(fifo.lineLength), mapped);
+        M_ERRLOG("%s() : image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", kOpen,
+                 shown(fifo.slotCount), shown(fifo.lineLength), mapped);
     } else {
-        M_ERRLOG("image fifo is inconsistent: slots of %Iu bytes are too short for the header of an image",
-                 shown(fifo.lineLength));
+        M_ERRLOG("%s() : image fifo is inconsistent: slots of %Iu bytes are too short for the header of an image",
+                 kOpen, shown(fifo.lineLength));
     }
 }
 
@@ -80,11 +84,11 @@ bool isSound(ImageFifo& fifo, std::uint64_t readIndex, std::uint64_t writeIndex)
     if (isLaidAnew(fifo)) return false;
     fifo.readable = false;
     if (!sameGeometry) {
-        M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes have become %Iu slots of %Iu bytes",
+        M_ERRLOG("%s() : image fifo is inconsistent: %Iu slots of %Iu bytes have become %Iu slots of %Iu bytes", kFront,
                  shown(fifo.slotCount), shown(fifo.lineLength), shown(slotCount), shown(lineLength));
     } else {
-        M_ERRLOG("image fifo is inconsistent: read index %Iu and write index %Iu in %Iu slots", shown(readIndex),
-                 shown(writeIndex), shown(slotCount));
+        M_ERRLOG("%s() : image fifo is inconsistent: read index %Iu and write index %Iu in %Iu slots", kFront,
+                 shown(readIndex), shown(writeIndex), shown(slotCount));
     }
     return false;
 }
