@@ -17,6 +17,10 @@ const char kFile[] = "Dorven/TeskImages";
 
 const char kMemoryName[] = "DorVenImages";
 
+// Names in entries.
+const char kOpen[] = "kest::dorven::openImageFifo";
+const char kFront[] = "kest::dorven::frontLine";
+
 std::uint64_t load(std::uint64_t& field, std::memory_order order = std::memory_order_relaxed) {
     return std::atomic_ref(field).load(order);
 }
@@ -36,7 +40,7 @@ std::size_t mappedBytes(const void* memory) {
 bool holdsHeader(const void* memory) {
     const std::size_t size = mappedBytes(memory);
     if (size >= sizeof(LineFifoHeader)) return true;
-    M_ERRLOG("image fifo is inconsistent: %Iu bytes are too few for its header", size);
+    M_ERRLOG("%s() : image fifo is inconsistent: %Iu bytes are too few for its header", kOpen, size);
     return false;
 }
 
@@ -62,11 +66,11 @@ void takeGeometry(ImageFifo& fifo) {
     fifo.readable = fits && fifo.lineLength >= sizeof(ImageLineHeader);
     if (fifo.readable || isLaidAnew(fifo)) return;
     if (!fits) {
-        M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", shown(fifo.slotCount),
-                 shown(fifo.lineLength), mapped);
+        M_ERRLOG("%s() : image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", kOpen,
+                 shown(fifo.slotCount), shown(fifo.lineLength), mapped);
     } else {
-        M_ERRLOG("image fifo is inconsistent: slots of %Iu bytes are too short for the header of an image",
-                 shown(fifo.lineLength));
+        M_ERRLOG("%s() : image fifo is inconsistent: slots of %Iu bytes are too short for the header of an image",
+                 kOpen, shown(fifo.lineLength));
     }
 }
 
@@ -80,11 +84,11 @@ bool isSound(ImageFifo& fifo, std::uint64_t readIndex, std::uint64_t writeIndex)
     if (isLaidAnew(fifo)) return false;
     fifo.readable = false;
     if (!sameGeometry) {
-        M_ERRLOG("image fifo is inconsistent: %Iu slots of %Iu bytes have become %Iu slots of %Iu bytes",
+        M_ERRLOG("%s() : image fifo is inconsistent: %Iu slots of %Iu bytes have become %Iu slots of %Iu bytes", kFront,
                  shown(fifo.slotCount), shown(fifo.lineLength), shown(slotCount), shown(lineLength));
     } else {
-        M_ERRLOG("image fifo is inconsistent: read index %Iu and write index %Iu in %Iu slots", shown(readIndex),
-                 shown(writeIndex), shown(slotCount));
+        M_ERRLOG("%s() : image fifo is inconsistent: read index %Iu and write index %Iu in %Iu slots", kFront,
+                 shown(readIndex), shown(writeIndex), shown(slotCount));
     }
     return false;
 }
@@ -127,10 +131,13 @@ const unsigned char* frontLine(ImageFifo& fifo) {
     // What MMemLineFifo_GetReadLine answers, but from fields that are each read once and with the geometry that was
     // checked: the simulator may store anything at any time.
     if (!fifo.readable || !MMemLineFifo_IsReaderAttached(fifo.memory)) return nullptr;
-    const std::uint64_t readIndex = load(headerOf(fifo).readIndex);
+    const std::uint64_t readIndex = load(headerOf(fifo).readIndex, std::memory_order_acquire);
     // Pairs with the release in MMemLineFifo_PutLine: once the index is seen, the line's bytes are visible.
     const std::uint64_t writeIndex = load(headerOf(fifo).writeIndex, std::memory_order_acquire);
     if (readIndex == writeIndex || !isSound(fifo, readIndex, writeIndex)) return nullptr;
+    // Once more, behind the loads: a writer that laid the ring anew since the first look has stored its write index
+    // already, and between that and our read index old lines seem to wait.
+    if (!MMemLineFifo_IsReaderAttached(fifo.memory)) return nullptr;
     fifo.front = readIndex;
     return static_cast<const unsigned char*>(fifo.memory) + sizeof(LineFifoHeader) + readIndex * fifo.lineLength;
 }
@@ -146,7 +153,13 @@ void popLine(ImageFifo& fifo) {
     std::uint64_t expected = *front;
     const std::uint64_t next = (expected + 1) % fifo.slotCount;
     fullBarrier();
-    std::atomic_ref(headerOf(fifo).readIndex).compare_exchange_strong(expected, next, std::memory_order_release);
+    const std::atomic_ref readIndex(headerOf(fifo).readIndex);
+    if (!readIndex.compare_exchange_strong(expected, next)) return;
+    // A new ring stands at slot 0. If ours was that one, the step may have been one in the new ring, which would then
+    // seem to be full of old lines: it is taken back where the mark tells so.
+    if (*front != 0 || MMemLineFifo_IsReaderAttached(fifo.memory)) return;
+    expected = next;
+    readIndex.compare_exchange_strong(expected, 0);
 }
 
 }  // namespace kest::dorven

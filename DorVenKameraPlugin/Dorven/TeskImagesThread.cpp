@@ -73,7 +73,8 @@ void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
     const std::uint64_t pixelBytes = fifo.lineLength - sizeof(ImageLineHeader);
     const std::uint64_t expected = imageBytes(record);
     if (pixelBytes >= expected || std::exchange(fifo.shortLineTold, true)) return;
-    M_TRACE(4, "image fifo has lines of %Iu pixel bytes for images of %Iu", static_cast<std::size_t>(pixelBytes),
+    M_TRACE(4, "%s() : image fifo has lines of %Iu pixel bytes for images of %Iu",
+            "kest::dorven::TeskImages::imageThread", static_cast<std::size_t>(pixelBytes),
             static_cast<std::size_t>(expected));
 }
 

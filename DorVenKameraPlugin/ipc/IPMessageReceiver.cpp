@@ -73,7 +73,8 @@ void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
              name.c_str());
     // An empty fifo is none of it, also one that nobody has laid yet: zeroed memory.
     if (_mem && MMemFifo_GetUsed(_mem) != 0 && !MMemFifo_IsSound(_mem, _mappedSize))
-        M_ERRLOG("message fifo %s is inconsistent: what waits in it is dropped", name.c_str());
+        M_ERRLOG("%s() : message fifo %s is inconsistent: what waits in it is dropped",
+                 "kest::dorven::IPMessageReceiver::read", name.c_str());
     const std::size_t s = MMemFifo_Read(_mem, buffer, size, _mappedSize);
     M_ASSERT(s <= size, "s <= size", "fifo %s could not read enough bytes: %zu <= %zu", name.c_str(), s, size);
 }

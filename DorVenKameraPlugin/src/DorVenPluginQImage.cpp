@@ -130,7 +130,7 @@ PluginCallStatus DorVenPlugin::imageBuffer(char** buffer) {
 
 PluginCallStatus DorVenPlugin::imageMemory(IMAGEMEMORY** record) {
     if (!M_ASSERT_AT(113, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
-    if (const auto held = _teskImages->imageMemory()) *record = held.get();  // stays alive: the source holds it
+    *record = _teskImages->imageMemory().get();  // stays alive: the source holds it; null where it has none
     return kDone;
 }
 

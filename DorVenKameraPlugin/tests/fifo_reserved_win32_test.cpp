@@ -15,7 +15,9 @@ TEST_F(AcquisitionTest, MemoryThatIsReservedAloneIsReportedAndNotTouched) {
     ASSERT_NE(mapping, nullptr);
     _event->answer(kSignal);
     grabAndPlay();
-    EXPECT_THAT(_log.errors(), testing::ElementsAre("image fifo is inconsistent: 0 bytes are too few for its header"));
+    EXPECT_THAT(_log.errors(),
+                testing::ElementsAre(
+                    "kest::dorven::openImageFifo() : image fifo is inconsistent: 0 bytes are too few for its header"));
     EXPECT_TRUE(_source->freeze());
     CloseHandle(mapping);
 }

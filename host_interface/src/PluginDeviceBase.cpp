@@ -1,7 +1,10 @@
 #include "PluginDeviceBase.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <cwchar>
 #include <memory>
 #include <mutex>
@@ -38,14 +41,42 @@ constexpr PropertyKey kPropertyKeys[] = {
     {kFpgaVersion,       L"fpgaversion"      },
 };
 
+// "Local only" is unique enough: the id has to differ on this machine.
+bool isUnique(RPC_STATUS status) { return status == RPC_S_OK || status == RPC_S_UUID_LOCAL_ONLY; }
+
+/// What differs within this machine where the system makes no UUID: process, moment and a count.
+UUID localUuid() {
+    static std::atomic<std::uint32_t> count{0};
+    LARGE_INTEGER moment{};
+    QueryPerformanceCounter(&moment);
+    const std::uint32_t words[] = {static_cast<std::uint32_t>(GetCurrentProcessId()), ++count,
+                                   static_cast<std::uint32_t>(moment.QuadPart),
+                                   static_cast<std::uint32_t>(moment.QuadPart >> 32)};
+    UUID uuid{};
+    static_assert(sizeof words == sizeof uuid);
+    std::memcpy(&uuid, words, sizeof uuid);
+    return uuid;
+}
+
+/// The text of a UUID where the system gives none. In which order its bytes come does not matter.
+std::string ownTextOf(const UUID& uuid) {
+    unsigned char bytes[sizeof uuid];
+    std::memcpy(bytes, &uuid, sizeof uuid);
+    std::string text;
+    for (std::size_t i = 0; i < sizeof bytes; ++i) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+        text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
+    }
+    return text;
+}
+
 /// Text of a new UUID, 8-4-4-4-12 in lower case.
 std::string newUuid() {
     UUID uuid{};
-    // "Local only" is unique enough: the id has to differ on this machine.
-    const RPC_STATUS status = UuidCreateSequential(&uuid);
-    if (status != RPC_S_OK && status != RPC_S_UUID_LOCAL_ONLY) UuidCreate(&uuid);
+    if (!isUnique(UuidCreateSequential(&uuid)) && !isUnique(UuidCreate(&uuid))) uuid = localUuid();
     RPC_CSTR text = nullptr;
-    if (UuidToStringA(&uuid, &text) != RPC_S_OK) return {};
+    if (UuidToStringA(&uuid, &text) != RPC_S_OK) return ownTextOf(uuid);
     std::string copy = reinterpret_cast<const char*>(text);
     RpcStringFreeA(&text);
     return copy;
@@ -284,6 +315,7 @@ bool PluginDeviceBase::nextInterfaceKind(std::uint32_t* kind) {
         append(lightSupported(), InterfaceKind::light);
     }
     if (_kindCursor >= _kinds.size()) {
+        if (_kindCursor == 0) _kindCursor = 1;  // passed the end of no kinds: the list is built only once
         *kind = 0;
         return false;
     }

@@ -1,9 +1,12 @@
+#include <regex>
+
 #include <gtest/gtest.h>
 
 #include "PluginDeviceBase.h"
 #include "platform_fault.h"
 
 PLATFORM_FAULT(RPC_STATUS, UuidCreateSequential, (UUID * uuid), (uuid))
+PLATFORM_FAULT(RPC_STATUS, UuidCreate, (UUID * uuid), (uuid))
 PLATFORM_FAULT(RPC_STATUS, UuidToStringA, (const UUID* uuid, RPC_CSTR* text), (uuid, text))
 PLATFORM_FAULT(RPC_STATUS, RpcStringFreeA, (RPC_CSTR * text), (text))
 // NUV::CXmlNode::AddNode(const wchar_t*); in this program it is always replaced.
@@ -12,6 +15,12 @@ PLATFORM_FAULT(void*, _ZN3NUV8CXmlNode7AddNodeEPKw, (void* node, const wchar_t* 
 namespace {
 
 using namespace NUV;
+
+constexpr RPC_STATUS kNoAddress = 1739;
+
+bool hasTheForm(const std::string& id) {
+    return std::regex_match(id, std::regex("8-0-[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
+}
 
 TEST(DeviceIdentity, AnIdentityThatIsOnlyLocalWillDo) {
     const test::Fault fault(fault_UuidCreateSequential, [](UUID* uuid) -> RPC_STATUS {
@@ -28,7 +37,6 @@ TEST(DeviceIdentity, AnIdentityThatIsOnlyLocalWillDo) {
 }
 
 TEST(DeviceIdentity, IsARandomOneWhereNoSequentialOneCanBeHad) {
-    constexpr RPC_STATUS kNoAddress = 1739;
     const test::Fault fault(fault_UuidCreateSequential, [](UUID*) -> RPC_STATUS { return kNoAddress; });
     const PluginDeviceBase first(""), second("");
     EXPECT_EQ(first.deviceId().size(), sizeof "8-0-00000000-0000-0000-0000-000000000000" - 1);
@@ -48,9 +56,19 @@ TEST(DeviceIdentity, TextOfTheIdentityIsFreedOnce) {
     EXPECT_EQ(count, 2);
 }
 
-TEST(DeviceIdentity, WithoutATextEndsBehindTypeAndNumber) {
+TEST(DeviceIdentity, DiffersAndKeepsItsFormWhenTheSystemGivesNoText) {
     const test::Fault fault(fault_UuidToStringA, [](const UUID*, RPC_CSTR*) -> RPC_STATUS { return 14; });
-    EXPECT_EQ(PluginDeviceBase("").deviceId(), "8-0-");
+    const PluginDeviceBase first(""), second("");
+    EXPECT_NE(first.deviceId(), second.deviceId());
+    EXPECT_TRUE(hasTheForm(first.deviceId())) << first.deviceId();
+}
+
+TEST(DeviceIdentity, DiffersWhenTheSystemGivesNoIdentityAtAll) {
+    const test::Fault sequential(fault_UuidCreateSequential, [](UUID*) -> RPC_STATUS { return kNoAddress; });
+    const test::Fault random(fault_UuidCreate, [](UUID*) -> RPC_STATUS { return kNoAddress; });
+    const PluginDeviceBase first(""), second("");
+    EXPECT_NE(first.deviceId(), second.deviceId());
+    EXPECT_TRUE(hasTheForm(first.deviceId())) << first.deviceId();
 }
 
 TEST(InformationDocument, AnswersNeitherDoneNorRefusedWhenItCannotBegin) {

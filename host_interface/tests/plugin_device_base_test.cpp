@@ -257,6 +257,17 @@ TEST(InterfaceKinds, OfEachQueryStandForIt) {
     }
 }
 
+TEST(InterfaceKinds, ADeviceThatHadNoneAtFirstKeepsNone) {
+    struct LateDevice : PluginDeviceBase {
+        LateDevice() : PluginDeviceBase("") {}
+        bool imageSupported() override { return late; }
+        bool late = false;
+    } device;
+    EXPECT_THAT(kinds(device), ElementsAre());
+    device.late = true;
+    EXPECT_THAT(kinds(device), ElementsAre());
+}
+
 TEST(InterfaceKinds, OfABareDeviceAreNone) {
     PluginDeviceBase device("");
     EXPECT_THAT(kinds(device), ElementsAre());

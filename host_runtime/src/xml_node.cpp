@@ -17,6 +17,9 @@ using Attribute = rapidxml::xml_attribute<wchar_t>;
 // wchar_t has a sign on one system and none on the other.
 char32_t codeOf(wchar_t character) { return static_cast<std::make_unsigned_t<wchar_t>>(character); }
 
+// Control characters, and U+FFFE and U+FFFF, cannot stand in a document in any form.
+bool isForbidden(char32_t code) { return code < U' ' || code == 0xFFFE || code == 0xFFFF; }
+
 bool isName(const wchar_t* name) {
     if (!name || !*name || std::wcschr(L"-.0123456789", *name)) return false;
     return std::none_of(name, name + std::wcslen(name), [](wchar_t character) {
@@ -58,8 +61,7 @@ void writeCharacter(std::wstring& text, wchar_t character) {
             text += L"&#13;";
             break;
         default:
-            // Other control characters cannot stand in a document in any form.
-            text += codeOf(character) < U' ' ? L'?' : character;
+            text += isForbidden(codeOf(character)) ? L'?' : character;
     }
 }
 

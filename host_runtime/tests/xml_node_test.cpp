@@ -165,6 +165,8 @@ TEST(XmlNode, CharactersThatADocumentCannotHoldBecomeQuestionMarks) {
     CXmlNode node(nullptr, L"Item", nullptr);
     node.SetValue(L"@key", L"a\x01\x15\x1f\x20\x7f");
     EXPECT_EQ(saved(node), L"<Item key=\"a??? \x7f\"/>\n");
+    node.SetValue(L"@key", L"a\xFFFD|\xFFFE|\xFFFF");
+    EXPECT_EQ(saved(node), L"<Item key=\"a\xFFFD|?|?\"/>\n");
 }
 
 TEST(XmlNode, ValuesComeBackThroughAParser) {

@@ -112,9 +112,13 @@ void MMemLineFifo_Unlink(void* memory) {
 
 void* MMemLineFifo_GetReadLine(void* memory) {
     if (!memory || load(memory, kReaderMark, std::memory_order_relaxed) == 0) return nullptr;
-    const auto read = load(memory, kReadIndex, std::memory_order_relaxed);  // ours: this thread is its only storer
+    // Ours, but for a writer that lays the ring anew; so in order with the look at the mark below.
+    const auto read = load(memory, kReadIndex, std::memory_order_acquire);
     // Pairs with the release in PutLine: once the index is seen, the slot's bytes are visible.
     if (load(memory, kWriteIndex, std::memory_order_acquire) == read) return nullptr;
+    // Once more, behind the loads: a writer that laid the ring anew since the first look took the mark away, and
+    // between its write index and our read index old lines seem to wait.
+    if (load(memory, kReaderMark, std::memory_order_relaxed) == 0) return nullptr;
     return slotAt(memory, read);
 }
 

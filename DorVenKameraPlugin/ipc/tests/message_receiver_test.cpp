@@ -232,7 +232,8 @@ TEST_F(IPMessageReceiverTest, DamagedHeaderIsReportedAndWhatWaitsIsDropped) {
     const LinkedMemory memory(_memoryName);
     memory.fifo()->readOffset = 141;
     EXPECT_EQ(read(*receiver, 3), "...");
-    EXPECT_THAT(errors(), ElementsAre("message fifo " + _memoryName + " is inconsistent: what waits in it is dropped"));
+    EXPECT_THAT(errors(), ElementsAre("kest::dorven::IPMessageReceiver::read() : message fifo " + _memoryName +
+                                      " is inconsistent: what waits in it is dropped"));
     EXPECT_FALSE(receiver->hasData());
     write(*sender, "def");
     EXPECT_EQ(read(*receiver, 3), "def");
