@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -125,6 +126,8 @@ private:
     // was not left: the callback may have ended it, and this object with it.
     void imageThread(Run& run);
     void prepareRun(Run& run);
+    int waitForImages(Run& run);
+    void rest(Run& run);
     void sizeFakeImage(const Run& run, std::size_t size);
     void waiting(Run& run, bool signalled);
     void grabbing(Run& run, bool signalled);
@@ -155,7 +158,8 @@ private:
     unsigned _refusedGrabs = 0;            // to callbacks, by those
 
 protected:
-    std::vector<unsigned char> _fakeImageMem;  // the worker thread's
+    std::vector<unsigned char> _fakeImageMem;   // the worker thread's
+    std::function<void(double seconds)> _rest;  // for tests: in place of the time that a failed wait takes
 };
 
 }  // namespace kest::dorven

@@ -29,10 +29,12 @@ struct TeskImages::Run {
 
     // ---- the worker thread's alone
 
-    bool left = false;      // the callback itself stopped this grab: whatever owned it may be gone
-    double periodS = 0.0;   // from one faked image to the next, as of the start
-    double timeoutS = 0.0;  // of the next wait; tells waiting and grabbing from faking
-    int misses = 0;         // waits in a row without a signal
+    bool left = false;       // the callback itself stopped this grab: whatever owned it may be gone
+    double periodS = 0.0;    // from one faked image to the next, as of the start
+    double timeoutS = 0.0;   // of the next wait; tells waiting and grabbing from faking
+    int misses = 0;          // waits in a row without a signal
+    double askAgainS = 0.0;  // after a failed wait: the time that passes before the event is asked again; 0: it works
+    double restedS = 0.0;    // of that
     ImageFifo fifo;
 
     /// Told by the timeout, kept on purpose: with a period of 1.6 s or more, misses count between faked images, too.
@@ -48,6 +50,19 @@ struct TeskImages::Run {
     void stop() {
         const std::lock_guard lock(_mutex);
         running = false;
+        _changed.notify_all();
+    }
+
+    /// Waits for the end of a time in seconds or for stop, whichever comes first. A time that is negative, no number or
+    /// longer than an event can wait has no end.
+    void rest(double seconds) {
+        constexpr double kLongestS = 4294967.0;
+        const auto stopped = [this] { return !running; };
+        std::unique_lock lock(_mutex);
+        if (seconds >= 0.0 && seconds < kLongestS)
+            _changed.wait_for(lock, std::chrono::duration<double>(seconds), stopped);
+        else
+            _changed.wait(lock, stopped);
     }
 
     /// Whether it waits for the event, or soon will. After stop the answer stays.
@@ -70,18 +85,18 @@ struct TeskImages::Run {
     void announceEnd() {
         const std::lock_guard lock(_mutex);
         _ended = true;
-        _endedChanged.notify_all();
+        _changed.notify_all();
     }
 
     /// @return Whether the thread function has ended within the limit.
     bool waitForEnd(std::chrono::milliseconds limit) {
         std::unique_lock lock(_mutex);
-        return _endedChanged.wait_for(lock, limit, [this] { return _ended; });
+        return _changed.wait_for(lock, limit, [this] { return _ended; });
     }
 
     void waitForEnd() {
         std::unique_lock lock(_mutex);
-        _endedChanged.wait(lock, [this] { return _ended; });
+        _changed.wait(lock, [this] { return _ended; });
     }
 
     bool hasEnded() {
@@ -98,7 +113,7 @@ private:
 
     std::shared_ptr<Run> _former;  // not yet known to have ended; this thread's, after its end the next one's
     std::mutex _mutex;
-    std::condition_variable _endedChanged;
+    std::condition_variable _changed;  // running or _ended
     bool _began = false;
     bool _ended = false;
 };

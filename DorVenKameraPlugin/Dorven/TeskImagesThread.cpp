@@ -7,16 +7,15 @@
 //   faking    frame period  open the ring, read all images,  fake one image
 //                           go to grabbing
 //
-// Time comes in through the event's waits; only after one that failed at once does the thread rest for a millisecond.
+// Time comes in through the event's waits. One that fails does so at once, and then takes the time of its timeout all
+// the same.
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <exception>
 #include <limits>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "RecordField.h"
@@ -46,8 +45,14 @@ constexpr int kSignalled = 1;
 constexpr int kTimedOut = -1;
 constexpr int kFailed = 0;
 
-/// A wait that fails returns at once; where it fails for ever, this keeps the processor free for others.
-constexpr std::chrono::milliseconds kRestAfterFailedWait{1};
+/// Each failed wait leaves an entry in the error trace, so an event that fails for ever is asked ever more rarely.
+constexpr double kRarestAskS = 60.0;
+
+/// What a failed wait takes at least, however high the frame rate: the processor stays free for others.
+constexpr double kShortestRestS = 1e-4;
+
+/// Negative stays so: as a timeout it has no end.
+double restOf(double timeoutS) { return timeoutS >= 0.0 ? std::max(timeoutS, kShortestRestS) : timeoutS; }
 
 /// Bytes of an image as the record describes it; the largest number, which no vector takes, where they are beyond 64
 /// bits.
@@ -91,12 +96,11 @@ std::uint64_t microseconds(double seconds) {
 void TeskImages::imageThread(Run& run) {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::imageThread");
     prepareRun(run);
-    for (int status = _imageEvent->Wait(run.timeoutS); run.running; status = _imageEvent->Wait(run.timeoutS)) {
+    for (int status = waitForImages(run); run.running; status = waitForImages(run)) {
         if (status != kSignalled && status != kTimedOut && status != kFailed) {
             M_ASSERT(false, "false", "unknown wait status: %d", status);
             continue;
         }
-        if (status == kFailed) std::this_thread::sleep_for(kRestAfterFailedWait);
         const bool signalled = status == kSignalled;
         switch (run.state()) {
             case Run::State::waiting:
@@ -112,6 +116,41 @@ void TeskImages::imageThread(Run& run) {
         if (run.left) break;
     }
     closeImageFifo(run.fifo);
+}
+
+/// Waits for the image event with the current timeout. While waits fail, the time passes without the event for as long
+/// again after each of them.
+int TeskImages::waitForImages(Run& run) {
+    const char function[] = "kest::dorven::TeskImages::imageThread";
+    const bool failedBefore = run.askAgainS != 0.0;
+    if (!failedBefore || run.restedS >= run.askAgainS) {
+        const int status = _imageEvent->Wait(run.timeoutS);
+        if (status != kFailed) {
+            if (failedBefore) M_ERRLOG("%s() : the image event can be waited for again.", function);
+            run.askAgainS = 0.0;
+            return status;
+        }
+        if (!failedBefore) {
+            M_ERRLOG(
+                "%s() : waiting for the image event failed, so no image of the simulator can arrive. Check that the "
+                "name \"DorVenImagesEvent\" is free, and open the camera again.",
+                function);
+        }
+        run.askAgainS = failedBefore ? std::min(2 * run.askAgainS, kRarestAskS) : restOf(run.timeoutS);
+        run.restedS = 0.0;
+    }
+    rest(run);
+    return kFailed;
+}
+
+/// Lets the time of the current timeout pass; a stop ends it.
+void TeskImages::rest(Run& run) {
+    const double seconds = restOf(run.timeoutS);
+    run.restedS += seconds;
+    if (_rest)
+        _rest(seconds);
+    else
+        run.rest(seconds);
 }
 
 void TeskImages::prepareRun(Run& run) {

@@ -3,9 +3,12 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <future>
 #include <limits>
 #include <ostream>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -84,11 +87,79 @@ INSTANTIATE_TEST_SUITE_P(Rates, PaceTest,
                          testing::Values(Pace{200.0, 5000}, Pace{100.0, 10000}, Pace{60.0, 16666}, Pace{3.0, 333333},
                                          Pace{2000.0, 500}));
 
-TEST_F(AcquisitionTest, FailedWaitsCountAsSilentOnes) {
-    _event->answer(0, 12);
+// ---- an event that cannot be waited for: its waits fail at once
+
+constexpr int kFailed = 0;
+const std::string kCannotWait =
+    "kest::dorven::TeskImages::imageThread() : waiting for the image event failed, so no image of the simulator can "
+    "arrive. Check that the name \"DorVenImagesEvent\" is free, and open the camera again.";
+const std::string kCanWait = "kest::dorven::TeskImages::imageThread() : the image event can be waited for again.";
+
+TEST_F(AcquisitionTest, FailedWaitsCountAsSilentOnesAndTakeTheTimeOfTheTimeout) {
+    std::vector<double> rests;
+    _source->_rest = [&](double seconds) { rests.push_back(seconds); };
+    _event->answer(kFailed, 4);
     grabAndPlay();
-    EXPECT_EQ(_received.count(), 2u);
+    ASSERT_GT(rests.size(), 1000u);
+    EXPECT_THAT(std::vector<double>(rests.begin(), rests.begin() + 11), Each(2.0));
+    EXPECT_THAT(std::vector<double>(rests.begin() + 11, rests.end()), Each(0.005));
+    EXPECT_EQ(_received.count(), rests.size() - 10);  // the eleventh silent wait fakes the first
+    // Each failed wait leaves an entry in the error trace: the event is asked after twice the time each time.
+    EXPECT_THAT(_event->timeouts(), ElementsAre(2.0, 2.0, 2.0, 2.0, 0.005));
 }
+
+TEST_F(AcquisitionTest, EventThatCannotBeWaitedForIsReportedOnceAndOnceWhenItCanBe) {
+    _source->_rest = [](double) {};
+    _event->answer(kFailed, 4);
+    _event->answer(kTimeout, 3);
+    grabAndPlay();
+    EXPECT_THAT(_log.errors(), ElementsAre(kCannotWait, kCanWait));
+    _event->answer(kFailed, 2);
+    _event->answer(kTimeout);
+    _event->playToEnd();
+    EXPECT_THAT(_log.errors(), ElementsAre(kCannotWait, kCanWait, kCannotWait, kCanWait));
+}
+
+TEST_F(AcquisitionTest, EventThatNeverCanBeWaitedForIsAskedAboutOnceAMinute) {
+    double seconds = 0.0;
+    std::promise<void> tenMinutes;
+    _source->_rest = [&](double rest) {
+        if (seconds < 600.0 && (seconds += rest) >= 600.0) tenMinutes.set_value();
+    };
+    _event->answer(kFailed, 100);
+    ASSERT_TRUE(_source->grab());
+    tenMinutes.get_future().wait();
+    EXPECT_TRUE(_source->freeze());
+    EXPECT_LE(_event->timeouts().size(), 20u);
+}
+
+TEST_F(AcquisitionTest, EventThatCannotBeWaitedForIsReportedOnceAtTheHighestRate) {
+    std::vector<double> rests;
+    _source->setFrameRate(std::numeric_limits<double>::infinity());
+    _source->_rest = [&](double seconds) { rests.push_back(seconds); };
+    startFaking();
+    _event->answer(kFailed, 5);
+    grabAndPlay();
+    EXPECT_THAT(_log.errors(), ElementsAre(kCannotWait));
+    EXPECT_THAT(rests, testing::AllOf(testing::Not(IsEmpty()), Each(testing::Gt(0.0))));
+}
+
+TEST_F(AcquisitionTest, FreezeEndsTheTimeOfAFailedWait) {
+    std::promise<void> failing;
+    _source->setFrameRate(0.0);  // waits without end
+    startFaking();
+    _event->step([&] {
+        failing.set_value();
+        return kFailed;
+    });
+    ASSERT_TRUE(_source->grab());
+    failing.get_future().wait();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(_source->freeze());
+    EXPECT_EQ(_received.count(), 1u);
+}
+
+// ---- the rest of the waits
 
 TEST_F(AcquisitionTest, UnknownWaitStatusIsReportedAndWaitedAgain) {
     _event->answer(7, 2);

@@ -34,6 +34,7 @@ inline std::string assertion(const std::string& condition, const std::string& me
 struct OpenSource : kest::dorven::TeskImages {
     using TeskImages::_fakeImageMem;
     using TeskImages::_imageMemory;
+    using TeskImages::_rest;
     using TeskImages::TeskImages;
 };
 

@@ -59,6 +59,29 @@ TEST(CameraWithoutSimulator, FakesAfterTwentyTwoSecondsAtTheFrameRate) {
     EXPECT_EQ(received.count(), count);
 }
 
+TEST(CameraWhoseEventCannotBeMade, FakesAfterTwentyTwoSecondsAtTheFrameRateAndReportsItOnce) {
+    test::LogRecorder log;
+    const HANDLE squatter =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, "DorVenImagesEvent");
+    ASSERT_NE(squatter, nullptr);
+    test::ReceivedImages received;
+    DorVenPlugin camera("");
+    ASSERT_EQ(camera.call(1001, nullptr, nullptr), kDone);
+    PluginInterfaceParameter<PluginInterfaceCallbackData> callback({&received, &test::ReceivedImages::callback});
+    ASSERT_EQ(camera.call(1005, &callback, nullptr), kDone);
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(camera.call(1002, nullptr, nullptr), kDone);
+    ASSERT_TRUE(received.waitFor(1, 40s));
+    const auto first = received.images().at(0).time;
+    EXPECT_GE(first - start, 21900ms);
+    ASSERT_TRUE(received.waitFor(201, 30s));
+    EXPECT_GE(received.images().at(200).time - first, 990ms);  // 200 periods of 5 ms, never short
+    EXPECT_EQ(camera.call(1004, nullptr, nullptr), kDone);
+    EXPECT_THAT(log.errors(), testing::ElementsAre(testing::HasSubstr("waiting for the image event failed")));
+    EXPECT_LE(log.errorTraces().size(), 12u);
+    CloseHandle(squatter);
+}
+
 TEST(CameraWhoseSimulatorIsKilled, FakesAfterTwentyTwoSecondsAndGrabsFromTheNextAtOnce) {
     test::LogRecorder log;
     test::ReceivedImages received;
