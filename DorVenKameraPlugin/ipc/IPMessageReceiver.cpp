@@ -1,5 +1,6 @@
 #include "IPMessageReceiver.h"
 
+#include <mutex>
 #include <utility>
 
 #include "errtrace.h"
@@ -11,7 +12,15 @@ namespace {
 
 const char kFile[] = "ipc/IPMessageReceiver";
 
+/// Of the list of those receivers of this process that have set a mark. Never destroyed: receivers may outlive it.
+std::mutex& holdersMutex() {
+    static auto* const only = new std::mutex;
+    return *only;
+}
+
 }  // namespace
+
+IPMessageReceiver* IPMessageReceiver::_holders = nullptr;
 
 IPMessageReceiver::IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event)
     : IPMessageEndpoint(id, size, std::move(event)) {
@@ -33,6 +42,7 @@ IPMessageReceiver::~IPMessageReceiver() { IPMessageReceiver::close(); }
 
 void IPMessageReceiver::open() {
     if (_mem) return;
+    _taken = false;
     const std::string name = memoryName();
     const std::size_t size = memorySize();
     M_ASSERT(name != "", "memoryName != \"\"", "invalid memory name");
@@ -47,18 +57,23 @@ void IPMessageReceiver::open() {
         detach();  // a message would run over its end
         return;
     }
-    if (MMemFifo_Link(_mem)) return;
+    if (MMemFifo_Link(_mem)) {
+        holdMark();
+        return;
+    }
+    _taken = MMemFifo_IsWriterAttached(_mem) && MMemFifo_IsReaderAttached(_mem);
     M_TRACE(4, "could not link fifo %s of size: %zu", name.c_str(), _size);
     detach();
 }
 
 void IPMessageReceiver::close() {
     if (!_mem) return;
-    MMemFifo_Unlink(_mem);
+    if (!hasLostItsMark()) MMemFifo_Unlink(_mem);  // the mark may be another reader's now
+    forgetMark();
     detach();
 }
 
-bool IPMessageReceiver::isConnected() { return isComplete(); }
+bool IPMessageReceiver::isConnected() { return isComplete() && !hasLostItsMark(); }
 
 bool IPMessageReceiver::hasData() {
     return M_ASSERT(_mem, "_mem", "invalid message fifo") && MMemFifo_GetUsed(_mem) != 0;
@@ -82,15 +97,15 @@ void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
 int IPMessageReceiver::wait(const double& timeoutSeconds) {
     M_ASSERT(_event, "_event", "invalid event: %s", eventName().c_str());
     const int eventResult = _event ? _event->Wait(timeoutSeconds) : 0;
+    _tookSignal = eventResult == 1;
     // Before anything else, kept on purpose: a messenger answers to this once, and then to 3 until the peer is back.
     if (_mem && !MMemFifo_IsWriterAttached(_mem)) {
         close();
         return 2;
     }
     if (!isConnected()) {
-        // Trace "fifo laid anew". The memory is let go of without a look at the mark, which may be another reader's
-        // now.
-        if (hasLostItsMark()) detach();
+        // Trace "fifo laid anew". Close takes no mark away that is another reader's now.
+        if (hasLostItsMark()) close();
         open();
         if (!isConnected()) return 3;
     }
@@ -105,6 +120,15 @@ std::string IPMessageReceiver::eventName() { return eventNameOf(_id); }
 
 std::string IPMessageReceiver::memoryName() { return memoryNameOf(_id); }
 
+bool IPMessageReceiver::isOccupied() const {
+    void* const memory = MSharedMem_Link(memoryNameOf(_id).c_str());
+    if (!memory) return false;
+    const bool occupied = MSharedMem_GetSize(memory) >= memorySize() && MMemFifo_IsWriterAttached(memory) &&
+                          MMemFifo_IsReaderAttached(memory);
+    MSharedMem_Unlink(memory);
+    return occupied;
+}
+
 bool IPMessageReceiver::isShortOf(std::size_t size) const {
     return _mem && waiting() < size && MMemFifo_IsSound(_mem, _mappedSize);
 }
@@ -113,7 +137,31 @@ void IPMessageReceiver::drop() { MMemFifo_Clear(_mem); }
 
 // A writer that lays the fifo anew, after a restart for example, takes the reader's mark away and does not know that
 // somebody still reads. Nobody but this end can put it back.
-bool IPMessageReceiver::hasLostItsMark() const { return _mem && !MMemFifo_IsReaderAttached(_mem); }
+bool IPMessageReceiver::hasLostItsMark() const {
+    return _mem && !(MMemFifo_HasReaderMarkOf(_mem, _mem) && holdsMark());
+}
+
+// The mark is an address, and all links of one process to a memory have the same one, so the mark alone does not tell
+// one receiver of a process from another: the last one that has set it holds it.
+void IPMessageReceiver::holdMark() {
+    forgetMark();
+    const std::lock_guard lock(holdersMutex());
+    for (IPMessageReceiver* other = _holders; other; other = other->_nextHolder) {
+        if (other->_mem == _mem) other->_holdsMark = false;
+    }
+    _holdsMark = true;
+    _nextHolder = std::exchange(_holders, this);
+}
+
+void IPMessageReceiver::forgetMark() {
+    const std::lock_guard lock(holdersMutex());
+    for (IPMessageReceiver** place = &_holders; *place; place = &(*place)->_nextHolder) {
+        if (*place != this) continue;
+        *place = _nextHolder;
+        break;
+    }
+    _holdsMark = false;
+}
 
 int IPMessageReceiver::statusOf(int eventResult) const {
     if (eventResult >= -1 && eventResult <= 1) return eventResult;

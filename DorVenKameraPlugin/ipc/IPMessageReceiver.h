@@ -2,6 +2,8 @@
 // made, and never makes it itself.
 #pragma once
 
+#include <atomic>
+
 #include "IPMessageEndpoint.h"
 
 namespace kest::dorven {
@@ -29,7 +31,7 @@ public:
     virtual void open();
     /// Detaches the reader and gives the memory back; nothing when unattached.
     virtual void close();
-    /// Attached, and the sender is attached too.
+    /// Attached, with a mark that no other reader has replaced, and the sender is attached too.
     virtual bool isConnected();
     /// Whether bytes wait; false, after an entry in the error log, when unattached.
     virtual bool hasData();
@@ -47,6 +49,11 @@ public:
 
     // ---- not virtual
 
+    /// Whether open last found another reader attached, and whether the last wait was signalled, whatever it answered.
+    bool isTaken() const { return _taken; }
+    bool tookSignal() const { return _tookSignal; }
+    /// Looks whether there is a fifo now with a writer and another reader, alive or dead; attaches nothing.
+    bool isOccupied() const;
     /// Bytes that wait; 0 when unattached.
     std::size_t waiting() const { return MMemFifo_GetUsed(_mem); }
     /// Whether it is attached and fewer than size bytes wait, in a fifo whose header is not damaged.
@@ -60,6 +67,16 @@ protected:
 private:
     bool hasLostItsMark() const;
     int statusOf(int eventResult) const;
+
+    void holdMark();
+    void forgetMark();
+    bool holdsMark() const { return _holdsMark; }
+
+    bool _taken = false;
+    bool _tookSignal = false;
+    std::atomic<bool> _holdsMark{false};  // another receiver of this process may take it over
+    IPMessageReceiver* _nextHolder = nullptr;
+    static IPMessageReceiver* _holders;
 };
 
 }  // namespace kest::dorven

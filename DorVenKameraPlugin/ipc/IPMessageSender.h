@@ -48,6 +48,9 @@ public:
     void writeFrame(const FrameHeader& header, const void* payload, std::size_t payloadSize);
     /// Whether one of the writes since the last notify was refused.
     bool wasRefused() const { return _refused; }
+    /// Gives the memory back and leaves the fifo to another sender of this id: mark and content stay. Nothing when
+    /// unattached.
+    void letGo() { detach(); }
     /// Lays an empty fifo where there is one: what waits is dropped, and the reader attaches anew by itself. The writer
     /// is there all the time. Nothing when unattached.
     void layAnew();

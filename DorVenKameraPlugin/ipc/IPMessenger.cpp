@@ -52,6 +52,13 @@ constexpr std::chrono::milliseconds kDeaf{5500};
 /// A frame that is there in part and not whole after this long will not be whole any more: as long as a wait.
 constexpr std::chrono::milliseconds kInPart{5000};
 
+/// Between two looks whether the other reader is still there. Costs some twenty microseconds.
+constexpr std::chrono::milliseconds kLook{500};
+
+/// Looks in a row that find the fifo without a reader, before a side that stands by takes it: one that has only lost
+/// its mark, as its peer has laid the fifo anew, comes back at the peer's next signal.
+constexpr int kFreeLooks = 2;
+
 using Clock = std::chrono::steady_clock;
 
 /// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
@@ -66,7 +73,8 @@ struct IPMessenger::Run {
     std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
     bool knocked = false;                        // for the sender that was opened last
     EchoGuard echoes;
-    bool left = false;  // the messenger is gone
+    bool stoodBy = false;  // and has left the sending fifo to the other one
+    bool left = false;     // the messenger is gone
 };
 
 std::shared_ptr<IPMessenger> IPMessenger::create(const std::shared_ptr<Comm>& comm, const ThreadStarter& startThread) {
@@ -168,6 +176,7 @@ std::uint64_t IPMessenger::setStep(std::uint32_t step) {
         // Copied here: the channel's record may change while the thread still sends a request that came to nothing.
         if (request) std::copy_n(request, _request.size(), _request.begin());
     }
+    _stepChanged.notify_all();
     M_TRACE(5, "%s - %s - %d %zu", "kest::dorven::IPMessenger::setStep", requestId().c_str(), shown(step), shown(id));
     return id;
 }
@@ -198,7 +207,7 @@ bool IPMessenger::establishedConnection(int status) {
 
 void IPMessenger::run(Run& run) {
     _runThread = std::this_thread::get_id();
-    int status = _receiver->wait(kWaitS);
+    int status = nextStatus(run);
     while (!_closing) {
         if (establishedConnection(status)) {
             handleSignal(run);
@@ -219,10 +228,40 @@ void IPMessenger::run(Run& run) {
                 run.knocked = false;
         }
         if (status == kWaitFailed || status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
-        status = _receiver->wait(kWaitS);
+        status = nextStatus(run);
     }
     processClose();
     while (!waitForCloser()) _finished->Notify();
+}
+
+/// One wait, but for a side that only answers and finds another one of its kind reading: the event releases one of the
+/// two, and it has to be the one that reads.
+int IPMessenger::nextStatus(Run& run) {
+    if (_receiver->isTaken() && mayStandBy()) {
+        standBy(run);
+        if (_closing || !mayStandBy()) return kNotConnected;
+        _receiver->open();
+        if (_receiver->isTaken()) return kNotConnected;
+    }
+    const int status = _receiver->wait(kWaitS);
+    // Once at most before it stands by, so the two do not pass a signal to and fro.
+    if (status == kNotConnected && _receiver->isTaken() && _receiver->tookSignal() && mayStandBy()) _receiver->notify();
+    return status;
+}
+
+/// A side that asks does not: it has its own ways to get rid of the mark of a reader that died.
+bool IPMessenger::mayStandBy() const { return current().step != kStepSend; }
+
+/// Stays off the event until the other reader has gone, or the owner wants something. Mark and content of the sending
+/// fifo are the other one's, too; leaving takes neither away. Whether the other one lives cannot be seen from its mark:
+/// that of a dead one goes when the peer, which is not answered, lays its fifo anew.
+void IPMessenger::standBy(Run& run) {
+    _sender->letGo();
+    run.stoodBy = true;
+    for (int free = 0; free < kFreeLooks; free = _receiver->isOccupied() ? 0 : free + 1) {
+        std::unique_lock lock(_mutex);
+        if (_stepChanged.wait_for(lock, kLook, [this] { return _current.step != kStepWait; })) return;
+    }
 }
 
 void IPMessenger::openEnds() {
@@ -232,6 +271,7 @@ void IPMessenger::openEnds() {
 
 /// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
+    if (std::exchange(run.stoodBy, false)) _sender->open();  // before there is something to answer
     if (hasFrame(run)) {
         FrameHeader header{};
         _receiver->read(&header, sizeof header);

@@ -111,6 +111,9 @@ private:
 
     // On the messenger's thread.
     void run(Run& run);
+    int nextStatus(Run& run);
+    bool mayStandBy() const;
+    void standBy(Run& run);
     void openEnds();
     void handleSignal(Run& run);
     bool hasFrame(Run& run);
@@ -131,6 +134,7 @@ private:
     std::uint64_t _awaited = 0;  // id of the request that a send waits for; 0: none
     Closer _closer = Closer::none;
     std::condition_variable _closerChanged;
+    std::condition_variable _stepChanged;
 
     std::atomic<bool> _closing{false};  // step 2 was set; no later step takes it back
     std::atomic<bool> _ended{false};    // the thread has closed both ends

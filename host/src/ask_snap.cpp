@@ -103,7 +103,11 @@ int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people
     }
     const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);
     if (!answer) {
-        people << "dorven-host: no answer from a simulator" << std::endl;
+        people << "dorven-host: no answer from a simulator"
+               << (NamedClaim::isTaken(simulatorsEvent())
+                       ? ", though one stands on the link: it hangs or was paused"
+                       : ": none stands on the link; start dorven-simulator, without --no-ask")
+               << std::endl;
         return kExitNoImage;
     }
     if (options.json) {

@@ -381,7 +381,9 @@ TEST_F(ProgramsTest, AskSnapShowsTheEchoOfASimulatorThatRuns) {
 
 TEST_F(ProgramsTest, AskSnapEndsWithThreeWhenNobodyAnswers) {
     EXPECT_EQ(startHost({"ask-snap", "--timeout", "0.3"}).join(60s), host::kExitNoImage);
-    EXPECT_EQ(people(), "dorven-host: no answer from a simulator\n");
+    EXPECT_EQ(people(),
+              "dorven-host: no answer from a simulator: none stands on the link; start dorven-simulator, without "
+              "--no-ask\n");
     auto simulator = startSimulator({"--size", "900x20", "--fps", "10", "--no-ask"});
     EXPECT_EQ(startHost({"ask-snap", "--timeout", "0.5"}).join(60s), host::kExitNoImage);
     simulator.kill();

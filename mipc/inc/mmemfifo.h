@@ -80,5 +80,9 @@ std::size_t MMemFifo_GetDataSize(const void* memory);
 int MMemFifo_IsWriterAttached(const void* memory);
 int MMemFifo_IsReaderAttached(const void* memory);
 
+/// 1 while the reader's mark is the one that a reader sets who has the fifo mapped at address. Another process may have
+/// it mapped there, too.
+int MMemFifo_HasReaderMarkOf(const void* memory, const void* address);
+
 /// 1 when the ring lies in memorySize bytes and both offsets lie in the ring; 0 when somebody has damaged the header.
 int MMemFifo_IsSound(const void* memory, std::size_t memorySize = SIZE_MAX);

@@ -184,6 +184,10 @@ int MMemFifo_IsReaderAttached(const void* memory) {
     return memory && load(memory, kReaderMark, std::memory_order_acquire) != 0 ? 1 : 0;
 }
 
+int MMemFifo_HasReaderMarkOf(const void* memory, const void* address) {
+    return memory && load(memory, kReaderMark, std::memory_order_acquire) == dataAreaOf(address) ? 1 : 0;
+}
+
 int MMemFifo_IsSound(const void* memory, std::size_t memorySize) {
     return memory && ringOf(memory).isSound(memorySize) ? 1 : 0;
 }

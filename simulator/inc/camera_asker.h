@@ -43,6 +43,9 @@ public:
     /// Asks for size and bytes per pixel. As they came, unchecked.
     std::optional<frames::ImageFormat> askFormat();
 
+    /// Whether a host has the camera open, or asks as one: whoever does not answer then is there all the same.
+    static bool cameraIsThere();
+
     /// Why the last question could not be asked; empty: it could, or no camera is there.
     const std::string& problem() const { return _problem; }
 

@@ -108,6 +108,13 @@ void printPeople(const Answers& answers, const RoundTrips& trips, std::ostream& 
            << std::llround(trips.percentile(0.99)) << " us of " << trips.count() << std::endl;
 }
 
+const char* whyNoAnswer() {
+    return CameraAsker::cameraIsThere() ? "no answer, though a host has the camera open: it hangs, refuses, or another "
+                                          "host that had the camera, "
+                                          "too, has just ended; ask again in some seconds, or end all hosts but one"
+                                        : "no answer: no host has the camera open; start one, or open the camera in it";
+}
+
 }  // namespace
 
 int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream& people) {
@@ -125,7 +132,7 @@ int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream&
             return kFailed;
         }
         if (!answers) {
-            people << "dorven-simulator: no answer from the camera; is a host running that has opened it?" << std::endl;
+            people << "dorven-simulator: " << whyNoAnswer() << std::endl;
             return kNoAnswer;
         }
         if (options.json) {

@@ -51,9 +51,11 @@ std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFault
     return asker;
 }
 
+bool CameraAsker::cameraIsThere() { return NamedClaim::isTaken(camerasEvent()); }
+
 bool CameraAsker::standOnLink() {
     _problem.clear();
-    if (!NamedClaim::isTaken(camerasEvent())) {
+    if (!cameraIsThere()) {
         _messenger.reset();
         return false;
     }

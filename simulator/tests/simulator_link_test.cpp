@@ -145,10 +145,23 @@ TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
 
 TEST_F(SimulatorLinkTest, AskEndsWithThreeWhenNoAnswerComesInTime) {
     EXPECT_EQ(start({"ask", "--timeout", "0.3"}).join(20s), 3);
-    EXPECT_EQ(people(), "dorven-simulator: no answer from the camera; is a host running that has opened it?\n");
+    EXPECT_EQ(people(),
+              "dorven-simulator: no answer: no host has the camera open; start one, or open the camera in it\n");
     test::FakeCamera camera({320, 240, 2});
     camera.refuseFormat();
     EXPECT_EQ(start({"ask", "--timeout", "0.3"}).join(20s), 3);
+    EXPECT_THAT(people(),
+                HasSubstr("no answer, though a host has the camera open: it hangs, refuses, or another host"));
+}
+
+TEST_F(SimulatorLinkTest, AskIsAnsweredWhileTwoHostsHaveTheCamera) {
+    DorVenPlugin first{"folder"};
+    DorVenPlugin second{"folder"};
+    for (DorVenPlugin* const device : {&first, &second}) {
+        PluginInterfaceParameter<const char*> path(nullptr);
+        ASSERT_EQ(device->call(1001, &path, nullptr), kDone);
+    }
+    for (int round = 0; round < 5; ++round) EXPECT_EQ(start({"ask", "--timeout", "12"}).join(30s), 0) << people();
 }
 
 TEST_F(SimulatorLinkTest, AskFailsWhileASimulatorAsksAndDoesNotDisturbIt) {
