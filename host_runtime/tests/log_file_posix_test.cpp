@@ -268,19 +268,3 @@ TEST_F(LogFileWriteTest, TheHostsClosedStandardDescriptorsStayClosed) {
 }
 
 }  // namespace
-
-// Started without standard error, whose number the log's file would get.
-CHILD_ROLE(logsWithoutStandardError) {
-    ::close(STDERR_FILENO);
-    LogFile file;
-    if (!file.open(arguments.at(0).c_str())) return 1;
-    if (::fcntl(STDERR_FILENO, F_GETFD) >= 0) return 2;
-    file.write("hello", 5);
-    return 0;
-}
-
-TEST_F(LogFileWriteTest, WithoutStandardErrorTheFileIsNotStandardError) {
-    test::ChildProcess child("logsWithoutStandardError", {path});
-    EXPECT_EQ(child.join(std::chrono::seconds(20)), 0);
-    EXPECT_EQ(content(), "hello");
-}

@@ -61,18 +61,24 @@ HANDLE openwritefile(const char* fileName, int mode, DWORD flags) {
                        nullptr);
 }
 
-std::ptrdiff_t write64(HANDLE file, const void* source, std::size_t size, std::size_t largestPiece) {
-    std::size_t total = 0;
+std::ptrdiff_t write64(HANDLE file, const void* source, std::size_t size, std::size_t largestPiece,
+                       std::size_t* written) {
+    std::size_t ownTotal = 0;
+    std::size_t& total = written ? *written : ownTotal;
+    total = 0;
     std::size_t piece = 0;
     DWORD count = 0;
     do {
         piece = std::min(size - total, largestPiece);
-        if (!WriteFile(file, static_cast<const char*>(source) + total, static_cast<DWORD>(piece), &count, nullptr)) {
+        count = 0;
+        const BOOL done =
+            WriteFile(file, static_cast<const char*>(source) + total, static_cast<DWORD>(piece), &count, nullptr);
+        total += count;
+        if (!done) {
             const DWORD error = GetLastError();
             M_ERRTRACE("%s(): WriteFile() failed: %u", "write64", static_cast<unsigned>(error));
             return -1;
         }
-        total += count;
     } while (count == piece && total < size);
     return static_cast<std::ptrdiff_t>(total);
 }

@@ -32,8 +32,10 @@ std::ptrdiff_t read64(HANDLE file, void* target, std::size_t size, std::size_t l
 /// Writes at a file's current position, in pieces of at most largestPiece bytes; ends early with a piece that was not
 /// written whole.
 ///
-/// @return  Bytes written; -1, after an entry in the error trace, when a system call fails.
-std::ptrdiff_t write64(HANDLE file, const void* source, std::size_t size, std::size_t largestPiece = kLargestTransfer);
+/// @param written  Receives the bytes that the file got, also when a call failed; may be null.
+/// @return         Bytes written; -1, after an entry in the error trace, when a system call fails.
+std::ptrdiff_t write64(HANDLE file, const void* source, std::size_t size, std::size_t largestPiece = kLargestTransfer,
+                       std::size_t* written = nullptr);
 
 /// Lets a call fill strings. @return false when memory ran out, or a string would have been longer than strings get.
 template <typename Call>

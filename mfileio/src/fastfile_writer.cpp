@@ -61,13 +61,10 @@ bool MFastFileWriter::Flush() {
 bool MFastFileWriter::write_to_disk() {
     const auto pending = static_cast<std::size_t>(_current - _buffer);
     if (pending == 0) return true;
-    const std::ptrdiff_t result = write64(_file, _buffer, pending);
-    if (result < 0) {
+    std::size_t written = 0;
+    if (write64(_file, _buffer, pending, kLargestTransfer, &written) < 0) {
         M_ERRTRACE("%s(): write64() failed", "MFastFileWriter::write_to_disk");
-        return false;
-    }
-    const auto written = static_cast<std::size_t>(result);
-    if (written < pending) {
+    } else if (written < pending) {
         M_ERRTRACE("%s(): wrote only %u bytes instead of %Iu bytes", "MFastFileWriter::write_to_disk",
                    static_cast<unsigned>(written), pending);
     }

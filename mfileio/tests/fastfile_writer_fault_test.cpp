@@ -168,6 +168,23 @@ TEST_F(MFastFileWriterFaultTest, AShortWriteIsReportedAndItsRestWaits) {
     EXPECT_EQ(contentOf(_name), "0123456789!");
 }
 
+TEST_F(MFastFileWriterFaultTest, BytesThatAFailedWriteLeftInTheFileAreNotWrittenTwice) {
+    const std::string bytes = "0123456789";
+    open();
+    EXPECT_EQ(_writer.WriteString(bytes), 10);
+    {
+        const test::Fault fault(fault_WriteFile,
+                                [](HANDLE file, LPCVOID buffer, DWORD, DWORD* bytesWritten, OVERLAPPED* overlapped) {
+                                    real_WriteFile(file, buffer, 4, bytesWritten, overlapped);
+                                    return fail(ERROR_DISK_FULL);
+                                });
+        EXPECT_FALSE(_writer.Flush());
+    }
+    EXPECT_EQ(contentOf(_name), "0123");
+    EXPECT_TRUE(_writer.Close());
+    EXPECT_EQ(contentOf(_name), bytes);
+}
+
 TEST_F(MFastFileWriterFaultTest, ADiskThatIsFullAtAnyByteIsReportedAndHoldsTheFirstBytes) {
     std::string bytes(8192 + 200, '\0');
     for (std::size_t at = 0; at < bytes.size(); ++at) bytes[at] = static_cast<char>(at * 31 + at / 256 * 7);

@@ -121,6 +121,8 @@ public:
     static constexpr std::uint32_t kReplaceOnSave = 0x10;    // Save replaces the file as a whole (kSafeReplace)
     static constexpr std::uint32_t kReplaceEntries = 0x20;   // a repeated entry of a section replaces the earlier one
 
+    static constexpr std::uint64_t kGreatestFile = std::uint64_t{64} << 20;  // bytes of a file that Open reads: 64 MB
+
     /// Without content and not open.
     MIniDataT() = default;
 
@@ -139,7 +141,8 @@ public:
     /// Reads a file in place of the present content. A file that does not exist is a new, empty one: true, and
     /// FileAbsent. UTF-8 may begin with its mark; UTF-16 and UTF-32 are refused. Empty lines are dropped, kept on
     /// purpose: a file that is read and saved again and again does not gather them; lines of blanks stay. When it
-    /// fails, the lines before the failure stay readable until the next Close.
+    /// fails, the lines before the failure stay readable until the next Close. A pipe or a device is refused without
+    /// being read, and so is a file of more than kGreatestFile bytes, at the latest when so many were read.
     bool Open(const char* fileName);
 
     /// Frees the content and forgets the file name. Always true.
@@ -235,6 +238,8 @@ public:
 
 private:
     void freeContent();
+    bool looksReadable();
+    bool refuseFile(int codeLine, const char* reason);
     bool readLines(MFastFileReader& reader);
     bool takeMark(std::string& firstLine);
 

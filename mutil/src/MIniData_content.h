@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,6 +12,35 @@
 #include "errtrace.h"
 #include "fastfile.h"
 #include "fileops.h"
+#include "regular_file.h"
+
+namespace {
+
+const char kTooLarge[] = "is larger than 64 MB";
+
+// A reader that fails after so many bytes: a file may grow while it is read.
+class BoundedReader : public MFastFileReader {
+public:
+    explicit BoundedReader(std::uint64_t greatest) : _left(greatest) {}
+
+    bool exceeded() const { return _exceeded; }
+
+protected:
+    bool fill_buffer() override {
+        if (_exceeded || !MFastFileReader::fill_buffer()) return false;
+        const auto taken = static_cast<std::uint64_t>(_end - std::min(_current, _end));
+        _exceeded = taken > _left;
+        _left -= std::min(taken, _left);
+        if (_exceeded) _current = _end;
+        return !_exceeded;
+    }
+
+private:
+    std::uint64_t _left;
+    bool _exceeded = false;
+};
+
+}  // namespace
 
 template <typename Compare>
 MIniDataT<Compare>::MIniDataT(const char* fileName) {
@@ -56,16 +86,34 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
         return true;
     }
     _fileAbsent = false;
-    MFastFileReader reader;
+    if (!looksReadable()) return false;
+    BoundedReader reader(kGreatestFile);
     if (!reader.Open(_fileName.c_str())) {
         M_ERRTRACE("MIniData::Open(): MFastFileReader::Open() failed");
         return false;
     }
-    if (!readLines(reader)) return false;
+    if (!readLines(reader)) return reader.exceeded() && refuseFile(__LINE__, kTooLarge);
     _unchanged = true;
     _open = true;
     _holdsWholeFile = !_lineDropped;
     return true;
+}
+
+// Refuses what could keep the reader waiting or never end. What else cannot be read is reported by the reader.
+template <typename Compare>
+bool MIniDataT<Compare>::looksReadable() {
+    const FileLook look = platform_lookAtFile(_fileName.c_str());
+    if (look.other) return refuseFile(__LINE__, "is no regular file");
+    return look.bytes <= kGreatestFile || refuseFile(__LINE__, kTooLarge);
+}
+
+// Reports from the given line of this file why a file is refused, and notes it. Always false.
+template <typename Compare>
+bool MIniDataT<Compare>::refuseFile(int codeLine, const char* reason) {
+    _lastError = reason;
+    _MErrTrace_Location(0, kFile, codeLine);
+    _MErrTrace_Add("MIniData::Open(\"%.80s\"): %s", _fileName.c_str(), reason);
+    return false;
 }
 
 template <typename Compare>

@@ -1,4 +1,7 @@
 // Opening, reloading and closing files.
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,6 +20,8 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+constexpr std::uint64_t kGreatestFile = MIniData::kGreatestFile;
 
 class MIniDataOpenTest : public testing::Test {
 protected:
@@ -101,6 +106,41 @@ TEST_F(MIniDataOpenTest, OpenOfAFolderFailsAndIsReported) {
                 ElementsAre("MFastFileReader::Open(): openfile(\"" + name + "\") failed: 5",
                             "MIniData::Open(): MFastFileReader::Open() failed",
                             "MIniData::MIniData(): Open(\"" + name.substr(0, 60) + "\") failed"));
+}
+
+TEST_F(MIniDataOpenTest, AFileOfMoreThan64MegabytesIsRefusedUnread) {
+    const std::string name = file("[s]\nk=1\n");
+    std::filesystem::resize_file(name, kGreatestFile + 1);
+    const MIniData data(name.c_str());
+    EXPECT_FALSE(data.IsOpen());
+    EXPECT_FALSE(data.SectionExists("s"));
+    EXPECT_EQ(data.GetLastErrorText(), "is larger than 64 MB");
+    EXPECT_EQ(_recorder.errorTraces()[0], "MIniData::Open(\"" + name.substr(0, 80) + "\"): is larger than 64 MB");
+}
+
+TEST_F(MIniDataOpenTest, AFileThatGrowsWhileItIsReadIsRefusedAfter64Megabytes) {
+    const std::string name = file("[s]\nk=1\n");
+    std::uint64_t taken = 0;
+    const test::Fault fault(fault_ReadFile, [&](HANDLE, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED*) {
+        std::memset(buffer, '#', size);
+        *bytesRead = size;
+        taken += size;
+        return taken > 2 * kGreatestFile ? FALSE : TRUE;
+    });
+    MIniData data(MIniData::kAcceptBareLines);
+    EXPECT_FALSE(data.Open(name.c_str()));
+    EXPECT_FALSE(data.HoldsWholeFile());
+    EXPECT_EQ(data.GetLastErrorText(), "is larger than 64 MB");
+    EXPECT_LE(taken, kGreatestFile + 2 * 8192);
+    EXPECT_EQ(_recorder.errorTraces().back(), "MIniData::Open(\"" + name.substr(0, 80) + "\"): is larger than 64 MB");
+}
+
+TEST_F(MIniDataOpenTest, AFileOf64MegabytesIsRead) {
+    const std::string name = file("[s]\nk=1\n");
+    std::filesystem::resize_file(name, kGreatestFile);  // one last line that begins with a byte 0
+    const MIniData data(name.c_str());
+    EXPECT_TRUE(data.IsOpen());
+    EXPECT_TRUE(data.SectionExists("s"));
 }
 
 TEST_F(MIniDataOpenTest, TheConstructorCutsALongNameInItsReport) {

@@ -246,7 +246,8 @@ HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD shareMode, SECURITY_ATTR
 /// Reads up to size bytes; TRUE with 0 bytes at the end of the file.
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped);
 
-/// Writes all bytes, or fails (112 when the disk is full) and leaves the file as it was.
+/// Writes all bytes, or fails (112 when the disk is full). What was written before it failed stays in the file, and
+/// bytesWritten counts it.
 BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVERLAPPED* overlapped);
 
 /// Returns once what was written is on the disk. The file must be open for writing (else 5).

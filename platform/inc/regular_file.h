@@ -47,3 +47,13 @@ private:
     std::intptr_t _file = -1;  // the system's own handle; -1: none
     FileStamp _stamp;
 };
+
+/// What a name leads to, found out without waiting for anything but the disk.
+struct FileLook {
+    bool regular = false;     // neither this nor the next: a folder, or nothing that can be seen
+    bool other = false;       // a pipe or a device
+    std::uint64_t bytes = 0;  // of a regular file
+};
+
+/// Looks at a name as the calls of platform.h take it: on Linux '\\' separates folders, too.
+FileLook platform_lookAtFile(const char* name);

@@ -96,12 +96,6 @@ HANDLE openFile(LPCSTR fileName, DWORD access, DWORD creation, DWORD flags) {
     return failWith(ERROR_NOT_SUPPORTED);
 }
 
-// Takes back the last bytes of a file, where the position stands too.
-void takeBack(int descriptor, std::size_t count) {
-    const off_t start = lseek(descriptor, 0, SEEK_END) - static_cast<off_t>(count);
-    if (start >= 0 && ftruncate(descriptor, start) == 0) lseek(descriptor, start, SEEK_SET);
-}
-
 std::shared_ptr<FileObject> fileFor(HANDLE handle, bool writing) {
     auto file = HandleTable_FindAs<FileObject>(handle);
     if (file && file->writable() != writing) return platform_failWith(ERROR_ACCESS_DENIED, nullptr);
@@ -140,18 +134,13 @@ extern "C" BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesW
     const auto object = fileFor(file, true);
     if (!object) return FALSE;
     const auto* const source = static_cast<const char*>(buffer);
-    std::size_t written = 0;
-    while (written < size) {
-        const ssize_t count = write(object->descriptor(), source + written, size - written);
-        if (count >= 0) {
-            written += static_cast<std::size_t>(count);
-        } else if (errno != EINTR) {
-            const DWORD error = platform_fileErrorOf(errno, "");
-            if (written > 0) takeBack(object->descriptor(), written);
-            return platform_failWith(error, FALSE);
-        }
+    while (*bytesWritten < size) {
+        const ssize_t count = write(object->descriptor(), source + *bytesWritten, size - *bytesWritten);
+        if (count >= 0)
+            *bytesWritten += static_cast<DWORD>(count);
+        else if (errno != EINTR)
+            return platform_failWith(platform_fileErrorOf(errno, ""), FALSE);
     }
-    *bytesWritten = size;
     return TRUE;
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "high_descriptor.h"
+#include "paths_posix.h"
 #include "regular_file.h"
 
 RegularFile::~RegularFile() {
@@ -39,4 +40,11 @@ std::ptrdiff_t RegularFile::read(void* buffer, std::size_t size) {
         done += static_cast<std::size_t>(count);
     }
     return static_cast<std::ptrdiff_t>(done);
+}
+
+FileLook platform_lookAtFile(const char* name) {
+    struct stat status {};
+    if (stat(nativePath(name).c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return {};
+    if (!S_ISREG(status.st_mode)) return {false, true, 0};
+    return {true, false, static_cast<std::uint64_t>(status.st_size)};
 }

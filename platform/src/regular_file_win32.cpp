@@ -56,3 +56,17 @@ std::ptrdiff_t RegularFile::read(void* buffer, std::size_t size) {
     }
     return static_cast<std::ptrdiff_t>(done);
 }
+
+FileLook platform_lookAtFile(const char* name) {
+    if (isFolder(name)) return {};
+    const HANDLE file = CreateFileA(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return {};
+    FileLook look;
+    LARGE_INTEGER size{};
+    look.other = GetFileType(file) != FILE_TYPE_DISK;
+    look.regular = !look.other && GetFileSizeEx(file, &size);
+    look.bytes = static_cast<std::uint64_t>(size.QuadPart);
+    CloseHandle(file);
+    return look;
+}
