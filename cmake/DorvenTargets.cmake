@@ -26,6 +26,8 @@ if(DORVEN_SANITIZE)
     # No vptr check: a host calls the plugin's objects without having its type information.
     add_compile_options(-fsanitize=${DORVEN_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
+    # A sanitizer's own work costs more than -O1 leaves to be optimised; its reports need lines, but no variables.
+    add_compile_options(-O1 -g1)
     add_link_options(-fsanitize=${DORVEN_SANITIZE})
 endif()
 
@@ -82,6 +84,46 @@ function(dorven_add_program name)
     _dorven_common(${name})
 endfunction()
 
+# GoogleMock's headers, precompiled once with the flags of every test program, for exactly those sources that include
+# them: so each source still has to include what it uses. The others are compiled as they stand.
+function(_dorven_add_precompiled_gmock)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        return()
+    endif()
+    file(CONFIGURE OUTPUT precompiled_gmock.cpp CONTENT "")
+    add_library(precompiled_gmock OBJECT EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/precompiled_gmock.cpp)
+    target_link_libraries(precompiled_gmock PRIVATE gmock gtest)
+    _dorven_common(precompiled_gmock)
+    target_compile_options(precompiled_gmock PRIVATE -O0 -fpch-preprocess)
+    if(NOT WIN32)
+        # As programs are compiled, which a library is not.
+        set_target_properties(precompiled_gmock PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+        target_compile_options(precompiled_gmock PRIVATE -fPIE)
+    endif()
+    target_precompile_headers(precompiled_gmock PRIVATE <gmock/gmock.h>)
+endfunction()
+
+function(_dorven_use_precompiled_gmock target)
+    if(NOT TARGET precompiled_gmock)
+        return()
+    endif()
+    get_target_property(sources ${target} SOURCES)
+    set(used OFF)
+    foreach(source IN LISTS sources)
+        cmake_path(ABSOLUTE_PATH source)
+        file(STRINGS ${source} include REGEX "^#include <gmock/gmock\\.h>")
+        if(include)
+            set(used ON)
+        else()
+            set_source_files_properties(${source} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+        endif()
+    endforeach()
+    if(used)
+        target_compile_options(${target} PRIVATE -fpch-preprocess)  # ccache then sees through it
+        target_precompile_headers(${target} REUSE_FROM precompiled_gmock)
+    endif()
+endfunction()
+
 # dorven_add_test(NAME SOURCES … LINKS … [FAULTS CALL …] [NEEDS TARGET …] [TIMEOUT SECONDS] [CONCURRENT])
 # A GoogleTest program. On Linux every test is a CTest entry of its own, so that they run in parallel; under Wine
 # the program is one entry, since each process start costs a quarter of a second.
@@ -106,6 +148,7 @@ function(dorven_add_test name)
     _dorven_common(${name})
     # What is tested is optimised, its tests are not: they would take twice as long to compile.
     target_compile_options(${name} PRIVATE -O0)
+    _dorven_use_precompiled_gmock(${name})
     if(arg_NEEDS)
         add_dependencies(${name} ${arg_NEEDS})
     endif()

@@ -1,14 +1,29 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds everything and runs every test on both systems. The last line adds it all up.
+# Installs what is missing, builds, and runs every test on Linux and, under Wine, on Windows. Each job prints how long it
+# took; the last line adds up all tests.
 #
-#   scripts/test.sh                all of it
+#   scripts/test.sh                linux-release and windows-release
+#   scripts/test.sh --all          these, the sanitizers and lint: what continuous integration runs
 #   scripts/test.sh JOB …          only these: lint linux-release linux-asan linux-tsan windows-release
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/wine_env.sh
 
-jobs=("$@")
-[ ${#jobs[@]} -gt 0 ] || jobs=(linux-release linux-asan linux-tsan windows-release lint)
+case "$*" in
+    "") jobs=(linux-release windows-release) ;;
+    --all) jobs=(linux-release linux-asan linux-tsan windows-release lint) ;;
+    *) jobs=("$@") ;;
+esac
+for job in "${jobs[@]}"; do
+    case "$job" in
+        lint | linux-release | linux-debug | linux-asan | linux-tsan | windows-release | windows-debug) ;;
+        *)
+            echo "test: no such job: $job" >&2
+            sed -n '2,7s/^# \{0,1\}//p' "$0" >&2
+            exit 2
+            ;;
+    esac
+done
 cores=$(nproc)
 results=build/test-results
 failed=0
@@ -60,6 +75,7 @@ export XDG_CONFIG_HOME=$PWD/$results/no-config
 for variable in $(compgen -e | grep -E '^DORVEN_(HOST|SIMULATOR)_' || true); do unset "$variable"; done
 
 for job in "${jobs[@]}"; do
+    started=$SECONDS
     case "$job" in
         lint)
             section "format and lint"
@@ -87,11 +103,9 @@ for job in "${jobs[@]}"; do
             wine_end
             [ "$job" != windows-release ] || check package-windows scripts/check_package.sh windows-release
             ;;
-        *)
-            echo "test: no such job: $job" >&2
-            exit 2
-            ;;
     esac
+    took=$((SECONDS - started))
+    printf '%s: took %d min %02d s\n' "$job" $((took / 60)) $((took % 60))
 done
 
 section "all together"
