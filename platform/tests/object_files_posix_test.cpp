@@ -288,6 +288,23 @@ TEST(ObjectFiles, TheFolderIsMadeAgainWhenItWasRemoved) {
     EXPECT_TRUE(fs::exists(folder / "anew"));
 }
 
+CHILD_ROLE(holdsMappingAndTellsByAFile) {
+    const ObjectHandle mapping(createMapping(arguments.at(0)));
+    std::ofstream(arguments.at(1)) << "ready";
+    std::this_thread::sleep_for(30s);
+    return 0;
+}
+
+TEST(ObjectFiles, AnObjectIsFoundInAFolderThatWasRemovedAndMadeAgainByAnotherProcess) {
+    fs::remove_all(objectFolder());
+    const test::TemporaryFolder elsewhere;
+    const std::string ready = elsewhere.path("ready");
+    test::ChildProcess holder("holdsMappingAndTellsByAFile", {"elsewhere", ready});
+    while (!fs::exists(ready)) std::this_thread::yield();
+    EXPECT_NE(ObjectHandle(openMapping("elsewhere")).get(), nullptr);
+    holder.kill();
+}
+
 CHILD_ROLE(opensInItsNamespace) { return openMapping(arguments.at(0)) ? 0 : 1; }
 
 TEST(ObjectFiles, ProcessesOfAnotherNameSpaceDoNotMeet) {
