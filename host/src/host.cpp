@@ -18,6 +18,7 @@
 #include "host_options.h"
 #include "info.h"
 #include "live_line.h"
+#include "lost_memory.h"
 #include "platform.h"
 #include "plugin_library.h"
 #include "save_options.h"
@@ -121,6 +122,7 @@ int run(const HostOptions& options) {
 
 int hostMain(int argc, const char* const* argv) {
     platform_letBrokenPipesFail();
+    platform_explainLostMemory("dorven-host", kExitFailed);
     try {
         HostOptions chosen;
         const auto ended = parseHostOptions(argc, argv, chosen, std::cout, std::cerr);
