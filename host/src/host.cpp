@@ -18,6 +18,7 @@
 #include "host_options.h"
 #include "info.h"
 #include "live_line.h"
+#include "lost_memory.h"
 #include "platform.h"
 #include "plugin_library.h"
 #include "save_options.h"
@@ -122,6 +123,7 @@ int run(const HostOptions& options) {
 int hostMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
+    platform_explainLostMemory("dorven-host", kExitFailed);
     try {
         HostOptions chosen;
         const auto ended = parseHostOptions(argc, argv, chosen, std::cout, std::cerr);

@@ -18,6 +18,7 @@
 #include "last_error_posix.h"
 #include "layer_locks_posix.h"
 #include "object_folder_posix.h"
+#include "object_parent_posix.h"
 
 namespace {
 
@@ -155,9 +156,7 @@ private:
         std::shared_ptr<ObjectFile> object(new ObjectFile);
         const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | (_create ? O_CREAT : 0);
         if (!object->_file.open(folder, _fileName.c_str(), flags, 0600)) {
-            // Creating says "not found" only when the folder itself was removed.
-            if (errno == ENOENT && _create) return ObjectFolder_Renew() ? Outcome::again : Outcome::failed;
-            return platform_failWith(platform_errorOf(errno), Outcome::failed);
+            return afterRefusal(folder, errno);
         }
         const int descriptor = object->descriptor();
         struct stat status {};
@@ -181,6 +180,16 @@ private:
         if (!object->take(_page)) return Outcome::failed;
         opened = std::move(object);
         return Outcome::done;
+    }
+
+    /// The file could not be opened.
+    Outcome afterRefusal(int folder, int errorNumber) const {
+        // Made under a umask by a process that was killed before it could give the file its rights.
+        if (errorNumber == EACCES && ObjectParent_MendMode(folder, _fileName, S_IFREG | 0600)) return Outcome::again;
+        // Another process may have made the folder again, with the object in it.
+        if (errorNumber == ENOENT && (_create || ObjectFolder_WasRemoved(folder)))
+            return ObjectFolder_Renew() ? Outcome::again : Outcome::failed;
+        return platform_failWith(platform_errorOf(errorNumber), Outcome::failed);
     }
 
     bool layOut(int folder, int descriptor) const {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <mutex>
 
 #include <dirent.h>
@@ -40,17 +41,10 @@ std::string percentEncoded(const std::string& name) {
     return text;
 }
 
-int openObjectFolder() {
-    const int parent = ObjectParent_Open();
-    if (parent < 0) return -1;
-    const int descriptor = ObjectParent_OpenPrivate(parent, ObjectFolder_Space());
-    close(parent);
-    return descriptor;
-}
-
 // Removes a file that nobody holds; a leftover of a process that was killed.
 void removeLeftover(int folder, const char* fileName) {
     LockedFile file;
+    ObjectParent_MendMode(folder, fileName, S_IFREG | 0600);
     if (!file.open(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK)) return;
     struct stat status {};
     if (fstat(file.descriptor(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
@@ -59,7 +53,8 @@ void removeLeftover(int folder, const char* fileName) {
         unlinkat(folder, fileName, 0);
 }
 
-void sweep(int folder) {
+template <typename Action>
+void forEachEntry(int folder, Action action) {
     const int copy = highDescriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
     if (!entries) {
@@ -67,9 +62,40 @@ void sweep(int folder) {
         return;
     }
     while (const dirent* entry = readdir(entries)) {
-        if (entry->d_name[0] != '.') removeLeftover(folder, entry->d_name);
+        if (entry->d_name[0] != '.') action(entry->d_name);
     }
     closedir(entries);
+}
+
+void sweep(int folder) {
+    forEachEntry(folder, [folder](const char* fileName) { removeLeftover(folder, fileName); });
+}
+
+// Removes the folder of a name space in which nobody holds anything. One that has just changed is left to whoever is
+// about to use it; who is late all the same makes it again (ObjectFolder_Renew).
+void removeUnusedSpace(int parent, const char* name) {
+    constexpr time_t kUnusedSeconds = 60;
+    const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (folder < 0) return;
+    struct stat status {};
+    if (fstat(folder, &status) == 0 && status.st_uid == geteuid() &&
+        time(nullptr) - status.st_mtim.tv_sec > kUnusedSeconds) {
+        sweep(folder);
+        unlinkat(parent, name, AT_REMOVEDIR);  // only an empty one
+    }
+    close(folder);
+}
+
+int openObjectFolder() {
+    const int parent = ObjectParent_Open();
+    if (parent < 0) return -1;
+    const std::string own = ObjectFolder_Space();
+    const int descriptor = ObjectParent_OpenPrivate(parent, own);
+    forEachEntry(parent, [&](const char* name) {
+        if (name != own) removeUnusedSpace(parent, name);
+    });
+    close(parent);
+    return descriptor;
 }
 
 // Closed with its module, which may be loaded and unloaded many times. What comes later opens the folder again.
@@ -167,6 +193,11 @@ int ObjectFolder_Descriptor() {
         if (folderDescriptor.value >= 0) return folderDescriptor.value;
     }
     return openAndSweep();
+}
+
+bool ObjectFolder_WasRemoved(int folder) {
+    struct stat status {};
+    return fstat(folder, &status) == 0 && status.st_nlink == 0;
 }
 
 bool ObjectFolder_Renew() { return openAndSweep() >= 0; }

@@ -17,6 +17,9 @@ std::string ObjectFolder_Space();
 /// cannot be made or is not this user's alone.
 int ObjectFolder_Descriptor();
 
+/// True if the open folder is under no name any more: swept while nobody held anything in it.
+bool ObjectFolder_WasRemoved(int folder);
+
 /// Makes the folder anew if it was removed under this process. False as ObjectFolder_Descriptor gives -1.
 bool ObjectFolder_Renew();
 

@@ -88,6 +88,7 @@ std::string makeSpare(int root) {
     std::snprintf(text, sizeof text, "%016llx", suffix);
     name = usualName() + "-" + text;
     if (mkdirat(root, name.c_str(), 0700) != 0) return platform_failWith(platform_errorOf(errno), std::string());
+    ObjectParent_MendMode(root, name, S_IFDIR | 0700);  // under the lock: the next one searches for this mode
     return name;
 }
 
@@ -125,9 +126,19 @@ ObjectParent ObjectParent_Look() {
             isAbsent(root.descriptor(), usualName()) ? "" : whatHas(usual)};
 }
 
+// Others who had no right to it cannot have been in it, so it is this user's alone.
+bool ObjectParent_MendMode(int folder, const std::string& name, mode_t mode) {
+    struct stat status {};
+    if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || status.st_uid != geteuid()) return false;
+    const bool kindFits = (status.st_mode & S_IFMT) == (mode & S_IFMT);
+    if (!kindFits || (status.st_mode & 077) != 0 || (status.st_mode & 0700) == (mode & 0700)) return false;
+    return fchmodat(folder, name.c_str(), mode & 0777, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 int ObjectParent_OpenPrivate(int parent, const std::string& name) {
     if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
         return platform_failWith(platform_errorOf(errno), -1);
+    ObjectParent_MendMode(parent, name, S_IFDIR | 0700);
     const int descriptor =
         highDescriptor(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <string>
 
+#include <sys/types.h>
+
 /// Where the folders are made. One for the process; tests put another in its place, before they touch an object.
 struct ObjectPlace {
     std::string root = "/dev/shm";
@@ -27,6 +29,11 @@ ObjectParent ObjectParent_Look();
 /// Descriptor of the folder, which is made where there is none. -1, with the last error: 5 when it is not this user's
 /// alone, 121, after a report, when the lock under which it is made was not to be had. No lock of the layer is held.
 int ObjectParent_Open();
+
+/// Gives a folder (mode 0700) or file (0600) of this user alone the rights that a umask has taken from it. False when
+/// there is nothing to mend.
+/// @param mode  With its kind: S_IFDIR | 0700, S_IFREG | 0600.
+bool ObjectParent_MendMode(int folder, const std::string& name, mode_t mode);
 
 /// Opens a folder that must be this user's alone; makes it when it is absent. -1 with the last error.
 int ObjectParent_OpenPrivate(int parent, const std::string& name);

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "child_process.h"
+#include "lost_memory.h"
 #include "object_handles.h"
 #include "object_look.h"
 #include "platform.h"
@@ -166,6 +167,45 @@ TEST(ObjectFiles, AFileThatIsCutShortBeforeItIsMappedIsAnErrorAndNoFault) {
     EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
 }
 
+// Standard error goes into a file.
+CHILD_ROLE(touchesMemoryThatWasCutShort) {
+    if (arguments.at(0) == "explained") platform_explainLostMemory("program", 3);
+    const int output = open(arguments.at(1).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    dup2(output, STDERR_FILENO);
+    const ObjectHandle mapping(createMapping("cut_short"));
+    auto* const view = static_cast<volatile char*>(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    fs::resize_file(platform_lookAtObjectFolder().path + "/cut_short", 4096);
+    if (arguments.at(2) == "touched") view[0] = 1;
+    raise(SIGBUS);
+    return 0;
+}
+
+namespace {
+
+int touchedMemory(const char* conduct, const char* deed, std::string& told) {
+    const test::TemporaryFolder folder;
+    test::ChildProcess child("touchesMemoryThatWasCutShort", {conduct, folder.path("told"), deed});
+    const int exitCode = child.join(20s);
+    std::getline(std::ifstream(folder.path("told")), told);
+    return exitCode;
+}
+
+}  // namespace
+
+TEST(LostMemory, EndsTheProgramWithASentenceIfItAskedForIt) {
+    std::string told;
+    EXPECT_EQ(touchedMemory("explained", "touched", told), 3);
+    EXPECT_EQ(told,
+              "program: shared memory in use was cut short by another program of this account; "
+              "start the programs again");
+}
+
+TEST(LostMemory, IsAllThatIsExplained) {
+    std::string told;
+    EXPECT_EQ(touchedMemory("explained", "signalled", told), 128 + SIGBUS);
+    EXPECT_EQ(told, "");
+}
+
 TEST(ObjectFiles, AHeldFileWithForeignContentIsAnError) {
     const fs::path folder = objectFolder();
     const Holder holder("garbage");
@@ -286,6 +326,23 @@ TEST(ObjectFiles, TheFolderIsMadeAgainWhenItWasRemoved) {
     const ObjectHandle mapping(createMapping("anew"));
     EXPECT_NE(mapping.get(), nullptr);
     EXPECT_TRUE(fs::exists(folder / "anew"));
+}
+
+CHILD_ROLE(holdsMappingAndTellsByAFile) {
+    const ObjectHandle mapping(createMapping(arguments.at(0)));
+    std::ofstream(arguments.at(1)) << "ready";
+    std::this_thread::sleep_for(30s);
+    return 0;
+}
+
+TEST(ObjectFiles, AnObjectIsFoundInAFolderThatWasRemovedAndMadeAgainByAnotherProcess) {
+    fs::remove_all(objectFolder());
+    const test::TemporaryFolder elsewhere;
+    const std::string ready = elsewhere.path("ready");
+    test::ChildProcess holder("holdsMappingAndTellsByAFile", {"elsewhere", ready});
+    while (!fs::exists(ready)) std::this_thread::yield();
+    EXPECT_NE(ObjectHandle(openMapping("elsewhere")).get(), nullptr);
+    holder.kill();
 }
 
 CHILD_ROLE(opensInItsNamespace) { return openMapping(arguments.at(0)) ? 0 : 1; }

@@ -201,4 +201,91 @@ TEST_F(ObjectParentTest, ProgramsMeetAlthoughSomebodyElseHasTheUsualName) {
     EXPECT_THAT(folders(), testing::SizeIs(2));
 }
 
+// As an ordinary user, whom a missing right keeps out.
+bool becomeOrdinaryUser() { return geteuid() != 0 || setresuid(kSomebodyElse, kSomebodyElse, kSomebodyElse) == 0; }
+
+mode_t modeOf(const fs::path& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+CHILD_ROLE(usesObjectsUnderAUmaskThatTakesEveryRight) {
+    ObjectParent_Place().root = arguments.at(0);
+    if (!becomeOrdinaryUser()) return 1;
+    if (arguments.at(1) == "squatted")
+        std::ofstream(arguments.at(0) + "/dorven-objects-" + std::to_string(geteuid())) << "taken";
+    umask(0777);
+    const ObjectHandle event(CreateEventA(nullptr, FALSE, FALSE, "event"));
+    if (!event.get()) return 2;
+    const fs::path folder = platform_lookAtObjectFolder().path;
+    if (modeOf(folder) != 0700 || modeOf(folder.parent_path()) != 0700 || modeOf(folder / "event") != 0600) return 3;
+    // Of a process that was killed between making a file and giving it its rights.
+    for (const char* name : {"dark", "left"}) close(open((folder / name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!ObjectHandle(CreateEventA(nullptr, FALSE, FALSE, "dark")).get()) return 4;
+    test::ChildProcess second("usesObjectsAsAnotherProcess", {arguments.at(0)});
+    const HANDLE handle = event.get();
+    if (WaitForMultipleObjects(1, &handle, FALSE, 20'000) != WAIT_OBJECT_0 || second.join(20s) != 0) return 5;
+    return fs::exists(folder / "left") ? 6 : 0;
+}
+
+CHILD_ROLE(usesObjectsAsAnotherProcess) {
+    ObjectParent_Place().root = arguments.at(0);
+    const ObjectHandle event(OpenEventA(EVENT_ALL_ACCESS, FALSE, "event"));
+    return event.get() && SetEvent(event.get()) ? 0 : 1;
+}
+
+TEST_F(ObjectParentTest, FoldersAndFilesThatWereMadeUnderAnyUmaskAreUsable) {
+    for (const char* usual : {"free", "squatted"}) {
+        const test::TemporaryFolder folder;
+        chmod(folder.path().c_str(), 01777);
+        test::ChildProcess child("usesObjectsUnderAUmaskThatTakesEveryRight", {folder.path(), usual});
+        EXPECT_EQ(child.join(60s), 0) << usual;
+    }
+}
+
+// A folder of a name space that has not changed for so many seconds, with a file if it is named.
+std::string makeSpace(const std::string& parent, const std::string& name, time_t seconds,
+                      const std::string& file = "") {
+    const std::string path = parent + "/" + name;
+    fs::create_directory(path);
+    chmod(path.c_str(), 0700);
+    if (!file.empty()) std::ofstream(path + "/" + file) << "left";
+    const timespec times[2] = {
+        {time(nullptr) - seconds, 0},
+        {time(nullptr) - seconds, 0}
+    };
+    utimensat(AT_FDCWD, path.c_str(), times, 0);
+    return path;
+}
+
+int hold(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_len = 1;
+    EXPECT_EQ(fcntl(descriptor, F_OFD_SETLK, &lock), 0);
+    return descriptor;
+}
+
+CHILD_ROLE(makesOneObject) {
+    ObjectParent_Place().root = arguments.at(0);
+    return ObjectHandle(CreateEventA(nullptr, FALSE, FALSE, "any")).get() ? 0 : 1;
+}
+
+TEST_F(ObjectParentTest, NameSpacesThatNobodyUsesAreSweptByTheFirstUseOfAProcess) {
+    const std::string parent = opened();
+    const std::string unused = makeSpace(parent, "unused", 100);
+    const std::string killed = makeSpace(parent, "killed", 100, "leftover");
+    const std::string used = makeSpace(parent, "used", 100, "held");
+    const std::string young = makeSpace(parent, "young", 0);
+    const int held = hold(used + "/held");
+    test::ChildProcess child("makesOneObject", {_root});
+    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_FALSE(fs::exists(unused));
+    EXPECT_FALSE(fs::exists(killed));
+    EXPECT_TRUE(fs::exists(used + "/held"));
+    EXPECT_TRUE(fs::exists(young)) << "somebody may be about to use it";
+    close(held);
+}
+
 }  // namespace

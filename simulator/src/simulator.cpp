@@ -10,6 +10,7 @@
 #include "camera_config.h"
 #include "data_output.h"
 #include "list_patterns.h"
+#include "lost_memory.h"
 #include "platform.h"
 #include "replayed_images.h"
 #include "strip.h"
@@ -325,6 +326,7 @@ int run(SimulatorOptions& options) {
 int simulatorMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
+    platform_explainLostMemory("dorven-simulator", kFailed);
     try {
         SimulatorOptions chosen;
         const auto ended = parseSimulatorOptions(argc, argv, chosen, std::cout, std::cerr);

@@ -1,0 +1,3 @@
+#include "lost_memory.h"
+
+void platform_explainLostMemory(const char*, int) {}
