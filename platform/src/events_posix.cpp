@@ -114,17 +114,23 @@ private:
         return syscall(SYS_futex, futexWord(), FUTEX_WAKE_BITSET, INT_MAX, nullptr, nullptr, seatBits) > 0;
     }
 
-    /// Releases the next one, or keeps the signal; in the same step the seat of one that has died is cleared. A kept
-    /// signal is stored again, so that whoever takes it sees what was written before this set.
+    /// Releases the next one, or keeps the signal. A kept signal is stored again, so that whoever takes it sees what
+    /// was written before this set.
     ///
-    /// @param dead  A seat whose lock this process has, and who sat in it was released; kNoSeat: none.
+    /// @param dead  A seat whose lock this process has: it is cleared in the same step, and its signal is the one that
+    ///              is handed on. Without one there (the sitter took it before it let the seat go) nothing happens.
+    ///              kNoSeat: a new signal.
     /// @param seat  Receives the one that was released; kNoSeat: nobody.
     /// @return      The state before.
     EventState release(unsigned dead, unsigned& seat) const {
         EventState now = load();
         for (;;) {
+            seat = kNoSeat;
             EventState next = now;
-            if (dead != kNoSeat) next = next.without(dead);
+            if (dead != kNoSeat) {
+                if (!now.isReleased(dead)) return now;
+                next = now.without(dead);
+            }
             seat = next.nextToRelease(turn().load(std::memory_order_relaxed));
             if (change(now, next.withReleased(seat))) break;
         }
