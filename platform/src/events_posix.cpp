@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <new>
 
 #include <fcntl.h>
 #include <linux/futex.h>
@@ -237,15 +238,19 @@ timespec deadlineAfter(DWORD milliseconds) {
 
 }  // namespace
 
-extern "C" HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR name) {
+extern "C" HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR name) try {
     if (manualReset) return platform_failWith<HANDLE>(ERROR_NOT_SUPPORTED, nullptr);
     bool existed = false;
     auto file = ObjectFile_Create(name, ObjectKind::event, 0, initialState != FALSE, existed);
     return openHandle(std::move(file), existed);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name) {
+extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name) try {
     return openHandle(ObjectFile_Open(name, ObjectKind::event), false);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
 extern "C" BOOL SetEvent(HANDLE event) {

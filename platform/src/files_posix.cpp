@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <string>
 
 #include <fcntl.h>
@@ -7,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "file_error_posix.h"
 #include "handle_table_posix.h"
 #include "last_error_posix.h"
@@ -32,7 +34,10 @@ bool isFolder(int descriptor) {
 }
 
 HANDLE handleOf(int descriptor, bool writable) {
-    const HANDLE handle = HandleTable_Open(std::make_shared<FileObject>(descriptor, writable));
+    Descriptor owner(descriptor);
+    auto file = std::make_shared<FileObject>(descriptor, writable);
+    owner.release();  // from here on the file closes it
+    const HANDLE handle = HandleTable_Open(std::move(file));
     return handle ? handle : INVALID_HANDLE_VALUE;
 }
 
@@ -89,7 +94,7 @@ std::shared_ptr<FileObject> fileFor(HANDLE handle, bool writing) {
 }  // namespace
 
 extern "C" HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD creation, DWORD flags,
-                              HANDLE) {
+                              HANDLE) try {
     if (!fileName) return platform_failWith(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
     const std::string path = nativePath(fileName);
     if (access == GENERIC_READ && creation == OPEN_EXISTING) return openForReading(path);
@@ -100,6 +105,8 @@ extern "C" HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD, SECURITY_ATT
     if (access == FILE_APPEND_DATA && creation == OPEN_ALWAYS)
         return openForWriting(path, creation, writing | O_APPEND);
     return platform_failWith(ERROR_NOT_SUPPORTED, INVALID_HANDLE_VALUE);
+} catch (const std::bad_alloc&) {
+    return platform_failWith(ERROR_NOT_ENOUGH_MEMORY, INVALID_HANDLE_VALUE);
 }
 
 extern "C" BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped) {

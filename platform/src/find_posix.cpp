@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ std::string firstMatch(const std::string& folder, std::string pattern) {
 
 }  // namespace
 
-extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) {
+extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) try {
     const std::string path = nativePath(pattern);
     const std::size_t nameAt = path.rfind('/') + 1;  // 0 when there is none
     const std::string folder = path.substr(0, nameAt);
@@ -65,6 +66,9 @@ extern "C" std::intptr_t _findfirst(const char* pattern, _finddata_t* found) {
     const HANDLE handle = HandleTable_Open(std::make_shared<SearchObject>());
     if (!handle) errno = EMFILE;
     return handle ? reinterpret_cast<std::intptr_t>(handle) : -1;
+} catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return -1;
 }
 
 extern "C" int _findclose(std::intptr_t search) {

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -92,6 +93,15 @@ bool readPage(int descriptor, std::uint64_t fileBytes, ObjectKind kind, ObjectPa
     return true;
 }
 
+// For whoever lets go: without memory for the folder's name the file stays until the next sweep.
+int folderWithoutThrowing() noexcept {
+    try {
+        return ObjectFolder_Descriptor();
+    } catch (const std::bad_alloc&) {
+        return platform_failWith<int>(ERROR_NOT_ENOUGH_MEMORY, -1);
+    }
+}
+
 // The objects that this process holds, so that one name is one mapping in it.
 struct HeldObjects {
     std::mutex mutex;
@@ -100,7 +110,8 @@ struct HeldObjects {
 
 // Never destroyed: objects are let go by destructors of static objects too.
 HeldObjects& heldObjects() {
-    static auto* const only = new HeldObjects;
+    alignas(HeldObjects) static unsigned char storage[sizeof(HeldObjects)];
+    static auto* const only = new (storage) HeldObjects;
     return *only;
 }
 
@@ -134,7 +145,7 @@ public:
         if (descriptor.get() < 0)
             return platform_failWith<std::shared_ptr<ObjectFile>>(platform_errorOf(errno), nullptr);
         if (!initialise(descriptor.get(), page)) return nullptr;
-        return make("", "", descriptor, page);
+        return make(prepare("", ""), descriptor, page);
     }
 
 private:
@@ -143,6 +154,7 @@ private:
     Outcome tryOpen(std::shared_ptr<ObjectFile>& file, bool& existed) {
         const int folder = ObjectFolder_Descriptor();
         if (folder < 0) return Outcome::failed;
+        auto fresh = prepare(_name, _fileName);  // what needs memory comes first: else a file would be left behind
         const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (_create ? O_CREAT : 0);
         Descriptor descriptor(openat(folder, _fileName.c_str(), flags, 0600));
         if (descriptor.get() < 0) {
@@ -166,7 +178,7 @@ private:
         if (!usable) return Outcome::failed;
         if (!lockByte(descriptor.get(), F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
         leaveGuard(descriptor.get());
-        file = make(_name, _fileName, descriptor, _page);
+        file = make(std::move(fresh), descriptor, _page);
         return file ? Outcome::done : Outcome::failed;
     }
 
@@ -177,17 +189,21 @@ private:
         return platform_failWith(error, false);
     }
 
-    static std::shared_ptr<ObjectFile> make(const std::string& name, const std::string& fileName,
-                                            Descriptor& descriptor, const ObjectPage& page) {
+    static std::shared_ptr<ObjectFile> prepare(const std::string& name, const std::string& fileName) {
+        std::shared_ptr<ObjectFile> file(new ObjectFile);
+        file->_name = name;
+        file->_fileName = fileName;
+        return file;
+    }
+
+    static std::shared_ptr<ObjectFile> make(std::shared_ptr<ObjectFile> file, Descriptor& descriptor,
+                                            const ObjectPage& page) {
         const auto kind = static_cast<ObjectKind>(page.kind);
         ObjectPage* mapped = nullptr;
         if (kind == ObjectKind::event) {
             mapped = mapPage(descriptor.get());
             if (!mapped) return nullptr;
         }
-        std::shared_ptr<ObjectFile> file(new ObjectFile);
-        file->_name = name;
-        file->_fileName = fileName;
         file->_kind = kind;
         file->_page = mapped;
         file->_size = page.size;
@@ -202,6 +218,7 @@ private:
 };
 
 ObjectFile::~ObjectFile() {
+    if (_descriptor < 0) return;  // prepared, and never made
     if (_page) munmap(_page, kPageBytes);
     if (!_fileName.empty()) {
         {
@@ -210,7 +227,7 @@ ObjectFile::~ObjectFile() {
             const auto entry = held.byFileName.find(_fileName);
             if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
         }
-        const int folder = ObjectFolder_Descriptor();
+        const int folder = folderWithoutThrowing();
         // Own lock on byte 0 first: then whoever is still on it is somebody else.
         if (folder >= 0 && takeGuard(_descriptor, _name)) {
             lockByte(_descriptor, F_UNLCK, 0);
