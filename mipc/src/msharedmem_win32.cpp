@@ -24,6 +24,17 @@ std::size_t regionSize(const void* view) {
 
 bool isEmpty(const char* name) { return !name || !*name; }
 
+// Runs an operation of the registry, for whose own memory there may be none: a failure then, as any other.
+template <typename Result, typename Operation>
+Result withMemory(const char* function, Result failure, Operation&& operation) {
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        M_ERRTRACE("%s(): not enough memory", function);
+        return failure;
+    }
+}
+
 // Registers a fresh view with its first link. A view that the registry refuses is given back.
 void* registerView(const char* name, void* view, HANDLE mapping, std::size_t size) {
     MSharedMemLinkInfo* info = nullptr;
@@ -63,9 +74,7 @@ void* linkView(const char* name, HANDLE mapping, bool existed, std::size_t size)
     return registerView(name, view, mapping, size);
 }
 
-}  // namespace
-
-void* MSharedMem_Create(const char* name, std::size_t size) {
+void* createMemory(const char* name, std::size_t size) {
     if (isEmpty(name)) {
         M_ERRTRACE("MSharedMem_Create(): name == \"\"");
         return nullptr;
@@ -93,7 +102,7 @@ void* MSharedMem_Create(const char* name, std::size_t size) {
     return linkView(name, mapping, false, size);
 }
 
-void* MSharedMem_LinkOrCreate(const char* name, std::size_t size) {
+void* linkOrCreateMemory(const char* name, std::size_t size) {
     if (isEmpty(name)) {
         M_ERRTRACE("MSharedMem_LinkOrCreate(): name == \"\"");
         return nullptr;
@@ -121,7 +130,7 @@ void* MSharedMem_LinkOrCreate(const char* name, std::size_t size) {
     return linkView(name, mapping, createError == ERROR_ALREADY_EXISTS, size);
 }
 
-void* MSharedMem_Link(const char* name) {
+void* linkMemory(const char* name) {
     if (isEmpty(name)) {
         M_ERRTRACE("MSharedMem_Link(): name == \"\"");
         return nullptr;
@@ -147,7 +156,7 @@ void* MSharedMem_Link(const char* name) {
     return registerView(name, view, mapping, regionSize(view));
 }
 
-int MSharedMem_Unlink(void* memory) {
+int unlinkMemory(void* memory) {
     if (!memory) {
         M_ERRTRACE("MSharedMem_Unlink(): NULL pointer for memory");
         return 0;
@@ -181,7 +190,7 @@ int MSharedMem_Unlink(void* memory) {
     return 1;
 }
 
-int MSharedMem_Destroy(void* memory) {
+int destroyMemory(void* memory) {
     if (!memory) {
         M_ERRTRACE("MSharedMem_Destroy(): NULL pointer for memory");
         return 0;
@@ -213,7 +222,7 @@ int MSharedMem_Destroy(void* memory) {
     return result;
 }
 
-const char* MSharedMem_GetName(const void* memory) {
+const char* nameOf(const void* memory) {
     if (!memory) {
         M_ERRTRACE("MSharedMem_GetName(): NULL pointer for memory");
         return nullptr;
@@ -228,7 +237,7 @@ const char* MSharedMem_GetName(const void* memory) {
     return entry->second.name.c_str();
 }
 
-std::size_t MSharedMem_GetSize(const void* memory) {
+std::size_t sizeOf(const void* memory) {
     constexpr auto kNoSize = static_cast<std::size_t>(-1);
     if (!memory) {
         M_ERRTRACE("MSharedMem_GetSize(): NULL pointer for memory");
@@ -242,4 +251,35 @@ std::size_t MSharedMem_GetSize(const void* memory) {
         return kNoSize;
     }
     return entry->second.size;
+}
+
+}  // namespace
+
+void* MSharedMem_Create(const char* name, std::size_t size) {
+    return withMemory("MSharedMem_Create", static_cast<void*>(nullptr), [=] { return createMemory(name, size); });
+}
+
+void* MSharedMem_LinkOrCreate(const char* name, std::size_t size) {
+    return withMemory("MSharedMem_LinkOrCreate", static_cast<void*>(nullptr),
+                      [=] { return linkOrCreateMemory(name, size); });
+}
+
+void* MSharedMem_Link(const char* name) {
+    return withMemory("MSharedMem_Link", static_cast<void*>(nullptr), [=] { return linkMemory(name); });
+}
+
+int MSharedMem_Unlink(void* memory) {
+    return withMemory("MSharedMem_Unlink", 0, [=] { return unlinkMemory(memory); });
+}
+
+int MSharedMem_Destroy(void* memory) {
+    return withMemory("MSharedMem_Destroy", 0, [=] { return destroyMemory(memory); });
+}
+
+const char* MSharedMem_GetName(const void* memory) {
+    return withMemory("MSharedMem_GetName", static_cast<const char*>(nullptr), [=] { return nameOf(memory); });
+}
+
+std::size_t MSharedMem_GetSize(const void* memory) {
+    return withMemory("MSharedMem_GetSize", static_cast<std::size_t>(-1), [=] { return sizeOf(memory); });
 }

@@ -205,8 +205,8 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL init
 HANDLE OpenEventA(DWORD access, BOOL inheritHandle, LPCSTR name);
 BOOL SetEvent(HANDLE event);
 
-/// Waits for one event; never returns WAIT_TIMEOUT early. On Linux exactly one handle (else error 50), and 31 threads of
-/// all processes at a time: one more looks each millisecond whether a signal is kept or a place has become free.
+/// Waits for one event; never returns WAIT_TIMEOUT early. On Linux exactly one handle (else error 50), and 31 threads
+/// of all processes at a time: one more looks each millisecond whether a signal is kept or a place has become free.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 
 // ----------------------------------------------------------------------------------- threads and clock

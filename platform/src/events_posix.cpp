@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <new>
 
 #include <fcntl.h>
 #include <linux/futex.h>
@@ -114,17 +115,23 @@ private:
         return syscall(SYS_futex, futexWord(), FUTEX_WAKE_BITSET, INT_MAX, nullptr, nullptr, seatBits) > 0;
     }
 
-    /// Releases the next one, or keeps the signal; in the same step the seat of one that has died is cleared. A kept
-    /// signal is stored again, so that whoever takes it sees what was written before this set.
+    /// Releases the next one, or keeps the signal. A kept signal is stored again, so that whoever takes it sees what
+    /// was written before this set.
     ///
-    /// @param dead  A seat whose lock this process has, and who sat in it was released; kNoSeat: none.
+    /// @param dead  A seat whose lock this process has: it is cleared in the same step, and its signal is the one that
+    ///              is handed on. Without one there (the sitter took it before it let the seat go) nothing happens.
+    ///              kNoSeat: a new signal.
     /// @param seat  Receives the one that was released; kNoSeat: nobody.
     /// @return      The state before.
     EventState release(unsigned dead, unsigned& seat) const {
         EventState now = load();
         for (;;) {
+            seat = kNoSeat;
             EventState next = now;
-            if (dead != kNoSeat) next = next.without(dead);
+            if (dead != kNoSeat) {
+                if (!now.isReleased(dead)) return now;
+                next = now.without(dead);
+            }
             seat = next.nextToRelease(turn().load(std::memory_order_relaxed));
             if (change(now, next.withReleased(seat))) break;
         }
@@ -231,15 +238,19 @@ timespec deadlineAfter(DWORD milliseconds) {
 
 }  // namespace
 
-extern "C" HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR name) {
+extern "C" HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR name) try {
     if (manualReset) return platform_failWith<HANDLE>(ERROR_NOT_SUPPORTED, nullptr);
     bool existed = false;
     auto file = ObjectFile_Create(name, ObjectKind::event, 0, initialState != FALSE, existed);
     return openHandle(std::move(file), existed);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name) {
+extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name) try {
     return openHandle(ObjectFile_Open(name, ObjectKind::event), false);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
 extern "C" BOOL SetEvent(HANDLE event) {

@@ -1,6 +1,9 @@
 #include "handle_table_posix.h"
 
+#include <algorithm>
+#include <bit>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "last_error_posix.h"
@@ -25,9 +28,10 @@ struct Table {
     std::vector<std::size_t> free;
 };
 
-// Never destroyed: handles are closed by destructors of static objects too.
+// Never destroyed: handles are closed by destructors of static objects too. Nor does the first use need memory.
 Table& table() {
-    static auto* const only = new Table;
+    alignas(Table) static unsigned char storage[sizeof(Table)];
+    static auto* const only = new (storage) Table;
     return *only;
 }
 
@@ -51,6 +55,8 @@ HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object) {
     const std::lock_guard lock(all.mutex);
     if (all.free.empty()) {
         if (all.slots.size() >= kMaxHandles) return platform_failWith<HANDLE>(ERROR_TOO_MANY_OPEN_FILES, nullptr);
+        // Room for all that can be free at once, so that closing needs no memory.
+        all.free.reserve(std::max(all.free.capacity(), std::bit_ceil(all.slots.size() + 1)));
         all.slots.emplace_back();
         all.free.push_back(all.slots.size() - 1);
     }

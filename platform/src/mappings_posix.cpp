@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <map>
 #include <mutex>
+#include <new>
 
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -35,7 +36,8 @@ struct Views {
 };
 
 Views& views() {
-    static auto* const only = new Views;  // never destroyed: views are unmapped by destructors of static objects too
+    alignas(Views) static unsigned char storage[sizeof(Views)];
+    static auto* const only = new (storage) Views;  // never destroyed: static objects' destructors unmap views, too
     return *only;
 }
 
@@ -60,7 +62,7 @@ void Views_LetGoInChild() {
 }
 
 extern "C" HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWORD sizeHigh, DWORD sizeLow,
-                                     LPCSTR name) {
+                                     LPCSTR name) try {
     const std::uint64_t size = static_cast<std::uint64_t>(sizeHigh) << 32 | sizeLow;
     if (file != INVALID_HANDLE_VALUE || protect != PAGE_READWRITE)
         return platform_failWith<HANDLE>(ERROR_NOT_SUPPORTED, nullptr);
@@ -68,13 +70,17 @@ extern "C" HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD pr
     bool existed = false;
     auto object = ObjectFile_Create(name, ObjectKind::mapping, size, false, existed);
     return openHandle(std::move(object), existed);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" HANDLE OpenFileMappingA(DWORD, BOOL, LPCSTR name) {
+extern "C" HANDLE OpenFileMappingA(DWORD, BOOL, LPCSTR name) try {
     return openHandle(ObjectFile_Open(name, ObjectKind::mapping), false);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) {
+extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) try {
     const auto object = HandleTable_FindAs<MappingObject>(mapping);
     if (!object) return nullptr;
     if (offsetHigh != 0 || offsetLow != 0) return platform_failWith<LPVOID>(ERROR_NOT_SUPPORTED, nullptr);
@@ -83,11 +89,17 @@ extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD o
     if (wanted == 0 || wanted > whole) return platform_failWith<LPVOID>(ERROR_ACCESS_DENIED, nullptr);
     const int descriptor = object->file()->descriptor();
     if (!isWhole(descriptor, whole)) return platform_failWith<LPVOID>(ERROR_FILE_INVALID, nullptr);
+    std::map<std::uintptr_t, View> made;  // the entry first: with the memory mapped nothing can fail any more
+    made.emplace(0, View{wanted, object->file()});
+    auto entry = made.extract(made.begin());
     const std::lock_guard lock(views().mutex);  // before it is mapped: no fork comes between
     void* address = mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, kPageBytes);
     if (address == MAP_FAILED) return platform_failWith<LPVOID>(platform_errorOf(errno), nullptr);
-    views().byAddress[reinterpret_cast<std::uintptr_t>(address)] = {wanted, object->file()};
+    entry.key() = reinterpret_cast<std::uintptr_t>(address);
+    views().byAddress.insert(std::move(entry));
     return address;
+} catch (const std::bad_alloc&) {
+    return platform_failWith<LPVOID>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
 extern "C" BOOL UnmapViewOfFile(LPCVOID address) {

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <new>
 #include <string>
 
 #include <dlfcn.h>
@@ -48,11 +49,14 @@ struct ModuleSearch {
 
 // A module handle is the loader's own entry of that library. The list is walked to compare addresses, so that an
 // invented handle is never touched; inside this callback the loader's lock keeps the list still.
-int findModule(dl_phdr_info*, std::size_t, void* context) {
+// Without memory for its name a module is not found: nothing may be thrown through the loader.
+int findModule(dl_phdr_info*, std::size_t, void* context) try {
     auto& search = *static_cast<ModuleSearch*>(context);
     for (const link_map* entry = _r_debug.r_map; entry; entry = entry->l_next) {
         if (entry == search.handle && entry->l_name && *entry->l_name) search.fileName = entry->l_name;
     }
+    return 1;
+} catch (const std::bad_alloc&) {
     return 1;
 }
 
@@ -66,7 +70,7 @@ std::string moduleFileName(HMODULE module) {
 
 }  // namespace
 
-extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size) {
+extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size) try {
     const std::string name = moduleFileName(module);
     if (name.empty()) return platform_failWith<DWORD>(ERROR_MOD_NOT_FOUND, 0);
     if (name.size() >= size) {
@@ -76,11 +80,15 @@ extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size) 
     std::memcpy(fileName, name.c_str(), name.size() + 1);
     SetLastError(ERROR_SUCCESS);
     return static_cast<DWORD>(name.size());
+} catch (const std::bad_alloc&) {
+    return platform_failWith<DWORD>(ERROR_NOT_ENOUGH_MEMORY, 0);
 }
 
-extern "C" HMODULE LoadLibraryExA(LPCSTR path, HANDLE, DWORD) {
+extern "C" HMODULE LoadLibraryExA(LPCSTR path, HANDLE, DWORD) try {
     void* const module = path ? dlopen(nativePath(path).c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
     return module ? static_cast<HMODULE>(module) : platform_failWith<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
+} catch (const std::bad_alloc&) {
+    return platform_failWith<HMODULE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
 extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name) {

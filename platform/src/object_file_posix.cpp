@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -98,6 +99,15 @@ bool readPage(int descriptor, std::uint64_t fileBytes, ObjectKind kind, ObjectPa
     return true;
 }
 
+// For whoever lets go: without memory for the folder's name the file stays until the next sweep.
+int folderWithoutThrowing() noexcept {
+    try {
+        return ObjectFolder_Descriptor();
+    } catch (const std::bad_alloc&) {
+        return platform_failWith<int>(ERROR_NOT_ENOUGH_MEMORY, -1);
+    }
+}
+
 // The objects that this process holds, so that one name is one mapping in it. The lock is held for a look alone: a
 // thread that waits for another process's guard keeps no other from its objects.
 struct HeldObjects {
@@ -108,7 +118,8 @@ struct HeldObjects {
 
 // Never destroyed: objects are let go by destructors of static objects too.
 HeldObjects& heldObjects() {
-    static auto* const only = new HeldObjects;
+    alignas(HeldObjects) static unsigned char storage[sizeof(HeldObjects)];
+    static auto* const only = new (storage) HeldObjects;
     return *only;
 }
 
@@ -153,7 +164,10 @@ private:
     Outcome tryOpen(std::shared_ptr<ObjectFile>& opened, bool& existed) {
         const int folder = ObjectFolder_Descriptor();
         if (folder < 0) return Outcome::failed;
+        // What needs memory comes first: else a file would be left behind.
         std::shared_ptr<ObjectFile> object(new ObjectFile);
+        std::string name = _name;
+        std::string fileName = _fileName;
         const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | (_create ? O_CREAT : 0);
         if (!object->_file.open(folder, _fileName.c_str(), flags, 0600)) {
             return afterRefusal(folder, errno);
@@ -175,8 +189,8 @@ private:
         if (!usable) return Outcome::failed;
         if (!lockByte(descriptor, F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
         leaveGuard(descriptor);
-        object->_name = _name;
-        object->_fileName = _fileName;  // from here on the object lets go
+        object->_name = std::move(name);
+        object->_fileName = std::move(fileName);  // from here on the object lets go
         if (!object->take(_page)) return Outcome::failed;
         opened = std::move(object);
         return Outcome::done;
@@ -225,7 +239,7 @@ bool ObjectFile::leave() {
         const auto entry = held.byFileName.find(_fileName);
         if (entry != held.byFileName.end() && entry->second.expired()) held.byFileName.erase(entry);
     }
-    const int folder = _file.wasLetGo() ? -1 : ObjectFolder_Descriptor();
+    const int folder = _file.wasLetGo() ? -1 : folderWithoutThrowing();
     if (folder < 0) return true;
     if (!takeGuard(descriptor())) return false;
     // Own lock on byte 0 first: then whoever is still on it is somebody else.

@@ -75,7 +75,7 @@ void sweep(int folder) {
 // about to use it; who is late all the same makes it again (ObjectFolder_Renew).
 void removeUnusedSpace(int parent, const char* name) {
     constexpr time_t kUnusedSeconds = 60;
-    const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int folder = highDescriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (folder < 0) return;
     struct stat status {};
     if (fstat(folder, &status) == 0 && status.st_uid == geteuid() &&
