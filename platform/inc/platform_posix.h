@@ -107,6 +107,8 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define INFINITE 0xFFFFFFFFu
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1)))
 
+#define PAGE_NOACCESS 0x01u
+#define PAGE_READONLY 0x02u
 #define PAGE_READWRITE 0x04u
 #define FILE_MAP_WRITE 0x0002u
 #define FILE_MAP_READ 0x0004u
@@ -150,6 +152,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_NOT_ENOUGH_MEMORY 8u
 #define ERROR_SHARING_VIOLATION 32u
 #define ERROR_NOT_SUPPORTED 50u
+#define ERROR_DUP_NAME 52u
 #define ERROR_FILE_EXISTS 80u
 #define ERROR_INVALID_PARAMETER 87u
 #define ERROR_BUFFER_OVERFLOW 111u
@@ -159,6 +162,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_INVALID_NAME 123u
 #define ERROR_MOD_NOT_FOUND 126u
 #define ERROR_PROC_NOT_FOUND 127u
+#define ERROR_BAD_PATHNAME 161u
 #define ERROR_ALREADY_EXISTS 183u
 #define ERROR_FILENAME_EXCED_RANGE 206u
 #define ERROR_DIRECTORY 267u
