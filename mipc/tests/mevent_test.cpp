@@ -126,6 +126,14 @@ TEST_F(MEventTest, BadHandleIsReportedByWait) {
     EXPECT_THAT(_reports.errorTraces(), ElementsAre("MEvent_Wait(): WaitForMultipleObjects() failed: 6"));
 }
 
+// The handle of an event that could not be created is also the process's own pseudo handle, which never signals.
+TEST_F(MEventTest, TheInvalidHandleTimesOutAndIsDeletedWithoutAnEntry) {
+    const HANDLE invalid = INVALID_HANDLE_VALUE;
+    EXPECT_EQ(MEvent_Wait(&invalid, 1, 5), -2);
+    EXPECT_EQ(MEvent_Delete(invalid), 1);
+    EXPECT_THAT(_reports.errorTraces(), testing::IsEmpty());
+}
+
 TEST_F(MEventTest, NameOfAMappingGivesANullHandleWithoutAnEntry) {
     const std::string name = test::uniqueName("clash");
     const HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 100, name.c_str());

@@ -1,6 +1,14 @@
 // The Win32 calls, types and constants that the system uses, for Linux. Include platform.h, never this file.
 // Each call answers as Windows does, last-error codes included; where it supports less than Windows, its comment says
-// so.
+// so. Where the answer is another one on purpose, it stands here, and tests/exceptions_test.cpp holds both answers:
+//   - File names are those of Linux. Upper and lower case differ, dots and blanks at the end count, ? * < > | " and
+//     control characters are allowed (Windows: 123), and ".." is the parent of a folder that exists: a user's files may
+//     have such names and must be opened. _findfirst first finds the file whose name is the pattern itself.
+//   - A file that somebody reads can be renamed, replaced and removed (Windows: 32, 5, EACCES); whoever has it open
+//     keeps the old content. The system does not tell who reads a file, and a reader's lock would keep writers out.
+//   - More shared memory than the machine has is refused by the call that creates it (1455), not by the one that maps
+//     it: a page that turns out to be missing later would end the process.
+//   - Names of objects may begin with "Local\" and "Global\", not with another session's folder ("Session\1\X": 3).
 #pragma once
 
 #include <cstddef>
@@ -107,6 +115,8 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define INFINITE 0xFFFFFFFFu
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1)))
 
+#define PAGE_NOACCESS 0x01u
+#define PAGE_READONLY 0x02u
 #define PAGE_READWRITE 0x04u
 #define FILE_MAP_WRITE 0x0002u
 #define FILE_MAP_READ 0x0004u
@@ -150,6 +160,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_NOT_ENOUGH_MEMORY 8u
 #define ERROR_SHARING_VIOLATION 32u
 #define ERROR_NOT_SUPPORTED 50u
+#define ERROR_DUP_NAME 52u
 #define ERROR_FILE_EXISTS 80u
 #define ERROR_INVALID_PARAMETER 87u
 #define ERROR_BUFFER_OVERFLOW 111u
@@ -159,6 +170,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_INVALID_NAME 123u
 #define ERROR_MOD_NOT_FOUND 126u
 #define ERROR_PROC_NOT_FOUND 127u
+#define ERROR_BAD_PATHNAME 161u
 #define ERROR_ALREADY_EXISTS 183u
 #define ERROR_FILENAME_EXCED_RANGE 206u
 #define ERROR_DIRECTORY 267u
@@ -178,11 +190,14 @@ DWORD GetLastError();
 void SetLastError(DWORD code);
 
 // --------------------------------------------------------------------------------------- named objects
-// A named object lives as long as some process holds a handle or a view of it, also when that process is
-// killed. Events and mappings share one name space; names are case-sensitive, "Local\X" is "X", "Global\X" is another
-// object. The environment variable PLATFORM_OBJECT_NAMESPACE, read at the first use, separates whole sets of names.
+// A named object lives as long as some process holds a handle of it, also when that process is killed; a view keeps the
+// bytes, not the name. Events and mappings share one name space; names have up to 259 characters (else 206) and are
+// case-sensitive, "Local\X" is "X", "Global\X" is another object, "" makes one without a name. A handle may do what it
+// was opened for (else 5); one from a create call may do all. The environment variable PLATFORM_OBJECT_NAMESPACE, read
+// at the first use, separates whole sets of names.
 
-/// Closes a handle of any kind. 6 for one that is not open.
+/// Closes a handle of any kind. 6 for one that is not open. INVALID_HANDLE_VALUE is the pseudo handle of the process
+/// itself, as on Windows: TRUE, and nothing is closed.
 BOOL CloseHandle(HANDLE handle);
 
 /// Creates a block of zeroed shared memory, or opens the one of that name and leaves 183 as last error. On Linux only
@@ -192,7 +207,8 @@ HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD pr
                           LPCSTR name);
 HANDLE OpenFileMappingA(DWORD access, BOOL inheritHandle, LPCSTR name);
 
-/// Maps a block readable and writable. On Linux from its start only (offset 0).
+/// Maps a block: readable and writable with FILE_MAP_WRITE, readable with FILE_MAP_READ, else not to be touched. On
+/// Linux from its start only (offset 0), and no copy of it (FILE_MAP_COPY: 50).
 LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes);
 BOOL UnmapViewOfFile(LPCVOID address);
 
@@ -205,8 +221,9 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL init
 HANDLE OpenEventA(DWORD access, BOOL inheritHandle, LPCSTR name);
 BOOL SetEvent(HANDLE event);
 
-/// Waits for one event; never returns WAIT_TIMEOUT early. On Linux exactly one handle (else error 50), and 31 threads
-/// of all processes at a time: one more looks each millisecond whether a signal is kept or a place has become free.
+/// Waits for one event; never returns WAIT_TIMEOUT early. INVALID_HANDLE_VALUE is the process itself and never signals.
+/// On Linux exactly one handle (else error 50), and of an event (else 6, for a mapping 5); and 31 threads of all
+/// processes at a time: one more looks each millisecond whether a signal is kept or a place has become free.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 
 // ----------------------------------------------------------------------------------- threads and clock

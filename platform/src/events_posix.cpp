@@ -223,9 +223,9 @@ private:
     std::shared_ptr<ObjectFile> _file;
 };
 
-HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed) {
+HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed, DWORD rights) {
     if (!file) return nullptr;
-    const HANDLE handle = HandleTable_Open(std::make_shared<EventObject>(std::move(file)));
+    const HANDLE handle = HandleTable_Open(std::make_shared<EventObject>(std::move(file)), rights);
     if (handle) SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
 }
@@ -236,25 +236,33 @@ timespec deadlineAfter(DWORD milliseconds) {
     return timeAfter(time, static_cast<long>(milliseconds % 1000) * 1'000'000);
 }
 
+// INVALID_HANDLE_VALUE is also the pseudo handle of the process itself, which signals when it ends: never to a wait.
+DWORD waitForThisProcess(DWORD timeoutMs) {
+    while (timeoutMs == INFINITE) pause();
+    const timespec deadline = deadlineAfter(timeoutMs);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) continue;
+    return WAIT_TIMEOUT;
+}
+
 }  // namespace
 
 extern "C" HANDLE CreateEventA(SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR name) try {
     if (manualReset) return platform_failWith<HANDLE>(ERROR_NOT_SUPPORTED, nullptr);
     bool existed = false;
     auto file = ObjectFile_Create(name, ObjectKind::event, 0, initialState != FALSE, existed);
-    return openHandle(std::move(file), existed);
+    return openHandle(std::move(file), existed, EVENT_ALL_ACCESS);
 } catch (const std::bad_alloc&) {
     return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name) try {
-    return openHandle(ObjectFile_Open(name, ObjectKind::event), false);
+extern "C" HANDLE OpenEventA(DWORD access, BOOL, LPCSTR name) try {
+    return openHandle(ObjectFile_Open(name, ObjectKind::event), false, access);
 } catch (const std::bad_alloc&) {
     return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
 extern "C" BOOL SetEvent(HANDLE event) {
-    const auto object = HandleTable_FindAs<EventObject>(event);
+    const auto object = HandleTable_FindAs<EventObject>(event, EVENT_MODIFY_STATE);
     if (!object) return FALSE;
     object->set();
     return TRUE;
@@ -263,7 +271,10 @@ extern "C" BOOL SetEvent(HANDLE event) {
 extern "C" DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD timeoutMs) {
     if (count == 0 || !handles) return platform_failWith(ERROR_INVALID_PARAMETER, WAIT_FAILED);
     if (count > 1) return platform_failWith(ERROR_NOT_SUPPORTED, WAIT_FAILED);
-    const auto object = HandleTable_FindAs<EventObject>(handles[0]);
+    if (handles[0] == INVALID_HANDLE_VALUE) return waitForThisProcess(timeoutMs);
+    HandleEntry entry = HandleTable_Find(handles[0]);
+    if (entry.object && (entry.rights & SYNCHRONIZE) == 0) return platform_failWith(ERROR_ACCESS_DENIED, WAIT_FAILED);
+    const auto object = HandleTable_As<EventObject>(std::move(entry), SYNCHRONIZE);
     if (!object) return WAIT_FAILED;
     if (timeoutMs == 0) return object->take() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
     if (timeoutMs == INFINITE) return object->wait(nullptr) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;

@@ -9,6 +9,7 @@
 namespace {
 
 bool folderOfExists(const std::string& path) {
+    if (path.empty()) return false;  // no path at all
     const std::size_t separator = path.rfind('/');
     return separator == std::string::npos || access(path.substr(0, separator + 1).c_str(), F_OK) == 0;
 }

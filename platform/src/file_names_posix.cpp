@@ -70,10 +70,14 @@ UINT makeTemporaryFile(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName
 
 BOOL moveFile(LPCSTR from, LPCSTR to, DWORD flags) {
     if (flags != MOVEFILE_REPLACE_EXISTING) return platform_failWith(ERROR_NOT_SUPPORTED, FALSE);
-    const std::string source = nativePath(from);
-    const std::string target = nativePath(to);
+    const std::string source = withoutSeparatorBehind(nativePath(from));
+    const std::string target = withoutSeparatorBehind(nativePath(to));
     if (!exists(source)) return platform_failWith(platform_fileErrorOf(ENOENT, source), FALSE);
     if (isFolder(source) && exists(target)) return platform_failWith(ERROR_ACCESS_DENIED, FALSE);
+    if (!isFolder(source)) {
+        if (endsWithSeparator(nativePath(from))) return platform_failWith(ERROR_INVALID_NAME, FALSE);
+        if (endsWithSeparator(nativePath(to)) && !isFolder(target)) return platform_failWith(ERROR_DIRECTORY, FALSE);
+    }
     if (rename(source.c_str(), target.c_str()) == 0) return TRUE;
     // What existed a moment ago: then it is the folder of the target that is missing.
     return platform_failWith(platform_fileErrorOf(errno, errno == ENOENT ? target : source), FALSE);
@@ -98,21 +102,32 @@ void platform_takePermissions(const char* replaced, const char* replacement) {
 
 extern "C" int _unlink(const char* fileName) {
     return platform_unlessOutOfMemory(-1, [=] {
-        const int result = unlink(nativePath(fileName).c_str());
+        const std::string path = nativePath(fileName);
+        const int result = unlink(path.c_str());
         if (result != 0 && errno == EISDIR) errno = EACCES;
+        if (result != 0 && errno == ENOTDIR) errno = endsWithSeparator(path) ? EINVAL : ENOENT;
         return result;
     });
 }
 
 extern "C" int _access(const char* fileName, int mode) {
     const int wanted = (mode & 2 ? W_OK : 0) | (mode & 4 ? R_OK : 0);
-    return platform_unlessOutOfMemory(
-        -1, [=] { return access(nativePath(fileName).c_str(), wanted == 0 ? F_OK : wanted); });
+    return platform_unlessOutOfMemory(-1, [=] {
+        const int result = access(nativePath(fileName).c_str(), wanted == 0 ? F_OK : wanted);
+        if (result != 0 && errno == ENOTDIR) errno = ENOENT;
+        return result;
+    });
 }
 
 extern "C" int _stat64(const char* fileName, struct __stat64* status) {
     struct stat native {};
-    const int result = platform_unlessOutOfMemory(-1, [&] { return stat(nativePath(fileName).c_str(), &native); });
+    const int result = platform_unlessOutOfMemory(-1, [&] {
+        const std::string path = nativePath(fileName);
+        const bool isNoFile = endsWithSeparator(path);
+        const int found = isNoFile ? -1 : stat(path.c_str(), &native);
+        if (isNoFile || (found != 0 && errno == ENOTDIR)) errno = ENOENT;
+        return found;
+    });
     if (result != 0) return -1;
     status->st_mode = static_cast<WORD>(native.st_mode);
     status->st_size = native.st_size;

@@ -62,6 +62,18 @@ bool empty(int descriptor) {
     return !S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
 }
 
+// Why a name with a separator behind it cannot be opened: whatever has it is no file.
+DWORD errorOfFolderName(const std::string& path, DWORD creation) {
+    const std::string name = withoutSeparatorBehind(path);
+    struct stat status {};
+    if (stat(name.c_str(), &status) == 0) {
+        if (creation == CREATE_NEW) return ERROR_FILE_EXISTS;
+        return S_ISDIR(status.st_mode) ? ERROR_ACCESS_DENIED : ERROR_INVALID_NAME;
+    }
+    const DWORD error = platform_fileErrorOf(errno, name);
+    return error == ERROR_FILE_NOT_FOUND && creation != OPEN_EXISTING ? ERROR_INVALID_NAME : error;
+}
+
 // Opens an existing file, or makes it where the creation allows that.
 int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed) {
     const int found = creation == CREATE_NEW ? -1 : openFile(path, flags);
@@ -86,6 +98,7 @@ HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {
 HANDLE openFile(LPCSTR fileName, DWORD access, DWORD creation, DWORD flags) {
     if (!fileName) return failWith(ERROR_PATH_NOT_FOUND);
     const std::string path = nativePath(fileName);
+    if (endsWithSeparator(path)) return failWith(errorOfFolderName(path, creation));
     if (access == GENERIC_READ && creation == OPEN_EXISTING) return openForReading(path);
 
     const int writing = O_WRONLY | O_CLOEXEC | (flags & FILE_FLAG_WRITE_THROUGH ? O_DSYNC : 0);

@@ -63,13 +63,17 @@ std::intptr_t find(const char* pattern, _finddata_t* found) {
     const std::size_t nameAt = path.rfind('/') + 1;  // 0 when there is none
     const std::string folder = path.substr(0, nameAt);
     std::string name = path.substr(nameAt);
-    if (name.find_first_of("*?") != std::string::npos) {
+    struct stat status {};
+    // A file that is called so is meant itself: Linux takes both characters in names.
+    if (name.find_first_of("*?") != std::string::npos && stat(path.c_str(), &status) != 0) {
         name = firstMatch(folder, name);
     } else if (name.empty()) {
         errno = ENOENT;
     }
-    struct stat status {};
-    if (name.empty() || stat((folder + name).c_str(), &status) != 0) return -1;
+    if (name.empty() || stat((folder + name).c_str(), &status) != 0) {
+        if (errno == ENOTDIR) errno = EINVAL;
+        return -1;
+    }
     found->attrib = S_ISDIR(status.st_mode) ? _A_SUBDIR : _A_NORMAL;
     std::snprintf(found->name, sizeof found->name, "%s", name.c_str());
     const HANDLE handle = HandleTable_Open(std::make_shared<SearchObject>());

@@ -20,6 +20,7 @@ constexpr std::uint64_t kMaxHandles = (1u << kIndexBits) - 1;
 struct Slot {
     std::shared_ptr<KernelObject> object;
     std::uint64_t generation = 0;
+    DWORD rights = 0;
 };
 
 struct Table {
@@ -50,7 +51,7 @@ Slot* slotOf(Table& all, HANDLE handle) {
 
 }  // namespace
 
-HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object) {
+HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object, DWORD rights) {
     Table& all = table();
     const std::lock_guard lock(all.mutex);
     if (all.free.empty()) {
@@ -63,14 +64,15 @@ HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object) {
     const std::size_t index = all.free.back();
     all.free.pop_back();
     all.slots[index].object = std::move(object);
+    all.slots[index].rights = rights;
     return handleOf(index, all.slots[index].generation);
 }
 
-std::shared_ptr<KernelObject> HandleTable_Find(HANDLE handle) {
+HandleEntry HandleTable_Find(HANDLE handle) {
     Table& all = table();
     const std::lock_guard lock(all.mutex);
     const Slot* slot = slotOf(all, handle);
-    return slot ? slot->object : nullptr;
+    return slot ? HandleEntry{slot->object, slot->rights} : HandleEntry{};
 }
 
 bool HandleTable_Close(HANDLE handle) {
@@ -87,5 +89,6 @@ bool HandleTable_Close(HANDLE handle) {
 }
 
 extern "C" BOOL CloseHandle(HANDLE handle) {
+    if (handle == INVALID_HANDLE_VALUE) return TRUE;  // the pseudo handle of this process: nothing to close
     return HandleTable_Close(handle) ? TRUE : platform_failWith(ERROR_INVALID_HANDLE, FALSE);
 }

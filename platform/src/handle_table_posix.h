@@ -19,21 +19,35 @@ protected:
     KernelObject() = default;
 };
 
-/// Opens a handle for an object. Null, last error 4, when there are too many.
-HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object);
+/// What a handle names and may do.
+struct HandleEntry {
+    std::shared_ptr<KernelObject> object;  // null: the handle is not open
+    DWORD rights = 0;                      // as it was opened with: EVENT_…, FILE_MAP_…, SYNCHRONIZE
+};
 
-/// The object that a handle names; null when the handle is not open.
-std::shared_ptr<KernelObject> HandleTable_Find(HANDLE handle);
+constexpr DWORD kAllRights = 0xFFFFFFFF;
+
+/// Opens a handle for an object. Null, last error 4, when there are too many.
+HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object, DWORD rights = kAllRights);
+
+/// What a handle names.
+HandleEntry HandleTable_Find(HANDLE handle);
 
 /// Closes a handle. False when it is not open.
 bool HandleTable_Close(HANDLE handle);
 
-/// The object if the handle names one of that kind; else null, last error 6.
+/// The object if it is one of that kind, else null, last error 6; null with 5 without one of the needed rights.
 template <typename Object>
-std::shared_ptr<Object> HandleTable_FindAs(HANDLE handle) {
-    auto object = HandleTable_Find(handle);
-    const KernelObject* const found = object.get();
-    if (found && typeid(*found) == typeid(Object)) return std::static_pointer_cast<Object>(std::move(object));
-    SetLastError(ERROR_INVALID_HANDLE);
+std::shared_ptr<Object> HandleTable_As(HandleEntry entry, DWORD needed) {
+    const KernelObject* const found = entry.object.get();
+    const bool fits = found && typeid(*found) == typeid(Object);
+    if (fits && (entry.rights & needed) == needed) return std::static_pointer_cast<Object>(std::move(entry.object));
+    SetLastError(fits ? ERROR_ACCESS_DENIED : ERROR_INVALID_HANDLE);
     return nullptr;
+}
+
+/// HandleTable_As of what a handle names.
+template <typename Object>
+std::shared_ptr<Object> HandleTable_FindAs(HANDLE handle, DWORD needed = 0) {
+    return HandleTable_As<Object>(HandleTable_Find(handle), needed);
 }

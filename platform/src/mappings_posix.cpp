@@ -25,9 +25,10 @@ private:
     std::shared_ptr<ObjectFile> _file;
 };
 
+// A view keeps the bytes, which its pages hold on to, and not the name: that goes with the last handle.
 struct View {
-    std::size_t bytes;                 // whole pages
-    std::shared_ptr<ObjectFile> file;  // a view keeps its object, also after the handle is closed
+    std::size_t bytes;  // whole pages
+    DWORD protection;   // PAGE_…
 };
 
 struct Views {
@@ -41,9 +42,9 @@ Views& views() {
     return *only;
 }
 
-HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed) {
+HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed, DWORD rights) {
     if (!file) return nullptr;
-    const HANDLE handle = HandleTable_Open(std::make_shared<MappingObject>(std::move(file)));
+    const HANDLE handle = HandleTable_Open(std::make_shared<MappingObject>(std::move(file)), rights);
     if (handle) SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
 }
@@ -52,6 +53,20 @@ HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed) {
 bool isWhole(int descriptor, std::uint64_t dataBytes) {
     struct stat status {};
     return fstat(descriptor, &status) == 0 && static_cast<std::uint64_t>(status.st_size) >= dataBytes + kPageBytes;
+}
+
+constexpr DWORD kCopyOnWrite = 1;  // FILE_MAP_COPY
+
+struct Protection {
+    DWORD pages;   // PAGE_…
+    int native;    // PROT_…
+    DWORD needed;  // right of the handle
+};
+
+Protection protectionOf(DWORD access) {
+    if ((access & FILE_MAP_WRITE) != 0) return {PAGE_READWRITE, PROT_READ | PROT_WRITE, FILE_MAP_WRITE};
+    if ((access & FILE_MAP_READ) != 0) return {PAGE_READONLY, PROT_READ, FILE_MAP_READ};
+    return {PAGE_NOACCESS, PROT_NONE, FILE_MAP_READ};
 }
 
 }  // namespace
@@ -69,31 +84,34 @@ extern "C" HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD pr
     if (size == 0) return platform_failWith<HANDLE>(ERROR_INVALID_PARAMETER, nullptr);
     bool existed = false;
     auto object = ObjectFile_Create(name, ObjectKind::mapping, size, false, existed);
-    return openHandle(std::move(object), existed);
+    return openHandle(std::move(object), existed, FILE_MAP_ALL_ACCESS);
 } catch (const std::bad_alloc&) {
     return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" HANDLE OpenFileMappingA(DWORD, BOOL, LPCSTR name) try {
-    return openHandle(ObjectFile_Open(name, ObjectKind::mapping), false);
+extern "C" HANDLE OpenFileMappingA(DWORD access, BOOL, LPCSTR name) try {
+    const DWORD rights = access | ((access & GENERIC_READ) != 0 ? FILE_MAP_READ : 0);
+    return openHandle(ObjectFile_Open(name, ObjectKind::mapping), false, rights);
 } catch (const std::bad_alloc&) {
     return platform_failWith<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
 }
 
-extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) try {
-    const auto object = HandleTable_FindAs<MappingObject>(mapping);
+extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) try {
+    const Protection protection = protectionOf(access);
+    const auto object = HandleTable_FindAs<MappingObject>(mapping, protection.needed);
     if (!object) return nullptr;
-    if (offsetHigh != 0 || offsetLow != 0) return platform_failWith<LPVOID>(ERROR_NOT_SUPPORTED, nullptr);
+    if (offsetHigh != 0 || offsetLow != 0 || access == kCopyOnWrite)
+        return platform_failWith<LPVOID>(ERROR_NOT_SUPPORTED, nullptr);
     const std::uint64_t whole = wholePages(object->file()->size());
     const std::uint64_t wanted = bytes == 0 ? whole : wholePages(bytes);
     if (wanted == 0 || wanted > whole) return platform_failWith<LPVOID>(ERROR_ACCESS_DENIED, nullptr);
     const int descriptor = object->file()->descriptor();
     if (!isWhole(descriptor, whole)) return platform_failWith<LPVOID>(ERROR_FILE_INVALID, nullptr);
     std::map<std::uintptr_t, View> made;  // the entry first: with the memory mapped nothing can fail any more
-    made.emplace(0, View{wanted, object->file()});
+    made.emplace(0, View{wanted, protection.pages});
     auto entry = made.extract(made.begin());
     const std::lock_guard lock(views().mutex);  // before it is mapped: no fork comes between
-    void* address = mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, kPageBytes);
+    void* address = mmap(nullptr, wanted, protection.native, MAP_SHARED, descriptor, kPageBytes);
     if (address == MAP_FAILED) return platform_failWith<LPVOID>(platform_errorOf(errno), nullptr);
     entry.key() = reinterpret_cast<std::uintptr_t>(address);
     views().byAddress.insert(std::move(entry));
@@ -103,13 +121,12 @@ extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD, DWORD offsetHigh, DWORD o
 }
 
 extern "C" BOOL UnmapViewOfFile(LPCVOID address) {
-    View view{};  // before the lock, so that the object is let go after it
     const std::lock_guard lock(views().mutex);
     const auto found = views().byAddress.find(reinterpret_cast<std::uintptr_t>(address));
     if (found == views().byAddress.end()) return platform_failWith(ERROR_INVALID_ADDRESS, FALSE);
-    view = std::move(found->second);
+    const std::size_t bytes = found->second.bytes;
     views().byAddress.erase(found);
-    munmap(const_cast<void*>(address), view.bytes);
+    munmap(const_cast<void*>(address), bytes);
     return TRUE;
 }
 
@@ -124,10 +141,10 @@ extern "C" SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* inform
     *information = {};
     information->BaseAddress = reinterpret_cast<LPVOID>(page);
     information->AllocationBase = reinterpret_cast<LPVOID>(view->first);
-    information->AllocationProtect = PAGE_READWRITE;
+    information->AllocationProtect = view->second.protection;
     information->RegionSize = view->first + view->second.bytes - page;
     information->State = MEM_COMMIT;
-    information->Protect = PAGE_READWRITE;
+    information->Protect = view->second.protection;
     information->Type = MEM_MAPPED;
     return sizeof *information;
 }

@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include "event_state.h"
@@ -39,6 +40,16 @@ bool lockByte(int descriptor, short type, off_t byte) {
     lock.l_start = byte;
     lock.l_len = 1;
     return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+}
+
+// Stores what ObjectFile_HasFullName compares.
+bool storeFullName(int descriptor, const std::string& fullName) {
+    static_assert(sizeof(ObjectFullName::text) >= kLongestNameBytes);
+    if (fullName.empty()) return true;
+    ObjectFullName stored{static_cast<std::uint32_t>(fullName.size()), {}};
+    std::copy(fullName.begin(), fullName.end(), stored.text);
+    return pwrite(descriptor, &stored, sizeof stored, kFullNameOffset) == sizeof stored ||
+           platform_failWith(platform_errorOf(errno), false);
 }
 
 /// False, with the last error, when another process keeps it.
@@ -71,6 +82,13 @@ bool isOwnFile(int descriptor, struct stat& status) {
     return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
+// All that the machine has. What is more would be given out byte by byte until nothing is left for anybody.
+bool isMoreThanTheMachineHas(std::uint64_t bytes) {
+    struct sysinfo machine {};
+    if (sysinfo(&machine) != 0) return false;
+    return bytes / machine.mem_unit > std::uint64_t{machine.totalram} + machine.totalswap;
+}
+
 // Empties the file and lays it out anew. Its memory is committed here, so that a full /dev/shm is an error of this
 // call and not a fault when a byte is touched.
 bool initialise(int descriptor, const ObjectPage& page) {
@@ -79,6 +97,7 @@ bool initialise(int descriptor, const ObjectPage& page) {
     if ((page.size > 0 && dataBytes == 0) || fileBytes > INT64_MAX) {
         return platform_failWith(ERROR_NOT_ENOUGH_MEMORY, false);
     }
+    if (isMoreThanTheMachineHas(fileBytes)) return platform_failWith(ERROR_COMMITMENT_LIMIT, false);
     if (ftruncate(descriptor, 0) != 0) return platform_failWith(platform_errorOf(errno), false);
     int error = 0;
     do {
@@ -129,7 +148,11 @@ HeldObjects& heldObjects() {
 class ObjectFileOpener {
 public:
     ObjectFileOpener(const char* name, std::string fileName, const ObjectPage& page, bool create)
-        : _name(name), _fileName(std::move(fileName)), _page(page), _create(create) {}
+        : _name(name),
+          _fileName(std::move(fileName)),
+          _fullName(ObjectFolder_FullName(name, _fileName)),
+          _page(page),
+          _create(create) {}
 
     std::shared_ptr<ObjectFile> open(bool& existed) {
         constexpr int kTries = 1000;  // each one that fails means that a last holder left just then
@@ -184,6 +207,9 @@ private:
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
+        // Of two names with the same hash the second one is not there, and cannot be made while the first one is.
+        if (existed && !ObjectFile_HasFullName(descriptor, _fullName))
+            return platform_failWith<Outcome>(_create ? ERROR_DUP_NAME : ERROR_FILE_NOT_FOUND, Outcome::failed);
         const bool usable = existed ? readPage(descriptor, fileBytes, static_cast<ObjectKind>(_page.kind), _page)
                                     : layOut(folder, descriptor);
         if (!usable) return Outcome::failed;
@@ -207,7 +233,8 @@ private:
     }
 
     bool layOut(int folder, int descriptor) const {
-        if (fchmod(descriptor, 0600) == 0 && initialise(descriptor, _page)) return true;
+        if (fchmod(descriptor, 0600) == 0 && initialise(descriptor, _page) && storeFullName(descriptor, _fullName))
+            return true;
         const DWORD error = GetLastError();
         unlinkat(folder, _fileName.c_str(), 0);
         return platform_failWith(error, false);
@@ -215,6 +242,7 @@ private:
 
     std::string _name;
     std::string _fileName;
+    std::string _fullName;
     ObjectPage _page;
     bool _create;
 };
@@ -281,6 +309,9 @@ std::shared_ptr<ObjectFile> openObject(const char* name, const ObjectPage& page,
 
     if (auto file = heldUnder(fileName)) {
         existed = true;
+        if (!ObjectFile_HasFullName(file->descriptor(), ObjectFolder_FullName(name, fileName)))
+            return platform_failWith<std::shared_ptr<ObjectFile>>(create ? ERROR_DUP_NAME : ERROR_FILE_NOT_FOUND,
+                                                                  nullptr);
         if (file->kind() == static_cast<ObjectKind>(page.kind)) return file;
         return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_INVALID_HANDLE, nullptr);
     }
@@ -300,8 +331,18 @@ std::shared_ptr<ObjectFile> ObjectFile_Create(const char* name, ObjectKind kind,
     return openObject(name, newPage(kind, size, signalled), true, existed);
 }
 
+bool ObjectFile_HasFullName(int descriptor, const std::string& fullName) {
+    if (fullName.empty()) return true;
+    ObjectFullName stored{};
+    return pread(descriptor, &stored, sizeof stored, kFullNameOffset) == sizeof stored &&
+           stored.length == fullName.size() && std::equal(fullName.begin(), fullName.end(), stored.text);
+}
+
 std::shared_ptr<ObjectFile> ObjectFile_Open(const char* name, ObjectKind kind) {
     bool existed = false;
-    if (!name || !*name) return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_INVALID_PARAMETER, nullptr);
+    if (!name || !*name) {  // "" is the folder of all names, which is an object of another kind
+        return platform_failWith<std::shared_ptr<ObjectFile>>(name ? ERROR_INVALID_HANDLE : ERROR_INVALID_PARAMETER,
+                                                              nullptr);
+    }
     return openObject(name, newPage(kind, 0, false), false, existed);
 }

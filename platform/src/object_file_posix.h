@@ -29,6 +29,18 @@ static_assert(sizeof(ObjectPage) == 32 && offsetof(ObjectPage, state) == 24);
 constexpr std::uint64_t kObjectMagic = 0x32304a424f564f44;  // "DOVOBJ02"
 constexpr std::size_t kPageBytes = 4096;
 
+/// In the first page of an object whose file name is cut: its full name, so that another one with the same hash is told
+/// from it.
+struct ObjectFullName {
+    std::uint32_t length;  // 0  bytes of text
+    char text[1020];       // 4  not terminated
+};
+constexpr std::size_t kFullNameOffset = 2048;  // in the page
+static_assert(kFullNameOffset + sizeof(ObjectFullName) <= kPageBytes);
+
+/// True if the object tells that full name. Always for an empty one, whose file name tells all.
+bool ObjectFile_HasFullName(int descriptor, const std::string& fullName);
+
 /// Whole pages that hold that many bytes; 0 when there is no such number.
 constexpr std::uint64_t wholePages(std::uint64_t bytes) {
     return bytes > UINT64_MAX - kPageBytes ? 0 : (bytes + kPageBytes - 1) / kPageBytes * kPageBytes;
@@ -81,7 +93,8 @@ private:
 /// @param signalled  First state of a new event.
 /// @param existed  Tells whether it existed.
 /// @return         null on failure, with the last error: 3 a bad name, 5 something else is in its place, 6 an object
-///                 of another kind has the name, 8 or 1455 not enough memory, 121 its guard was not to be had.
+///                 of another kind has the name, 52 another name has the same hash, 8 or 1455 not enough memory, 121
+///                 its guard was not to be had.
 std::shared_ptr<ObjectFile> ObjectFile_Create(const char* name, ObjectKind kind, std::uint64_t size, bool signalled,
                                               bool& existed);
 

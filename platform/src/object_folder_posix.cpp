@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <numeric>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -39,6 +40,34 @@ std::string percentEncoded(const std::string& name) {
         text += code;
     }
     return text;
+}
+
+constexpr char kHashMark = '=';  // stands in no name that is encoded
+constexpr std::size_t kHashDigits = 16;
+
+// FNV-1a
+std::uint64_t hashOf(const std::string& text) {
+    std::uint64_t hash = 0xcbf29ce484222325;
+    for (const char character : text) hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001b3;
+    return hash;
+}
+
+// The encoded name as it is, or its beginning and a hash of the whole.
+std::string fittingFileName(const std::string& encoded) {
+    if (encoded.size() <= kFileNameBytes) return encoded;
+    char hash[kHashDigits + 2];
+    std::snprintf(hash, sizeof hash, "%c%016llx", kHashMark, static_cast<unsigned long long>(hashOf(encoded)));
+    return encoded.substr(0, kFileNameBytes - 2 * sizeof hash) + hash;
+}
+
+// Windows counts UTF-16 units: one for a character, two for one of four bytes.
+bool isTooLong(const std::string& name) {
+    const auto units = std::accumulate(name.begin(), name.end(), std::size_t{0}, [](std::size_t count, char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool continues = (byte & 0xC0) == 0x80;
+        return count + (continues ? 0 : byte >= 0xF0 ? 2 : 1);
+    });
+    return units >= MAX_PATH || name.size() > kLongestNameBytes;
 }
 
 // Removes a file that nobody holds; a leftover of a process that was killed.
@@ -169,6 +198,8 @@ DWORD platform_errorOf(int errorNumber) {
 
 std::string ObjectFolder_FileName(const char* name) {
     std::string rest = name;
+    if (isTooLong(rest)) return platform_failWith(ERROR_FILENAME_EXCED_RANGE, std::string());
+    if (rest.front() == '\\') return platform_failWith(ERROR_BAD_PATHNAME, std::string());
     const bool global = rest.rfind(kGlobal, 0) == 0;
     if (global)
         rest.erase(0, sizeof kGlobal - 1);
@@ -177,9 +208,13 @@ std::string ObjectFolder_FileName(const char* name) {
     if (rest.empty()) return platform_failWith(ERROR_INVALID_NAME, std::string());
     if (rest.find('\\') != std::string::npos) return platform_failWith(ERROR_PATH_NOT_FOUND, std::string());
     // A plain name never holds the encoded backslash, so a global one cannot meet it.
-    std::string fileName = percentEncoded(global ? kGlobal + rest : rest);
-    if (fileName.size() > kFileNameBytes) return platform_failWith(ERROR_FILENAME_EXCED_RANGE, std::string());
-    return fileName;
+    return fittingFileName(percentEncoded(global ? kGlobal + rest : rest));
+}
+
+std::string ObjectFolder_FullName(const char* name, const std::string& fileName) {
+    if (fileName.find(kHashMark) == std::string::npos) return "";
+    const std::string full = name;
+    return full.rfind(kLocal, 0) == 0 ? full.substr(sizeof kLocal - 1) : full;
 }
 
 std::string ObjectFolder_Space() {

@@ -6,9 +6,19 @@
 
 #include <sys/stat.h>
 
-/// File name for an object's name: percent-encoded, "Local\X" as "X". Empty, with the last error, for a name that
-/// cannot be: 3 with a backslash elsewhere than behind "Local" or "Global", 123 nothing behind these, 206 too long.
+#include "platform.h"
+
+/// Bytes of the longest name: 259 characters of up to three bytes each.
+constexpr std::size_t kLongestNameBytes = 3 * (MAX_PATH - 1);
+
+/// File name for an object's name: percent-encoded, "Local\X" as "X". One that would be longer than a file's name can
+/// be is cut and ends with a hash: then the object tells its full name. Empty, with the last error, for a name that
+/// cannot be: 3 with a backslash elsewhere than behind "Local" or "Global", 161 in front, 123 nothing behind these, 206
+/// for more than 259 characters (UTF-16 units, prefix included).
 std::string ObjectFolder_FileName(const char* name);
+
+/// What the object of a file name with a hash tells as its full name; empty when the file name tells all.
+std::string ObjectFolder_FullName(const char* name, const std::string& fileName);
 
 /// Name of the folder in this user's folder of all name spaces (object_parent_posix.h).
 std::string ObjectFolder_Space();

@@ -83,12 +83,14 @@ void lookAtFiles(ObjectFolderSight& sight) {
 ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
     const Descriptor folder(openFolder(ObjectParent_Look().path + "/" + ObjectFolder_Space()));
     if (folder.get() < 0) return {};
-    const Descriptor file(openForLooking(folder.get(), ObjectFolder_FileName(name).c_str()));
+    const std::string fileName = ObjectFolder_FileName(name);
+    const Descriptor file(openForLooking(folder.get(), fileName.c_str()));
     if (file.get() < 0 && errno == ENOENT) return {};
     ObjectSight sight{ObjectSight::Kind::unreadable, 0, {}};
     struct stat status {};
     if (file.get() < 0 || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return sight;
     if (!ObjectFolder_IsHeld(file.get())) return {};
+    if (!ObjectFile_HasFullName(file.get(), ObjectFolder_FullName(name, fileName))) return {};
     ObjectPage page{};
     if (pread(file.get(), &page, sizeof page, 0) != sizeof page || page.magic != kObjectMagic) return sight;
     if (page.kind == static_cast<std::uint32_t>(ObjectKind::event)) {

@@ -9,3 +9,12 @@ inline std::string nativePath(const char* path) {
     std::replace(native.begin(), native.end(), '\\', '/');
     return native;
 }
+
+/// True for a name that can only be a folder's; the root is one anyway.
+inline bool endsWithSeparator(const std::string& native) { return native.size() > 1 && native.back() == '/'; }
+
+/// The same without the separators behind it.
+inline std::string withoutSeparatorBehind(std::string native) {
+    while (endsWithSeparator(native)) native.pop_back();
+    return native;
+}

@@ -104,6 +104,67 @@ TEST(Events, ClosedAndInventedHandlesAreRefused) {
     }
 }
 
+// INVALID_HANDLE_VALUE is the pseudo handle of the process itself, which does not end while it waits.
+TEST(Events, TheInvalidHandleIsTheProcessThatNeverSignals) {
+    const HANDLE process = INVALID_HANDLE_VALUE;
+    EXPECT_EQ(waitFor(process, 0), WAIT_TIMEOUT);
+    const auto start = steady_clock::now();
+    EXPECT_EQ(waitFor(process, 30), WAIT_TIMEOUT);
+    EXPECT_GE(steady_clock::now() - start, 30ms);
+    SetLastError(7);
+    EXPECT_TRUE(CloseHandle(process));
+    EXPECT_TRUE(CloseHandle(process));
+    EXPECT_EQ(GetLastError(), 7u);
+    EXPECT_FALSE(SetEvent(process));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
+TEST(Events, AMappingCannotBeWaitedFor) {
+    const ObjectHandle mapping(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 100, nullptr));
+    EXPECT_EQ(waitFor(mapping.get(), 0), WAIT_FAILED);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+}
+
+namespace {
+
+// What may be done through a handle that was opened with a right.
+struct EventRights {
+    const char* name;
+    DWORD access;
+    bool sets;
+    bool waits;
+};
+
+class EventRightsTest : public testing::TestWithParam<EventRights> {};
+
+}  // namespace
+
+TEST_P(EventRightsTest, AreThoseOfTheOpening) {
+    const std::string name = test::uniqueName("rights");
+    const auto event = createEvent(name.c_str());
+    const ObjectHandle opened(OpenEventA(GetParam().access, FALSE, name.c_str()));
+    ASSERT_NE(opened.get(), nullptr);
+    SetLastError(0);
+    EXPECT_EQ(SetEvent(opened.get()) != FALSE, GetParam().sets);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(GetParam().sets ? ERROR_SUCCESS : ERROR_ACCESS_DENIED));
+    EXPECT_EQ(waitFor(event.get(), 0), GetParam().sets ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
+    SetLastError(0);
+    EXPECT_EQ(waitFor(opened.get(), 0), GetParam().waits ? WAIT_TIMEOUT : WAIT_FAILED);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(GetParam().waits ? ERROR_SUCCESS : ERROR_ACCESS_DENIED));
+}
+
+constexpr EventRights kEventRights[] = {
+    {"Everything", EVENT_ALL_ACCESS,                 true,  true },
+    {"Both",       EVENT_MODIFY_STATE | SYNCHRONIZE, true,  true },
+    {"Setting",    EVENT_MODIFY_STATE,               true,  false},
+    {"Waiting",    SYNCHRONIZE,                      false, true },
+    {"Reading",    GENERIC_READ,                     false, false},
+    {"Nothing",    0,                                false, false}
+};
+
+INSTANTIATE_TEST_SUITE_P(Opened, EventRightsTest, testing::ValuesIn(kEventRights),
+                         [](const auto& information) { return std::string(information.param.name); });
+
 TEST(Events, AWaitIsNeverEarlyAndNotVeryLate) {
     const auto event = createEvent(nullptr);
     for (const int milliseconds : {1, 5, 20, 60}) {

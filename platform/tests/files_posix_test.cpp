@@ -238,6 +238,18 @@ TEST(PosixFiles, MovingAFolderOntoAFileIsRefused) {
     EXPECT_EQ(contentOf(folder.path("to")), "y");
 }
 
+TEST(PosixFiles, AFileWhoseNameIsThePatternIsFoundFirst) {
+    const test::TemporaryFolder folder;
+    for (const char* name : {"aa", "a?", "a*"}) folder.file(name, "");
+    for (const char* name : {"a?", "a*"}) {
+        _finddata_t found{};
+        const std::intptr_t search = _findfirst(folder.path(name).c_str(), &found);
+        EXPECT_NE(search, -1);
+        EXPECT_STREQ(found.name, name);
+        _findclose(search);
+    }
+}
+
 TEST(PosixFiles, OnlySearchesAreClosedAsSearches) {
     const test::TemporaryFolder folder;
     _finddata_t found{};

@@ -148,6 +148,74 @@ TEST_F(FilesTest, AMissingFolderIsToldFromAMissingFile) {
     EXPECT_TRUE(refused(open(_folder.path("missing"), GENERIC_READ, OPEN_EXISTING), ERROR_FILE_NOT_FOUND));
 }
 
+namespace {
+
+// What the four ways of opening answer; 0: done.
+struct Answers {
+    const char* name;
+    const char* path;  // behind the test's folder, in which are "f", a file, and "sub", a folder
+    DWORD read;
+    DWORD createNew;
+    DWORD createAlways;
+    DWORD append;
+};
+
+class FileErrorsTest : public FilesTest, public testing::WithParamInterface<Answers> {
+protected:
+    FileErrorsTest() {
+        _folder.file("f", "x");
+        _folder.file("sub/g", "y");
+    }
+
+    static DWORD errorOf(const std::string& path, DWORD access, DWORD creation) {
+        const auto file = open(path, access, creation);
+        return file.get() == INVALID_HANDLE_VALUE ? GetLastError() : 0;
+    }
+};
+
+}  // namespace
+
+TEST_P(FileErrorsTest, AreThoseOfWindows) {
+    const std::string path = _folder.path() + GetParam().path;
+    EXPECT_EQ(errorOf(path, GENERIC_READ, OPEN_EXISTING), GetParam().read);
+    EXPECT_EQ(errorOf(path, FILE_WRITE_DATA, CREATE_NEW), GetParam().createNew);
+    EXPECT_EQ(errorOf(path, FILE_WRITE_DATA, CREATE_ALWAYS), GetParam().createAlways);
+    EXPECT_EQ(errorOf(path, FILE_APPEND_DATA, OPEN_ALWAYS), GetParam().append);
+    EXPECT_EQ(contentOf(_folder.path("f")), "x");
+}
+
+constexpr Answers kAnswers[] = {
+  // name                          path                  read  new  always append
+    {"AFileAsAFolder",                              "\\f\\x",          3,   3,   3,   3  },
+    {"AFileAsAFolderOfAFolder",                     "\\f\\x\\y",       3,   3,   3,   3  },
+    {"AMissingFolder",                              "\\missing\\x",    3,   3,   3,   3  },
+    {"AMissingFolderOfAMissingOne",                 "\\missing\\m\\x", 3,   3,   3,   3  },
+    {"AFileWithASeparatorBehind",                   "\\f\\",           123, 80,  123, 123},
+    {"NothingWithASeparatorBehind",                 "\\missing\\",     2,   123, 123, 123},
+    {"NothingInAMissingFolderWithASeparatorBehind", "\\missing\\m\\",  3,   3,   3,   3  },
+    {"AFolderWithASeparatorBehind",                 "\\sub\\",         5,   80,  5,   5  },
+    {"AFolderWithASlashBehind",                     "/sub/",           5,   80,  5,   5  },
+    {"AFolder",                                     "\\sub",           5,   80,  5,   5  },
+    {"TheFolderItself",                             "\\sub\\.",        5,   80,  5,   5  },
+    {"TheParentFolder",                             "\\sub\\..",       5,   80,  5,   5  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, FileErrorsTest, testing::ValuesIn(kAnswers),
+                         [](const auto& information) { return std::string(information.param.name); });
+
+TEST_F(FilesTest, AnEmptyNameIsNoPath) {
+    EXPECT_TRUE(refused(open("", GENERIC_READ, OPEN_EXISTING), ERROR_PATH_NOT_FOUND));
+    EXPECT_TRUE(refused(open("", FILE_WRITE_DATA, CREATE_NEW), ERROR_PATH_NOT_FOUND));
+    EXPECT_TRUE(refused(open("", FILE_WRITE_DATA, CREATE_ALWAYS), ERROR_PATH_NOT_FOUND));
+    EXPECT_TRUE(refused(open("", FILE_APPEND_DATA, OPEN_ALWAYS), ERROR_PATH_NOT_FOUND));
+    const std::string file = _folder.file("f", "x");
+    EXPECT_FALSE(MoveFileExA(file.c_str(), "", MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(GetLastError(), code(ERROR_PATH_NOT_FOUND));
+    EXPECT_FALSE(MoveFileExA("", file.c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(GetLastError(), code(ERROR_PATH_NOT_FOUND));
+    EXPECT_EQ(contentOf(file), "x");
+}
+
 TEST_F(FilesTest, BothSeparatorsLeadIntoFoldersForWritingToo) {
     _folder.file("sub/old", "");
     { EXPECT_TRUE(write(create(_folder.path() + "\\sub\\f"), "x")); }
@@ -289,6 +357,56 @@ TEST_F(FilesTest, MovingTakesFoldersToANewName) {
     _folder.file("sub/f", "x");
     EXPECT_TRUE(move(_folder.path("sub"), _folder.path("other")));
     EXPECT_EQ(contentOf(_folder.path() + "/other/f"), "x");
+}
+
+TEST_F(FilesTest, MovingFromOrToAFileAsAFolderIsRefused) {
+    const std::string from = _folder.file("from", "x");
+    const std::string below = _folder.file("f", "y") + "\\x";
+    EXPECT_FALSE(move(from, below));
+    EXPECT_EQ(GetLastError(), code(ERROR_PATH_NOT_FOUND));
+    EXPECT_FALSE(move(below, _folder.path("to")));
+    EXPECT_EQ(GetLastError(), code(ERROR_PATH_NOT_FOUND));
+    EXPECT_EQ(contentOf(from), "x");
+}
+
+TEST_F(FilesTest, MovingWithASeparatorBehindAFileIsRefused) {
+    const std::string from = _folder.file("from", "x");
+    _folder.file("sub/other", "");
+    EXPECT_FALSE(move(from, _folder.path("sub") + "\\"));
+    EXPECT_EQ(GetLastError(), code(ERROR_ACCESS_DENIED));
+    EXPECT_FALSE(move(_folder.path("missing") + "\\", _folder.path("to")));
+    EXPECT_EQ(GetLastError(), code(ERROR_FILE_NOT_FOUND));
+    EXPECT_FALSE(move(from + "\\", _folder.path("to")));
+    EXPECT_EQ(GetLastError(), code(ERROR_INVALID_NAME));
+    EXPECT_FALSE(move(from, _folder.path("missing") + "\\"));
+    EXPECT_EQ(GetLastError(), code(ERROR_DIRECTORY));
+    EXPECT_EQ(contentOf(from), "x");
+}
+
+TEST_F(FilesTest, NothingIsFoundBelowAFile) {
+    const std::string file = _folder.file("f", "x");
+    const std::string below = file + "\\x";
+    const std::string behind = file + "\\";
+    struct __stat64 status {};
+    _finddata_t found{};
+    const auto errorOf = [](auto result) { return result == -1 ? errno : 0; };
+    EXPECT_EQ(errorOf(_stat64(below.c_str(), &status)), ENOENT);
+    EXPECT_EQ(errorOf(_stat64(behind.c_str(), &status)), ENOENT);
+    EXPECT_EQ(errorOf(_access(below.c_str(), 0)), ENOENT);
+    EXPECT_EQ(errorOf(_findfirst(below.c_str(), &found)), EINVAL);
+    EXPECT_EQ(errorOf(_findfirst(behind.c_str(), &found)), ENOENT);
+    EXPECT_EQ(errorOf(_unlink(below.c_str())), ENOENT);
+    EXPECT_EQ(errorOf(_unlink(behind.c_str())), EINVAL);
+    EXPECT_EQ(contentOf(file), "x");
+}
+
+TEST_F(FilesTest, AFoldersStatusIsToldWithoutASeparatorBehindOnly) {
+    _folder.file("sub/f", "x");
+    struct __stat64 status {};
+    EXPECT_EQ(_stat64(_folder.path("sub").c_str(), &status), 0);
+    EXPECT_EQ(_stat64((_folder.path("sub") + "\\").c_str(), &status), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(_access((_folder.path("sub") + "\\").c_str(), 0), 0);
 }
 
 TEST_F(FilesTest, UnlinkRemovesAFileOnce) {

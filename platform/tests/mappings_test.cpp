@@ -197,6 +197,96 @@ TEST(Mappings, TheBytesOutliveTheHandleInAView) {
     EXPECT_EQ(view.bytes()[0], 1);
 }
 
+TEST(Mappings, TheNameGoesWithTheLastHandleAlsoUnderAView) {
+    const std::string name = test::uniqueName("under_view");
+    auto mapping = createMapping(name, 100);
+    const View old(mapping.get());
+    old.bytes()[0] = 5;
+    mapping.close();
+    EXPECT_EQ(openMapping(name).get(), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    const auto again = createMapping(name, 100);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+    const View fresh(again.get());
+    EXPECT_EQ(fresh.bytes()[0], 0);
+    fresh.bytes()[0] = 6;
+    EXPECT_EQ(old.bytes()[0], 5);
+}
+
+TEST(Mappings, ANameUnderAViewIsFreeForAnotherKind) {
+    const std::string name = test::uniqueName("free");
+    auto mapping = createMapping(name, 100);
+    const View view(mapping.get());
+    mapping.close();
+    EXPECT_NE(ObjectHandle(CreateEventA(nullptr, FALSE, FALSE, name.c_str())).get(), nullptr);
+}
+
+namespace {
+
+// What a view is, and what it needs; 0 for none: refused (5).
+struct MappingRights {
+    const char* name;
+    DWORD opened;       // rights of the handle
+    DWORD readable;     // protection of the view that FILE_MAP_READ gives
+    DWORD writable;     // FILE_MAP_WRITE
+    DWORD untouchable;  // 0
+};
+
+class MappingRightsTest : public testing::TestWithParam<MappingRights> {
+protected:
+    static void expectView(HANDLE mapping, DWORD access, DWORD protection) {
+        SetLastError(0);
+        void* const view = MapViewOfFile(mapping, access, 0, 0, 0);
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(protection == 0 ? ERROR_ACCESS_DENIED : ERROR_SUCCESS)) << access;
+        EXPECT_EQ(view != nullptr, protection != 0) << access;
+        if (!view) return;
+        MEMORY_BASIC_INFORMATION information{};
+        EXPECT_EQ(VirtualQuery(view, &information, sizeof information), sizeof information);
+        EXPECT_EQ(information.Protect, protection) << access;
+        EXPECT_EQ(information.AllocationProtect, protection) << access;
+        EXPECT_EQ(information.State, static_cast<DWORD>(MEM_COMMIT));
+        UnmapViewOfFile(view);
+    }
+};
+
+}  // namespace
+
+TEST_P(MappingRightsTest, AreThoseOfTheOpening) {
+    const std::string name = test::uniqueName("rights");
+    const auto mapping = createMapping(name, 100);
+    const ObjectHandle opened(OpenFileMappingA(GetParam().opened, FALSE, name.c_str()));
+    ASSERT_NE(opened.get(), nullptr);
+    expectView(opened.get(), FILE_MAP_READ, GetParam().readable);
+    expectView(opened.get(), FILE_MAP_WRITE, GetParam().writable);
+    expectView(opened.get(), FILE_MAP_READ | FILE_MAP_WRITE, GetParam().writable);
+    expectView(opened.get(), FILE_MAP_ALL_ACCESS, GetParam().writable);
+    expectView(opened.get(), 0, GetParam().untouchable);
+}
+
+constexpr MappingRights kMappingRights[] = {
+    {"Everything",   FILE_MAP_ALL_ACCESS,            PAGE_READONLY, PAGE_READWRITE, PAGE_NOACCESS},
+    {"Both",         FILE_MAP_READ | FILE_MAP_WRITE, PAGE_READONLY, PAGE_READWRITE, PAGE_NOACCESS},
+    {"Reading",      FILE_MAP_READ,                  PAGE_READONLY, 0,              PAGE_NOACCESS},
+    {"ReadingOfAll", GENERIC_READ,                   PAGE_READONLY, 0,              PAGE_NOACCESS},
+    {"Writing",      FILE_MAP_WRITE,                 0,             PAGE_READWRITE, 0            },
+    {"Nothing",      0,                              0,             0,              0            }
+};
+
+INSTANTIATE_TEST_SUITE_P(Opened, MappingRightsTest, testing::ValuesIn(kMappingRights),
+                         [](const auto& information) { return std::string(information.param.name); });
+
+TEST(Mappings, AReaderSeesWhatAWriterWrites) {
+    const std::string name = test::uniqueName("reader");
+    const auto mapping = createMapping(name, 100);
+    const View written(mapping.get());
+    const ObjectHandle opened(OpenFileMappingA(FILE_MAP_READ, FALSE, name.c_str()));
+    const auto* const read = static_cast<unsigned char*>(MapViewOfFile(opened.get(), FILE_MAP_READ, 0, 0, 0));
+    ASSERT_NE(read, nullptr);
+    written.bytes()[7] = 9;
+    EXPECT_EQ(read[7], 9);
+    EXPECT_TRUE(UnmapViewOfFile(read));
+}
+
 TEST(Mappings, AnObjectIsGoneAfterItsLastClose) {
     const std::string name = test::uniqueName("gone");
     {

@@ -1,4 +1,5 @@
 // What the Linux layer alone promises: hostile leftovers, sweeping, name spaces, children that keep nothing.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -212,6 +213,39 @@ TEST(ObjectFiles, AHeldFileWithForeignContentIsAnError) {
     std::fstream(folder / "garbage", std::ios::in | std::ios::out | std::ios::binary) << "garbage!";
     EXPECT_EQ(openMapping("garbage"), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
+}
+
+// Another name with the same hash, which nobody can wait for: the stored name is changed under its holder.
+TEST(ObjectFiles, ALongNameWhoseHashAnotherOneHasIsAbsentAndCannotBeMade) {
+    const std::string name = test::uniqueName("hash") + std::string(150, '.');
+    const fs::path folder = objectFolder();
+    const Holder holder(name);
+    const auto isLong = [](const fs::directory_entry& entry) {
+        return entry.path().filename().string().find('=') != std::string::npos;
+    };
+    const auto file = std::find_if(fs::directory_iterator(folder), fs::directory_iterator(), isLong);
+    ASSERT_NE(file, fs::directory_iterator());
+    EXPECT_EQ(file->path().filename().string().size(), 236u);
+    EXPECT_NE(ObjectHandle(openMapping(name)).get(), nullptr);
+    std::fstream(file->path(), std::ios::in | std::ios::out | std::ios::binary).seekp(2048 + 4) << "X";
+    EXPECT_EQ(openMapping(name), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(createMapping(name), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_DUP_NAME);
+    EXPECT_EQ(platform_lookAtObject(name.c_str(), 0).kind, ObjectSight::Kind::absent);
+}
+
+TEST(ObjectFiles, ALongNamesCharactersAreCountedAsWindowsCountsThem) {
+    std::string most;
+    for (int count = 0; count < MAX_PATH - 1; ++count) most += "\xC3\xA4";  // two bytes, one unit
+    EXPECT_NE(ObjectHandle(createMapping(most)).get(), nullptr);
+    EXPECT_EQ(createMapping(most + "x"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILENAME_EXCED_RANGE);
+    std::string pairs;
+    for (int count = 0; count < MAX_PATH / 2; ++count) pairs += "\xF0\x9F\x93\xB7";  // four bytes, two units
+    EXPECT_EQ(createMapping(pairs), nullptr);
+    EXPECT_EQ(createMapping(std::string(10'000, '\x80')), nullptr);  // no characters at all
+    EXPECT_EQ(GetLastError(), ERROR_FILENAME_EXCED_RANGE);
 }
 
 namespace {

@@ -117,7 +117,7 @@ private:
             acquire(name, below(3) != 0);
         } else if (below(4) == 0) {
             checkWholeStamp(name, hold.words, hold.generation);
-        } else if (below(8) == 0) {
+        } else if (hold.handle && below(8) == 0) {
             checkOtherKind(name);
         } else {
             release(name);
@@ -183,7 +183,7 @@ private:
             takeMapping(name, hold, fresh, olderThan, holder);
         else
             takeEvent(name, hold, fresh);
-        claim(name, hold.generation);
+        if (hold.handle) claim(name, hold.generation);
     }
 
     void takeMapping(std::size_t name, Hold& hold, bool fresh, Word olderThan, const std::optional<Claim>& holder) {
@@ -198,7 +198,7 @@ private:
                     static_cast<unsigned long long>(hold.generation), static_cast<unsigned long long>(olderThan));
         if (holder && holder->generation != 0 && holder->generation != hold.generation)
             violate("%s: another object than its holder's", nameOf(name).c_str());
-        if (below(2) == 0) CloseHandle(std::exchange(hold.handle, nullptr));  // the view alone keeps the object
+        if (below(2) == 0) CloseHandle(std::exchange(hold.handle, nullptr));  // a view keeps its bytes, not the name
     }
 
     // Whoever makes an event signals it, and nobody else touches it: a new one that is signalled is an old one.
