@@ -118,6 +118,7 @@ bool MIniDataT<Compare>::refuseFile(int codeLine, const char* reason) {
 
 template <typename Compare>
 bool MIniDataT<Compare>::readLines(MFastFileReader& reader) {
+    const ReplacedLinesGone replacedLinesGone(*this);
     std::string line;
     for (bool first = true; !reader.IsEOF(); first = false) {
         if (!reader.ReadLine(line)) {
@@ -168,6 +169,8 @@ void MIniDataT<Compare>::freeContent() {
     _topLines.clear();
     _sections.clear();
     _currentSection = nullptr;
+    _replacedLines.clear();
+    _fixedLines.clear();
     _holdsWholeFile = false;
     _lineDropped = false;
 }
@@ -213,6 +216,7 @@ bool MIniDataT<Compare>::SetContentString(const std::string& text) {
     freeContent();
     _unchanged = false;
     _open = false;
+    const ReplacedLinesGone replacedLinesGone(*this);
     std::size_t feed = text.find('\n');
     for (std::size_t begin = 0; begin < text.size();) {
         if (feed < begin) feed = text.find('\n', begin);
