@@ -80,13 +80,14 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
     }
     _fileName = std::move(ownName);
     _unchanged = false;
-    if (!file_access(_fileName.c_str())) {
+    const bool readable = looksReadable();  // first: a pipe of Windows has no file's attributes
+    if (readable && !file_access(_fileName.c_str())) {
         _open = true;  // and still absent: a new, empty file
         _holdsWholeFile = true;
         return true;
     }
     _fileAbsent = false;
-    if (!looksReadable()) return false;
+    if (!readable) return false;
     BoundedReader reader(kGreatestFile);
     if (!reader.Open(_fileName.c_str())) {
         M_ERRTRACE("MIniData::Open(): MFastFileReader::Open() failed");
