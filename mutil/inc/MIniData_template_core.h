@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -237,6 +238,21 @@ public:
     std::vector<std::string> GetEntryNames(const char* section) const;
 
 private:
+    /// Ends a parsing, however it ends: what was replaced is gone then.
+    class ReplacedLinesGone {
+    public:
+        explicit ReplacedLinesGone(MIniDataT& data) : _data(data) {}
+        ~ReplacedLinesGone() {
+            _data.dropReplacedLines();
+            _data._fixedLines.clear();
+        }
+        ReplacedLinesGone(const ReplacedLinesGone&) = delete;
+        ReplacedLinesGone& operator=(const ReplacedLinesGone&) = delete;
+
+    private:
+        MIniDataT& _data;
+    };
+
     void freeContent();
     bool looksReadable();
     bool refuseFile(int codeLine, const char* reason);
@@ -246,6 +262,8 @@ private:
     bool parse_line(std::string_view line);
     bool parseHeader(std::string_view line);
     bool parseEntry(std::string_view line, std::size_t nameBegin);
+    bool replaceEntry(typename Section::EntryMap::iterator earlier, std::string_view name);
+    void dropReplacedLines();
     bool refuse(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
 
     Section* find_section(std::string_view name) const;
@@ -264,6 +282,10 @@ private:
     MIniDataLines _topLines;  // above the first section: blank lines and comments
     std::map<std::string, std::unique_ptr<Section>, Compare> _sections;
     Section* _currentSection = nullptr;  // while parsing: the one that the last header opened
+    // While parsing with kReplaceEntries, of the current section: lines that later ones replaced and that still have to
+    // go, all at once; and entries that cannot be replaced, because a line without a name stands above them or is they.
+    std::unordered_set<const MIniDataLine*> _replacedLines;
+    std::unordered_set<const MIniDataLine*> _fixedLines;
     std::string _lastError;
 };
 

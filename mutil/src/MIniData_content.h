@@ -80,13 +80,14 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
     }
     _fileName = std::move(ownName);
     _unchanged = false;
-    if (!file_access(_fileName.c_str())) {
+    const bool readable = looksReadable();  // first: a pipe of Windows has no file's attributes
+    if (readable && !file_access(_fileName.c_str())) {
         _open = true;  // and still absent: a new, empty file
         _holdsWholeFile = true;
         return true;
     }
     _fileAbsent = false;
-    if (!looksReadable()) return false;
+    if (!readable) return false;
     BoundedReader reader(kGreatestFile);
     if (!reader.Open(_fileName.c_str())) {
         M_ERRTRACE("MIniData::Open(): MFastFileReader::Open() failed");
@@ -118,6 +119,7 @@ bool MIniDataT<Compare>::refuseFile(int codeLine, const char* reason) {
 
 template <typename Compare>
 bool MIniDataT<Compare>::readLines(MFastFileReader& reader) {
+    const ReplacedLinesGone replacedLinesGone(*this);
     std::string line;
     for (bool first = true; !reader.IsEOF(); first = false) {
         if (!reader.ReadLine(line)) {
@@ -168,6 +170,8 @@ void MIniDataT<Compare>::freeContent() {
     _topLines.clear();
     _sections.clear();
     _currentSection = nullptr;
+    _replacedLines.clear();
+    _fixedLines.clear();
     _holdsWholeFile = false;
     _lineDropped = false;
 }
@@ -213,6 +217,7 @@ bool MIniDataT<Compare>::SetContentString(const std::string& text) {
     freeContent();
     _unchanged = false;
     _open = false;
+    const ReplacedLinesGone replacedLinesGone(*this);
     std::size_t feed = text.find('\n');
     for (std::size_t begin = 0; begin < text.size();) {
         if (feed < begin) feed = text.find('\n', begin);

@@ -36,6 +36,7 @@ bool MIniDataT<Compare>::parseHeader(std::string_view line) {
     if (close == std::string_view::npos) {
         return refuse(M_HERE, "no matching ']' found in \"%.50s\"", std::string(line).c_str());
     }
+    dropReplacedLines();
     std::string name(line.substr(1, close - 1));
     if (find_section(name)) {
         _lineDropped = true;
@@ -52,6 +53,7 @@ bool MIniDataT<Compare>::parseHeader(std::string_view line) {
         M_ERRTRACE("MIniData::parse_line(): new MIniDataSectionT() failed: %.50s", reason);
         return refuse(M_HERE, "out of memory (%s)", reason);
     }
+    _fixedLines.clear();
     _currentSection = _sections.emplace(std::move(name), std::move(section)).first->second.get();
     return true;
 }
@@ -79,7 +81,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
         if (!(_options & kReplaceEntries)) {
             return refuse(M_HERE, "Entry \"%s\" seen twice in section %s", ownName.c_str(), section.text.c_str());
         }
-        if (!section.DeleteEntry(name)) {
+        if (!replaceEntry(place, name)) {
             M_ERRTRACE("MIniData::parse_line(): DeleteEntry() failed");
             return refuse(M_HERE, "Entry \"%s\" deleting previous version failed", ownName.c_str());
         }
@@ -91,8 +93,32 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
         M_ERRTRACE("MIniData::parse_line(): new MIniDataEntry() failed: %.50s", reason);
         return refuse(M_HERE, "out of memory (%s)", reason);
     }
+    if ((_options & kReplaceEntries) && (bare || equals == nameBegin || !_fixedLines.empty()))
+        _fixedLines.insert(entry.get());
     section.append(place, name, std::move(entry));
     return true;
+}
+
+// Does what the section's DeleteEntry does with an entry that was read before, without looking for its line each time:
+// of the lines that were read one at most has that name, and it is found unless one without a name stands above it.
+template <typename Compare>
+bool MIniDataT<Compare>::replaceEntry(typename Section::EntryMap::iterator earlier, std::string_view name) {
+    Section& section = *_currentSection;
+    if (_fixedLines.contains(earlier->second)) {
+        dropReplacedLines();
+        return section.DeleteEntry(name);  // fails, and reports why
+    }
+    _replacedLines.insert(earlier->second);
+    section.entry_map.erase(earlier);
+    if (_replacedLines.size() > section.line_vec.size() / 2) dropReplacedLines();
+    return true;
+}
+
+template <typename Compare>
+void MIniDataT<Compare>::dropReplacedLines() {
+    if (_replacedLines.empty()) return;
+    std::erase_if(_currentSection->line_vec, [this](const auto& line) { return _replacedLines.contains(line.get()); });
+    _replacedLines.clear();
 }
 
 // Notes why a line is refused and reports it from the given line of this file. Always false.

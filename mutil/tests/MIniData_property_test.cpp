@@ -1,6 +1,8 @@
 // Random sequences of changes, saves and new openings, beside a plain model of sections and lines.
+#include <algorithm>
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -222,6 +224,53 @@ RC_GTEST_PROP(MIniDataProperty, AnyDoubleComesBack, (double value)) {
     RC_ASSERT(data.SetDoubleEntry("s", "k", value));
     RC_ASSERT(data.GetDoubleEntry("s", "k", read));
     RC_ASSERT(read == value);
+}
+
+// What reading with kReplaceEntries is to do, line by line: the earlier line of a name goes, looked for from the top.
+struct RepeatedLines {
+    bool read(const std::string& line) {
+        const bool comment = line.starts_with('#');
+        const std::size_t equals = line.find('=');
+        const std::string name = line.substr(0, equals);
+        const auto isNameless = [](const std::string& other) {
+            return !other.starts_with('#') && (other.starts_with('=') || other.find('=') == std::string::npos);
+        };
+        if (!comment && !names.insert(name).second) {
+            const auto found = std::find_if(lines.begin(), lines.end(), [&](const std::string& other) {
+                return isNameless(other) || other.starts_with(name + "=");
+            });
+            if (found == lines.end() || isNameless(*found)) return false;
+            lines.erase(found);
+        }
+        lines.push_back(line);
+        return true;
+    }
+
+    std::vector<std::string> lines;
+    std::set<std::string> names;
+};
+
+RC_GTEST_PROP(MIniDataProperty, ARepeatedEntryReplacesTheEarlierOneWhateverStandsBetween, ()) {
+    const test::LogRecorder recorder;
+    const std::vector<std::string> kinds = {"a=1", "a=2", "b=1", "c=1", "d=3", "e=4", "#c", "#a=1"};
+    const std::vector<std::string> rare = {"a", "word", "=", "=1"};
+    const auto usual = rc::gen::elementOf(kinds);
+    const auto lines = *rc::gen::container<std::vector<std::string>>(rc::gen::weightedOneOf<std::string>({
+        {30, usual                   },
+        {1,  rc::gen::elementOf(rare)}
+    }));
+    RepeatedLines model;
+    std::string text = "[s]\n";
+    bool accepted = true;
+    for (const std::string& line : lines) {
+        text += line + "\n";
+        accepted = accepted && model.read(line);
+    }
+    MIniData data(MIniData::kReplaceEntries | MIniData::kAcceptBareLines);
+    RC_ASSERT(data.SetContentString(text) == accepted);
+    std::string expected = "[s]\n";
+    for (const std::string& line : model.lines) expected += line + "\n";
+    RC_ASSERT(data.GetContentString() == expected);
 }
 
 // Whatever the text: what was read of it reads the same again.

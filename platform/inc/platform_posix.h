@@ -276,6 +276,9 @@ BOOL FlushFileBuffers(HANDLE file);
 /// @param unique    0; on Linux nothing else (50).
 /// @param fileName  Receives the name: MAX_PATH bytes.
 /// @return          The number; 0 on failure: 267 for no folder, 111 for a folder's name that is too long.
+///
+/// On Linux the file is remembered until it is renamed or removed: CREATE_ALWAYS, renaming and removing meet this very
+/// file, and are refused (5) when somebody has put another one or a link under its name.
 UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName);
 
 /// Renames a file, replacing an existing one; never a folder (5). On Linux flags must be MOVEFILE_REPLACE_EXISTING, and

@@ -16,6 +16,7 @@
 #include "no_memory_posix.h"
 #include "paths_posix.h"
 #include "platform.h"
+#include "temporary_files_posix.h"
 
 namespace {
 
@@ -46,6 +47,16 @@ bool exists(const std::string& path) {
     return lstat(path.c_str(), &status) == 0;
 }
 
+// Without memory the file is removed again.
+void remember(const std::string& path, Descriptor& descriptor) {
+    try {
+        TemporaryFiles_Remember(path, descriptor);
+    } catch (...) {
+        unlink(path.c_str());
+        throw;
+    }
+}
+
 UINT makeTemporaryFile(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName) {
     if (unique != 0) return platform_failWith(ERROR_NOT_SUPPORTED, 0u);
     if (!folder || !isFolder(nativePath(folder))) return platform_failWith(ERROR_DIRECTORY, 0u);
@@ -58,9 +69,9 @@ UINT makeTemporaryFile(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName
         const UINT number = nextTemporaryNumber();
         std::snprintf(fileName, MAX_PATH, "%s%X.tmp", stem.c_str(), number);
         const std::string path = nativePath(fileName);
-        const int descriptor = highDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-        if (descriptor >= 0) {
-            close(descriptor);
+        Descriptor descriptor(highDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)));
+        if (descriptor.get() >= 0) {
+            remember(path, descriptor);
             return number;
         }
         if (errno != EEXIST) return platform_failWith(platform_fileErrorOf(errno, path), 0u);
@@ -78,7 +89,11 @@ BOOL moveFile(LPCSTR from, LPCSTR to, DWORD flags) {
         if (endsWithSeparator(nativePath(from))) return platform_failWith(ERROR_INVALID_NAME, FALSE);
         if (endsWithSeparator(nativePath(to)) && !isFolder(target)) return platform_failWith(ERROR_DIRECTORY, FALSE);
     }
-    if (rename(source.c_str(), target.c_str()) == 0) return TRUE;
+    if (TemporaryFiles_IsReplaced(source.c_str())) return platform_failWith(ERROR_ACCESS_DENIED, FALSE);
+    if (rename(source.c_str(), target.c_str()) == 0) {
+        TemporaryFiles_Forget(source);
+        return TRUE;
+    }
     // What existed a moment ago: then it is the folder of the target that is missing.
     return platform_failWith(platform_fileErrorOf(errno, errno == ENOENT ? target : source), FALSE);
 }
@@ -96,14 +111,26 @@ extern "C" BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
 // Without memory nothing is to be left out here: what is written next may not be for everybody.
 void platform_takePermissions(const char* replaced, const char* replacement) {
     struct stat status {};
-    if (stat(ShortPath(replaced).text, &status) == 0 && S_ISREG(status.st_mode))
-        chmod(ShortPath(replacement).text, (status.st_mode & 0777) | S_IWUSR);
+    if (stat(ShortPath(replaced).text, &status) != 0 || !S_ISREG(status.st_mode)) return;
+    const mode_t mode = (status.st_mode & 0777) | S_IWUSR;
+    const ShortPath path(replacement);
+    const int made = TemporaryFiles_Find(path.text);
+    if (made >= 0)
+        fchmod(made, mode);
+    else
+        chmod(path.text, mode);
 }
 
 extern "C" int _unlink(const char* fileName) {
     return platform_unlessOutOfMemory(-1, [=] {
         const std::string path = nativePath(fileName);
+        if (TemporaryFiles_IsReplaced(path.c_str())) {
+            TemporaryFiles_Forget(path);
+            errno = EACCES;
+            return -1;
+        }
         const int result = unlink(path.c_str());
+        if (result == 0) TemporaryFiles_Forget(path);
         if (result != 0 && errno == EISDIR) errno = EACCES;
         if (result != 0 && errno == ENOTDIR) errno = endsWithSeparator(path) ? EINVAL : ENOENT;
         return result;

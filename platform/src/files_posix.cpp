@@ -15,6 +15,7 @@
 #include "last_error_posix.h"
 #include "no_memory_posix.h"
 #include "paths_posix.h"
+#include "temporary_files_posix.h"
 
 namespace {
 
@@ -82,9 +83,19 @@ int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed
     return existed || errno != ENOENT ? found : openFile(path, flags | O_CREAT);
 }
 
+// Opens a temporary file of this process a second time: only the file that was made, not what a link leads to.
+int openTemporary(const std::string& path, int flags, int made) {
+    Descriptor descriptor(open(path.c_str(), flags | O_NOFOLLOW));
+    if (descriptor.get() < 0 && errno == ELOOP) errno = EACCES;
+    if (descriptor.get() < 0 || TemporaryFiles_AreSame(descriptor.get(), made)) return descriptor.release();
+    errno = EACCES;
+    return -1;
+}
+
 HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {
-    bool existed = false;
-    Descriptor descriptor(openOrMake(path, creation, flags, existed));
+    bool existed = true;
+    const int made = creation == CREATE_ALWAYS ? TemporaryFiles_Find(path) : -1;
+    Descriptor descriptor(made < 0 ? openOrMake(path, creation, flags, existed) : openTemporary(path, flags, made));
     if (descriptor.get() < 0) return failWith(platform_fileErrorOf(errno, path));
     // Where a file system has no locks the file is open for everybody; so is it to others than this layer anyway.
     if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)

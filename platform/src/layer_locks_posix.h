@@ -6,6 +6,6 @@
 #include <mutex>
 
 /// In the order in which one thread may take several. None is held while the thread waits for another process.
-enum class LayerLock : std::size_t { handles, views, objects, folder, files, count };
+enum class LayerLock : std::size_t { handles, views, objects, folder, files, temporaryFiles, count };
 
 std::mutex& LayerLocks_Of(LayerLock which);

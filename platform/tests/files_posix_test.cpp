@@ -176,6 +176,62 @@ TEST(PosixFiles, WhatTheLayerDoesNotOfferIsRefused) {
     EXPECT_EQ(contentOf(path), "");
 }
 
+// A temporary file, as a replacement makes it, that somebody takes away to put something else under its name.
+class TakenTemporaryFile : public testing::Test {
+protected:
+    TakenTemporaryFile() {
+        EXPECT_NE(GetTempFileNameA(_folder.path().c_str(), "ffw", 0, _name), 0u);
+        _path = _name;
+        _path[_folder.path().size()] = '/';
+        EXPECT_EQ(chmod(_victim.c_str(), 0600), 0);
+    }
+
+    // Neither written, nor renamed, nor opened for others.
+    void expectNoHarm() const {
+        EXPECT_EQ(createFile(_name, FILE_WRITE_DATA, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), code(ERROR_ACCESS_DENIED));
+        platform_takePermissions(_folder.file("open", "x").c_str(), _name);
+        EXPECT_FALSE(MoveFileExA(_name, _folder.file("target", "old").c_str(), MOVEFILE_REPLACE_EXISTING));
+        EXPECT_EQ(GetLastError(), code(ERROR_ACCESS_DENIED));
+        EXPECT_EQ(contentOf(_folder.path("target")), "old");
+        EXPECT_EQ(contentOf(_victim), "precious");
+        struct stat status {};
+        ASSERT_EQ(stat(_victim.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777u, 0600u);
+    }
+
+    test::TemporaryFolder _folder;
+    const std::string _victim = _folder.file("victim", "precious");
+    char _name[MAX_PATH];
+    std::string _path;
+};
+
+TEST_F(TakenTemporaryFile, ALinkInItsPlaceIsNotFollowed) {
+    ASSERT_EQ(unlink(_path.c_str()), 0);
+    ASSERT_EQ(symlink(_victim.c_str(), _path.c_str()), 0);
+    expectNoHarm();
+}
+
+TEST_F(TakenTemporaryFile, AnotherFileInItsPlaceIsNotWritten) {
+    ASSERT_EQ(unlink(_path.c_str()), 0);
+    ASSERT_EQ(link(_victim.c_str(), _path.c_str()), 0);
+    expectNoHarm();
+}
+
+TEST_F(TakenTemporaryFile, ItselfIsWrittenRenamedAndForgotten) {
+    {
+        const ObjectHandle file(createFile(_name, FILE_WRITE_DATA, CREATE_ALWAYS));
+        DWORD count = 0;
+        EXPECT_TRUE(WriteFile(file.get(), "new", 3, &count, nullptr));
+    }
+    EXPECT_TRUE(MoveFileExA(_name, _folder.path("target").c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(contentOf(_folder.path("target")), "new");
+    // Under the name anything may stand from now on.
+    ASSERT_EQ(symlink(_victim.c_str(), _path.c_str()), 0);
+    const ObjectHandle file(createFile(_name, FILE_APPEND_DATA, OPEN_ALWAYS));
+    EXPECT_NE(file.get(), INVALID_HANDLE_VALUE);
+}
+
 mode_t permissionsOf(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
