@@ -13,7 +13,7 @@ constinit std::array<std::mutex, static_cast<std::size_t>(LayerLock::count)> loc
 
 void lockAll() {
     for (std::mutex& lock : locks) lock.lock();
-    LockedFiles_WaitForClosing(locks.back());
+    LockedFiles_WaitForClosing(locks[static_cast<std::size_t>(LayerLock::files)]);
 }
 
 void unlockAll() {
