@@ -24,6 +24,7 @@ inline constexpr ReportedSource kReportedSources[] = {
     { "TeskImagesConfig.cpp",     "Dorven/TeskImages",              2000 },
     { "TeskImagesFifo.cpp",       "Dorven/TeskImages",              3000 },
     { "TeskImagesThread.cpp",     "Dorven/TeskImages",              4000 },
+    { "errtrace.cpp",             "merror/inc/errtrace",            1000 },
     { "fastfile_reader.cpp",      "mfileio/src/fastfile",           1000 },
     { "fastfile_transfer.cpp",    "mfileio/src/fastfile",           2000 },
     { "fastfile_whole.cpp",       "mfileio/src/fastfile",           3000 },

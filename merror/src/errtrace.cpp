@@ -9,10 +9,7 @@ const char kFile[] = "merror/inc/errtrace";
 constexpr int kTooLongLine = 89;  // kept on purpose: hosts know the entry by this number
 constexpr std::size_t kTextSize = 255;
 
-void reportPlatformFinding(const char* text) {
-    _MErrTrace_Location(0, "merror/src/errtrace", __LINE__);
-    _MErrTrace_Add("%s", text);
-}
+void reportPlatformFinding(const char* text) { M_ERRTRACE("%s", text); }
 
 }  // namespace
 

@@ -50,7 +50,7 @@ TEST(ErrTrace, FindingsOfThePlatformLayerAreEntriesOfTheErrorTrace) {
     platform_report("50% of something");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_THAT(recorder.errorTraces(), ElementsAre("50% of something"));
-    EXPECT_EQ(recorder.entries(LogSink::errorTrace)[0].file, "merror/src/errtrace");
+    EXPECT_EQ(recorder.entries(LogSink::errorTrace)[0].file, "merror/inc/errtrace");
 }
 
 TEST(ErrTrace, ErrorsOutsideTheContextAreNotDumped) {

@@ -47,6 +47,8 @@ def find_faults(root):
         text = re.sub(r"//[^\n]*", "", path.read_text())
         lines = text.split("\n")
         reports = [n for n, line in enumerate(lines, 1) if HERE.search(line)]
+        faults += [f"{path.name}:{n} has two statements in one line" for n in reports
+                   if len(HERE.findall(lines[n - 1])) > 1]
         numbers = [int(a or b) for a, b in FIXED.findall(text)]
         for raw in RAW.finditer(text):
             if raw.group(0) == "__LINE__" or not re.search(r"codeLine|line|k\w*Line", raw.group(1)):

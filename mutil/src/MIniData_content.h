@@ -93,7 +93,7 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
         M_ERRTRACE("MIniData::Open(): MFastFileReader::Open() failed");
         return false;
     }
-    if (!readLines(reader)) return reader.exceeded() && refuseFile(__LINE__, kTooLarge);
+    if (!readLines(reader)) return reader.exceeded() && refuseFile(M_HERE, kTooLarge);
     _unchanged = true;
     _open = true;
     _holdsWholeFile = !_lineDropped;
@@ -104,8 +104,8 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
 template <typename Compare>
 bool MIniDataT<Compare>::looksReadable() {
     const FileLook look = platform_lookAtFile(_fileName.c_str());
-    if (look.other) return refuseFile(__LINE__, "is no regular file");
-    return look.bytes <= kGreatestFile || refuseFile(__LINE__, kTooLarge);
+    if (look.other) return refuseFile(M_HERE, "is no regular file");
+    return look.bytes <= kGreatestFile || refuseFile(M_HERE, kTooLarge);
 }
 
 // Reports from the given line of this file why a file is refused, and notes it. Always false.

@@ -85,7 +85,7 @@ int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed
 
 // Opens a temporary file of this process a second time: only the file that was made, not what a link leads to.
 int openTemporary(const std::string& path, int flags, int made) {
-    Descriptor descriptor(open(path.c_str(), flags | O_NOFOLLOW));
+    Descriptor descriptor(openFile(path, flags | O_NOFOLLOW));
     if (descriptor.get() < 0 && errno == ELOOP) errno = EACCES;
     if (descriptor.get() < 0 || TemporaryFiles_AreSame(descriptor.get(), made)) return descriptor.release();
     errno = EACCES;

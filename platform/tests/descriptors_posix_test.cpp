@@ -55,6 +55,11 @@ CHILD_ROLE(opensEverythingWithoutStandardStreams) {
             return createFile(path + "/appended", FILE_APPEND_DATA, OPEN_ALWAYS) != INVALID_HANDLE_VALUE;
         },
         +[](const std::string& path, RegularFile&) {
+            char name[MAX_PATH];
+            return GetTempFileNameA(path.c_str(), "low", 0, name) != 0 &&
+                   createFile(name, FILE_WRITE_DATA, CREATE_ALWAYS) != INVALID_HANDLE_VALUE;
+        },
+        +[](const std::string& path, RegularFile&) {
             return createFile(path + "/there", GENERIC_READ, OPEN_EXISTING) != INVALID_HANDLE_VALUE;
         },
         +[](const std::string& path, RegularFile& file) {
