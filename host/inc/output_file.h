@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "platform.h"
@@ -30,7 +31,7 @@ public:
     bool open(const std::string& path, ExistingFile existing, std::string& error);
 
     /// Hands a piece to the system, so that it outlives this process. @return false, with the file's name and the
-    /// reason.
+    /// reason; nothing is then left of the piece.
     bool append(const std::string& piece, std::string& error);
 
     void close();
@@ -39,6 +40,7 @@ public:
 private:
     std::string _path;
     HANDLE _file = INVALID_HANDLE_VALUE;
+    std::int64_t _size = 0;  // bytes of whole pieces
 };
 
 }  // namespace host

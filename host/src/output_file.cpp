@@ -68,13 +68,21 @@ bool writeWholeFile(const std::string& path, const void* data, std::size_t size,
 bool GrowingFile::open(const std::string& path, ExistingFile existing, std::string& error) {
     close();
     _path = path;
+    _size = 0;
     _file = create(path, existing);
     return _file != INVALID_HANDLE_VALUE || fail(path, GetLastError(), error);
 }
 
 bool GrowingFile::append(const std::string& piece, std::string& error) {
     const DWORD code = writeAll(_file, reinterpret_cast<const std::uint8_t*>(piece.data()), piece.size());
-    return code == ERROR_SUCCESS || fail(_path, code, error);
+    if (code == ERROR_SUCCESS) {
+        _size += static_cast<std::int64_t>(piece.size());
+        return true;
+    }
+    LARGE_INTEGER end{};
+    end.QuadPart = _size;
+    if (SetFilePointerEx(_file, end, nullptr, FILE_BEGIN)) SetEndOfFile(_file);
+    return fail(_path, code, error);
 }
 
 void GrowingFile::close() {

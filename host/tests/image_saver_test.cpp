@@ -306,6 +306,22 @@ TEST_F(ImageSaverTest, DiskThatTakesAPartOfAnImageOnlyLeavesNothingOfIt) {
     EXPECT_THAT(files(), IsEmpty());
 }
 
+TEST_F(ImageSaverTest, LineThatFitsInPartOnlyIsTakenBack) {
+    int calls = 0;
+    const test::Fault<decltype(fault_WriteFile)> full(
+        fault_WriteFile, [&](HANDLE file, LPCVOID buffer, DWORD size, DWORD* written, OVERLAPPED* other) {
+            if (++calls != 4) return real_WriteFile(file, buffer, size, written, other);  // the second line
+            real_WriteFile(file, buffer, 20, written, other);
+            SetLastError(ERROR_DISK_FULL);
+            return FALSE;
+        });
+    const auto saver = create();
+    for (std::uint64_t image = 0; image < 2; ++image) offer(*saver, image);
+    saver->finish();
+    EXPECT_THAT(saver->outcome().firstError, EndsWith("frames.jsonl: cannot be written: the disk is full"));
+    EXPECT_THAT(sidecar(), ElementsAre(0));
+}
+
 TEST_F(ImageSaverTest, ImageWhoseLineCannotBeWrittenIsRemovedAndSavingEnds) {
     int calls = 0;
     const test::Fault<decltype(fault_WriteFile)> full(

@@ -138,6 +138,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define OPEN_ALWAYS 4u
 #define FILE_ATTRIBUTE_NORMAL 0x00000080u
 #define FILE_FLAG_WRITE_THROUGH 0x80000000u
+#define FILE_BEGIN 0u
 #define MOVEFILE_REPLACE_EXISTING 0x00000001u
 #define _A_NORMAL 0x00u
 #define _A_HIDDEN 0x02u
@@ -166,6 +167,7 @@ static_assert(sizeof(tagBITMAPINFO) == 44);
 #define ERROR_BUFFER_OVERFLOW 111u
 #define ERROR_DISK_FULL 112u
 #define ERROR_SEM_TIMEOUT 121u
+#define ERROR_NEGATIVE_SEEK 131u
 #define ERROR_INSUFFICIENT_BUFFER 122u
 #define ERROR_INVALID_NAME 123u
 #define ERROR_MOD_NOT_FOUND 126u
@@ -269,6 +271,13 @@ BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVE
 
 /// Returns once what was written is on the disk. The file must be open for writing (else 5).
 BOOL FlushFileBuffers(HANDLE file);
+
+/// Sets the position of the next byte that is read or written, 0 or more from FILE_BEGIN (on Linux from nowhere else,
+/// and the position cannot be asked for: else 50; below 0: 131).
+BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position, DWORD method);
+
+/// Ends the file at its position. The file must be open for writing (else 5).
+BOOL SetEndOfFile(HANDLE file);
 
 /// Makes an empty file "<folder>\<prefix><hexadecimal number>.tmp" of a name that did not exist.
 ///

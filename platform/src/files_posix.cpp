@@ -168,6 +168,25 @@ extern "C" BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesW
     return TRUE;
 }
 
+extern "C" BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position, DWORD method) {
+    if (position || method != FILE_BEGIN) return platform_failWith(ERROR_NOT_SUPPORTED, FALSE);
+    const auto object = HandleTable_FindAs<FileObject>(file);
+    if (!object) return FALSE;
+    if (distance.QuadPart < 0) return platform_failWith(ERROR_NEGATIVE_SEEK, FALSE);
+    return lseek(object->descriptor(), distance.QuadPart, SEEK_SET) >= 0
+               ? TRUE
+               : platform_failWith(platform_fileErrorOf(errno, ""), FALSE);
+}
+
+extern "C" BOOL SetEndOfFile(HANDLE file) {
+    const auto object = fileFor(file, true);
+    if (!object) return FALSE;
+    const off_t position = lseek(object->descriptor(), 0, SEEK_CUR);
+    return position >= 0 && ftruncate(object->descriptor(), position) == 0
+               ? TRUE
+               : platform_failWith(platform_fileErrorOf(errno, ""), FALSE);
+}
+
 extern "C" BOOL FlushFileBuffers(HANDLE file) {
     const auto object = fileFor(file, true);
     if (!object) return FALSE;

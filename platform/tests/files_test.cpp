@@ -95,6 +95,27 @@ TEST_F(FilesTest, WritesFollowEachOther) {
     EXPECT_EQ(contentOf(path), "abcdef");
 }
 
+TEST_F(FilesTest, AFileIsEndedAtItsPositionAndGrowsFromThere) {
+    const std::string path = _folder.path("f");
+    const auto file = create(path);
+    EXPECT_TRUE(write(file, "abcdef"));
+    LARGE_INTEGER position{};
+    position.QuadPart = 2;
+    EXPECT_TRUE(SetFilePointerEx(file.get(), position, nullptr, FILE_BEGIN));
+    EXPECT_EQ(contentOf(path), "abcdef");
+    EXPECT_TRUE(SetEndOfFile(file.get()));
+    EXPECT_EQ(contentOf(path), "ab");
+    EXPECT_TRUE(write(file, "X"));
+    EXPECT_EQ(contentOf(path), "abX");
+    position.QuadPart = -1;
+    EXPECT_FALSE(SetFilePointerEx(file.get(), position, nullptr, FILE_BEGIN));
+    EXPECT_EQ(GetLastError(), code(ERROR_NEGATIVE_SEEK));
+    EXPECT_FALSE(SetEndOfFile(open(path, GENERIC_READ, OPEN_EXISTING).get()));
+    EXPECT_EQ(GetLastError(), code(ERROR_ACCESS_DENIED));
+    EXPECT_FALSE(SetEndOfFile(nullptr));
+    EXPECT_EQ(GetLastError(), code(ERROR_INVALID_HANDLE));
+}
+
 TEST_F(FilesTest, WriteThroughWritesTheSameBytes) {
     const std::string path = _folder.path("f");
     { EXPECT_TRUE(write(open(path, FILE_WRITE_DATA, CREATE_ALWAYS, FILE_FLAG_WRITE_THROUGH), "bytes")); }
