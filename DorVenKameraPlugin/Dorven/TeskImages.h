@@ -71,7 +71,9 @@ struct TeskImages {
     static std::shared_ptr<TeskImages> createUnlinked(const char* path);
 
     /// Makes the link to the simulator, which answers from now on; nothing when it is there. For the owner's thread.
-    /// @throws std::runtime_error  when an event of the link can be neither created nor opened.
+    /// An event or a memory that the system refuses is no failure, kept on purpose: hosts get their images from a
+    /// camera whose link is dead, too. The error trace tells what failed.
+    /// @throws std::runtime_error  when an event's handle is the invalid one, which no system answers with.
     /// @throws std::system_error   when the system has no thread left.
     void link();
 
