@@ -57,8 +57,8 @@ struct TeskImages {
     virtual bool grab();
 
     /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab or tried to
-    /// grab anew meanwhile, except when the callback itself calls it. False, after entries in the error log, when none
-    /// ran or tried to.
+    /// grab anew meanwhile, except when the callback itself calls it: it is not called again for this grab then, also
+    /// when another thread's freeze waits for it. False, after entries in the error log, when none ran or tried to.
     virtual bool freeze();
 
     // ---- not virtual
@@ -117,6 +117,7 @@ private:
     void freezeToGrabAnew();
     bool startImageThread();
     bool stopImageThread();
+    bool leaveEndingRun();
     bool isWorkerThread() const;
     bool refusesGrabOfCallback();
     unsigned refusedGrabs() const;
