@@ -100,11 +100,9 @@ std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
 }
 
 std::shared_ptr<TeskImages> TeskImages::createUnlinked(const char* path) {
-    struct UnlinkedSource : TeskImages {
-        UnlinkedSource() : TeskImages(Unlinked{}) {}
-    };
     M_TRACE(4, "%s  - %s", "kest::dorven::TeskImages::create", path ? path : "(nullptr)");
-    std::shared_ptr<TeskImages> source = std::make_shared<UnlinkedSource>();
+    // Of this very class: a derived part would be destroyed first, while the link still asks by virtual calls.
+    const std::shared_ptr<TeskImages> source(new TeskImages(Unlinked{}));
     if (const auto ini = openIniFile(path)) applyImageSection(*ini, *source->_imageMemory);
     return source;
 }
@@ -275,6 +273,7 @@ bool TeskImages::stopImageThread() {
     const bool found = _thread != nullptr;
     const bool holds = !isWorkerThread() && _grabsAnew != std::this_thread::get_id();
     const unsigned refusedBefore = _refusedGrabs;
+    const bool left = leaveEndingRun();
     const auto other = found ? tellThreadToEnd() : nullptr;
     if (holds) ++_waitingStops;
     lock.unlock();
@@ -285,9 +284,18 @@ bool TeskImages::stopImageThread() {
     });
     if (other) wakeUntilEnded(*other);
     joinLeavingThreads();
-    if (found || ended || (holds && refusedGrabs() != refusedBefore)) return true;
+    if (found || left || ended || (holds && refusedGrabs() != refusedBefore)) return true;
     M_ERRLOG("%s() : thread is not running.", "kest::dorven::TeskImages::stopImageThread");
     return false;
+}
+
+/// When the caller is a callback whose grab another thread is ending: the images that still wait are not handed to it.
+/// Called with the lock.
+/// @return False when it is none, or has left before.
+bool TeskImages::leaveEndingRun() {
+    const auto own = std::find_if(_leaving.begin(), _leaving.end(),
+                                  [](const Worker& worker) { return isThisThread(worker.thread); });
+    return own != _leaving.end() && !std::exchange(own->run->left, true);
 }
 
 /// Notes the running thread as one that leaves. Called with the lock.

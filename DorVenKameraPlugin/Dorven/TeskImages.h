@@ -57,8 +57,8 @@ struct TeskImages {
     virtual bool grab();
 
     /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab or tried to
-    /// grab anew meanwhile, except when the callback itself calls it. False, after entries in the error log, when none
-    /// ran or tried to.
+    /// grab anew meanwhile, except when the callback itself calls it: it is not called again for this grab then, also
+    /// when another thread's freeze waits for it. False, after entries in the error log, when none ran or tried to.
     virtual bool freeze();
 
     // ---- not virtual
@@ -71,7 +71,9 @@ struct TeskImages {
     static std::shared_ptr<TeskImages> createUnlinked(const char* path);
 
     /// Makes the link to the simulator, which answers from now on; nothing when it is there. For the owner's thread.
-    /// @throws std::runtime_error  when an event of the link can be neither created nor opened.
+    /// An event or a memory that the system refuses is no failure, kept on purpose: hosts get their images from a
+    /// camera whose link is dead, too. The error trace tells what failed.
+    /// @throws std::runtime_error  when an event's handle is the invalid one, which no system answers with.
     /// @throws std::system_error   when the system has no thread left.
     void link();
 
@@ -115,6 +117,7 @@ private:
     void freezeToGrabAnew();
     bool startImageThread();
     bool stopImageThread();
+    bool leaveEndingRun();
     bool isWorkerThread() const;
     bool refusesGrabOfCallback();
     unsigned refusedGrabs() const;

@@ -36,7 +36,7 @@ public:
 
     bool imageSupported() override { return true; }
     /// Refused, with an entry in the error log and nothing touched, inside the device's own callback. What fails before
-    /// the new source is linked leaves the open one as it is; when the link fails, or the factory makes nothing, none
+    /// the new source is linked leaves the open one as it is; when linking throws, or the factory makes nothing, none
     /// is open.
     PluginCallStatus openImageDevice(const char* path, const tagBITMAPINFO** bitmap) override;
     PluginCallStatus grab() override;

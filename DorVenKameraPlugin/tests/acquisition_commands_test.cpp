@@ -16,6 +16,7 @@
 #include "TeskImages.h"
 #include "log_recorder.h"
 #include "scripted_event.h"
+#include "simulator_ring.h"
 
 namespace {
 
@@ -193,6 +194,54 @@ TEST_F(CallbackCommandsTest, GrabIsRefusedWhileTheHostEndsTheImages) {
         EXPECT_EQ(send(1004), kNotSupported);  // nothing runs
         _event->forgetScript();
     }
+}
+
+TEST_F(CallbackCommandsTest, FreezeWhileTheHostEndsTheImagesLeavesThoseThatWait) {
+    for (const std::int32_t id : {1004, 1003, 1001}) {
+        SCOPED_TRACE(id);
+        use<TeskImages>();
+        _images = 0;
+        test::SimulatorRing ring(64, 4);
+        _event->step([&] {
+            for (const std::uint64_t counter : {1, 2, 3}) ring.put(counter);
+            return 1;
+        });
+        std::promise<void> inside;
+        _inside = {[&](IMAGEMEMORY&) {
+            inside.set_value();
+            waitUntilStopped();
+            EXPECT_EQ(send(1004), kDone);
+        }};
+        ASSERT_EQ(send(1002), kDone);
+        inside.get_future().wait();
+        EXPECT_EQ(send(id), id == 1003 ? kNotSupported : kDone);
+        EXPECT_EQ(_images, 1u);
+        EXPECT_THAT(_log.errors(), IsEmpty());
+        _event->forgetScript();
+    }
+}
+
+TEST_F(CallbackCommandsTest, FreezeWhileTheHostGrabsAnewLeavesTheImagesThatWait) {
+    test::SimulatorRing ring(64, 4);
+    _event->step([&] {
+        for (const std::uint64_t counter : {1, 2, 3}) ring.put(counter);
+        return 1;
+    });
+    std::promise<void> inside;
+    _inside = {[&](IMAGEMEMORY&) {
+        inside.set_value();
+        waitUntilStopped();
+        EXPECT_EQ(send(1002), kDone);
+        EXPECT_EQ(send(1004), kDone);
+    }};
+    ASSERT_EQ(send(1002), kDone);
+    inside.get_future().wait();
+    _event->loseNotifications(1000);  // the next grab would take one that is left for the simulator's
+    EXPECT_EQ(send(1002), kDone);
+    _event->loseNotifications(0);
+    EXPECT_EQ(send(1004), kDone);
+    EXPECT_EQ(_images, 1u);
+    EXPECT_THAT(_log.errors(), IsEmpty());
 }
 
 TEST_F(CallbackCommandsTest, GrabIsNotRefusedWhileTheHostOnlyGrabsAnew) {

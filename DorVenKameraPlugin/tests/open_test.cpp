@@ -20,6 +20,10 @@
 PLATFORM_FAULT(HANDLE, CreateEventA,
                (SECURITY_ATTRIBUTES * attributes, BOOL manualReset, BOOL initialState, LPCSTR name),
                (attributes, manualReset, initialState, name))
+PLATFORM_FAULT(HANDLE, CreateFileMappingA,
+               (HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protection, DWORD sizeHigh, DWORD sizeLow,
+                LPCSTR name),
+               (file, attributes, protection, sizeHigh, sizeLow, name))
 
 namespace {
 
@@ -443,28 +447,39 @@ TEST_F(OpenTest, SecondOpenStopsTheOldSourceAndTheNewOneWaitsForGrab) {
     EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone);
 }
 
-/// Events whose name begins so cannot be made while it lives.
-class EventsFail {
+/// While it lives, asking for an event whose name begins so answers with this handle.
+class EventsAnswer {
 public:
-    explicit EventsFail(std::string prefix)
+    EventsAnswer(HANDLE answer, std::string prefix)
         : _fault(fault_CreateEventA,
-                 [prefix = std::move(prefix)](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL signalled,
-                                              LPCSTR name) -> HANDLE {
+                 [answer, prefix = std::move(prefix)](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL signalled,
+                                                      LPCSTR name) -> HANDLE {
                      // Threads end with nameless events of their own on Windows.
                      if (!name || !std::string_view(name).starts_with(prefix))
                          return real_CreateEventA(attributes, manualReset, signalled, name);
                      SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-                     return INVALID_HANDLE_VALUE;
+                     return answer;
                  }) {}
 
 private:
     test::Fault<decltype(fault_CreateEventA)> _fault;
 };
 
-TEST_F(OpenTest, FirstOpenWhoseEventFailsIsRefusedAndNotThrown) {
+/// Makes the event object throw. No system answers so: it stands for what does throw, a heap or a system without
+/// another thread.
+struct EventsThrow : EventsAnswer {
+    explicit EventsThrow(std::string prefix) : EventsAnswer(INVALID_HANDLE_VALUE, std::move(prefix)) {}
+};
+
+/// As a system refuses an event.
+struct EventsAreRefused : EventsAnswer {
+    explicit EventsAreRefused(std::string prefix) : EventsAnswer(nullptr, std::move(prefix)) {}
+};
+
+TEST_F(OpenTest, FirstOpenInsideWhichSomethingThrowsIsRefused) {
     const tagBITMAPINFO before{};
     {
-        const EventsFail fault("DorVenImagesEvent");
+        const EventsThrow fault("DorVenImagesEvent");
         PluginInterfaceReturn<tagBITMAPINFO> result({9, 9}, before);
         EXPECT_EQ(_device.call(1001, nullptr, &result), kNotSupported);
         EXPECT_EQ(result.status, kNotSupported);
@@ -477,11 +492,11 @@ TEST_F(OpenTest, FirstOpenWhoseEventFailsIsRefusedAndNotThrown) {
     EXPECT_NE(record(), nullptr);
 }
 
-TEST_F(OpenTest, SecondOpenWhoseEventFailsLeavesTheCameraOpen) {
+TEST_F(OpenTest, SecondOpenThatThrowsBeforeItsLinkLeavesTheCameraOpen) {
     openIni("[image]\nimage_size_x=640\n");
     IMAGEMEMORY* const opened = record();
     {
-        const EventsFail fault("DorVenImagesEvent");
+        const EventsThrow fault("DorVenImagesEvent");
         EXPECT_EQ(_device.call(1001, nullptr, nullptr), kNotSupported);
         EXPECT_THAT(_log.errors(), Contains("NUV::DorVenPlugin::openImageDevice() : Failed to create process event "
                                             "\"DorVenImagesEvent\""));
@@ -511,10 +526,10 @@ TEST_F(OpenTest, SecondOpenMakesItsLinkBehindTheEndOfTheFirst) {
     EXPECT_FALSE(atEachEvent.front());
 }
 
-TEST_F(OpenTest, SecondOpenWhoseLinkFailsLeavesNoCameraOpen) {
+TEST_F(OpenTest, SecondOpenWhoseLinkThrowsLeavesNoCameraOpen) {
     open(nullptr);
     {
-        const EventsFail fault("DorVenCameraPlugin_");
+        const EventsThrow fault("DorVenCameraPlugin_");
         EXPECT_EQ(_device.call(1001, nullptr, nullptr), kNotSupported);
         EXPECT_THAT(_log.errors(), Contains(HasSubstr("NUV::DorVenPlugin::openImageDevice() : Failed to create process "
                                                       "event \"DorVenCameraPlugin_")));
@@ -522,6 +537,43 @@ TEST_F(OpenTest, SecondOpenWhoseLinkFailsLeavesNoCameraOpen) {
     EXPECT_EQ(_device.call(1011, nullptr, nullptr), kNotSupported);
     open(nullptr);
     EXPECT_NE(record(), nullptr);
+}
+
+TEST_F(OpenTest, SecondOpenWhoseLinkIsRefusedItsEventsOpensACameraWithoutLink) {
+    open(nullptr);
+    {
+        const EventsAreRefused fault("DorVenCameraPlugin_");
+        openIni("[image]\nimage_size_x=640\n");
+    }
+    EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, "DorVenCameraPlugin_dorven_asks_event"), nullptr);
+    ASSERT_NE(record(), nullptr);
+    EXPECT_EQ(record()->width, 640u);
+    EXPECT_EQ(_device.call(1002, nullptr, nullptr), kDone);
+    EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone);
+    EXPECT_THAT(_log.errors(), IsEmpty());
+}
+
+TEST_F(OpenTest, SecondOpenWhoseLinkIsRefusedItsMemoryOpensACameraWithoutLink) {
+    open(nullptr);
+    {
+        const test::Fault fault(fault_CreateFileMappingA,
+                                [](HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protection, DWORD sizeHigh,
+                                   DWORD sizeLow, LPCSTR name) -> HANDLE {
+                                    if (!name || !std::string_view(name).starts_with("DorVenCameraPlugin_"))
+                                        return real_CreateFileMappingA(file, attributes, protection, sizeHigh, sizeLow,
+                                                                       name);
+                                    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+                                    return nullptr;
+                                });
+        openIni("[image]\nimage_size_x=640\n");
+    }
+    EXPECT_THAT(_log.errorTraces(), Contains("MSharedMem_Create(): CreateFileMapping() failed"));
+    EXPECT_EQ(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem"), nullptr);
+    ASSERT_NE(record(), nullptr);
+    EXPECT_EQ(record()->width, 640u);
+    EXPECT_EQ(_device.call(1002, nullptr, nullptr), kDone);
+    EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone);
+    EXPECT_THAT(_log.errors(), IsEmpty());
 }
 
 TEST_F(OpenTest, EventIsThereForTheSimulator) {

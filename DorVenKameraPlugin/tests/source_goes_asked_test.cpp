@@ -1,0 +1,59 @@
+// A camera that goes while its simulator asks. What the two threads share meanwhile is told by ThreadSanitizer.
+#include <atomic>
+#include <memory>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "DorVenImagesComm.h"
+#include "DorVenPlugin.h"
+#include "IPMessenger.h"
+#include "log_recorder.h"
+
+namespace {
+
+using namespace NUV;
+using kest::dorven::DorVenImagesComm;
+using kest::dorven::ImagesMessage;
+using kest::dorven::IPMessenger;
+
+/// A simulator that asks for the image size over and over.
+class AskingSimulator {
+public:
+    AskingSimulator() : _thread([this] { askOverAndOver(); }) {}
+    ~AskingSimulator() {
+        _stop = true;
+        _thread.join();
+    }
+
+    /// Waits for so many answers, by counting alone: nothing else orders what the other threads do before what the
+    /// caller does next.
+    void waitForAnswers(int count) const {
+        while (_answers.load(std::memory_order_relaxed) < count) std::this_thread::yield();
+    }
+
+private:
+    void askOverAndOver() {
+        const auto channel = std::make_shared<DorVenImagesComm>();
+        const auto messenger = IPMessenger::create(channel);
+        while (!_stop) {
+            const ImagesMessage answer = channel->ask({1, 0, 0, 0});
+            if (answer.command == 1 && answer.first == 1280) _answers.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+
+    std::atomic<bool> _stop{false};
+    std::atomic<int> _answers{0};
+    std::thread _thread;
+};
+
+TEST(CameraThatIsAsked, GoesInTheMidstOfQuestions) {
+    const test::LogRecorder log(3);  // a trace of each question would order the threads
+    auto device = std::make_unique<DorVenPlugin>("");
+    ASSERT_EQ(device->call(1001, nullptr, nullptr), kDone);
+    const AskingSimulator simulator;
+    simulator.waitForAnswers(20);
+    device.reset();
+}
+
+}  // namespace
