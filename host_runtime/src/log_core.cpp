@@ -205,17 +205,18 @@ bool writeLossNote(Log& log) {
     return true;
 }
 
-// Also of one that ends for lack of memory.
+// Also of those that end for lack of memory.
 struct LossUnlessOut {
     ~LossUnlessOut() {
-        if (!isOut) ++log.lost;
+        if (!isOut) log.lost += entries;
     }
     Log& log;
+    std::uint64_t entries;
     bool isOut = false;
 };
 
-void writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::time_point time, const char* text) {
-    LossUnlessOut loss{log};
+// False: it is lost, and not counted yet.
+bool writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::time_point time, const char* text) {
     std::string line = std::to_string(entry.level);
     line += ' ';
     appendOnOneLine(line, *entry.file ? entry.file : "?");
@@ -223,7 +224,7 @@ void writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::
     line += std::to_string(entry.line);
     line += ' ';
     appendOnOneLine(line, text);
-    loss.isOut = writeLossNote(log) && writeLine(log, entry.sink, time, line);
+    return writeLossNote(log) && writeLine(log, entry.sink, time, line);
 }
 
 // One that came once more only is written as it is.
@@ -231,8 +232,9 @@ void writeRepeats(Log& log, LogRow& row) {
     if (!row.hasRepeats()) return;
     const LogEntryView entry = row.entry();
     const unsigned long long repeats = row.takeRepeats();
-    if (repeats == 1) return writeEntry(log, entry, row.lastTime(), entry.text);
-    writeEntry(log, entry, row.lastTime(), ("last entry repeated " + std::to_string(repeats) + " times").c_str());
+    LossUnlessOut loss{log, repeats};
+    const std::string text = repeats == 1 ? entry.text : "last entry repeated " + std::to_string(repeats) + " times";
+    loss.isOut = writeEntry(log, entry, row.lastTime(), text.c_str());
 }
 
 // In the order in which they came last.
@@ -251,8 +253,10 @@ void add(Log& log, const LogEntryView& entry) {
     if (step == LogRow::Step::counted) return;
     if (step == LogRow::Step::sumUp) return writeRepeats(log, row);
     writeAllRepeats(log);
-    writeEntry(log, entry, std::chrono::system_clock::now(), entry.text);
-    row.begin(entry, now);
+    LossUnlessOut loss{log, 1};
+    row.end();  // of an entry that is lost nobody would know what is repeated
+    loss.isOut = writeEntry(log, entry, std::chrono::system_clock::now(), entry.text);
+    if (loss.isOut) row.begin(entry, now);
 }
 
 // At the end of the program nothing more may come, so what is counted is written, and nothing counted any more. A
