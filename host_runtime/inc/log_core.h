@@ -40,7 +40,8 @@ struct LogEntryView {
 
 extern "C" {
 
-/// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix.
+/// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix. errno and the last error
+/// stay as they were.
 LOG_CORE_API void LogCore_Write(const LogEntryView* entry);
 
 /// The trace master level, 0 … 5, from the environment or as set; setting keeps to that range.

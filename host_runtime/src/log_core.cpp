@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstddef>
@@ -22,6 +23,7 @@
 
 #include "log_file.h"
 #include "log_row.h"
+#include "platform.h"
 
 namespace {
 
@@ -293,10 +295,27 @@ LogEntryView completed(const LogEntryView& entry) {
     return whole;
 }
 
+// Callers report a failure and then tell its cause: what they ask for is as it was before.
+class ErrorsOfCaller {
+public:
+    ErrorsOfCaller() = default;
+    ~ErrorsOfCaller() {
+        SetLastError(_lastError);
+        errno = _number;
+    }
+    ErrorsOfCaller(const ErrorsOfCaller&) = delete;
+    ErrorsOfCaller& operator=(const ErrorsOfCaller&) = delete;
+
+private:
+    const DWORD _lastError = GetLastError();
+    const int _number = errno;
+};
+
 }  // namespace
 
 void LogCore_Write(const LogEntryView* entry) {
     if (!entry) return;
+    const ErrorsOfCaller errors;
     try {
         const LogEntryView whole = completed(*entry);
         Log& log = theLog();
@@ -311,6 +330,7 @@ void LogCore_Write(const LogEntryView* entry) {
 int LogCore_MasterLevel() {
     const int level = masterLevel.load(std::memory_order_relaxed);
     if (level != kLevelNotRead) return level;
+    const ErrorsOfCaller errors;
     const std::lock_guard lock(theLog().mutex);  // one thread reads, and says once what it dislikes
     int unread = kLevelNotRead;
     if (masterLevel.load(std::memory_order_relaxed) == kLevelNotRead)

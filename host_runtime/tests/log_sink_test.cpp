@@ -1,4 +1,5 @@
 // What a host meets when its log cannot take what is written to it, or takes too much of it.
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -244,6 +245,24 @@ TEST_F(LogFileTest, AFailureThatRepeatsWithItsCauseIsCountedToo) {
     EXPECT_THAT(logged(), SizeIs(Le(20u)));
     EXPECT_EQ(timesReported(traced, "the cause"), 200u);
     EXPECT_EQ(timesReported(failed, "the failure"), 200u);
+}
+
+// ---- what the reporter finds afterwards
+
+CHILD_ROLE(asksForTheCauseBehindAnEntry) {
+    beginReporter(arguments);
+    for (int i = 0; i < 3; ++i) {
+        errno = ENOENT;
+        SetLastError(ERROR_ALREADY_EXISTS);
+        report("text " + std::to_string(i));
+        if (errno != ENOENT || GetLastError() != ERROR_ALREADY_EXISTS) return 1;
+    }
+    return 0;
+}
+
+TEST_F(LogFileTest, AnEntryLeavesTheErrorThatItsReporterIsAboutToTell) {
+    EXPECT_EQ(run("asksForTheCauseBehindAnEntry", "", log), 0);
+    EXPECT_THAT(logged(), SizeIs(3));
 }
 
 // ---- names with control characters
