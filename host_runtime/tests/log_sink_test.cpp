@@ -177,6 +177,35 @@ TEST(LogSink, ARowOfEqualEntriesShowsItsTextThoughTheFirstOfThemWasLost) {
     EXPECT_EQ(test::ChildProcess("reportsTheSameIntoAPipeThatNobodyReads").join(60s), 0);
 }
 
+// ---- the end of the program
+
+CHILD_ROLE(reportsTheSameToStandardError) {
+    logToStandardError();
+    standardErrorBecomes(arguments.at(0));
+    for (int i = 0; i < 119; ++i) report("the same");
+    return 0;
+}
+
+TEST(LogSink, APipeGetsWhatIsCountedAtTheEndOfTheProgram) {
+    PipeForChild pipe;
+    EXPECT_EQ(test::ChildProcess("reportsTheSameToStandardError", {pipe.name()}).join(60s), 0);
+    EXPECT_EQ(timesReported(splitLines(pipe.read()), "the same"), 119u);
+}
+
+CHILD_ROLE(endsBehindAPipeThatNobodyReads) {
+    logToStandardError();
+    static const auto* const pipe = new StandardErrorPipe;  // its reader lives as long as the program
+    if (!pipe) return 2;
+    const std::string filler(1000, 'x');
+    for (std::size_t i = 0; i < kUnreadEntries; ++i) report(filler + " unread " + std::to_string(i));
+    for (int i = 0; i < 119; ++i) report("the same");
+    return 0;
+}
+
+TEST(LogSink, APipeThatNobodyReadsDoesNotKeepTheProgramFromItsEnd) {
+    EXPECT_EQ(test::ChildProcess("endsBehindAPipeThatNobodyReads").join(60s), 0);
+}
+
 // ---- a stopped process
 
 CHILD_ROLE(reportsBesideAStoppedWriter) {
@@ -254,7 +283,8 @@ CHILD_ROLE(asksForTheCauseBehindAnEntry) {
     for (int i = 0; i < 3; ++i) {
         errno = ENOENT;
         SetLastError(ERROR_ALREADY_EXISTS);
-        report("text " + std::to_string(i));
+        const LogEntryView entry{LogSink::errorLog, 0, "folder/logged", i, "", "text", 0};
+        LogCore_Write(&entry);
         if (errno != ENOENT || GetLastError() != ERROR_ALREADY_EXISTS) return 1;
     }
     return 0;
