@@ -68,15 +68,33 @@ struct Log {
     std::uint64_t lost = 0;  // entries, since one was written last
 };
 
+void lockForFork();
+void unlockInParent();
+void beginAnewInChild();
+
 // Never destroyed, on purpose, and this library is never unloaded: other modules' destructors may report when this
 // one's would have run already, and the file is opened once however often a plugin is loaded.
 Log& theLog() {
     alignas(Log) static std::byte storage[sizeof(Log)];
     static Log* const log = [] {
         keepLogLibraryLoaded();
+        runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
         return new (storage) Log;
     }();
     return *log;
+}
+
+// A fork takes the lock, so that a child finds it free and nothing half changed.
+void lockForFork() { theLog().mutex.lock(); }
+void unlockInParent() { theLog().mutex.unlock(); }
+
+// What the parent has counted, it tells itself.
+void beginAnewInChild() {
+    Log& log = theLog();
+    for (LogRow& row : log.rows) row = LogRow();
+    log.lost = 0;
+    if (log.file) log.file->forgetPart();
+    log.mutex.unlock();
 }
 
 std::atomic<int> masterLevel{kLevelNotRead};

@@ -278,6 +278,8 @@ void LogFile::moveOnTo(void* handle) {
     _midLine = false;
 }
 
+void runAroundForks(void (*)(), void (*)(), void (*)()) {}
+
 void keepLogLibraryLoaded() {
     HMODULE module = nullptr;
     GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
