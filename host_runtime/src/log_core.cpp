@@ -136,10 +136,11 @@ void appendOnOneLine(std::string& line, const char* text) {
     }
 }
 
-// Says it on standard error, whatever the log is.
+// Says it on standard error, whatever the log is. All that is said shares one patience; the log's lock guards it.
 void say(const std::string& what) {
     const std::string line = what + "\n";
-    LogFile().write(line.data(), line.size());
+    static LogFile* const standardError = new LogFile;  // never destroyed, as the log itself
+    standardError->write(line.data(), line.size());
 }
 
 struct NumberVariable {
