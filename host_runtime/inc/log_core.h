@@ -18,6 +18,9 @@
 // blocked for half a second (for a tenth of the time, where that happens often). As soon as the log can be written
 // again, an entry of log_core tells how many entries were lost there. No signal comes from that, and the program's own
 // signal settings stay as they are. Not covered: a file on a server that does not answer.
+//
+// A child that the program forks logs as well, and tells nothing of what its parent has counted. The fork waits for an
+// entry that another thread is writing.
 #pragma once
 
 #include <cstdarg>
@@ -40,15 +43,17 @@ struct LogEntryView {
 
 extern "C" {
 
-/// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix.
+/// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix. errno and the last error
+/// stay as they were.
 LOG_CORE_API void LogCore_Write(const LogEntryView* entry);
 
 /// The trace master level, 0 … 5, from the environment or as set; setting keeps to that range.
 LOG_CORE_API int LogCore_MasterLevel();
 LOG_CORE_API void LogCore_SetMasterLevel(int level);
 
-/// Starts to hand every entry to a function as well, on the reporting thread and under the log's lock, so it must not
-/// report itself; null ends it. While a capture runs, the log itself is not written, so that tests stay quiet.
+/// Starts to hand every entry to a function as well, on the reporting thread and under the log's lock, so it must
+/// neither report itself nor fork; null ends it. While a capture runs, the log itself is not written, so that tests
+/// stay quiet.
 LOG_CORE_API void LogCore_SetCapture(void (*function)(void* context, const LogEntryView* entry), void* context);
 
 }  // extern "C"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstddef>
@@ -22,6 +23,7 @@
 
 #include "log_file.h"
 #include "log_row.h"
+#include "platform.h"
 
 namespace {
 
@@ -66,15 +68,33 @@ struct Log {
     std::uint64_t lost = 0;  // entries, since one was written last
 };
 
+void lockForFork();
+void unlockInParent();
+void beginAnewInChild();
+
 // Never destroyed, on purpose, and this library is never unloaded: other modules' destructors may report when this
 // one's would have run already, and the file is opened once however often a plugin is loaded.
 Log& theLog() {
     alignas(Log) static std::byte storage[sizeof(Log)];
     static Log* const log = [] {
         keepLogLibraryLoaded();
+        runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
         return new (storage) Log;
     }();
     return *log;
+}
+
+// A fork takes the lock, so that a child finds it free and nothing half changed.
+void lockForFork() { theLog().mutex.lock(); }
+void unlockInParent() { theLog().mutex.unlock(); }
+
+// What the parent has counted, it tells itself.
+void beginAnewInChild() {
+    Log& log = theLog();
+    for (LogRow& row : log.rows) row = LogRow();
+    log.lost = 0;
+    if (log.file) log.file->forgetPart();
+    log.mutex.unlock();
 }
 
 std::atomic<int> masterLevel{kLevelNotRead};
@@ -116,10 +136,11 @@ void appendOnOneLine(std::string& line, const char* text) {
     }
 }
 
-// Says it on standard error, whatever the log is.
+// Says it on standard error, whatever the log is. All that is said shares one patience; the log's lock guards it.
 void say(const std::string& what) {
     const std::string line = what + "\n";
-    LogFile().write(line.data(), line.size());
+    static LogFile* const standardError = new LogFile;  // never destroyed, as the log itself
+    standardError->write(line.data(), line.size());
 }
 
 struct NumberVariable {
@@ -205,17 +226,18 @@ bool writeLossNote(Log& log) {
     return true;
 }
 
-// Also of one that ends for lack of memory.
+// Also of those that end for lack of memory.
 struct LossUnlessOut {
     ~LossUnlessOut() {
-        if (!isOut) ++log.lost;
+        if (!isOut) log.lost += entries;
     }
     Log& log;
+    std::uint64_t entries;
     bool isOut = false;
 };
 
-void writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::time_point time, const char* text) {
-    LossUnlessOut loss{log};
+// False: it is lost, and not counted yet.
+bool writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::time_point time, const char* text) {
     std::string line = std::to_string(entry.level);
     line += ' ';
     appendOnOneLine(line, *entry.file ? entry.file : "?");
@@ -223,7 +245,7 @@ void writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::
     line += std::to_string(entry.line);
     line += ' ';
     appendOnOneLine(line, text);
-    loss.isOut = writeLossNote(log) && writeLine(log, entry.sink, time, line);
+    return writeLossNote(log) && writeLine(log, entry.sink, time, line);
 }
 
 // One that came once more only is written as it is.
@@ -231,8 +253,9 @@ void writeRepeats(Log& log, LogRow& row) {
     if (!row.hasRepeats()) return;
     const LogEntryView entry = row.entry();
     const unsigned long long repeats = row.takeRepeats();
-    if (repeats == 1) return writeEntry(log, entry, row.lastTime(), entry.text);
-    writeEntry(log, entry, row.lastTime(), ("last entry repeated " + std::to_string(repeats) + " times").c_str());
+    LossUnlessOut loss{log, repeats};
+    const std::string text = repeats == 1 ? entry.text : "last entry repeated " + std::to_string(repeats) + " times";
+    loss.isOut = writeEntry(log, entry, row.lastTime(), text.c_str());
 }
 
 // In the order in which they came last.
@@ -251,8 +274,10 @@ void add(Log& log, const LogEntryView& entry) {
     if (step == LogRow::Step::counted) return;
     if (step == LogRow::Step::sumUp) return writeRepeats(log, row);
     writeAllRepeats(log);
-    writeEntry(log, entry, std::chrono::system_clock::now(), entry.text);
-    row.begin(entry, now);
+    LossUnlessOut loss{log, 1};
+    row.end();  // of an entry that is lost nobody would know what is repeated
+    loss.isOut = writeEntry(log, entry, std::chrono::system_clock::now(), entry.text);
+    if (loss.isOut) row.begin(entry, now);
 }
 
 // At the end of the program nothing more may come, so what is counted is written, and nothing counted any more. A
@@ -289,10 +314,27 @@ LogEntryView completed(const LogEntryView& entry) {
     return whole;
 }
 
+// Callers report a failure and then tell its cause: what they ask for is as it was before.
+class ErrorsOfCaller {
+public:
+    ErrorsOfCaller() = default;
+    ~ErrorsOfCaller() {
+        SetLastError(_lastError);
+        errno = _number;
+    }
+    ErrorsOfCaller(const ErrorsOfCaller&) = delete;
+    ErrorsOfCaller& operator=(const ErrorsOfCaller&) = delete;
+
+private:
+    const DWORD _lastError = GetLastError();
+    const int _number = errno;
+};
+
 }  // namespace
 
 void LogCore_Write(const LogEntryView* entry) {
     if (!entry) return;
+    const ErrorsOfCaller errors;
     try {
         const LogEntryView whole = completed(*entry);
         Log& log = theLog();
@@ -307,6 +349,7 @@ void LogCore_Write(const LogEntryView* entry) {
 int LogCore_MasterLevel() {
     const int level = masterLevel.load(std::memory_order_relaxed);
     if (level != kLevelNotRead) return level;
+    const ErrorsOfCaller errors;
     const std::lock_guard lock(theLog().mutex);  // one thread reads, and says once what it dislikes
     int unread = kLevelNotRead;
     if (masterLevel.load(std::memory_order_relaxed) == kLevelNotRead)

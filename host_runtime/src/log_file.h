@@ -31,6 +31,9 @@ public:
     /// The file has twice its size, since it cannot be renamed, and takes nothing more.
     bool isOverfull() const { return _overfull; }
 
+    /// For a child that its host forks: the part of a line that its parent has written is the parent's to end.
+    void forgetPart() { _midLine = false; }
+
     const std::string& path() const { return _path; }  // "": standard error
     std::string olderPath() const { return _path + ".1"; }
 
@@ -48,6 +51,10 @@ private:
     bool _overfull = false;
     LogPatience _patience;
 };
+
+/// Has these run around each fork of the process: before it, and then in parent and child. Linux only: nothing forks
+/// on Windows.
+void runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)());
 
 /// Keeps this library loaded until the process ends, whoever unloads it.
 void keepLogLibraryLoaded();

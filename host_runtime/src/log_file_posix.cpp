@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -215,6 +216,11 @@ void LogFile::moveOnTo(void* handle) {
     ::close(descriptorOf(_handle));
     _handle = handle;
     _midLine = false;
+}
+
+// The handlers go with this library, as pthread_atfork is linked into it.
+void runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
+    pthread_atfork(before, inParent, inChild);
 }
 
 void keepLogLibraryLoaded() {}  // linked with -z nodelete

@@ -57,8 +57,59 @@ DWORD writtenBytes(HANDLE file, const char* text, std::size_t length) {
     return written;
 }
 
+// A pipe takes at once what it has room for, and says so, while it is in this state.
+class PipeThatDoesNotWait {
+public:
+    explicit PipeThatDoesNotWait(HANDLE pipe) : _pipe(pipe) {
+        DWORD state = 0;
+        _waits = GetNamedPipeHandleStateA(pipe, &state, nullptr, nullptr, nullptr, nullptr, 0) == 0 ||
+                 (state & PIPE_NOWAIT) == 0;
+        _set = !_waits || set(PIPE_NOWAIT);
+    }
+    ~PipeThatDoesNotWait() {
+        if (_set && _waits) set(PIPE_WAIT);
+    }
+    PipeThatDoesNotWait(const PipeThatDoesNotWait&) = delete;
+    PipeThatDoesNotWait& operator=(const PipeThatDoesNotWait&) = delete;
+
+    /// False: some of it is lost.
+    bool write(const char* text, std::size_t length, Clock::time_point deadline) {
+        std::size_t done = 0;
+        while (_set && done < length) {
+            DWORD written = 0;
+            if (!WriteFile(_pipe, text + done, static_cast<DWORD>(length - done), &written, nullptr)) return false;
+            done += written;
+            if (written == 0 && millisecondsUntil(deadline) == 0) return false;
+            if (written == 0) Sleep(1);
+        }
+        return _set && done == length;
+    }
+
+private:
+    bool set(DWORD wait) {
+        DWORD state = PIPE_READMODE_BYTE | wait;
+        return SetNamedPipeHandleState(_pipe, &state, nullptr, nullptr) != 0;
+    }
+
+    HANDLE _pipe;
+    bool _waits = true;
+    bool _set = false;
+};
+
+bool isConsoleHeld() {
+    CONSOLE_SELECTION_INFO selection{};
+    return GetConsoleSelectionInfo(&selection) && (selection.dwFlags & CONSOLE_SELECTION_IN_PROGRESS) != 0;
+}
+
+// Without a second thread, which a program that is ending has no more. False: it is lost. A user who has stopped a
+// console by Ctrl-S lets it go on by any key.
+bool writeWithoutThread(HANDLE file, const char* text, std::size_t length, Clock::time_point deadline) {
+    if (GetFileType(file) == FILE_TYPE_PIPE) return PipeThatDoesNotWait(file).write(text, length, deadline);
+    return !isConsoleHeld() && writtenBytes(file, text, length) == length;
+}
+
 // Writes to what may hold up its writer for ever, a pipe or a console, on a thread of its own: a line is handed over
-// and waited for. There is one for the whole process, and it is never ended.
+// and waited for. There is one for the whole process, and it is never ended but by the system with the program.
 class WaitingWriter {
 public:
     /// The writer; null when its thread cannot be started.
@@ -71,6 +122,7 @@ public:
     std::size_t write(HANDLE file, const char* text, std::size_t length, Clock::time_point deadline) {
         if (_underWay && !waitForIt(deadline)) return 1;
         const std::size_t lostBefore = takeLoss();
+        if (hasEnded()) return lostBefore + (writeWithoutThread(file, text, length, deadline) ? 0 : 1);
         _file = file;
         _line.assign(text, length);
         _underWay = true;
@@ -99,7 +151,10 @@ private:
         return 0;
     }
 
-    // False: still under way. The thread's own end comes with the program's, and its line is lost then.
+    // The system ends all other threads before what is static goes and libraries are told that they go.
+    bool hasEnded() const { return WaitForSingleObject(_thread, 0) == WAIT_OBJECT_0; }
+
+    // False: still under way. What the thread was writing when it ended is lost.
     bool waitForIt(Clock::time_point deadline) {
         const HANDLE ends[] = {_done, _thread};
         const DWORD end = WaitForMultipleObjects(2, ends, FALSE, millisecondsUntil(deadline));
@@ -185,7 +240,8 @@ std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::tim
     const DWORD type = GetFileType(_handle);
     if (type == FILE_TYPE_PIPE || type == FILE_TYPE_CHAR) {
         WaitingWriter* const writer = WaitingWriter::get();
-        return writer ? writer->write(_handle, text, length, deadline) : 1;
+        if (writer) return writer->write(_handle, text, length, deadline);
+        return writeWithoutThread(_handle, text, length, deadline) ? 0 : 1;
     }
     if (void* const next = successor(deadline)) moveOnTo(next);
     FileGuard guard(_handle);
@@ -221,6 +277,8 @@ void LogFile::moveOnTo(void* handle) {
     _handle = handle;
     _midLine = false;
 }
+
+void runAroundForks(void (*)(), void (*)(), void (*)()) {}
 
 void keepLogLibraryLoaded() {
     HMODULE module = nullptr;

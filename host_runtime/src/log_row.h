@@ -18,13 +18,14 @@ public:
     static constexpr Clock::duration kLongestInterval = std::chrono::seconds(64);
 
     enum class Step {
-        write,    // a new entry, or one that has not come for an interval: begin() a row with it
+        write,    // a new entry, or one that has not come for an interval: begin() a row with it once it is out
         counted,  // one of many
         sumUp,    // counted, and it is time to write how many there were
     };
 
     Step next(const LogEntryView& entry, Clock::time_point now);
     void begin(const LogEntryView& entry, Clock::time_point now);
+    void end() { _begun = false; }  // whatever comes next is new
 
     /// How often the entry has come since it, or its last sum, was written; this one counts as written now.
     unsigned long long takeRepeats();

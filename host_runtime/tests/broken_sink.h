@@ -21,6 +21,28 @@ private:
     bool _open = true;
 };
 
+/// A pipe with its reader here, for the standard error of a child.
+class PipeForChild {
+public:
+    PipeForChild();
+    ~PipeForChild();
+    PipeForChild(const PipeForChild&) = delete;
+    PipeForChild& operator=(const PipeForChild&) = delete;
+
+    /// What the child opens (standardErrorBecomes).
+    const std::string& name() const { return _name; }
+
+    /// Takes what is in it, without waiting for more.
+    std::string read();
+
+private:
+    std::string _name;
+    void* _reader = nullptr;
+};
+
+/// Standard error becomes a PipeForChild, or a file that exists.
+void standardErrorBecomes(const std::string& name);
+
 /// A process that was stopped in the middle of a line: it has the log file's lock.
 class StoppedWriter {
 public:

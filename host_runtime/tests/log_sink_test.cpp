@@ -1,5 +1,7 @@
 // What a host meets when its log cannot take what is written to it, or takes too much of it.
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include <gmock/gmock.h>
@@ -139,6 +141,71 @@ TEST_P(UnreadPipeTest, DoesNotHangTheProgramAndWhatIsLostIsSaidAfterwards) {
 
 INSTANTIATE_TEST_SUITE_P(LogSink, UnreadPipeTest, testing::Values("1000", "20000"));
 
+std::size_t timesRepeated(const std::vector<std::string>& lines) {
+    std::size_t times = 0;
+    for (const std::string& line : lines) {
+        std::smatch match;
+        if (std::regex_search(line, match, std::regex("last entry repeated (\\d+) times$")))
+            times += std::stoul(match[1]);
+    }
+    return times;
+}
+
+// The first of a row of equal entries finds the pipe full, and so do some more.
+CHILD_ROLE(reportsTheSameIntoAPipeThatNobodyReads) {
+    logToStandardError();
+    StandardErrorPipe pipe;
+    const std::string filler(1000, 'x');
+    for (std::size_t i = 0; i < kUnreadEntries; ++i) report(filler + " unread " + std::to_string(i));
+    std::size_t same = 119;
+    for (std::size_t i = 0; i < same; ++i) report("the same");
+    std::string text = pipe.read();
+    for (; text.find("the same") == std::string::npos && text.find("repeated") == std::string::npos; ++same) {
+        report("the same");
+        text += pipe.read();
+    }
+    text += reportUntilSeen(pipe);
+    const std::vector<std::string> lines = splitLines(text);
+    if (text.find(":7 the same") > text.find("repeated")) return 2;
+    const std::size_t reported = kUnreadEntries + same + std::stoul(lines.back().substr(lines.back().rfind(' '))) + 1;
+    const std::size_t whole = linesWith(lines, " unread ") + linesWith(lines, ":7 the same") + timesRepeated(lines) +
+                              linesWith(lines, ":7 after ");
+    return whole + lostEntries(lines) == reported ? 0 : 1;
+}
+
+TEST(LogSink, ARowOfEqualEntriesShowsItsTextThoughTheFirstOfThemWasLost) {
+    EXPECT_EQ(test::ChildProcess("reportsTheSameIntoAPipeThatNobodyReads").join(60s), 0);
+}
+
+// ---- the end of the program
+
+CHILD_ROLE(reportsTheSameToStandardError) {
+    logToStandardError();
+    standardErrorBecomes(arguments.at(0));
+    for (int i = 0; i < 119; ++i) report("the same");
+    return 0;
+}
+
+TEST(LogSink, APipeGetsWhatIsCountedAtTheEndOfTheProgram) {
+    PipeForChild pipe;
+    EXPECT_EQ(test::ChildProcess("reportsTheSameToStandardError", {pipe.name()}).join(60s), 0);
+    EXPECT_EQ(timesReported(splitLines(pipe.read()), "the same"), 119u);
+}
+
+CHILD_ROLE(endsBehindAPipeThatNobodyReads) {
+    logToStandardError();
+    static const auto* const pipe = new StandardErrorPipe;  // its reader lives as long as the program
+    if (!pipe) return 2;
+    const std::string filler(1000, 'x');
+    for (std::size_t i = 0; i < kUnreadEntries; ++i) report(filler + " unread " + std::to_string(i));
+    for (int i = 0; i < 119; ++i) report("the same");
+    return 0;
+}
+
+TEST(LogSink, APipeThatNobodyReadsDoesNotKeepTheProgramFromItsEnd) {
+    EXPECT_EQ(test::ChildProcess("endsBehindAPipeThatNobodyReads").join(60s), 0);
+}
+
 // ---- a stopped process
 
 CHILD_ROLE(reportsBesideAStoppedWriter) {
@@ -207,6 +274,25 @@ TEST_F(LogFileTest, AFailureThatRepeatsWithItsCauseIsCountedToo) {
     EXPECT_THAT(logged(), SizeIs(Le(20u)));
     EXPECT_EQ(timesReported(traced, "the cause"), 200u);
     EXPECT_EQ(timesReported(failed, "the failure"), 200u);
+}
+
+// ---- what the reporter finds afterwards
+
+CHILD_ROLE(asksForTheCauseBehindAnEntry) {
+    beginReporter(arguments);
+    for (int i = 0; i < 3; ++i) {
+        errno = ENOENT;
+        SetLastError(ERROR_ALREADY_EXISTS);
+        const LogEntryView entry{LogSink::errorLog, 0, "folder/logged", i, "", "text", 0};
+        LogCore_Write(&entry);
+        if (errno != ENOENT || GetLastError() != ERROR_ALREADY_EXISTS) return 1;
+    }
+    return 0;
+}
+
+TEST_F(LogFileTest, AnEntryLeavesTheErrorThatItsReporterIsAboutToTell) {
+    EXPECT_EQ(run("asksForTheCauseBehindAnEntry", "", log), 0);
+    EXPECT_THAT(logged(), SizeIs(3));
 }
 
 // ---- names with control characters
@@ -304,6 +390,31 @@ TEST_F(LogSizeTest, AFileThatCannotBePutAsideEndsAtTwiceItsSize) {
                                           EndsWith("\" has twice the size of DORVEN_LOG_MAX_MB and cannot be renamed: "
                                                    "entries are lost. Close what has it open, or let this account "
                                                    "write into its folder."))));
+}
+
+// The file is made too large by somebody else, behind an entry that repeats.
+CHILD_ROLE(losesTheSumOfARow) {
+    beginReporter(arguments);
+    setEnvironment("DORVEN_LOG_MAX_MB", "1");
+    const std::filesystem::path older = arguments.at(1) + ".1";
+    std::filesystem::create_directories(older / "folder");
+    report("the same");
+    for (int i = 0; i < 118; ++i) report("the same");
+    std::ofstream(arguments.at(1), std::ios::binary | std::ios::app) << std::string(2 * kMegabyte, 'x') << '\n';
+    report("another");
+    std::filesystem::remove_all(older);
+    report("after");
+    return 0;
+}
+
+// Whoever has summed up once or more, on a slow machine, has told the others before.
+TEST_F(LogSizeTest, ASumThatIsLostCountsAsAllTheEntriesThatItStandsFor) {
+    ASSERT_EQ(run("losesTheSumOfARow", "", log), 0);
+    const std::vector<std::string> first = linesOf(older);
+    const std::size_t told = timesReported(first, "the same");
+    EXPECT_GE(told, 1u);
+    EXPECT_EQ(told + lostEntries(logged()), 120u);
+    EXPECT_THAT(logged().back(), EndsWith(":7 after"));
 }
 
 constexpr int kBigLinesPerWriter = 250;

@@ -162,6 +162,8 @@ public:
     /// and the mark of UTF-8 do not count. False
     ///   - before the first Open and after Close;
     ///   - behind an Open that failed: lines from the refused one on are missing;
+    ///   - behind an Open that took a file for absent, though it could only not be looked at (memory ran out, a folder
+    ///     may not be searched);
     ///   - when an option had a later line or section replace an earlier one;
     ///   - when a line that begins with a byte 0 was dropped;
     ///   - after SetContentString: another text took the file's place.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -82,8 +83,8 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
     _unchanged = false;
     const bool readable = looksReadable();  // first: a pipe of Windows has no file's attributes
     if (readable && !file_access(_fileName.c_str())) {
-        _open = true;  // and still absent: a new, empty file
-        _holdsWholeFile = true;
+        _holdsWholeFile = errno == ENOENT;  // also what only could not be found out counts as absent
+        _open = true;                       // and still absent: a new, empty file
         return true;
     }
     _fileAbsent = false;

@@ -89,6 +89,26 @@ TEST(MIniDataMemory, AParserThatRunsOutOfMemoryKeepsWholeLinesOnly) {
     EXPECT_GE(failures, 3 * (kUsualLines + 1));
 }
 
+// Longer than a string holds within itself, so that the layer needs memory to look at the name.
+TEST(MIniDataMemory, AFileThatCouldNotBeLookedAtIsNotHeldSoThatSavingCannotEmptyItUnawares) {
+    const test::TemporaryFolder folder;
+    const std::string file = folder.file("a file of some length.ini", lines(kUsualLines));
+    int failures = 0;
+    for (bool failed = true; failed; failures += failed) {
+        MIniData data;
+        test::failAllocation(failures + 1);
+        try {
+            data.Open(file.c_str());
+        } catch (const std::bad_alloc&) {
+            // Some allocations let it out.
+        }
+        failed = test::allocationHasFailed();
+        test::failAllocation(0);
+        EXPECT_TRUE(!data.HoldsWholeFile() || data.GetContentString() == lines(kUsualLines)) << failures;
+    }
+    EXPECT_GE(failures, 3);
+}
+
 // The functions for callers in C style throw nothing.
 TEST(MIniDataMemory, FunctionsAnswerWithoutMemoryAsForAnyOtherFailure) {
     const test::LogRecorder recorder;
