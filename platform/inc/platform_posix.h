@@ -224,8 +224,9 @@ HANDLE OpenEventA(DWORD access, BOOL inheritHandle, LPCSTR name);
 BOOL SetEvent(HANDLE event);
 
 /// Waits for one event; never returns WAIT_TIMEOUT early. INVALID_HANDLE_VALUE is the process itself and never signals.
-/// On Linux exactly one handle (else error 50), and of an event (else 6, for a mapping 5); and 31 threads of all
-/// processes at a time: one more looks each millisecond whether a signal is kept or a place has become free.
+/// On Linux exactly one handle (else error 50), and of an event (else 6, for a mapping 5); and an event has 31 places.
+/// Each thread that waits takes one, and a process that has waited keeps up to four until it closes the event. Who
+/// finds none looks each millisecond whether a signal is kept or a place has become free.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 
 // ----------------------------------------------------------------------------------- threads and clock

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <utility>
 
+#include <dirent.h>
 #include <unistd.h>
 
 /// Descriptor that closes itself, and with it all its locks, unless it is released.
@@ -19,3 +21,14 @@ public:
 private:
     int _value;
 };
+
+/// What stands in a folder, to be read; closes itself.
+using FolderEntries = std::unique_ptr<DIR, int (*)(DIR*)>;
+
+/// Takes over a folder's descriptor, or the negative number of one that could not be opened. Null with errno.
+inline FolderEntries folderEntries(int opened) {
+    Descriptor folder(opened);
+    DIR* const entries = folder.get() < 0 ? nullptr : fdopendir(folder.get());
+    if (entries) folder.release();
+    return {entries, closedir};
+}

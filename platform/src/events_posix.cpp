@@ -5,6 +5,7 @@
 // its own. Only the lock's holder sits down in a seat, or clears it.
 
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <new>
@@ -23,6 +24,7 @@
 namespace {
 
 constexpr off_t kFirstSeatByte = 64;
+constexpr int kSeatsKept = 4;  // by a process, for its next waits; the others are for all
 constexpr long kNanosecondsPerSecond = 1'000'000'000;
 
 constexpr std::uint32_t bitOf(unsigned seat) { return 1u << seat; }
@@ -90,7 +92,7 @@ public:
             seat = findSeat();
         }
         const bool released = waitIn(seat, deadline);
-        seats().free.fetch_or(bitOf(seat), std::memory_order_release);
+        standUp(seat);
         return released || take();
     }
 
@@ -195,6 +197,14 @@ private:
             if (claim(seat)) return seat;
         }
         return kNoSeat;
+    }
+
+    /// The next wait of this process finds the seat without a system call, unless the process has enough of them.
+    void standUp(unsigned seat) const {
+        if (std::popcount(seats().own.load(std::memory_order_relaxed)) > kSeatsKept)
+            disclaim(seat);
+        else
+            seats().free.fetch_or(bitOf(seat), std::memory_order_release);
     }
 
     /// Makes a seat this process's. False when it is already, or is that of another process that lives.

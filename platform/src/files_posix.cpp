@@ -22,13 +22,18 @@ namespace {
 class FileObject : public KernelObject {
 public:
     FileObject(int descriptor, bool writable) : _descriptor(descriptor), _writable(writable) {}
-    ~FileObject() override { close(_descriptor); }
+    ~FileObject() override {
+        // A forked child has the descriptor too, and would keep the lock; its own closing leaves its parent the lock.
+        if (_writable && getpid() == _opener) flock(_descriptor, LOCK_UN);
+        close(_descriptor);
+    }
     int descriptor() const { return _descriptor; }
     bool writable() const { return _writable; }
 
 private:
     int _descriptor;
     bool _writable;
+    pid_t _opener = getpid();
 };
 
 bool isFolder(int descriptor) {

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "handle_table_posix.h"
 #include "high_descriptor.h"
 #include "no_memory_posix.h"
@@ -32,18 +33,15 @@ bool matches(const char* pattern, const char* name) {
     }
 }
 
-DIR* openFolder(const std::string& folder) {
+FolderEntries openFolder(const std::string& folder) {
     const char* const path = folder.empty() ? "." : folder.c_str();
-    const int descriptor = highDescriptor(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    DIR* const entries = descriptor < 0 ? nullptr : fdopendir(descriptor);
-    if (!entries && descriptor >= 0) close(descriptor);
-    return entries;
+    return folderEntries(highDescriptor(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
 }
 
 // The first name in the folder that matches; empty when none does, with errno set.
 std::string firstMatch(const std::string& folder, std::string pattern) {
     if (pattern == "*.*") pattern = "*";  // every name, with a dot or without
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(openFolder(folder), closedir);
+    const FolderEntries entries = openFolder(folder);
     if (!entries) return "";
     const auto before = [](const std::string& left, const std::string& right) {
         const auto isDots = [](const std::string& name) { return name == "." || name == ".."; };

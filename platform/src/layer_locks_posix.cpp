@@ -12,8 +12,11 @@ namespace {
 constinit std::array<std::mutex, static_cast<std::size_t>(LayerLock::count)> locks;
 
 void lockAll() {
-    for (std::mutex& lock : locks) lock.lock();
-    LockedFiles_WaitForClosing(locks[static_cast<std::size_t>(LayerLock::files)]);
+    std::mutex& files = LayerLocks_Of(LayerLock::files);
+    for (std::mutex& lock : locks) {
+        lock.lock();
+        if (&lock == &files) LockedFiles_WaitForClosing(files);  // it lets the lock go: not while later ones are held
+    }
 }
 
 void unlockAll() {

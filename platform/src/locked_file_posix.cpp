@@ -55,6 +55,19 @@ bool LockedFile::map(std::size_t bytes) {
     return true;
 }
 
+namespace {
+
+// The kernel does it with the last user of the description, and a view that somebody made of the file is one.
+void leaveAllLocks(int descriptor) {
+    struct flock all {};
+    all.l_type = F_UNLCK;
+    all.l_whence = SEEK_SET;
+    all.l_len = 0;  // to the end, wherever that is
+    fcntl(descriptor, F_OFD_SETLK, &all);
+}
+
+}  // namespace
+
 // The closing itself may free gigabytes, so others go on meanwhile; only a fork waits for it.
 void LockedFile::close() {
     if (_descriptor >= 0) {
@@ -64,6 +77,7 @@ void LockedFile::close() {
         ++closing;
     }
     const bool wasOpen = _descriptor >= 0;
+    if (wasOpen) leaveAllLocks(_descriptor);
     if (_address) munmap(std::exchange(_address, nullptr), _bytes);
     if (wasOpen) ::close(std::exchange(_descriptor, -1));
     if (wasOpen) {

@@ -7,7 +7,8 @@
 
 #include <sys/types.h>
 
-/// Used by one thread at a time. Unmapped and closed with the object, and with that all its locks are gone.
+/// Used by one thread at a time. Unmapped and closed with the object, and with that all its locks are gone, also those
+/// of a file of which a view stays mapped.
 class LockedFile {
 public:
     LockedFile() = default;

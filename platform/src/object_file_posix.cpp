@@ -207,6 +207,11 @@ private:
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
+        // A leftover is not laid out anew in its place: somebody may still have a view of it.
+        if (!existed && fileBytes > 0)
+            return unlinkat(folder, _fileName.c_str(), 0) == 0
+                       ? Outcome::again
+                       : platform_failWith(platform_errorOf(errno), Outcome::failed);
         // Of two names with the same hash the second one is not there, and cannot be made while the first one is.
         if (existed && !ObjectFile_HasFullName(descriptor, _fullName))
             return platform_failWith<Outcome>(_create ? ERROR_DUP_NAME : ERROR_FILE_NOT_FOUND, Outcome::failed);

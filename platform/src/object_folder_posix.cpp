@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "fork_posix.h"
 #include "high_descriptor.h"
 #include "last_error_posix.h"
@@ -84,16 +85,12 @@ void removeLeftover(int folder, const char* fileName) {
 
 template <typename Action>
 void forEachEntry(int folder, Action action) {
-    const int copy = highDescriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
-    if (!entries) {
-        if (copy >= 0) close(copy);
-        return;
-    }
-    while (const dirent* entry = readdir(entries)) {
+    const FolderEntries entries =
+        folderEntries(highDescriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    if (!entries) return;
+    while (const dirent* entry = readdir(entries.get())) {
         if (entry->d_name[0] != '.') action(entry->d_name);
     }
-    closedir(entries);
 }
 
 void sweep(int folder) {
@@ -104,27 +101,25 @@ void sweep(int folder) {
 // about to use it; who is late all the same makes it again (ObjectFolder_Renew).
 void removeUnusedSpace(int parent, const char* name) {
     constexpr time_t kUnusedSeconds = 60;
-    const int folder = highDescriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (folder < 0) return;
+    const Descriptor folder(highDescriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+    if (folder.get() < 0) return;
     struct stat status {};
-    if (fstat(folder, &status) == 0 && status.st_uid == geteuid() &&
+    if (fstat(folder.get(), &status) == 0 && status.st_uid == geteuid() &&
         time(nullptr) - status.st_mtim.tv_sec > kUnusedSeconds) {
-        sweep(folder);
+        sweep(folder.get());
         unlinkat(parent, name, AT_REMOVEDIR);  // only an empty one
     }
-    close(folder);
 }
 
 int openObjectFolder() {
-    const int parent = ObjectParent_Open();
-    if (parent < 0) return -1;
+    const Descriptor parent(ObjectParent_Open());
+    if (parent.get() < 0) return -1;
     const std::string own = ObjectFolder_Space();
-    const int descriptor = ObjectParent_OpenPrivate(parent, own);
-    forEachEntry(parent, [&](const char* name) {
-        if (name != own) removeUnusedSpace(parent, name);
+    Descriptor folder(ObjectParent_OpenPrivate(parent.get(), own));
+    forEachEntry(parent.get(), [&](const char* name) {
+        if (name != own) removeUnusedSpace(parent.get(), name);
     });
-    close(parent);
-    return descriptor;
+    return folder.release();
 }
 
 // Closed with its module, which may be loaded and unloaded many times. What comes later opens the folder again.
@@ -144,13 +139,12 @@ std::mutex& folderMutex() { return LayerLocks_Of(LayerLock::folder); }
 // An open one is replaced under its number, which other threads may be using. The lock is not held while the folder is
 // opened: that may take a while, and be reported.
 int openAndSweep() {
-    const int opened = openObjectFolder();
-    if (opened < 0) return -1;
-    sweep(opened);
+    Descriptor opened(openObjectFolder());
+    if (opened.get() < 0) return -1;
+    sweep(opened.get());
     const std::lock_guard lock(folderMutex());
-    if (folderDescriptor.value < 0) return folderDescriptor.value = opened;
-    dup3(opened, folderDescriptor.value, O_CLOEXEC);
-    close(opened);
+    if (folderDescriptor.value < 0) return folderDescriptor.value = opened.release();
+    dup3(opened.get(), folderDescriptor.value, O_CLOEXEC);
     return folderDescriptor.value;
 }
 

@@ -63,17 +63,12 @@ void lookAtFile(int folder, const char* fileName, ObjectFolderSight& sight) {
 }
 
 void lookAtFiles(ObjectFolderSight& sight) {
-    const int descriptor = openFolder(sight.path);
-    DIR* entries = descriptor < 0 ? nullptr : fdopendir(descriptor);
-    if (!entries) {
-        if (descriptor >= 0) close(descriptor);
-        return;
-    }
-    while (const dirent* entry = readdir(entries)) {
+    const FolderEntries entries = folderEntries(openFolder(sight.path));
+    if (!entries) return;
+    while (const dirent* entry = readdir(entries.get())) {
         if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            lookAtFile(dirfd(entries), entry->d_name, sight);
+            lookAtFile(dirfd(entries.get()), entry->d_name, sight);
     }
-    closedir(entries);
     std::sort(sight.leftovers.begin(), sight.leftovers.end());
     std::sort(sight.wrongFiles.begin(), sight.wrongFiles.end());
 }
@@ -81,7 +76,9 @@ void lookAtFiles(ObjectFolderSight& sight) {
 }  // namespace
 
 ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
-    const Descriptor folder(openFolder(ObjectParent_Look().path + "/" + ObjectFolder_Space()));
+    const std::string parent = ObjectParent_Look().path;
+    if (parent.empty()) return {};
+    const Descriptor folder(openFolder(parent + "/" + ObjectFolder_Space()));
     if (folder.get() < 0) return {};
     const std::string fileName = ObjectFolder_FileName(name);
     const Descriptor file(openForLooking(folder.get(), fileName.c_str()));

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor_posix.h"
 #include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "locked_file_posix.h"
@@ -47,17 +48,12 @@ bool isPrivateFolder(int root, const std::string& name) {
 std::string firstSpareName(int root) {
     const std::string prefix = usualName() + "-";
     std::string first;
-    const int copy = highDescriptor(openat(root, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    DIR* entries = copy < 0 ? nullptr : fdopendir(copy);
-    if (!entries) {
-        if (copy >= 0) close(copy);
-        return first;
-    }
-    while (const dirent* entry = readdir(entries)) {
+    const FolderEntries entries = folderEntries(highDescriptor(openat(root, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    if (!entries) return first;
+    while (const dirent* entry = readdir(entries.get())) {
         const std::string name = entry->d_name;
         if (name.rfind(prefix, 0) == 0 && (first.empty() || name < first) && isPrivateFolder(root, name)) first = name;
     }
-    closedir(entries);
     return first;
 }
 
@@ -139,15 +135,12 @@ int ObjectParent_OpenPrivate(int parent, const std::string& name) {
     if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
         return platform_failWith(platform_errorOf(errno), -1);
     ObjectParent_MendMode(parent, name, S_IFDIR | 0700);
-    const int descriptor =
-        highDescriptor(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (descriptor < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
+    Descriptor folder(highDescriptor(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+    if (folder.get() < 0) return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
     struct stat status {};
-    if (fstat(descriptor, &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
-        close(descriptor);
+    if (fstat(folder.get(), &status) != 0 || status.st_uid != geteuid() || (status.st_mode & 077) != 0)
         return platform_failWith<int>(ERROR_ACCESS_DENIED, -1);
-    }
-    return descriptor;
+    return folder.release();
 }
 
 int ObjectParent_Open() {

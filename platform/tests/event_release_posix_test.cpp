@@ -1,7 +1,9 @@
 // States of an event that only an accident leaves behind: a process that was killed between two steps, or bytes that
 // somebody else has written. Written into the object's file, as another process would leave them.
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <list>
 #include <ostream>
 #include <string>
 
@@ -149,6 +151,46 @@ TEST_F(LeftState, AReleaseWhoseSetterDiedBeforeItWokeAnybodyCountsWhenTheWaitRun
     leave(state() | state() >> 32);
     EXPECT_EQ(sleeper.result(), WAIT_OBJECT_0);
     EXPECT_EQ(waitFor(_event.get(), 0), WAIT_TIMEOUT);
+}
+
+namespace {
+
+constexpr unsigned kSeats = 31;
+
+// Of all processes.
+unsigned lockedSeats(int file) {
+    constexpr off_t kFirstSeatByte = 64;
+    unsigned count = 0;
+    for (unsigned seat = 0; seat < kSeats; ++seat) {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = kFirstSeatByte + static_cast<off_t>(seat);
+        lock.l_len = 1;
+        if (fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK) ++count;
+    }
+    return count;
+}
+
+}  // namespace
+
+TEST_F(LeftState, AProcessThatHadManyWaitsAtATimeLeavesSeatsToOthers) {
+    std::list<Sleeper> sleepers;
+    for (unsigned i = 0; i < kSeats; ++i) sleepers.emplace_back(_event.get(), 20'000);
+    EXPECT_EQ(lockedSeats(_file), kSeats);
+    for (unsigned i = 0; i < kSeats; ++i) SetEvent(_event.get());
+    for (Sleeper& sleeper : sleepers) EXPECT_EQ(sleeper.result(), WAIT_OBJECT_0);
+    EXPECT_EQ(state(), 0u);
+    SleepingProcess other(_name);
+    EXPECT_TRUE(other.sleeps()) << "it looks again and again";
+    SetEvent(_event.get());
+    EXPECT_EQ(other.child().join(std::chrono::seconds(20)), 0);
+    expectUsable();
+}
+
+TEST_F(LeftState, AProcessKeepsTheSeatThatItUsesAgainAndAgain) {
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(waitFor(_event.get(), 1), WAIT_TIMEOUT);
+    EXPECT_EQ(lockedSeats(_file), 1u) << "the next wait needs no lock";
 }
 
 // A stopped process does not stand up when it is woken, so that it can be killed in between.

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "object_handles.h"
@@ -321,3 +322,59 @@ TEST(PosixFiles, OnlySearchesAreClosedAsSearches) {
 }
 
 }  // namespace
+
+namespace {
+
+/// A forked child that lives until the test lets it go.
+class ForkedChild {
+public:
+    /// @param before  What it does first.
+    template <typename Function>
+    explicit ForkedChild(Function before) {
+        if (pipe2(_done, O_CLOEXEC) != 0 || pipe2(_leave, O_CLOEXEC) != 0) return;
+        _child = fork();
+        if (_child == 0) {
+            alarm(60);
+            before();
+            char byte = 0;
+            const bool told = write(_done[1], "d", 1) == 1;
+            close(_leave[1]);
+            _exit(told && read(_leave[0], &byte, 1) == 0 ? 0 : 1);
+        }
+        char byte = 0;
+        EXPECT_EQ(read(_done[0], &byte, 1), 1);
+    }
+    ~ForkedChild() {
+        close(_leave[1]);
+        int status = 0;
+        while (waitpid(_child, &status, 0) < 0 && errno == EINTR) continue;
+        EXPECT_EQ(status, 0);
+        for (const int end : {_done[0], _done[1], _leave[0]}) close(end);
+    }
+    ForkedChild(const ForkedChild&) = delete;
+    ForkedChild& operator=(const ForkedChild&) = delete;
+
+private:
+    int _done[2] = {-1, -1};
+    int _leave[2] = {-1, -1};
+    pid_t _child = -1;
+};
+
+}  // namespace
+
+TEST(PosixFiles, AFileThatWasClosedCanBeWrittenAgainWhileAForkedChildLives) {
+    const test::TemporaryFolder folder;
+    ObjectHandle file(createFile(folder.path("f"), FILE_WRITE_DATA, CREATE_ALWAYS));
+    const ForkedChild child([] {});
+    file.close();
+    ObjectHandle again(createFile(folder.path("f"), FILE_WRITE_DATA, CREATE_ALWAYS));
+    EXPECT_NE(again.get(), INVALID_HANDLE_VALUE) << GetLastError();
+}
+
+TEST(PosixFiles, AFileThatAForkedChildClosesStaysItsParents) {
+    const test::TemporaryFolder folder;
+    ObjectHandle file(createFile(folder.path("f"), FILE_WRITE_DATA, CREATE_ALWAYS));
+    const ForkedChild child([&] { file.close(); });
+    EXPECT_EQ(createFile(folder.path("f"), FILE_WRITE_DATA, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), code(ERROR_SHARING_VIOLATION));
+}

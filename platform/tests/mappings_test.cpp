@@ -213,6 +213,30 @@ TEST(Mappings, TheNameGoesWithTheLastHandleAlsoUnderAView) {
     EXPECT_EQ(old.bytes()[0], 5);
 }
 
+// Holds the object of a name until it is told to go.
+CHILD_ROLE(holdsMappingUntilTold) {
+    const auto mapping = createMapping(arguments.at(0), 100);
+    signal(arguments.at(1));
+    return mapping.get() && await(arguments.at(2)) ? 0 : 1;
+}
+
+TEST(Mappings, ANameThatAnotherProcessHoldsIsOpenedAgainUnderAView) {
+    const std::string name = test::uniqueName("held_under_view");
+    const Meeting meeting;
+    test::ChildProcess holder("holdsMappingUntilTold", {name, meeting.ready, meeting.go});
+    ASSERT_TRUE(await(meeting.ready));
+    auto mapping = createMapping(name, 100);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+    const View view(mapping.get());
+    view.bytes()[0] = 5;
+    mapping.close();
+    const auto again = openMapping(name);
+    ASSERT_NE(again.get(), nullptr) << GetLastError();
+    EXPECT_EQ(View(again.get()).bytes()[0], 5) << "it is the same object";
+    signal(meeting.go);
+    EXPECT_EQ(holder.join(20s), 0);
+}
+
 TEST(Mappings, ANameUnderAViewIsFreeForAnotherKind) {
     const std::string name = test::uniqueName("free");
     auto mapping = createMapping(name, 100);

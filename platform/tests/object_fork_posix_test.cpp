@@ -47,6 +47,12 @@ int inForkedChild(Function function) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+/// Ends the program after two minutes: a parent that hangs in a fork is a failure, and no run that never ends.
+struct EndOfAHang {
+    EndOfAHang() { alarm(120); }
+    ~EndOfAHang() { alarm(0); }
+};
+
 /// How many object files this process has open or mapped.
 int keptFiles() {
     const std::string folder = platform_lookAtObjectFolder().path + "/";
@@ -154,6 +160,14 @@ TEST(ObjectsOfAForkedChild, AreWholeTablesWhateverOtherThreadsWereDoingAtTheFork
             }
         });
     }
+    threads.emplace_back([&] {  // freeing so many bytes takes a while, in which a fork finds it closing
+        constexpr DWORD kManyBytes = 64 << 20;
+        while (!done) {
+            const ObjectHandle large(
+                CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kManyBytes, nullptr));
+        }
+    });
+    const EndOfAHang limit;
     for (int i = 0; i < 100 && !HasFailure(); ++i) {
         EXPECT_EQ(inForkedChild([&] {
                       if (keptFiles() != 0) return 1;

@@ -181,6 +181,19 @@ TEST_F(ObjectParentTest, LookTellsWhichFolderServes) {
     EXPECT_EQ(sight.problem, "");
 }
 
+// Without a folder that serves, the name space alone is no path.
+TEST_F(ObjectParentTest, LookAtAnObjectFindsNothingWhenNoFolderServes) {
+    squat();
+    const char* const variable = "PLATFORM_OBJECT_NAMESPACE";
+    const std::string former = getenv(variable);
+    const fs::path stray = "/tmp/stray-" + std::to_string(getpid());
+    fs::create_directory(stray);
+    setenv(variable, "tmp", 1);
+    EXPECT_EQ(platform_lookAtObject(stray.filename().c_str(), 0).kind, ObjectSight::Kind::absent);
+    setenv(variable, former.c_str(), 1);
+    fs::remove(stray);
+}
+
 // Makes an object in the place that the arguments name, and waits until the other one is seen.
 CHILD_ROLE(meetsInAnotherPlace) {
     ObjectParent_Place().root = arguments.at(0);
