@@ -278,7 +278,6 @@ void IPMessenger::handleSignal(Run& run) {
         run.unanswered = 0;
         if (header.id == run.lastSent) {
             processReply(header);
-            run.echoes.heard();
         } else {
             processExec(header, run);
         }
