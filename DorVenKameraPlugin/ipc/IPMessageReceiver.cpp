@@ -90,7 +90,7 @@ void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
     if (_mem && MMemFifo_GetUsed(_mem) != 0 && !MMemFifo_IsSound(_mem, _mappedSize))
         M_ERRLOG("%s() : message fifo %s is inconsistent: what waits in it is dropped",
                  "kest::dorven::IPMessageReceiver::read", name.c_str());
-    const std::size_t s = MMemFifo_Read(_mem, buffer, size, _mappedSize);
+    const std::size_t s = _copied = MMemFifo_Read(_mem, buffer, size, _mappedSize);
     M_ASSERT(s <= size, "s <= size", "fifo %s could not read enough bytes: %zu <= %zu", name.c_str(), s, size);
 }
 
@@ -131,6 +131,12 @@ bool IPMessageReceiver::isOccupied() const {
 
 bool IPMessageReceiver::isShortOf(std::size_t size) const {
     return _mem && waiting() < size && MMemFifo_IsSound(_mem, _mappedSize);
+}
+
+bool IPMessageReceiver::readWhole(void* buffer, std::size_t size) {
+    if (hasLostItsMark()) return false;
+    read(buffer, size);
+    return _copied == size && !hasLostItsMark();
 }
 
 void IPMessageReceiver::drop() { MMemFifo_Clear(_mem); }

@@ -58,11 +58,17 @@ public:
     std::size_t waiting() const { return MMemFifo_GetUsed(_mem); }
     /// Whether it is attached and fewer than size bytes wait, in a fifo whose header is not damaged.
     bool isShortOf(std::size_t size) const;
+    /// Reads like read. @return Whether all bytes came, of a fifo that nobody has laid anew or taken over meanwhile;
+    /// the
+    ///                         buffer's content counts only then.
+    bool readWhole(void* buffer, std::size_t size);
     /// Drops what waits. Nothing when unattached.
     void drop();
 
 protected:
     IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
+
+    std::size_t _copied = 0;  // bytes that the last read has copied
 
 private:
     bool hasLostItsMark() const;

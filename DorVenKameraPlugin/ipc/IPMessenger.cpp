@@ -38,6 +38,9 @@ constexpr std::chrono::milliseconds kPauseAfterError{10};
 /// Another messenger of the same ids may take a signal; then the closer is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
 
+/// 0 stands for none and 1 for nothing sent; neither goes out.
+bool isMessageId(std::uint64_t id) { return id > kNothingSent; }
+
 std::size_t shown(std::uint64_t id) { return static_cast<std::size_t>(id); }
 int shown(std::uint32_t step) { return static_cast<int>(step); }
 
@@ -63,10 +66,11 @@ using Clock = std::chrono::steady_clock;
 
 /// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
 struct IPMessenger::Run {
-    explicit Run(std::size_t requestSize) : payload(requestSize) {}
+    Run(std::size_t requestSize, std::size_t responseSize) : payload(requestSize), received(responseSize) {}
 
     std::uint64_t lastSent = kNothingSent;
     std::vector<char> payload;                   // of the step that is being sent
+    std::vector<char> received;                  // payload that is being read
     int unanswered = 0;                          // requests sent since the peer was last heard
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
     std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
@@ -94,7 +98,7 @@ IPMessenger::IPMessenger(std::shared_ptr<Comm> comm)
       _last{},
       _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
       _request(_comm->requestSize()),
-      _run(std::make_shared<Run>(_comm->requestSize())) {
+      _run(std::make_shared<Run>(_comm->requestSize(), _comm->responseSize())) {
     // After the ends were made and without stopping anything, kept on purpose: hosts find both in their logs.
     M_ASSERT(_comm->requestId() != "" && _comm->responseId() != "",
              "_comm->requestId() != \"\" && _comm->responseId() != \"\"", "empty id provided: '%s', '%s'",
@@ -272,15 +276,14 @@ void IPMessenger::openEnds() {
 /// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
     if (std::exchange(run.stoodBy, false)) _sender->open();  // before there is something to answer
-    if (hasFrame(run)) {
-        FrameHeader header{};
-        _receiver->read(&header, sizeof header);
+    FrameHeader header{};
+    // A damaged fifo seems to hold a frame and gives none.
+    if (hasFrame(run) && _receiver->readWhole(&header, sizeof header)) {
         run.unanswered = 0;
-        if (header.id == run.lastSent) {
-            processReply(header);
-        } else {
+        if (header.id == run.lastSent)
+            processReply(header, run);
+        else
             processExec(header, run);
-        }
         if (run.left) return;
     }
     const FrameHeader step = takeStep(run);
@@ -324,10 +327,18 @@ void IPMessenger::dropPart(Run& run) {
     run.partSince.reset();
 }
 
-void IPMessenger::processReply(const FrameHeader& header) {
+/// Stores the payload in a record of the channel's once it is there as a whole: the peer may lay the fifo anew behind
+/// the header, and what the record holds from before would count.
+bool IPMessenger::readPayload(void* record, Run& run) {
+    if (!_receiver->readWhole(run.received.data(), run.received.size())) return false;
+    std::copy(run.received.begin(), run.received.end(), static_cast<char*>(record));
+    return true;
+}
+
+void IPMessenger::processReply(const FrameHeader& header, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processReply", static_cast<void*>(this),
             requestId().c_str(), shown(header.step), shown(header.id));
-    _receiver->read(_comm->responseData(), _comm->responseSize());
+    if (!readPayload(_comm->responseData(), run)) return;
     setLast(header);
     _finished->Notify();
 }
@@ -337,7 +348,12 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
             requestId().c_str(), shown(header.step), shown(header.id));
     const auto comm = _comm;  // lives on if its execute destroys this object
     void* const request = comm->incomingData();
-    _receiver->read(request, comm->responseSize());
+    if (!readPayload(request, run)) return;
+    if (!isMessageId(header.id)) {
+        M_ERRLOG("%s() : message fifo %s had a frame with the id %zu, which no message has: it is dropped",
+                 "kest::dorven::IPMessenger::processExec", _receiver->memoryName().c_str(), shown(header.id));
+        return;
+    }
     // Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does
     // the peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
     if (run.echoes.isEcho(header.id, request, comm->responseSize())) return;

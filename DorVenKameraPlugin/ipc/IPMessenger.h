@@ -120,7 +120,8 @@ private:
     bool isInPart(Run& run, bool timedOut);
     void dropPart(Run& run);
     std::size_t frameSize() const { return sizeof(FrameHeader) + _comm->responseSize(); }
-    void processReply(const FrameHeader& header);
+    bool readPayload(void* record, Run& run);
+    void processReply(const FrameHeader& header, Run& run);
     void processExec(const FrameHeader& header, Run& run);
     void processSend(const FrameHeader& step, Run& run);
     void processWait(const FrameHeader& step);

@@ -127,6 +127,77 @@ TEST_F(MessengerFrames, AnswerIsNotTakenWithoutItsPayload) {
     EXPECT_EQ(_channel->response, Payload(8, 0x10));
 }
 
+TEST_F(MessengerFrames, RequestWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNotAnswered) {
+    _channel->onIncoming = [this] { _peer.sender->layAnew(); };
+    _channel->incoming.assign(8, 0x66);
+    _peer.send({1, 0, 11}, Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_EQ(_channel->executions, 0) << "the handler ran on the request before";
+    EXPECT_EQ(waitingForPeer(), 0u);
+    _channel->onIncoming = {};
+    _messenger.timeOut();  // attaches anew
+    _peer.send({1, 0, 12}, Payload(8, 0x20));
+    _messenger.signal();
+    const auto answer = _peer.receive(0ms);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->payload, Payload(8, 0x21));
+}
+
+TEST_F(MessengerFrames, AnswerWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNoSuccess) {
+    _channel->onResponse = [this] { _peer.sender->layAnew(); };
+    _channel->response.assign(8, 0x66);
+    const std::uint64_t id = _messenger.setStep(1);
+    _messenger.signal();
+    ASSERT_TRUE(_peer.receive(0ms));
+    _peer.send({1, 0, id}, Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_NE(_messenger.last().id, id) << "the answer before is given as this one's";
+    EXPECT_EQ(_channel->response, Payload(8, 0x66));
+}
+
+TEST_F(MessengerFrames, FrameOfAnotherReaderSinceTheHeaderIsNotTaken) {
+    std::shared_ptr<test::IPMessageReceiver> other;
+    _channel->onIncoming = [&] {
+        if (other) return;
+        _peer.sender->layAnew();
+        other = test::IPMessageReceiver::create(_ids.answering, 24);
+        write(FrameHeader{1, 0, 12});
+        write(Payload(8, 0x20));
+    };
+    _peer.send({1, 0, 11}, Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_EQ(_channel->executions, 0);
+    EXPECT_EQ(other->waiting(), 24u);
+}
+
+TEST_F(MessengerFrames, DamagedFifoRunsNoHandlerAndPutsNothingOnTheWire) {
+    for (const std::size_t field : {8u, 24u, 32u}) {
+        _peer.sender->layAnew();
+        _messenger.timeOut();
+        _peer.send({1, 0, 11}, Payload(8, 0x10));
+        void* const memory = MSharedMem_Link((_ids.answering + "_mem").c_str());
+        const std::uint64_t nonsense = 1'000'000'000;
+        std::memcpy(static_cast<char*>(memory) + field, &nonsense, sizeof nonsense);
+        MSharedMem_Unlink(memory);
+        _messenger.signal();
+        EXPECT_EQ(_channel->executions, 0) << field;
+        EXPECT_EQ(waitingForPeer(), 0u) << field;
+    }
+}
+
+TEST_F(MessengerFrames, IdsThatNoMessageHasAreNeitherHandledNorAnswered) {
+    _messenger.setStep(1);
+    _messenger.signal();
+    ASSERT_TRUE(_peer.receive(0ms));
+    for (const std::uint64_t id : {0u, 1u}) {
+        _peer.send({1, 0, id}, Payload(8, 0x10));
+        _messenger.signal();
+        EXPECT_EQ(_channel->executions, 0) << id;
+        EXPECT_FALSE(_peer.receive(0ms)) << id;
+        EXPECT_THAT(takeErrors(), ElementsAre(HasSubstr("a frame with the id " + std::to_string(id))));
+    }
+}
+
 // ---- the writing side
 
 TEST_F(MessengerFrames, FrameThatFitsInPartIsNotWrittenAtAllAndEachPieceIsReported) {
