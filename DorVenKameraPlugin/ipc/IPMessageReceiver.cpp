@@ -98,6 +98,7 @@ int IPMessageReceiver::wait(const double& timeoutSeconds) {
     M_ASSERT(_event, "_event", "invalid event: %s", eventName().c_str());
     const int eventResult = _event ? _event->Wait(timeoutSeconds) : 0;
     _tookSignal = eventResult == 1;
+    _waitFailed = eventResult == 0;
     // Before anything else, kept on purpose: a messenger answers to this once, and then to 3 until the peer is back.
     if (_mem && !MMemFifo_IsWriterAttached(_mem)) {
         close();

@@ -52,6 +52,8 @@ public:
     /// Whether open last found another reader attached, and whether the last wait was signalled, whatever it answered.
     bool isTaken() const { return _taken; }
     bool tookSignal() const { return _tookSignal; }
+    /// Whether the last wait failed, whatever it answered: a failure that meets no connection is a 3.
+    bool didWaitFail() const { return _waitFailed; }
     /// Looks whether there is a fifo now with a writer and another reader, alive or dead; attaches nothing.
     bool isOccupied() const;
     /// Bytes that wait; 0 when unattached.
@@ -80,6 +82,7 @@ private:
 
     bool _taken = false;
     bool _tookSignal = false;
+    bool _waitFailed = false;
     std::atomic<bool> _holdsMark{false};  // another receiver of this process may take it over
     IPMessageReceiver* _nextHolder = nullptr;
     static IPMessageReceiver* _holders;

@@ -32,8 +32,10 @@ constexpr double kCloseS = -1.0;
 
 constexpr std::uint64_t kNothingSent = 1;
 
-/// Keeps a wait that fails at once, as on an event that is none, from taking a whole processor.
+/// Keeps a wait that answers at once from taking a whole processor; one that fails, as on an event that is none, pauses
+/// twice as long each time, up to as long as a wait, and so does not fill the log either.
 constexpr std::chrono::milliseconds kPauseAfterError{10};
+constexpr std::chrono::milliseconds kLongestPause{5000};
 
 /// Another messenger of the same ids may take a signal; then the closer is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
@@ -75,7 +77,9 @@ struct IPMessenger::Run {
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
     std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
     std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
-    bool knocked = false;                        // for the sender that was opened last
+    std::uint64_t failedStep = 0;                // id of the step that the last error was told for
+    std::chrono::milliseconds pause = kPauseAfterError;
+    bool knocked = false;  // for the sender that was opened last
     EchoGuard echoes;
     bool stoodBy = false;  // and has left the sending fifo to the other one
     bool left = false;     // the messenger is gone
@@ -225,17 +229,27 @@ void IPMessenger::run(Run& run) {
             run.deafSince.reset();
         } else {
             run.partSince.reset();
-            processError();
+            processError(run);
             if (status == kNotConnected)
                 seekPeer(run);
             else
                 run.knocked = false;
         }
-        if (status == kWaitFailed || status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
+        pauseAfter(status, run);
         status = nextStatus(run);
     }
     processClose();
     while (!waitForCloser()) _finished->Notify();
+}
+
+/// Ended at once by the owner's next step.
+void IPMessenger::pauseAfter(int status, Run& run) {
+    const bool failed = status == kWaitFailed || (status == kNotConnected && _receiver->didWaitFail());
+    if (!failed) run.pause = kPauseAfterError;
+    if (!failed && status != kNotConnected) return;
+    std::unique_lock lock(_mutex);
+    _stepChanged.wait_for(lock, run.pause, [&] { return _closing || _current.id != run.failedStep; });
+    if (failed) run.pause = std::min(2 * run.pause, kLongestPause);
 }
 
 /// One wait, but for a side that only answers and finds another one of its kind reading: the event releases one of the
@@ -388,8 +402,9 @@ void IPMessenger::processWait(const FrameHeader& step) {
 }
 
 /// The step stays pending, kept on purpose: it is sent at the next signal, though its send has given up by then.
-void IPMessenger::processError() {
+void IPMessenger::processError(Run& run) {
     FrameHeader step = current();
+    run.failedStep = step.id;
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processError", static_cast<void*>(this),
             requestId().c_str(), shown(step.step), shown(step.id));
     step.step = kStepError;

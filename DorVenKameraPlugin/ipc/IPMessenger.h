@@ -125,7 +125,8 @@ private:
     void processExec(const FrameHeader& header, Run& run);
     void processSend(const FrameHeader& step, Run& run);
     void processWait(const FrameHeader& step);
-    void processError();
+    void processError(Run& run);
+    void pauseAfter(int status, Run& run);
     void seekPeer(Run& run);
     void knock(Run& run);
     void processClose();
