@@ -242,14 +242,17 @@ void IPMessenger::run(Run& run) {
     while (!waitForCloser()) _finished->Notify();
 }
 
-/// Ended at once by the owner's next step.
+/// That after a failed wait is ended at once by the owner's next step.
 void IPMessenger::pauseAfter(int status, Run& run) {
     const bool failed = status == kWaitFailed || (status == kNotConnected && _receiver->didWaitFail());
-    if (!failed) run.pause = kPauseAfterError;
-    if (!failed && status != kNotConnected) return;
+    if (!failed) {
+        run.pause = kPauseAfterError;
+        if (status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
+        return;
+    }
     std::unique_lock lock(_mutex);
     _stepChanged.wait_for(lock, run.pause, [&] { return _closing || _current.id != run.failedStep; });
-    if (failed) run.pause = std::min(2 * run.pause, kLongestPause);
+    run.pause = std::min(2 * run.pause, kLongestPause);
 }
 
 /// One wait, but for a side that only answers and finds another one of its kind reading: the event releases one of the
@@ -289,7 +292,8 @@ void IPMessenger::openEnds() {
 
 /// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
-    if (std::exchange(run.stoodBy, false)) _sender->open();  // before there is something to answer
+    // Before there is something to answer; another camera that closes takes the mark away that both have set.
+    if (std::exchange(run.stoodBy, false) || _sender->hasLostItsMark()) _sender->open();
     FrameHeader header{};
     // A damaged fifo seems to hold a frame and gives none.
     if (hasFrame(run) && _receiver->readWhole(&header, sizeof header)) {

@@ -1,4 +1,7 @@
 // Frames that come in part: a header without its payload, and a reader that stands between the two.
+#include <functional>
+#include <utility>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -229,6 +232,69 @@ TEST_F(MessengerFrames, AnswerThatFitsInPartIsNotWrittenAtAll) {
     EXPECT_EQ(_channel->executions, 2);
     EXPECT_EQ(waitingForPeer(), 8u);
     EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(overrunOf(_ids.asking)), MatchesRegex(overrunOf(_ids.asking))));
+}
+
+// ---- beside a second camera
+
+/// A sender that does something between its writes.
+class PausingSender : public test::IPMessageSender {
+public:
+    PausingSender(const std::string& id, std::size_t size)
+        : IPMessageSender(id, size, std::make_shared<MProcessEvent>(nullptr)) {
+        open();
+    }
+    void write(const void* bytes, const std::size_t& size) override {
+        IPMessageSender::write(bytes, size);
+        if (afterWrite) std::exchange(afterWrite, {})();
+    }
+    std::function<void()> afterWrite;
+};
+
+TEST(MessageFrames, PayloadIsNotWrittenIntoAFifoThatAnotherSenderHasLaidSinceTheHeader) {
+    test::LogRecorder log;
+    const std::string id = test::uniqueName("frames");
+    PausingSender sender(id, 24);
+    const auto other = test::IPMessageSender::create(id, 24);
+    const auto receiver = test::IPMessageReceiver::create(id, 24);
+    const Payload payload(8, 1);
+    FrameHeader header{1, 0, 11};
+    for (int round = 0; round < 30; ++round) {  // the header ends everywhere in the ring of 25 bytes, at its end, too
+        sender.afterWrite = [&] { other->layAnew(); };
+        sender.writeFrame(header, payload.data(), payload.size());
+        receiver->wait(0.0);
+        EXPECT_EQ(receiver->waiting(), 0u) << round;
+        receiver->drop();
+        for (int shift = 0; shift < round; ++shift) {
+            sender.write("x", 1);
+            receiver->drop();
+        }
+        sender.writeFrame(header, payload.data(), payload.size());
+        EXPECT_EQ(receiver->waiting(), 24u) << round;
+        receiver->drop();
+    }
+}
+
+TEST(MessageFrames, PayloadFollowsAHeaderThatWasReadAtOnce) {
+    const std::string id = test::uniqueName("frames");
+    PausingSender sender(id, 24);
+    const auto receiver = test::IPMessageReceiver::create(id, 24);
+    const Payload payload(8, 1);
+    FrameHeader header{1, 0, 11};
+    for (int round = 0; round < 30; ++round) {
+        sender.afterWrite = [&] { receiver->read(&header, sizeof header); };
+        sender.writeFrame(header, payload.data(), payload.size());
+        EXPECT_EQ(receiver->waiting(), 8u) << round;
+        receiver->drop();
+    }
+}
+
+TEST_F(MessengerFrames, FirstQuestionAfterAnotherCameraHasClosedIsAnswered) {
+    test::IPMessageSender::create(_ids.asking, 24)->close();  // takes the mark that both share
+    _peer.send({1, 0, 11}, Payload(8, 0x10));
+    _messenger.signal();
+    _peer.receiver->wait(0.0);
+    EXPECT_TRUE(_peer.receive(0ms) || _peer.receive(100ms));
+    EXPECT_THAT(_log.errors(), IsEmpty());
 }
 
 }  // namespace
