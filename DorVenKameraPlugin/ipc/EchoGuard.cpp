@@ -6,8 +6,8 @@
 namespace kest::dorven {
 namespace {
 
-/// Frames of one foreign id in a row, all of them while an own request finds no answer: then they are one frame that
-/// goes to and fro, between handlers that change it each time, and leave no room for anything else.
+/// Frames of one foreign id in a row: then they are one frame that goes to and fro, between handlers that change it
+/// each time, and leave no room for anything else.
 constexpr int kRounds = 1000;
 
 }  // namespace
@@ -15,21 +15,20 @@ constexpr int kRounds = 1000;
 void EchoGuard::asked(std::uint64_t id) {
     _own[_next] = {id, false};
     _next = (_next + 1) % _own.size();
-    _awaits = true;
-    _inARow = 0;
+    _hasAsked = true;
 }
 
 bool EchoGuard::isEcho(std::uint64_t id, const void* payload, std::size_t size) {
     if (Request* const own = findOwn(id)) return std::exchange(own->cameLate, true);
     // A foreign id. One who asks with the same id each time, and happens to ask what was answered before, loses one
     // request at most: it is told from an echo by coming again.
-    if (!_awaits || id == _droppedId || !isRoundTrip(id, payload, size)) return false;
+    if (!_hasAsked || id == _droppedId || !isRoundTrip(id, payload, size)) return false;
     _droppedId = id;
     return true;
 }
 
 void EchoGuard::answered(std::uint64_t id, const void* payload, std::size_t size) {
-    _inARow = id == _answeredId && _awaits ? _inARow + 1 : 1;
+    _inARow = id == _answeredId ? std::min(_inARow, kRounds) + 1 : 1;
     _answeredId = id;
     const auto* const bytes = static_cast<const char*>(payload);
     _answer.assign(bytes, bytes + size);

@@ -90,7 +90,7 @@ void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
     if (_mem && MMemFifo_GetUsed(_mem) != 0 && !MMemFifo_IsSound(_mem, _mappedSize))
         M_ERRLOG("%s() : message fifo %s is inconsistent: what waits in it is dropped",
                  "kest::dorven::IPMessageReceiver::read", name.c_str());
-    const std::size_t s = MMemFifo_Read(_mem, buffer, size, _mappedSize);
+    const std::size_t s = _copied = MMemFifo_Read(_mem, buffer, size, _mappedSize);
     M_ASSERT(s <= size, "s <= size", "fifo %s could not read enough bytes: %zu <= %zu", name.c_str(), s, size);
 }
 
@@ -98,6 +98,7 @@ int IPMessageReceiver::wait(const double& timeoutSeconds) {
     M_ASSERT(_event, "_event", "invalid event: %s", eventName().c_str());
     const int eventResult = _event ? _event->Wait(timeoutSeconds) : 0;
     _tookSignal = eventResult == 1;
+    _waitFailed = eventResult == 0;
     // Before anything else, kept on purpose: a messenger answers to this once, and then to 3 until the peer is back.
     if (_mem && !MMemFifo_IsWriterAttached(_mem)) {
         close();
@@ -131,6 +132,12 @@ bool IPMessageReceiver::isOccupied() const {
 
 bool IPMessageReceiver::isShortOf(std::size_t size) const {
     return _mem && waiting() < size && MMemFifo_IsSound(_mem, _mappedSize);
+}
+
+bool IPMessageReceiver::readWhole(void* buffer, std::size_t size) {
+    if (hasLostItsMark()) return false;
+    read(buffer, size);
+    return _copied == size && !hasLostItsMark();
 }
 
 void IPMessageReceiver::drop() { MMemFifo_Clear(_mem); }

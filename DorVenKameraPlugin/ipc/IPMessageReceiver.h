@@ -52,17 +52,25 @@ public:
     /// Whether open last found another reader attached, and whether the last wait was signalled, whatever it answered.
     bool isTaken() const { return _taken; }
     bool tookSignal() const { return _tookSignal; }
+    /// Whether the last wait failed, whatever it answered: a failure that meets no connection is a 3.
+    bool didWaitFail() const { return _waitFailed; }
     /// Looks whether there is a fifo now with a writer and another reader, alive or dead; attaches nothing.
     bool isOccupied() const;
     /// Bytes that wait; 0 when unattached.
     std::size_t waiting() const { return MMemFifo_GetUsed(_mem); }
     /// Whether it is attached and fewer than size bytes wait, in a fifo whose header is not damaged.
     bool isShortOf(std::size_t size) const;
+    /// Reads like read. @return Whether all bytes came, of a fifo that nobody has laid anew or taken over meanwhile;
+    /// the
+    ///                         buffer's content counts only then.
+    bool readWhole(void* buffer, std::size_t size);
     /// Drops what waits. Nothing when unattached.
     void drop();
 
 protected:
     IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
+
+    std::size_t _copied = 0;  // bytes that the last read has copied
 
 private:
     bool hasLostItsMark() const;
@@ -74,6 +82,7 @@ private:
 
     bool _taken = false;
     bool _tookSignal = false;
+    bool _waitFailed = false;
     std::atomic<bool> _holdsMark{false};  // another receiver of this process may take it over
     IPMessageReceiver* _nextHolder = nullptr;
     static IPMessageReceiver* _holders;

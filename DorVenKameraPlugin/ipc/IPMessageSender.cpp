@@ -42,7 +42,7 @@ IPMessageSender::~IPMessageSender() { IPMessageSender::close(); }
 
 void IPMessageSender::open() {
     // Another sender of this id has closed and taken the mark with it: without one nothing can be written any more.
-    if (_mem && !MMemFifo_IsWriterAttached(_mem)) close();
+    if (hasLostItsMark()) close();
     if (!isSound()) layAnew();
     if (_mem) return;
     const std::string name = memoryName();
@@ -94,7 +94,9 @@ std::string IPMessageSender::memoryName() { return memoryNameOf(_id); }
 // payload would be taken for a frame.
 void IPMessageSender::writeFrame(const FrameHeader& header, const void* payload, std::size_t payloadSize) {
     _withheld = !hasRoomFor(sizeof header + payloadSize);
+    const Place begin = place();
     write(&header, sizeof header);
+    _withheld = _withheld || !isBehind(begin, sizeof header);
     write(payload, payloadSize);
     _withheld = false;
 }
@@ -106,6 +108,19 @@ void IPMessageSender::layAnew() {
 bool IPMessageSender::isSound() const {
     // Nobody but the writer stores the ring's size, so another one is damage, even where it would fit.
     return !_mem || (MMemFifo_IsSound(_mem, _mappedSize) && MMemFifo_GetDataSize(_mem) == _size + 1);
+}
+
+IPMessageSender::Place IPMessageSender::place() const {
+    return {MMemFifo_GetWriteOffset(_mem), MMemFifo_IsReaderAttached(_mem) != 0};
+}
+
+// A second camera that opens lays the fifo anew, and a payload alone in it would keep all frames out until the reader
+// drops it. A ring laid anew begins at 0 without a reader; at the end of the ring the offset alone says nothing.
+bool IPMessageSender::isBehind(const Place& begin, std::size_t size) const {
+    const std::size_t ring = MMemFifo_GetDataSize(_mem);
+    const Place now = place();
+    if (ring == 0 || now.offset != (begin.offset + size) % ring) return false;
+    return now.offset != 0 || !begin.hadReader || now.hadReader;
 }
 
 // Nobody takes the room away before the frame is written: the other side only makes more of it.

@@ -44,7 +44,8 @@ public:
     // ---- not virtual
 
     /// Writes a frame: its header and its payload, one after the other as write does. When they do not both fit,
-    /// neither is written, and each leaves its entry.
+    /// neither is written, and each leaves its entry; nor does the payload go into a fifo that another sender has laid
+    /// since the header was written.
     void writeFrame(const FrameHeader& header, const void* payload, std::size_t payloadSize);
     /// Whether one of the writes since the last notify was refused.
     bool wasRefused() const { return _refused; }
@@ -54,6 +55,8 @@ public:
     /// Lays an empty fifo where there is one: what waits is dropped, and the reader attaches anew by itself. The writer
     /// is there all the time. Nothing when unattached.
     void layAnew();
+    /// Whether it is attached and another sender of this id has taken the mark away with its own.
+    bool hasLostItsMark() const { return _mem && !MMemFifo_IsWriterAttached(_mem); }
     /// False when somebody has damaged the header of the fifo that is attached: nothing gets through any more.
     bool isSound() const;
 
@@ -62,6 +65,12 @@ protected:
 
 private:
     bool hasRoomFor(std::size_t size) const;
+    struct Place {
+        std::size_t offset;
+        bool hadReader;
+    };
+    Place place() const;
+    bool isBehind(const Place& begin, std::size_t size) const;
 
     bool _refused = false;
     bool _withheld = false;  // what is being written has no room as a whole

@@ -32,11 +32,16 @@ constexpr double kCloseS = -1.0;
 
 constexpr std::uint64_t kNothingSent = 1;
 
-/// Keeps a wait that fails at once, as on an event that is none, from taking a whole processor.
+/// Keeps a wait that answers at once from taking a whole processor; one that fails, as on an event that is none, pauses
+/// twice as long each time, up to as long as a wait, and so does not fill the log either.
 constexpr std::chrono::milliseconds kPauseAfterError{10};
+constexpr std::chrono::milliseconds kLongestPause{5000};
 
 /// Another messenger of the same ids may take a signal; then the closer is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
+
+/// 0 stands for none and 1 for nothing sent; neither goes out.
+bool isMessageId(std::uint64_t id) { return id > kNothingSent; }
 
 std::size_t shown(std::uint64_t id) { return static_cast<std::size_t>(id); }
 int shown(std::uint32_t step) { return static_cast<int>(step); }
@@ -63,15 +68,18 @@ using Clock = std::chrono::steady_clock;
 
 /// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
 struct IPMessenger::Run {
-    explicit Run(std::size_t requestSize) : payload(requestSize) {}
+    Run(std::size_t requestSize, std::size_t responseSize) : payload(requestSize), received(responseSize) {}
 
     std::uint64_t lastSent = kNothingSent;
     std::vector<char> payload;                   // of the step that is being sent
+    std::vector<char> received;                  // payload that is being read
     int unanswered = 0;                          // requests sent since the peer was last heard
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
     std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
     std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
-    bool knocked = false;                        // for the sender that was opened last
+    std::uint64_t failedStep = 0;                // id of the step that the last error was told for
+    std::chrono::milliseconds pause = kPauseAfterError;
+    bool knocked = false;  // for the sender that was opened last
     EchoGuard echoes;
     bool stoodBy = false;  // and has left the sending fifo to the other one
     bool left = false;     // the messenger is gone
@@ -94,7 +102,7 @@ IPMessenger::IPMessenger(std::shared_ptr<Comm> comm)
       _last{},
       _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
       _request(_comm->requestSize()),
-      _run(std::make_shared<Run>(_comm->requestSize())) {
+      _run(std::make_shared<Run>(_comm->requestSize(), _comm->responseSize())) {
     // After the ends were made and without stopping anything, kept on purpose: hosts find both in their logs.
     M_ASSERT(_comm->requestId() != "" && _comm->responseId() != "",
              "_comm->requestId() != \"\" && _comm->responseId() != \"\"", "empty id provided: '%s', '%s'",
@@ -221,17 +229,30 @@ void IPMessenger::run(Run& run) {
             run.deafSince.reset();
         } else {
             run.partSince.reset();
-            processError();
+            processError(run);
             if (status == kNotConnected)
                 seekPeer(run);
             else
                 run.knocked = false;
         }
-        if (status == kWaitFailed || status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
+        pauseAfter(status, run);
         status = nextStatus(run);
     }
     processClose();
     while (!waitForCloser()) _finished->Notify();
+}
+
+/// That after a failed wait is ended at once by the owner's next step.
+void IPMessenger::pauseAfter(int status, Run& run) {
+    const bool failed = status == kWaitFailed || (status == kNotConnected && _receiver->didWaitFail());
+    if (!failed) {
+        run.pause = kPauseAfterError;
+        if (status == kNotConnected) std::this_thread::sleep_for(kPauseAfterError);
+        return;
+    }
+    std::unique_lock lock(_mutex);
+    _stepChanged.wait_for(lock, run.pause, [&] { return _closing || _current.id != run.failedStep; });
+    run.pause = std::min(2 * run.pause, kLongestPause);
 }
 
 /// One wait, but for a side that only answers and finds another one of its kind reading: the event releases one of the
@@ -271,17 +292,16 @@ void IPMessenger::openEnds() {
 
 /// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
-    if (std::exchange(run.stoodBy, false)) _sender->open();  // before there is something to answer
-    if (hasFrame(run)) {
-        FrameHeader header{};
-        _receiver->read(&header, sizeof header);
+    // Before there is something to answer; another camera that closes takes the mark away that both have set.
+    if (std::exchange(run.stoodBy, false) || _sender->hasLostItsMark()) _sender->open();
+    FrameHeader header{};
+    // A damaged fifo seems to hold a frame and gives none.
+    if (hasFrame(run) && _receiver->readWhole(&header, sizeof header)) {
         run.unanswered = 0;
-        if (header.id == run.lastSent) {
-            processReply(header);
-            run.echoes.heard();
-        } else {
+        if (header.id == run.lastSent)
+            processReply(header, run);
+        else
             processExec(header, run);
-        }
         if (run.left) return;
     }
     const FrameHeader step = takeStep(run);
@@ -325,10 +345,18 @@ void IPMessenger::dropPart(Run& run) {
     run.partSince.reset();
 }
 
-void IPMessenger::processReply(const FrameHeader& header) {
+/// Stores the payload in a record of the channel's once it is there as a whole: the peer may lay the fifo anew behind
+/// the header, and what the record holds from before would count.
+bool IPMessenger::readPayload(void* record, Run& run) {
+    if (!_receiver->readWhole(run.received.data(), run.received.size())) return false;
+    std::copy(run.received.begin(), run.received.end(), static_cast<char*>(record));
+    return true;
+}
+
+void IPMessenger::processReply(const FrameHeader& header, Run& run) {
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processReply", static_cast<void*>(this),
             requestId().c_str(), shown(header.step), shown(header.id));
-    _receiver->read(_comm->responseData(), _comm->responseSize());
+    if (!readPayload(_comm->responseData(), run)) return;
     setLast(header);
     _finished->Notify();
 }
@@ -338,7 +366,12 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
             requestId().c_str(), shown(header.step), shown(header.id));
     const auto comm = _comm;  // lives on if its execute destroys this object
     void* const request = comm->incomingData();
-    _receiver->read(request, comm->responseSize());
+    if (!readPayload(request, run)) return;
+    if (!isMessageId(header.id)) {
+        M_ERRLOG("%s() : message fifo %s had a frame with the id %zu, which no message has: it is dropped",
+                 "kest::dorven::IPMessenger::processExec", _receiver->memoryName().c_str(), shown(header.id));
+        return;
+    }
     // Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does
     // the peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
     if (run.echoes.isEcho(header.id, request, comm->responseSize())) return;
@@ -373,8 +406,9 @@ void IPMessenger::processWait(const FrameHeader& step) {
 }
 
 /// The step stays pending, kept on purpose: it is sent at the next signal, though its send has given up by then.
-void IPMessenger::processError() {
+void IPMessenger::processError(Run& run) {
     FrameHeader step = current();
+    run.failedStep = step.id;
     M_TRACE(5, "%s - %p - %s - %d - %zu", "kest::dorven::IPMessenger::processError", static_cast<void*>(this),
             requestId().c_str(), shown(step.step), shown(step.id));
     step.step = kStepError;

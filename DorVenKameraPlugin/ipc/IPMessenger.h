@@ -120,11 +120,13 @@ private:
     bool isInPart(Run& run, bool timedOut);
     void dropPart(Run& run);
     std::size_t frameSize() const { return sizeof(FrameHeader) + _comm->responseSize(); }
-    void processReply(const FrameHeader& header);
+    bool readPayload(void* record, Run& run);
+    void processReply(const FrameHeader& header, Run& run);
     void processExec(const FrameHeader& header, Run& run);
     void processSend(const FrameHeader& step, Run& run);
     void processWait(const FrameHeader& step);
-    void processError();
+    void processError(Run& run);
+    void pauseAfter(int status, Run& run);
     void seekPeer(Run& run);
     void knock(Run& run);
     void processClose();

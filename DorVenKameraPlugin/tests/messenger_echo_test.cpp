@@ -1,10 +1,13 @@
 // Frames that answer nothing: late answers, those for somebody before, and peers that number all their requests alike.
 #include <algorithm>
+#include <array>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "log_recorder.h"
+#include "msharedmem.h"
 #include "stepped_messenger.h"
 
 namespace {
@@ -89,14 +92,19 @@ TEST_F(MessengerEcho, PeerThatNumbersItsRequestsAlikeAndAsksWithTheLastAnswerMis
     }
 }
 
-TEST_F(MessengerEcho, PeerThatNumbersItsRequestsAlikeMissesNoneAlsoOfOneThatAskedAndWasAnswered) {
+// Nothing tells the first of these from a frame that goes to and fro; all later ones are answered.
+TEST_F(MessengerEcho, PeerThatNumbersItsRequestsAlikeMissesOneAtMostOfOneThatHasAskedItself) {
     askAndHear();
+    std::vector<int> missed;
     Payload record(8, 0x10);
     for (int request = 1; request <= 3000; ++request) {
-        const auto answer = answerTo(kForeign, record);
-        ASSERT_TRUE(answer) << request;
-        record = answer->payload;
+        if (const auto answer = answerTo(kForeign, record))
+            record = answer->payload;
+        else
+            missed.push_back(request);
     }
+    EXPECT_THAT(missed, testing::ElementsAre(2));
+    EXPECT_THAT(missedOf(3000), IsEmpty());
 }
 
 // The asker before was killed; its answer reaches this one, whose answer to that comes back as it was.
@@ -113,6 +121,66 @@ TEST_F(MessengerEcho, AnswerForTheAskerBeforeIsHandledOnce) {
 TEST_F(MessengerEcho, FrameThatGoesToAndFroWhileARequestFindsNoAnswerIsEndedOnce) {
     ask();
     EXPECT_THAT(missedOf(3000), testing::ElementsAre(1001));
+}
+
+// ---- two messengers, and a frame that neither has asked for
+
+class IdleLink : public testing::Test {
+protected:
+    // Asks once, so that one side has asked and was answered, and lays a foreign frame before the other one.
+    void layForeignFrame(const std::shared_ptr<TestChannel>& asker, const std::shared_ptr<TestChannel>& answerer) {
+        _answering = test::IPMessenger::create(answerer);
+        _asking = test::IPMessenger::create(asker);
+        ASSERT_TRUE(test::becomesTrue([&] { return _asking->send(); }));
+        asker->executions = answerer->executions = 0;
+        void* const memory = MSharedMem_Link((_ids.answering + "_mem").c_str());
+        ASSERT_TRUE(memory);
+        std::array<unsigned char, 24> frame{1};
+        frame[8] = kForeign;
+        ASSERT_TRUE(MMemFifo_Write(memory, frame.data(), frame.size(), MSharedMem_GetSize(memory)));
+        MSharedMem_Unlink(memory);
+        MProcessEvent((_ids.answering + "_event").c_str()).Notify();
+        ASSERT_TRUE(test::becomesTrue([&] { return answerer->executions > 0; }));
+        EXPECT_TRUE(test::becomesTrue(
+            [&] {
+                const int before = asker->executions + answerer->executions;
+                std::this_thread::sleep_for(300ms);
+                return asker->executions + answerer->executions == before;
+            },
+            5s))
+            << "goes on for ever";
+    }
+
+    test::LogRecorder _log;
+    test::Ids _ids;
+    std::shared_ptr<test::IPMessenger> _answering, _asking;
+};
+
+// As the image channel does: what was answered once is answered like that again.
+class SettledChannel : public TestChannel {
+public:
+    using TestChannel::TestChannel;
+    const void* execute() override {
+        ++executions;
+        answer = incoming;
+        answer[0] = 1;
+        return answer.data();
+    }
+};
+
+TEST_F(IdleLink, ForeignFrameIsHandledTwiceAtMost) {
+    const auto asker = std::make_shared<SettledChannel>(_ids.mirrored());
+    const auto answerer = std::make_shared<SettledChannel>(_ids);
+    layForeignFrame(asker, answerer);
+    EXPECT_LE(asker->executions, 2);
+    EXPECT_LE(answerer->executions, 2);
+}
+
+TEST_F(IdleLink, ForeignFrameThatEachHandlerChangesEndsAfterAThousandRounds) {
+    const auto asker = std::make_shared<TestChannel>(_ids.mirrored());
+    const auto answerer = std::make_shared<TestChannel>(_ids);
+    layForeignFrame(asker, answerer);
+    EXPECT_LE(asker->executions, 1000);
 }
 
 }  // namespace

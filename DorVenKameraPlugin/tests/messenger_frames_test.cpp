@@ -1,4 +1,7 @@
 // Frames that come in part: a header without its payload, and a reader that stands between the two.
+#include <functional>
+#include <utility>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -127,6 +130,77 @@ TEST_F(MessengerFrames, AnswerIsNotTakenWithoutItsPayload) {
     EXPECT_EQ(_channel->response, Payload(8, 0x10));
 }
 
+TEST_F(MessengerFrames, RequestWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNotAnswered) {
+    _channel->onIncoming = [this] { _peer.sender->layAnew(); };
+    _channel->incoming.assign(8, 0x66);
+    _peer.send({1, 0, 11}, Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_EQ(_channel->executions, 0) << "the handler ran on the request before";
+    EXPECT_EQ(waitingForPeer(), 0u);
+    _channel->onIncoming = {};
+    _messenger.timeOut();  // attaches anew
+    _peer.send({1, 0, 12}, Payload(8, 0x20));
+    _messenger.signal();
+    const auto answer = _peer.receive(0ms);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->payload, Payload(8, 0x21));
+}
+
+TEST_F(MessengerFrames, AnswerWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNoSuccess) {
+    _channel->onResponse = [this] { _peer.sender->layAnew(); };
+    _channel->response.assign(8, 0x66);
+    const std::uint64_t id = _messenger.setStep(1);
+    _messenger.signal();
+    ASSERT_TRUE(_peer.receive(0ms));
+    _peer.send({1, 0, id}, Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_NE(_messenger.last().id, id) << "the answer before is given as this one's";
+    EXPECT_EQ(_channel->response, Payload(8, 0x66));
+}
+
+TEST_F(MessengerFrames, FrameOfAnotherReaderSinceTheHeaderIsNotTaken) {
+    std::shared_ptr<test::IPMessageReceiver> other;
+    _channel->onIncoming = [&] {
+        if (other) return;
+        _peer.sender->layAnew();
+        other = test::IPMessageReceiver::create(_ids.answering, 24);
+        write(FrameHeader{1, 0, 12});
+        write(Payload(8, 0x20));
+    };
+    _peer.send({1, 0, 11}, Payload(8, 0x10));
+    _messenger.signal();
+    EXPECT_EQ(_channel->executions, 0);
+    EXPECT_EQ(other->waiting(), 24u);
+}
+
+TEST_F(MessengerFrames, DamagedFifoRunsNoHandlerAndPutsNothingOnTheWire) {
+    for (const std::size_t field : {8u, 24u, 32u}) {
+        _peer.sender->layAnew();
+        _messenger.timeOut();
+        _peer.send({1, 0, 11}, Payload(8, 0x10));
+        void* const memory = MSharedMem_Link((_ids.answering + "_mem").c_str());
+        const std::uint64_t nonsense = 1'000'000'000;
+        std::memcpy(static_cast<char*>(memory) + field, &nonsense, sizeof nonsense);
+        MSharedMem_Unlink(memory);
+        _messenger.signal();
+        EXPECT_EQ(_channel->executions, 0) << field;
+        EXPECT_EQ(waitingForPeer(), 0u) << field;
+    }
+}
+
+TEST_F(MessengerFrames, IdsThatNoMessageHasAreNeitherHandledNorAnswered) {
+    _messenger.setStep(1);
+    _messenger.signal();
+    ASSERT_TRUE(_peer.receive(0ms));
+    for (const std::uint64_t id : {0u, 1u}) {
+        _peer.send({1, 0, id}, Payload(8, 0x10));
+        _messenger.signal();
+        EXPECT_EQ(_channel->executions, 0) << id;
+        EXPECT_FALSE(_peer.receive(0ms)) << id;
+        EXPECT_THAT(takeErrors(), ElementsAre(HasSubstr("a frame with the id " + std::to_string(id))));
+    }
+}
+
 // ---- the writing side
 
 TEST_F(MessengerFrames, FrameThatFitsInPartIsNotWrittenAtAllAndEachPieceIsReported) {
@@ -158,6 +232,69 @@ TEST_F(MessengerFrames, AnswerThatFitsInPartIsNotWrittenAtAll) {
     EXPECT_EQ(_channel->executions, 2);
     EXPECT_EQ(waitingForPeer(), 8u);
     EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(overrunOf(_ids.asking)), MatchesRegex(overrunOf(_ids.asking))));
+}
+
+// ---- beside a second camera
+
+/// A sender that does something between its writes.
+class PausingSender : public test::IPMessageSender {
+public:
+    PausingSender(const std::string& id, std::size_t size)
+        : IPMessageSender(id, size, std::make_shared<MProcessEvent>(nullptr)) {
+        open();
+    }
+    void write(const void* bytes, const std::size_t& size) override {
+        IPMessageSender::write(bytes, size);
+        if (afterWrite) std::exchange(afterWrite, {})();
+    }
+    std::function<void()> afterWrite;
+};
+
+TEST(MessageFrames, PayloadIsNotWrittenIntoAFifoThatAnotherSenderHasLaidSinceTheHeader) {
+    test::LogRecorder log;
+    const std::string id = test::uniqueName("frames");
+    PausingSender sender(id, 24);
+    const auto other = test::IPMessageSender::create(id, 24);
+    const auto receiver = test::IPMessageReceiver::create(id, 24);
+    const Payload payload(8, 1);
+    FrameHeader header{1, 0, 11};
+    for (int round = 0; round < 30; ++round) {  // the header ends everywhere in the ring of 25 bytes, at its end, too
+        sender.afterWrite = [&] { other->layAnew(); };
+        sender.writeFrame(header, payload.data(), payload.size());
+        receiver->wait(0.0);
+        EXPECT_EQ(receiver->waiting(), 0u) << round;
+        receiver->drop();
+        for (int shift = 0; shift < round; ++shift) {
+            sender.write("x", 1);
+            receiver->drop();
+        }
+        sender.writeFrame(header, payload.data(), payload.size());
+        EXPECT_EQ(receiver->waiting(), 24u) << round;
+        receiver->drop();
+    }
+}
+
+TEST(MessageFrames, PayloadFollowsAHeaderThatWasReadAtOnce) {
+    const std::string id = test::uniqueName("frames");
+    PausingSender sender(id, 24);
+    const auto receiver = test::IPMessageReceiver::create(id, 24);
+    const Payload payload(8, 1);
+    FrameHeader header{1, 0, 11};
+    for (int round = 0; round < 30; ++round) {
+        sender.afterWrite = [&] { receiver->read(&header, sizeof header); };
+        sender.writeFrame(header, payload.data(), payload.size());
+        EXPECT_EQ(receiver->waiting(), 8u) << round;
+        receiver->drop();
+    }
+}
+
+TEST_F(MessengerFrames, FirstQuestionAfterAnotherCameraHasClosedIsAnswered) {
+    test::IPMessageSender::create(_ids.asking, 24)->close();  // takes the mark that both share
+    _peer.send({1, 0, 11}, Payload(8, 0x10));
+    _messenger.signal();
+    _peer.receiver->wait(0.0);
+    EXPECT_TRUE(_peer.receive(0ms) || _peer.receive(100ms));
+    EXPECT_THAT(_log.errors(), IsEmpty());
 }
 
 }  // namespace

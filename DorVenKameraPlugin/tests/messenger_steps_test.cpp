@@ -397,4 +397,50 @@ TEST_F(MessengerSteps, CloseReturnsWhenAnotherMessengerTakesItsSignal) {
     EXPECT_GT(_messenger.finished->notifications(), 3);
 }
 
+// ---- events that cannot be made
+
+/// As one whose name stands for something else: each wait fails at once.
+class NoEvent : public MEvent {
+public:
+    int Wait(double) override {
+        ++waits;
+        return 0;
+    }
+    bool Notify() override { return false; }
+    bool Set() override { return false; }
+    std::atomic<int> waits{0};
+};
+
+class MessengerWithoutEvent : public testing::Test {
+protected:
+    class Messenger : public test::IPMessenger {
+    public:
+        Messenger(const std::shared_ptr<Comm>& comm, const std::shared_ptr<MEvent>& event) : IPMessenger(comm) {
+            _receiver.reset();
+            _receiver = test::IPMessageReceiver::create(comm->responseId(), comm->responseSize() + 16, event);
+            start(kest::dorven::startStandardThread);
+        }
+        ~Messenger() override { close(); }
+    };
+
+    test::LogRecorder _log{5};
+    test::Ids _ids;
+    std::shared_ptr<NoEvent> _event = std::make_shared<NoEvent>();
+};
+
+TEST_F(MessengerWithoutEvent, TriesLessAndLessOften) {
+    Messenger messenger(std::make_shared<TestChannel>(_ids), _event);
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_GT(_event->waits, 2);
+    EXPECT_LT(_event->waits, 20) << "fills the log";
+}
+
+TEST_F(MessengerWithoutEvent, SendsAndClosesPromptly) {
+    Messenger messenger(std::make_shared<TestChannel>(_ids), _event);
+    std::this_thread::sleep_for(1300ms);  // the pauses have become longer than a second
+    EXPECT_LT(test::secondsOf([&] { EXPECT_FALSE(messenger.send()); }), 0.9);
+    std::this_thread::sleep_for(1300ms);
+    EXPECT_LT(test::secondsOf([&] { messenger.close(); }), 0.9);
+}
+
 }  // namespace

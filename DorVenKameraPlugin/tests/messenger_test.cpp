@@ -190,7 +190,7 @@ TEST_F(MessengerTest, FrameOfAnyOtherIdIsAnsweredWithItsOwnHeader) {
         {1, 0, 77},
         {9, 7, 78},
         {2, 0, 79},
-        {0, 0, 0 }
+        {0, 0, 80}
     };
     for (const FrameHeader& header : headers) {
         peer.send(header, {1, 1, 1, 1, 2, 2, 2, 2});

@@ -97,6 +97,7 @@ public:
         return frame.has_value();
     }
     void read(void* buffer, const std::size_t& size) override {
+        _copied = size;
         if (!frame || size != sizeof(FrameHeader)) return;
         std::memcpy(buffer, &*frame, size);
         frame.reset();

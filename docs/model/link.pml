@@ -62,7 +62,6 @@ bool answered = false;
 bool failed = false; /* the link was found down while the request was pending */
 byte mine[IDS + 1]; /* side 1: what it knows of each id */
 byte foreign = 0;   /* side 1: id of another one's frame that it has answered last */
-bool heard = false; /* side 1: its last request was answered */
 byte deaf = 0; /* side 1: 0 heard; else 1 + passes of side 0 since it could not be heard */
 byte asks = 0; /* since the other side's loop last turned */
 bit lastRanOut = 0;
@@ -225,12 +224,12 @@ inline look(own, peers) {
 }
 
 /* Side 0 never asks, so what comes to it is no answer of its own. Side 1 answers the first late frame of each of its own
- * ids; and a foreign one once, while its last request is not answered. */
+ * ids; and a foreign one once, from its first request on. */
 inline answer(own, id) {
     if
 #ifndef NO_ECHO_LIMIT
     :: own == 1 && mine[id] == LATE_ANSWER -> skip
-    :: own == 1 && mine[id] == FOREIGN && foreign == id && lastSent != 0 && !heard -> foreign = 0
+    :: own == 1 && mine[id] == FOREIGN && foreign == id && lastSent != 0 -> foreign = 0
 #endif
     :: else ->
        d_step {
@@ -261,7 +260,7 @@ inline seek() {
 }
 
 inline request(lastSent, unanswered) {
-    d_step { lastSent = current; mine[current] = MINE; heard = false }
+    d_step { lastSent = current; mine[current] = MINE }
     if
 #ifndef NO_RELAY
     :: unanswered >= UNANSWERED && senderHolds[1] && !isEmpty(1) ->
@@ -288,7 +287,7 @@ inline pass(own, peers, status, lastSent, unanswered) {
           if
           :: hand[own] == lastSent ->
              assert(about[own] == lastSent || FOLLOWS_RULES_ALONE); /* the answer to this request, not to another one */
-             d_step { heard = true; answered = true }
+             answered = true
           :: else -> answer(own, hand[own])
           fi
        :: else -> skip
@@ -392,7 +391,6 @@ started:
         lastSent = 0;
         unanswered = 0;
         deaf = 0;
-        heard = false;
         foreign = 0;
         mine[1] = FOREIGN;
         mine[2] = FOREIGN;

@@ -73,6 +73,9 @@ std::size_t MMemFifo_GetUsed(const void* memory);
 /// Bytes that can be written before the ring is full.
 std::size_t MMemFifo_GetFree(const void* memory);
 
+/// Where the next write begins.
+std::size_t MMemFifo_GetWriteOffset(const void* memory);
+
 /// Bytes of the ring as the header has them: one more than the fifo was made for.
 std::size_t MMemFifo_GetDataSize(const void* memory);
 

@@ -172,6 +172,10 @@ std::size_t MMemFifo_GetFree(const void* memory) {
     return space > 0 ? static_cast<std::size_t>(space - 1) : 0;
 }
 
+std::size_t MMemFifo_GetWriteOffset(const void* memory) {
+    return memory ? static_cast<std::size_t>(load(memory, kWriteOffset, std::memory_order_acquire)) : 0;
+}
+
 std::size_t MMemFifo_GetDataSize(const void* memory) {
     return memory ? static_cast<std::size_t>(load(memory, kDataSize, std::memory_order_relaxed)) : 0;
 }
