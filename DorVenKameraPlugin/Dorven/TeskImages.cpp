@@ -102,7 +102,7 @@ std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
 std::shared_ptr<TeskImages> TeskImages::createUnlinked(const char* path) {
     M_TRACE(4, "%s  - %s", "kest::dorven::TeskImages::create", path ? path : "(nullptr)");
     // Of this very class: a derived part would be destroyed first, while the link still asks by virtual calls.
-    const std::shared_ptr<TeskImages> source(new TeskImages(Unlinked{}));
+    std::shared_ptr<TeskImages> source(new TeskImages(Unlinked{}));
     if (const auto ini = openIniFile(path)) applyImageSection(*ini, *source->_imageMemory);
     return source;
 }
