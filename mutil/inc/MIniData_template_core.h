@@ -272,7 +272,7 @@ private:
     Section* add_new_section(std::string_view name);
     template <typename Set>
     bool setEntry(std::string_view section, const char* failure, Set set);
-    bool refuseComment(int codeLine, std::string_view function, std::string_view entry, std::string_view value);
+    bool refuseComment(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
 
     bool _open = false;
     bool _fileAbsent = true;

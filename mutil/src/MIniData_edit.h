@@ -12,6 +12,7 @@
 #include "MIniData_line.h"
 #include "MIniData_template_core.h"
 #include "errtrace.h"
+#include "format_string.h"
 #include "platform.h"
 
 namespace {
@@ -27,7 +28,8 @@ bool namesComment(std::string_view name) {
 template <typename Compare>
 bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, const char* text) {
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%s\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
     }
     return setEntry(section, "MIniData::SetStringEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetStringEntry(entry, text); });
@@ -36,8 +38,9 @@ bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, 
 template <typename Compare>
 bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
-                             std::to_string(value));
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%ld\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
+                             static_cast<long>(value));
     }
     return setEntry(section, "MIniData::SetLongEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetLongEntry(entry, value); });
@@ -47,8 +50,9 @@ template <typename Compare>
 bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
     // Reported under the name for 32 bits, kept on purpose: one search of a log finds refused integers of both widths.
     if (namesComment(entry)) {
-        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
-                             std::to_string(value));
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%lld\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
+                             static_cast<long long>(value));
     }
     return setEntry(section, "MIniData::SetLongLongEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetLongLongEntry(entry, value); });
@@ -57,25 +61,33 @@ bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry
 template <typename Compare>
 bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, double value) {
     if (namesComment(entry)) {
-        char digits[32];
-        platform_format(digits, sizeof digits, "%g", value);
-        return refuseComment(M_HERE, "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, digits);
+        return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%g\"",
+                             "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, value);
     }
     return setEntry(section, "MIniData::SetDoubleEntry(): add_new_section() failed",
                     [=](Section& target) { return target.SetDoubleEntry(entry, value); });
 }
 
-// Reports from the given line of this file why a name is refused, and notes it. Put together without a formatter, which
-// refuses texts of 2 GB. Always false.
+// Reports from the given line of this file why a name is refused, and notes it without the function's name, which comes
+// first. The entry's name follows; where the whole cannot be formatted, these two are told. Always false.
 template <typename Compare>
-bool MIniDataT<Compare>::refuseComment(int codeLine, std::string_view function, std::string_view entry,
-                                       std::string_view value) {
-    constexpr std::size_t kGreatestPart = 1'000'000'000;  // two of them are still reported whole
-    std::string reason = "cannot add comment as an entry: \"";
-    reason.append(entry.substr(0, kGreatestPart)).append(1, '=').append(value.substr(0, kGreatestPart)).append(1, '"');
+bool MIniDataT<Compare>::refuseComment(int codeLine, const char* format, ...) {
+    constexpr std::size_t kGreatestName = 1'000'000'000;
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text;
+    formatString(text, format, arguments);
+    va_end(arguments);
+    if (text.empty()) {
+        va_start(arguments, format);
+        text = va_arg(arguments, const char*);
+        const std::string_view entry = va_arg(arguments, const char*);
+        va_end(arguments);
+        text.append("(): cannot add comment as an entry: \"").append(entry.substr(0, kGreatestName)).append("=...\"");
+    }
     _MErrTrace_Location(0, kFile, codeLine);
-    _MErrTrace_Add("%s(): %s", function.data(), reason.c_str());
-    _lastError.assign(reason, 0, kLastErrorSize - 1);
+    _MErrTrace_Add("%s", text.c_str());
+    _lastError.assign(text, text.find("(): ") + 4, kLastErrorSize - 1);
     return false;
 }
 

@@ -33,10 +33,10 @@ protected:
 
 TEST_F(MIniDataFormatTest, ACommentAsAnEntryIsRefusedThoughItCannotBeFormatted) {
     test::formatsRefused = kAll;
-    expectRefused(_data.SetStringEntry("s", "#k", "text"), "SetStringEntry", "#k=text");
-    expectRefused(_data.SetLongEntry("s", ";k", -5), "SetLongEntry", ";k=-5");
-    expectRefused(_data.SetLongLongEntry("s", " *k", 1LL << 40), "SetLongEntry", " *k=1099511627776");
-    expectRefused(_data.SetDoubleEntry("s", "/k", 0.1), "SetDoubleEntry", "/k=0.1");
+    expectRefused(_data.SetStringEntry("s", "#k", "text"), "SetStringEntry", "#k=...");
+    expectRefused(_data.SetLongEntry("s", ";k", -5), "SetLongEntry", ";k=...");
+    expectRefused(_data.SetLongLongEntry("s", " *k", 1LL << 40), "SetLongEntry", " *k=...");
+    expectRefused(_data.SetDoubleEntry("s", "/k", 0.1), "SetDoubleEntry", "/k=...");
 }
 
 TEST_F(MIniDataFormatTest, ANumberThatCannotBeFormattedIsNotSet) {
