@@ -248,7 +248,9 @@ timespec deadlineAfter(DWORD milliseconds) {
 
 // INVALID_HANDLE_VALUE is also the pseudo handle of the process itself, which signals when it ends: never to a wait.
 DWORD waitForThisProcess(DWORD timeoutMs) {
-    while (timeoutMs == INFINITE) pause();
+    if (timeoutMs == INFINITE) {
+        for (;;) pause();
+    }
     const timespec deadline = deadlineAfter(timeoutMs);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) continue;
     return WAIT_TIMEOUT;

@@ -106,5 +106,6 @@ void LockedFiles_LetGoInChild() {
 void platform_makePrivate(void* address, std::size_t bytes) {
     constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE;
     if (mmap(address, bytes, PROT_READ | PROT_WRITE, kFlags, -1, 0) == MAP_FAILED)
-        mmap(address, bytes, PROT_NONE, kFlags, -1, 0);  // a system that promises no memory that it does not have
+        static_cast<void>(
+            mmap(address, bytes, PROT_NONE, kFlags, -1, 0));  // a system that promises no memory that it does not have
 }

@@ -1,6 +1,7 @@
 // The private folder that holds the files of this process's named objects.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -9,7 +10,7 @@
 #include "platform.h"
 
 /// Bytes of the longest name: 259 characters of up to three bytes each.
-constexpr std::size_t kLongestNameBytes = 3 * (MAX_PATH - 1);
+constexpr std::size_t kLongestNameBytes = std::size_t{3} * (MAX_PATH - 1);
 
 /// File name for an object's name: percent-encoded, "Local\X" as "X". One that would be longer than a file's name can
 /// be is cut and ends with a hash: then the object tells its full name. Empty, with the last error, for a name that
