@@ -139,7 +139,7 @@ bool IPMessenger::send() {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(kSendS);
     const std::uint64_t id = setStep(kStepSend);
     _finished->Wait(kAtOnce);
-    _receiver->notify();
+    wakeThread();
     int result = _finished->Wait(kSendS);
     FrameHeader outcome = last();
     // What came too late for the request before completes that one, not this one.
@@ -159,7 +159,7 @@ void IPMessenger::close() {
     _closing = true;
     setStep(kStepClose);
     _finished->Wait(kAtOnce);
-    _receiver->notify();
+    wakeThread();
     if (std::this_thread::get_id() == _runThread || !_thread) return;
     setCloser(Closer::waits);
     // The thread may have woken by itself and ended, and its signal been cleared just now.
@@ -184,9 +184,14 @@ std::uint64_t IPMessenger::setStep(std::uint32_t step) {
         // Copied here: the channel's record may change while the thread still sends a request that came to nothing.
         if (request) std::copy_n(request, _request.size(), _request.begin());
     }
-    _stepChanged.notify_all();
     M_TRACE(5, "%s - %s - %d %zu", "kest::dorven::IPMessenger::setStep", requestId().c_str(), shown(step), shown(id));
     return id;
+}
+
+// Behind the clearing of old completions: the thread may complete the new step at once.
+void IPMessenger::wakeThread() {
+    _receiver->notify();
+    _stepChanged.notify_all();
 }
 
 bool IPMessenger::establishedConnection(int status) {

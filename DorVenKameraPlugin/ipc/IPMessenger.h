@@ -80,6 +80,7 @@ protected:
 
     void start(const ThreadStarter& startThread);
     std::uint64_t setStep(std::uint32_t step);
+    void wakeThread();
     bool establishedConnection(int status);
     FrameHeader last() const;
 
