@@ -137,16 +137,17 @@ void readAll() {
 
 // ---- a grab without a simulator
 
-/// Marks what lies from the begin of one wait to the begin of the next, and counts the waits. Waits for a simulator may
-/// be answered at once.
+/// Marks what lies from the begin of one wait to the begin of the next, and counts the waits. The first is not marked:
+/// in it the process takes its seat among those that wait, which costs one call ever. Waits for a simulator may be
+/// answered at once.
 class MarkedWaits : public MProcessEvent {
 public:
     MarkedWaits(const char* phase, bool skipsSimulator)
         : MProcessEvent(nullptr), _phase(phase), _skipsSimulator(skipsSimulator) {}
     int Wait(double seconds) override {
         if (_skipsSimulator && seconds >= kSimulatorWaitSeconds) return -1;
-        if (++waits > 1) mark("end", _phase);
-        mark("begin", _phase);
+        if (++waits > 2) mark("end", _phase);
+        if (waits > 1) mark("begin", _phase);
         return MProcessEvent::Wait(seconds);
     }
     std::atomic<int> waits{0};

@@ -68,17 +68,12 @@ struct Log {
     std::uint64_t lost = 0;  // entries, since one was written last
 };
 
-void lockForFork();
-void unlockInParent();
-void beginAnewInChild();
-
 // Never destroyed, on purpose, and this library is never unloaded: other modules' destructors may report when this
 // one's would have run already, and the file is opened once however often a plugin is loaded.
 Log& theLog() {
     alignas(Log) static std::byte storage[sizeof(Log)];
     static Log* const log = [] {
         keepLogLibraryLoaded();
-        runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
         return new (storage) Log;
     }();
     return *log;
@@ -96,6 +91,12 @@ void beginAnewInChild() {
     if (log.file) log.file->forgetPart();
     log.mutex.unlock();
 }
+
+// When this library is loaded: a fork while another thread writes the first entry waits for that one, too.
+[[maybe_unused]] const bool isRegistered = [] {
+    runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
+    return true;
+}();
 
 std::atomic<int> masterLevel{kLevelNotRead};
 

@@ -29,8 +29,8 @@ bool isFolder(const std::string& path) {
 
 // Where to begin looking for a free number: elsewhere in each process and at each call, 1 to 65535.
 UINT nextTemporaryNumber() {
-    static std::atomic<UINT> last{static_cast<UINT>(getpid()) * 41};
-    return ++last % kTemporaryNumbers + 1;
+    static constinit std::atomic<UINT> calls{0};
+    return (static_cast<UINT>(getpid()) * 41 + ++calls) % kTemporaryNumbers + 1;
 }
 
 // nativePath without memory of its own; the empty name, which is nobody's, for one longer than names get.

@@ -30,11 +30,12 @@ struct Table {
 };
 
 // Never destroyed: handles are closed by destructors of static objects too. Nor does the first use need memory.
-Table& table() {
+Table& table() noexcept {
     alignas(Table) static unsigned char storage[sizeof(Table)];
     static auto* const only = new (storage) Table;
     return *only;
 }
+[[maybe_unused]] const Table& madeAtLoad = table();
 
 HANDLE handleOf(std::size_t index, std::uint64_t generation) {
     return reinterpret_cast<HANDLE>((generation << kIndexBits | (index + 1)) << 2);

@@ -32,9 +32,9 @@ void letGoInChild() {
     unlockAll();
 }
 
+// When the layer is loaded: a fork during the first use would find the handlers half registered.
+[[maybe_unused]] const int registered = pthread_atfork(lockAll, unlockAll, letGoInChild);
+
 }  // namespace
 
-std::mutex& LayerLocks_Of(LayerLock which) {
-    [[maybe_unused]] static const int registered = pthread_atfork(lockAll, unlockAll, letGoInChild);
-    return locks[static_cast<std::size_t>(which)];
-}
+std::mutex& LayerLocks_Of(LayerLock which) { return locks[static_cast<std::size_t>(which)]; }

@@ -1,5 +1,6 @@
 // The locks of the Linux layer's tables. A fork takes all of them, so that no table is half changed in the child; there
-// everything that was inherited is then let go without a trace in the parent's objects.
+// everything that was inherited is then let go without a trace in the parent's objects. For the same reason each table
+// is made when the layer is loaded: a child would wait for ever for a thread that was making one at its first use.
 #pragma once
 
 #include <cstddef>

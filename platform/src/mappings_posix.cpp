@@ -36,11 +36,12 @@ struct Views {
     std::map<std::uintptr_t, View> byAddress;
 };
 
-Views& views() {
+Views& views() noexcept {
     alignas(Views) static unsigned char storage[sizeof(Views)];
     static auto* const only = new (storage) Views;  // never destroyed: static objects' destructors unmap views, too
     return *only;
 }
+[[maybe_unused]] const Views& madeAtLoad = views();
 
 HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed, DWORD rights) {
     if (!file) return nullptr;

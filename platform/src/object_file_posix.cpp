@@ -136,11 +136,12 @@ struct HeldObjects {
 };
 
 // Never destroyed: objects are let go by destructors of static objects too.
-HeldObjects& heldObjects() {
+HeldObjects& heldObjects() noexcept {
     alignas(HeldObjects) static unsigned char storage[sizeof(HeldObjects)];
     static auto* const only = new (storage) HeldObjects;
     return *only;
 }
+[[maybe_unused]] const HeldObjects& madeAtLoad = heldObjects();
 
 }  // namespace
 

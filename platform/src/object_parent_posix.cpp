@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <thread>
 
 #include <dirent.h>
@@ -107,10 +108,13 @@ std::string whatHas(const std::string& path) {
 
 }  // namespace
 
-ObjectPlace& ObjectParent_Place() {
-    static auto* const only = new ObjectPlace;  // never destroyed: objects are let go by destructors of static objects
+// Never destroyed: objects are let go by destructors of static objects too.
+ObjectPlace& ObjectParent_Place() noexcept {
+    alignas(ObjectPlace) static unsigned char storage[sizeof(ObjectPlace)];
+    static auto* const only = new (storage) ObjectPlace;
     return *only;
 }
+[[maybe_unused]] static const ObjectPlace& madeAtLoad = ObjectParent_Place();
 
 ObjectParent ObjectParent_Look() {
     const std::string usual = ObjectParent_Place().root + "/" + usualName();

@@ -15,7 +15,7 @@ struct ObjectPlace {
     std::string root = "/dev/shm";
     std::chrono::milliseconds lockLimit{5000};  // for the lock under which a folder of another name is made
 };
-ObjectPlace& ObjectParent_Place();
+ObjectPlace& ObjectParent_Place() noexcept;
 
 /// What is there.
 struct ObjectParent {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <new>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,10 +18,12 @@ struct Made {
 };
 
 // Never destroyed: files are closed and removed by destructors of static objects too.
-Made& made() {
-    static auto* const only = new Made;
+Made& made() noexcept {
+    alignas(Made) static unsigned char storage[sizeof(Made)];
+    static auto* const only = new (storage) Made;
     return *only;
 }
+[[maybe_unused]] const Made& madeAtLoad = made();
 
 bool areSame(const struct stat& one, const struct stat& other) {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
