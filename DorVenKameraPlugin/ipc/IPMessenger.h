@@ -51,7 +51,7 @@ public:
     };
 
     /// Makes both ends and the thread, which serves the peer from now on.
-    /// @throws std::runtime_error  when an event can be neither created nor opened.
+    /// An event or a memory that is refused leaves a link that asks nobody until it can be opened.
     /// @throws std::system_error   when the system has no thread left.
     static std::shared_ptr<IPMessenger> create(const std::shared_ptr<Comm>& comm,
                                                const ThreadStarter& startThread = {});

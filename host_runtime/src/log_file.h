@@ -12,7 +12,7 @@
 /// Never closed: it is written to until the process ends.
 class LogFile {
 public:
-    LogFile();  // standard error
+    LogFile();  // standard error, as it is at each line: a host may redirect it
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 

@@ -217,7 +217,7 @@ std::string fullPath(const char* path) {
 
 }  // namespace
 
-LogFile::LogFile() : _handle(GetStdHandle(STD_ERROR_HANDLE)) {}
+LogFile::LogFile() : _handle(nullptr) {}
 
 bool LogFile::open(const char* path, std::uint64_t maxBytes) {
     const HANDLE file = openToAppend(path);
@@ -237,6 +237,7 @@ std::size_t LogFile::write(const char* text, std::size_t length) {
 }
 
 std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::time_point deadline) {
+    if (_path.empty()) _handle = GetStdHandle(STD_ERROR_HANDLE);  // each time: a host may put another in its place
     const DWORD type = GetFileType(_handle);
     if (type == FILE_TYPE_PIPE || type == FILE_TYPE_CHAR) {
         WaitingWriter* const writer = WaitingWriter::get();

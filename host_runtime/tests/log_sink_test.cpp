@@ -177,6 +177,25 @@ TEST(LogSink, ARowOfEqualEntriesShowsItsTextThoughTheFirstOfThemWasLost) {
     EXPECT_EQ(test::ChildProcess("reportsTheSameIntoAPipeThatNobodyReads").join(60s), 0);
 }
 
+// ---- standard error that a host redirects
+
+CHILD_ROLE(reportsAroundARedirection) {
+    logToStandardError();
+    standardErrorBecomes(arguments.at(0));
+    report("before");
+    standardErrorBecomes(arguments.at(1));
+    report("after");
+    return 0;
+}
+
+TEST(LogSink, ARedirectedStandardErrorIsFollowed) {
+    PipeForChild first;
+    PipeForChild second;
+    EXPECT_EQ(test::ChildProcess("reportsAroundARedirection", {first.name(), second.name()}).join(60s), 0);
+    EXPECT_THAT(splitLines(first.read()), ElementsAre(HasSubstr("before")));
+    EXPECT_THAT(splitLines(second.read()), ElementsAre(HasSubstr("after")));
+}
+
 // ---- the end of the program
 
 CHILD_ROLE(reportsTheSameToStandardError) {

@@ -1,12 +1,17 @@
 // Texts of unknown origin, made fit for a terminal.
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <string>
 
-/// Control characters as question marks: a terminal would obey them.
+/// Control characters as question marks, a byte each, those of UTF-8 (U+0080 to U+009F) too: a terminal would obey
+/// them.
 inline std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char character) { return character < ' ' || character == 0x7F; }, '?');
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
+        if (byte < ' ' || byte == 0x7F) text[i] = '?';
+        if (byte == 0xC2 && next >= 0x80 && next < 0xA0) text[i] = text[i + 1] = '?';
+    }
     return text;
 }

@@ -59,9 +59,10 @@ std::ptrdiff_t RegularFile::read(void* buffer, std::size_t size) {
 
 FileLook platform_lookAtFile(const char* name) {
     if (isFolder(name)) return {};
-    const HANDLE file = CreateFileA(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return {};
+    // For a look alone: a file that somebody has locked is seen, and a pipe that is only written to, too.
+    const HANDLE file = CreateFileA(name, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return {false, GetLastError() == ERROR_PIPE_BUSY, 0};
     FileLook look;
     LARGE_INTEGER size{};
     look.other = GetFileType(file) != FILE_TYPE_DISK;

@@ -96,6 +96,9 @@ TEST(Utf8PathTest, TextsComeBackAsTheyWere) {
 TEST(PrintableTest, ControlCharactersAreReplacedAndOthersStay) {
     EXPECT_EQ(printable("a\x1B[2J\n\x7F \xC3\xBC~"), "a?[2J?? \xC3\xBC~");
     EXPECT_EQ(printable(""), "");
+    EXPECT_EQ(printable("\xC2\x9B"
+                        "2J\xC2\x80\xC2\xA0\xC2"),
+              "??2J??\xC2\xA0\xC2");
 }
 
 }  // namespace
