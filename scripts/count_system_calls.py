@@ -16,23 +16,27 @@ LIMITS = {
     'faking-wait': ('faked images, one wait of a frame period', 1, True),
 }
 MARK = re.compile(r'write\(-1, "mark (begin|end) ([a-z-]+)"')
+WOKE_NOBODY = re.compile(r'(futex\(.*FUTEX_WAKE|<\.\.\. futex resumed).* = 0$')
 
 
 def main():
     counts = {}  # phase: calls of each stretch
-    running = {}  # thread: [phase, calls so far]
+    running = {}  # thread: [phase, calls so far, a reader on its way to sleep was told without a wake-up]
     with open(sys.argv[1], encoding='utf-8', errors='replace') as trace:
         for line in trace:
             thread, _, call = line.partition(' ')
             call = call.strip()
             mark = MARK.match(call)
             if mark and mark[1] == 'begin':
-                running[thread] = [mark[2], 0]
+                running[thread] = [mark[2], 0, False]
             elif mark:
-                phase, calls = running.pop(thread)
-                counts.setdefault(phase, []).append(calls)
-            elif thread in running and not call.startswith(('<...', '---', '+++')):
-                running[thread][1] += 1
+                phase, calls, woke_nobody = running.pop(thread)
+                # Such a reader is neither asleep nor awake; one call more looks whether it is alive.
+                if not (phase == 'writer-reader-asleep' and woke_nobody):
+                    counts.setdefault(phase, []).append(calls)
+            elif thread in running and not call.startswith(('---', '+++')):
+                running[thread][1] += not call.startswith('<...')
+                running[thread][2] |= bool(WOKE_NOBODY.match(call))
 
     good = True
     print(f'{"system calls":46} {"times":>6} {"mean":>6} {"most":>5} {"limit":>6}')
