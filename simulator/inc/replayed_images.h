@@ -5,16 +5,15 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "crc32_append.h"
 #include "image_source.h"
-#include "line_pattern.h"
-#include "picture.h"
 #include "picture_options.h"
+#include "stored_picture.h"
 
 namespace simulator {
 
@@ -53,14 +52,11 @@ public:
 private:
     friend class PictureLoader;
 
-    /// The picture's lines, of which the image shows a part.
-    using Lines = std::vector<frames::StoredLine>;
-
-    ReplayedImages(const frames::ImageFormat& format, Play play, std::vector<Lines> pictures);
+    ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures);
 
     Play _play;
     frames::Crc32Append _appendLine;
-    std::vector<Lines> _pictures;
+    std::deque<frames::StoredPicture> _pictures;
 };
 
 }  // namespace simulator
