@@ -30,6 +30,11 @@ public:
     /// Bytes that a picture of that size takes, itself included.
     static std::size_t bytes(std::size_t width, std::size_t height, const ImageFormat& image);
 
+    /// Bytes that this one takes. @param image  Format of the images.
+    std::size_t bytes(const ImageFormat& image) const {
+        return bytes(lastX() + image.width, lastY() + image.height, image);
+    }
+
     /// Greatest place of an image's upper left corner.
     std::size_t lastX() const { return _parts - 1; }
     std::size_t lastY() const { return _lastY; }

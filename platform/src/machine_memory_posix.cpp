@@ -1,11 +1,14 @@
 #include "machine_memory_posix.h"
 
 #include <algorithm>
-#include <fstream>
+#include <charconv>
+#include <sstream>
+#include <system_error>
 
 #include <unistd.h>
 
 #include "machine_memory.h"
+#include "regular_file.h"
 
 namespace {
 
@@ -17,12 +20,22 @@ struct Hierarchy {
 constexpr Hierarchy kVersion1{"/memory", "memory.limit_in_bytes"};
 constexpr Hierarchy kVersion2{"", "memory.max"};
 
+// The text of a small file, whose size the system does not tell; empty when it cannot be read.
+std::string textIn(const std::string& path) {
+    RegularFile file;
+    std::string text(std::size_t{1} << 16, '\0');
+    std::string ignored;
+    const std::ptrdiff_t count = file.open(path, ignored) ? file.read(text.data(), text.size()) : 0;
+    text.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0)));
+    return text;
+}
+
 // The number in a file; none when it holds a word ("max"), or cannot be read.
 std::optional<std::uint64_t> numberIn(const std::string& path) {
-    std::ifstream file(path);
+    const std::string text = textIn(path);
     std::uint64_t number = 0;
-    if (file >> number) return number;
-    return std::nullopt;
+    const auto failure = std::from_chars(text.data(), text.data() + text.size(), number).ec;
+    return failure == std::errc() ? std::optional(number) : std::nullopt;
 }
 
 void takeSmaller(std::optional<std::uint64_t>& smallest, const std::optional<std::uint64_t>& other) {
@@ -48,8 +61,8 @@ bool namesMemory(const std::string& controllers) {
 
 std::optional<std::uint64_t> ControlGroups_MemoryLimit(const std::string& membership, const std::string& mount) {
     std::optional<std::uint64_t> smallest;
-    std::ifstream file(membership);
-    for (std::string line; std::getline(file, line);) {
+    std::istringstream lines(textIn(membership));
+    for (std::string line; std::getline(lines, line);) {
         // Number of the hierarchy, its controllers (none in version 2), the group: "7:memory:/a/b", "0::/a/b".
         const std::size_t first = line.find(':');
         const std::size_t second = first == std::string::npos ? first : line.find(':', first + 1);

@@ -6,6 +6,7 @@
 #include <numbers>
 #include <utility>
 
+#include "memory_budget.h"
 #include "picture_files.h"
 #include "platform.h"
 #include "strip.h"
@@ -41,8 +42,9 @@ WindowPlace windowAt(std::uint64_t frameNumber, std::size_t spareX, std::size_t 
 class PictureLoader {
 public:
     PictureLoader(const PictureOptions& options, const std::optional<frames::ImageFormat>& size,
-                  std::size_t bytesPerPixel, unsigned bits, std::string& error)
+                  std::size_t bytesPerPixel, unsigned bits, std::string& error, const MemoryBudget* budget)
         : _options(options),
+          _budget(budget),
           _format(size.value_or(frames::ImageFormat{})),
           _sizeOwner(size ? "the camera" : ""),
           _bits(bits),
@@ -51,6 +53,7 @@ public:
           _room(options.memoryMb * kMegabyte),
           _error(error) {
         _format.bytesPerPixel = bytesPerPixel;
+        if (budget) keepWithin(size ? budget->leftBeside(_format) : budget->left());
     }
 
     std::unique_ptr<ReplayedImages> load() {
@@ -67,8 +70,16 @@ private:
     // Who stops the program waits for no further picture; without any there would be nothing to end in order.
     bool isEnough() const { return !_pictures.empty() && platform_stopRequested(); }
 
+    // Less than what the option for pictures allows may be left of what the whole run may take.
+    void keepWithin(std::size_t left) {
+        if (left >= _room) return;
+        _room = left;
+        _limit = "--max-memory leaves beside the ring";
+        _limitOption = "--max-memory";
+    }
+
     bool addFile(const std::string& path) {
-        const frames::PictureWish wish{_format.bytesPerPixel == 3 || _format.bytesPerPixel == 4, _room, kMemoryOption,
+        const frames::PictureWish wish{_format.bytesPerPixel == 3 || _format.bytesPerPixel == 4, _room, _limitOption,
                                        &platform_stopRequested};
         if (_options.rawSize && !isPictureName(path)) return addRawFile(path, wish);
         frames::Picture picture;
@@ -86,7 +97,7 @@ private:
 
     /// @param beside  Bytes that reading it goes on taking meanwhile.
     bool add(const std::string& path, frames::Picture picture, std::size_t beside) {
-        if (_pictures.empty()) begin(path, picture);
+        if (_pictures.empty() && !begin(path, picture)) return false;
         if (!_options.scale && !fits(picture)) {
             _error = path + ": has " + sizeText(picture.width, picture.height) + " pixels, but " + _sizeOwner +
                      " has " + sizeText(_format.width, _format.height);
@@ -113,8 +124,7 @@ private:
         const std::size_t whileScaling = scaling ? read + scalingBytes(picture, width, height) : 0;
         const std::size_t whileStoring = samples + stored + width * _format.bytesPerPixel;
         if (std::max(whileScaling, whileStoring) + beside > _room) {
-            _error = path + ": the pictures take more than the " + std::to_string(_options.memoryMb) + " MB of " +
-                     kMemoryOption;
+            _error = path + ": the pictures take more than " + _limit;
             return false;
         }
         _room -= stored;
@@ -122,7 +132,7 @@ private:
     }
 
     // With the first picture the size is known.
-    void begin(const std::string& path, const frames::Picture& picture) {
+    bool begin(const std::string& path, const frames::Picture& picture) {
         if (_sizeOwner.empty()) {
             _format.width = picture.width;
             _format.height = picture.height;
@@ -130,6 +140,10 @@ private:
             _sizeIsOfPicture = true;
         }
         _appendLine = frames::Crc32Append(_format.lineBytes());
+        if (!_budget) return true;
+        _error = _budget->problem(_format, 0);
+        keepWithin(_budget->leftBeside(_format));
+        return _error.empty();
     }
 
     bool fits(const frames::Picture& picture) const {
@@ -139,6 +153,7 @@ private:
     }
 
     const PictureOptions& _options;
+    const MemoryBudget* _budget;
     frames::ImageFormat _format;
     std::string _sizeOwner;         // for messages; empty: not known yet
     bool _sizeIsOfPicture = false;  // then all have the same: what is a world and what a window nobody said
@@ -146,14 +161,17 @@ private:
     frames::PixelWriter _writer;
     frames::Crc32Append _appendLine;
     std::size_t _room;  // bytes left
+    std::string _limit = "the " + std::to_string(_options.memoryMb) + " MB of " + kMemoryOption;
+    const char* _limitOption = kMemoryOption;
     std::string& _error;
     std::deque<frames::StoredPicture> _pictures;
 };
 
 std::unique_ptr<ReplayedImages> ReplayedImages::load(const PictureOptions& options,
                                                      const std::optional<frames::ImageFormat>& size,
-                                                     std::size_t bytesPerPixel, unsigned bits, std::string& error) {
-    return PictureLoader(options, size, bytesPerPixel, bits, error).load();
+                                                     std::size_t bytesPerPixel, unsigned bits, std::string& error,
+                                                     const MemoryBudget* budget) {
+    return PictureLoader(options, size, bytesPerPixel, bits, error, budget).load();
 }
 
 ReplayedImages::ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures)
@@ -173,5 +191,11 @@ std::uint32_t ReplayedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumb
 }
 
 std::uint8_t ReplayedImages::stripFlags() const { return frames::kStripReplayed; }
+
+std::size_t ReplayedImages::memoryBytes() const {
+    std::size_t bytes = 0;
+    for (const frames::StoredPicture& picture : _pictures) bytes += picture.bytes(format());
+    return bytes;
+}
 
 }  // namespace simulator
