@@ -6,6 +6,7 @@
 
 #include "crc32.h"
 #include "digits.h"
+#include "stored_picture.h"
 #include "strip.h"
 
 namespace frames {
@@ -24,16 +25,8 @@ void mix(std::uint8_t* target, const std::uint8_t* one, const std::uint8_t* othe
 void StoredLine::assign(std::vector<std::uint8_t> bytes, const ImageFormat& format, const Crc32Append& append) {
     _bytes = std::move(bytes);
     _bytesPerPixel = format.bytesPerPixel;
-    const std::size_t lineBytes = format.lineBytes();
-    _crcs.resize((_bytes.size() - lineBytes) / _bytesPerPixel + 1);
-    std::uint32_t before = 0;  // of all bytes before the part
-    std::uint32_t both = crc32(_bytes.data(), lineBytes);
-    for (std::size_t offset = 0;; ++offset) {
-        _crcs[offset] = append.blockOf(before, both);
-        if (offset == lastOffset()) return;
-        before = crc32(pixels(offset), _bytesPerPixel, before);
-        both = crc32(pixels(offset) + lineBytes, _bytesPerPixel, both);
-    }
+    _crcs.resize((_bytes.size() - format.lineBytes()) / _bytesPerPixel + 1);
+    sumUpParts(_bytes.data(), _bytes.size(), format, append, _crcs.data());
 }
 
 LinePattern::LinePattern(const ImageFormat& format, unsigned bits, bool digits)

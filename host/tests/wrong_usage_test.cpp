@@ -155,6 +155,7 @@ const std::vector<OptionRow>& rows() {
         {"simulator", kRun, "--late", Kind::choice, "skip, burst", {"Skip", "2"}},
         {"simulator", kRun, "--count", Kind::whole, kAnyCount, {"9007199254740993"}},
         {"simulator", kRun, "--lines", Kind::whole, "1 to 1000", {"0", "1001"}},
+        {"simulator", kRun, "--max-memory", Kind::whole, "1 to 1000000, without a fraction", {"0", "1000001"}},
         {"simulator", kRun, "--reader-timeout", Kind::number, "0.001 to 86400", {"86401", "0.0001"}},
         {"simulator", kRun, "--no-strip", Kind::flag, "", {}},
         {"simulator", kRun, "--fault", Kind::other, "", {"drp@5", "drop@", "drop@p:2", "delay@5", "drop:5s", ""},true},

@@ -80,6 +80,7 @@ public:
 
     /// Bytes of memory that the ring needs, and of one line: header and pixels, up to a multiple of 8.
     std::size_t memoryBytes() const;
+    static std::size_t memoryBytesFor(std::size_t imageBytes, std::size_t lineCount);
     std::size_t lineBytes() const { return _lineBytes; }
 
 private:

@@ -130,4 +130,8 @@ void ImageRing::wakeReader() {
 
 std::size_t ImageRing::memoryBytes() const { return ringBytesOf(_lineBytes, _lineCount); }
 
+std::size_t ImageRing::memoryBytesFor(std::size_t imageBytes, std::size_t lineCount) {
+    return ringBytesOf(lineBytesOf(imageBytes), lineCount);
+}
+
 }  // namespace simulator

@@ -38,26 +38,37 @@ frames::ImageFormat formatFor(const SimulatorOptions& options, const frames::Ima
 }  // namespace
 
 std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
-                                             const std::optional<frames::ImageFormat>& camera) {
+                                             const std::optional<frames::ImageFormat>& camera, const HeldMemory& held) {
     std::optional<frames::ImageFormat> told = camera;
     if (!told && !options.configFile.empty() && !readCameraFormat(options.configFile, told.emplace(), error))
         return nullptr;
     const frames::ImageFormat format = formatFor(options, told.value_or(kDefaultFormat));
-    if (options.pictures.images.empty()) return std::make_unique<RenderedImages>(format, options.pattern);
+    const MemoryBudget budget(options, held);
+    if (options.pictures.images.empty()) {
+        error = budget.problem(format, patternBytes(*options.pattern.pattern, format));
+        return error.empty() ? std::make_unique<RenderedImages>(format, options.pattern) : nullptr;
+    }
     std::optional<frames::ImageFormat> size;  // none: as the pictures
     if (told || options.size) size = format;
-    return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error);
+    if (size) error = budget.problem(format, 0);
+    if (!error.empty()) return nullptr;
+    return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error,
+                                &budget);
+}
+
+std::size_t ringRoomFor(const SimulatorOptions& options) {
+    return options.ask && !options.size ? kDefaultFormat.bytes() : 0;
 }
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
                      Faults* faults)
     : _options(options),
       _source(&source),
+      _firstSource(source),
       _people(people),
       _camera(camera),
       _faults(faults),
-      // Room to grow, as far as the camera may ask for larger images.
-      _ring(source.format().bytes(), options.lineCount, camera && !options.size ? kDefaultFormat.bytes() : 0),
+      _ring(source.format().bytes(), options.lineCount, camera ? ringRoomFor(options) : 0),
       _delivery(_options, _ring, _timer, faults ? faults->log() : nullptr, _totals),
       _reader(std::llround(options.readerTimeoutSeconds * 1e9)) {
     if (_faults) _delivery.setTearing(_faults->has(FaultKind::torn));
@@ -211,7 +222,7 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
     std::string problem;
     std::unique_ptr<ImageSource> source;
     try {
-        source = makeImageSource(_options, problem, camera);
+        source = makeImageSource(_options, problem, camera, heldMemory());
     } catch (const std::bad_alloc&) {
         problem = "out of memory";
     }
@@ -221,6 +232,11 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
     }
     _people << std::endl;
     changeSource(std::move(source));
+}
+
+HeldMemory Simulator::heldMemory() const {
+    const std::size_t first = _cameraSource ? _firstSource.memoryBytes() : 0;
+    return {first + _source->memoryBytes(), _ring.isOpen() ? _ring.memoryBytes() : 0};
 }
 
 /// Frame numbers go on. A ring that cannot be laid at once is tried again; one for which there is no memory at all is

@@ -46,6 +46,7 @@ public:
         longestAheadNs = std::max(longestAheadNs, recordedNs - _drawnNs);
     }
     std::uint8_t stripFlags() const override { return _images.stripFlags(); }
+    std::size_t memoryBytes() const override { return _images.memoryBytes(); }
 
     std::vector<std::uint64_t> drawn, recorded;
     std::int64_t recordedNs = 0;      // of the last record
