@@ -38,13 +38,14 @@ public:
     /// What somebody else has stored into the header since the ring was laid.
     std::optional<RingDamage> damage() const;
 
-    /// The slot to fill next; null when the ring is full.
-    std::uint8_t* slot() const;
+    /// The slot to fill next; null when the ring is full. Once given it stays the writer's until put, though a host may
+    /// move the read index meanwhile: a reader has no way of taking room back.
+    std::uint8_t* slot();
 
     /// Its number, 0 … lineCount.
     std::size_t slotIndex() const { return static_cast<std::size_t>(_own.writeIndex); }
 
-    /// Publishes that slot. False when the ring is full.
+    /// Publishes that slot. False when the ring is full; then it has to be asked for again.
     bool put();
 
     /// Slot that the reader takes next. While the header has none that is possible: the last one that was.
@@ -56,10 +57,12 @@ public:
     std::size_t waiting() const;
 
 private:
+    bool isFull() const { return behind(_own.writeIndex) == readIndex(); }
     std::uint64_t behind(std::uint64_t index) const { return index + 1 == _own.slotCount ? 0 : index + 1; }
 
     LineFifoHeader* _header = nullptr;  // null: no ring
     LineFifoHeader _own{};              // what the writer stored; without the reader's fields
+    bool _given = false;                // the slot to fill next
     mutable std::uint64_t _lastReadIndex = 0;
     std::optional<std::uint64_t> _overwritten;  // write index of another process, which put has replaced
 };

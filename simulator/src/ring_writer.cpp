@@ -46,6 +46,7 @@ bool RingWriter::lay(void* memory, std::size_t lineCount, std::size_t lineBytes)
     _own.lineLength = lineBytes;
     _own.slotCount = static_cast<std::uint64_t>(lineCount) + 1;
     _lastReadIndex = 0;
+    _given = false;
     _overwritten.reset();
     return true;
 }
@@ -59,6 +60,7 @@ void RingWriter::layAround() {
     // Empty behind that slot: the writer comes round to it last, and finds the ring full before it.
     const std::uint64_t begin = behind(readIndex());
     _own.writeIndex = _lastReadIndex = begin;
+    _given = false;
     _overwritten.reset();
     store(*_header, &LineFifoHeader::readIndex, begin);
     for (const OwnField& own : kOwnFields) store(*_header, own.field, _own.*own.field);
@@ -83,13 +85,15 @@ std::optional<RingDamage> RingWriter::damage() const {
     return std::nullopt;
 }
 
-std::uint8_t* RingWriter::slot() const {
-    if (!_header || behind(_own.writeIndex) == readIndex()) return nullptr;
-    return slotsOf(_header) + _own.writeIndex * _own.lineLength;
+std::uint8_t* RingWriter::slot() {
+    if (!_header) return nullptr;
+    _given = _given || !isFull();
+    return _given ? slotsOf(_header) + _own.writeIndex * _own.lineLength : nullptr;
 }
 
 bool RingWriter::put() {
-    if (!slot()) return false;
+    _given = false;
+    if (!_header || isFull()) return false;
     const std::uint64_t before = _own.writeIndex;
     _own.writeIndex = behind(before);
     // Full barrier and store in one step, and the index that another process may have stored since the last look is not

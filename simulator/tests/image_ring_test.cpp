@@ -356,6 +356,22 @@ TEST_F(ImageRingTest, WriteIndexThatPublishingHasReplacedIsToldAllTheSame) {
     EXPECT_FALSE(ring.damage());
 }
 
+TEST_F(ImageRingTest, SlotThatWasGivenIsNotTakenBackWhenAHostMovesTheReadIndex) {
+    ImageRing ring(kFormat.bytes(), 3);
+    ring.open();
+    test::RingReader reader(kFormat);
+    reader.attach();
+    std::uint8_t* const pixels = ring.slotPixels();
+    ASSERT_TRUE(pixels);
+    overwrite(reader, &LineFifoHeader::readIndex, 1);  // as if three waited
+    EXPECT_EQ(ring.slotPixels(), pixels);
+    EXPECT_FALSE(ring.publish({}));
+    EXPECT_EQ(ring.slotPixels(), nullptr);
+    overwrite(reader, &LineFifoHeader::readIndex, 0);
+    EXPECT_EQ(ring.slotPixels(), pixels);
+    EXPECT_TRUE(ring.publish({}));
+}
+
 TEST_F(ImageRingTest, ImageThatAReaderLooksAtStaysWholeWhileTheRingIsRecreatedAndFilled) {
     for (std::uint64_t first = 0; first < 4; ++first) {  // in each slot
         ImageRing ring(kFormat.bytes(), 3);

@@ -47,8 +47,8 @@ CHILD_ROLE(answersAndFloods) {
     for (std::uint64_t done = 0; done < test::floodStores(); done += 2) {
         asks.store(kWords);
         answers.store(kWords);
-        if (asks.below(50) != 0) continue;
-        // Wakes both sides, so that they look at what stands there now.
+        if (asks.below(test::floodStores() / 4000 + 1) != 0) continue;
+        // Some two thousand times both sides are woken, so that they look at what stands there now.
         asked.Notify();
         answered.Notify();
         std::this_thread::yield();

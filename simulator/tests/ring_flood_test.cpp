@@ -86,6 +86,23 @@ protected:
         }
     }
 
+    /// Delivers and reads images while a thread does something as often as there are stores.
+    template <typename Store>
+    void deliverDuring(Store store) {
+        std::atomic<bool> ended = false;
+        std::thread host([&] {
+            for (std::uint64_t left = test::floodStores(); left > 0; --left) store();
+            ended = true;
+        });
+        test::RingReader reader(kFormat);
+        while (!ended) {
+            _simulator.deliver(_frame++);
+            if (!reader.attached()) reader.attach();
+            reader.take();
+        }
+        host.join();
+    }
+
     test::LogRecorder _log{3};
     RoomyMemory _memory;
     test::Flood _host{_memory.get(), ringBytes(), 24 + kFormat.bytes(), kLines, test::floodSeed()};
@@ -116,22 +133,19 @@ TEST_F(RingFloodTest, StoresBetweenTwoImagesLeadNowhereOutOfTheRing) {
 }
 
 TEST_F(RingFloodTest, StoresAtAnyMomentLeadNowhereOutOfTheRing) {
-    std::atomic<bool> ended = false;
-    std::thread host([&] {
-        for (std::uint64_t done = 0; done < test::floodStores(); ++done) _host.store(kOwnWords);
-        ended = true;
-    });
-    test::RingReader reader(kFormat);
-    while (!ended) {
-        _simulator.deliver(_frame++);
-        if (!reader.attached()) reader.attach();
-        reader.take();
-    }
-    host.join();
-    reader.detach();
+    deliverDuring([this] { _host.store(kOwnWords); });
     expectImagesFlow();
     EXPECT_TRUE(_memory.isWhole());
     EXPECT_GT(_simulator.totals().ringDamaged, 0u);
+}
+
+// A ring may be full at one look and have room at the next.
+TEST_F(RingFloodTest, ReadIndexThatMovesAtAnyMomentTakesNoSlotAwayThatIsBeingFilled) {
+    constexpr std::size_t kReadIndex = 3;
+    deliverDuring([this] { _host.set(kReadIndex, _host.below(kLines + 1)); });
+    expectImagesFlow();
+    EXPECT_TRUE(_memory.isWhole());
+    EXPECT_GT(_simulator.totals().written, 0u);
 }
 
 /// A simulator in a process of its own, which draws as fast as it can until an event is set.
@@ -171,9 +185,13 @@ TEST(RingFlood, StoresOfAnotherProcessDoNotEndTheSimulator) {
 
 TEST(RingFlood, TheProgramGoesOnWhileAHostStoresAnythingIntoItsRing) {
     const test::LogRecorder log(3);
-    auto program = test::ChildProcess::program(
-        "dorven-simulator",
-        {"--size", "900x20", "--lines", std::to_string(kLines), "--fps", "2000", "--no-ask", "--reader-timeout", "0"});
+    test::Arguments arguments{"--size",   "900x20",           "--lines", std::to_string(kLines), "--fps", "2000",
+                              "--no-ask", "--reader-timeout", "0"};
+    // The ring's own ways of being laid anew, and every way into a slot.
+    for (const char* fault : {"repeat@p:0.1", "reorder@p:0.1", "torn@p:0.1", "recreate@p:0.002",
+                              "garbage-header@p:0.002", "wrong-size@p:0.002"})
+        arguments.insert(arguments.end(), {"--fault", fault});
+    auto program = test::ChildProcess::program("dorven-simulator", arguments);
     test::RingReader reader(kFormat);
     ASSERT_TRUE(reader.attachAtSignal());
     test::Flood host(reader.memory(), ringBytes(), 24 + kFormat.bytes(), kLines, test::floodSeed());
