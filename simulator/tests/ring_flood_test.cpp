@@ -1,6 +1,8 @@
 // The simulator beside a host that stores anything into the ring's header, at any time: it writes nothing outside the
 // ring, goes on, and whoever reads has images again as soon as the stores end.
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -157,7 +159,9 @@ CHILD_ROLE(simulates) {
     std::ostringstream people;
     Simulator simulator(options(), source, people);
     if (simulator.openRing() != ImageRing::OpenResult::opened) return 1;
-    for (std::uint64_t frame = 0; stop.Wait(0.0) != 1; ++frame) simulator.deliver(frame);
+    const auto end = std::chrono::steady_clock::now() + 110s;  // should its test die
+    for (std::uint64_t frame = 0; stop.Wait(0.0) != 1 && std::chrono::steady_clock::now() < end; ++frame)
+        simulator.deliver(frame);
     return simulator.totals().ringDamaged > 0 ? 0 : 2;
 }
 
