@@ -27,7 +27,9 @@ struct InjectedFault {
 
 /// What happened without having been injected.
 struct SimulatorNote {
-    std::string name;  // refused: the ring was full; skipped: too late; ring-laid: waited unread when it was laid anew
+    /// refused: the ring was full; skipped: too late; ring-laid, ring-damaged: waited unread when it was laid anew, or
+    /// recreated after damage
+    std::string name;
     FrameRange frames;
 };
 

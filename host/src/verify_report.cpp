@@ -30,9 +30,10 @@ struct NoteRow {
     const char* meaning;
 };
 constexpr NoteRow kNotes[] = {
-    {"refused",   "the ring was full, the host was too slow"      },
-    {"skipped",   "the simulator was too late"                    },
-    {"ring-laid", "they waited unread when the ring was laid anew"},
+    {"refused",      "the ring was full, the host was too slow"                                                     },
+    {"skipped",      "the simulator was too late"                                                                   },
+    {"ring-laid",    "they waited unread when the ring was laid anew"                                               },
+    {"ring-damaged", "they waited unread when the ring was recreated, as another process had overwritten its header"},
 };
 
 std::string meaningOf(const std::string& note) {

@@ -9,6 +9,7 @@
 
 #include "mprocessevent.h"
 #include "named_claim.h"
+#include "ring_writer.h"
 
 namespace simulator {
 
@@ -53,6 +54,14 @@ public:
     /// it was opened for. A reader that was attached is detached. Nothing while the ring is not open.
     void layAgain(std::size_t imageBytes);
 
+    /// What another process has stored into the ring's header where only this one stores, or where nothing like it can
+    /// stand; none: nothing. Nothing of it is ever used, but readers may have met it: then recreate.
+    std::optional<RingDamage> damage() const { return _writer.damage(); }
+
+    /// Recreates the open ring, empty, in the same memory. A reader that was attached is detached; the image that it
+    /// may be looking at stays whole until it is back.
+    void recreate() { _writer.layAround(); }
+
     /// Overwrites geometry and indices of the open ring with absurd numbers, until it is laid again: nothing else may
     /// be called before. The marks stay, so that an attached reader looks at it.
     void spoilHeader(std::uint64_t seed);
@@ -63,10 +72,10 @@ public:
     std::uint8_t* slotPixels();
 
     /// Number of that slot, 0 … lineCount.
-    std::size_t slotIndex() const;
+    std::size_t slotIndex() const { return _writer.slotIndex(); }
 
     /// Images that wait unread, 0 … lineCount; 0 while the ring is not open.
-    std::size_t waiting() const;
+    std::size_t waiting() const { return _writer.waiting(); }
 
     /// Slot that the attached reader takes next; none while none is attached or the ring is not open.
     std::optional<std::uint64_t> readerIndex() const;
@@ -88,6 +97,7 @@ private:
     std::size_t _lineCount;
     std::size_t _roomBytes;  // that the memory takes at least
     void* _memory = nullptr;
+    RingWriter _writer;                             // in that memory
     NamedClaim _writerClaim{"DorVenImagesWriter"};  // while a simulator runs
     std::unique_ptr<MProcessEvent> _event;
 };

@@ -75,6 +75,8 @@ private:
     bool drawInTime(const PacingGrid& grid, std::uint64_t frame);
     std::uint64_t skipLate(const PacingGrid& grid, std::uint64_t frame);
     bool sleepUntil(std::int64_t dueNs, bool exactly = true);
+    void lookAfterRing();
+    void recreateDamagedRing(const RingDamage& damage);
     void lookAfterReader();
     void drainReader();
     std::vector<std::uint64_t> takeUnread();

@@ -61,7 +61,7 @@ ImageRing::OpenResult ImageRing::open() {
     }
     _memory = MSharedMem_LinkOrCreate(kMemoryName, existing != 0 ? memoryBytes() : std::max(memoryBytes(), _roomBytes));
     if (!_memory) return OpenResult::failed;
-    if (MMemLineFifo_Create(_memory, _lineCount, _lineBytes) == 0) {
+    if (!_writer.lay(_memory, _lineCount, _lineBytes)) {
         MSharedMem_Unlink(_memory);
         _memory = nullptr;
         return OpenResult::failed;
@@ -71,7 +71,7 @@ ImageRing::OpenResult ImageRing::open() {
 
 void ImageRing::close() {
     if (!_memory) return;
-    MMemLineFifo_Destroy(_memory);
+    _writer.leave();
     MSharedMem_Unlink(_memory);
     _memory = nullptr;
 }
@@ -84,7 +84,7 @@ void ImageRing::setImageBytes(std::size_t imageBytes) {
 void ImageRing::layAgain(std::size_t imageBytes) {
     if (!_memory) return;
     _lineBytes = lineBytesOf(imageBytes);
-    MMemLineFifo_Create(_memory, _lineCount, _lineBytes);
+    _writer.lay(_memory, _lineCount, _lineBytes);
 }
 
 void ImageRing::spoilHeader(std::uint64_t seed) {
@@ -97,29 +97,21 @@ void ImageRing::spoilHeader(std::uint64_t seed) {
     }
 }
 
-std::size_t ImageRing::waiting() const { return _memory ? std::min(MMemLineFifo_GetCount(_memory), _lineCount) : 0; }
-
 std::optional<std::uint64_t> ImageRing::readerIndex() const {
-    if (!_memory || MMemLineFifo_IsReaderAttached(_memory) == 0) return std::nullopt;
-    return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->readIndex).load(std::memory_order_relaxed);
+    if (!_writer.hasReader()) return std::nullopt;
+    return _writer.readIndex();
 }
 
 std::uint8_t* ImageRing::slotPixels() {
-    if (!_memory || MMemLineFifo_GetFree(_memory) == 0) return nullptr;
-    auto* line = static_cast<std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
+    std::uint8_t* const line = _writer.slot();
     return line ? line + sizeof(LineHeader) : nullptr;
 }
 
-std::size_t ImageRing::slotIndex() const {
-    const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
-    const auto offset = static_cast<std::size_t>(line - static_cast<const std::uint8_t*>(_memory));
-    return (offset - sizeof(LineFifoHeader)) / _lineBytes;
-}
-
 bool ImageRing::publish(const LineHeader& header) {
-    if (!slotPixels()) return false;
-    std::memcpy(MMemLineFifo_GetWriteLine(_memory), &header, sizeof header);
-    if (MMemLineFifo_PutLine(_memory) == 0) return false;
+    std::uint8_t* const line = _writer.slot();
+    if (!line) return false;
+    std::memcpy(line, &header, sizeof header);
+    if (!_writer.put()) return false;
     wakeReader();
     return true;
 }

@@ -91,7 +91,7 @@ int Simulator::run() {
     if (result == ImageRing::OpenResult::opened) failed = !deliverOnGrid();
     _delivery.deliverHeld();
     _ring.close();
-    if (log) log->end(_nextFrame);
+    if (log) log->end(_nextFrame, _totals.ringDamaged);
     tellTotals();
     return failed ? kFailed : 0;
 }
@@ -122,7 +122,7 @@ ImageRing::OpenResult Simulator::openRing() {
 }
 
 void Simulator::deliver(std::uint64_t frameNumber) {
-    lookAfterReader();
+    lookAfterRing();
     std::optional<std::int64_t> completeNs;
     if (_stalled && frameNumber < _stalled->first) completeNs = _stalled->second.dueNs(frameNumber);
     std::vector<Strike> strikes;
@@ -168,6 +168,26 @@ std::uint64_t Simulator::skipLate(const PacingGrid& grid, std::uint64_t frame) {
     return due;
 }
 
+void Simulator::lookAfterRing() {
+    if (const auto damage = _ring.damage()) return recreateDamagedRing(*damage);
+    lookAfterReader();
+}
+
+/// Nothing of the damage was used, but a reader that met it takes no image until it may attach to a new ring.
+void Simulator::recreateDamagedRing(const RingDamage& damage) {
+    const std::vector<std::uint64_t> unread = takeUnread();
+    for (const FrameRange& lost : rangesOf(unread)) _delivery.tellNote("ring-damaged", lost);
+    if (_totals.ringDamaged++ == 0) {
+        _people << kProgram << "another process has overwritten the ring's " << damage.field << " with " << damage.found
+                << " (" << damage.known << ' ' << damage.number
+                << "). The ring is recreated; unread images lost: " << unread.size()
+                << ". Look for a stray write in the host; further ones are counted in the totals" << std::endl;
+    }
+    _ring.recreate();
+    _delivery.ringLaid();
+    _reader.roomSeen();
+}
+
 /// A reader that died leaves the ring full for ever.
 void Simulator::lookAfterReader() {
     if (!_ring.isOpen() || _ring.waiting() < _options.lineCount) return _reader.roomSeen();
@@ -175,7 +195,7 @@ void Simulator::lookAfterReader() {
     _people << kProgram << "the reader has not moved for " << _options.readerTimeoutSeconds
             << " s; the ring is laid anew, and " << _ring.waiting() << " images are lost" << std::endl;
     for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote("ring-laid", lost);
-    _ring.layAgain(format().bytes());
+    _ring.recreate();
     _delivery.ringLaid();
 }
 
@@ -287,6 +307,7 @@ void Simulator::tellTotals() {
     _people << kProgram << "written " << _totals.written << ", refused by the full ring " << _totals.refused
             << ", skipped as too late " << _totals.skipped;
     if (_totals.unread != 0) _people << ", unread in a ring laid anew " << _totals.unread;
+    if (_totals.ringDamaged != 0) _people << ", ring damaged " << _totals.ringDamaged;
     if (_totals.faults != 0) _people << ", faults provoked " << _totals.faults;
     _people << std::endl;
 }

@@ -1,5 +1,6 @@
 // The simulator as a process of its own beside the plugin: it learns the camera's format while images flow.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -69,6 +70,12 @@ public:
         EXPECT_EQ(_device.call(1002, nullptr, nullptr), kDone);
     }
     void freeze() { EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone); }
+
+    /// Forgets those that have come.
+    void forget() {
+        const std::lock_guard lock(_mutex);
+        _whole = 0;
+    }
 
     /// Waits for five whole images of the simulator's, of that many bytes.
     bool receives(std::uint64_t bytes, std::chrono::seconds limit = 20s) {
@@ -236,6 +243,31 @@ TEST_F(SimulatorLinkTest, SizesOfACameraThatIsOpenedAnewArrive) {
     program.kill();
     EXPECT_THAT(people(), HasSubstr("the camera has 640 x 480 pixels, 3 bytes per pixel"));
     EXPECT_THAT(people(), Not(HasSubstr("any more"))) << "a camera is away for a moment when it is opened anew";
+}
+
+TEST_F(SimulatorLinkTest, ImagesComeBackWhicheverFieldOfTheRingAHostHasOverwritten) {
+    auto program = start({"--fps", "200", "--size", "900x60", "--no-ask", "--reader-timeout", "0"});
+    GrabbingCamera camera;
+    camera.open(_folder.file("x.ini", "[image]\nimage_size_x=900\nimage_size_y=60\n"));
+    ASSERT_TRUE(camera.receives(54000));
+    auto* const header = static_cast<LineFifoHeader*>(MSharedMem_Link("DorVenImages"));
+    ASSERT_TRUE(header);
+    for (const auto field : {&LineFifoHeader::writerMark, &LineFifoHeader::writeIndex, &LineFifoHeader::readerMark,
+                             &LineFifoHeader::readIndex, &LineFifoHeader::lineLength, &LineFifoHeader::slotCount}) {
+        for (const std::uint64_t value : {std::uint64_t{0}, std::uint64_t{7}, UINT64_MAX}) {
+            std::atomic_ref(header->*field).store(value);
+            camera.forget();
+            ASSERT_TRUE(camera.receives(54000)) << value << '\n' << people();
+        }
+    }
+    MSharedMem_Unlink(header);
+    EXPECT_TRUE(program.running());
+    camera.freeze();
+    program.kill();
+    const std::string said = people();
+    const std::string damage = "another process has overwritten the ring's ";
+    EXPECT_THAT(said, HasSubstr(damage));
+    EXPECT_EQ(said.find(damage), said.rfind(damage)) << said;
 }
 
 }  // namespace
