@@ -204,7 +204,11 @@ squat() { # kind, path
         pipe) mkfifo -m 600 "$2"; said='is no plain file' ;;
         file) echo taken >"$2"; said='is no folder' ;;
         open) mkdir -m 755 "$2"; said='has mode 0755 instead of 0700' ;;
-        foreign) mkdir -m 700 "$2" && chown 65534 "$2"; said='belongs to user 65534' ;;
+        foreign)
+            mkdir -m 700 "$2"
+            chown 65534 "$2" || return 1  # needs root
+            said='belongs to user 65534'
+            ;;
     esac
 }
 
@@ -238,7 +242,7 @@ folder_section() {
     echo precious >"$work/victim"
     for kind in $folder_kinds; do
         rm -rf /dev/shm/*
-        squat "$kind" "$(folder)" 2>/dev/null || { remove "$(folder)"; continue; }  # chown needs root
+        squat "$kind" "$(folder)" 2>/dev/null || { remove "$(folder)"; continue; }
         try 0 '' "$simulator" --no-ask --count 20 --size 900x40
         try 0 'a folder of another name serves' "$host" doctor
         victim_is_whole "$kind"
@@ -287,7 +291,7 @@ readonly_section() {
     try "1 3" '' "$host" grab --count 1 --timeout 1
     remount size=16m
     try 0 '' "$host" doctor
-    mount -o remount,ro /dev/shm
+    mount -o remount,bind,ro /dev/shm
     try 1 '/dev/shm is read-only' "$simulator" --no-ask
     try 1 '/dev/shm is read-only' "$host" doctor
     try 1 'no link to the camera: /dev/shm is read-only' "$simulator" ask --timeout 1
