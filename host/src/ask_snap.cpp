@@ -14,6 +14,7 @@
 #include "TeskImagesComm.h"
 #include "grab_report.h"
 #include "named_claim.h"
+#include "object_refusal.h"
 #include "platform.h"
 
 namespace host {
@@ -98,7 +99,12 @@ void printPeople(const Answer& answer, std::ostream& stream) {
 int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people) {
     NamedClaim claim(ownEvent());
     if (!claim.claim()) {
-        people << "dorven-host: a host has the camera open and with it the link to the simulator" << std::endl;
+        people << "dorven-host: "
+               << (claim.isTakenByAnother()
+                       ? "a host has the camera open and with it the link to the simulator"
+                       : "no link to the simulator: " +
+                             platform_explainRefusal(claim.name().c_str(), claim.error(), 0).text())
+               << std::endl;
         return kExitFailed;
     }
     const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);

@@ -273,7 +273,7 @@ void examineObjectFolder(Findings& findings) {
         add(findings, "leftovers", FindingLevel::warning,
             std::to_string(sight.leftovers.size()) +
                 " objects of programs that were killed: " + listed(sight.leftovers),
-            "none: the next program that starts removes them");
+            "none: the next program that makes an object removes them");
     }
 }
 

@@ -27,9 +27,10 @@ constexpr const char* kLinkTaken = "another simulator has the link to the camera
 /// what the camera's side asks. Used by one thread.
 class CameraAsker {
 public:
-    /// @param faults  Of the answers to the camera's side; null: none.
-    /// @return        null when another asker has the link.
-    static std::unique_ptr<CameraAsker> open(const std::shared_ptr<AnswerFaults>& faults = nullptr);
+    /// @param faults   Of the answers to the camera's side; null: none.
+    /// @param problem  Receives why there is none: kLinkTaken, or what the system refuses and what to do.
+    /// @return         null when another asker has the link, or when it cannot be had.
+    static std::unique_ptr<CameraAsker> open(const std::shared_ptr<AnswerFaults>& faults, std::string& problem);
 
     ~CameraAsker();
     CameraAsker(const CameraAsker&) = delete;

@@ -4,11 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
+#include <string>
 
-#include "mprocessevent.h"
 #include "named_claim.h"
+#include "platform.h"
 #include "ring_writer.h"
 
 namespace simulator {
@@ -28,7 +28,7 @@ public:
         opened,
         otherWriter,  // another simulator has the ring
         tooSmall,     // somebody still holds smaller memory of that name: try again later
-        failed,       // no memory or no event; the error trace tells why
+        failed,       // no memory or no event; problem() tells why
     };
 
     /// @param imageBytes    Of one image.   @param lineCount  Images that the ring holds, at least 1.
@@ -66,6 +66,9 @@ public:
     /// be called before. The marks stay, so that an attached reader looks at it.
     void spoilHeader(std::uint64_t seed);
 
+    /// Why the last open failed, and what to do, for people.
+    const std::string& problem() const { return _problem; }
+
     bool isOpen() const { return _memory != nullptr; }
 
     /// Pixels of the slot to fill next; null while the ring is full or not open.
@@ -93,13 +96,18 @@ public:
     std::size_t lineBytes() const { return _lineBytes; }
 
 private:
+    bool openEvent();
+    bool openMemory(std::size_t bytes);
+    void tellRefusal(const std::string& what, const char* name, DWORD error);
+
     std::size_t _lineBytes;
     std::size_t _lineCount;
     std::size_t _roomBytes;  // that the memory takes at least
     void* _memory = nullptr;
     RingWriter _writer;                             // in that memory
     NamedClaim _writerClaim{"DorVenImagesWriter"};  // while a simulator runs
-    std::unique_ptr<MProcessEvent> _event;
+    HANDLE _event = nullptr;
+    std::string _problem;
 };
 
 }  // namespace simulator

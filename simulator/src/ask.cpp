@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -118,9 +119,11 @@ const char* whyNoAnswer() {
 }  // namespace
 
 int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream& people) {
-    const auto asker = CameraAsker::open();
+    std::string problem;
+    const auto asker = CameraAsker::open(nullptr, problem);
     if (!asker) {
-        people << "dorven-simulator: " << kLinkTaken << "; end it, or start it with --no-ask" << std::endl;
+        people << "dorven-simulator: " << problem
+               << (problem == kLinkTaken ? "; end it, or start it with --no-ask" : "") << std::endl;
         return kFailed;
     }
     Questions questions(*asker, options.timeoutSeconds);

@@ -8,6 +8,7 @@
 #include "answer_faults.h"
 #include "camera_config.h"
 #include "image_size.h"
+#include "object_refusal.h"
 
 namespace simulator {
 
@@ -45,10 +46,14 @@ CameraAsker::CameraAsker(const std::shared_ptr<AnswerFaults>& faults)
 
 CameraAsker::~CameraAsker() = default;
 
-std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFaults>& faults) {
+std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFaults>& faults, std::string& problem) {
     std::unique_ptr<CameraAsker> asker(new CameraAsker(faults));
-    if (!asker->_claim.claim()) return nullptr;
-    return asker;
+    const NamedClaim& claim = asker->_claim;
+    if (asker->_claim.claim()) return asker;
+    problem = claim.isTakenByAnother()
+                  ? kLinkTaken
+                  : "no link to the camera: " + platform_explainRefusal(claim.name().c_str(), claim.error(), 0).text();
+    return nullptr;
 }
 
 bool CameraAsker::cameraIsThere() { return NamedClaim::isTaken(camerasEvent()); }

@@ -55,9 +55,9 @@ void CameraLink::run() {
 
 CameraNews CameraLink::askOnce(std::unique_ptr<CameraAsker>& asker) const {
     CameraNews news;
-    if (!asker) asker = CameraAsker::open(_faults);
+    if (!asker) asker = CameraAsker::open(_faults, news.problem);
     const auto format = asker ? asker->askFormat() : std::nullopt;
-    news.problem = asker ? asker->problem() : kLinkTaken;
+    if (asker) news.problem = asker->problem();
     if (!news.problem.empty()) {
         news.kind = CameraNews::Kind::unavailable;
     } else if (format) {

@@ -111,11 +111,10 @@ ImageRing::OpenResult Simulator::openRing() {
             _toldTooSmall = true;
             break;
         case ImageRing::OpenResult::otherWriter:
-            _people << kProgram << "another simulator is running" << std::endl;
+            _people << kProgram << "another simulator is running; end it first" << std::endl;
             break;
         case ImageRing::OpenResult::failed:
-            _people << kProgram << "no shared memory of " << _ring.memoryBytes() << " bytes for the images"
-                    << std::endl;
+            _people << kProgram << _ring.problem() << std::endl;
             break;
     }
     return result;

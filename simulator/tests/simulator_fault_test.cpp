@@ -122,4 +122,43 @@ TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
     EXPECT_LT(simulator.totals().written + simulator.totals().refused, 1000u);
 }
 
+std::string peopleOfARunThatFails() {
+    simulator::SimulatorOptions options;
+    options.frameCount = 20;
+    options.framesPerSecond = 500;
+    simulator::RenderedImages source({900, 20, 1});
+    std::ostringstream people;
+    EXPECT_EQ(Simulator(options, source, people).run(), 1);
+    return people.str();
+}
+
+TEST(SimulatorFaults, EventsThatTheSystemRefusesAreNoOtherSimulator) {
+    const test::LogRecorder log;
+    for (const std::string refused : {"DorVenImagesWriter", "DorVenImagesEvent"}) {
+        const test::Fault fault(
+            fault_CreateEventA,
+            [&](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) -> HANDLE {
+                if (!name || name != refused) return real_CreateEventA(attributes, manualReset, initialState, name);
+                SetLastError(ERROR_ACCESS_DENIED);
+                return nullptr;
+            });
+        const std::string people = peopleOfARunThatFails();
+        EXPECT_THAT(people, HasSubstr("dorven-simulator: no event \"" + refused + "\": "));
+        EXPECT_THAT(people, testing::Not(HasSubstr("another simulator")));
+    }
+}
+
+TEST(SimulatorFaults, MemoryForWhichThereIsNoRoomIsToldWithWhatIsNeeded) {
+    const test::LogRecorder log;
+    const test::Fault fault(fault_CreateFileMappingA,
+                            [](HANDLE, SECURITY_ATTRIBUTES*, DWORD, DWORD, DWORD, LPCSTR) -> HANDLE {
+                                SetLastError(ERROR_COMMITMENT_LIMIT);
+                                return nullptr;
+                            });
+    const std::string people = peopleOfARunThatFails();
+    EXPECT_THAT(people, HasSubstr("dorven-simulator: no shared memory of 162280 bytes for the images: "));
+    EXPECT_THAT(people, HasSubstr(" needed; "));
+    EXPECT_THAT(people, HasSubstr("; a ring of fewer --lines needs less\n"));
+}
+
 }  // namespace

@@ -14,6 +14,8 @@
 
 #include "child_process.h"
 #include "log_recorder.h"
+#include "msharedmem.h"
+#include "named_claim.h"
 #include "platform.h"
 #include "ring_reader.h"
 #include "temporary_folder.h"
@@ -238,7 +240,38 @@ TEST_F(SimulatorTest, SecondSimulatorSaysSoAndFails) {
     std::ostringstream people;
     Simulator second(_options, _source, people);
     EXPECT_EQ(second.run(), 1);
-    EXPECT_THAT(people.str(), HasSubstr("another simulator is running"));
+    EXPECT_THAT(people.str(), HasSubstr("dorven-simulator: another simulator is running; end it first\n"));
+}
+
+constexpr const char* kOtherKind = "is the name of an object of another kind already; end the program that made it\n";
+
+TEST_F(SimulatorTest, NameThatAnObjectOfAnotherKindHasIsNoOtherSimulator) {
+    void* const taken = MSharedMem_Create("DorVenImagesWriter", 100);
+    ASSERT_TRUE(taken);
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+    MSharedMem_Destroy(taken);
+    EXPECT_THAT(_people.str(), HasSubstr(std::string("dorven-simulator: no event \"DorVenImagesWriter\": "
+                                                     "\"DorVenImagesWriter\" ") +
+                                         kOtherKind));
+    EXPECT_THAT(_people.str(), Not(HasSubstr("another simulator is running")));
+}
+
+TEST_F(SimulatorTest, EventThatCannotBeMadeEndsTheSimulatorWithItsReason) {
+    void* const taken = MSharedMem_Create("DorVenImagesEvent", 100);
+    ASSERT_TRUE(taken);
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+    MSharedMem_Destroy(taken);
+    EXPECT_THAT(_people.str(), HasSubstr(std::string("dorven-simulator: no event \"DorVenImagesEvent\": "
+                                                     "\"DorVenImagesEvent\" ") +
+                                         kOtherKind));
+}
+
+TEST_F(SimulatorTest, MemoryThatCannotBeMadeEndsTheSimulatorWithItsReason) {
+    NamedClaim taken("DorVenImages");
+    ASSERT_TRUE(taken.claim());
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+    EXPECT_THAT(_people.str(), HasSubstr("dorven-simulator: no shared memory of 162280 bytes for the images: "));
+    EXPECT_THAT(_people.str(), HasSubstr(std::string("\"DorVenImages\" ") + kOtherKind));
 }
 
 TEST_F(SimulatorTest, ReaderComesBackToASimulatorThatWasStartedAgain) {
