@@ -61,6 +61,12 @@ public:
     /// The last line.
     void end(std::uint64_t nextFrame);
 
+    /// Whether all lines so far are in the file.
+    bool complete() const { return _file.is_open(); }
+
+    /// "FILE: could not be written to its end"
+    std::string problem() const { return _path + ": could not be written to its end"; }
+
 private:
     explicit FaultLog(std::string path, std::ostream& people) : _path(std::move(path)), _people(people) {}
     void writeHeldNote();
