@@ -110,7 +110,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     if (options.jsonLines) grab.watch(jsonLines);
     const int grabExitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(options.limits, report.results);
+    report.limitsBroken = brokenLimits(withSavingLimit(options), report.results);
     printTable(report.results, people);
     tellSaved(options, grab.saved(), people);
     tellBrokenLimits(report.limitsBroken, people);
