@@ -23,7 +23,8 @@ struct LimitRow {
     std::optional<double> (*value)(const GrabResults& results);
 };
 
-constexpr std::size_t kLimitCount = 9;
+constexpr std::size_t kLimitCount = 10;
+constexpr std::size_t kNotSavedLimit = kLimitCount - 1;  // the row of --max-not-saved
 std::span<const LimitRow, kLimitCount> limitRows();
 
 /// The limit of each row; none: no limit.

@@ -37,6 +37,9 @@ struct GrabResults {
     std::optional<double> durationS;   // from the start to the last look
     std::optional<double> lateFromUs;  // least latency that counted as late
     std::optional<FrameRange> sight;   // smallest and greatest frame number that came since the grab began
+    // None when nothing was to be saved.
+    std::optional<std::uint64_t> saved, notSaved;
+    const char* notSavedReason = nullptr;  // ImageSaver::Outcome::reason
 };
 
 /// What arrived since somebody last took it.

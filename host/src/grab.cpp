@@ -87,7 +87,8 @@ bool Grab::reserveForSaving() {
         _people << "dorven-host: " << error << std::endl;
         return false;
     }
-    _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait for the disk";
+    _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait to be saved";
+    if (_saver->threads() > 1) _people << ", " << _saver->threads() << " threads compress";
     if (_options.aroundLoss > 0) _people << ", the latest " << _options.aroundLoss << " are kept for a loss";
     _people << "; takes " << (_saver->reservedBytes() + 999'999) / 1'000'000 << " MB of memory" << std::endl;
     return true;
@@ -268,8 +269,7 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const ReceivedImage received{inspection, image.format, record.imageCounter, record.timeStamp, arrivalNs};
     const GrabStatistics::Told told = _statistics->add(received);
     if (_keepRows) keepRow(received, told);
-    if (_saver && image.pixels)
-        _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
+    if (_saver) _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
     _lastImageNs = arrivalNs;
     if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
         _state = State::connectionLost;
@@ -303,6 +303,12 @@ GrabResults Grab::results() const {
     if (_endNs > _startNs) {
         results.durationS = static_cast<double>(_endNs - _startNs) / 1e9;
         results.cpuPercent = percentOf(_endCpuNs - _startCpuNs, _endNs - _startNs);
+    }
+    if (_saver) {
+        const ImageSaver::Outcome outcome = _saver->outcome();
+        results.saved = outcome.saved;
+        results.notSaved = outcome.notSaved();
+        results.notSavedReason = outcome.reason();
     }
     return results;
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <string>
+#include <string_view>
 
 #include "platform.h"
 
@@ -16,6 +17,11 @@ std::optional<double> countOf(const GrabResults& results) {
 template <std::optional<double> GrabResults::*measure>
 std::optional<double> measureOf(const GrabResults& results) {
     return results.*measure;
+}
+
+std::optional<double> notSavedOf(const GrabResults& results) {
+    if (!results.notSaved) return std::nullopt;
+    return static_cast<double>(*results.notSaved);
 }
 
 constexpr std::size_t kLatencyRow = 6;
@@ -39,8 +45,11 @@ constexpr LimitRow kRows[] = {
      false,                                                                                                                            measureOf<&GrabResults::fpsMean>     },
     {"--min-images",     "images",         Comparison::atLeast, "images",   "Images of any kind",                               true,
      countOf<&GrabResults::images>                                                                                                                                          },
+    {"--max-not-saved",  "not_saved",      Comparison::atMost,  "images",   "Images that were to be saved and were not",        true,
+     notSavedOf                                                                                                                                                             },
 };
 static_assert(std::size(kRows) == kLimitCount && kRows[kLatencyRow].comparison == Comparison::below);
+static_assert(std::string_view(kRows[kNotSavedLimit].key) == "not_saved");
 
 bool keeps(Comparison comparison, double value, double limit) {
     switch (comparison) {

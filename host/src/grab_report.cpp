@@ -74,6 +74,9 @@ Json jsonOf(const BrokenLimit& limit) {
 void addReport(Json& object, const GrabReport& report) {
     for (const CountRow& row : kCounts) object[row.key] = report.results.*row.value;
     addMeasures(object, report.results);
+    object["saved"] = orNull(report.results.saved);
+    object["not_saved"] = orNull(report.results.notSaved);
+    object["not_saved_reason"] = report.results.notSavedReason ? Json(report.results.notSavedReason) : Json(nullptr);
     const auto& sight = report.results.sight;
     object["first_frame"] = sight ? Json(sight->first) : Json(nullptr);
     object["last_frame"] = sight ? Json(sight->last) : Json(nullptr);

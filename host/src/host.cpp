@@ -62,7 +62,7 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(options.limits, report.results);
+    report.limitsBroken = brokenLimits(withSavingLimit(options), report.results);
     printTable(report.results, std::cerr);
     tellFindings(report.findings, std::cerr);
     tellSaved(options, grab.saved(), std::cerr);

@@ -52,8 +52,10 @@ std::string problemOfCall(const HostOptions& options) {
 }
 
 std::string helpOf(const LimitRow& row) {
+    const bool ofSaving = &row == &limitRows()[kNotSavedLimit];
+    const char* const byDefault = ofSaving ? "0 with --output" : "no limit";
     const char* const range = row.whole ? "0 to 2^53 " : "0 to 1e12 ";
-    return std::string(row.help) + "; " + range + row.unit + " (default: no limit)";
+    return std::string(row.help) + "; " + range + row.unit + " (default: " + byDefault + ")";
 }
 
 void addGrabOptions(CLI::App& command, HostOptions& options) {

@@ -43,6 +43,7 @@ GrabResults measured() {
     results.reordered = 3;
     results.torn = 4;
     results.faked = 5;
+    results.notSaved = 6;
     results.jitterP99Us = 60.5;
     results.latencyMaxUs = 70.5;
     results.fpsMean = 80.5;
@@ -78,6 +79,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, GrabLimitTest,
                                          Border{"--max-reordered", 3, 2, "2: reordered 3 images"},
                                          Border{"--max-torn", 4, 3, "3: torn 4 images"},
                                          Border{"--max-faked", 5, 4, "4: faked 5 images"},
+                                         Border{"--max-not-saved", 6, 5, "5: not_saved 6 images"},
                                          Border{"--max-jitter-us", 60.5, 60.4, "60.400: jitter_p99_us 60.500 us"},
                                          Border{"--max-latency-us", 70.6, 70.5, "70.500: latency_max_us 70.500 us"},
                                          Border{"--min-fps", 80.5, 80.6, "80.600: fps_mean 80.500 images/s"},
@@ -86,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, GrabLimitTest,
 TEST(GrabLimitsTest, EveryRowHasABorderTestAndItsOwnOption) {
     std::set<std::string> options;
     for (const auto& row : limitRows()) options.insert(row.option);
-    EXPECT_EQ(options.size(), 9u);
+    EXPECT_EQ(options.size(), host::kLimitCount);
 }
 
 TEST(GrabLimitsTest, WhatWasNotMeasuredKeepsNoLimit) {

@@ -42,6 +42,9 @@ TEST(GrabReportTest, JsonIsOneFlatLineWithEveryKeyInOrder) {
     results.durationS = 3.25;
     results.lateFromUs = 80.0;
     results.sight = host::FrameRange{7, 306};
+    results.saved = 14;
+    results.notSaved = 15;
+    results.notSavedReason = "disk";
     host::GrabReport report{
         results, "count", {{&host::limitRows()[0], 2.0, 3.0}, {&host::limitRows()[5], 2.5, {}}},
           host::FindingList(3)
@@ -71,6 +74,7 @@ TEST(GrabReportTest, JsonIsOneFlatLineWithEveryKeyInOrder) {
               "\"fps_mean\":99.5,\"period_p50_us\":10000.25,\"period_p99_us\":11000.0,"
               "\"period_max_us\":12000.0,\"jitter_p99_us\":20.5,\"latency_p50_us\":50.0,\"latency_p99_us\":90.5,"
               "\"latency_max_us\":91.5,\"mb_per_s\":131.0,\"cpu_percent\":3.5,\"duration_s\":3.25,"
+              "\"saved\":14,\"not_saved\":15,\"not_saved_reason\":\"disk\","
               "\"first_frame\":7,\"last_frame\":306,\"end\":\"count\",\"late_from_us\":80.0,"
               "\"limits_broken\":[{\"option\":\"--max-lost\",\"key\":\"lost\",\"value\":3.0,\"limit\":2.0},"
               "{\"option\":\"--max-jitter-us\",\"key\":\"jitter_p99_us\",\"value\":null,\"limit\":2.5}],"
@@ -83,9 +87,10 @@ TEST(GrabReportTest, JsonHasNullForWhatWasNotMeasured) {
     std::ostringstream stream;
     host::printJson({}, stream);
     EXPECT_THAT(stream.str(), HasSubstr("\"images\":0,"));
-    for (const char* key : {"fps_mean", "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us",
-                            "latency_p50_us", "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent",
-                            "duration_s", "first_frame", "last_frame", "late_from_us"})
+    for (const char* key :
+         {"fps_mean", "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us", "latency_p50_us",
+          "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent", "duration_s", "saved", "not_saved",
+          "not_saved_reason", "first_frame", "last_frame", "late_from_us"})
         EXPECT_THAT(stream.str(), HasSubstr(std::string("\"").append(key).append("\":null")));
     EXPECT_THAT(stream.str(), HasSubstr("\"limits_broken\":[],\"findings\":[],\"findings_omitted\":0}"));
 }

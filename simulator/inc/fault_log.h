@@ -62,6 +62,12 @@ public:
     /// @param ringDamaged  Times that another process had overwritten the ring's header; stands there when there were.
     void end(std::uint64_t nextFrame, std::uint64_t ringDamaged = 0);
 
+    /// Whether all lines so far are in the file.
+    bool complete() const { return _file.is_open(); }
+
+    /// "FILE: could not be written to its end"
+    std::string problem() const { return _path + ": could not be written to its end"; }
+
 private:
     explicit FaultLog(std::string path, std::ostream& people) : _path(std::move(path)), _people(people) {}
     void writeHeldNote();

@@ -324,9 +324,11 @@ bool openTruth(PatternOptions& options, std::string& error) {
     return options.truthFile.empty() || options.truth;
 }
 
-bool truthIsWhole(const PatternOptions& options, std::ostream& people) {
-    if (!options.truth || options.truth->complete()) return true;
-    people << kProgram << options.truth->problem() << std::endl;
+// Also of a log that was not wanted.
+template <typename Log>
+bool isWhole(const Log* log, std::ostream& people) {
+    if (!log || log->complete()) return true;
+    people << kProgram << log->problem() << std::endl;
     return false;
 }
 
@@ -344,7 +346,9 @@ int runSimulator(SimulatorOptions& options) {
     std::optional<CameraLink> camera;
     if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
     const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
-    return truthIsWhole(options.pattern, std::cerr) ? exitCode : kFailed;
+    const bool truthIsWhole = isWhole(options.pattern.truth.get(), std::cerr);
+    const bool faultLogIsWhole = isWhole(faults ? faults->log() : nullptr, std::cerr);
+    return truthIsWhole && faultLogIsWhole ? exitCode : kFailed;
 }
 
 int run(SimulatorOptions& options) {
