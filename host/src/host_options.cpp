@@ -51,9 +51,21 @@ std::string problemOfCall(const HostOptions& options) {
     return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
 
+std::string defaultOf(const LimitRow& row) {
+    switch (row.setBy) {
+        case SetBy::countingLimit:
+            return "0 when a limit that counts images or their rate is given, else no limit";
+        case SetBy::rateLimit:
+            return "2 when --min-fps is given, else no limit";
+        case SetBy::nothing:
+            break;
+    }
+    return "no limit";
+}
+
 std::string helpOf(const LimitRow& row) {
     const char* const range = row.whole ? "0 to 2^53 " : "0 to 1e12 ";
-    return std::string(row.help) + "; " + range + row.unit + " (default: no limit)";
+    return std::string(row.help) + "; " + range + row.unit + " (default: " + defaultOf(row) + ')';
 }
 
 void addGrabOptions(CLI::App& command, HostOptions& options) {

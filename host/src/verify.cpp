@@ -86,6 +86,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     report.limitsBroken = brokenLimits(options.limits, report.results);
     printTable(report.results, people);
     tellSaved(options, grab.saved(), people);
+    tellUnverified(report.results, people);
     tellBrokenLimits(report.limitsBroken, people);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
     if (grabExitCode == kExitFailed) return kExitFailed;

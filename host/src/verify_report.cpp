@@ -105,7 +105,7 @@ void tellVerify(const VerifyReport& report, std::ostream& people) {
 
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data) {
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kGrabSchema;
     if (asEvent) object["event"] = "verify";
     object["fault_log"] = report.logPath;
     object["seed"] = report.log.seed;
