@@ -72,7 +72,9 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(options::existingFile())
         ->type_name("FILE");
-    command.add_option("--count", options.imageCount, "End after that many images; 0: at Ctrl-C (default 0)")
+    command
+        .add_option("--count", options.imageCount,
+                    "End after that many images that were complete after the grab began; 0: at Ctrl-C (default 0)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
     command
