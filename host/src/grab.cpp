@@ -171,15 +171,25 @@ int Grab::tellEnd(bool imageCame) {
         return kExitFailed;
     }
     if (!imageCame) {
-        _people << "dorven-host: no image came for " << _options.timeoutSeconds
-                << " s; another host may hold the camera's images, or one was killed: restart the simulator"
-                << std::endl;
+        tellNoImage();
         _statistics->stopped();
+        _statistics->waitedUntil(_endNs);
         _end = "no_image";
         return kExitNoImage;
     }
+    if (_state != State::complete) _statistics->waitedUntil(_endNs);
     _end = _state == State::complete ? "count" : "stop";
     return kExitDone;
+}
+
+void Grab::tellNoImage() {
+    const GrabResults counts = _statistics->counts();
+    _people << "dorven-host: no image came for " << _options.timeoutSeconds << " s; ";
+    if (counts.images == 0 && counts.stale > 0) {
+        _people << counts.stale << " had waited from before the grab: the simulator may hang or be paused" << std::endl;
+    } else {
+        _people << "another host may hold the camera's images, or one was killed: restart the simulator" << std::endl;
+    }
 }
 
 void Grab::tellSecond(std::int64_t nowNs) {
@@ -268,10 +278,11 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const std::uint64_t number = _statistics->images();
     const ReceivedImage received{inspection, image.format, record.imageCounter, record.timeStamp, arrivalNs};
     const GrabStatistics::Told told = _statistics->add(received);
+    if (told.fromBefore) return;
     if (_keepRows) keepRow(received, told);
     if (_saver) _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
     _lastImageNs = arrivalNs;
-    if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
+    if (inspection.kind == frames::ImageKind::faked && _statistics->check().sawSimulator()) {
         _state = State::connectionLost;
     } else if (_options.imageCount != 0 && number + 1 >= _options.imageCount) {
         _state = State::complete;

@@ -62,10 +62,11 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(withSavingLimit(options), report.results);
+    report.limitsBroken = brokenLimits(options.limits, report.results);
     printTable(report.results, std::cerr);
     tellFindings(report.findings, std::cerr);
     tellSaved(options, grab.saved(), std::cerr);
+    tellUnverified(report.results, std::cerr);
     tellBrokenLimits(report.limitsBroken, std::cerr);
     if (options.json) printJson(report, std::cout);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());

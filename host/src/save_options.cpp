@@ -109,13 +109,6 @@ SaveSettings saveSettingsOf(const HostOptions& options) {
     return settings;
 }
 
-Limits withSavingLimit(const HostOptions& options) {
-    Limits limits = options.limits;
-    std::optional<double>& notSaved = limits[kNotSavedLimit];
-    if (!options.outputFolder.empty() && !notSaved) notSaved = 0.0;
-    return limits;
-}
-
 std::string formatByEnding(const std::string& fileName) {
     const std::size_t dot = fileName.find_last_of("./\\");
     if (dot == std::string::npos || fileName[dot] != '.') return "";

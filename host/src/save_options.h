@@ -21,9 +21,6 @@ void addSnapOptions(CLI::App& command, HostOptions& options);
 /// Of options that were parsed.
 SaveSettings saveSettingsOf(const HostOptions& options);
 
-/// The limits that were given, and --max-not-saved 0 where images are to be saved and it was not given.
-Limits withSavingLimit(const HostOptions& options);
-
 /// "png", "pgm" or "raw" by a file name's ending, whatever its case; "" for another ending.
 std::string formatByEnding(const std::string& fileName);
 

@@ -110,9 +110,10 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     if (options.jsonLines) grab.watch(jsonLines);
     const int grabExitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(withSavingLimit(options), report.results);
+    report.limitsBroken = brokenLimits(options.limits, report.results);
     printTable(report.results, people);
     tellSaved(options, grab.saved(), people);
+    tellUnverified(report.results, people);
     tellBrokenLimits(report.limitsBroken, people);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
     if (report.end == "failed") {  // of which people have been told

@@ -107,7 +107,7 @@ void tellVerify(const VerifyReport& report, std::ostream& people) {
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data) {
     const auto orNull = [&report](auto value) { return report.problem.empty() ? Json(value) : Json(nullptr); };
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kGrabSchema;
     if (asEvent) object["event"] = "verify";
     object["fault_log"] = report.logPath;
     object["seed"] = orNull(report.log.seed);

@@ -152,6 +152,23 @@ TEST_F(ImageCheckTest, ImagesFromBeforeTheGrabAreStaleAndNothingElse) {
     EXPECT_EQ(_check.add(good(122)).latencyNs, kLatencyNs);
 }
 
+TEST_F(ImageCheckTest, SizeAndMissingStripOfImagesFromBeforeTheGrabAreNotJudged) {
+    const ReceivedImage noStrip = withoutStrip(92);
+    add({wider(good(90)), good(91)});
+    EXPECT_TRUE(_check.add(noStrip).fromBefore);
+    EXPECT_FALSE(_check.add(good(120)).fromBefore);
+    EXPECT_THAT(found(),
+                ElementsAre(one(FindingKind::stale, 90), one(FindingKind::stale, 91), one(FindingKind::stale, 92)));
+}
+
+TEST_F(ImageCheckTest, ImageWithoutAStripIsFreshUnlessItsTimeStampIsKnownToBeOnTheStripsClock) {
+    EXPECT_FALSE(_check.add(withoutStrip(89)).fromBefore) << "nothing has told of the record's clock";
+    ReceivedImage otherClock = good(90);
+    otherClock.timeStampUs = 7;
+    EXPECT_TRUE(_check.add(otherClock).fromBefore);
+    EXPECT_FALSE(_check.add(withoutStrip(91)).fromBefore);
+}
+
 TEST_F(ImageCheckTest, ImageFromBeforeTheGrabTellsNoLatencyButIsTornWhenItIs) {
     EXPECT_EQ(_check.add(torn(90)).latencyNs, std::nullopt);
     EXPECT_THAT(found(), ElementsAre(one(FindingKind::torn, 90), one(FindingKind::stale, 90)));

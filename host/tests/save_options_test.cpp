@@ -52,16 +52,6 @@ TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
     EXPECT_EQ(saveSettingsOf(_options).pngLevel, 9);
 }
 
-TEST_F(SaveOptionsTest, NoImageMayBeLeftOutUnlessItIsAllowed) {
-    EXPECT_EQ(parse({"grab"}), std::nullopt);
-    EXPECT_EQ(host::withSavingLimit(_options)[host::kNotSavedLimit], std::nullopt);
-    EXPECT_EQ(parse({"grab", "--output", "x"}), std::nullopt);
-    EXPECT_EQ(_options.limits[host::kNotSavedLimit], std::nullopt) << "it was not given";
-    EXPECT_EQ(host::withSavingLimit(_options)[host::kNotSavedLimit], 0.0);
-    EXPECT_EQ(parse({"grab", "--output", "x", "--max-not-saved", "5"}), std::nullopt);
-    EXPECT_EQ(host::withSavingLimit(_options)[host::kNotSavedLimit], 5.0);
-}
-
 TEST_F(SaveOptionsTest, WhatCouldNotKeepUpIsToldWithItsCure) {
     const auto told = [this](host::ImageSaver::Outcome outcome) {
         _people.str("");

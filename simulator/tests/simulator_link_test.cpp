@@ -137,9 +137,7 @@ TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
     EXPECT_EQ(data()["bytes_per_pixel"], 2);
     EXPECT_EQ(data()["pixel_width_um"], 2.5);
     EXPECT_EQ(data()["pixel_height_um"], 3.5);
-    EXPECT_EQ(data()["round_trips"], 3);
     EXPECT_GT(data()["round_trip_p50_us"], 0.0);
-    EXPECT_GE(data()["round_trip_p99_us"], data()["round_trip_p50_us"]);
     EXPECT_EQ(start({"ask"}).join(30s), 0);
     EXPECT_EQ(people().find("image size    320 x 240 pixels\n"
                             "pixel size    2.5 x 3.5 um\n"
@@ -148,6 +146,18 @@ TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
               people().find("image size"));
     EXPECT_THAT(people(), HasSubstr("image size    320"));
     EXPECT_EQ(text("out.txt"), "");
+}
+
+TEST_F(SimulatorLinkTest, AskTellsAP99OfEnoughRoundTripsThatItIsNotTheLongestOneOrNone) {
+    test::FakeCamera camera({320, 240, 2});
+    EXPECT_EQ(start({"ask", "--json"}).join(30s), 0) << people();
+    const auto result = data();
+    if (result["round_trips"] < 100) {  // a busy machine, on which a hundred take more than a second
+        EXPECT_TRUE(result["round_trip_p99_us"].is_null());
+    } else {
+        EXPECT_GE(result["round_trip_p99_us"], result["round_trip_p50_us"]);
+    }
+    EXPECT_GT(result["round_trips"], 3);
 }
 
 TEST_F(SimulatorLinkTest, AskEndsWithThreeWhenNoAnswerComesInTime) {
