@@ -25,6 +25,13 @@ LPTHREAD_START_ROUTINE consoleRoutine() {
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernelbase.dll"), "CtrlRoutine")));
 }
 
+// Ends the process behind it, as the system does.
+DWORD WINAPI closeConsole(void*) {
+    const auto close = static_cast<std::uintptr_t>(CTRL_CLOSE_EVENT);
+    consoleRoutine()(reinterpret_cast<void*>(close));
+    ExitProcess(96);
+}
+
 void tellOfAClosedConsole(simulator::ImageRing& ring) {
     void* const memory = MSharedMem_Link("DorVenImages");
     while (MMemLineFifo_IsReaderAttached(memory) == 0) {
@@ -32,8 +39,7 @@ void tellOfAClosedConsole(simulator::ImageRing& ring) {
         std::this_thread::sleep_for(10ms);
     }
     MSharedMem_Unlink(memory);
-    const auto close = static_cast<std::uintptr_t>(CTRL_CLOSE_EVENT);
-    CloseHandle(CreateThread(nullptr, 0, consoleRoutine(), reinterpret_cast<void*>(close), 0, nullptr));
+    CloseHandle(CreateThread(nullptr, 0, closeConsole, nullptr, 0, nullptr));
 }
 
 // A grab that writes into the two files, until its console is closed.
