@@ -13,6 +13,11 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_BUILD_RPATH "$ORIGIN")
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
+# Built as it is installed: else CMake fills the RPATH up, with empty entries, which are the current folder, whatever lies
+# there. A host's own logging libraries have a folder that only the build tree may name.
+if(NOT DORVEN_HOST_RUNTIME_DIR)
+    set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+endif()
 
 if(WIN32)
     set(DORVEN_SYSTEM win32)
@@ -52,6 +57,7 @@ function(dorven_add_library name)
     target_include_directories(${name} PUBLIC inc)
     target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
     _dorven_common(${name})
+    dorven_harden(${name})
 endfunction()
 
 # dorven_runs_once(SOURCES …)
@@ -81,6 +87,7 @@ function(dorven_add_shared_library name)
         target_link_options(${name} PRIVATE -Wl,--exclude-all-symbols)
     endif()
     _dorven_common(${name})
+    dorven_harden(${name})
 endfunction()
 
 # dorven_add_program(NAME SOURCES … LINKS …)
@@ -89,6 +96,7 @@ function(dorven_add_program name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LINKS})
     _dorven_common(${name})
+    dorven_harden(${name})
 endfunction()
 
 # GoogleMock's headers, precompiled once with the flags of every test program, for exactly those sources that include

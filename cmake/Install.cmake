@@ -77,3 +77,4 @@ endforeach()
 
 # All that is installed, and nothing else: what packages are made of.
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
+dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})

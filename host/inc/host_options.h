@@ -51,6 +51,7 @@ struct HostOptions {
     std::size_t aroundLoss = 0;         // images before the first loss, and as many after it
     std::uint64_t saveMemoryMb = 1000;  // for images that wait or are kept
     bool force = false;                 // also snap: files that are there are replaced
+    bool share = false;                 // also snap: open the camera although another host has it
 
     // snap
     std::string snapFile;

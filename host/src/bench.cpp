@@ -9,6 +9,7 @@
 #include <string>
 
 #include "bench_limits.h"
+#include "camera_claim.h"
 #include "camera_commands.h"
 #include "child_program.h"
 #include "named_claim.h"
@@ -242,8 +243,8 @@ int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream
     if (_access(options.simulatorPath.c_str(), 0) != 0)
         throw Failure{kExitFailed, options.simulatorPath + ": there is no such program; name it with --simulator"};
     if (NamedClaim::isTaken("DorVenImagesWriter")) throw Failure{kExitFailed, "a simulator runs: end it first"};
-    if (NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished"))
-        throw Failure{kExitFailed, "a host has the camera: end it first"};
+    CameraClaim camera;
+    if (!camera.take()) throw Failure{kExitFailed, kCameraIsTaken};
     std::string error;
     const auto library = PluginLibrary::load(options.pluginPath, error);
     if (!library) throw Failure{kExitFailed, error};

@@ -60,7 +60,8 @@ void tellPrograms(const Presence& presence, Findings& findings) {
             "start dorven-simulator");
     }
     add(findings, kCheck, FindingLevel::ok,
-        presence.camera ? "a host has a camera: another one would get no images" : "no host has a camera");
+        presence.camera ? "a host has a camera, or an ask-snap its link: another host is refused without --share"
+                        : "no host has a camera");
 }
 
 void tellEvent(Kind kind, const Presence& presence, Findings& findings) {

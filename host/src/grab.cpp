@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "camera_claim.h"
 #include "camera_commands.h"
 #include "grab_limits.h"
 #include "image_record.h"
@@ -46,6 +47,8 @@ Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostre
 Grab::~Grab() = default;
 
 int Grab::run() {
+    CameraClaim camera;
+    if (!camera.takeUnlessShared(_options.share, _people)) return kExitFailed;
     if (!prepareSaving() || !open() || !reserveForSaving() || !start()) return kExitFailed;
     int exitCode = kExitFailed;
     try {

@@ -85,6 +85,7 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
+    addShareOption(command, options);
     addSaveOptions(command, options);
 }
 

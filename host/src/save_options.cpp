@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "option_checks.h"
+#include "tool_options.h"
 
 namespace host {
 namespace {
@@ -94,6 +95,7 @@ void addSnapOptions(CLI::App& command, HostOptions& options) {
         ->check(options::within(0.01, 86400.0, "0.01 to 86400"))
         ->type_name("SECONDS");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
+    addShareOption(command, options);
     command.add_flag("--force", options.force, "Replace the file when it exists");
 }
 

@@ -113,6 +113,6 @@ TEST(BrokenPipeTest, GrabWhoseReaderIsGoneEndsAndLetsGoOfTheRing) {
     MSharedMem_Unlink(memory);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest, testing::Values(SIGINT, SIGTERM));
+INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 }  // namespace

@@ -128,6 +128,7 @@ const std::vector<OptionRow>& rows() {
         {"host", kGrabbing, "--around-loss", Kind::whole, "1 to 10000, without a fraction", {"0", "10001"}},
         {"host", kGrabbing, "--save-memory", Kind::whole, "1 to 1000000, without a fraction", {"0", "1000001"}},
         {"host", {"grab", "verify", "snap"}, "--force", Kind::flag, "", {}},
+        {"host", {"grab", "verify", "snap"}, "--share", Kind::flag, "", {}},
         {"host", kGrabbing, "--json-lines", Kind::flag, "", {}},
         {"host", kGrabbing, "--frames", Kind::flag, "", {}},
         {"host", kGrabbing, "--max-lost", Kind::whole, kAnyCount, {"9007199254740993"}},

@@ -36,6 +36,8 @@ public:
         return _event != nullptr;
     }
 
+    bool isHeld() const { return _event != nullptr; }
+
     /// After a claim that failed: whether another has the name.
     bool isTakenByAnother() const { return _isTakenByAnother; }
 
