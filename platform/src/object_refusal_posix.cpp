@@ -91,7 +91,7 @@ std::uint64_t machineBytes() {
 
 // The place would have to be that large: whole steps, as people write it.
 std::string sizeWith(const ObjectRoom& room, std::uint64_t needed) {
-    constexpr std::uint64_t kMegabyte = 1024 * 1024;
+    constexpr std::uint64_t kMegabyte = std::uint64_t{1} << 20;
     constexpr std::uint64_t kStep = 64 * kMegabyte;
     const std::uint64_t bytes = room.totalBytes - room.freeBytes + needed;
     return std::to_string((bytes + kStep - 1) / kStep * kStep / kMegabyte) + "m";
