@@ -85,7 +85,7 @@ std::unique_ptr<Pattern> makePattern(const PatternRow& row, const ImageFormat& f
 
 std::size_t patternBytes(const PatternRow& row, const ImageFormat& format) {
     const auto lines = [&format](std::size_t count, std::size_t width) {
-        constexpr std::size_t kBlocks = 2 * 32;  // of the allocator's own
+        constexpr std::size_t kBlocks = std::size_t{2} * 32;  // of the allocator's own
         const std::size_t sums = (width - format.width + 1) * sizeof(std::uint32_t);
         return count * (width * format.bytesPerPixel + sums + sizeof(StoredLine) + kBlocks);
     };

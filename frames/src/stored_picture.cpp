@@ -38,7 +38,7 @@ StoredPicture::StoredPicture(Picture&& picture, const ImageFormat& image, const 
 }
 
 std::size_t StoredPicture::bytes(std::size_t width, std::size_t height, const ImageFormat& image) {
-    constexpr std::size_t kBlocks = 2 * 32;  // of the allocator's own
+    constexpr std::size_t kBlocks = std::size_t{2} * 32;  // of the allocator's own
     const std::size_t lineBytes = width * image.bytesPerPixel + (width - image.width + 1) * sizeof(std::uint32_t);
     return lineBytes * height + sizeof(StoredPicture) + kBlocks;
 }
