@@ -17,18 +17,18 @@ cd "$(dirname "$script")/.."
 # name | s: part of --short | m: needs mounts of its own | what is done
 sections() {
     cat <<'TABLE'
-fields     | - | - | each field of the image ring gets each of a list of wrong numbers, while images flow
-ring       | - | - | random numbers into the ring, as fast as they can be stored
+fields     | s | - | each field of the image ring gets each of a list of wrong numbers, while images flow
+ring       | s | - | random numbers into the ring, as fast as they can be stored
 fifos      | s | - | the same into both message fifos of the link
 names      | s | - | links, folders and pipes in the place of each object
 folder     | s | m | links, files, pipes, another mode and another owner in the place of the folder of all objects
 full       | s | m | shared memory is full, has room for some objects only, or for no more files; becomes full while images flow
 readonly   | s | m | shared memory is read-only from the beginning, or after programs have used it
 absent     | s | m | there is no place for shared memory, or a file is in its place
-links      | - | - | links under the names that files have while they are written, and a file of the user's own there
-pictures   | - | - | small pictures that ask for much memory
-demand     | - | m | a configuration whose images are larger than they can be
-libraries  | - | - | a library of a usual name in the folder in which the programs are started
+links      | s | - | links under the names that files have while they are written, and a file of the user's own there
+pictures   | s | - | small pictures that ask for much memory
+demand     | s | m | a configuration whose images are larger than they can be
+libraries  | s | - | a library of a usual name in the folder in which the programs are started
 TABLE
 }
 
