@@ -72,7 +72,7 @@ enum class PatternKind {
 /// What a pattern keeps ready, to be copied into the images.
 enum class PatternStore {
     fewLines,   // up to two dozen, up to twice as wide as the image or wider by an eleventh of its height
-    manyLines,  // 256, wider by 255 pixels
+    manyLines,  // 64, more for more than 1024 lines of an image, wider by 255 pixels
     disc,       // a quarter as many as the shorter side has pixels, up to twice as wide
     image,      // up to all of them
 };

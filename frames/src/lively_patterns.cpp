@@ -118,7 +118,7 @@ public:
     Noise(const ImageFormat& format, const PatternSettings& settings)
         : LinePattern(format, settings.bits, withDigits(settings)),
           _seed(mixed(settings.seed)),
-          _lineBits(lineBitsFor(height())),
+          _lineBits(noiseLineBits(height())),
           _lines(std::size_t{1} << _lineBits),
           _mixedLines(_lines.size()),
           _shown(height()) {
@@ -134,16 +134,8 @@ public:
     }
 
 private:
-    static constexpr unsigned kLeastLineBits = 5;
     static constexpr std::size_t kSpare = 255;
 
-    // So many lines of each kind that there is a pair for each line of an image; no more, so that they stay near the
-    // processor.
-    static unsigned lineBitsFor(std::size_t height) {
-        unsigned bits = kLeastLineBits;
-        while (height > std::size_t{1} << 2 * bits) ++bits;
-        return bits;
-    }
     std::vector<std::uint8_t> greys(std::uint64_t& state) const {
         const unsigned greatest = writer().whiteGrey();  // one below a power of two
         return pixels([&] { return static_cast<double>(mixed(++state) >> 32 & greatest) / greatest; });

@@ -94,7 +94,9 @@ std::size_t patternBytes(const PatternRow& row, const ImageFormat& format) {
         case PatternStore::fewLines:
             return always + lines(24, 2 * format.width + format.height / 11 + 1);
         case PatternStore::manyLines:
-            return always + lines(256, format.width + 255);
+            // With the two that are being made, and what each line of an image shows.
+            return always + lines((std::size_t{2} << noiseLineBits(format.height)) + 2, format.width + 255) +
+                   format.height * 4 * sizeof(void*);
         case PatternStore::disc:
             return always + lines(std::min(format.width, format.height) / 4 + 1, 2 * format.width);
         case PatternStore::image:

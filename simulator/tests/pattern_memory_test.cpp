@@ -31,6 +31,6 @@ TEST_P(PatternMemoryTest, PatternsTakeNoMoreThanIsCounted) {
 INSTANTIATE_TEST_SUITE_P(Formats, PatternMemoryTest,
                          testing::Values(ImageFormat{1280, 1024, 1}, ImageFormat{1024, 1280, 1},
                                          ImageFormat{300, 200, 16}, ImageFormat{1, 3000, 1}, ImageFormat{3000, 1, 4},
-                                         ImageFormat{1, 1, 1}, ImageFormat{64, 20'000, 2}));
+                                         ImageFormat{1, 1, 1}, ImageFormat{64, 20'000, 2}, ImageFormat{64, 65'536, 1}));
 
 }  // namespace
