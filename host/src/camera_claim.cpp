@@ -20,7 +20,7 @@ CameraClaim::CameraClaim() : _claim(eventOfCamera()) {}
 
 bool CameraClaim::take() {
     for (int look = 1;; ++look) {
-        if (_claim.claim() || !NamedClaim::isTaken(eventOfCamera())) return true;
+        if (_claim.claim() || !_claim.isTakenByAnother()) return true;
         if (look >= kLooks || !platform_sleepUntil(platform_monotonicNanoseconds() + kBetweenLooksNs)) return false;
     }
 }

@@ -202,7 +202,8 @@ FaultLogLook lookAtFaultLog(const std::string& path, std::string& problem) {
     std::error_code failure;
     const std::filesystem::file_type type = std::filesystem::status(file, failure).type();
     if (type == std::filesystem::file_type::not_found) return lookForFolder(file.parent_path(), path, problem);
-    if (type != std::filesystem::file_type::directory) {
+    const bool isSeen = type != std::filesystem::file_type::none && type != std::filesystem::file_type::unknown;
+    if (isSeen && type != std::filesystem::file_type::directory) {
         // What is read from a pipe is gone.
         if (type != std::filesystem::file_type::regular) return FaultLogLook::readable;
         std::ifstream stream(file, std::ios::binary);
