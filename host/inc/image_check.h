@@ -72,6 +72,7 @@ public:
 
 private:
     void find(FindingKind kind, std::uint64_t number, std::optional<double> latencyUs = {});
+    bool recordHasStripsClock(const ReceivedImage& image) const;
     bool isFromBefore(const ReceivedImage& image) const;
     Told addFromBefore(const ReceivedImage& image);
     void checkTorn(std::uint64_t number, frames::ImageKind kind);
@@ -88,10 +89,10 @@ private:
     SequenceCheck _sequence;
     std::optional<frames::ImageFormat> _format;
     std::optional<FrameRange> _sight;
-    std::optional<std::uint64_t> _newest;        // number of the image with a strip that came last or is the greatest
-    std::optional<std::uint32_t> _counterAhead;  // record's counter less the strip's number
-    std::optional<std::uint64_t> _torn;          // number of the torn image that came last
-    bool _recordsHaveStripsClock = false;        // as an image from before the grab has shown
+    std::optional<std::uint64_t> _newest;         // number of the image with a strip that came last or is the greatest
+    std::optional<std::uint32_t> _counterAhead;   // record's counter less the strip's number
+    std::optional<std::uint64_t> _torn;           // number of the torn image that came last
+    std::optional<bool> _recordsHaveStripsClock;  // as an image from before the grab has shown
     std::uint64_t _latestTimeStampNs = 0;
     struct Stamp {
         std::uint64_t number = 0;

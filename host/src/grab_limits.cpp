@@ -71,7 +71,8 @@ constexpr std::size_t rowOf(std::string_view option) {
 }
 constexpr std::size_t kLatencyRow = rowOf("--max-latency-us");
 constexpr std::size_t kRateRow = rowOf("--min-fps");
-static_assert(kLatencyRow < kLimitCount && kRateRow < kLimitCount);
+constexpr std::size_t kTornRow = rowOf("--max-torn");
+static_assert(kLatencyRow < kLimitCount && kRateRow < kLimitCount && kTornRow < kLimitCount);
 
 // The option that the user gave; null: none that sets other limits.
 const char* setterOf(const Limits& given, bool saves, SetBy what) {
@@ -124,11 +125,17 @@ std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits&
 }
 
 std::vector<BrokenLimit> brokenLimits(const Limits& given, const GrabResults& results) {
-    const auto limits = limitsInForce(given, results.notSaved.has_value());
+    auto limits = limitsInForce(given, results.notSaved.has_value());
+    // Images that are torn one and all, as those of a simulator whose images are higher than the camera's, pass no
+    // limit as verified ones.
+    if (const char* const setter = setterOf(given, false, SetBy::countingLimit);
+        setter && !given[kTornRow] && results.simulated == 0 && results.torn > 0)
+        limits[kTornRow] = {0, setter};
     std::vector<BrokenLimit> broken;
     for (std::size_t index = 0; index < kLimitCount; ++index) {
         if (!limits[index]) continue;
         const std::optional<double> value = kRows[index].value(results);
+        if (!value && kRows[index].setBy == SetBy::saving) continue;  // nothing was to be saved
         if (!value || !keeps(kRows[index].comparison, *value, limits[index]->limit))
             broken.push_back({&kRows[index], limits[index]->limit, value, limits[index]->setBy});
     }

@@ -135,6 +135,9 @@ void tellUnverified(const GrabResults& results, std::ostream& people) {
         people << "dorven-host: not verified: " << images << " of " << results.images
                << " images: " << unverifiedReason(static_cast<frames::Unverified>(reason)).sentence << '\n';
     }
+    if (results.simulated == 0 && results.torn > 0)
+        people << "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a "
+                  "simulator whose images are higher than the camera's\n";
     if (results.images > 0 && results.simulated + results.torn == 0)
         people << "dorven-host: no image of this grab was verified\n";
     people << std::flush;

@@ -7,7 +7,8 @@ namespace {
 
 constexpr std::uint64_t kMaxCounterGap = 1000;  // between images that a counter without a strip may bridge
 
-constexpr std::uint64_t kSameClockUs = 1000;  // between the time stamps of record and strip
+constexpr std::uint64_t kPlausibleAgeUs = 60'000'000;  // of an image that waited in the ring
+constexpr std::uint64_t kSameClockUs = 1000;           // between the time stamps of record and strip
 
 // A time stamp of the future must not make all that follow look old.
 std::uint64_t timeStampOf(const frames::Strip& strip, std::int64_t arrivalNs) {
@@ -29,8 +30,15 @@ bool ImageCheck::isFromBefore(const ReceivedImage& image) const {
     if (_sight) return false;
     const auto startNs = static_cast<std::uint64_t>(_settings.startNs);
     if (const auto& strip = image.inspection.strip) return timeStampOf(*strip, image.arrivalNs) < startNs;
-    return image.inspection.kind == frames::ImageKind::unverified && _recordsHaveStripsClock &&
+    return image.inspection.kind == frames::ImageKind::unverified && recordHasStripsClock(image) &&
            image.timeStampUs < startNs / 1000;
+}
+
+// As long as no strip has told, by its plausibility: a clock that began elsewhere is hardly so near.
+bool ImageCheck::recordHasStripsClock(const ReceivedImage& image) const {
+    if (_recordsHaveStripsClock) return *_recordsHaveStripsClock;
+    const std::uint64_t arrivalUs = static_cast<std::uint64_t>(image.arrivalNs) / 1000;
+    return image.timeStampUs <= arrivalUs && arrivalUs - image.timeStampUs < kPlausibleAgeUs;
 }
 
 ImageCheck::Told ImageCheck::addFromBefore(const ReceivedImage& image) {

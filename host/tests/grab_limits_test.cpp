@@ -49,6 +49,7 @@ std::string told(const Limits& limits, const GrabResults& results) {
 GrabResults measured() {
     GrabResults results;
     results.images = 100;
+    results.simulated = 70;
     results.lost = 1;
     results.repeated = 2;
     results.reordered = 3;
@@ -175,6 +176,26 @@ TEST(GrabLimitsTest, NoImageMayBeLeftOutOfAGrabThatSavesUnlessItIsAllowed) {
     EXPECT_EQ(told(only("--max-not-saved", 1), results), "");
     const auto inForce = host::limitsInForce({}, true);
     EXPECT_FALSE(inForce[rowOf("--max-unverified")]) << "a limit that nobody gave sets no other";
+}
+
+TEST(GrabLimitsTest, ALimitOnSavingIsKeptWhereNothingWasToBeSaved) {
+    GrabResults results;
+    results.images = 100;
+    EXPECT_EQ(told(only("--max-not-saved", 5), results), "");
+}
+
+TEST(GrabLimitsTest, ImagesThatAreAllTornPassNoLimitThatCounts) {
+    GrabResults results;
+    results.images = results.torn = 100;
+    EXPECT_EQ(told({}, results), "");
+    EXPECT_EQ(told(only("--max-latency-us", 1e6), results).find("--max-torn"), std::string::npos);
+    EXPECT_EQ(told(only("--min-images", 100), results),
+              "dorven-host: limit broken: --max-torn 0 (the default with --min-images): torn 100 images\n");
+    Limits torn = only("--min-images", 100);
+    torn[rowOf("--max-torn")] = 100;
+    EXPECT_EQ(told(torn, results), "") << "a value of one's own wins";
+    results.simulated = 1;
+    EXPECT_EQ(told(only("--min-images", 100), results), "") << "some were verified";
 }
 
 TEST(GrabLimitsTest, StaleImagesBreakOnlyTheLimitThatIsGivenForThem) {

@@ -215,7 +215,7 @@ TEST_F(GrabTest, ImageWithoutPixelsIsUnverifiedAndNotSaved) {
     _options.imageCount = 1;
     _options.outputFolder = folder.path();
     ScriptedDevice device([](ScriptedDevice& self) { self.deliver(nullptr); });
-    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(run(device), host::kExitFailed);
     EXPECT_EQ(_grab->results().unverified, 1u);
     EXPECT_EQ(_grab->saved().saved, 0u);
 }

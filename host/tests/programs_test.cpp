@@ -62,12 +62,13 @@ TEST_F(ProgramsTest, JsonOfAGrabHasTheDocumentedKeysAndNoOther) {
     std::vector<std::string> keys;
     const auto object = nlohmann::ordered_json::parse(text("out.txt"));
     for (const auto& item : object.items()) keys.push_back(item.key());
-    EXPECT_THAT(keys, ElementsAre("schema", "images", "simulated", "faked", "unverified", "lost", "repeated",
-                                  "reordered", "torn", "stale", "format", "counter", "time_back", "late", "stopped",
-                                  "restarts", "pauses", "fps_mean", "period_p50_us", "period_p99_us", "period_max_us",
-                                  "jitter_p99_us", "latency_p50_us", "latency_p99_us", "latency_max_us", "mb_per_s",
-                                  "cpu_percent", "duration_s", "pause_s", "first_frame", "last_frame", "end",
-                                  "late_from_us", "limits_broken", "findings", "findings_omitted"));
+    EXPECT_THAT(
+        keys, ElementsAre("schema", "images", "simulated", "faked", "unverified", "lost", "repeated", "reordered",
+                          "torn", "stale", "format", "counter", "time_back", "late", "stopped", "restarts", "pauses",
+                          "fps_mean", "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us",
+                          "latency_p50_us", "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent", "duration_s",
+                          "pause_s", "saved", "not_saved", "not_saved_reason", "first_frame", "last_frame", "end",
+                          "late_from_us", "limits_broken", "findings", "findings_omitted"));
 }
 
 TEST_F(ProgramsTest, KeptLimitsEndWithZeroAndBrokenOnesWithOneAndTheirNames) {

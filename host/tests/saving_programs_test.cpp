@@ -92,7 +92,8 @@ TEST_F(SavingProgramsTest, ImagesThatCouldNotBeSavedFailTheGrabAndAreNamed) {
     EXPECT_EQ(result["not_saved_reason"], "compressor");
     EXPECT_EQ(result["limits_broken"][0]["option"], "--max-not-saved");
     EXPECT_THAT(people(), HasSubstr("the PNG compressor could not keep up with "));
-    EXPECT_THAT(people(), HasSubstr("dorven-host: limit broken: --max-not-saved 0: not_saved "));
+    EXPECT_THAT(people(),
+                HasSubstr("dorven-host: limit broken: --max-not-saved 0 (the default with --output): not_saved "));
     EXPECT_EQ(grab(_folder.path("b"), {"--max-not-saved", "100"}), 0) << people();
     simulator.kill();
 }
