@@ -226,9 +226,15 @@ names() {
             victim_is_whole "$object"
             remove "$(space)/$object"
         done
-        squat "$kind" "$(space)/DorVenCameraPlugin_dorven_asks_finished"
-        try 1 "no link to the camera: .*$said" "$simulator" ask --timeout 1
-        remove "$(space)/DorVenCameraPlugin_dorven_asks_finished"
+        for object in dorven_asks_finished dorven_asks_event tesk_asks_event; do
+            object=DorVenCameraPlugin_$object
+            squat "$kind" "$(space)/$object"
+            try 1 "no link to the camera: .*$object $said; remove it" "$simulator" --count 20 --size 900x40
+            try 1 "no link to the camera: .*$object $said; remove it" "$simulator" ask --timeout 1
+            try 0 '' "$simulator" --no-ask --count 20 --size 900x40
+            victim_is_whole "$object"
+            remove "$(space)/$object"
+        done
         squat "$kind" "$(space)/DorVenImagesEvent"
         try "1 3" '' "$host" grab --count 1 --timeout 1
         victim_is_whole event
