@@ -163,7 +163,7 @@ still_delivers() {
 # ---- the sections
 
 attack_ring() { # poke | flood, further arguments
-    start_host
+    start_host || return 0
     start_simulator --no-ask || return 0
     local kind=$1
     shift
@@ -179,11 +179,11 @@ ring() { attack_ring flood "$seconds" "$seed"; }
 
 fifos() {
     local fifo
-    start_host
+    start_host || return 0
     start_simulator || return 0
     for fifo in tesk_asks dorven_asks; do
-        # Made with the first message; a simulator that asks makes its own.
-        [ -e "$(space)/DorVenCameraPlugin_${fifo}_mem" ] || continue
+        # Made with the first message of each side.
+        wait_for "$(space)/DorVenCameraPlugin_${fifo}_mem" "$simulator_process" || continue
         python3 scripts/attack_memory.py flood "$(space)/DorVenCameraPlugin_${fifo}_mem" "$seconds" "$seed" \
             "$simulator_process" "$host_process" >"$work/memory" 2>&1 ||
             problem "$(tail -n 1 "$work/memory")" "$work/simulator.said"
