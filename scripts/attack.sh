@@ -47,6 +47,14 @@ while [ $# -gt 0 ]; do
     shift
 done
 
+# The mounts that this process sees. Inside they are its own: it mounts over /dev/shm, which would be the machine's.
+mounts_seen() { readlink /proc/self/ns/mnt; }
+
+if [ -n "$inside" ] && { [ -z "${ATTACK_OUTSIDE:-}" ] || [ "$ATTACK_OUTSIDE" = "$(mounts_seen)" ]; }; then
+    echo "attack: $inside: this process has no mounts of its own; --inside is for the script itself, run: $script $inside" >&2
+    exit 2
+fi
+
 tree=$(realpath -m "${ATTACK_TREE:-build/linux-asan}")
 if [ -z "${ATTACK_TREE:-}" ] && [ -z "$inside" ]; then
     scripts/setup.sh
@@ -435,7 +443,7 @@ while IFS='|' read -r name in_short needs_mounts _; do
         continue
     elif [ "$needs_mounts" = m ]; then
         # shellcheck disable=SC2086
-        unshare $mounts "$BASH" "$script" --inside "$name" ${short:+--short} </dev/null || failed=1
+        ATTACK_OUTSIDE=$(mounts_seen) unshare $mounts "$BASH" "$script" --inside "$name" ${short:+--short} </dev/null || failed=1
     else
         run_section "$name" </dev/null
     fi
