@@ -47,6 +47,14 @@ while [ $# -gt 0 ]; do
     shift
 done
 
+# The mounts that this process sees. Inside they are its own: it mounts over /dev/shm, which would be the machine's.
+mounts_seen() { readlink /proc/self/ns/mnt; }
+
+if [ -n "$inside" ] && { [ -z "${ATTACK_OUTSIDE:-}" ] || [ "$ATTACK_OUTSIDE" = "$(mounts_seen)" ]; }; then
+    echo "attack: $inside: this process has no mounts of its own; --inside is for the script itself, run: $script $inside" >&2
+    exit 2
+fi
+
 tree=$(realpath -m "${ATTACK_TREE:-build/linux-asan}")
 if [ -z "${ATTACK_TREE:-}" ] && [ -z "$inside" ]; then
     scripts/setup.sh
@@ -163,7 +171,7 @@ still_delivers() {
 # ---- the sections
 
 attack_ring() { # poke | flood, further arguments
-    start_host
+    start_host || return 0
     start_simulator --no-ask || return 0
     local kind=$1
     shift
@@ -179,11 +187,11 @@ ring() { attack_ring flood "$seconds" "$seed"; }
 
 fifos() {
     local fifo
-    start_host
+    start_host || return 0
     start_simulator || return 0
     for fifo in tesk_asks dorven_asks; do
-        # Made with the first message; a simulator that asks makes its own.
-        [ -e "$(space)/DorVenCameraPlugin_${fifo}_mem" ] || continue
+        # Made with the first message of each side.
+        wait_for "$(space)/DorVenCameraPlugin_${fifo}_mem" "$simulator_process" || continue
         python3 scripts/attack_memory.py flood "$(space)/DorVenCameraPlugin_${fifo}_mem" "$seconds" "$seed" \
             "$simulator_process" "$host_process" >"$work/memory" 2>&1 ||
             problem "$(tail -n 1 "$work/memory")" "$work/simulator.said"
@@ -226,9 +234,15 @@ names() {
             victim_is_whole "$object"
             remove "$(space)/$object"
         done
-        squat "$kind" "$(space)/DorVenCameraPlugin_dorven_asks_finished"
-        try 1 "no link to the camera: .*$said" "$simulator" ask --timeout 1
-        remove "$(space)/DorVenCameraPlugin_dorven_asks_finished"
+        for object in dorven_asks_finished dorven_asks_event tesk_asks_event; do
+            object=DorVenCameraPlugin_$object
+            squat "$kind" "$(space)/$object"
+            try 1 "no link to the camera: .*$object $said; remove it" "$simulator" --count 20 --size 900x40
+            try 1 "no link to the camera: .*$object $said; remove it" "$simulator" ask --timeout 1
+            try 0 '' "$simulator" --no-ask --count 20 --size 900x40
+            victim_is_whole "$object"
+            remove "$(space)/$object"
+        done
         squat "$kind" "$(space)/DorVenImagesEvent"
         try "1 3" '' "$host" grab --count 1 --timeout 1
         victim_is_whole event
@@ -429,7 +443,7 @@ while IFS='|' read -r name in_short needs_mounts _; do
         continue
     elif [ "$needs_mounts" = m ]; then
         # shellcheck disable=SC2086
-        unshare $mounts "$BASH" "$script" --inside "$name" ${short:+--short} </dev/null || failed=1
+        ATTACK_OUTSIDE=$(mounts_seen) unshare $mounts "$BASH" "$script" --inside "$name" ${short:+--short} </dev/null || failed=1
     else
         run_section "$name" </dev/null
     fi

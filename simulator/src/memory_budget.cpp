@@ -46,9 +46,15 @@ std::size_t MemoryBudget::fixedBytes(const frames::ImageFormat& format) const {
 std::string MemoryBudget::problem(const frames::ImageFormat& format, std::size_t sourceBytes) const {
     const std::size_t needed = fixedBytes(format) + sourceBytes;
     if (needed <= _bytes) return {};
+    // Then smaller images would take as much.
+    const bool isRoom = _roomForBytes > format.bytes();
+    const std::string room =
+        isRoom ? " that has room for the images of a camera (" + formatText(kDefaultFormat) + ")" : "";
     return "images of " + formatText(format) + ", take " + megabytes(needed + kMegabyte - 1) + " with a ring of " +
-           std::to_string(_lineCount) + (_held.images != 0 ? " and the images so far" : "") +
-           ", and --max-memory allows " + megabytes(_bytes) + ": allow more, or take smaller images or fewer --lines";
+           std::to_string(_lineCount) + room + (_held.images != 0 ? " and the images so far" : "") +
+           ", and --max-memory allows " + megabytes(_bytes) + ": allow more, " +
+           (isRoom ? "give --size or --no-ask, which need no such room, or take fewer --lines"
+                   : "or take smaller images or fewer --lines");
 }
 
 }  // namespace simulator

@@ -62,8 +62,10 @@ void RingWriter::layAround() {
     _own.writeIndex = _lastReadIndex = begin;
     _given = false;
     _overwritten.reset();
-    store(*_header, &LineFifoHeader::readIndex, begin);
     for (const OwnField& own : kOwnFields) store(*_header, own.field, _own.*own.field);
+    // Last: to a host that attaches in between, no line but that slot seems to wait. Were this index first, the slot at
+    // it would seem to, which is the one filled next.
+    store(*_header, &LineFifoHeader::readIndex, begin);
     // Again: one that attached in between has seen what stood there before.
     store(*_header, &LineFifoHeader::readerMark, 0);
 }

@@ -75,6 +75,10 @@ Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::
 }
 
 int Simulator::run() {
+    if (_camera && !_camera->refusal().empty()) {
+        _people << kProgram << _camera->refusal() << "; --no-ask does without the link" << std::endl;
+        return kFailed;
+    }
     if (_camera && !_camera->waitForNews(kFirstAnswer))
         _people << kProgram << "no camera answers yet; going on without, and asking again" << std::endl;
     followCamera();

@@ -1,5 +1,8 @@
 #include "memory_budget.h"
 
+#include <string>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -69,6 +72,26 @@ TEST(MemoryBudgetTest, RoomForWhatTheCameraMayAskForCounts) {
     const SimulatorOptions asking = parse({"--max-memory", "11"}).options;
     EXPECT_THAT(MemoryBudget(asking).problem({10, 10, 1}, 0), HasSubstr("take 12 MB with a ring of 8"));
     EXPECT_THAT(MemoryBudget(parse({"--max-memory", "11", "--no-ask"}).options).problem({10, 10, 1}, 0), IsEmpty());
+}
+
+TEST(MemoryBudgetTest, SmallImagesAreNotBlamedForTheRoomThatACamerasTake) {
+    const test::TemporaryFolder folder;
+    const std::string small = folder.file("small.ini", "[image]\nimage_size_x=900\nimage_size_y=40\n");
+    EXPECT_EQ(
+        refusal(parse({"--config", small.c_str(), "--max-memory", "5"}).options),
+        "images of 900 x 40 pixels, 1 byte per pixel, take 12 MB with a ring of 8 that has room for the images of a "
+        "camera (1280 x 1024 pixels, 1 byte per pixel), and --max-memory allows 5 MB: allow more, give --size or "
+        "--no-ask, which need no such room, or take fewer --lines");
+    for (const auto& cure : {
+             std::vector{"--size",   "900x40"},
+             std::vector{"--no-ask"},
+             std::vector{"--lines",       "2"        }
+    }) {
+        std::vector<const char*> arguments{"--config", small.c_str(), "--max-memory", "5"};
+        arguments.insert(arguments.end(), cure.begin(), cure.end());
+        std::string error;
+        EXPECT_TRUE(makeImageSource(parse(arguments).options, error)) << cure[0] << ": " << error;
+    }
 }
 
 TEST(MemoryBudgetTest, WhatIsTakenAlreadyCounts) {

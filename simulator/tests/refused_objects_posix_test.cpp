@@ -2,13 +2,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "camera_link.h"
 #include "log_recorder.h"
 #include "named_claim.h"
 #include "object_look.h"
@@ -31,8 +34,11 @@ protected:
     }
     ~RefusedObjectsTest() override { fs::remove(path()); }
     std::string path() const { return platform_lookAtObjectFolder().path + "/" + GetParam(); }
+    static bool isOfTheLink() { return std::string_view(GetParam()).starts_with("DorVenCameraPlugin"); }
     std::string people() {
-        EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+        std::optional<simulator::CameraLink> camera;
+        if (isOfTheLink()) camera.emplace();
+        EXPECT_EQ(Simulator(_options, _source, _people, camera ? &*camera : nullptr).run(), 1);
         EXPECT_THAT(_people.str(), Not(HasSubstr("another simulator")));
         return _people.str();
     }
@@ -46,25 +52,33 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Objects, RefusedObjectsTest,
-                         testing::Values("DorVenImagesWriter", "DorVenImagesEvent", "DorVenImages"));
+                         testing::Values("DorVenImagesWriter", "DorVenImagesEvent", "DorVenImages",
+                                         "DorVenCameraPlugin_dorven_asks_finished",
+                                         "DorVenCameraPlugin_dorven_asks_event", "DorVenCameraPlugin_tesk_asks_event"));
 
 TEST_P(RefusedObjectsTest, LinkInItsPlaceIsToldAndNotFollowed) {
     const std::string target = path() + "-target";
     std::ofstream(target) << "kept";
     fs::create_symlink(target, path());
-    EXPECT_THAT(people(), HasSubstr(path() + " is a link; remove it\n"));
+    EXPECT_THAT(people(), HasSubstr(path() + " is a link; remove it"));
     EXPECT_EQ(fs::file_size(target), 4u);
     fs::remove(target);
 }
 
 TEST_P(RefusedObjectsTest, FolderInItsPlaceIsTold) {
     fs::create_directory(path());
-    EXPECT_THAT(people(), HasSubstr(path() + " is a folder; remove it\n"));
+    EXPECT_THAT(people(), HasSubstr(path() + " is a folder; remove it"));
 }
 
 TEST_P(RefusedObjectsTest, PipeInItsPlaceIsTold) {
     ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
-    EXPECT_THAT(people(), HasSubstr(path() + " is no plain file; remove it\n"));
+    EXPECT_THAT(people(), HasSubstr(path() + " is no plain file; remove it"));
+}
+
+TEST_P(RefusedObjectsTest, SimulatorThatDoesNotAskNeedsNoObjectOfTheLink) {
+    if (!isOfTheLink()) return;
+    fs::create_directory(path());
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 0) << _people.str();
 }
 
 }  // namespace
