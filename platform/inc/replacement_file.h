@@ -28,9 +28,16 @@ public:
     HANDLE handle() const { return _file; }
 
     /// Puts it in its place. A link there is replaced, not what it leads to. Refused, with 5, where the place has a
-    /// folder, a device or a file that may not be written, and, with 32, where another writer has that file open. The
-    /// file stays open and may be written further; no other writer can open it until it is closed.
+    /// folder, a device or a file that may not be written, and, with 32, where another writer has that file open; on
+    /// Windows also where a reader has it open who does not let it be removed, as most do not. The file stays open and
+    /// may be written further; no other writer can open it until it is closed. Until then most readers cannot open it
+    /// on Windows, either, because it could still be removed: a file that grows for long calls admitReaders.
     DWORD takePlace();
+
+    /// Opens a file that took its place anew, as one that is written and no more. To call after takePlace, for readers
+    /// that do not let a file be removed; on Linux nobody keeps them away. Refused, with 32, where another writer came
+    /// in between; the file is then closed.
+    DWORD admitReaders();
 
     /// Closes it; one that has not taken its place is removed.
     void close();
