@@ -10,14 +10,11 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 # Programs, plugin and libraries all land in one folder, so that they find each other there.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-set(CMAKE_BUILD_RPATH "$ORIGIN")
-set(CMAKE_INSTALL_RPATH "$ORIGIN")
-# Built as it is installed: else CMake fills the RPATH up, with empty entries, which are the current folder, whatever lies
-# there. A host's own logging libraries have a folder that only the build tree may name.
-if(NOT DORVEN_HOST_RUNTIME_DIR)
-    set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
-endif()
+# Linked with what is called the RPATH of the installation: else CMake fills the RPATH up, with empty entries, which are
+# the current folder, whatever lies there. A host's own logging libraries have a folder that only the build tree names;
+# Install.cmake takes it away.
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN" ${DORVEN_HOST_RUNTIME_DIR})
 
 if(WIN32)
     set(DORVEN_SYSTEM win32)

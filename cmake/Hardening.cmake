@@ -46,3 +46,14 @@ function(dorven_add_hardening_test)
         COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/hardening_test.py ${CMAKE_CXX_COMPILER}
             ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${files})
 endfunction()
+
+# Configures with a host's own logging libraries, which the other tests cannot do, and reads what would be linked.
+function(dorven_add_host_runtime_test)
+    if(NOT DORVEN_BUILD_TESTS OR WIN32 OR DORVEN_SANITIZE OR NOT CMAKE_GENERATOR STREQUAL "Ninja")
+        return()
+    endif()
+    find_program(DORVEN_PYTHON python3 REQUIRED)
+    add_test(NAME host_runtime_runpath
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/host_runtime_test.py ${CMAKE_COMMAND} ${CMAKE_MAKE_PROGRAM}
+            ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
+endfunction()

@@ -28,7 +28,8 @@ public:
     GrowingFile(const GrowingFile&) = delete;
     GrowingFile& operator=(const GrowingFile&) = delete;
 
-    /// Makes the file; one that is replaced has lost its content then. A link is replaced, not what it leads to.
+    /// Makes the file; one that is replaced has lost its content then. A link is replaced, not what it leads to. While
+    /// it grows everybody may read it who lets others write.
     /// @return false, with the file's name and the reason.
     bool open(const std::string& path, ExistingFile existing, std::string& error);
 

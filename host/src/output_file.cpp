@@ -20,7 +20,7 @@ std::string reasonOf(DWORD code) {
         case ERROR_PATH_NOT_FOUND:
             return "there is no such folder";
         case ERROR_SHARING_VIOLATION:
-            return "another program is writing it";
+            return "another program has it open";
         default:
             return "error " + std::to_string(code);
     }
@@ -86,6 +86,7 @@ bool GrowingFile::open(const std::string& path, ExistingFile existing, std::stri
     } else {
         code = _replacement.open(path);
         if (code == ERROR_SUCCESS) code = _replacement.takePlace();
+        if (code == ERROR_SUCCESS) code = _replacement.admitReaders();
         _file = _replacement.handle();
     }
     if (code == ERROR_SUCCESS) return true;

@@ -80,7 +80,7 @@ TEST_F(OutputFileTest, FileThatAnotherWritesIsRefused) {
     GrowingFile second;
     EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
     EXPECT_FALSE(second.open(_path, ExistingFile::replace, _error));
-    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program is writing it"));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program has it open"));
     EXPECT_EQ(content(_path), "old");
     EXPECT_EQ(fileCount(), 1);
 }
@@ -98,6 +98,50 @@ TEST_F(OutputFileTest, GrowingFileHasItsPiecesAtOnce) {
     EXPECT_FALSE(file.open(_path, ExistingFile::refuse, _error));
     EXPECT_TRUE(file.open(_path, ExistingFile::replace, _error));
     EXPECT_EQ(content(_path), "");
+}
+
+// As most programs open a file to read it: they let others write it, and on Windows do not let it be removed.
+TEST_F(OutputFileTest, GrowingFileThatReplacedOneIsReadWhileItGrows) {
+    ASSERT_TRUE(write(_path, "old"));
+    GrowingFile file;
+    ASSERT_TRUE(file.open(_path, ExistingFile::replace, _error)) << _error;
+    EXPECT_TRUE(file.append("one\n", _error)) << _error;
+    std::ifstream reader(_path, std::ios::binary);
+    std::string line;
+    EXPECT_TRUE(std::getline(reader, line));
+    EXPECT_EQ(line, "one");
+    EXPECT_TRUE(file.append("two\n", _error)) << _error;
+    EXPECT_TRUE(std::getline(reader, line));
+    EXPECT_EQ(line, "two");
+    file.close();
+    EXPECT_EQ(content(_path), "one\ntwo\n");
+    EXPECT_EQ(fileCount(), 1);
+}
+
+TEST_F(OutputFileTest, GrowingFileThatReplacedOneIsLeftAloneByOtherWriters) {
+    ASSERT_TRUE(write(_path, "old"));
+    GrowingFile file;
+    ASSERT_TRUE(file.open(_path, ExistingFile::replace, _error)) << _error;
+    ASSERT_TRUE(file.append("one\n", _error)) << _error;
+    EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
+    GrowingFile second;
+    EXPECT_FALSE(second.open(_path, ExistingFile::replace, _error));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program has it open"));
+    EXPECT_EQ(content(_path), "one\n");
+}
+
+// Windows keeps a file in its place while somebody reads it who does not let it be removed.
+TEST_F(OutputFileTest, FileThatIsBeingReadIsReplacedOrNamedAsOpen) {
+    ASSERT_TRUE(write(_path, "old"));
+    std::ifstream reader(_path, std::ios::binary);
+    if (!write(_path, "new", ExistingFile::replace)) {
+        EXPECT_EQ(_error, _path + ": cannot be written: another program has it open");
+        EXPECT_EQ(content(_path), "old");
+    }
+    EXPECT_EQ(fileCount(), 1);
+    reader.close();
+    EXPECT_TRUE(write(_path, "new", ExistingFile::replace)) << _error;
+    EXPECT_EQ(content(_path), "new");
 }
 
 }  // namespace

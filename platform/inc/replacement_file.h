@@ -8,8 +8,9 @@
 /// It is made beside the place that it is to take, under a name that nobody can guess (".dorven-….part"), and made
 /// exclusively: it is never a file that was there already, and nothing is written through a link that somebody planted.
 /// It is then told by its open handle, not by its name: who renames it, or puts another file under its name, neither
-/// gets that file moved nor removed. A process that is killed before it has taken its place leaves it behind. One
-/// thread at a time.
+/// gets that file moved nor removed. On Linux, which moves and removes names only, that holds up to the moment between
+/// the last look at the name and the call; what comes in it is moved or removed, and takePlace answers 5 then. A process
+/// that is killed before the file has taken its place leaves it behind. One thread at a time.
 ///
 /// Each call answers with an error code of platform.h; ERROR_SUCCESS when it did what it says.
 class ReplacementFile {
@@ -28,9 +29,16 @@ public:
     HANDLE handle() const { return _file; }
 
     /// Puts it in its place. A link there is replaced, not what it leads to. Refused, with 5, where the place has a
-    /// folder, a device or a file that may not be written, and, with 32, where another writer has that file open. The
-    /// file stays open and may be written further; no other writer can open it until it is closed.
+    /// folder, a device or a file that may not be written, and, with 32, where another writer has that file open; on
+    /// Windows also where a reader has it open who does not let it be removed, as most do not. The file stays open and
+    /// may be written further; no other writer can open it until it is closed. Until then most readers cannot open it
+    /// on Windows, either, because it could still be removed: a file that grows for long calls admitReaders.
     DWORD takePlace();
+
+    /// Opens a file that took its place anew, as one that is written and no more. To call after takePlace, for readers
+    /// that do not let a file be removed; on Linux nobody keeps them away. Refused, with 32, where another writer came
+    /// in between; the file is then closed.
+    DWORD admitReaders();
 
     /// Closes it; one that has not taken its place is removed.
     void close();

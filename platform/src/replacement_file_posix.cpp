@@ -116,6 +116,8 @@ DWORD ReplacementFile::takePlace() {
     return _placed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
+DWORD ReplacementFile::admitReaders() { return _placed ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; }
+
 void ReplacementFile::close() {
     if (_file != INVALID_HANDLE_VALUE) {
         const Name name = _placed ? Name{} : nameOf(_descriptor, _folder, _made);

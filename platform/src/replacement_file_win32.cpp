@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 // A name that nobody can guess: 122 random bits. Empty when the system has none.
 std::string unguessableName() {
     UUID uuid{};
@@ -51,6 +53,16 @@ DWORD renameTo(HANDLE file, const std::wstring& path) {
     return SetFileInformationByHandle(file, FileRenameInfo, information, size) ? ERROR_SUCCESS : GetLastError();
 }
 
+// Why a file could not be replaced that may be written: the system calls it denied, too, when somebody has it open who
+// does not let it be removed.
+DWORD errorOfRemoval(const std::string& place) {
+    const HANDLE there = CreateFileA(place.c_str(), DELETE | SYNCHRONIZE, kShareAll, nullptr, OPEN_EXISTING,
+                                     FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (there == INVALID_HANDLE_VALUE) return GetLastError();
+    CloseHandle(there);
+    return ERROR_ACCESS_DENIED;
+}
+
 }  // namespace
 
 ReplacementFile::~ReplacementFile() { close(); }
@@ -73,15 +85,32 @@ DWORD ReplacementFile::takePlace() {
     if (path.empty()) return ERROR_INVALID_NAME;
     const DWORD error = renameTo(_file, path);
     _placed = error == ERROR_SUCCESS;
-    return error;
+    return error == ERROR_ACCESS_DENIED ? errorOfRemoval(_place) : error;
+}
+
+DWORD ReplacementFile::admitReaders() {
+    if (!_placed) return ERROR_INVALID_HANDLE;
+    LARGE_INTEGER position{};
+    SetFilePointerEx(_file, position, &position, FILE_CURRENT);
+    // From handle to handle: whatever has the file's name now is left alone. The one in between neither reads nor
+    // writes, so it is in nobody's way.
+    const HANDLE held = ReOpenFile(_file, FILE_READ_ATTRIBUTES | SYNCHRONIZE, kShareAll, 0);
+    if (held == INVALID_HANDLE_VALUE) return GetLastError();
+    CloseHandle(_file);
+    _file = ReOpenFile(held, FILE_WRITE_DATA | SYNCHRONIZE, FILE_SHARE_READ, 0);
+    const DWORD error = _file != INVALID_HANDLE_VALUE ? ERROR_SUCCESS : GetLastError();
+    CloseHandle(held);
+    if (error != ERROR_SUCCESS) return error;
+    return SetFilePointerEx(_file, position, nullptr, FILE_BEGIN) ? ERROR_SUCCESS : GetLastError();
 }
 
 void ReplacementFile::close() {
-    if (_file == INVALID_HANDLE_VALUE) return;
-    FILE_DISPOSITION_INFO removal{};
-    removal.DeleteFile = TRUE;
-    if (!_placed) SetFileInformationByHandle(_file, FileDispositionInfo, &removal, sizeof removal);
-    CloseHandle(_file);
+    if (_file != INVALID_HANDLE_VALUE) {
+        FILE_DISPOSITION_INFO removal{};
+        removal.DeleteFile = TRUE;
+        if (!_placed) SetFileInformationByHandle(_file, FileDispositionInfo, &removal, sizeof removal);
+        CloseHandle(_file);
+    }
     _file = INVALID_HANDLE_VALUE;
     _placed = false;
 }

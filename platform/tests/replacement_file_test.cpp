@@ -100,6 +100,39 @@ TEST_F(ReplacementFileTest, FileOfAnotherWriterIsRefused) {
     EXPECT_EQ(GetLastError(), code(ERROR_SHARING_VIOLATION));
 }
 
+TEST_F(ReplacementFileTest, ReadersAreAdmittedToAFileInItsPlaceAndOtherWritersAreNot) {
+    ASSERT_EQ(_file.open(_path), code(ERROR_SUCCESS));
+    EXPECT_EQ(_file.admitReaders(), code(ERROR_INVALID_HANDLE)) << "it is not in its place yet";
+    ASSERT_EQ(write(_file, "new"), code(ERROR_SUCCESS));
+    ASSERT_EQ(_file.takePlace(), code(ERROR_SUCCESS));
+    EXPECT_EQ(_file.admitReaders(), code(ERROR_SUCCESS));
+    EXPECT_EQ(content(_path), "new");
+    EXPECT_EQ(write(_file, "er"), code(ERROR_SUCCESS));
+    EXPECT_EQ(content(_path), "newer") << "it is written on behind what is there";
+    ReplacementFile second;
+    ASSERT_EQ(second.open(_path), code(ERROR_SUCCESS));
+    EXPECT_EQ(second.takePlace(), code(ERROR_SHARING_VIOLATION));
+    second.close();
+    _file.close();
+    EXPECT_THAT(names(), ElementsAre("out.bin"));
+}
+
+// Windows keeps a file in its place while somebody reads it who does not let it be removed.
+TEST_F(ReplacementFileTest, FileThatIsBeingReadIsReplacedOrToldToBeOpen) {
+    _folder.file("out.bin", "former");
+    std::ifstream reader(_path, std::ios::binary);
+    ASSERT_EQ(_file.open(_path), code(ERROR_SUCCESS));
+    const DWORD error = _file.takePlace();
+    if (error != ERROR_SUCCESS) {
+        EXPECT_EQ(error, code(ERROR_SHARING_VIOLATION));
+        EXPECT_EQ(content(_path), "former");
+        reader.close();
+        EXPECT_EQ(_file.takePlace(), code(ERROR_SUCCESS));
+    }
+    _file.close();
+    EXPECT_EQ(content(_path), "");
+}
+
 TEST_F(ReplacementFileTest, FolderIsNotReplaced) {
     std::filesystem::create_directories(_path);
     ASSERT_EQ(_file.open(_path), code(ERROR_SUCCESS));
