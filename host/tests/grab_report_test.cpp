@@ -202,9 +202,10 @@ TEST(GrabReportTest, GrabInWhichNothingWasVerifiedSaysSo) {
     results.images = results.faked = 5;
     EXPECT_EQ(unverified(results), "dorven-host: no image of this grab was verified\n");
     results.torn = 1;
-    EXPECT_EQ(unverified(results),
-              "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a simulator "
-              "whose images are higher than the camera's\n");
+    EXPECT_EQ(
+        unverified(results),
+        "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a simulator "
+        "whose images are higher than the camera's\n");
     results.simulated = 1;
     EXPECT_EQ(unverified(results), "");
 }

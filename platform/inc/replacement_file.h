@@ -9,7 +9,7 @@
 /// exclusively: it is never a file that was there already, and nothing is written through a link that somebody planted.
 /// It is then told by its open handle, not by its name: who renames it, or puts another file under its name, neither
 /// gets that file moved nor removed. On Linux, which moves and removes names only, that holds up to the moment between
-/// the last look at the name and the call; what comes in it is moved or removed, and takePlace answers 5 then. A
+/// the last look at the name and the call; what comes in it is moved, for which takePlace answers 5, or removed. A
 /// process that is killed before the file has taken its place leaves it behind. One thread at a time.
 ///
 /// Each call answers with an error code of platform.h; ERROR_SUCCESS when it did what it says.
