@@ -1,6 +1,5 @@
 #include "bench_support.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -9,6 +8,8 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+
+#include "percentile.h"
 
 extern char** environ;
 
@@ -60,11 +61,7 @@ long long now() { return nanoseconds(CLOCK_MONOTONIC); }
 
 long long threadTime() { return nanoseconds(CLOCK_THREAD_CPUTIME_ID); }
 
-double percentile(std::vector<double>& values, double share) {
-    if (values.empty()) return 0.0;
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<std::size_t>(static_cast<double>(values.size()) * share))];
-}
+double percentile(std::vector<double>& values, double share) { return frames::percentile(values, share).value_or(0.0); }
 
 bool report(const std::string& title, const std::vector<Result>& results, const char* peer) {
     std::printf("\n%s\n%-44s %12s %12s %8s %8s\n", title.c_str(), "", "ours", peer, "ratio", "aim");

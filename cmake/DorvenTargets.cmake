@@ -10,9 +10,11 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 # Programs, plugin and libraries all land in one folder, so that they find each other there.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-set(CMAKE_BUILD_RPATH "$ORIGIN")
-set(CMAKE_INSTALL_RPATH "$ORIGIN")
+# Linked with what is called the RPATH of the installation: else CMake fills the RPATH up, with empty entries, which are
+# the current folder, whatever lies there. A host's own logging libraries have a folder that only the build tree names;
+# Install.cmake takes it away.
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN" ${DORVEN_HOST_RUNTIME_DIR})
 
 if(WIN32)
     set(DORVEN_SYSTEM win32)
@@ -52,6 +54,7 @@ function(dorven_add_library name)
     target_include_directories(${name} PUBLIC inc)
     target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
     _dorven_common(${name})
+    dorven_harden(${name})
 endfunction()
 
 # dorven_runs_once(SOURCES …)
@@ -81,6 +84,7 @@ function(dorven_add_shared_library name)
         target_link_options(${name} PRIVATE -Wl,--exclude-all-symbols)
     endif()
     _dorven_common(${name})
+    dorven_harden(${name})
 endfunction()
 
 # dorven_add_program(NAME SOURCES … LINKS …)
@@ -89,6 +93,7 @@ function(dorven_add_program name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LINKS})
     _dorven_common(${name})
+    dorven_harden(${name})
 endfunction()
 
 # GoogleMock's headers, precompiled once with the flags of every test program, for exactly those sources that include

@@ -6,6 +6,9 @@ install(TARGETS dorven-simulator dorven-host RUNTIME DESTINATION "${CMAKE_INSTAL
 if(NOT WIN32)
     set_target_properties(dorven-simulator dorven-host PROPERTIES
         INSTALL_RPATH "$ORIGIN;$ORIGIN/${DORVEN_PLUGIN_FROM_PROGRAM}")
+    if(DORVEN_HOST_RUNTIME_DIR)
+        set_property(TARGET dorven-simulator dorven-host APPEND PROPERTY INSTALL_RPATH "${DORVEN_HOST_RUNTIME_DIR}")
+    endif()
 endif()
 
 # A host's own logging libraries stay where they are.
@@ -29,6 +32,24 @@ install(TARGETS DorVenKameraPlugin host_interface_headers platform EXPORT DorVen
     RUNTIME DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
     LIBRARY DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}/dorven")
+
+# A host has loaded its libraries before it loads the plugin: what is installed names no folder of the machine that built
+# it. CMake itself changes a RPATH with this call, which its manual leaves out.
+function(install_without_host_folder target folder)
+    get_target_property(entries ${target} INSTALL_RPATH)
+    list(JOIN entries ":" built)
+    list(REMOVE_ITEM entries "${DORVEN_HOST_RUNTIME_DIR}")
+    list(JOIN entries ":" installed)
+    install(CODE "file(RPATH_CHANGE
+        FILE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${folder}/$<TARGET_FILE_NAME:${target}>\"
+        OLD_RPATH \"${built}\" NEW_RPATH \"${installed}\")")
+endfunction()
+if(DORVEN_HOST_RUNTIME_DIR AND NOT WIN32)
+    install_without_host_folder(dorven-simulator "${CMAKE_INSTALL_BINDIR}")
+    install_without_host_folder(dorven-host "${CMAKE_INSTALL_BINDIR}")
+    install_without_host_folder(DorVenKameraPlugin "${DORVEN_INSTALL_PLUGINDIR}")
+endif()
+
 install(DIRECTORY host_interface/inc/ platform/inc/ DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}"
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
 
@@ -77,3 +98,5 @@ endforeach()
 
 # All that is installed, and nothing else: what packages are made of.
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
+dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})
+dorven_add_host_runtime_test()

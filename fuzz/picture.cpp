@@ -52,6 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     fuzzExpect(picture.width > 0 && picture.height > 0, "a picture without pixels");
     fuzzExpect(picture.channels == 1 || (wish.colour && picture.channels == 3), "other channels than were asked for");
     fuzzExpect(picture.samples.size() == picture.width * picture.height * picture.channels, "samples are missing");
-    fuzzExpect(picture.samples.size() * sizeof picture.samples[0] <= kMaxBytes, "more memory than was allowed");
+    fuzzExpect(file.size() + picture.samples.size() * sizeof picture.samples[0] <= kMaxBytes,
+               "more memory than was allowed");
     return 0;
 }

@@ -8,13 +8,11 @@
 
 namespace kest::dorven {
 
-/// Opens the ini file that holds the camera's configuration: the given one, or the one that its key "camera_config" of
-/// section "Dorven" names, and so on. A relative name counts from the folder of the file that holds it.
+/// Opens the ini file that holds the camera's configuration: the last one of the chain that begins with the given one
+/// (config_chain.h).
 ///
 /// @param path  May be null: no file. A file that does not exist is an empty one.
-/// @return      Null, after an entry in the error log, when a file cannot be read or the names lead in a circle. A
-/// pipe,
-///              a device and a file of more than 64 MB cannot be read; nothing is waited for.
+/// @return      Null, after an entry in the error log, when a file cannot be read or the names lead in a circle.
 std::shared_ptr<MIniData> openIniFile(const char* path);
 
 /// Applies section "image" to a record. A key that is absent leaves its field; a size that is no number becomes 0.

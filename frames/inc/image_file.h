@@ -16,9 +16,18 @@ struct GreyImage {
     std::vector<std::uint8_t> pixels;
 };
 
+/// How much a PNG is compressed: 0 not at all, which takes a copy's time; 1 in the least time that compression takes;
+/// 9 as small as can be had.
+constexpr int kMaxPngLevel = 9;
+constexpr int kDefaultPngLevel = 1;
+
 /// The bytes of a PNG file: grey for 1 byte per pixel, 16-bit grey for 2, colour for 3, colour with opacity for 4.
-/// @return  false, with the reason, for another byte depth, an image without pixels or one of more than 2 GB.
-bool encodePng(const ImageView& image, std::vector<std::uint8_t>& file, std::string& error);
+/// Several threads may encode images at a time.
+///
+/// @param level  0 to kMaxPngLevel.
+/// @return       false, with the reason, for another byte depth, an image without pixels or one of more than 2 GB.
+bool encodePng(const ImageView& image, std::vector<std::uint8_t>& file, std::string& error,
+               int level = kDefaultPngLevel);
 
 /// Writes an image as encodePng encodes it. @return false, with the file's name and the reason, when that fails.
 bool writePng(const std::string& path, const ImageView& image, std::string& error);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "image_file.h"
 #include "image_view.h"
 
 namespace frames {
@@ -24,9 +25,11 @@ std::optional<ImageFileFormat> imageFileFormatOf(const std::string& name);
 
 /// The bytes of a file. No value is changed: what a reader of the file gets is what the image had.
 ///
-/// @param file  Receives the bytes; its memory is used again.
-/// @return      false, with the reason, for a byte depth that the format has no form for, or an image without pixels;
-///              for a PNG also one of more than 2 GB.
-bool encodeImage(const ImageView& image, ImageFileFormat format, std::vector<std::uint8_t>& file, std::string& error);
+/// @param file      Receives the bytes; its memory is used again.
+/// @param pngLevel  How much a PNG is compressed, 0 to kMaxPngLevel (image_file.h).
+/// @return          false, with the reason, for a byte depth that the format has no form for, or an image without
+///                  pixels; for a PNG also one of more than 2 GB.
+bool encodeImage(const ImageView& image, ImageFileFormat format, std::vector<std::uint8_t>& file, std::string& error,
+                 int pngLevel = kDefaultPngLevel);
 
 }  // namespace frames

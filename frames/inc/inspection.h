@@ -1,6 +1,7 @@
 // What an image is, told from its pixels alone.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include "image_view.h"
@@ -15,12 +16,23 @@ enum class ImageKind {
     unverified,  // anything else
 };
 
+/// Why an image is unverified.
+enum class Unverified {
+    withoutPixels,
+    tooSmall,      // for a strip, see stripLines
+    otherLines,    // a strip begins where one has to, but goes on as in lines of another length
+    damagedStrip,  // its fields are not those that its CRC was made for
+    withoutStrip,
+};
+constexpr std::size_t kUnverifiedReasons = 5;
+
 /// Grey level of the images that the camera makes without a simulator.
 constexpr std::uint8_t kFakeGrey = 10;
 
 struct Inspection {
     ImageKind kind = ImageKind::unverified;
-    std::optional<Strip> strip;  // of simulated and torn images
+    std::optional<Strip> strip;                         // of simulated and torn images
+    Unverified unverified = Unverified::withoutPixels;  // of unverified images alone
 };
 
 /// Looks at every byte of an image. One without pixels is unverified.

@@ -47,10 +47,13 @@ protected:
     /// @param digits  Draw the frame number into the upper left corner.
     LinePattern(const ImageFormat& format, unsigned bits, bool digits);
 
-    /// What a line of the image shows.
+    /// What a line of the image shows: a part of a stored line, and where there is another one, that one's part mixed
+    /// into it, bit by bit exclusive or.
     struct Shown {
         const StoredLine* line;
         std::size_t offset = 0;
+        const StoredLine* mixedIn = nullptr;
+        std::size_t mixedOffset = 0;
     };
 
     /// Gets the lines of a frame ready, before shown is asked for them.
@@ -78,6 +81,8 @@ protected:
 
 private:
     LineRange digitLines() const;
+    void drawLine(std::uint8_t* pixels, const Shown& part) const;
+    std::uint32_t crcOf(const Shown& part) const;
 
     ImageFormat _format;
     unsigned _bits;
@@ -85,6 +90,7 @@ private:
     std::size_t _top;
     std::size_t _digitScale;  // 0: no digits
     Crc32Append _appendLine;
+    std::uint32_t _crcOfZeros;  // of a line of zeros
 };
 
 /// Base of line patterns that never change: lines are got ready once.

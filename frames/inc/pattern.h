@@ -69,12 +69,21 @@ enum class PatternKind {
     measuring,  // a target whose place is known exactly; moves as the settings say
 };
 
+/// What a pattern keeps ready, to be copied into the images.
+enum class PatternStore {
+    fewLines,   // up to two dozen, up to twice as wide as the image or wider by an eleventh of its height
+    manyLines,  // 64, more for more than 1024 lines of an image, wider by 255 pixels
+    disc,       // a quarter as many as the shorter side has pixels, up to twice as wide
+    image,      // up to all of them
+};
+
 struct PatternRow {
     const char* standardName;  // as feature names of cameras are spelled
     const char* name;          // the short one
     PatternKind kind;
     bool digits;  // unless the settings say otherwise
     const char* description;
+    PatternStore store;
     std::unique_ptr<Pattern> (*make)(const ImageFormat& format, const PatternSettings& settings);  // for makePattern
 };
 
@@ -88,6 +97,9 @@ const PatternRow* findPattern(std::string_view name);
 ///
 /// @param format  At least one pixel.
 std::unique_ptr<Pattern> makePattern(const PatternRow& row, const ImageFormat& format, PatternSettings settings);
+
+/// Greatest number of bytes that a row's pattern takes.
+std::size_t patternBytes(const PatternRow& row, const ImageFormat& format);
 
 /// "still", "moving" or "measuring".
 const char* patternKindName(PatternKind kind);

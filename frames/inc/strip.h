@@ -49,6 +49,10 @@ std::uint32_t crcBelowStrip(const ImageView& image);
 /// Draws the strip. Nothing for a format that carries none.
 void stampStrip(const Canvas& image, const Strip& strip);
 
+/// Whether the first bytes of a line are those of a strip's magic number and version. Says so of line 0 whatever length
+/// the lines have that the strip was drawn for; of the next seven lines only when it is the one of this image.
+bool lineBeginsStrip(const ImageView& image, std::size_t line);
+
 /// Reads the strip. A cell counts as set when its bytes are at least half bright.
 ///
 /// @return  none when the format carries none, the magic number or the version is another one, or the CRC of the

@@ -18,7 +18,11 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 constexpr int kPngColourTypes[] = {-1, 0, 0, 2, 6};  // by bytes per pixel: grey, 16-bit grey, colour, with opacity
 constexpr std::uint8_t kFilterUp = 2;                // each line as its difference from the one above
-constexpr int kDeflateQuality = 5;                   // the fastest that the library has
+constexpr std::uint8_t kFilterNone = 0;
+// What the library calls quality, by level: so many earlier places it compares with. Below 5 it takes 5.
+constexpr int kDeflateQualities[] = {0, 5, 6, 7, 8, 10, 14, 20, 40, 80};
+static_assert(std::size(kDeflateQualities) == kMaxPngLevel + 1);
+constexpr std::size_t kMaxStoredBlock = 65'535;  // bytes
 
 struct Freeing {
     void operator()(unsigned char* block) const { std::free(block); }
@@ -44,25 +48,74 @@ void storedLine(const ImageView& image, std::size_t y, Bytes& line) {
     for (std::size_t byte = 0; byte + 1 < line.size(); byte += 2) std::swap(line[byte], line[byte + 1]);
 }
 
-Bytes filteredLines(const ImageView& image) {
+// All lines with the number of their filter before each.
+Bytes filteredLines(const ImageView& image, std::uint8_t filter) {
     const std::size_t lineBytes = image.format.lineBytes();
-    Bytes filtered;
-    filtered.reserve((lineBytes + 1) * image.format.height);
+    Bytes filtered((lineBytes + 1) * image.format.height);
     Bytes above(lineBytes, 0);
     Bytes line(lineBytes);
+    std::uint8_t* to = filtered.data();
     for (std::size_t y = 0; y < image.format.height; ++y) {
         storedLine(image, y, line);
-        filtered.push_back(kFilterUp);
+        *to++ = filter;
         for (std::size_t byte = 0; byte < lineBytes; ++byte)
-            filtered.push_back(static_cast<std::uint8_t>(line[byte] - above[byte]));
-        above.swap(line);
+            to[byte] = static_cast<std::uint8_t>(line[byte] - above[byte]);
+        to += lineBytes;
+        if (filter == kFilterUp) above.swap(line);
     }
     return filtered;
 }
 
+// The sum at the end of a zlib stream.
+std::uint32_t adler32(const Bytes& bytes) {
+    constexpr std::uint32_t kModulus = 65'521;
+    constexpr std::size_t kStretch = 5'552;  // for so many bytes no sum exceeds 32 bits
+    std::uint32_t low = 1;
+    std::uint32_t high = 0;
+    for (std::size_t begin = 0; begin < bytes.size(); begin += kStretch) {
+        const std::size_t end = std::min(begin + kStretch, bytes.size());
+        for (std::size_t index = begin; index < end; ++index) {
+            low += bytes[index];
+            high += low;
+        }
+        low %= kModulus;
+        high %= kModulus;
+    }
+    return high << 16 | low;
+}
+
+// A zlib stream that holds the bytes as they are.
+Bytes storedStream(const Bytes& bytes) {
+    const std::size_t blocks = (bytes.size() + kMaxStoredBlock - 1) / kMaxStoredBlock;
+    Bytes stream{0x78, 0x01};
+    stream.reserve(bytes.size() + 5 * blocks + 6);
+    for (std::size_t begin = 0; begin < bytes.size(); begin += kMaxStoredBlock) {
+        const std::size_t size = std::min(kMaxStoredBlock, bytes.size() - begin);
+        stream.push_back(begin + size == bytes.size() ? 1 : 0);  // the last block is marked
+        for (const std::size_t length : {size, ~size}) {
+            stream.push_back(static_cast<std::uint8_t>(length));
+            stream.push_back(static_cast<std::uint8_t>(length >> 8));
+        }
+        const auto from = bytes.begin() + static_cast<std::ptrdiff_t>(begin);
+        stream.insert(stream.end(), from, from + static_cast<std::ptrdiff_t>(size));
+    }
+    putBigEndian(stream, adler32(bytes));
+    return stream;
+}
+
+// The zlib stream of an image's lines; empty when there is no memory for it.
+Bytes packedLines(const ImageView& image, int level) {
+    if (level <= 0) return storedStream(filteredLines(image, kFilterNone));
+    Bytes lines = filteredLines(image, kFilterUp);
+    int size = 0;
+    const Block packed(stbi_zlib_compress(lines.data(), static_cast<int>(lines.size()), &size,
+                                          kDeflateQualities[std::min(level, kMaxPngLevel)]));
+    return packed ? Bytes(packed.get(), packed.get() + size) : Bytes();
+}
+
 }  // namespace
 
-bool encodePng(const ImageView& image, Bytes& file, std::string& error) {
+bool encodePng(const ImageView& image, Bytes& file, std::string& error, int level) {
     const ImageFormat& format = image.format;
     if (format.bytesPerPixel < 1 || format.bytesPerPixel > 4) {
         error = "PNG has no form for " + std::to_string(format.bytesPerPixel) + " bytes per pixel";
@@ -74,10 +127,8 @@ bool encodePng(const ImageView& image, Bytes& file, std::string& error) {
                 " pixels cannot be saved";
         return false;
     }
-    Bytes lines = filteredLines(image);
-    int packedSize = 0;
-    const Block packed(stbi_zlib_compress(lines.data(), static_cast<int>(lines.size()), &packedSize, kDeflateQuality));
-    if (!packed) {
+    const Bytes packed = packedLines(image, level);
+    if (packed.empty()) {
         error = "out of memory";
         return false;
     }
@@ -89,7 +140,7 @@ bool encodePng(const ImageView& image, Bytes& file, std::string& error) {
     header.insert(header.end(), 3, 0);  // deflate, adaptive filters, not interlaced
     file.assign(std::begin(kPngSignature), std::end(kPngSignature));
     putChunk(file, "IHDR", header.data(), header.size());
-    putChunk(file, "IDAT", packed.get(), static_cast<std::size_t>(packedSize));
+    putChunk(file, "IDAT", packed.data(), packed.size());
     putChunk(file, "IEND", nullptr, 0);
     return true;
 }

@@ -3,8 +3,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "image_file.h"
-
 namespace frames {
 namespace {
 
@@ -45,8 +43,8 @@ std::optional<ImageFileFormat> imageFileFormatOf(const std::string& name) {
     return std::nullopt;
 }
 
-bool encodeImage(const ImageView& image, ImageFileFormat format, Bytes& file, std::string& error) {
-    if (format == ImageFileFormat::png) return encodePng(image, file, error);
+bool encodeImage(const ImageView& image, ImageFileFormat format, Bytes& file, std::string& error, int pngLevel) {
+    if (format == ImageFileFormat::png) return encodePng(image, file, error, pngLevel);
     if (!image.pixels || image.format.bytes() == 0) {
         error = "an image without pixels cannot be saved";
         return false;

@@ -6,6 +6,7 @@
 
 #include "crc32.h"
 #include "digits.h"
+#include "stored_picture.h"
 #include "strip.h"
 
 namespace frames {
@@ -15,21 +16,17 @@ constexpr std::size_t kDigits = 8;
 constexpr std::uint8_t kInk = 255;
 constexpr std::uint8_t kPaper = 0;
 
+void mix(std::uint8_t* target, const std::uint8_t* one, const std::uint8_t* other, std::size_t size) {
+    for (std::size_t at = 0; at < size; ++at) target[at] = one[at] ^ other[at];
+}
+
 }  // namespace
 
 void StoredLine::assign(std::vector<std::uint8_t> bytes, const ImageFormat& format, const Crc32Append& append) {
     _bytes = std::move(bytes);
     _bytesPerPixel = format.bytesPerPixel;
-    const std::size_t lineBytes = format.lineBytes();
-    _crcs.resize((_bytes.size() - lineBytes) / _bytesPerPixel + 1);
-    std::uint32_t before = 0;  // of all bytes before the part
-    std::uint32_t both = crc32(_bytes.data(), lineBytes);
-    for (std::size_t offset = 0;; ++offset) {
-        _crcs[offset] = append.blockOf(before, both);
-        if (offset == lastOffset()) return;
-        before = crc32(pixels(offset), _bytesPerPixel, before);
-        both = crc32(pixels(offset) + lineBytes, _bytesPerPixel, both);
-    }
+    _crcs.resize((_bytes.size() - format.lineBytes()) / _bytesPerPixel + 1);
+    sumUpParts(_bytes.data(), _bytes.size(), format, append, _crcs.data());
 }
 
 LinePattern::LinePattern(const ImageFormat& format, unsigned bits, bool digits)
@@ -38,16 +35,14 @@ LinePattern::LinePattern(const ImageFormat& format, unsigned bits, bool digits)
       _writer(format.bytesPerPixel, bits),
       _top(stripLines(format)),
       _digitScale(digits ? std::clamp<std::size_t>(format.width / 200, 1, 8) : 0),
-      _appendLine(format.lineBytes()) {}
+      _appendLine(format.lineBytes()),
+      _crcOfZeros(crc32(std::vector<std::uint8_t>(format.lineBytes()).data(), format.lineBytes())) {}
 
 std::uint32_t LinePattern::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) {
     const Canvas image{pixels, _format, _bits};
     prepare(frameNumber);
     const LineRange copied = before ? differing(frameNumber, *before) : everyLine();
-    for (std::size_t y = copied.first; y < copied.end; ++y) {
-        const Shown part = shown(y);
-        std::memcpy(image.line(_top + y), part.line->pixels(part.offset), _format.lineBytes());
-    }
+    for (std::size_t y = copied.first; y < copied.end; ++y) drawLine(image.line(_top + y), shown(y));
     const LineRange digits = digitLines();
     if (_digitScale != 0)
         drawNumber(image, _digitScale * 4, _top + digits.first, _digitScale, frameNumber, kDigits, kInk, kPaper);
@@ -55,10 +50,23 @@ std::uint32_t LinePattern::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
     for (std::size_t y = 0; y < height(); ++y) {
         const Shown part = shown(y);
         const bool asStored = y < digits.first || y >= digits.end;
-        crc =
-            _appendLine(crc, asStored ? part.line->crc(part.offset) : crc32(image.line(_top + y), _format.lineBytes()));
+        crc = _appendLine(crc, asStored ? crcOf(part) : crc32(image.line(_top + y), _format.lineBytes()));
     }
     return crc;
+}
+
+void LinePattern::drawLine(std::uint8_t* pixels, const Shown& part) const {
+    const std::size_t size = _format.lineBytes();
+    if (part.mixedIn)
+        mix(pixels, part.line->pixels(part.offset), part.mixedIn->pixels(part.mixedOffset), size);
+    else
+        std::memcpy(pixels, part.line->pixels(part.offset), size);
+}
+
+// A CRC is linear but for what it begins and ends with, which the zeros' one takes back.
+std::uint32_t LinePattern::crcOf(const Shown& part) const {
+    const std::uint32_t own = part.line->crc(part.offset);
+    return part.mixedIn ? own ^ part.mixedIn->crc(part.mixedOffset) ^ _crcOfZeros : own;
 }
 
 LineRange LinePattern::digitLines() const {

@@ -1,7 +1,9 @@
 // Patterns with more to see: target, ball, zone plate, noise, frame counter.
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numbers>
+#include <utility>
 
 #include "coverage.h"
 #include "digits.h"
@@ -108,30 +110,77 @@ std::uint64_t mixed(std::uint64_t value) {
     return value ^ value >> 31;
 }
 
-/// Uniform noise: each line of each frame is a part, drawn by lot, of one of the lines rendered at the start.
+/// Uniform noise. A line shows a part of one stored line mixed with a part of another. Each line of an image has a pair
+/// of its own, and the pairs are drawn by lot for each frame, so that nothing in an image comes twice; mixing greys
+/// that are equally likely leaves them so.
 class Noise : public LinePattern {
 public:
     Noise(const ImageFormat& format, const PatternSettings& settings)
-        : LinePattern(format, settings.bits, withDigits(settings)), _seed(mixed(settings.seed)), _lines(kLines) {
+        : LinePattern(format, settings.bits, withDigits(settings)),
+          _seed(mixed(settings.seed)),
+          _lineBits(noiseLineBits(height())),
+          _lines(std::size_t{1} << _lineBits),
+          _mixedLines(_lines.size()),
+          _shown(height()) {
         std::uint64_t state = _seed;
-        const auto brightness = [&](std::size_t) { return static_cast<double>(mixed(++state) >> 11) * 0x1p-53; };
-        for (StoredLine& line : _lines) render(line, width() + kSpare, brightness);
+        for (StoredLine& line : _lines) line.assign(greys(state), format, appendLine());
+        const std::vector<std::uint8_t> black = blacks();
+        for (StoredLine& line : _mixedLines) {
+            std::vector<std::uint8_t> bytes = greys(state);
+            // What black has in its bytes, as opacity, stays what it is when the line is mixed in.
+            std::transform(bytes.begin(), bytes.end(), black.begin(), bytes.begin(), std::bit_xor());
+            line.assign(std::move(bytes), format, appendLine());
+        }
     }
 
 private:
-    static constexpr std::size_t kLines = 256;
     static constexpr std::size_t kSpare = 255;
 
-    void prepare(std::uint64_t frameNumber) override { _lots = mixed(_seed ^ mixed(frameNumber)); }
-    Shown shown(std::size_t y) const override {
-        const std::uint64_t lot = mixed(_lots + y);
-        return {&_lines[lot % kLines], static_cast<std::size_t>(lot / kLines) % (kSpare + 1)};
+    std::vector<std::uint8_t> greys(std::uint64_t& state) const {
+        const unsigned greatest = writer().whiteGrey();  // one below a power of two
+        return pixels([&] { return static_cast<double>(mixed(++state) >> 32 & greatest) / greatest; });
     }
+    std::vector<std::uint8_t> blacks() const {
+        return pixels([] { return 0.0; });
+    }
+    template <typename Brightness>
+    std::vector<std::uint8_t> pixels(Brightness brightness) const {
+        std::vector<std::uint8_t> bytes((width() + kSpare) * writer().bytesPerPixel());
+        for (std::size_t at = 0; at < bytes.size(); at += writer().bytesPerPixel())
+            writer().put(bytes.data() + at, brightness());
+        return bytes;
+    }
+
+    // A pair for each line, another one for each: every step can be undone.
+    std::size_t pairOf(std::size_t y, std::uint64_t lots) const {
+        const std::uint64_t mask = (std::uint64_t{1} << 2 * _lineBits) - 1;
+        std::uint64_t pair = (y + lots) & mask;
+        for (int round = 0; round < 2; ++round) {
+            pair = pair * (lots >> 32 | 1) & mask;
+            pair ^= pair >> _lineBits;
+            pair = pair * 0x9E3779B1u & mask;
+            pair ^= pair >> (_lineBits - 1);
+        }
+        return static_cast<std::size_t>(pair);
+    }
+
+    void prepare(std::uint64_t frameNumber) override {
+        const std::uint64_t lots = mixed(_seed ^ mixed(frameNumber));
+        for (std::size_t y = 0; y < _shown.size(); ++y) {
+            const std::size_t pair = pairOf(y, lots);
+            const std::uint64_t lot = mixed(lots + y);
+            _shown[y] = {&_lines[pair & (_lines.size() - 1)], static_cast<std::size_t>(lot) % (kSpare + 1),
+                         &_mixedLines[pair >> _lineBits], static_cast<std::size_t>(lot >> 32) % (kSpare + 1)};
+        }
+    }
+    Shown shown(std::size_t y) const override { return _shown[y]; }
     LineRange differing(std::uint64_t, std::uint64_t) const override { return everyLine(); }
 
     std::uint64_t _seed;
+    unsigned _lineBits;
     std::vector<StoredLine> _lines;
-    std::uint64_t _lots = 0;  // of the frame
+    std::vector<StoredLine> _mixedLines;
+    std::vector<Shown> _shown;  // of the frame
 };
 
 /// The frame number in digits as large as fit.

@@ -1,6 +1,7 @@
 // One maker per pattern, for the table of patterns.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "pattern.h"
@@ -17,6 +18,14 @@ PatternMaker makeBlack, makeWhite, makeHorizontalRamp, makeVerticalRamp, makeMov
 
 // lively_patterns.cpp
 PatternMaker makeTarget, makeBall, makeZonePlate, makeNoise, makeCounter;
+
+/// Noise keeps two to the power of this many lines of each of two kinds: so many that there is a pair for each line of
+/// an image; no more, so that they stay near the processor.
+inline unsigned noiseLineBits(std::size_t height) {
+    unsigned bits = 5;
+    while (height > std::size_t{1} << 2 * bits) ++bits;
+    return bits;
+}
 
 // measuring_targets.cpp
 PatternMaker makeEdge, makeCircle, makeDotGrid, makeCheckerboard, makeSlantedEdge;

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
 
+#include "decoder_memory.h"
 #include "image_file.h"
+#include "image_size.h"
 #include "png_chunks.h"
 #include "printable.h"
 #include "regular_file.h"
@@ -22,13 +23,22 @@ constexpr std::uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A,
 constexpr std::uint8_t kPgmStart[] = {'P', '5'};
 constexpr std::size_t kMaxPixels = std::size_t{1} << 28;
 constexpr std::size_t kMaxSample = 65535;
-constexpr std::size_t kMaxFileBytes = std::size_t{1} << 40;  // where memory is not limited; a product of it still fits
+constexpr std::size_t kMaxFileBytes = std::numeric_limits<int>::max();  // of a picture: the decoder counts so far
+constexpr std::size_t kMegabyte = 1'000'000;
 
-// Opens a file of at most so many bytes.
-bool openFile(const std::string& path, std::size_t maxBytes, RegularFile& file, std::string& error) {
+// " than there is memory for", in the words of whoever can change that.
+std::string thanAllowed(const PictureWish& wish) {
+    if (!wish.maxBytesOption) return " than there is memory for";
+    return " than the " + std::to_string(wish.maxBytes / kMegabyte) + " MB that are left of " + wish.maxBytesOption;
+}
+
+// A file that is to be read whole.
+bool openWhole(const std::string& path, const PictureWish& wish, RegularFile& file, std::string& error) {
     if (!file.open(path, error)) return false;
-    if (file.stamp().bytes <= maxBytes) return true;
-    error = path + ": has " + std::to_string(file.stamp().bytes) + " bytes, more than there is memory for";
+    const std::uint64_t bytes = file.stamp().bytes;
+    if (bytes <= std::min(wish.maxBytes, kMaxFileBytes)) return true;
+    error = path + (bytes > kMaxFileBytes ? ": is larger than 2 GB"
+                                          : ": has " + std::to_string(bytes) + " bytes, more" + thanAllowed(wish));
     return false;
 }
 
@@ -72,11 +82,24 @@ private:
     std::size_t _position = 2;  // behind "P5"
 };
 
-// Why there is no room for the samples of so many pixels; empty when there is.
-std::string tooLarge(std::size_t width, std::size_t height, std::size_t channels, const PictureWish& wish) {
+std::string sizeText(std::size_t width, std::size_t height) {
+    return "has " + std::to_string(width) + " x " + std::to_string(height) + " pixels";
+}
+
+std::string tooMuch(std::size_t width, std::size_t height, std::size_t bytes, const PictureWish& wish) {
+    const std::string size = sizeText(width, height);
+    if (!wish.maxBytesOption) return size + ", more" + thanAllowed(wish);
+    return size + "; reading it takes " + std::to_string((bytes + kMegabyte - 1) / kMegabyte) + " MB or more, and " +
+           std::to_string(wish.maxBytes / kMegabyte) + " MB are left of " + wish.maxBytesOption;
+}
+
+// Why so many pixels are refused; empty when they are not.
+std::string tooLarge(std::size_t width, std::size_t height) {
     const std::size_t pixels = width * height;  // both below 2^32
-    if (pixels <= kMaxPixels && pixels * channels <= wish.maxBytes / sizeof(std::uint16_t)) return {};
-    return "has " + std::to_string(width) + " x " + std::to_string(height) + " pixels, more than there is memory for";
+    if (pixels > kMaxPixels) return sizeText(width, height) + ", more than there is memory for";
+    if (std::max(width, height) > kMaxSide)
+        return sizeText(width, height) + ", and a side may have at most " + std::to_string(kMaxSide);
+    return {};
 }
 
 std::uint16_t spread(std::size_t value, std::size_t greatest) {
@@ -98,7 +121,9 @@ std::string decodePgm(const Bytes& file, const PictureWish& wish, Picture& pictu
     const std::size_t sampleBytes = greatest > 255 ? 2 : 1;
     const std::size_t pixels = picture.width * picture.height;
     if (file.size() - position < pixels * sampleBytes) return "the PGM file ends before its last pixel";
-    if (std::string reason = tooLarge(picture.width, picture.height, 1, wish); !reason.empty()) return reason;
+    if (std::string reason = tooLarge(picture.width, picture.height); !reason.empty()) return reason;
+    const std::size_t bytes = file.size() + pixels * sizeof(std::uint16_t);
+    if (bytes > wish.maxBytes) return tooMuch(picture.width, picture.height, bytes, wish);
     picture.samples.resize(pixels);
     const std::uint8_t* stored = file.data() + position;
     for (std::uint16_t& sample : picture.samples) {
@@ -112,14 +137,96 @@ std::size_t bigEndian(const std::uint8_t* bytes) {
     return std::size_t{bytes[0]} << 24 | std::size_t{bytes[1]} << 16 | std::size_t{bytes[2]} << 8 | bytes[3];
 }
 
-struct Freeing {
-    void operator()(std::uint16_t* block) const { std::free(block); }
+struct GivingBack {
+    void operator()(std::uint16_t* block) const { stbi_image_free(block); }
+};
+using Samples = std::unique_ptr<std::uint16_t, GivingBack>;
+
+/// What the header of a PNG file says. The decoder has looked at it: each field has a value that there is.
+class PngHeader {
+public:
+    explicit PngHeader(const Bytes& file)
+        : _width(bigEndian(&file[16])), _height(bigEndian(&file[20])), _depth(file[24]), _interlaced(file[28] != 0) {
+        constexpr std::size_t kChannels[] = {1, 0, 3, 1, 2, 0, 4};  // by colour type; of a palette its indices
+        _channels = kChannels[file[25]];
+    }
+
+    /// Bytes that the pixels inflate to, at most: the decoder begins with a block for those of an image that is not
+    /// interlaced, and doubles it until the image fits.
+    std::size_t inflatedBytes() const {
+        std::size_t bytes = ((_width * _depth + 7) / 8 * _channels + 1) * _height;
+        while (_interlaced && bytes < interlacedBytes()) bytes *= 2;
+        return bytes;
+    }
+
+private:
+    /// Where the pixels of one pass of an interlaced image stand.
+    struct Pass {
+        std::size_t left, top, across, down;
+    };
+
+    std::size_t interlacedBytes() const {
+        constexpr Pass kPasses[] = {
+            {0, 0, 8, 8},
+            {4, 0, 8, 8},
+            {0, 4, 4, 8},
+            {2, 0, 4, 4},
+            {0, 2, 2, 4},
+            {1, 0, 2, 2},
+            {0, 1, 1, 2}
+        };
+        std::size_t bytes = 0;
+        for (const Pass& pass : kPasses) {
+            const std::size_t width = placesFrom(pass.left, pass.across, _width);
+            const std::size_t height = placesFrom(pass.top, pass.down, _height);
+            if (width > 0) bytes += ((width * _depth * _channels + 7) / 8 + 1) * height;
+        }
+        return bytes;
+    }
+    static std::size_t placesFrom(std::size_t first, std::size_t step, std::size_t size) {
+        return size > first ? (size - first + step - 1) / step : 0;
+    }
+
+    std::size_t _width;
+    std::size_t _height;
+    std::size_t _depth;  // bits of a sample
+    std::size_t _channels;
+    bool _interlaced;
 };
 
-// Not each of the library's failures has one.
-std::string decodersReason() {
+// Why the decoder has given up. Not each of its own failures has a reason.
+std::string decodersReason(DecoderMemory::Refusal refusal, const Picture& picture, std::size_t bytes,
+                           const PictureWish& wish) {
+    switch (refusal) {
+        case DecoderMemory::Refusal::limit:
+            return tooMuch(picture.width, picture.height, bytes, wish);
+        case DecoderMemory::Refusal::inflated:
+            return "is damaged: its pixels inflate to more than its header promises";
+        case DecoderMemory::Refusal::system:
+            return sizeText(picture.width, picture.height) + ", and the system has no more memory";
+        case DecoderMemory::Refusal::none:
+            break;
+    }
     const char* const reason = stbi_failure_reason();
-    return reason ? printable(reason) : "its pixels cannot be decoded";
+    return "is damaged: " + (reason ? printable(reason) : "its pixels cannot be decoded");
+}
+
+// The samples of a picture whose size is known.
+std::string decodeSamples(const Bytes& file, const PictureWish& wish, Picture& picture) {
+    const std::size_t count = picture.width * picture.height * picture.channels;
+    const std::size_t sampleBytes = count * sizeof(std::uint16_t);
+    // At the end there are the file, the decoder's samples and ours.
+    const std::size_t least = file.size() + 2 * sampleBytes;
+    if (least > wish.maxBytes) return tooMuch(picture.width, picture.height, least, wish);
+    DecoderMemory memory(wish.maxBytes - file.size(), PngHeader(file).inflatedBytes());
+    int width = 0;
+    int height = 0;
+    int stored = 0;
+    const Samples samples(stbi_load_16_from_memory(file.data(), static_cast<int>(file.size()), &width, &height, &stored,
+                                                   static_cast<int>(picture.channels)));
+    if (!samples) return decodersReason(memory.refusal(), picture, least, wish);
+    picture.samples.assign(samples.get(), samples.get() + count);
+    return {};
 }
 
 std::string decodePng(const Bytes& file, const PictureWish& wish, Picture& picture) {
@@ -128,25 +235,18 @@ std::string decodePng(const Bytes& file, const PictureWish& wish, Picture& pictu
     // Before the library looks at it, which names no reason for absurd sizes.
     const std::size_t storedWidth = bigEndian(&file[kSizePlace]);
     const std::size_t storedHeight = bigEndian(&file[kSizePlace + 4]);
-    if (std::string reason = tooLarge(storedWidth, storedHeight, 1, wish); !reason.empty()) return reason;
-    const auto size = static_cast<int>(file.size());
+    if (std::string reason = tooLarge(storedWidth, storedHeight); !reason.empty()) return reason;
     int width = 0;
     int height = 0;
     int stored = 0;  // 1 grey, 2 with opacity, 3 colour, 4 with opacity
-    if (stbi_info_from_memory(file.data(), size, &width, &height, &stored) == 0)
+    if (stbi_info_from_memory(file.data(), static_cast<int>(file.size()), &width, &height, &stored) == 0)
         return "is damaged: has no PNG header that makes sense";
     picture.width = static_cast<std::size_t>(width);
     picture.height = static_cast<std::size_t>(height);
     picture.channels = wish.colour && stored >= 3 ? 3 : 1;
-    if (std::string reason = tooLarge(picture.width, picture.height, picture.channels, wish); !reason.empty())
-        return reason;
     if (const std::string problem = problemOfPngChunks(file.data(), file.size()); !problem.empty())
         return "is damaged: " + problem;
-    const std::unique_ptr<std::uint16_t, Freeing> samples(
-        stbi_load_16_from_memory(file.data(), size, &width, &height, &stored, static_cast<int>(picture.channels)));
-    if (!samples) return "is damaged: " + decodersReason();
-    picture.samples.assign(samples.get(), samples.get() + picture.width * picture.height * picture.channels);
-    return {};
+    return decodeSamples(file, wish, picture);
 }
 
 bool beginsWith(const Bytes& file, const std::uint8_t* start, std::size_t size) {
@@ -154,13 +254,13 @@ bool beginsWith(const Bytes& file, const std::uint8_t* start, std::size_t size) 
 }
 
 std::string decode(const Bytes& file, const PictureWish& wish, Picture& picture) {
-    if (file.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return "is larger than 2 GB";
+    if (file.size() > kMaxFileBytes) return "is larger than 2 GB";
     if (beginsWith(file, kPngSignature, sizeof kPngSignature)) return decodePng(file, wish, picture);
     if (beginsWith(file, kPgmStart, sizeof kPgmStart)) return decodePgm(file, wish, picture);
     return "is neither a PNG nor a binary PGM (P5) file";
 }
 
-std::string sizeText(const ImageFormat& format) {
+std::string formatText(const ImageFormat& format) {
     return std::to_string(format.width) + " x " + std::to_string(format.height) + " pixels of " +
            std::to_string(format.bytesPerPixel) + (format.bytesPerPixel == 1 ? " byte" : " bytes");
 }
@@ -204,13 +304,9 @@ std::vector<std::uint8_t> Picture::line(std::size_t y, const PixelWriter& writer
 }
 
 bool readPicture(const std::string& path, const PictureWish& wish, Picture& picture, std::string& error) {
-    // 16 bits of colour with opacity have the most bytes for a sample, and then there are headers.
-    constexpr std::size_t kMostBytesPerSample = 8;
-    constexpr std::size_t kHeaders = std::size_t{1} << 20;
-    const std::size_t maxSamples = std::min(wish.maxBytes, kMaxFileBytes) / sizeof(std::uint16_t);
     Bytes file;
     RegularFile opened;
-    if (!openFile(path, maxSamples * kMostBytesPerSample + kHeaders, opened, error)) return false;
+    if (!openWhole(path, wish, opened, error)) return false;
     if (!opened.readAll(file)) {
         error = path + ": cannot be read";
         return false;
@@ -230,30 +326,32 @@ bool decodePicture(const std::vector<std::uint8_t>& file, const PictureWish& wis
 }
 
 bool readRawPictures(const std::string& path, const ImageFormat& format, unsigned bits, const PictureWish& wish,
-                     std::vector<Picture>& pictures, std::string& error) {
+                     const PictureTaker& take, std::string& error) {
     const bool coloured = format.bytesPerPixel == 3 || format.bytesPerPixel == 4;
     const std::size_t channels = wish.colour && coloured ? 3 : 1;
     RegularFile file;
-    const std::size_t maxPixels = std::min(wish.maxBytes, kMaxFileBytes) / sizeof(std::uint16_t) / channels;
-    if (!openFile(path, maxPixels * format.bytesPerPixel, file, error)) return false;
+    if (!file.open(path, error)) return false;
     const auto bytes = static_cast<std::size_t>(file.stamp().bytes);
     if (bytes == 0 || bytes % format.bytes() != 0) {
-        error = path + ": has " + std::to_string(bytes) + " bytes, no whole number of images of " + sizeText(format) +
+        error = path + ": has " + std::to_string(bytes) + " bytes, no whole number of images of " + formatText(format) +
                 " (" + std::to_string(format.bytes()) + " bytes each)";
+        return false;
+    }
+    const std::size_t needed = format.bytes() + format.width * format.height * channels * sizeof(std::uint16_t);
+    if (needed > wish.maxBytes) {
+        error = path + ": " + tooMuch(format.width, format.height, needed, wish);
         return false;
     }
     const PixelWriter depth(format.bytesPerPixel, bits);
     Bytes image(format.bytes());
-    std::vector<Picture> read;
-    for (std::size_t count = bytes / image.size(); count > 0; --count) {
-        if (!read.empty() && wish.stopRequested && wish.stopRequested()) break;
+    for (std::size_t count = bytes / image.size(), left = count; left > 0; --left) {
+        if (left < count && wish.stopRequested && wish.stopRequested()) break;
         if (file.read(image.data(), image.size()) != static_cast<std::ptrdiff_t>(image.size())) {
             error = path + ": cannot be read";
             return false;
         }
-        read.push_back(rawPicture(image, format, depth, channels));
+        if (!take(rawPicture(image, format, depth, channels))) break;
     }
-    pictures = std::move(read);
     return true;
 }
 

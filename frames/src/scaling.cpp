@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "picture.h"
 
@@ -78,6 +79,17 @@ Picture scaled(const Picture& picture, std::size_t width, std::size_t height) {
             result.samples.push_back(static_cast<std::uint16_t>(std::lround(std::clamp(sample, 0.0, 65535.0))));
     }
     return result;
+}
+
+// A line of its own per source pixel has one weight, one of the result's at least two, in blocks that grow by doubling.
+std::size_t scalingBytes(const Picture& picture, std::size_t width, std::size_t height) {
+    constexpr std::size_t kBlock = 32;  // of the allocator's own for each block
+    const auto mixBytes = [](std::size_t source, std::size_t target) {
+        return target * (sizeof(Mix) + kBlock) + 2 * (source + 2 * target) * sizeof(double);
+    };
+    const std::size_t lines = 3 * width * picture.channels * sizeof(double);
+    const std::size_t samples = width * height * picture.channels * sizeof(std::uint16_t);
+    return samples + lines + mixBytes(picture.width, width) + mixBytes(picture.height, height);
 }
 
 }  // namespace frames

@@ -92,6 +92,16 @@ void stampStrip(const Canvas& image, const Strip& strip) {
     }
 }
 
+bool lineBeginsStrip(const ImageView& image, std::size_t line) {
+    if (stripLines(image.format) == 0) return false;
+    constexpr std::uint32_t kBegin = std::uint32_t{kStripMagic} << 8 | kStripVersion;
+    for (std::size_t cell = 0; cell < 24; ++cell) {
+        const std::uint8_t byte = image.line(line)[cell * kStripCellSize];
+        if ((byte >= 128) != ((kBegin >> (23 - cell) & 1) != 0)) return false;
+    }
+    return true;
+}
+
 std::optional<Strip> readStrip(const ImageView& image) {
     if (stripLines(image.format) == 0) return std::nullopt;
     StripBytes bytes{};

@@ -82,6 +82,44 @@ TEST_F(ImageFileTest, SavedGreyImageIsEightBitGrey) {
     EXPECT_EQ(text(file).substr(8, 21), std::string("\0\0\0\x0DIHDR\0\0\0\x03\0\0\0\x02\x08\0\0\0\0", 21));
 }
 
+TEST_F(ImageFileTest, EveryPngLevelKeepsEveryByteAndHigherOnesTakeNoMoreRoom) {
+    // Beyond the 65,535 bytes of a stored block, and with the noise of a camera.
+    const ImageFormat format{640, 240, 1};
+    std::vector<std::uint8_t> bytes(format.bytes());
+    frames::TestTarget(format).draw(bytes.data(), 33, std::nullopt);
+    std::uint32_t noise = 1;
+    for (std::uint8_t& byte : bytes) {
+        noise = noise * 1'664'525U + 1'013'904'223U;
+        byte = static_cast<std::uint8_t>(byte + (noise >> 30));
+    }
+    std::string error;
+    std::size_t before = 0;
+    for (int level = 0; level <= frames::kMaxPngLevel; ++level) {
+        std::vector<std::uint8_t> file;
+        ASSERT_TRUE(encodePng({bytes.data(), format}, file, error, level)) << error;
+        EXPECT_EQ(read(_folder.file("level.png", text(file))).pixels, bytes) << level;
+        if (level > 0) {
+            EXPECT_LE(file.size(), before) << level;
+        }
+        before = file.size();
+    }
+}
+
+TEST_F(ImageFileTest, LevelZeroStoresTheLinesAndItsSumsAreRight) {
+    const std::vector<std::uint8_t> bytes{1, 2, 3, 4};
+    std::vector<std::uint8_t> file;
+    std::string error;
+    ASSERT_TRUE(encodePng(
+        {
+            bytes.data(), {2, 2, 1}
+    },
+        file, error, 0));
+    // Length 17, a zlib stream: its header, the last block of 6 bytes, two lines, the Adler-32 of those.
+    EXPECT_EQ(text(file).substr(33, 25), std::string("\0\0\0\x11IDAT\x78\x01\x01\x06\0\xF9\xFF\0\x01\x02\0\x03\x04"
+                                                     "\0\x1D\0\x0B",
+                                                     25));
+}
+
 // Two pixels, 0x0201 and 0xFF00 in memory; the file has the upper byte first, so the reader sees 0x02 and 0xFF.
 TEST_F(ImageFileTest, TwoBytesPerPixelAreSavedAsSixteenBitGrey) {
     const std::vector<std::uint8_t> bytes{0x01, 0x02, 0x00, 0xFF};

@@ -54,6 +54,30 @@ TEST(InspectionTest, OneWrongBitAnywhereBelowTheStripIsTorn) {
     }
 }
 
+frames::Unverified reasonOf(const std::vector<std::uint8_t>& bytes, const ImageFormat& format) {
+    const auto inspection = inspectImage({bytes.data(), format});
+    EXPECT_EQ(inspection.kind, ImageKind::unverified);
+    return inspection.unverified;
+}
+
+TEST(InspectionTest, UnverifiedImageHasItsReason) {
+    using frames::Unverified;
+    EXPECT_EQ(inspectImage({nullptr, kFormat}).unverified, Unverified::withoutPixels);
+    EXPECT_EQ(reasonOf(std::vector<std::uint8_t>(64 * 1280, 50), kFormat), Unverified::withoutStrip);
+    EXPECT_EQ(reasonOf(std::vector<std::uint8_t>(100 * 100, 50), {100, 100, 1}), Unverified::tooSmall);
+    auto damaged = stamped(50, 42);
+    for (auto line = damaged.begin(); line != damaged.begin() + 8 * 1280; line += 1280)
+        std::fill(line + 8 * 30, line + 8 * 40, std::uint8_t{255});
+    EXPECT_EQ(reasonOf(damaged, kFormat), Unverified::damagedStrip);
+}
+
+TEST(InspectionTest, ImageMadeForLinesOfAnotherLengthIsToldAsOne) {
+    for (const std::size_t width : {300u, 640u, 900u, 1281u, 1792u, 1920u}) {
+        auto bytes = stamped(50, 42, {width, 1000, 1});
+        EXPECT_EQ(reasonOf(bytes, kFormat), frames::Unverified::otherLines) << width;
+    }
+}
+
 TEST(InspectionTest, ImageOfNothingButTensIsFaked) {
     EXPECT_EQ(kindOf(std::vector<std::uint8_t>(kFormat.bytes(), 10)), ImageKind::faked);
 }

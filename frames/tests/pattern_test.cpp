@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <ostream>
 #include <set>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -283,13 +285,72 @@ TEST_F(PatternLookTest, ZonePlateIsBrightInTheMiddleAndFineAtTheSides) {
     EXPECT_GT(step, 150) << "nearly half a period per pixel";
 }
 
-TEST_F(PatternLookTest, NoiseIsUniformAndRepeatsForTheSameSeed) {
+TEST_F(PatternLookTest, NoiseRepeatsForTheSameSeed) {
     const auto bytes = look("noise", 5);
     EXPECT_EQ(look("noise", 5), bytes);
     EXPECT_NE(look("noise", 5, kSmall, 2), bytes);
-    std::vector<int> counts(16);
-    for (const std::uint8_t byte : bytes) ++counts[byte / 16];
-    for (const int count : counts) EXPECT_NEAR(count, 1250, 200);
+}
+
+TEST_F(PatternLookTest, NoiseHasEveryGreyEquallyOften) {
+    const ImageFormat format{640, 480, 5};  // each of a pixel's bytes has its grey
+    std::vector<int> counts(256);
+    for (std::uint64_t frame = 0; frame < 4; ++frame) {
+        const auto bytes = look("noise", frame, format);
+        for (std::size_t at = 16 * format.lineBytes(); at < bytes.size(); ++at) ++counts[bytes[at]];
+    }
+    constexpr int kExpected = 640 * (480 - 16) * 5 * 4 / 256;
+    for (std::size_t grey = 0; grey < counts.size(); ++grey)
+        EXPECT_NEAR(counts[grey], kExpected, kExpected / 20) << grey;
+}
+
+TEST_F(PatternLookTest, NoiseOfTwelveBitsHasEveryGreyEquallyOften) {
+    PatternSettings settings;
+    settings.bits = 12;
+    settings.digits = false;
+    const ImageFormat format{640, 480, 2};
+    const PixelWriter writer(2, 12);
+    std::vector<int> counts(4096);
+    const auto pattern = makePattern(*findPattern("noise"), format, settings);
+    for (std::uint64_t frame = 0; frame < 16; ++frame) {
+        const auto bytes = drawn(*pattern, format, frame);
+        for (std::size_t at = 16 * format.lineBytes(); at < bytes.size(); at += 2) ++counts[writer.grey(&bytes[at])];
+    }
+    constexpr int kExpected = 640 * (480 - 16) * 16 / 4096;
+    for (std::size_t grey = 0; grey < counts.size(); ++grey)
+        EXPECT_NEAR(counts[grey], kExpected, kExpected / 4) << grey;
+}
+
+TEST_F(PatternLookTest, NoiseIsOpaqueWhereItHasAnOpacity) {
+    const auto bytes = look("noise", 5, {50, 20, 4});
+    for (std::size_t at = 0; at < bytes.size(); at += 4) {
+        ASSERT_EQ(bytes[at + 3], 255);
+        ASSERT_TRUE(bytes[at] == bytes[at + 1] && bytes[at] == bytes[at + 2]) << at;
+    }
+}
+
+// Neither a line nor a part of one, wherever it stands: eight equal bytes in a row are no accident.
+TEST_F(PatternLookTest, NothingOfNoiseComesTwiceWithinAnImage) {
+    const ImageFormat format{640, 480, 1};
+    const std::size_t top = stripLines(format);
+    for (const std::uint64_t frame : {0u, 5u}) {
+        const auto bytes = look("noise", frame, format);
+        std::vector<std::uint64_t> stretches;
+        for (std::size_t at = top * 640; at + 8 <= bytes.size(); ++at) {
+            if (at % 640 <= 640 - 8) std::memcpy(&stretches.emplace_back(), &bytes[at], 8);
+        }
+        std::sort(stretches.begin(), stretches.end());
+        EXPECT_EQ(std::adjacent_find(stretches.begin(), stretches.end()), stretches.end()) << frame;
+    }
+}
+
+// More lines than any table of whole ones has room for.
+TEST_F(PatternLookTest, NoLineOfATallNoiseIsAnothers) {
+    const ImageFormat format{16, 65536, 1};
+    const auto bytes = look("noise", 3, format);
+    std::set<std::string_view> lines;
+    for (std::size_t y = 0; y < format.height; ++y)
+        lines.insert({reinterpret_cast<const char*>(&bytes[y * format.width]), format.width});
+    EXPECT_EQ(lines.size(), format.height);
 }
 
 TEST_F(PatternLookTest, NoiseOfNeighbouringFramesAndLinesIsUnrelated) {

@@ -45,19 +45,26 @@ protected:
         EXPECT_THAT(error, StartsWith(path + ": "));
         return error;
     }
+    static frames::PictureTaker into(std::vector<Picture>& pictures) {
+        return [&pictures](Picture&& picture) {
+            pictures.push_back(std::move(picture));
+            return true;
+        };
+    }
     std::vector<Picture> readRaw(const std::string& content, const ImageFormat& format, unsigned bits = 16,
                                  const PictureWish& wish = {}) {
         std::vector<Picture> pictures;
         std::string error;
-        EXPECT_TRUE(readRawPictures(_folder.file("a.raw", content), format, bits, wish, pictures, error)) << error;
+        EXPECT_TRUE(readRawPictures(_folder.file("a.raw", content), format, bits, wish, into(pictures), error))
+            << error;
         return pictures;
     }
     std::string rawRefusal(const std::string& content, const ImageFormat& format, const PictureWish& wish = {}) {
-        std::vector<Picture> pictures(3);
+        std::vector<Picture> pictures;
         std::string error;
         const std::string path = _folder.file("a.raw", content);
-        EXPECT_FALSE(readRawPictures(path, format, 16, wish, pictures, error));
-        EXPECT_EQ(pictures.size(), 3u) << "a refused file leaves the pictures alone";
+        EXPECT_FALSE(readRawPictures(path, format, 16, wish, into(pictures), error));
+        EXPECT_TRUE(pictures.empty()) << "a refused file has no pictures";
         EXPECT_THAT(error, StartsWith(path + ": "));
         return error;
     }
@@ -137,6 +144,35 @@ std::string pngOf(const std::string& chunks) {
 // The line of one pixel, packed without packing.
 const std::string kPixel("\x78\x01\x01\x02\x00\xFD\xFF\x00\x5A\x00\x5C\x00\x5B", 13);
 
+// Pixels with a zlib header and nothing packed; the decoder does not look at the check sum.
+std::string unpacked(const std::string& pixels) {
+    const auto low = [](std::size_t value) { return static_cast<char>(value & 0xFF); };
+    const std::size_t size = pixels.size();
+    const char head[] = {'\x78', '\1', '\1', low(size), low(size >> 8), low(~size), low(~size >> 8)};
+    return std::string(head, sizeof head) + pixels + "sums";
+}
+
+// White lines of one bit a pixel, in the seven passes of an interlaced image.
+std::string interlacedLines(std::size_t width, std::size_t height) {
+    constexpr std::size_t kPasses[][4] = {
+        {0, 0, 8, 8},
+        {4, 0, 8, 8},
+        {0, 4, 4, 8},
+        {2, 0, 4, 4},
+        {0, 2, 2, 4},
+        {1, 0, 2, 2},
+        {0, 1, 1, 2}
+    };
+    std::string lines;
+    for (const auto& [left, top, across, down] : kPasses) {
+        std::size_t pixels = 0;
+        for (std::size_t x = left; x < width; x += across) ++pixels;
+        if (pixels == 0) continue;
+        for (std::size_t y = top; y < height; y += down) lines += '\0' + std::string((pixels + 7) / 8, '\xFF');
+    }
+    return lines;
+}
+
 TEST_F(PictureTest, ChunksOfAPngAreChecked) {
     const std::string good = pngOf(chunk("IDAT", kPixel));
     EXPECT_THAT(read(_folder.file("x.png", good)).samples, ElementsAre(0x5A5A));
@@ -171,6 +207,24 @@ TEST_F(PictureTest, DamageThatTheDecoderDoesNotNameIsRefusedAsWell) {
     EXPECT_THAT(refusal(_folder.file("x.png", pngOf(chunk("IDAT", "\x78\x01\x07")))), HasSubstr("x.png: is damaged: "));
 }
 
+// The passes of an interlaced image have more lines than the image, each with a byte of its own.
+TEST_F(PictureTest, InterlacedPngIsReadHoweverSmallItIs) {
+    for (std::size_t width = 1; width <= 9; ++width) {
+        for (std::size_t height = 1; height <= 9; ++height) {
+            const std::string lines = interlacedLines(width, height);
+            const std::string header = bigEndian(width) + bigEndian(height) + std::string("\1\0\0\0\1", 5);
+            const auto file = [&](const std::string& pixels) {
+                return "\x89PNG\r\n\x1A\n" + chunk("IHDR", header) + chunk("IDAT", unpacked(pixels)) +
+                       chunk("IEND", "");
+            };
+            const Picture picture = read(_folder.file("x.png", file(lines)));
+            EXPECT_THAT(picture.samples, testing::Each(0xFFFF)) << width << " x " << height;
+            EXPECT_THAT(refusal(_folder.file("x.png", file(lines + std::string(4 * lines.size(), '\0')))),
+                        EndsWith("is damaged: its pixels inflate to more than its header promises"));
+        }
+    }
+}
+
 TEST_F(PictureTest, PngThatEndsTooSoonIsRefused) {
     std::vector<std::uint8_t> file;
     std::string error;
@@ -201,23 +255,44 @@ TEST_F(PictureTest, AbsurdSizesAreRefusedBeforeMemoryIsTaken) {
 }
 
 TEST_F(PictureTest, MoreThanMayBeTakenIsRefused) {
-    const std::string grey = png({10, 10, 1}, std::vector<std::uint8_t>(100));
-    EXPECT_THAT(refusal(grey, {.maxBytes = 199}), EndsWith("has 10 x 10 pixels, more than there is memory for"));
-    EXPECT_EQ(read(grey, {.maxBytes = 200}).samples.size(), 100u);
+    const std::string grey = png({100, 100, 1}, std::vector<std::uint8_t>(10'000));
+    const std::size_t file = std::filesystem::file_size(grey);
+    EXPECT_THAT(refusal(grey, {.maxBytes = file + 39'999}),
+                EndsWith("has 100 x 100 pixels, more than there is memory for"));
+    EXPECT_EQ(read(grey, {.maxBytes = file + 40'000}).samples.size(), 10'000u) << "the decoder's samples and ours";
     const std::string pgm = _folder.file("x.pgm", "P5 2 1 255\nab");
-    EXPECT_THAT(refusal(pgm, {.maxBytes = 3}), EndsWith("more than there is memory for"));
-    EXPECT_THAT(rawRefusal("abcd", {2, 2, 1}, {.maxBytes = 7}), EndsWith("has 4 bytes, more than there is memory for"));
+    EXPECT_THAT(refusal(pgm, {.maxBytes = 13 + 3}), EndsWith("has 2 x 1 pixels, more than there is memory for"));
+    EXPECT_EQ(read(pgm, {.maxBytes = 13 + 4}).samples.size(), 2u);
+    EXPECT_THAT(rawRefusal("abcd", {2, 2, 1}, {.maxBytes = 11}),
+                EndsWith("has 2 x 2 pixels, more than there is memory for"));
+    EXPECT_EQ(readRaw("abcd", {2, 2, 1}, 16, {.maxBytes = 12}).size(), 1u);
+    EXPECT_EQ(readRaw("abcdefgh", {2, 2, 1}, 16, {.maxBytes = 12}).size(), 2u) << "one at a time";
 }
 
-TEST_F(PictureTest, FileThatIsLargerThanAnyPictureItMayHoldIsNotRead) {
+TEST_F(PictureTest, FileThatAloneTakesTooMuchIsNotRead) {
     const std::string path = _folder.file("x.pgm", "P5 1 1 255\na" + std::string(1 << 20, ' '));
-    EXPECT_THAT(refusal(path, {.maxBytes = 2}), EndsWith("has 1048588 bytes, more than there is memory for"));
-    EXPECT_EQ(read(path, {.maxBytes = 4}).samples.size(), 1u);
+    EXPECT_THAT(refusal(path, {.maxBytes = 1 << 20}), EndsWith("has 1048588 bytes, more than there is memory for"));
+    EXPECT_THAT(refusal(path, {.maxBytes = 1 << 20, .maxBytesOption = "--image-memory"}),
+                EndsWith("has 1048588 bytes, more than the 1 MB that are left of --image-memory"));
+    EXPECT_EQ(read(path, {.maxBytes = 1048588 + 2}).samples.size(), 1u);
     const std::string colours(24, 'x');
-    EXPECT_THAT(rawRefusal(colours, {2, 4, 3}, {.colour = true, .maxBytes = 47}),
-                EndsWith("has 24 bytes, more than there is memory for"));
-    EXPECT_EQ(readRaw(colours, {2, 4, 3}, 16, {.colour = true, .maxBytes = 48}).size(), 1u);
-    EXPECT_EQ(readRaw(colours, {2, 4, 3}, 16, {.maxBytes = 16}).size(), 1u);
+    EXPECT_THAT(rawRefusal(colours, {2, 4, 3}, {.colour = true, .maxBytes = 24 + 47}),
+                EndsWith("has 2 x 4 pixels, more than there is memory for"));
+    EXPECT_EQ(readRaw(colours, {2, 4, 3}, 16, {.colour = true, .maxBytes = 24 + 48}).size(), 1u);
+}
+
+TEST_F(PictureTest, FileOfMoreThanTwoGigabytesIsNotRead) {
+    const std::string path = _folder.file("x.pgm", "P5 1 1 255\na");
+    std::filesystem::resize_file(path, (std::uintmax_t{1} << 31));
+    EXPECT_THAT(refusal(path), EndsWith("x.pgm: is larger than 2 GB"));
+}
+
+TEST_F(PictureTest, SidesHaveALimitInEveryFormat) {
+    const std::string pgm = _folder.file("x.pgm", "P5 70000 1 255\n" + std::string(70000, 'a'));
+    EXPECT_THAT(refusal(pgm), EndsWith("has 70000 x 1 pixels, and a side may have at most 65536"));
+    const std::string png("\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\1\x11\x70\0\0\0\1\x08\0\0\0\0\0\0\0\0", 33);
+    EXPECT_THAT(refusal(_folder.file("x.png", png)),
+                EndsWith("has 70000 x 1 pixels, and a side may have at most 65536"));
 }
 
 TEST_F(PictureTest, ImagesOfARawFileAfterTheFirstAreLeftOutOnAStop) {
@@ -232,11 +307,11 @@ TEST_F(PictureTest, RawFileThatIsCutWhileItIsReadIsRefused) {
         std::filesystem::resize_file(path, 3);
         return false;
     }};
-    std::vector<Picture> pictures(5);
+    std::vector<Picture> pictures;
     std::string error;
-    EXPECT_FALSE(readRawPictures(path, {2, 1, 1}, 16, cutting, pictures, error));
+    EXPECT_FALSE(readRawPictures(path, {2, 1, 1}, 16, cutting, into(pictures), error));
     EXPECT_EQ(error, path + ": cannot be read");
-    EXPECT_EQ(pictures.size(), 5u);
+    EXPECT_EQ(pictures.size(), 1u);
 }
 
 TEST_F(PictureTest, FoldersAreNoPictures) { EXPECT_EQ(refusal(_folder.path()), _folder.path() + ": is a folder"); }
@@ -275,7 +350,7 @@ TEST_F(PictureTest, RawFileOfAnotherSizeIsRefused) {
     EXPECT_THAT(rawRefusal("", {3, 2, 1}), HasSubstr("has 0 bytes"));
     std::vector<Picture> pictures;
     std::string error;
-    EXPECT_FALSE(readRawPictures(_folder.path("none.raw"), {1, 1, 1}, 16, {}, pictures, error));
+    EXPECT_FALSE(readRawPictures(_folder.path("none.raw"), {1, 1, 1}, 16, {}, into(pictures), error));
     EXPECT_THAT(error, EndsWith("cannot be opened for reading"));
 }
 

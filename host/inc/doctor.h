@@ -1,7 +1,8 @@
 // The command "doctor": looks at all that a grab needs, says what it found and what to do about it.
 //
 // It disturbs nobody: files are read; the plugin's library is loaded, but no camera made of it; named objects are
-// looked at from outside (object_look.h), so that no ring is attached to, no event taken and no leftover removed.
+// looked at from outside (object_look.h), so that no ring is attached to and no event taken. One object of a name
+// of its own is made, to see whether that works; like the first object of any program, it removes leftovers.
 #pragma once
 
 #include <ostream>

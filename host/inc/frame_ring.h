@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -12,12 +13,15 @@
 
 namespace host {
 
+/// What could not keep up with the images that were to be saved.
+enum class Bottleneck { compressor, disk };
+
 /// An image that is ours, with what is known about it.
 struct KeptFrame {
-    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint8_t> bytes;  // empty: it came without pixels
     frames::ImageFormat format;
     FrameNote note;
-    bool dropped = false;  // counted as one that the disk could not keep up with
+    std::optional<Bottleneck> dropped{};  // counted as one that this could not keep up with
 };
 
 /// Keeps those of the latest images that it is given. One thread.

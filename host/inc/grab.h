@@ -63,6 +63,7 @@ private:
     void stop();
     int waitForEnd();
     int tellEnd(bool imageCame);
+    void tellNoImage();
     void tellSecond(std::int64_t nowNs);
     void tellFrames();
     void keepRow(const ReceivedImage& image, const GrabStatistics::Told& told);

@@ -13,21 +13,36 @@ namespace host {
 
 enum class Comparison { atMost, below, atLeast };
 
+/// What the user gave that sets a limit which was not given. A limit that was set in this way sets no other.
+enum class SetBy { nothing, countingLimit, rateLimit, saving };
+
 struct LimitRow {
     const char* option;
     const char* key;  // of the number in the JSON
     Comparison comparison;
     const char* unit;
     const char* help;
-    bool whole;  // a count, without a fraction
+    bool whole;         // a count, without a fraction
+    bool countsImages;  // whoever gives it relies on what the images are
+    SetBy setBy;
+    double setTo;
     std::optional<double> (*value)(const GrabResults& results);
 };
 
-constexpr std::size_t kLimitCount = 9;
+constexpr std::size_t kLimitCount = 16;
 std::span<const LimitRow, kLimitCount> limitRows();
 
-/// The limit of each row; none: no limit.
+/// The limit of each row, as the user gave it; none: it was not given.
 using Limits = std::array<std::optional<double>, kLimitCount>;
+
+struct LimitInForce {
+    double limit;
+    const char* setBy;  // the option that set it; null: it was given itself
+};
+
+/// Each row's limit; none: no limit. What was given counts; where nothing was, the row's setBy does.
+/// @param saves  The grab saves images (--output).
+std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits& given, bool saves = false);
 
 /// Least latency, in nanoseconds, of which --max-latency-us says that it is too long; none without that limit.
 std::optional<std::int64_t> latencyLimitNs(const Limits& limits);
@@ -35,11 +50,12 @@ std::optional<std::int64_t> latencyLimitNs(const Limits& limits);
 struct BrokenLimit {
     const LimitRow* row;
     double limit;
-    std::optional<double> value;  // none: nothing was measured, which keeps no limit
+    std::optional<double> value;  // none: it was not measured, which breaks every limit
+    const char* setBy = nullptr;  // as of LimitInForce
 };
 
-/// In the order of the rows.
-std::vector<BrokenLimit> brokenLimits(const Limits& limits, const GrabResults& results);
+/// Of the limits in force, in the order of the rows.
+std::vector<BrokenLimit> brokenLimits(const Limits& given, const GrabResults& results);
 
 /// One line each.
 void tellBrokenLimits(const std::vector<BrokenLimit>& broken, std::ostream& people);

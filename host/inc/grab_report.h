@@ -15,9 +15,15 @@ namespace host {
 
 /// Version of the JSON objects that the host prints; rises when a key changes its meaning or goes.
 constexpr int kJsonSchema = 1;
+/// That of grab and verify, with their lines. From 2 on numbers begin at the first image that was complete after the
+/// grab began, and mean rates leave pauses out.
+constexpr int kGrabSchema = 2;
 
 /// One line per number, with its unit; "-" where nothing was measured.
 void printTable(const GrabResults& results, std::ostream& stream);
+
+/// Names the images that were not verified and why, a line for each reason; nothing when all were.
+void tellUnverified(const GrabResults& results, std::ostream& people);
 
 /// What the JSON of a whole grab tells.
 struct GrabReport {

@@ -1,9 +1,11 @@
 // What a grab measured, from the images' pixels and their arrival.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "image_check.h"
 #include "received_image.h"
@@ -11,32 +13,39 @@
 
 namespace host {
 
-/// Results of a grab. Times in microseconds; none where nothing was measured.
+/// Results of a grab, which begin at the first image that was complete after the grab began. Times in microseconds;
+/// none where nothing was measured.
 struct GrabResults {
     std::uint64_t images = 0;  // all: simulated + torn + faked + unverified
     std::uint64_t simulated = 0;
     std::uint64_t torn = 0;
     std::uint64_t faked = 0;
     std::uint64_t unverified = 0;
+    std::array<std::uint64_t, frames::kUnverifiedReasons> unverifiedBecause{};  // by frames::Unverified
     std::uint64_t lost = 0;
     std::uint64_t repeated = 0;
     std::uint64_t reordered = 0;
-    std::uint64_t stale = 0;
+    std::uint64_t stale = 0;  // with those from before the grab, which no other number counts
     std::uint64_t format = 0;
     std::uint64_t counter = 0;
     std::uint64_t timeBack = 0;
     std::uint64_t late = 0;
     std::uint64_t stopped = 0;
     std::uint64_t restarts = 0;     // how often the simulator began anew
-    std::optional<double> fpsMean;  // images per second
+    std::uint64_t pauses = 0;       // see GrabStatistics
+    std::optional<double> fpsMean;  // images per second, without pauses
     std::optional<double> periodP50Us, periodP99Us, periodMaxUs;
     std::optional<double> jitterP99Us;  // distance from periodP50Us within which 99 of 100 periods lie
     std::optional<double> latencyP50Us, latencyP99Us, latencyMaxUs;
-    std::optional<double> mbPerS;      // 10^6 bytes of pixels per second
+    std::optional<double> mbPerS;      // 10^6 bytes of pixels per second, without pauses
     std::optional<double> cpuPercent;  // of one core, by this process
     std::optional<double> durationS;   // from the start to the last look
+    std::optional<double> pauseS;      // all pauses together
     std::optional<double> lateFromUs;  // least latency that counted as late
     std::optional<FrameRange> sight;   // smallest and greatest frame number that came since the grab began
+    // None when nothing was to be saved.
+    std::optional<std::uint64_t> saved, notSaved;
+    const char* notSavedReason = nullptr;  // ImageSaver::Outcome::reason
 };
 
 /// What arrived since somebody last took it.
@@ -52,11 +61,15 @@ struct IntervalSamples {
     GrabResults measures(double seconds) const;
 };
 
+/// A time without an image is a pause when it is longer than this, and than kPausePeriods median periods.
+constexpr std::int64_t kPauseNs = 2'000'000'000;
+constexpr double kPausePeriods = 3.0;
+
 /// Collects images as they arrive. The caller sees to it that one thread at a time calls.
 class GrabStatistics {
 public:
-    /// Images that were complete before the grab began waited in the ring from before: they are counted, but their
-    /// latency and the gap behind them tell nothing about this grab.
+    /// Images that were complete before the grab began waited in the ring from before: they are counted as stale, and
+    /// tell nothing else about this grab. Pauses are periods too, but no part of the mean rates.
     explicit GrabStatistics(const ImageCheckSettings& settings);
 
     /// What an image told about itself and its arrival.
@@ -64,11 +77,15 @@ public:
         std::optional<std::uint64_t> number;
         std::optional<std::int64_t> periodNs;  // since the image before it arrived; none for the first one
         std::optional<std::int64_t> latencyNs;
+        bool fromBefore = false;  // stale and nothing else; images() does not count it
     };
     Told add(const ReceivedImage& image);
 
     /// No image comes any more (ImageCheck::stopped).
     void stopped() { _check.stopped(); }
+
+    /// No image came any more until then: the time since the last one may be a pause.
+    void waitedUntil(std::int64_t nowNs) { _waitedUntilNs = nowNs; }
 
     /// Percentiles are of all images.
     GrabResults results() const;
@@ -80,11 +97,23 @@ public:
     void exchangeInterval(IntervalSamples& empty) { std::swap(_interval, empty); }
 
     std::uint64_t images() const { return _counts.images; }
-    std::uint64_t simulated() const { return _counts.simulated; }
     const ImageCheck& check() const { return _check; }
 
 private:
-    void countKind(frames::ImageKind kind);
+    struct Gap {
+        std::int64_t ns;
+        std::size_t bytes;  // of the image behind it
+    };
+    struct Pauses {
+        std::uint64_t between = 0;  // two images
+        std::int64_t betweenNs = 0;
+        std::uint64_t bytes = 0;
+        std::int64_t atEndNs = 0;  // since the last image; 0: that is no pause
+    };
+
+    void countPeriod(const ReceivedImage& image, std::int64_t periodNs);
+    void countKind(const frames::Inspection& inspection);
+    Pauses pauses() const;
 
     GrabResults _counts;  // the four kinds and their sum; the rest is made in results()
     ImageCheck _check;
@@ -93,7 +122,9 @@ private:
     IntervalSamples _interval;
     std::int64_t _firstArrivalNs = 0;
     std::int64_t _lastArrivalNs = 0;
+    std::int64_t _waitedUntilNs = 0;
     std::uint64_t _bytesAfterFirst = 0;
+    std::vector<Gap> _longGaps;  // above kPauseNs: at most one in that time
 };
 
 }  // namespace host

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "grab_limits.h"
+#include "image_file.h"
 #include "image_view.h"
 
 namespace host {
@@ -46,9 +47,11 @@ struct HostOptions {
     std::string outputFolder;      // empty: nothing is saved
     std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first; 0: only around a loss
     std::string saveFormat = "png";
+    std::size_t pngLevel = frames::kDefaultPngLevel;
     std::size_t aroundLoss = 0;         // images before the first loss, and as many after it
     std::uint64_t saveMemoryMb = 1000;  // for images that wait or are kept
     bool force = false;                 // also snap: files that are there are replaced
+    bool share = false;                 // also snap: open the camera although another host has it
 
     // snap
     std::string snapFile;

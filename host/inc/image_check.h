@@ -34,7 +34,9 @@ struct ImageCheckSettings {
 ///   late       latency at or above a limit
 ///   stopped    no image came any more, or the camera began to make its own
 /// Images that were complete before the grab began waited in the ring from before: they are stale and nothing else, but
-/// torn, and no sequence begins with them. The latency of repeated, reordered and timeBack images is not judged.
+/// torn, and no sequence begins with them. One without a strip is told by its record's time stamp, once an image before
+/// it has shown that this is on the strips' clock. The latency of repeated, reordered and timeBack images is not
+/// judged.
 class ImageCheck {
 public:
     explicit ImageCheck(const ImageCheckSettings& settings) : _settings(settings), _findings(settings.capacity) {}
@@ -43,11 +45,15 @@ public:
     struct Told {
         std::optional<std::uint64_t> number;    // none without a strip
         std::optional<std::int64_t> latencyNs;  // none where it tells nothing about this grab
+        bool fromBefore = false;                // it was complete before the grab began
     };
     Told add(const ReceivedImage& image);
 
     /// No image comes any more. Tells nothing when none with a strip had come.
     void stopped();
+
+    /// Whether an image with a strip has come, also one from before the grab.
+    bool sawSimulator() const { return _newest.has_value(); }
 
     const SequenceCheck& sequence() const { return _sequence; }
 
@@ -66,6 +72,10 @@ public:
 
 private:
     void find(FindingKind kind, std::uint64_t number, std::optional<double> latencyUs = {});
+    bool recordHasStripsClock(const ReceivedImage& image) const;
+    bool isFromBefore(const ReceivedImage& image) const;
+    Told addFromBefore(const ReceivedImage& image);
+    void checkTorn(std::uint64_t number, frames::ImageKind kind);
     void checkWithoutStrip(const ReceivedImage& image);
     void checkCounter(std::uint64_t number, std::uint32_t counter);
     Told checkStrip(const frames::Strip& strip, const ReceivedImage& image);
@@ -79,9 +89,10 @@ private:
     SequenceCheck _sequence;
     std::optional<frames::ImageFormat> _format;
     std::optional<FrameRange> _sight;
-    std::optional<std::uint64_t> _newest;        // number of the image with a strip that came last or is the greatest
-    std::optional<std::uint32_t> _counterAhead;  // record's counter less the strip's number
-    std::optional<std::uint64_t> _torn;          // number of the torn image that came last
+    std::optional<std::uint64_t> _newest;         // number of the image with a strip that came last or is the greatest
+    std::optional<std::uint32_t> _counterAhead;   // record's counter less the strip's number
+    std::optional<std::uint64_t> _torn;           // number of the torn image that came last
+    std::optional<bool> _recordsHaveStripsClock;  // as an image from before the grab has shown
     std::uint64_t _latestTimeStampNs = 0;
     struct Stamp {
         std::uint64_t number = 0;

@@ -1,10 +1,11 @@
 // Saves images of a grab without holding up whoever hands them over: copied into memory that was made ready before,
-// written by a thread of its own.
+// encoded by threads of its own at the same time, and written by these one behind the other in the images' order.
 #pragma once
 
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "frame_ring.h"
+#include "image_file.h"
 #include "image_view.h"
 #include "image_writer.h"
 #include "output_file.h"
@@ -20,13 +22,20 @@
 
 namespace host {
 
+/// Makes an image the bytes of a file, as frames::encodeImage does.
+using ImageEncoder = std::function<bool(const frames::ImageView& image, frames::ImageFileFormat format,
+                                        std::vector<std::uint8_t>& file, std::string& error, int pngLevel)>;
+
 struct SaveSettings {
     std::string folder;
     frames::ImageFileFormat fileFormat = frames::ImageFileFormat::png;
+    int pngLevel = frames::kDefaultPngLevel;
+    std::size_t threads = 0;     // that compress PNG; 0: as many as there are processors to spare. Others: one
     std::uint64_t every = 1;     // every nth image, beginning with the first; 0: none but those around a loss
     std::size_t aroundLoss = 0;  // so many images before the first loss is seen, and so many from then on
     std::size_t memoryBytes = std::size_t{1} << 30;  // at most, for all images that are kept or wait
     ExistingFile existing = ExistingFile::refuse;
+    ImageEncoder encode = frames::encodeImage;  // of tests: one that they can hold up. Called by several threads
 };
 
 /// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab, and for each one, once it
@@ -53,7 +62,8 @@ public:
     ImageSaver& operator=(const ImageSaver&) = delete;
 
     /// Takes the next image: copies it if it is to be saved or kept, or counts it as dropped when it was to be saved
-    /// and the disk is too far behind. One thread; takes as long as the copy. Those around the loss are never dropped.
+    /// and compressor or disk are too far behind. One without pixels fails when its turn comes. One thread; takes as
+    /// long as the copy. Those around the loss are never dropped.
     ///
     /// @param note      Its positions ascend.
     /// @param lossSeen  Whether an image is known to be missing by now.
@@ -66,17 +76,26 @@ public:
 
     struct Outcome {
         std::uint64_t saved = 0;
-        std::uint64_t dropped = 0;  // the disk could not keep up with
+        std::uint64_t droppedByCompressor = 0;  // that it could not keep up with
+        std::uint64_t droppedByDisk = 0;
         std::uint64_t failed = 0;
         std::string firstError;                  // of those that failed
         std::optional<std::uint64_t> lossImage;  // position of the image that showed the first loss
+
+        std::uint64_t dropped() const { return droppedByCompressor + droppedByDisk; }
+        /// Images that were to be saved and were not.
+        std::uint64_t notSaved() const { return dropped() + failed; }
+        /// Why, by what cost most of them: "compressor", "disk" or "error"; null when all were saved.
+        const char* reason() const;
     };
     Outcome outcome() const;
 
-    /// Images that may wait for the disk, beside those around a loss.
+    /// Images that may wait to be saved, beside those around a loss.
     std::size_t queueCapacity() const { return _queueCapacity; }
     /// Bytes that were set aside.
     std::size_t reservedBytes() const { return _reservedBytes; }
+    /// Images that are encoded at the same time.
+    std::size_t threads() const { return _workers.size(); }
 
 private:
     struct Job {
@@ -86,14 +105,20 @@ private:
 
     explicit ImageSaver(const SaveSettings& settings) : _settings(settings), _ring(settings.aroundLoss) {}
     std::string sidecarPath() const { return _settings.folder + "/" + kSidecarName; }
+    void startWorkers(std::size_t count);
     void beginLoss(std::uint64_t image);
-    bool reservePlace();
+    bool reservePlace(std::optional<Bottleneck>& dropped);
+    Bottleneck bottleneck() const;
+    std::uint64_t& countOf(Bottleneck dropped);
     KeptFrame copyOf(const frames::ImageView& image, const FrameNote& note);
-    void keep(const frames::ImageView& image, const FrameNote& note, bool dropped);
+    void keep(const frames::ImageView& image, const FrameNote& note, std::optional<Bottleneck> dropped);
     void enqueue(const frames::ImageView& image, const FrameNote& note, bool aroundLoss);
     void run();
-    void write(const Job& job);
-    bool writeFiles(const KeptFrame& frame, std::string& error);
+    bool encode(const KeptFrame& frame, std::vector<std::uint8_t>& file, std::string& error) const;
+    bool write(const KeptFrame& frame, const std::vector<std::uint8_t>& file, std::string& error);
+    bool writeFiles(const KeptFrame& frame, const std::vector<std::uint8_t>& file, std::string& error);
+    std::string nameOf(const FrameNote& note) const;
+    void end(Job job, bool written, const std::string& error);
 
     const SaveSettings _settings;
     std::size_t _queueCapacity = 0;
@@ -104,20 +129,25 @@ private:
     bool _lossSeen = false;
     std::size_t _toSaveAfterLoss = 0;
 
-    // The writing thread's own.
+    // Of the worker whose turn it is: the turn is handed on under the mutex.
     GrowingFile _sidecar;
     bool _sidecarHasLines = false;
     std::string _sidecarError;
-    std::vector<std::uint8_t> _encoded;
 
     mutable std::mutex _mutex;  // guards what follows
     std::condition_variable _changed;
+    std::condition_variable _turned;
     std::deque<Job> _queue;
     std::vector<std::vector<std::uint8_t>> _spareBuffers;  // their pages are warm
     std::size_t _placesTaken = 0;                          // of the queue's capacity: from the copy to the disk
+    std::uint64_t _jobsTaken = 0;                          // from the queue, in its order
+    std::uint64_t _turn = 0;                               // of them, the one that is written next
+    std::size_t _encoding = 0;                             // workers
+    std::size_t _waiting = 0;                              // workers that have encoded and wait for their turn
+    bool _writing = false;
     bool _finishing = false;
     Outcome _outcome;
-    std::thread _writer;
+    std::vector<std::thread> _workers;  // begun by reserve, ended by finish
 };
 
 }  // namespace host

@@ -27,7 +27,9 @@ struct InjectedFault {
 
 /// What happened without having been injected.
 struct SimulatorNote {
-    std::string name;  // refused: the ring was full; skipped: too late; ring-laid: waited unread when it was laid anew
+    /// refused: the ring was full; skipped: too late; ring-laid, ring-damaged: waited unread when it was laid anew, or
+    /// recreated after damage
+    std::string name;
     FrameRange frames;
 };
 
@@ -54,5 +56,15 @@ bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, 
 
 /// Opens and reads it.
 bool readFaultLog(const std::string& path, FaultLog& log, std::string& error);
+
+/// What a look at a log's place shows before a grab.
+enum class FaultLogLook {
+    readable,  // its first line is right; also a pipe, which is not looked into
+    notYet,    // no file, or no whole line in it: a simulator that is started later writes it
+    never      // nothing that a simulator starts makes it readable
+};
+
+/// Looks whether there can be a log at the end of a grab. @param problem  File and reason, unless it is readable.
+FaultLogLook lookAtFaultLog(const std::string& path, std::string& problem);
 
 }  // namespace host

@@ -12,8 +12,10 @@
 
 #include "IPMessenger.h"
 #include "TeskImagesComm.h"
+#include "camera_claim.h"
 #include "grab_report.h"
 #include "named_claim.h"
+#include "object_refusal.h"
 #include "platform.h"
 
 namespace host {
@@ -47,7 +49,6 @@ struct Answer {
 
 // The event on which a messenger's own threads meet is there exactly as long as the messenger, however its process
 // ends.
-std::string ownEvent() { return SnapChannel().requestId() + "_finished"; }
 std::string simulatorsEvent() { return SnapChannel().responseId() + "_finished"; }
 
 /// Stands on the link only once a simulator is there, so that waiting for it leaves nothing in the logs.
@@ -96,9 +97,13 @@ void printPeople(const Answer& answer, std::ostream& stream) {
 }  // namespace
 
 int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people) {
-    NamedClaim claim(ownEvent());
-    if (!claim.claim()) {
-        people << "dorven-host: a host has the camera open and with it the link to the simulator" << std::endl;
+    CameraClaim claim;
+    if (!claim.take()) {
+        people << "dorven-host: " << kCameraIsTaken << std::endl;
+        return kExitFailed;
+    }
+    if (const std::string problem = claim.problem(); !problem.empty()) {
+        people << "dorven-host: no link to the simulator: " << problem << std::endl;
         return kExitFailed;
     }
     const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);

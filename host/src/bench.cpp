@@ -1,7 +1,6 @@
 #include "bench.h"
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -10,10 +9,12 @@
 #include <string>
 
 #include "bench_limits.h"
+#include "camera_claim.h"
 #include "camera_commands.h"
 #include "child_program.h"
 #include "named_claim.h"
 #include "output_file.h"
+#include "percentile.h"
 #include "platform.h"
 #include "plugin_library.h"
 
@@ -27,16 +28,6 @@ constexpr const char* kRingLines = "16";
 std::string besideThisProgram(const std::string& program) {
     const std::string plugin = defaultPluginPath();
     return plugin.substr(0, plugin.find_last_of("\\/") + 1) + program + DORVEN_PROGRAM_SUFFIX;
-}
-
-// Smallest value that at least that share of all values does not exceed; none without values. Reorders them.
-std::optional<double> percentile(std::vector<double>& values, double share) {
-    if (values.empty()) return std::nullopt;
-    const double rank =
-        std::clamp(std::ceil(share * static_cast<double>(values.size())), 1.0, static_cast<double>(values.size()));
-    const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank) - 1;
-    std::nth_element(values.begin(), place, values.end());
-    return *place;
 }
 
 // Notes the times of images, in memory that is ready before.
@@ -178,10 +169,10 @@ void addSamples(const std::vector<Clock::Sample>& samples, BenchRun& run) {
     run.images = samples.size();
     if (!slots.empty()) run.lost = slots.back() + 1 - std::min(slots.back() + 1, run.images);
     std::vector<double> lateness = latenessOf(timesNs, slots, 1e9 / run.framesPerSecond);
-    run.latenessP50Us = percentile(lateness, 0.50);
-    run.latenessP99Us = percentile(lateness, 0.99);
-    run.latencyP50Us = percentile(latencies, 0.50);
-    run.latencyP99Us = percentile(latencies, 0.99);
+    run.latenessP50Us = frames::percentile(lateness, 0.50);
+    run.latenessP99Us = frames::percentile(lateness, 0.99);
+    run.latencyP50Us = frames::percentile(latencies, 0.50);
+    run.latencyP99Us = frames::percentile(latencies, 0.99);
 }
 
 // One simulator at one rate, and the camera that takes its images.
@@ -224,8 +215,8 @@ void measureLimits(const HostOptions& options, BenchResults& results) {
     std::vector<double> oneWay = eventOneWay(besideThisProgram("dorven-host"), options.benchSeconds / 2, error);
     throwIfStopped();
     if (oneWay.empty()) throw Failure{kExitFailed, error};
-    results.eventP50Us = percentile(oneWay, 0.50);
-    results.eventP99Us = percentile(oneWay, 0.99);
+    results.eventP50Us = frames::percentile(oneWay, 0.50);
+    results.eventP99Us = frames::percentile(oneWay, 0.99);
     results.memcpyMbPerS = memcpyMbPerS(options.benchSize.bytes(), std::min(options.benchSeconds, 1.0));
 }
 
@@ -239,8 +230,8 @@ BenchResults measureAll(NUV::PluginDeviceBase& device, const HostOptions& option
         BenchRun run = measureRun(device, options, config.path(), rate);
         std::vector<double> timer = timerLateness(rate, options.benchSeconds);
         throwIfStopped();
-        run.timerLatenessP50Us = percentile(timer, 0.50);
-        run.timerLatenessP99Us = percentile(timer, 0.99);
+        run.timerLatenessP50Us = frames::percentile(timer, 0.50);
+        run.timerLatenessP99Us = frames::percentile(timer, 0.99);
         results.paced.push_back(run);
     }
     people << "dorven-host: measuring as fast as the simulator draws" << std::endl;
@@ -252,8 +243,8 @@ int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream
     if (_access(options.simulatorPath.c_str(), 0) != 0)
         throw Failure{kExitFailed, options.simulatorPath + ": there is no such program; name it with --simulator"};
     if (NamedClaim::isTaken("DorVenImagesWriter")) throw Failure{kExitFailed, "a simulator runs: end it first"};
-    if (NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished"))
-        throw Failure{kExitFailed, "a host has the camera: end it first"};
+    CameraClaim camera;
+    if (!camera.take()) throw Failure{kExitFailed, kCameraIsTaken};
     std::string error;
     const auto library = PluginLibrary::load(options.pluginPath, error);
     if (!library) throw Failure{kExitFailed, error};

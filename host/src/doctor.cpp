@@ -70,6 +70,7 @@ Findings examine(const HostOptions& options) {
     examineLibrary(options.pluginPath, findings);
     const auto expected = examineConfiguration(options.configFile, findings);
     examineObjectFolder(findings);
+    if (examineMaking(findings)) examineRoom(platform_lookAtRoom(), expected, findings);
     examineObjects(expected, findings);
     return findings;
 }

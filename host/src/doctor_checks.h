@@ -7,6 +7,7 @@
 
 #include "doctor.h"
 #include "image_view.h"
+#include "object_refusal.h"
 
 namespace host {
 
@@ -27,6 +28,15 @@ std::string problemOfConfiguration(const std::string& path);
 
 /// The folder of named objects: rights, leftovers. Nothing on a system that has none.
 void examineObjectFolder(Findings& findings);
+
+/// Whether an object can be made: makes one, which removes leftovers as each program does. Comes behind
+/// examineObjectFolder, whose findings are not told again.
+/// @return  Whether it could be made.
+bool examineMaking(Findings& findings);
+
+/// Whether the ring of a simulator that asks the camera fits into the room, unless one is there.
+/// @param expected  The camera's images; none when unknown: its defaults.
+void examineRoom(const ObjectRoom& room, const std::optional<frames::ImageFormat>& expected, Findings& findings);
 
 /// Programs that run, their events, the image ring and the link.
 /// @param expected  The camera's images, none when unknown.

@@ -60,7 +60,8 @@ void tellPrograms(const Presence& presence, Findings& findings) {
             "start dorven-simulator");
     }
     add(findings, kCheck, FindingLevel::ok,
-        presence.camera ? "a host has a camera: another one would get no images" : "no host has a camera");
+        presence.camera ? "a host has a camera, or an ask-snap its link: another host is refused without --share"
+                        : "no host has a camera");
 }
 
 void tellEvent(Kind kind, const Presence& presence, Findings& findings) {
@@ -273,7 +274,7 @@ void examineObjectFolder(Findings& findings) {
         add(findings, "leftovers", FindingLevel::warning,
             std::to_string(sight.leftovers.size()) +
                 " objects of programs that were killed: " + listed(sight.leftovers),
-            "none: the next program that starts removes them");
+            "none: the next program that makes an object removes them");
     }
 }
 

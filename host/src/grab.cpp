@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "camera_claim.h"
 #include "camera_commands.h"
 #include "grab_limits.h"
 #include "image_record.h"
@@ -46,6 +47,8 @@ Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostre
 Grab::~Grab() = default;
 
 int Grab::run() {
+    CameraClaim camera;
+    if (!camera.takeUnlessShared(_options.share, _people)) return kExitFailed;
     if (!prepareSaving() || !open() || !reserveForSaving() || !start()) return kExitFailed;
     int exitCode = kExitFailed;
     try {
@@ -87,7 +90,8 @@ bool Grab::reserveForSaving() {
         _people << "dorven-host: " << error << std::endl;
         return false;
     }
-    _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait for the disk";
+    _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait to be saved";
+    if (_saver->threads() > 1) _people << ", " << _saver->threads() << " threads compress";
     if (_options.aroundLoss > 0) _people << ", the latest " << _options.aroundLoss << " are kept for a loss";
     _people << "; takes " << (_saver->reservedBytes() + 999'999) / 1'000'000 << " MB of memory" << std::endl;
     return true;
@@ -170,15 +174,25 @@ int Grab::tellEnd(bool imageCame) {
         return kExitFailed;
     }
     if (!imageCame) {
-        _people << "dorven-host: no image came for " << _options.timeoutSeconds
-                << " s; another host may hold the camera's images, or one was killed: restart the simulator"
-                << std::endl;
+        tellNoImage();
         _statistics->stopped();
+        _statistics->waitedUntil(_endNs);
         _end = "no_image";
         return kExitNoImage;
     }
+    if (_state != State::complete) _statistics->waitedUntil(_endNs);
     _end = _state == State::complete ? "count" : "stop";
     return kExitDone;
+}
+
+void Grab::tellNoImage() {
+    const GrabResults counts = _statistics->counts();
+    _people << "dorven-host: no image came for " << _options.timeoutSeconds << " s; ";
+    if (counts.images == 0 && counts.stale > 0) {
+        _people << counts.stale << " had waited from before the grab: the simulator may hang or be paused" << std::endl;
+    } else {
+        _people << "another host may hold the camera's images, or one was killed: restart the simulator" << std::endl;
+    }
 }
 
 void Grab::tellSecond(std::int64_t nowNs) {
@@ -267,11 +281,11 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const std::uint64_t number = _statistics->images();
     const ReceivedImage received{inspection, image.format, record.imageCounter, record.timeStamp, arrivalNs};
     const GrabStatistics::Told told = _statistics->add(received);
+    if (told.fromBefore) return;
     if (_keepRows) keepRow(received, told);
-    if (_saver && image.pixels)
-        _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
+    if (_saver) _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
     _lastImageNs = arrivalNs;
-    if (inspection.kind == frames::ImageKind::faked && _statistics->simulated() > 0) {
+    if (inspection.kind == frames::ImageKind::faked && _statistics->check().sawSimulator()) {
         _state = State::connectionLost;
     } else if (_options.imageCount != 0 && number + 1 >= _options.imageCount) {
         _state = State::complete;
@@ -303,6 +317,12 @@ GrabResults Grab::results() const {
     if (_endNs > _startNs) {
         results.durationS = static_cast<double>(_endNs - _startNs) / 1e9;
         results.cpuPercent = percentOf(_endCpuNs - _startCpuNs, _endNs - _startNs);
+    }
+    if (_saver) {
+        const ImageSaver::Outcome outcome = _saver->outcome();
+        results.saved = outcome.saved;
+        results.notSaved = outcome.notSaved();
+        results.notSavedReason = outcome.reason();
     }
     return results;
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <string>
+#include <string_view>
 
 #include "platform.h"
 
@@ -18,29 +19,71 @@ std::optional<double> measureOf(const GrabResults& results) {
     return results.*measure;
 }
 
-constexpr std::size_t kLatencyRow = 6;
+std::optional<double> notSavedOf(const GrabResults& results) {
+    if (!results.notSaved) return std::nullopt;
+    return static_cast<double>(*results.notSaved);
+}
 
+constexpr auto kMost = Comparison::atMost;
+constexpr auto kNone = SetBy::nothing;
+
+// clang-format off
 constexpr LimitRow kRows[] = {
-    {"--max-lost",       "lost",           Comparison::atMost,  "images",   "Lost images",                                      true,  countOf<&GrabResults::lost>          },
-    {"--max-repeated",   "repeated",       Comparison::atMost,  "images",   "Repeated images",                                  true,
-     countOf<&GrabResults::repeated>                                                                                                                                        },
-    {"--max-reordered",  "reordered",      Comparison::atMost,  "images",   "Images that came behind a later one",              true,
-     countOf<&GrabResults::reordered>                                                                                                                                       },
-    {"--max-torn",       "torn",           Comparison::atMost,  "images",   "Torn images",                                      true,  countOf<&GrabResults::torn>          },
-    {"--max-faked",      "faked",          Comparison::atMost,  "images",   "Images that the camera made without a simulator",  true,
-     countOf<&GrabResults::faked>                                                                                                                                           },
-    {"--max-jitter-us",  "jitter_p99_us",  Comparison::atMost,  "us",
+    {"--max-lost", "lost", kMost, "images", "Lost images", true, true, kNone, 0, countOf<&GrabResults::lost>},
+    {"--max-repeated", "repeated", kMost, "images", "Repeated images", true, true, kNone, 0, countOf<&GrabResults::repeated>},
+    {"--max-reordered", "reordered", kMost, "images", "Images that came behind a later one", true, true, kNone, 0, countOf<&GrabResults::reordered>},
+    {"--max-torn", "torn", kMost, "images", "Torn images", true, true, kNone, 0, countOf<&GrabResults::torn>},
+    {"--max-faked", "faked", kMost, "images", "Images that the camera made without a simulator", true, true, kNone, 0, countOf<&GrabResults::faked>},
+    {"--max-jitter-us", "jitter_p99_us", kMost, "us",
      "Jitter: the distance from the median period within which 99 of 100 periods lie. A period is the time between the "
-     "arrivals of two neighbouring images; the gap that a lost image leaves is one too",                                        false, measureOf<&GrabResults::jitterP99Us> },
-    {"--max-latency-us", "latency_max_us", Comparison::below,   "us",
+     "arrivals of two neighbouring images; the gap that a lost image leaves is one too",
+     false, false, kNone, 0, measureOf<&GrabResults::jitterP99Us>},
+    {"--max-latency-us", "latency_max_us", Comparison::below, "us",
      "Latency: from the moment when the image was complete to the call of the callback. Every image has to stay below; "
-     "others are found as late",                                                                                                false, measureOf<&GrabResults::latencyMaxUs>},
-    {"--min-fps",        "fps_mean",       Comparison::atLeast, "images/s", "Mean rate between the first and the last arrival",
-     false,                                                                                                                            measureOf<&GrabResults::fpsMean>     },
-    {"--min-images",     "images",         Comparison::atLeast, "images",   "Images of any kind",                               true,
-     countOf<&GrabResults::images>                                                                                                                                          },
+     "others are found as late",
+     false, false, kNone, 0, measureOf<&GrabResults::latencyMaxUs>},
+    {"--min-fps", "fps_mean", Comparison::atLeast, "images/s", "Mean rate between the first and the last arrival, without pauses",
+     false, true, kNone, 0, measureOf<&GrabResults::fpsMean>},
+    {"--min-images", "images", Comparison::atLeast, "images", "Images of any kind", true, true, kNone, 0, countOf<&GrabResults::images>},
+    {"--max-stale", "stale", kMost, "images",
+     "Images that were complete more than 1 s before they arrived, or before the grab began. The latter count for no other limit",
+     true, true, kNone, 0, countOf<&GrabResults::stale>},
+    {"--max-unverified", "unverified", kMost, "images", "Images that could not be checked, as they have no valid strip",
+     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::unverified>},
+    {"--max-format", "format", kMost, "images", "Images of another size than the first one, or without a strip where one before had it",
+     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::format>},
+    {"--max-counter", "counter", kMost, "images", "Images at which the record's counter, less the strip's number, changed",
+     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::counter>},
+    {"--max-time-back", "time_back", kMost, "images", "Images with a time stamp before that of an image with a smaller number",
+     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::timeBack>},
+    {"--max-pause-s", "pause_s", kMost, "s",
+     "All pauses together. A pause is a time without an image above 2 s and above three median periods; the mean rate leaves it out",
+     false, false, SetBy::rateLimit, 2, measureOf<&GrabResults::pauseS>},
+    {"--max-not-saved", "not_saved", kMost, "images", "Images that were to be saved and were not", true, true, SetBy::saving, 0, notSavedOf},
 };
-static_assert(std::size(kRows) == kLimitCount && kRows[kLatencyRow].comparison == Comparison::below);
+// clang-format on
+static_assert(std::size(kRows) == kLimitCount);
+
+constexpr std::size_t rowOf(std::string_view option) {
+    std::size_t row = 0;
+    while (row < kLimitCount && kRows[row].option != option) ++row;
+    return row;
+}
+constexpr std::size_t kLatencyRow = rowOf("--max-latency-us");
+constexpr std::size_t kRateRow = rowOf("--min-fps");
+constexpr std::size_t kTornRow = rowOf("--max-torn");
+static_assert(kLatencyRow < kLimitCount && kRateRow < kLimitCount && kTornRow < kLimitCount);
+
+// The option that the user gave; null: none that sets other limits.
+const char* setterOf(const Limits& given, bool saves, SetBy what) {
+    if (what == SetBy::saving) return saves ? "--output" : nullptr;
+    for (std::size_t index = 0; index < kLimitCount; ++index) {
+        const bool sets =
+            what == SetBy::countingLimit ? kRows[index].countsImages : what == SetBy::rateLimit && index == kRateRow;
+        if (given[index] && sets) return kRows[index].option;
+    }
+    return nullptr;
+}
 
 bool keeps(Comparison comparison, double value, double limit) {
     switch (comparison) {
@@ -69,13 +112,32 @@ std::optional<std::int64_t> latencyLimitNs(const Limits& limits) {
     return static_cast<std::int64_t>(std::ceil(*limits[kLatencyRow] * 1000.0));
 }
 
-std::vector<BrokenLimit> brokenLimits(const Limits& limits, const GrabResults& results) {
+std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits& given, bool saves) {
+    std::array<std::optional<LimitInForce>, kLimitCount> limits;
+    for (std::size_t index = 0; index < kLimitCount; ++index) {
+        if (given[index]) {
+            limits[index] = {*given[index], nullptr};
+        } else if (const char* const setter = setterOf(given, saves, kRows[index].setBy)) {
+            limits[index] = {kRows[index].setTo, setter};
+        }
+    }
+    return limits;
+}
+
+std::vector<BrokenLimit> brokenLimits(const Limits& given, const GrabResults& results) {
+    auto limits = limitsInForce(given, results.notSaved.has_value());
+    // Images that are torn one and all, as those of a simulator whose images are higher than the camera's, pass no
+    // limit as verified ones.
+    if (const char* const setter = setterOf(given, false, SetBy::countingLimit);
+        setter && !given[kTornRow] && results.simulated == 0 && results.torn > 0)
+        limits[kTornRow] = {0, setter};
     std::vector<BrokenLimit> broken;
     for (std::size_t index = 0; index < kLimitCount; ++index) {
         if (!limits[index]) continue;
         const std::optional<double> value = kRows[index].value(results);
-        if (!value || !keeps(kRows[index].comparison, *value, *limits[index]))
-            broken.push_back({&kRows[index], *limits[index], value});
+        if (!value && kRows[index].setBy == SetBy::saving) continue;  // nothing was to be saved
+        if (!value || !keeps(kRows[index].comparison, *value, limits[index]->limit))
+            broken.push_back({&kRows[index], limits[index]->limit, value, limits[index]->setBy});
     }
     return broken;
 }
@@ -83,8 +145,9 @@ std::vector<BrokenLimit> brokenLimits(const Limits& limits, const GrabResults& r
 void tellBrokenLimits(const std::vector<BrokenLimit>& broken, std::ostream& people) {
     for (const BrokenLimit& limit : broken) {
         const LimitRow& row = *limit.row;
-        people << "dorven-host: limit broken: " << row.option << ' ' << numberText(limit.limit, row.whole) << ": "
-               << row.key << ' ';
+        people << "dorven-host: limit broken: " << row.option << ' ' << numberText(limit.limit, row.whole);
+        if (limit.setBy) people << " (the default with " << limit.setBy << ')';
+        people << ": " << row.key << ' ';
         if (limit.value) {
             people << numberText(*limit.value, row.whole) << ' ' << row.unit;
         } else {

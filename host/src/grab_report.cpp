@@ -2,6 +2,7 @@
 
 #include "grab_json.h"
 #include "platform.h"
+#include "unverified_reason.h"
 
 namespace host {
 namespace {
@@ -37,6 +38,7 @@ constexpr CountRow kCounts[] = {
     {"late",       "late",       &GrabResults::late      },
     {"stopped",    "stopped",    &GrabResults::stopped   },
     {"restarts",   "restarts",   &GrabResults::restarts  },
+    {"pauses",     "pauses",     &GrabResults::pauses    },
 };
 
 constexpr MeasureRow kMeasures[] = {
@@ -51,6 +53,7 @@ constexpr MeasureRow kMeasures[] = {
     {"mb_per_s",       "data rate",   "MB/s",        &GrabResults::mbPerS      },
     {"cpu_percent",    "CPU",         "% of a core", &GrabResults::cpuPercent  },
     {"duration_s",     "duration",    "s",           &GrabResults::durationS   },
+    {"pause_s",        "paused",      "s",           &GrabResults::pauseS      },
 };
 
 template <typename Value>
@@ -74,6 +77,9 @@ Json jsonOf(const BrokenLimit& limit) {
 void addReport(Json& object, const GrabReport& report) {
     for (const CountRow& row : kCounts) object[row.key] = report.results.*row.value;
     addMeasures(object, report.results);
+    object["saved"] = orNull(report.results.saved);
+    object["not_saved"] = orNull(report.results.notSaved);
+    object["not_saved_reason"] = report.results.notSavedReason ? Json(report.results.notSavedReason) : Json(nullptr);
     const auto& sight = report.results.sight;
     object["first_frame"] = sight ? Json(sight->first) : Json(nullptr);
     object["last_frame"] = sight ? Json(sight->last) : Json(nullptr);
@@ -99,7 +105,7 @@ Json findingJson(const Finding& finding) {
 
 Json grabJson(const GrabReport& report) {
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kGrabSchema;
     addReport(object, report);
     return object;
 }
@@ -122,18 +128,34 @@ void printTable(const GrabResults& results, std::ostream& stream) {
     stream << std::flush;
 }
 
+void tellUnverified(const GrabResults& results, std::ostream& people) {
+    for (std::size_t reason = 0; reason < frames::kUnverifiedReasons; ++reason) {
+        const std::uint64_t images = results.unverifiedBecause[reason];
+        if (images == 0) continue;
+        people << "dorven-host: not verified: " << images << " of " << results.images
+               << " images: " << unverifiedReason(static_cast<frames::Unverified>(reason)).sentence << '\n';
+    }
+    if (results.simulated == 0 && results.torn > 0)
+        people << "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a "
+                  "simulator whose images are higher than the camera's\n";
+    if (results.images > 0 && results.simulated + results.torn == 0)
+        people << "dorven-host: no image of this grab was verified\n";
+    people << std::flush;
+}
+
 void printJson(const GrabReport& report, std::ostream& stream) { stream << grabJson(report).dump() << std::endl; }
 
 void JsonLines::onSecond(const SecondNumbers& numbers) {
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kGrabSchema;
     object["event"] = "second";
     object["elapsed_s"] = numbers.elapsedS;
     object["length_s"] = numbers.lengthS;
     for (const CountRow& row : kCounts)
         object[row.key] = static_cast<std::int64_t>(numbers.totals.*row.value - _before.*row.value);
     for (const MeasureRow& row : kMeasures)
-        if (row.value != &GrabResults::durationS) object[row.key] = orNull(numbers.second.*row.value);
+        if (row.value != &GrabResults::durationS && row.value != &GrabResults::pauseS)
+            object[row.key] = orNull(numbers.second.*row.value);
     for (const CountRow& row : kCounts) object[std::string(row.key) + "_total"] = numbers.totals.*row.value;
     _before = numbers.totals;
     _data << object.dump() << std::endl;
@@ -142,7 +164,7 @@ void JsonLines::onSecond(const SecondNumbers& numbers) {
 void JsonLines::onFrames(std::span<const FrameRow> rows) {
     for (const FrameRow& row : rows) {
         Json object;
-        object["schema"] = kJsonSchema;
+        object["schema"] = kGrabSchema;
         object["event"] = "frame";
         object["image"] = row.image;
         object["number"] = orNull(row.number);
@@ -163,7 +185,7 @@ void JsonLines::onFrames(std::span<const FrameRow> rows) {
 
 void JsonLines::printEnd(const GrabReport& report, std::uint64_t framesOmitted) {
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kGrabSchema;
     object["event"] = "end";
     addReport(object, report);
     if (_frames) object["frames_omitted"] = framesOmitted;

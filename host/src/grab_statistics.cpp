@@ -38,23 +38,20 @@ GrabStatistics::GrabStatistics(const ImageCheckSettings& settings) : _check(sett
 }
 
 GrabStatistics::Told GrabStatistics::add(const ReceivedImage& image) {
-    Told told;
+    const ImageCheck::Told checked = _check.add(image);
+    Told told{checked.number, std::nullopt, checked.latencyNs, checked.fromBefore};
+    if (told.fromBefore) return told;
     if (_counts.images == 0) {
         _firstArrivalNs = image.arrivalNs;
     } else {
         told.periodNs = image.arrivalNs - _lastArrivalNs;
-        _periods.add(*told.periodNs);
-        _interval.periods.add(*told.periodNs);
-        _bytesAfterFirst += image.format.bytes();
+        countPeriod(image, *told.periodNs);
     }
     _lastArrivalNs = image.arrivalNs;
     ++_counts.images;
     ++_interval.images;
     _interval.bytes += image.format.bytes();
-    countKind(image.inspection.kind);
-    const ImageCheck::Told checked = _check.add(image);
-    told.number = checked.number;
-    told.latencyNs = checked.latencyNs;
+    countKind(image.inspection);
     if (told.latencyNs) {
         _latencies.add(*told.latencyNs);
         _interval.latencies.add(*told.latencyNs);
@@ -62,8 +59,15 @@ GrabStatistics::Told GrabStatistics::add(const ReceivedImage& image) {
     return told;
 }
 
-void GrabStatistics::countKind(frames::ImageKind kind) {
-    switch (kind) {
+void GrabStatistics::countPeriod(const ReceivedImage& image, std::int64_t periodNs) {
+    _periods.add(periodNs);
+    _interval.periods.add(periodNs);
+    _bytesAfterFirst += image.format.bytes();
+    if (periodNs > kPauseNs) _longGaps.push_back({periodNs, image.format.bytes()});
+}
+
+void GrabStatistics::countKind(const frames::Inspection& inspection) {
+    switch (inspection.kind) {
         case frames::ImageKind::simulated:
             ++_counts.simulated;
             break;
@@ -75,8 +79,27 @@ void GrabStatistics::countKind(frames::ImageKind kind) {
             break;
         case frames::ImageKind::unverified:
             ++_counts.unverified;
+            ++_counts.unverifiedBecause[static_cast<std::size_t>(inspection.unverified)];
             break;
     }
+}
+
+GrabStatistics::Pauses GrabStatistics::pauses() const {
+    Pauses pauses;
+    const std::int64_t atEndNs = _counts.images > 0 ? _waitedUntilNs - _lastArrivalNs : 0;
+    if (_longGaps.empty() && atEndNs <= kPauseNs) return pauses;  // the usual case needs no median
+    const std::optional<double> medianUs = _periods.percentileUs(0.50);
+    const auto isPause = [&](std::int64_t ns) {
+        return medianUs && static_cast<double>(ns) > kPausePeriods * *medianUs * 1000.0;
+    };
+    for (const Gap& gap : _longGaps) {
+        if (!isPause(gap.ns)) continue;
+        ++pauses.between;
+        pauses.betweenNs += gap.ns;
+        pauses.bytes += gap.bytes;
+    }
+    if (atEndNs > kPauseNs && isPause(atEndNs)) pauses.atEndNs = atEndNs;
+    return pauses;
 }
 
 GrabResults GrabStatistics::results() const {
@@ -98,10 +121,14 @@ GrabResults GrabStatistics::counts() const {
     results.stopped = _check.frames(FindingKind::stopped);
     results.restarts = _check.restarts();
     results.sight = _check.sight();
-    const double seconds = static_cast<double>(_lastArrivalNs - _firstArrivalNs) / 1e9;
-    if (_counts.images > 1 && seconds > 0) {
-        results.fpsMean = static_cast<double>(_counts.images - 1) / seconds;
-        results.mbPerS = static_cast<double>(_bytesAfterFirst) / 1e6 / seconds;
+    if (_counts.images == 0) return results;
+    const Pauses pauses = this->pauses();
+    results.pauses = pauses.between + (pauses.atEndNs > 0 ? 1 : 0);
+    results.pauseS = static_cast<double>(pauses.betweenNs + pauses.atEndNs) / 1e9;
+    const double seconds = static_cast<double>(_lastArrivalNs - _firstArrivalNs - pauses.betweenNs) / 1e9;
+    if (seconds > 0) {
+        results.fpsMean = static_cast<double>(_counts.images - 1 - pauses.between) / seconds;
+        results.mbPerS = static_cast<double>(_bytesAfterFirst - pauses.bytes) / 1e6 / seconds;
     }
     return results;
 }

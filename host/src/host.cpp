@@ -66,6 +66,7 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     printTable(report.results, std::cerr);
     tellFindings(report.findings, std::cerr);
     tellSaved(options, grab.saved(), std::cerr);
+    tellUnverified(report.results, std::cerr);
     tellBrokenLimits(report.limitsBroken, std::cerr);
     if (options.json) printJson(report, std::cout);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());

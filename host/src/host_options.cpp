@@ -51,16 +51,32 @@ std::string problemOfCall(const HostOptions& options) {
     return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
 
+std::string defaultOf(const LimitRow& row) {
+    switch (row.setBy) {
+        case SetBy::countingLimit:
+            return "0 when a limit that counts images or their rate is given, else no limit";
+        case SetBy::rateLimit:
+            return "2 when --min-fps is given, else no limit";
+        case SetBy::saving:
+            return "0 with --output, else no limit";
+        case SetBy::nothing:
+            break;
+    }
+    return "no limit";
+}
+
 std::string helpOf(const LimitRow& row) {
     const char* const range = row.whole ? "0 to 2^53 " : "0 to 1e12 ";
-    return std::string(row.help) + "; " + range + row.unit + " (default: no limit)";
+    return std::string(row.help) + "; " + range + row.unit + " (default: " + defaultOf(row) + ')';
 }
 
 void addGrabOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(options::existingFile())
         ->type_name("FILE");
-    command.add_option("--count", options.imageCount, "End after that many images; 0: at Ctrl-C (default 0)")
+    command
+        .add_option("--count", options.imageCount,
+                    "End after that many images that were complete after the grab began; 0: at Ctrl-C (default 0)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
     command
@@ -69,6 +85,7 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
+    addShareOption(command, options);
     addSaveOptions(command, options);
 }
 

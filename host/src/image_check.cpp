@@ -7,6 +7,14 @@ namespace {
 
 constexpr std::uint64_t kMaxCounterGap = 1000;  // between images that a counter without a strip may bridge
 
+constexpr std::uint64_t kPlausibleAgeUs = 60'000'000;  // of an image that waited in the ring
+constexpr std::uint64_t kSameClockUs = 1000;           // between the time stamps of record and strip
+
+// A time stamp of the future must not make all that follow look old.
+std::uint64_t timeStampOf(const frames::Strip& strip, std::int64_t arrivalNs) {
+    return std::min(strip.timeStampNs, static_cast<std::uint64_t>(std::max<std::int64_t>(arrivalNs, 0)));
+}
+
 double microseconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1000.0; }
 
 }  // namespace
@@ -18,15 +26,48 @@ void ImageCheck::find(FindingKind kind, std::uint64_t number, std::optional<doub
     });
 }
 
+bool ImageCheck::isFromBefore(const ReceivedImage& image) const {
+    if (_sight) return false;
+    const auto startNs = static_cast<std::uint64_t>(_settings.startNs);
+    if (const auto& strip = image.inspection.strip) return timeStampOf(*strip, image.arrivalNs) < startNs;
+    return image.inspection.kind == frames::ImageKind::unverified && recordHasStripsClock(image) &&
+           image.timeStampUs < startNs / 1000;
+}
+
+// As long as no strip has told, by its plausibility: a clock that began elsewhere is hardly so near.
+bool ImageCheck::recordHasStripsClock(const ReceivedImage& image) const {
+    if (_recordsHaveStripsClock) return *_recordsHaveStripsClock;
+    const std::uint64_t arrivalUs = static_cast<std::uint64_t>(image.arrivalNs) / 1000;
+    return image.timeStampUs <= arrivalUs && arrivalUs - image.timeStampUs < kPlausibleAgeUs;
+}
+
+ImageCheck::Told ImageCheck::addFromBefore(const ReceivedImage& image) {
+    const auto& strip = image.inspection.strip;
+    const std::uint64_t number = strip ? strip->frameNumber : numberByCounter(image.counter);
+    find(FindingKind::stale, number);
+    if (!strip) return {std::nullopt, std::nullopt, true};
+    checkTorn(number, image.inspection.kind);
+    const std::uint64_t stripUs = strip->timeStampNs / 1000;
+    const std::uint64_t apartUs = std::max(stripUs, image.timeStampUs) - std::min(stripUs, image.timeStampUs);
+    _recordsHaveStripsClock = apartUs <= kSameClockUs;
+    _newest = number;
+    _counterAhead = image.counter - static_cast<std::uint32_t>(number);
+    return {number, std::nullopt, true};
+}
+
+void ImageCheck::checkTorn(std::uint64_t number, frames::ImageKind kind) {
+    if (kind != frames::ImageKind::torn || _torn == number) return;
+    find(FindingKind::torn, number);
+    _torn = number;
+}
+
 ImageCheck::Told ImageCheck::add(const ReceivedImage& image) {
+    if (isFromBefore(image)) return addFromBefore(image);
     if (!_format) _format = image.format;
     const auto& strip = image.inspection.strip;
     const std::uint64_t number = strip ? strip->frameNumber : numberByCounter(image.counter);
     if (image.format != *_format) find(FindingKind::format, number);
-    if (image.inspection.kind == frames::ImageKind::torn && _torn != number) {
-        find(FindingKind::torn, number);
-        _torn = number;
-    }
+    checkTorn(number, image.inspection.kind);
     if (strip) return checkStrip(*strip, image);
     if (image.inspection.kind == frames::ImageKind::unverified) checkWithoutStrip(image);
     return {};
@@ -54,15 +95,7 @@ std::uint64_t ImageCheck::numberByCounter(std::uint32_t counter) const {
 
 ImageCheck::Told ImageCheck::checkStrip(const frames::Strip& strip, const ReceivedImage& image) {
     const std::uint64_t number = strip.frameNumber;
-    // A time stamp of the future must not make all that follow look old.
-    const auto timeStampNs =
-        std::min(strip.timeStampNs, static_cast<std::uint64_t>(std::max<std::int64_t>(image.arrivalNs, 0)));
-    if (!_sight && timeStampNs < static_cast<std::uint64_t>(_settings.startNs)) {
-        find(FindingKind::stale, number);
-        _newest = number;
-        _counterAhead = image.counter - static_cast<std::uint32_t>(number);
-        return {number, std::nullopt};
-    }
+    const std::uint64_t timeStampNs = timeStampOf(strip, image.arrivalNs);
     const Follows follows = _sequence.add(number, timeStampNs);
     if (follows == Follows::first || follows == Follows::anew) {
         _restarts += follows == Follows::anew ? 1 : 0;

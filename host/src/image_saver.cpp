@@ -12,7 +12,10 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kMaxQueue = 16;  // images
+constexpr std::size_t kQueue = 16;  // images that may wait, unless many threads want more
+
+// What a thread takes while it encodes, in images: lines, their compressed form as it grows, the file.
+constexpr std::size_t kEncoderImages = 5;
 
 bool makeFolder(const std::string& folder, std::string& error) {
     std::error_code failure;
@@ -26,16 +29,39 @@ bool makeFolder(const std::string& folder, std::string& error) {
 
 std::string megabytes(std::size_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; }
 
-// Images that may wait beside those around a loss; 0, with the reason, when the memory is not enough for any.
-std::size_t queueFor(const SaveSettings& settings, std::size_t imageBytes, std::string& error) {
+// One processor is left to the thread that receives the images.
+std::size_t processorsToSpare() {
+    const std::size_t processors = std::thread::hardware_concurrency();
+    return processors > 1 ? processors - 1 : 1;
+}
+
+std::size_t wantedThreads(const SaveSettings& settings) {
+    // Other formats are copies; a second thread would only wait for the disk.
+    if (settings.fileFormat != frames::ImageFileFormat::png) return 1;
+    return settings.threads != 0 ? settings.threads : processorsToSpare();
+}
+
+struct Plan {
+    std::size_t queue = 0;  // images that may wait beside those around a loss; 0: the memory is not enough for any
+    std::size_t threads = 0;
+};
+
+// As many threads as are wanted and have memory: each has two images of the queue, and each but the first counts for
+// what it takes itself.
+Plan planFor(const SaveSettings& settings, std::size_t imageBytes, std::string& error) {
     const std::size_t image = std::max<std::size_t>(imageBytes, 1);
     const std::size_t fitting = settings.memoryBytes / image;
     const std::size_t around = 2 * settings.aroundLoss;
-    if (fitting > around) return std::min(fitting - around, kMaxQueue);
-    error = std::to_string(around + 1) + " images of " + megabytes(imageBytes) +
-            " have to be kept in memory, and --save-memory allows " + megabytes(settings.memoryBytes) +
-            ": allow more, or fewer images around a loss";
-    return 0;
+    if (fitting <= around) {
+        error = std::to_string(around + 1) + " images of " + megabytes(imageBytes) +
+                " have to be kept in memory, and --save-memory allows " + megabytes(settings.memoryBytes) +
+                ": allow more, or fewer images around a loss";
+        return {};
+    }
+    const std::size_t room = fitting - around;
+    const std::size_t affordable = 1 + (room > 2 ? (room - 2) / (kEncoderImages + 2) : 0);
+    const std::size_t threads = std::min(wantedThreads(settings), affordable);
+    return {std::min(room - kEncoderImages * (threads - 1), std::max(kQueue, 2 * threads)), threads};
 }
 
 }  // namespace
@@ -47,14 +73,23 @@ std::unique_ptr<ImageSaver> ImageSaver::create(const SaveSettings& settings, std
 }
 
 bool ImageSaver::reserve(const frames::ImageFormat& expected, std::string& error) {
-    _queueCapacity = queueFor(_settings, expected.bytes(), error);
+    const Plan plan = planFor(_settings, expected.bytes(), error);
+    _queueCapacity = plan.queue;
     if (_queueCapacity == 0) return false;
     const std::size_t buffers = _queueCapacity + 2 * _settings.aroundLoss;
     _spareBuffers.reserve(buffers);
     for (std::size_t count = 0; count < buffers; ++count) _spareBuffers.emplace_back(expected.bytes());
     _reservedBytes = buffers * expected.bytes();
-    _writer = std::thread(&ImageSaver::run, this);
+    startWorkers(plan.threads);
     return true;
+}
+
+void ImageSaver::startWorkers(std::size_t count) {
+    try {
+        while (_workers.size() < count) _workers.emplace_back(&ImageSaver::run, this);
+    } catch (const std::system_error&) {  // the system has no more threads
+        if (_workers.empty()) throw;
+    }
 }
 
 ImageSaver::~ImageSaver() { finish(); }
@@ -67,10 +102,11 @@ void ImageSaver::offer(const frames::ImageView& image, const FrameNote& note, bo
         return;
     }
     const bool wanted = _settings.every != 0 && note.image % _settings.every == 0;
-    if (wanted && reservePlace()) {
+    std::optional<Bottleneck> dropped;
+    if (wanted && reservePlace(dropped)) {
         enqueue(image, note, false);
     } else if (_settings.aroundLoss > 0 && !_lossSeen) {
-        keep(image, note, wanted);
+        keep(image, note, dropped);
     }
 }
 
@@ -82,27 +118,40 @@ void ImageSaver::beginLoss(std::uint64_t image) {
         const std::lock_guard lock(_mutex);
         _outcome.lossImage = image;
         for (KeptFrame& frame : before) {
-            if (frame.dropped) --_outcome.dropped;  // it is saved after all
+            if (frame.dropped) --countOf(*frame.dropped);  // it is saved after all
             _queue.push_back({std::move(frame), true});
         }
     }
-    _changed.notify_one();
+    _changed.notify_all();
 }
 
 // A place of the queue for an image, or one more that was dropped.
-bool ImageSaver::reservePlace() {
+bool ImageSaver::reservePlace(std::optional<Bottleneck>& dropped) {
     const std::lock_guard lock(_mutex);
-    if (_placesTaken >= _queueCapacity) {
-        ++_outcome.dropped;
-        return false;
+    if (_placesTaken < _queueCapacity) {
+        ++_placesTaken;
+        return true;
     }
-    ++_placesTaken;
-    return true;
+    dropped = bottleneck();
+    ++countOf(*dropped);
+    return false;
 }
 
-// The copy runs without the lock, so that the writer goes on meanwhile.
+// With the lock. Seen at one moment, but at that of each image that is dropped: most of them tell.
+Bottleneck ImageSaver::bottleneck() const {
+    if (_settings.fileFormat != frames::ImageFileFormat::png) return Bottleneck::disk;
+    const bool diskIsBehind = _writing && (_encoding == 0 || _waiting > 0);
+    return diskIsBehind ? Bottleneck::disk : Bottleneck::compressor;
+}
+
+std::uint64_t& ImageSaver::countOf(Bottleneck dropped) {
+    return dropped == Bottleneck::compressor ? _outcome.droppedByCompressor : _outcome.droppedByDisk;
+}
+
+// The copy runs without the lock, so that the workers go on meanwhile.
 KeptFrame ImageSaver::copyOf(const frames::ImageView& image, const FrameNote& note) {
     KeptFrame frame{{}, image.format, note};
+    if (!image.pixels) return frame;
     {
         const std::lock_guard lock(_mutex);
         if (!_spareBuffers.empty()) {
@@ -115,7 +164,7 @@ KeptFrame ImageSaver::copyOf(const frames::ImageView& image, const FrameNote& no
     return frame;
 }
 
-void ImageSaver::keep(const frames::ImageView& image, const FrameNote& note, bool dropped) {
+void ImageSaver::keep(const frames::ImageView& image, const FrameNote& note, std::optional<Bottleneck> dropped) {
     for (;;) {
         std::vector<std::uint8_t> buffer = _ring.takeOutOfReach(note.image);
         if (buffer.empty()) break;
@@ -135,6 +184,7 @@ void ImageSaver::enqueue(const frames::ImageView& image, const FrameNote& note, 
     } catch (...) {
         const std::lock_guard lock(_mutex);
         if (!aroundLoss) --_placesTaken;
+        if (_outcome.failed++ == 0) _outcome.firstError = nameOf(note) + ": there is no memory for a copy of it";
         throw;
     }
     _changed.notify_one();
@@ -145,8 +195,9 @@ void ImageSaver::finish() {
         const std::lock_guard lock(_mutex);
         _finishing = true;
     }
-    _changed.notify_one();
-    if (_writer.joinable()) _writer.join();
+    _changed.notify_all();
+    for (std::thread& worker : _workers)
+        if (worker.joinable()) worker.join();
     if (!_sidecar.isOpen()) return;
     _sidecar.close();
     if (!_sidecarHasLines) _unlink(sidecarPath().c_str());  // or it would stand in the way of the next grab
@@ -157,51 +208,92 @@ ImageSaver::Outcome ImageSaver::outcome() const {
     return _outcome;
 }
 
+const char* ImageSaver::Outcome::reason() const {
+    if (notSaved() == 0) return nullptr;
+    if (failed >= std::max(droppedByCompressor, droppedByDisk)) return "error";
+    return droppedByCompressor >= droppedByDisk ? "compressor" : "disk";
+}
+
+// Each worker takes the next image, encodes it beside the others, waits for its turn, and writes alone.
 void ImageSaver::run() {
+    std::vector<std::uint8_t> file;
     std::unique_lock lock(_mutex);
     for (;;) {
         _changed.wait(lock, [this] { return _finishing || !_queue.empty(); });
         if (_queue.empty()) return;
         Job job = std::move(_queue.front());
         _queue.pop_front();
+        const std::uint64_t turn = _jobsTaken++;
+        ++_encoding;
         lock.unlock();
-        write(job);
+        std::string error;
+        bool good = encode(job.frame, file, error);
         lock.lock();
-        _spareBuffers.push_back(std::move(job.frame.bytes));
-        if (!job.aroundLoss) --_placesTaken;
+        --_encoding;
+        ++_waiting;
+        _turned.wait(lock, [&] { return _turn == turn; });
+        --_waiting;
+        _writing = true;
+        lock.unlock();
+        good = good && write(job.frame, file, error);
+        lock.lock();
+        _writing = false;
+        end(std::move(job), good, error);
     }
 }
 
-void ImageSaver::write(const Job& job) {
-    std::string error;
-    bool written = false;
+bool ImageSaver::encode(const KeptFrame& frame, std::vector<std::uint8_t>& file, std::string& error) const {
+    if (frame.bytes.empty()) {
+        error = "image " + std::to_string(frame.note.image) + " came without pixels and cannot be saved";
+        return false;
+    }
     try {
-        written = writeFiles(job.frame, error);
+        if (_settings.encode({frame.bytes.data(), frame.format}, _settings.fileFormat, file, error, _settings.pngLevel))
+            return true;
     } catch (const std::exception& exception) {
         error = exception.what();
     }
-    const std::lock_guard lock(_mutex);
-    if (written) {
-        ++_outcome.saved;
-        return;
-    }
-    if (_outcome.failed++ == 0) _outcome.firstError = error;
+    error = _settings.folder + "/" + nameOf(frame.note) + ": " + error;
+    return false;
 }
 
-bool ImageSaver::writeFiles(const KeptFrame& frame, std::string& error) {
+bool ImageSaver::write(const KeptFrame& frame, const std::vector<std::uint8_t>& file, std::string& error) {
+    try {
+        return writeFiles(frame, file, error);
+    } catch (const std::exception& exception) {
+        error = exception.what();
+        return false;
+    }
+}
+
+// With the lock: counts the image, and hands the turn on.
+void ImageSaver::end(Job job, bool written, const std::string& error) {
+    ++_turn;
+    _turned.notify_all();
+    if (!job.frame.bytes.empty()) _spareBuffers.push_back(std::move(job.frame.bytes));
+    if (!job.aroundLoss) --_placesTaken;
+    if (written) {
+        ++_outcome.saved;
+    } else if (_outcome.failed++ == 0) {
+        _outcome.firstError = error;
+    }
+}
+
+std::string ImageSaver::nameOf(const FrameNote& note) const {
+    char name[48];
+    platform_format(name, sizeof name, "image_%06Iu.%s", static_cast<std::size_t>(note.image),
+                    frames::imageFileFormatName(_settings.fileFormat));
+    return name;
+}
+
+bool ImageSaver::writeFiles(const KeptFrame& frame, const std::vector<std::uint8_t>& file, std::string& error) {
     if (!_sidecarError.empty()) {
         error = _sidecarError;
         return false;
     }
-    char name[48];
-    platform_format(name, sizeof name, "image_%06Iu.%s", static_cast<std::size_t>(frame.note.image),
-                    frames::imageFileFormatName(_settings.fileFormat));
+    const std::string name = nameOf(frame.note);
     const std::string path = _settings.folder + "/" + name;
-    if (!frames::encodeImage({frame.bytes.data(), frame.format}, _settings.fileFormat, _encoded, error)) {
-        error = path + ": " + error;
-        return false;
-    }
-    if (!writeWholeFile(path, _encoded.data(), _encoded.size(), _settings.existing, error)) return false;
+    if (!writeWholeFile(path, file.data(), file.size(), _settings.existing, error)) return false;
     if (_sidecar.append(sidecarLine(name, frame.note, frame.format), error)) {
         _sidecarHasLines = true;
         return true;

@@ -121,6 +121,36 @@ LineEnd nextLine(std::istream& stream, std::string& text) {
     return text.empty() ? LineEnd::none : LineEnd::cut;
 }
 
+// Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
+std::filesystem::path pathOf(const std::string& text) { return reinterpret_cast<const char8_t*>(text.c_str()); }
+
+FaultLogLook lookForFolder(const std::filesystem::path& folder, const std::string& path, std::string& problem) {
+    std::error_code failure;
+    if (folder.empty() || std::filesystem::is_directory(folder, failure)) {
+        problem = path + ": is not there yet; a simulator that is started with --fault-log writes it";
+        return FaultLogLook::notYet;
+    }
+    problem = path + ": cannot be read: there is no such folder";
+    return FaultLogLook::never;
+}
+
+FaultLogLook lookAtFirstLine(std::istream& stream, const std::string& path, std::string& problem) {
+    std::string text;
+    const LineEnd end = nextLine(stream, text);
+    if (end == LineEnd::none || end == LineEnd::cut) {
+        problem = path + ": has no whole line yet; a simulator that is started with --fault-log writes it";
+        return FaultLogLook::notYet;
+    }
+    try {
+        if (end == LineEnd::tooLong) throw LineError("is longer than " + std::to_string(kMaxFaultLogLine) + " bytes");
+        Reader().takeLine(text, 1);
+        return FaultLogLook::readable;
+    } catch (const LineError& error) {
+        problem = path + ", line 1: " + error.what();
+    }
+    return FaultLogLook::never;
+}
+
 }  // namespace
 
 bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, std::string& error,
@@ -157,8 +187,7 @@ bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, 
 }
 
 bool readFaultLog(const std::string& path, FaultLog& log, std::string& error) {
-    // Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
-    const std::filesystem::path file(reinterpret_cast<const char8_t*>(path.c_str()));
+    const std::filesystem::path file = pathOf(path);
     std::error_code failure;
     std::ifstream stream(file, std::ios::binary);
     if (!stream || std::filesystem::is_directory(file, failure)) {
@@ -166,6 +195,22 @@ bool readFaultLog(const std::string& path, FaultLog& log, std::string& error) {
         return false;
     }
     return readFaultLog(stream, path, log, error);
+}
+
+FaultLogLook lookAtFaultLog(const std::string& path, std::string& problem) {
+    const std::filesystem::path file = pathOf(path);
+    std::error_code failure;
+    const std::filesystem::file_type type = std::filesystem::status(file, failure).type();
+    if (type == std::filesystem::file_type::not_found) return lookForFolder(file.parent_path(), path, problem);
+    const bool isSeen = type != std::filesystem::file_type::none && type != std::filesystem::file_type::unknown;
+    if (isSeen && type != std::filesystem::file_type::directory) {
+        // What is read from a pipe is gone.
+        if (type != std::filesystem::file_type::regular) return FaultLogLook::readable;
+        std::ifstream stream(file, std::ios::binary);
+        if (stream) return lookAtFirstLine(stream, path, problem);
+    }
+    problem = path + ": cannot be read";
+    return FaultLogLook::never;
 }
 
 }  // namespace host

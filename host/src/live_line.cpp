@@ -1,9 +1,11 @@
 #include "live_line.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "platform.h"
 #include "terminal.h"
+#include "unverified_reason.h"
 
 namespace host {
 namespace {
@@ -35,6 +37,14 @@ constexpr FaultRow kFaults[] = {
     {"faked",    &GrabResults::faked   },
 };
 
+// The reason that most of the images have.
+std::string unverifiedText(const GrabResults& totals) {
+    const auto& because = totals.unverifiedBecause;
+    const auto most = std::max_element(because.begin(), because.end()) - because.begin();
+    return "unverified " + std::to_string(totals.unverified) + " (" +
+           unverifiedReason(static_cast<frames::Unverified>(most)).inShort + ')';
+}
+
 std::vector<Part> partsOf(const SecondNumbers& numbers, std::uint64_t wanted) {
     const GrabResults& second = numbers.second;
     std::string images = std::to_string(numbers.totals.images);
@@ -46,6 +56,7 @@ std::vector<Part> partsOf(const SecondNumbers& numbers, std::uint64_t wanted) {
         const std::uint64_t count = numbers.totals.*row.count;
         parts.push_back({std::string(row.label) + ' ' + std::to_string(count), count > 0});
     }
+    if (numbers.totals.unverified > 0) parts.push_back({unverifiedText(numbers.totals), true});
     parts.push_back(
         {"period " + ms(second.periodP50Us) + '/' + ms(second.periodP99Us) + '/' + ms(second.periodMaxUs) + " ms"});
     parts.push_back({"latency " + ms(second.latencyP50Us) + '/' + ms(second.latencyP99Us) + " ms"});

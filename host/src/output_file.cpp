@@ -20,7 +20,7 @@ std::string reasonOf(DWORD code) {
         case ERROR_PATH_NOT_FOUND:
             return "there is no such folder";
         case ERROR_SHARING_VIOLATION:
-            return "another program is writing it";
+            return "another program has it open";
         default:
             return "error " + std::to_string(code);
     }
@@ -31,9 +31,9 @@ bool fail(const std::string& path, DWORD code, std::string& error) {
     return false;
 }
 
-HANDLE create(const std::string& path, ExistingFile existing) {
-    return CreateFileA(path.c_str(), FILE_WRITE_DATA, FILE_SHARE_READ, nullptr,
-                       existing == ExistingFile::refuse ? CREATE_NEW : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+HANDLE createNew(const std::string& path) {
+    return CreateFileA(path.c_str(), FILE_WRITE_DATA, FILE_SHARE_READ, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
+                       nullptr);
 }
 
 // ERROR_SUCCESS, or why not all was written.
@@ -49,28 +49,49 @@ DWORD writeAll(HANDLE file, const std::uint8_t* bytes, std::size_t size) {
     return ERROR_SUCCESS;
 }
 
+// What keeps its old content until the new one is complete, and is never written through a link.
+DWORD replaceFile(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
+    ReplacementFile file;
+    DWORD code = file.open(path);
+    if (code == ERROR_SUCCESS) code = writeAll(file.handle(), bytes, size);
+    return code == ERROR_SUCCESS ? file.takePlace() : code;
+}
+
+DWORD makeFile(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
+    const HANDLE file = createNew(path);
+    if (file == INVALID_HANDLE_VALUE) return GetLastError();
+    DWORD code = writeAll(file, bytes, size);
+    if (!CloseHandle(file) && code == ERROR_SUCCESS) code = GetLastError();
+    if (code != ERROR_SUCCESS) _unlink(path.c_str());
+    return code;
+}
+
 }  // namespace
 
 bool writeWholeFile(const std::string& path, const void* data, std::size_t size, ExistingFile existing,
                     std::string& error) {
-    const std::string made = existing == ExistingFile::refuse ? path : path + ".part";
-    const HANDLE file = create(made, existing);
-    if (file == INVALID_HANDLE_VALUE) return fail(path, GetLastError(), error);
-    DWORD code = writeAll(file, static_cast<const std::uint8_t*>(data), size);
-    if (!CloseHandle(file) && code == ERROR_SUCCESS) code = GetLastError();
-    if (code == ERROR_SUCCESS && made != path && !MoveFileExA(made.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING))
-        code = GetLastError();
-    if (code == ERROR_SUCCESS) return true;
-    _unlink(made.c_str());
-    return fail(path, code, error);
+    const auto* const bytes = static_cast<const std::uint8_t*>(data);
+    const DWORD code = existing == ExistingFile::refuse ? makeFile(path, bytes, size) : replaceFile(path, bytes, size);
+    return code == ERROR_SUCCESS || fail(path, code, error);
 }
 
 bool GrowingFile::open(const std::string& path, ExistingFile existing, std::string& error) {
     close();
     _path = path;
     _size = 0;
-    _file = create(path, existing);
-    return _file != INVALID_HANDLE_VALUE || fail(path, GetLastError(), error);
+    DWORD code = ERROR_SUCCESS;
+    if (existing == ExistingFile::refuse) {
+        _file = createNew(path);
+        if (_file == INVALID_HANDLE_VALUE) code = GetLastError();
+    } else {
+        code = _replacement.open(path);
+        if (code == ERROR_SUCCESS) code = _replacement.takePlace();
+        if (code == ERROR_SUCCESS) code = _replacement.admitReaders();
+        _file = _replacement.handle();
+    }
+    if (code == ERROR_SUCCESS) return true;
+    close();
+    return fail(path, code, error);
 }
 
 bool GrowingFile::append(const std::string& piece, std::string& error) {
@@ -86,7 +107,10 @@ bool GrowingFile::append(const std::string& piece, std::string& error) {
 }
 
 void GrowingFile::close() {
-    if (_file != INVALID_HANDLE_VALUE) CloseHandle(_file);
+    if (_replacement.handle() != INVALID_HANDLE_VALUE)
+        _replacement.close();
+    else if (_file != INVALID_HANDLE_VALUE)
+        CloseHandle(_file);
     _file = INVALID_HANDLE_VALUE;
 }
 

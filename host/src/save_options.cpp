@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "option_checks.h"
+#include "tool_options.h"
 
 namespace host {
 namespace {
@@ -26,6 +27,12 @@ CLI::Validator imageFileName() {
         "");
 }
 
+// What would give the disk less to write.
+const char* smallerFiles(const HostOptions& options) {
+    if (options.saveFormat != "png") return ", --format png";
+    return options.pngLevel == 0 ? ", --png-level 1" : "";
+}
+
 }  // namespace
 
 void addSaveOptions(CLI::App& command, HostOptions& options) {
@@ -39,6 +46,13 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
         ->check(imageFormat())
         ->needs(output)
         ->type_name("FORMAT");
+    command
+        .add_option("--png-level", options.pngLevel,
+                    "Compression of png, 0 (none, fastest) to 9 (smallest, slowest), on as many threads as there are "
+                    "processors to spare (default 1)")
+        ->check(options::within(std::size_t{0}, std::size_t{frames::kMaxPngLevel}, "0 to 9, without a fraction"))
+        ->needs(output)
+        ->type_name("LEVEL");
     CLI::Option* every =
         command
             .add_option("--every", options.saveEvery,
@@ -55,7 +69,8 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
             ->type_name("N");
     command
         .add_option("--save-memory", options.saveMemoryMb,
-                    "Memory for images that wait for the disk or are kept, 1 to 1000000 MB (default 1000)")
+                    "Memory for images that wait to be saved or are kept, and for further threads that compress, 1 to "
+                    "1000000 MB (default 1000)")
         ->check(options::within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
         ->needs(output)
         ->type_name("MB");
@@ -80,6 +95,7 @@ void addSnapOptions(CLI::App& command, HostOptions& options) {
         ->check(options::within(0.01, 86400.0, "0.01 to 86400"))
         ->type_name("SECONDS");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
+    addShareOption(command, options);
     command.add_flag("--force", options.force, "Replace the file when it exists");
 }
 
@@ -87,6 +103,7 @@ SaveSettings saveSettingsOf(const HostOptions& options) {
     SaveSettings settings;
     settings.folder = options.outputFolder;
     settings.fileFormat = frames::imageFileFormatOf(options.saveFormat).value_or(frames::ImageFileFormat::png);
+    settings.pngLevel = static_cast<int>(options.pngLevel);
     settings.every = options.saveEvery;
     settings.aroundLoss = options.aroundLoss;
     settings.memoryBytes = static_cast<std::size_t>(options.saveMemoryMb) * 1'000'000;
@@ -111,7 +128,14 @@ void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome, s
     } else if (options.aroundLoss > 0) {
         people << "; there was no loss";
     }
-    if (outcome.dropped > 0) people << "; the disk could not keep up with " << outcome.dropped << " more";
+    if (outcome.droppedByCompressor > 0) {
+        people << "; the PNG compressor could not keep up with " << outcome.droppedByCompressor << " more: try "
+               << (options.pngLevel > 0 ? "--png-level 0, " : "") << "--format raw or a greater --every";
+    }
+    if (outcome.droppedByDisk > 0) {
+        people << "; the disk could not keep up with " << outcome.droppedByDisk << " more: try a faster one"
+               << smallerFiles(options) << " or a greater --every";
+    }
     if (outcome.failed > 0) people << "; " << outcome.failed << " could not be written";
     people << std::endl;
 }

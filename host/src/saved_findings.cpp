@@ -60,8 +60,10 @@ Finding findingOf(const Json& object) {
 }
 
 GrabEvidence evidenceOf(const Json& object) {
-    if (number(object, "schema") != kJsonSchema)
-        throw ResultError("\"schema\" is another one than " + std::to_string(kJsonSchema));
+    // Findings mean the same in both.
+    if (const std::uint64_t schema = number(object, "schema"); schema < 1 || schema > kGrabSchema)
+        throw ResultError("\"schema\" is " + std::to_string(schema) + "; known are 1 to " +
+                          std::to_string(kGrabSchema));
     if (const std::string problem = problemOfEvidence(number(object, "findings_omitted"), number(object, "restarts"));
         !problem.empty())
         throw ResultError(problem);

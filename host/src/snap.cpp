@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "camera_claim.h"
 #include "camera_commands.h"
 #include "frame_ring.h"
 #include "image_record.h"
@@ -174,6 +175,8 @@ int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream
         people << "dorven-host: " << options.snapFile << ": it exists already; --force replaces it" << std::endl;
         return kExitFailed;
     }
+    CameraClaim claim;
+    if (!claim.takeUnlessShared(options.share, people)) return kExitFailed;
     Camera camera(device, people);
     Catcher catcher(options.anyImage, platform_monotonicNanoseconds());
     if (!camera.open(options.configFile) || !camera.start(catcher)) return kExitFailed;

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <utility>
+
+#include "percentile.h"
 
 namespace host {
 namespace {
@@ -21,11 +22,6 @@ Place placeOf(std::uint64_t value) {
     if (value < 2 * kSlots) return {0, static_cast<std::size_t>(value)};
     const std::size_t octave = static_cast<std::size_t>(std::bit_width(value)) - kSlotBits - 1;
     return {octave, static_cast<std::size_t>((value >> octave) - kSlots)};
-}
-
-std::uint64_t rankOf(double share, std::uint64_t count) {
-    const double rank = std::ceil(share * static_cast<double>(count));
-    return std::clamp(static_cast<std::uint64_t>(std::max(rank, 1.0)), std::uint64_t{1}, count);
 }
 
 double microseconds(std::uint64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1000.0; }
@@ -64,7 +60,7 @@ void TimeHistogram::visit(Visit&& visit) const {
 }
 
 std::uint64_t TimeHistogram::percentileNs(double share) const {
-    const std::uint64_t rank = rankOf(share, _count);
+    const std::uint64_t rank = frames::percentileRank(share, _count);
     std::uint64_t seen = 0;
     std::uint64_t result = 0;
     visit([&](std::uint64_t value, std::uint64_t here) {
@@ -89,7 +85,7 @@ std::optional<double> TimeHistogram::spreadUs(double share) const {
         return true;
     });
     std::sort(distances.begin(), distances.end());
-    const std::uint64_t rank = rankOf(share, _count);
+    const std::uint64_t rank = frames::percentileRank(share, _count);
     std::uint64_t seen = 0;
     const auto reached = std::find_if(distances.begin(), distances.end(), [&](const auto& distance) {
         seen += distance.second;

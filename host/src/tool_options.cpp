@@ -6,6 +6,13 @@
 #include "option_checks.h"
 
 namespace host {
+
+void addShareOption(CLI::App& command, HostOptions& options) {
+    command.add_flag("--share", options.share,
+                     "Open the camera although another host has it: both disturb each other's link to the simulator, "
+                     "and one of them gets no images");
+}
+
 // Files are not checked here: that they are missing is what this command is to find.
 void addDoctorOptions(CLI::App& command, HostOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")

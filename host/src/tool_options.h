@@ -1,4 +1,4 @@
-// Options of the commands that look at the machine.
+// Options of the commands that look at the machine, and those that several commands have.
 #pragma once
 
 #include "host_options.h"
@@ -8,6 +8,9 @@ class App;
 }
 
 namespace host {
+
+/// "--share" of the commands that open the camera. It writes into options while the command line is parsed.
+void addShareOption(CLI::App& command, HostOptions& options);
 
 /// All options of "doctor". They write into options while the command line is parsed.
 void addDoctorOptions(CLI::App& command, HostOptions& options);

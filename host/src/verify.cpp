@@ -31,20 +31,42 @@ struct LogComparison {
     FaultMatch match;
 };
 
-bool compare(const HostOptions& options, const GrabEvidence& evidence, int readings, LogComparison& result,
-             std::ostream& people) {
+// Why nothing can be compared; empty: result is set.
+std::string compare(const HostOptions& options, const GrabEvidence& evidence, int readings, LogComparison& result) {
     for (int reading = 1;; ++reading) {
         std::string error;
-        if (!readFaultLog(options.faultLog, result.log, error)) return fail(people, error);
+        if (!readFaultLog(options.faultLog, result.log, error)) return error;
         result.match = matchFaults(result.log, evidence);
         const bool settled = !result.log.cut && (result.match.oneToOne(false) || result.log.nextFrame);
         if (settled || reading >= readings) break;
         // Not a sleep that Ctrl-C ends: that is how the grab before may have ended.
         std::this_thread::sleep_for(std::chrono::nanoseconds(kReadingNs));
     }
-    if (!result.log.cut) return true;
-    return fail(people, options.faultLog + ", line " + std::to_string(result.log.lines) +
-                            ": ends in its middle; the simulator was killed, or its disk is full");
+    if (!result.log.cut) return "";
+    return options.faultLog + ", line " + std::to_string(result.log.lines) +
+           ": ends in its middle; the simulator was killed, or its disk is full";
+}
+
+// What speaks against any comparison at the end of the grab; empty: nothing, though people may have been warned.
+std::string problemBeforeGrab(const HostOptions& options, std::ostream& people) {
+    std::string problem;
+    switch (lookAtFaultLog(options.faultLog, problem)) {
+        case FaultLogLook::never:
+            return problem;
+        case FaultLogLook::notYet:
+            fail(people, problem);
+            break;
+        case FaultLogLook::readable:
+            break;
+    }
+    return "";
+}
+
+// The object of a comparison that was not made. @param grab  null: none was made.
+void printProblem(const HostOptions& options, const std::string& problem, const GrabReport* grab, std::ostream& data) {
+    const LogComparison none;
+    if (options.json || options.jsonLines)
+        printVerifyJson({options.faultLog, none.log, none.match, false, grab, problem}, options.jsonLines, data);
 }
 
 // The grab's own exit code keeps its meaning, unless the log tells of the stop that ended it.
@@ -76,6 +98,11 @@ GrabEvidence evidenceOf(const HostOptions& options, const GrabReport& report) {
 }  // namespace
 
 int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
+    if (const std::string problem = problemBeforeGrab(options, people); !problem.empty()) {
+        fail(people, problem);
+        printProblem(options, problem, nullptr, data);
+        return kExitFailed;
+    }
     Grab grab(device, options, people);
     LiveLine liveLine(people, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
     JsonLines jsonLines(data, options.frames);
@@ -86,16 +113,23 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     report.limitsBroken = brokenLimits(options.limits, report.results);
     printTable(report.results, people);
     tellSaved(options, grab.saved(), people);
+    tellUnverified(report.results, people);
     tellBrokenLimits(report.limitsBroken, people);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
-    if (grabExitCode == kExitFailed) return kExitFailed;
-    const std::string problem = problemOfEvidence(report.findings.omitted(), report.results.restarts);
-    if (!problem.empty()) {
-        fail(people, problem);
+    if (report.end == "failed") {  // of which people have been told
+        printProblem(options, "the grab failed", &report, data);
         return kExitFailed;
     }
+    const auto cannotCompare = [&](const std::string& reason) {
+        fail(people, reason);
+        printProblem(options, reason, &report, data);
+        return kExitFailed;
+    };
+    std::string problem = problemOfEvidence(report.findings.omitted(), report.results.restarts);
+    if (!problem.empty()) return cannotCompare(problem);
     LogComparison comparison;
-    if (!compare(options, evidenceOf(options, report), kReadings, comparison, people)) return kExitFailed;
+    problem = compare(options, evidenceOf(options, report), kReadings, comparison);
+    if (!problem.empty()) return cannotCompare(problem);
     const bool matched = isMatched(options, comparison.match, report.results.sight, people);
     const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, &report};
     tellVerify(verify, people);
@@ -105,13 +139,15 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
 
 int verifySaved(const HostOptions& options, std::ostream& data, std::ostream& people) {
     GrabEvidence evidence;
-    std::string error;
-    if (!readSavedFindingsFile(options.findingsFile, evidence, error)) {
-        fail(people, error);
+    LogComparison comparison;
+    std::string problem;
+    if (readSavedFindingsFile(options.findingsFile, evidence, problem))
+        problem = compare(options, evidence, 1, comparison);
+    if (!problem.empty()) {
+        fail(people, problem);
+        printProblem(options, problem, nullptr, data);
         return kExitFailed;
     }
-    LogComparison comparison;
-    if (!compare(options, evidence, 1, comparison, people)) return kExitFailed;
     const bool matched = isMatched(options, comparison.match, evidence.sight, people);
     const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, nullptr};
     tellVerify(verify, people);

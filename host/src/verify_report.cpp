@@ -30,9 +30,10 @@ struct NoteRow {
     const char* meaning;
 };
 constexpr NoteRow kNotes[] = {
-    {"refused",   "the ring was full, the host was too slow"      },
-    {"skipped",   "the simulator was too late"                    },
-    {"ring-laid", "they waited unread when the ring was laid anew"},
+    {"refused",      "the ring was full, the host was too slow"                                                     },
+    {"skipped",      "the simulator was too late"                                                                   },
+    {"ring-laid",    "they waited unread when the ring was laid anew"                                               },
+    {"ring-damaged", "they waited unread when the ring was recreated, as another process had overwritten its header"},
 };
 
 std::string meaningOf(const std::string& note) {
@@ -104,15 +105,17 @@ void tellVerify(const VerifyReport& report, std::ostream& people) {
 }
 
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data) {
+    const auto orNull = [&report](auto value) { return report.problem.empty() ? Json(value) : Json(nullptr); };
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kGrabSchema;
     if (asEvent) object["event"] = "verify";
     object["fault_log"] = report.logPath;
-    object["seed"] = report.log.seed;
+    object["seed"] = orNull(report.log.seed);
     object["matched"] = report.matched;
-    for (const CountRow& row : kCounts) object[row.key] = report.match.*row.value;
-    object["not_injected"] = report.match.uninjected.size();
-    object["explained"] = report.match.explained();
+    object["problem"] = report.problem.empty() ? Json(nullptr) : Json(report.problem);
+    for (const CountRow& row : kCounts) object[row.key] = orNull(report.match.*row.value);
+    object["not_injected"] = orNull(report.match.uninjected.size());
+    object["explained"] = orNull(report.match.explained());
     object["missed_faults"] = listOf(report.match.missing);
     object["not_injected_findings"] = listOf(report.match.uninjected);
     object["lists_omitted"] = omittedOf(report.match.missing) + omittedOf(report.match.uninjected);

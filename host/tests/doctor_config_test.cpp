@@ -107,7 +107,6 @@ TEST_F(DoctorConfigTest, ValueThatIsNoNumberOrOutOfRangeIsAProblem) {
              Case{"image_size_y=-5",                   "is out of range"                 },
              Case{"image_size_y=99999999999999999999", "is out of range"                 },
              Case{"bytes_per_pixel=17",                "bytes_per_pixel = 17 ("          },
-             Case{"pixel_format=2147483648",           "pixel_format = 2147483648 ("     },
     }) {
         EXPECT_THAT(examineImage(row.line), std::nullopt) << row.line;
         ASSERT_EQ(problems().size(), 1u) << row.line;
@@ -121,6 +120,9 @@ TEST_F(DoctorConfigTest, ValueThatIsNoNumberOrOutOfRangeIsAProblem) {
     EXPECT_EQ(examineImage("bytes_per_pixel=two"), (frames::ImageFormat{1280, 1024, 1}))
         << "the camera keeps its default";
     EXPECT_THAT(problems()[0], EndsWith("is no number: the camera takes 1"));
+    EXPECT_EQ(examineImage("pixel_format=2147483648"), (frames::ImageFormat{1280, 1024, 1}))
+        << "the images are known all the same";
+    EXPECT_THAT(problems()[0], HasSubstr("pixel_format = 2147483648 ("));
 }
 
 TEST_F(DoctorConfigTest, NumberWithATextBehindItIsAWarning) {

@@ -1,13 +1,18 @@
 // What is told of the folder of named objects when something else has its name; it is a folder on Linux only.
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "child_process.h"
 #include "doctor_checks.h"
 #include "object_parent_posix.h"
+#include "plugin_library.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -50,6 +55,61 @@ TEST_F(DoctorFolderTest, FolderThatServesInsteadIsTold) {
     EXPECT_EQ(findings[0].found, _usual + " is no folder; a folder of another name serves in its place");
     EXPECT_EQ(findings[1].level, FindingLevel::ok);
     EXPECT_THAT(findings[1].found, HasSubstr(_usual + "-"));
+}
+
+// A process of its own, which has made no object yet: (place of the folder, file for the outcome).
+CHILD_ROLE(doctorInPlace) {
+    ObjectParent_Place().root = arguments.at(0);
+    std::ofstream people(arguments.at(1));
+    host::HostOptions options;
+    options.pluginPath = host::defaultPluginPath();
+    return host::runDoctor(options, people, people);
+}
+
+class DoctorPlaceTest : public testing::Test {
+protected:
+    // The exit code; what is said goes to _people.
+    int examineIn(const std::string& place) {
+        const std::string outcome = _folder.path("outcome");
+        const int exitCode = test::ChildProcess("doctorInPlace", {place, outcome}).join(std::chrono::seconds(20));
+        std::ifstream file(outcome);
+        _people = {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        return exitCode;
+    }
+    std::string makePlace() {
+        const std::string place = _folder.path("place");
+        std::filesystem::create_directory(place);
+        return place;
+    }
+
+    test::TemporaryFolder _folder;
+    std::string _people;
+};
+
+TEST_F(DoctorPlaceTest, PlaceInWhichNoObjectCanBeMadeIsAProblem) {
+    EXPECT_EQ(examineIn(_folder.path("none")), host::kExitFailed);
+    EXPECT_THAT(_people, HasSubstr("objects\n  problem  none can be made: " + _folder.path("none") +
+                                   " is absent\n           -> mount a file system in memory there: "));
+    EXPECT_THAT(_people, testing::EndsWith("1 problem, 1 warning\n"));
+}
+
+TEST_F(DoctorPlaceTest, ObjectIsMadeToSeeAndRemoved) {
+    const std::string place = makePlace();
+    EXPECT_EQ(examineIn(place), host::kExitDone) << _people;
+    EXPECT_THAT(_people, HasSubstr("objects\n  ok       one was made and removed\n"));
+    const auto space =
+        place + "/dorven-objects-" + std::to_string(geteuid()) + "/" + std::getenv("PLATFORM_OBJECT_NAMESPACE");
+    EXPECT_TRUE(std::filesystem::is_empty(space));
+}
+
+TEST_F(DoctorPlaceTest, FolderOfWrongModeIsOneProblem) {
+    const std::string place = makePlace();
+    const auto folder = place + "/dorven-objects-" + std::to_string(geteuid());
+    std::filesystem::create_directory(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms(0755));
+    EXPECT_EQ(examineIn(place), host::kExitFailed);
+    EXPECT_THAT(_people, HasSubstr("  problem  " + folder + " has mode 0755 instead of 0700\n"));
+    EXPECT_THAT(_people, testing::EndsWith("1 problem, 1 warning\n"));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
 #include "named_claim.h"
+#include "object_refusal.h"
 
 namespace {
 
@@ -197,6 +198,29 @@ TEST_F(DoctorObjectsTest, SimulatorWithoutItsObjectsIsAProblem) {
     EXPECT_THAT(problems(),
                 Contains("event: \"DorVenImagesEvent\" is missing though a simulator runs: nobody is woken"));
     EXPECT_THAT(problems(), Contains("shared memory: \"DorVenImages\" is not there: no simulator has made it"));
+}
+
+TEST_F(DoctorObjectsTest, RoomThatARingDoesNotFitIntoIsAProblem) {
+    // 9 lines of 1310744 bytes and 64 of the header, in whole pages, and on Linux one page more.
+    const std::uint64_t needed = platform_roomFor(64 + 9 * 1310744);
+    host::examineRoom({"/dev/shm", needed - 1, 67108864}, kFormat, _findings);
+    EXPECT_THAT(problems(), testing::ElementsAre("room: /dev/shm has " + std::to_string(needed - 1) +
+                                                 " of 67108864 bytes free; a simulator's ring of 8 images of "
+                                                 "1280x1024 of 1 byte takes " +
+                                                 std::to_string(needed)));
+    EXPECT_THAT(_findings[0].advice, HasSubstr("fewer --lines"));
+    _findings.clear();
+    host::examineRoom({"/dev/shm", needed, 67108864}, std::nullopt, _findings);
+    EXPECT_THAT(problems(), IsEmpty());
+    EXPECT_EQ(ok().size(), 1u);
+    host::examineRoom({"/dev/shm", needed, 67108864}, frames::ImageFormat{1280, 1024, 2}, _findings);
+    EXPECT_THAT(problems(), testing::ElementsAre(HasSubstr("images of 1280x1024 of 2 bytes takes ")));
+}
+
+TEST_F(DoctorObjectsTest, RoomOfARingThatIsThereIsNotAskedFor) {
+    const Memory memory("DorVenImages", 40000);
+    host::examineRoom({"/dev/shm", 0, 67108864}, kFormat, _findings);
+    EXPECT_THAT(problems(), IsEmpty());
 }
 
 TEST_F(DoctorObjectsTest, EndsOfTheLinkAndWhatWaitsAreTold) {

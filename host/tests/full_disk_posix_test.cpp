@@ -106,16 +106,17 @@ TEST_F(FullDiskTest, SnapThatDoesNotFitLeavesNothingBehind) {
     EXPECT_THAT(filesIn(_output), IsEmpty());
 }
 
-TEST_F(FullDiskTest, FaultLogIsToldOfOnceAndImagesGoOn) {
+TEST_F(FullDiskTest, FaultLogThatIsCutIsToldOfOnceImagesGoOnAndTheSimulatorFailsAtTheEnd) {
     auto simulator = startSimulatorWithOutputs({"--config", _config, "--fps", "200", "--count", "50", "--no-ask",
                                                 "--fault", "drop@every:2", "--fault-log", "/dev/full"});
-    EXPECT_EQ(simulator.join(60s), 0) << people();
+    EXPECT_EQ(simulator.join(60s), 1) << people();
     const std::string told = "/dev/full: cannot be written any more; going on without the fault log\n";
     const std::string all = people();
     const std::size_t first = all.find(told);
     ASSERT_NE(first, std::string::npos) << all;
     EXPECT_EQ(all.find(told, first + 1), std::string::npos) << all;
     EXPECT_THAT(all, HasSubstr("faults provoked 24"));
+    EXPECT_THAT(all, HasSubstr("dorven-simulator: /dev/full: could not be written to its end\n"));
 }
 
 TEST_F(FullDiskTest, TruthThatIsNotWholeFailsTheSimulatorAtTheEnd) {

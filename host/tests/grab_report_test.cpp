@@ -36,12 +36,17 @@ TEST(GrabReportTest, JsonIsOneFlatLineWithEveryKeyInOrder) {
     results.late = 12;
     results.stopped = 1;
     results.restarts = 13;
+    results.pauses = 2;
+    results.pauseS = 8.5;
     results.jitterP99Us = 20.5;
     results.latencyMaxUs = 91.5;
     results.cpuPercent = 3.5;
     results.durationS = 3.25;
     results.lateFromUs = 80.0;
     results.sight = host::FrameRange{7, 306};
+    results.saved = 14;
+    results.notSaved = 15;
+    results.notSavedReason = "disk";
     host::GrabReport report{
         results, "count", {{&host::limitRows()[0], 2.0, 3.0}, {&host::limitRows()[5], 2.5, {}}},
           host::FindingList(3)
@@ -65,12 +70,13 @@ TEST(GrabReportTest, JsonIsOneFlatLineWithEveryKeyInOrder) {
     std::ostringstream stream;
     printJson(report, stream);
     EXPECT_EQ(stream.str(),
-              "{\"schema\":1,\"images\":300,\"simulated\":290,\"faked\":1,\"unverified\":2,\"lost\":3,\"repeated\":4,"
+              "{\"schema\":2,\"images\":300,\"simulated\":290,\"faked\":1,\"unverified\":2,\"lost\":3,\"repeated\":4,"
               "\"reordered\":5,\"torn\":7,\"stale\":8,\"format\":9,\"counter\":10,\"time_back\":11,\"late\":12,"
-              "\"stopped\":1,\"restarts\":13,"
+              "\"stopped\":1,\"restarts\":13,\"pauses\":2,"
               "\"fps_mean\":99.5,\"period_p50_us\":10000.25,\"period_p99_us\":11000.0,"
               "\"period_max_us\":12000.0,\"jitter_p99_us\":20.5,\"latency_p50_us\":50.0,\"latency_p99_us\":90.5,"
-              "\"latency_max_us\":91.5,\"mb_per_s\":131.0,\"cpu_percent\":3.5,\"duration_s\":3.25,"
+              "\"latency_max_us\":91.5,\"mb_per_s\":131.0,\"cpu_percent\":3.5,\"duration_s\":3.25,\"pause_s\":8.5,"
+              "\"saved\":14,\"not_saved\":15,\"not_saved_reason\":\"disk\","
               "\"first_frame\":7,\"last_frame\":306,\"end\":\"count\",\"late_from_us\":80.0,"
               "\"limits_broken\":[{\"option\":\"--max-lost\",\"key\":\"lost\",\"value\":3.0,\"limit\":2.0},"
               "{\"option\":\"--max-jitter-us\",\"key\":\"jitter_p99_us\",\"value\":null,\"limit\":2.5}],"
@@ -83,9 +89,10 @@ TEST(GrabReportTest, JsonHasNullForWhatWasNotMeasured) {
     std::ostringstream stream;
     host::printJson({}, stream);
     EXPECT_THAT(stream.str(), HasSubstr("\"images\":0,"));
-    for (const char* key : {"fps_mean", "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us",
-                            "latency_p50_us", "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent",
-                            "duration_s", "first_frame", "last_frame", "late_from_us"})
+    for (const char* key :
+         {"fps_mean", "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us", "latency_p50_us",
+          "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent", "duration_s", "pause_s", "saved", "not_saved",
+          "not_saved_reason", "first_frame", "last_frame", "late_from_us"})
         EXPECT_THAT(stream.str(), HasSubstr(std::string("\"").append(key).append("\":null")));
     EXPECT_THAT(stream.str(), HasSubstr("\"limits_broken\":[],\"findings\":[],\"findings_omitted\":0}"));
 }
@@ -111,7 +118,7 @@ TEST(JsonLinesTest, SecondHasItsOwnNumbersAndTheTotals) {
     numbers.second.latencyP99Us = 12.5;
     lines.onSecond(numbers);
     const auto second = parsed(stream);
-    EXPECT_EQ(second["schema"], 1);
+    EXPECT_EQ(second["schema"], 2);
     EXPECT_EQ(second["event"], "second");
     EXPECT_EQ(second["elapsed_s"], 2.5);
     EXPECT_EQ(second["length_s"], 1.5);
@@ -122,7 +129,7 @@ TEST(JsonLinesTest, SecondHasItsOwnNumbersAndTheTotals) {
     EXPECT_EQ(second["fps_mean"], 80.0);
     EXPECT_EQ(second["latency_p99_us"], 12.5);
     EXPECT_TRUE(second["period_p50_us"].is_null());
-    EXPECT_FALSE(second.contains("duration_s"));
+    EXPECT_FALSE(second.contains("duration_s") || second.contains("pause_s"));
 }
 
 TEST(JsonLinesTest, FrameHasItsTimesInTheUnitsOfItsKeys) {
@@ -143,10 +150,10 @@ TEST(JsonLinesTest, FrameHasItsTimesInTheUnitsOfItsKeys) {
     const host::FrameRow rows[] = {row, faked};
     lines.onFrames(rows);
     EXPECT_EQ(stream.str(),
-              "{\"schema\":1,\"event\":\"frame\",\"image\":3,\"number\":41,\"kind\":\"torn\",\"period_us\":10000.5,"
+              "{\"schema\":2,\"event\":\"frame\",\"image\":3,\"number\":41,\"kind\":\"torn\",\"period_us\":10000.5,"
               "\"latency_us\":55.0,\"time_stamp_ns\":9000000001,\"arrival_ns\":9000055001,\"record_counter\":42,"
               "\"record_time_stamp_us\":9000000}\n"
-              "{\"schema\":1,\"event\":\"frame\",\"image\":4,\"number\":null,\"kind\":\"faked\",\"period_us\":null,"
+              "{\"schema\":2,\"event\":\"frame\",\"image\":4,\"number\":null,\"kind\":\"faked\",\"period_us\":null,"
               "\"latency_us\":null,\"time_stamp_ns\":null,\"arrival_ns\":10,\"record_counter\":43,"
               "\"record_time_stamp_us\":9}\n");
 }
@@ -165,6 +172,42 @@ TEST(JsonLinesTest, LastLineIsTheWholeReport) {
     stream.str("");
     host::JsonLines(stream, true).printEnd(report, 17);
     EXPECT_EQ(parsed(stream)["frames_omitted"], 17);
+}
+
+std::string unverified(const GrabResults& results) {
+    std::ostringstream people;
+    tellUnverified(results, people);
+    return people.str();
+}
+
+TEST(GrabReportTest, WhatWasNotVerifiedIsToldWithItsReason) {
+    GrabResults results;
+    EXPECT_EQ(unverified(results), "");
+    results.images = results.simulated = 300;
+    EXPECT_EQ(unverified(results), "");
+    results.images = 306;
+    results.unverified = 6;
+    results.unverifiedBecause = {0, 1, 2, 0, 3};
+    EXPECT_EQ(unverified(results),
+              "dorven-host: not verified: 1 of 306 images: they are too small for a strip, which takes lines of 256 "
+              "bytes and more than 16 of them\n"
+              "dorven-host: not verified: 2 of 306 images: the simulator's lines have another length than the "
+              "camera's; give both the same --config\n"
+              "dorven-host: not verified: 3 of 306 images: they have no strip; a simulator makes such images with "
+              "--no-strip\n");
+}
+
+TEST(GrabReportTest, GrabInWhichNothingWasVerifiedSaysSo) {
+    GrabResults results;
+    results.images = results.faked = 5;
+    EXPECT_EQ(unverified(results), "dorven-host: no image of this grab was verified\n");
+    results.torn = 1;
+    EXPECT_EQ(
+        unverified(results),
+        "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a simulator "
+        "whose images are higher than the camera's\n");
+    results.simulated = 1;
+    EXPECT_EQ(unverified(results), "");
 }
 
 TEST(GrabReportTest, TableHasALinePerNumberWithItsUnit) {

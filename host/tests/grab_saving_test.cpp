@@ -42,7 +42,10 @@ protected:
         device.record.height = kFormat.height;
         device.record.bytesPerPixel = 1;
         device.record.frameTime = 0.5;
-        return host::Grab(device, _options, _people).run();
+        host::Grab grab(device, _options, _people);
+        const int exitCode = grab.run();
+        _results = grab.results();
+        return exitCode;
     }
     std::vector<nlohmann::json> sidecar() {
         std::vector<nlohmann::json> lines;
@@ -53,6 +56,7 @@ protected:
 
     test::TemporaryFolder _folder;
     host::HostOptions _options;
+    host::GrabResults _results;
     std::ostringstream _people;
 };
 
@@ -67,7 +71,7 @@ TEST_F(GrabSavingTest, SidecarTellsWhatIsKnownAboutEachImage) {
     EXPECT_EQ(lines[1]["frame_time_us"], 500000.0);
     EXPECT_EQ(lines[1]["kind"], "simulated");
     EXPECT_GE(lines[1]["arrival_ns"], lines[0]["arrival_ns"]);
-    EXPECT_THAT(_people.str(), HasSubstr("saving: 16 images may wait for the disk; takes 1 MB of memory\n"));
+    EXPECT_THAT(_people.str(), HasSubstr("saving: 16 images may wait to be saved; takes 1 MB of memory\n"));
 }
 
 TEST_F(GrabSavingTest, ImagesAroundTheFirstLostFrameAreSaved) {
@@ -78,6 +82,33 @@ TEST_F(GrabSavingTest, ImagesAroundTheFirstLostFrameAreSaved) {
     for (const auto& line : sidecar()) frames.push_back(line["frame_number"]);
     EXPECT_THAT(frames, ElementsAre(3, 4, 7, 8));
     EXPECT_THAT(_people.str(), HasSubstr(", the latest 2 are kept for a loss; takes 1 MB of memory\n"));
+}
+
+TEST_F(GrabSavingTest, ResultsTellWhatWasSavedAndWhatWasNot) {
+    _folder.file("image_000001.raw", "somebody's");
+    EXPECT_EQ(run({40, 41, 42}), host::kExitFailed);
+    EXPECT_EQ(_results.saved, 2u);
+    EXPECT_EQ(_results.notSaved, 1u);
+    EXPECT_STREQ(_results.notSavedReason, "error");
+    _options.outputFolder.clear();
+    EXPECT_EQ(run({40, 41}), host::kExitDone);
+    EXPECT_EQ(_results.saved, std::nullopt) << "nothing was to be saved";
+    EXPECT_EQ(_results.notSaved, std::nullopt);
+    EXPECT_EQ(_results.notSavedReason, nullptr);
+}
+
+TEST_F(GrabSavingTest, ImageWithoutPixelsThatWasToBeSavedFailsTheGrab) {
+    _options.imageCount = 2;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        self.deliver(nullptr);
+        self.deliver(simulated(1).data());
+    });
+    device.record.width = kFormat.width;
+    device.record.height = kFormat.height;
+    device.record.bytesPerPixel = 1;
+    EXPECT_EQ(host::Grab(device, _options, _people).run(), host::kExitFailed);
+    EXPECT_THAT(_people.str(), HasSubstr("dorven-host: image 0 came without pixels and cannot be saved\n"));
+    EXPECT_EQ(sidecar().size(), 1u);
 }
 
 TEST_F(GrabSavingTest, TooLittleMemoryEndsTheGrabBeforeItStarts) {

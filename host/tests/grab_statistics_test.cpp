@@ -1,5 +1,7 @@
 #include "grab_statistics.h"
 
+#include <initializer_list>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -86,17 +88,110 @@ TEST(GrabStatisticsTest, LatencyIsMeasuredOverImagesWithAStripAlone) {
     EXPECT_THAT(results.latencyP99Us, Optional(30.0));
 }
 
-TEST(GrabStatisticsTest, ImagesFromBeforeTheGrabAreCountedButNeitherTheirLatencyNorTheGapBehindThem) {
+TEST(GrabStatisticsTest, ImagesFromBeforeTheGrabAreStaleAndNoOtherNumberKnowsThem) {
     GrabStatistics statistics = begun(1'000'000);
-    statistics.add(simulated(5, 100'000, 1'100'000, 10));
-    statistics.add(simulated(6, 200'000, 1'200'000, 10));
-    statistics.add(simulated(400, 1'500'000, 1'520'000, 10));
+    EXPECT_TRUE(statistics.add(simulated(5, 100'000, 1'100'000, 10)).fromBefore);
+    ReceivedImage torn = simulated(6, 200'000, 1'200'000, 11);
+    torn.inspection.kind = ImageKind::torn;
+    EXPECT_TRUE(statistics.add(torn).fromBefore);
+    EXPECT_EQ(statistics.images(), 0u);
+    EXPECT_FALSE(statistics.add(simulated(400, 1'500'000, 1'520'000, 10)).fromBefore);
     statistics.add(simulated(401, 1'600'000, 1'620'000, 10));
     const GrabResults results = statistics.results();
-    EXPECT_EQ(results.images, 4u);
-    EXPECT_EQ(results.simulated, 4u);
-    EXPECT_EQ(results.lost, 0u);
+    EXPECT_EQ(results.images, 2u);
+    EXPECT_EQ(results.simulated, 2u);
+    EXPECT_EQ(results.torn + results.format + results.counter + results.lost, 0u);
+    EXPECT_EQ(results.stale, 2u);
     EXPECT_THAT(results.latencyP99Us, Optional(20.0));
+}
+
+TEST(GrabStatisticsTest, RatePeriodAndJitterBeginAtTheFirstFreshImage) {
+    GrabStatistics statistics = begun(1'000'000'000);
+    for (std::uint64_t number = 0; number < 100; ++number)  // all at once, from the ring
+        statistics.add(simulated(number, 1000 * (number + 1), 1'000'100'000 + static_cast<std::int64_t>(number)));
+    for (std::uint64_t number = 200; number <= 300; ++number)
+        statistics.add(simulated(number, number * 10'000'000, static_cast<std::int64_t>(number) * 10'000'000 + 50));
+    const GrabResults results = statistics.results();
+    EXPECT_THAT(results.fpsMean, Optional(DoubleEq(100.0)));
+    EXPECT_THAT(results.periodP50Us, Optional(DoubleNear(10'000.0, 2.5)));
+    EXPECT_THAT(results.jitterP99Us, Optional(DoubleNear(0.0, 0.1)));
+    EXPECT_EQ(results.stale, 100u);
+}
+
+// Stretches of a hundred images each, with these gaps between them.
+GrabStatistics withGaps(std::initializer_list<std::int64_t> gapsNs, std::int64_t periodNs = 10'000'000) {
+    GrabStatistics statistics = begun(0);
+    std::int64_t arrivalNs = 5;
+    const auto addHundred = [&] {
+        for (int number = 0; number < 100; ++number)
+            statistics.add(image(ImageKind::faked, arrivalNs += number == 0 ? 0 : periodNs, {}, 1'000'000));
+    };
+    addHundred();
+    for (const std::int64_t gapNs : gapsNs) {
+        arrivalNs += gapNs;
+        addHundred();
+    }
+    return statistics;
+}
+
+TEST(GrabStatisticsTest, PausesAreCountedAndLeftOutOfTheMeanRates) {
+    const GrabResults results = withGaps({2'000'000'001, 30'000'000'000}).results();
+    EXPECT_EQ(results.images, 300u);
+    EXPECT_EQ(results.pauses, 2u);
+    EXPECT_THAT(results.pauseS, Optional(DoubleEq(32.000000001)));
+    EXPECT_THAT(results.fpsMean, Optional(DoubleEq(100.0)));
+    EXPECT_THAT(results.mbPerS, Optional(DoubleEq(100.0)));
+    EXPECT_THAT(results.periodMaxUs, Optional(30'000'000.0)) << "a pause is a period too";
+}
+
+TEST(GrabStatisticsTest, GapOfTwoSecondsIsNoPause) {
+    const GrabResults results = withGaps({2'000'000'000}).results();
+    EXPECT_EQ(results.pauses, 0u);
+    EXPECT_THAT(results.pauseS, Optional(0.0));
+    EXPECT_THAT(results.fpsMean, Optional(DoubleEq(199 / (2 * 0.99 + 2.0))));
+}
+
+TEST(GrabStatisticsTest, GapOfASlowCameraIsAPauseFromThreeMedianPeriodsOn) {
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    const GrabResults slow = withGaps({2900'000'000}, kSecond).results();
+    EXPECT_EQ(slow.pauses, 0u);
+    const GrabResults paused = withGaps({3100'000'000}, kSecond).results();
+    EXPECT_EQ(paused.pauses, 1u);
+    EXPECT_THAT(paused.fpsMean, Optional(DoubleEq(1.0)));
+}
+
+TEST(GrabStatisticsTest, TimeWithoutAnImageBeforeTheEndIsAPauseToo) {
+    GrabStatistics statistics = withGaps({});
+    const std::int64_t lastNs = 5 + 99 * 10'000'000;
+    statistics.waitedUntil(lastNs + 2'000'000'000);
+    EXPECT_EQ(statistics.results().pauses, 0u);
+    statistics.waitedUntil(lastNs + 7'000'000'000);
+    EXPECT_EQ(statistics.results().pauses, 1u);
+    EXPECT_THAT(statistics.results().pauseS, Optional(DoubleEq(7.0)));
+    EXPECT_THAT(statistics.results().fpsMean, Optional(DoubleEq(100.0)));
+}
+
+TEST(GrabStatisticsTest, WithoutAMedianPeriodNothingIsAPause) {
+    GrabStatistics statistics = begun(0);
+    EXPECT_EQ(statistics.results().pauseS, std::nullopt);
+    statistics.waitedUntil(60'000'000'000);
+    EXPECT_EQ(statistics.results().pauses, 0u);
+    statistics.add(image(ImageKind::faked, 1));
+    EXPECT_EQ(statistics.results().pauses, 0u);
+    EXPECT_THAT(statistics.results().pauseS, Optional(0.0));
+}
+
+TEST(GrabStatisticsTest, ReasonsOfUnverifiedImagesAreCounted) {
+    GrabStatistics statistics = begun(0);
+    for (const auto reason :
+         {frames::Unverified::withoutStrip, frames::Unverified::tooSmall, frames::Unverified::withoutStrip}) {
+        ReceivedImage unverified = image(ImageKind::unverified, 30);
+        unverified.inspection.unverified = reason;
+        statistics.add(unverified);
+    }
+    const auto because = statistics.results().unverifiedBecause;
+    EXPECT_EQ(because[static_cast<std::size_t>(frames::Unverified::withoutStrip)], 2u);
+    EXPECT_EQ(because[static_cast<std::size_t>(frames::Unverified::tooSmall)], 1u);
 }
 
 TEST(GrabStatisticsTest, LossRepetitionAndOrderComeFromTheStrips) {

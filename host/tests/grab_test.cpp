@@ -63,6 +63,50 @@ TEST_F(GrabTest, EndsWhenTheWantedImagesHaveComeAndCountsNoMore) {
     EXPECT_THAT(people(), HasSubstr("900 x 20 pixels, 1 byte per pixel; fakes 200 images per second"));
 }
 
+// Images of a ring that was full before the grab began.
+void deliverLeftOver(ScriptedDevice& device, std::uint64_t count) {
+    const std::int64_t longAgoNs = platform_monotonicNanoseconds() - 60'000'000'000;
+    for (std::uint64_t number = 0; number < count; ++number) device.deliver(simulated(number, longAgoNs).data());
+}
+
+TEST_F(GrabTest, ImagesFromBeforeAreNeitherTheWantedOnesNorSaved) {
+    const test::TemporaryFolder folder;
+    _options.imageCount = 3;
+    _options.outputFolder = folder.path();
+    ScriptedDevice device([](ScriptedDevice& self) {
+        deliverLeftOver(self, 8);
+        for (std::uint64_t number = 50; number < 53; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().images, 3u);
+    EXPECT_EQ(_grab->results().stale, 8u);
+    EXPECT_EQ(_grab->saved().saved, 3u);
+    frames::GreyImage first;
+    std::string error;
+    ASSERT_TRUE(frames::readGreyImage(folder.path() + "/image_000000.png", first, error)) << error;
+    EXPECT_EQ(frames::inspectImage({first.pixels.data(), kFormat}).strip->frameNumber, 50u);
+}
+
+TEST_F(GrabTest, SimulatorThatHangsAndLeftImagesInItsRingEndsWithThree) {
+    _options.timeoutSeconds = 0.2;
+    _options.imageCount = 8;
+    ScriptedDevice device([](ScriptedDevice& self) { deliverLeftOver(self, 8); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_EQ(_grab->results().images, 0u);
+    EXPECT_THAT(people(),
+                HasSubstr("no image came for 0.2 s; 8 had waited from before the grab: the simulator may hang "
+                          "or be paused\n"));
+}
+
+TEST_F(GrabTest, FakedImageAfterImagesFromBeforeIsALostConnection) {
+    ScriptedDevice device([](ScriptedDevice& self) {
+        deliverLeftOver(self, 2);
+        std::vector<unsigned char> fake(kFormat.bytes(), 10);
+        self.deliver(fake.data());
+    });
+    EXPECT_EQ(run(device), host::kExitConnectionLost);
+}
+
 TEST_F(GrabTest, ConfigurationFileIsHandedToOpen) {
     _options.imageCount = 1;
     _options.configFile = "some/camera.ini";
@@ -171,7 +215,7 @@ TEST_F(GrabTest, ImageWithoutPixelsIsUnverifiedAndNotSaved) {
     _options.imageCount = 1;
     _options.outputFolder = folder.path();
     ScriptedDevice device([](ScriptedDevice& self) { self.deliver(nullptr); });
-    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(run(device), host::kExitFailed);
     EXPECT_EQ(_grab->results().unverified, 1u);
     EXPECT_EQ(_grab->saved().saved, 0u);
 }
@@ -410,6 +454,21 @@ TEST_F(GrabTest, EachImageIsARowInTheOrderOfArrival) {
     EXPECT_EQ(recorder.rows[2].kind, frames::ImageKind::torn);
     EXPECT_EQ(recorder.rows[2].number, 43u);
     EXPECT_EQ(_grab->framesOmitted(), 0u);
+}
+
+TEST_F(GrabTest, ImagesFromBeforeAreNoRows) {
+    Recorder recorder;
+    _observers = {&recorder};
+    _options.imageCount = 1;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        deliverLeftOver(self, 3);
+        self.deliver(simulated(50).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    ASSERT_EQ(recorder.rows.size(), 1u);
+    EXPECT_EQ(recorder.rows[0].image, 0u);
+    EXPECT_EQ(recorder.rows[0].number, 50u);
+    EXPECT_EQ(recorder.seconds.back().totals.stale, 3u);
 }
 
 // The observer holds up the thread that tells it, as a full pipe does; the camera's thread goes on.

@@ -152,6 +152,26 @@ TEST_F(ImageCheckTest, ImagesFromBeforeTheGrabAreStaleAndNothingElse) {
     EXPECT_EQ(_check.add(good(122)).latencyNs, kLatencyNs);
 }
 
+TEST_F(ImageCheckTest, SizeAndMissingStripOfImagesFromBeforeTheGrabAreNotJudged) {
+    const ReceivedImage noStrip = withoutStrip(92);
+    add({wider(good(90)), good(91)});
+    EXPECT_TRUE(_check.add(noStrip).fromBefore);
+    EXPECT_FALSE(_check.add(good(120)).fromBefore);
+    EXPECT_THAT(found(),
+                ElementsAre(one(FindingKind::stale, 90), one(FindingKind::stale, 91), one(FindingKind::stale, 92)));
+}
+
+TEST_F(ImageCheckTest, ImageWithoutAStripIsFreshUnlessItsTimeStampMayBeOnTheStripsClock) {
+    ReceivedImage longAgo = withoutStrip(88);
+    longAgo.arrivalNs += 60'000'000'000;
+    EXPECT_FALSE(_check.add(longAgo).fromBefore) << "no image waits for a minute: it is another clock";
+    EXPECT_TRUE(_check.add(withoutStrip(89)).fromBefore) << "no strip has told of the record's clock";
+    ReceivedImage otherClock = good(90);
+    otherClock.timeStampUs = 7;
+    EXPECT_TRUE(_check.add(otherClock).fromBefore);
+    EXPECT_FALSE(_check.add(withoutStrip(91)).fromBefore);
+}
+
 TEST_F(ImageCheckTest, ImageFromBeforeTheGrabTellsNoLatencyButIsTornWhenItIs) {
     EXPECT_EQ(_check.add(torn(90)).latencyNs, std::nullopt);
     EXPECT_THAT(found(), ElementsAre(one(FindingKind::torn, 90), one(FindingKind::stale, 90)));
@@ -262,7 +282,7 @@ TEST_F(ImageCheckTest, ImageWithoutAStripWhoseCounterIsFarOffMakesNoLoss) {
 }
 
 TEST_F(ImageCheckTest, ImagesWithoutAStripAreNoFindingWhereNoneHasOne) {
-    add({withoutStrip(1), withoutStrip(2), good(100)});
+    add({withoutStrip(100), withoutStrip(101), good(102)});
     EXPECT_THAT(found(), IsEmpty());
 }
 

@@ -1,8 +1,10 @@
 #include "image_saver.h"
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <thread>
 
@@ -45,7 +47,10 @@ host::FrameNote note(std::uint64_t image) {
 
 class ImageSaverTest : public testing::Test {
 protected:
-    ImageSaverTest() { _settings.folder = _folder.path(); }
+    ImageSaverTest() {
+        _settings.folder = _folder.path();
+        _settings.threads = 1;
+    }
 
     std::unique_ptr<ImageSaver> create(const frames::ImageFormat& expected = kFormat) {
         auto saver = ImageSaver::create(_settings, _error);
@@ -95,7 +100,7 @@ TEST_F(ImageSaverTest, ImagesAndTheirLinesAreOnDiskAfterFinish) {
     EXPECT_THAT(saved("image_000000.png"), Each(7));
     EXPECT_THAT(saved("image_1234567.png"), Each(9));
     EXPECT_EQ(saver->outcome().saved, 2u);
-    EXPECT_EQ(saver->outcome().dropped, 0u);
+    EXPECT_EQ(saver->outcome().dropped(), 0u);
     EXPECT_THAT(sidecar(), ElementsAre(0, 1234567));
 }
 
@@ -132,13 +137,18 @@ class HeldDisk {
 public:
     HeldDisk()
         : _fault(fault_WriteFile, [this](HANDLE file, LPCVOID buffer, DWORD size, DWORD* written, OVERLAPPED* other) {
+              _entered = true;
               while (!_released) std::this_thread::yield();
               return real_WriteFile(file, buffer, size, written, other);
           }) {}
     ~HeldDisk() { release(); }
     void release() { _released = true; }
+    void waitForAnImage() const {
+        while (!_entered) std::this_thread::yield();
+    }
 
 private:
+    std::atomic<bool> _entered{false};
     std::atomic<bool> _released{false};
     test::Fault<decltype(fault_WriteFile)> _fault;
 };
@@ -148,12 +158,193 @@ TEST_F(ImageSaverTest, WhatDoesNotFitIntoTheQueueIsCountedAndTheRestIsSaved) {
     const auto saver = create();
     EXPECT_EQ(saver->queueCapacity(), 16u);
     for (std::uint64_t image = 0; image < 20; ++image) offer(*saver, image);
-    EXPECT_EQ(saver->outcome().dropped, 4u);
+    EXPECT_EQ(saver->outcome().dropped(), 4u);
     disk.release();
     saver->finish();
     EXPECT_EQ(saver->outcome().saved, 16u);
-    EXPECT_EQ(saver->outcome().dropped, 4u);
+    EXPECT_EQ(saver->outcome().dropped(), 4u);
     EXPECT_EQ(sidecar().size(), 16u);
+}
+
+// Encodes as the real one does, once the test lets it, and counts who is inside.
+class HeldEncoder {
+public:
+    host::ImageEncoder encoder() {
+        return [this](const frames::ImageView& image, ImageFileFormat format, std::vector<std::uint8_t>& file,
+                      std::string& error, int level) {
+            ++_entered;
+            while (!_mayEnd(image.pixels[0])) std::this_thread::yield();
+            _level = level;
+            const bool good = frames::encodeImage(image, format, file, error, level);
+            ++_left;
+            return good;
+        };
+    }
+    /// @param mayEnd  Asked again and again, with the image's position, by all threads.
+    explicit HeldEncoder(std::function<bool(int image)> mayEnd) : _mayEnd(std::move(mayEnd)) {}
+    HeldEncoder() : HeldEncoder([this](int) { return _released.load(); }) {}
+
+    void release() { _released = true; }
+    int entered() const { return _entered; }
+    int left() const { return _left; }
+    int level() const { return _level; }
+
+private:
+    std::function<bool(int image)> _mayEnd;
+    std::atomic<bool> _released{false};
+    std::atomic<int> _entered{0}, _left{0}, _level{-1};
+};
+
+TEST_F(ImageSaverTest, AsManyImagesAreEncodedAtOnceAsThereAreThreads) {
+    HeldEncoder encoder;
+    _settings.encode = encoder.encoder();
+    _settings.threads = 3;
+    const auto saver = create();
+    EXPECT_EQ(saver->threads(), 3u);
+    for (std::uint64_t image = 0; image < 8; ++image) offer(*saver, image);
+    while (encoder.entered() < 3) std::this_thread::yield();
+    EXPECT_EQ(encoder.left(), 0);
+    encoder.release();
+    saver->finish();
+    EXPECT_EQ(saver->outcome().saved, 8u);
+}
+
+TEST_F(ImageSaverTest, FilesAndLinesComeInTheOrderOfTheImagesThoughTheFirstTakesLongest) {
+    std::unique_ptr<HeldEncoder> encoder;
+    encoder = std::make_unique<HeldEncoder>([&](int image) { return image != 0 || encoder->left() >= 2; });
+    _settings.encode = encoder->encoder();
+    _settings.threads = 3;
+    const auto saver = create();
+    for (std::uint64_t image = 0; image < 12; ++image) offer(*saver, image);
+    saver->finish();
+    EXPECT_THAT(sidecar(), ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11));
+}
+
+TEST_F(ImageSaverTest, ManyImagesOfManyThreadsAreAllThereInOrder) {
+    _settings.threads = 4;
+    const auto saver = create({64, 40, 1});
+    for (std::uint64_t image = 0; image < 200; ++image) {
+        while (image - saver->outcome().saved >= saver->queueCapacity()) std::this_thread::yield();
+        // Some are flat, and take less time.
+        std::vector<std::uint8_t> bytes(std::size_t{64} * 40, static_cast<std::uint8_t>(image));
+        for (std::size_t byte = 0; image % 3 == 0 && byte < bytes.size(); ++byte)
+            bytes[byte] = static_cast<std::uint8_t>(byte * byte / 7);
+        saver->offer(view(bytes, 64), note(image), false);
+    }
+    saver->finish();
+    EXPECT_EQ(saver->outcome().saved, 200u);
+    const std::vector<int> lines = sidecar();
+    EXPECT_EQ(lines.size(), 200u);
+    EXPECT_TRUE(std::ranges::is_sorted(lines));
+}
+
+TEST_F(ImageSaverTest, ImageThatCannotBeEncodedHoldsUpNoOther) {
+    _settings.threads = 3;
+    const auto saver = create();
+    for (std::uint64_t image = 0; image < 6; ++image) {
+        const std::vector<std::uint8_t> bytes(10, 7);
+        saver->offer(view(bytes, 2, image % 2 == 0 ? 5 : 1), note(image), false);
+    }
+    saver->finish();
+    EXPECT_EQ(saver->outcome().failed, 3u);
+    EXPECT_THAT(saver->outcome().firstError, HasSubstr("image_000000.png: PNG has no form"));
+    EXPECT_THAT(sidecar(), ElementsAre(1, 3, 5));
+}
+
+TEST_F(ImageSaverTest, CompressorThatCannotKeepUpIsNamedAsTheReason) {
+    HeldEncoder encoder;
+    _settings.encode = encoder.encoder();
+    const auto saver = create();
+    for (std::uint64_t image = 0; image < 20; ++image) offer(*saver, image);
+    EXPECT_EQ(saver->outcome().droppedByCompressor, 4u);
+    EXPECT_EQ(saver->outcome().droppedByDisk, 0u);
+    EXPECT_EQ(saver->outcome().notSaved(), 4u);
+    EXPECT_STREQ(saver->outcome().reason(), "compressor");
+    encoder.release();
+}
+
+TEST_F(ImageSaverTest, DiskThatCannotKeepUpIsNamedAsTheReason) {
+    for (const auto format : {ImageFileFormat::png, ImageFileFormat::raw}) {
+        _settings.fileFormat = format;
+        _settings.existing = host::ExistingFile::replace;
+        HeldDisk disk;
+        const auto saver = create();
+        offer(*saver, 0);
+        disk.waitForAnImage();
+        for (std::uint64_t image = 1; image < 20; ++image) offer(*saver, image);
+        EXPECT_EQ(saver->outcome().droppedByDisk, 4u);
+        EXPECT_EQ(saver->outcome().droppedByCompressor, 0u);
+        EXPECT_STREQ(saver->outcome().reason(), "disk");
+        disk.release();
+        saver->finish();
+    }
+}
+
+TEST(ImageSaverOutcomeTest, ReasonIsWhatCostTheMostImages) {
+    ImageSaver::Outcome outcome;
+    EXPECT_EQ(outcome.reason(), nullptr);
+    outcome.droppedByDisk = 2;
+    EXPECT_STREQ(outcome.reason(), "disk");
+    outcome.droppedByCompressor = 3;
+    EXPECT_STREQ(outcome.reason(), "compressor");
+    outcome.failed = 3;
+    EXPECT_STREQ(outcome.reason(), "error");
+    EXPECT_EQ(outcome.notSaved(), 8u);
+}
+
+TEST_F(ImageSaverTest, PngLevelReachesTheEncoder) {
+    HeldEncoder encoder;
+    encoder.release();
+    _settings.encode = encoder.encoder();
+    _settings.pngLevel = 7;
+    const auto saver = create();
+    offer(*saver, 0);
+    saver->finish();
+    EXPECT_EQ(encoder.level(), 7);
+}
+
+TEST_F(ImageSaverTest, FurtherThreadsHaveToFindRoomInTheMemory) {
+    const frames::ImageFormat megabyte{1000, 1000, 1};
+    struct Row {
+        std::size_t megabytes, threads, queue;
+    };
+    for (const Row& row : {
+             Row{1,   1, 1 },
+             Row{8,   1, 8 },
+             Row{9,   2, 4 },
+             Row{100, 4, 16}
+    }) {
+        _settings.threads = 4;
+        _settings.memoryBytes = row.megabytes * 1'000'000;
+        const auto saver = create(megabyte);
+        EXPECT_EQ(saver->threads(), row.threads) << row.megabytes;
+        EXPECT_EQ(saver->queueCapacity(), row.queue) << row.megabytes;
+        saver->finish();
+    }
+    _settings.threads = 12;
+    EXPECT_EQ(create()->queueCapacity(), 24u) << "each thread has one to work on and one that waits";
+    _settings.threads = 0;
+    EXPECT_GE(create()->threads(), 1u);
+    _settings.fileFormat = ImageFileFormat::raw;
+    _settings.threads = 4;
+    EXPECT_EQ(create()->threads(), 1u) << "there is nothing to compress";
+}
+
+TEST_F(ImageSaverTest, ImageWithoutPixelsFailsWhereItWasToBeSaved) {
+    _settings.every = 2;
+    _settings.aroundLoss = 2;
+    const auto saver = create();
+    for (std::uint64_t image = 0; image < 8; ++image) {
+        if (image == 2 || image == 3 || image == 5) {
+            saver->offer({nullptr, kFormat}, note(image), image >= 6);
+        } else {
+            offer(*saver, image, image >= 6);
+        }
+    }
+    saver->finish();
+    EXPECT_EQ(saver->outcome().failed, 2u) << "3 was not wanted, 2 by its number, 5 since it came before the loss";
+    EXPECT_EQ(saver->outcome().firstError, "image 2 came without pixels and cannot be saved");
+    EXPECT_THAT(sidecar(), ElementsAre(0, 4, 6, 7));
 }
 
 TEST_F(ImageSaverTest, PlaceInTheQueueIsFreeAgainOnceItsImageIsWritten) {
@@ -162,7 +353,7 @@ TEST_F(ImageSaverTest, PlaceInTheQueueIsFreeAgainOnceItsImageIsWritten) {
         offer(*saver, image);
         while (saver->outcome().saved <= image) std::this_thread::yield();
     }
-    EXPECT_EQ(saver->outcome().dropped, 0u);
+    EXPECT_EQ(saver->outcome().dropped(), 0u);
 }
 
 TEST_F(ImageSaverTest, ImagesBeforeAndAfterTheFirstLossAreSavedAndNoOthers) {
@@ -220,7 +411,7 @@ TEST_F(ImageSaverTest, ImagesAroundTheLossAreKeptHoweverFarTheDiskIsBehind) {
     for (int image = 0; image < 16; ++image) expected.push_back(image);
     for (int image = 30; image < 70; ++image) expected.push_back(image);
     EXPECT_THAT(sidecar(), testing::ElementsAreArray(expected));
-    EXPECT_EQ(saver->outcome().dropped, 44u);
+    EXPECT_EQ(saver->outcome().dropped(), 44u);
 }
 
 TEST_F(ImageSaverTest, MemoryIsSetAsideAtOnceAndTheLimitNamed) {
@@ -361,6 +552,7 @@ TEST_F(ImageSaverTest, ImageThatCannotBeCopiedThrowsAndLeavesThePlaceInTheQueue)
     saver->offer(view(bytes, 4), note(1), false);
     saver->finish();
     EXPECT_EQ(saver->outcome().saved, 1u);
+    EXPECT_EQ(saver->outcome().notSaved(), 1u);
 }
 
 TEST_F(ImageSaverTest, FinishesWithoutImagesAndTwice) {

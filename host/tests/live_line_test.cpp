@@ -36,6 +36,17 @@ TEST(LiveLineTest, HasAllNumbersWithTheirUnits) {
               "latency 0.05/0.09 ms  CPU 3 %");
 }
 
+TEST(LiveLineTest, NamesUnverifiedImagesAndWhyMostOfThemAre) {
+    SecondNumbers some = numbers();
+    some.totals.unverified = 120;
+    some.totals.unverifiedBecause = {0, 0, 20, 0, 100};
+    EXPECT_THAT(liveLine(some, 0, 200, true),
+                HasSubstr("faked 2\x1B[0m  \x1B[31munverified 120 (no strip)\x1B[0m  period"));
+    some.totals.unverifiedBecause = {0, 0, 120, 0, 0};
+    EXPECT_THAT(liveLine(some, 0, 200, false), HasSubstr("  unverified 120 (other lines)  "));
+    EXPECT_THAT(liveLine(numbers(), 0, 200, false), Not(HasSubstr("unverified")));
+}
+
 TEST(LiveLineTest, HasADashForWhatWasNotMeasured) {
     EXPECT_EQ(liveLine({}, 0, 200, true),
               "0 images  -/s  lost 0  repeated 0  torn 0  faked 0  period -/-/- ms  latency -/- ms  CPU - %");

@@ -26,6 +26,8 @@ protected:
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
+    std::ptrdiff_t fileCount() const { return std::distance(std::filesystem::directory_iterator(_folder.path()), {}); }
+
     test::TemporaryFolder _folder;
     std::string _path = _folder.path("out.bin");
     std::string _error;
@@ -45,7 +47,17 @@ TEST_F(OutputFileTest, ExistingFileIsKeptUnlessItMayBeReplaced) {
     EXPECT_EQ(content(_path), "old");
     EXPECT_TRUE(write(_path, "new", ExistingFile::replace)) << _error;
     EXPECT_EQ(content(_path), "new");
-    EXPECT_FALSE(std::filesystem::exists(_path + ".part"));
+    EXPECT_EQ(fileCount(), 1);
+}
+
+// A name that can be foreseen is somebody's: a file of the user's, or a link that was planted.
+TEST_F(OutputFileTest, OwnFileWithTheNameOfAPartIsKept) {
+    ASSERT_TRUE(write(_path, "old"));
+    const std::string part = _folder.file("out.bin.part", "the user's");
+    EXPECT_TRUE(write(_path, "new", ExistingFile::replace)) << _error;
+    EXPECT_EQ(content(_path), "new");
+    EXPECT_EQ(content(part), "the user's");
+    EXPECT_EQ(fileCount(), 2);
 }
 
 TEST_F(OutputFileTest, FolderOfThatNameIsNeverReplaced) {
@@ -53,7 +65,7 @@ TEST_F(OutputFileTest, FolderOfThatNameIsNeverReplaced) {
     EXPECT_FALSE(write(_path, "new"));
     EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
     EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: access is denied, or a folder has that name"));
-    EXPECT_FALSE(std::filesystem::exists(_path + ".part"));
+    EXPECT_EQ(fileCount(), 1);
 }
 
 TEST_F(OutputFileTest, MissingFolderIsNamedAsTheReason) {
@@ -63,11 +75,14 @@ TEST_F(OutputFileTest, MissingFolderIsNamedAsTheReason) {
 
 TEST_F(OutputFileTest, FileThatAnotherWritesIsRefused) {
     GrowingFile other;
-    ASSERT_TRUE(other.open(_path + ".part", ExistingFile::refuse, _error));
-    ASSERT_TRUE(write(_path, "old"));
+    ASSERT_TRUE(other.open(_path, ExistingFile::refuse, _error));
+    ASSERT_TRUE(other.append("old", _error));
+    GrowingFile second;
     EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
-    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program is writing it"));
+    EXPECT_FALSE(second.open(_path, ExistingFile::replace, _error));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program has it open"));
     EXPECT_EQ(content(_path), "old");
+    EXPECT_EQ(fileCount(), 1);
 }
 
 TEST_F(OutputFileTest, GrowingFileHasItsPiecesAtOnce) {
@@ -83,6 +98,50 @@ TEST_F(OutputFileTest, GrowingFileHasItsPiecesAtOnce) {
     EXPECT_FALSE(file.open(_path, ExistingFile::refuse, _error));
     EXPECT_TRUE(file.open(_path, ExistingFile::replace, _error));
     EXPECT_EQ(content(_path), "");
+}
+
+// As most programs open a file to read it: they let others write it, and on Windows do not let it be removed.
+TEST_F(OutputFileTest, GrowingFileThatReplacedOneIsReadWhileItGrows) {
+    ASSERT_TRUE(write(_path, "old"));
+    GrowingFile file;
+    ASSERT_TRUE(file.open(_path, ExistingFile::replace, _error)) << _error;
+    EXPECT_TRUE(file.append("one\n", _error)) << _error;
+    std::ifstream reader(_path, std::ios::binary);
+    std::string line;
+    EXPECT_TRUE(std::getline(reader, line));
+    EXPECT_EQ(line, "one");
+    EXPECT_TRUE(file.append("two\n", _error)) << _error;
+    EXPECT_TRUE(std::getline(reader, line));
+    EXPECT_EQ(line, "two");
+    file.close();
+    EXPECT_EQ(content(_path), "one\ntwo\n");
+    EXPECT_EQ(fileCount(), 1);
+}
+
+TEST_F(OutputFileTest, GrowingFileThatReplacedOneIsLeftAloneByOtherWriters) {
+    ASSERT_TRUE(write(_path, "old"));
+    GrowingFile file;
+    ASSERT_TRUE(file.open(_path, ExistingFile::replace, _error)) << _error;
+    ASSERT_TRUE(file.append("one\n", _error)) << _error;
+    EXPECT_FALSE(write(_path, "new", ExistingFile::replace));
+    GrowingFile second;
+    EXPECT_FALSE(second.open(_path, ExistingFile::replace, _error));
+    EXPECT_THAT(_error, EndsWith("out.bin: cannot be written: another program has it open"));
+    EXPECT_EQ(content(_path), "one\n");
+}
+
+// Windows keeps a file in its place while somebody reads it who does not let it be removed.
+TEST_F(OutputFileTest, FileThatIsBeingReadIsReplacedOrNamedAsOpen) {
+    ASSERT_TRUE(write(_path, "old"));
+    std::ifstream reader(_path, std::ios::binary);
+    if (!write(_path, "new", ExistingFile::replace)) {
+        EXPECT_EQ(_error, _path + ": cannot be written: another program has it open");
+        EXPECT_EQ(content(_path), "old");
+    }
+    EXPECT_EQ(fileCount(), 1);
+    reader.close();
+    EXPECT_TRUE(write(_path, "new", ExistingFile::replace)) << _error;
+    EXPECT_EQ(content(_path), "new");
 }
 
 }  // namespace

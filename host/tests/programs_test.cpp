@@ -64,10 +64,11 @@ TEST_F(ProgramsTest, JsonOfAGrabHasTheDocumentedKeysAndNoOther) {
     for (const auto& item : object.items()) keys.push_back(item.key());
     EXPECT_THAT(
         keys, ElementsAre("schema", "images", "simulated", "faked", "unverified", "lost", "repeated", "reordered",
-                          "torn", "stale", "format", "counter", "time_back", "late", "stopped", "restarts", "fps_mean",
-                          "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us", "latency_p50_us",
-                          "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent", "duration_s", "first_frame",
-                          "last_frame", "end", "late_from_us", "limits_broken", "findings", "findings_omitted"));
+                          "torn", "stale", "format", "counter", "time_back", "late", "stopped", "restarts", "pauses",
+                          "fps_mean", "period_p50_us", "period_p99_us", "period_max_us", "jitter_p99_us",
+                          "latency_p50_us", "latency_p99_us", "latency_max_us", "mb_per_s", "cpu_percent", "duration_s",
+                          "pause_s", "saved", "not_saved", "not_saved_reason", "first_frame", "last_frame", "end",
+                          "late_from_us", "limits_broken", "findings", "findings_omitted"));
 }
 
 TEST_F(ProgramsTest, KeptLimitsEndWithZeroAndBrokenOnesWithOneAndTheirNames) {
@@ -92,6 +93,34 @@ TEST_F(ProgramsTest, KeptLimitsEndWithZeroAndBrokenOnesWithOneAndTheirNames) {
     EXPECT_GT(data()["late"], 0);
 }
 
+TEST_F(ProgramsTest, ImagesWithoutAStripBreakALimitThatCountsImages) {
+    auto simulator = startSimulator({"--size", kSize, "--no-ask", "--fps", "50", "--no-strip"});
+    EXPECT_EQ(startGrab({"--count", "20", "--max-lost", "0"}).join(60s), host::kExitFailed) << people();
+    EXPECT_EQ(data()["limits_broken"][0]["option"], "--max-unverified");
+    EXPECT_THAT(people(), HasSubstr("dorven-host: not verified: 20 of 20 images: they have no strip"));
+    EXPECT_EQ(startGrab({"--count", "20", "--max-lost", "0", "--max-unverified", "20"}).join(60s), 0) << people();
+    simulator.kill();
+}
+
+TEST_F(ProgramsTest, SimulatorWithLargerImagesBreaksALimitThatCountsImagesAndTheReasonIsNamed) {
+    auto simulator = startSimulator({"--size", "1280x1024", "--no-ask", "--fps", "50"});
+    EXPECT_EQ(startGrab({"--count", "20", "--min-images", "20"}).join(60s), host::kExitFailed);
+    simulator.kill();
+    EXPECT_EQ(data()["unverified"], 20);
+    EXPECT_THAT(people(), HasSubstr("not verified: 20 of 20 images: the simulator's lines have another length"));
+    EXPECT_THAT(people(), HasSubstr("dorven-host: no image of this grab was verified\n"));
+}
+
+TEST_F(ProgramsTest, RateIsTheTrueOneHoweverManyImagesWaitedInTheRing) {
+    auto simulator = startSimulator({"--size", kSize, "--no-ask", "--fps", "100", "--lines", "100"});
+    std::this_thread::sleep_for(2s);  // the ring is full by now
+    EXPECT_EQ(startGrab({"--count", "200", "--min-fps", "105"}).join(60s), host::kExitFailed) << people();
+    simulator.kill();
+    EXPECT_EQ(data()["images"], 200);
+    EXPECT_GE(data()["stale"], 50);
+    EXPECT_LT(data()["fps_mean"], 105.0);
+}
+
 TEST_F(ProgramsTest, BrokenLimitDoesNotHideThatNoImageCame) {
     auto host = startGrab({"--timeout", "0.3", "--min-images", "1"});
     EXPECT_EQ(host.join(60s), host::kExitNoImage);
@@ -111,7 +140,7 @@ TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
     for (std::string line; std::getline(file, line);) {
         object = nlohmann::json::parse(line, nullptr, false);
         ASSERT_TRUE(object.is_object()) << line;
-        EXPECT_EQ(object["schema"], 1);
+        EXPECT_EQ(object["schema"], 2);
         if (object["event"] == "frame") {
             EXPECT_EQ(object["image"], events["frame"]);
         }

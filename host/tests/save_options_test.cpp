@@ -1,3 +1,5 @@
+#include "save_options.h"
+
 #include <sstream>
 #include <vector>
 
@@ -29,6 +31,7 @@ protected:
 TEST_F(SaveOptionsTest, SavingHasSensibleDefaults) {
     EXPECT_EQ(parse({"grab", "--output", "x"}), std::nullopt);
     EXPECT_EQ(_options.saveFormat, "png");
+    EXPECT_EQ(_options.pngLevel, 1u);
     EXPECT_EQ(_options.saveEvery, 1u);
     EXPECT_EQ(_options.aroundLoss, 0u);
     EXPECT_EQ(_options.saveMemoryMb, 1000u);
@@ -37,7 +40,7 @@ TEST_F(SaveOptionsTest, SavingHasSensibleDefaults) {
 
 TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
     EXPECT_EQ(parse({"grab", "--output", "x", "--format", "pgm", "--every", "7", "--around-loss", "50", "--save-memory",
-                     "200", "--force"}),
+                     "200", "--png-level", "9", "--force"}),
               std::nullopt)
         << _people.str();
     EXPECT_EQ(_options.saveFormat, "pgm");
@@ -45,6 +48,35 @@ TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
     EXPECT_EQ(_options.aroundLoss, 50u);
     EXPECT_EQ(_options.saveMemoryMb, 200u);
     EXPECT_TRUE(_options.force);
+    EXPECT_EQ(_options.pngLevel, 9u);
+    EXPECT_EQ(saveSettingsOf(_options).pngLevel, 9);
+}
+
+TEST_F(SaveOptionsTest, WhatCouldNotKeepUpIsToldWithItsCure) {
+    const auto told = [this](host::ImageSaver::Outcome outcome) {
+        _people.str("");
+        tellSaved(_options, outcome, _people);
+        return _people.str();
+    };
+    host::ImageSaver::Outcome outcome;
+    outcome.saved = 7;
+    EXPECT_EQ(parse({"grab", "--output", "x"}), std::nullopt);
+    EXPECT_EQ(told(outcome), "saved 7 images in x\n");
+    outcome.droppedByCompressor = 5;
+    EXPECT_EQ(told(outcome),
+              "saved 7 images in x; the PNG compressor could not keep up with 5 more: try --png-level 0, --format raw "
+              "or a greater --every\n");
+    outcome.droppedByDisk = 3;
+    EXPECT_THAT(told(outcome), HasSubstr("--every; the disk could not keep up with 3 more: try a faster one or a "
+                                         "greater --every\n"));
+    EXPECT_EQ(parse({"grab", "--output", "x", "--png-level", "0"}), std::nullopt);
+    EXPECT_THAT(told(outcome), HasSubstr("with 5 more: try --format raw or a greater --every; "));
+    EXPECT_THAT(told(outcome), HasSubstr("with 3 more: try a faster one, --png-level 1 or a greater --every\n"));
+    EXPECT_EQ(parse({"grab", "--output", "x", "--format", "raw"}), std::nullopt);
+    outcome.droppedByCompressor = 0;
+    EXPECT_EQ(told(outcome),
+              "saved 7 images in x; the disk could not keep up with 3 more: try a faster one, --format "
+              "png or a greater --every\n");
 }
 
 TEST_F(SaveOptionsTest, AroundLossAloneSavesNoOthers) {
@@ -73,6 +105,8 @@ TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
         {{"grab", "--around-loss", "5"},                      "--output"                             },
         {{"grab", "--save-memory", "5"},                      "--output"                             },
         {{"grab", "--force"},                                 "--output"                             },
+        {{"grab", "--png-level", "1"},                        "--output"                             },
+        {{"grab", "--output", "x", "--png-level", "10"},      "'10' is not a number from 0 to 9"     },
         {{"grab", "--output", "x", "--around-loss", "0"},     "--around-loss: '0' is not a number"   },
         {{"grab", "--output", "x", "--around-loss", "10001"}, "1 to 10000"                           },
         {{"grab", "--output", "x", "--save-memory", "0"},     "1 to 1000000"                         },

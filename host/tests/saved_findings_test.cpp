@@ -71,6 +71,16 @@ TEST(SavedFindingsTest, WhatGrabPrintedComesBack) {
     EXPECT_TRUE(result.evidence.judgesLateness);
 }
 
+TEST(SavedFindingsTest, WhatAnEarlierVersionPrintedIsReadToo) {
+    auto object = nlohmann::json::parse(printed(report()));
+    EXPECT_EQ(object["schema"], 2);
+    object["schema"] = 1;
+    for (const char* const key : {"pauses", "pause_s"}) object.erase(key);
+    const Read result = read(object.dump());
+    ASSERT_TRUE(result.good) << result.error;
+    EXPECT_EQ(result.evidence.findings, report().findings.kept());
+}
+
 TEST(SavedFindingsTest, LastOfSeveralLinesCounts) {
     std::ostringstream stream;
     host::JsonLines lines(stream, false);
@@ -110,25 +120,26 @@ TEST(SavedFindingsTest, DeepNestingIsRefusedWithoutGoingDown) {
 // Each change makes the result one that cannot be read.
 TEST(SavedFindingsTest, WrongValuesAreRefusedWithTheirKey) {
     const std::pair<const char*, const char*> changes[] = {
-        {R"([{"op":"replace","path":"/schema","value":2}])",                     "\"schema\" is another one than 1"},
-        {R"([{"op":"replace","path":"/schema","value":"1"}])",                   "\"schema\" is not a number"      },
-        {R"([{"op":"remove","path":"/restarts"}])",                              "\"restarts\" is missing"         },
-        {R"([{"op":"replace","path":"/restarts","value":1}])",                   "the simulator began anew"        },
-        {R"([{"op":"replace","path":"/findings_omitted","value":7}])",           "7 were left out"                 },
-        {R"([{"op":"replace","path":"/findings","value":{}}])",                  "\"findings\" is not a list"      },
-        {R"([{"op":"replace","path":"/findings/0","value":3}])",                 "something else than objects"     },
-        {R"([{"op":"replace","path":"/findings/0/finding","value":"gone"}])",    "of an unknown kind"              },
-        {R"([{"op":"replace","path":"/findings/0/finding","value":3}])",         "of an unknown kind"              },
-        {R"([{"op":"remove","path":"/findings/0/finding"}])",                    "\"finding\" is missing"          },
-        {R"([{"op":"replace","path":"/findings/0/first","value":-8}])",          "\"first\" is not a number"       },
-        {R"([{"op":"replace","path":"/findings/0/last","value":7}])",            "\"last\" is smaller"             },
-        {R"([{"op":"remove","path":"/findings/2/latency_us"}])",                 "\"latency_us\" is missing"       },
-        {R"([{"op":"replace","path":"/findings/2/latency_us","value":"soon"}])", "\"latency_us\" is not a number"  },
-        {R"([{"op":"replace","path":"/findings/2/latency_us","value":null}])",   "\"latency_us\" is null"          },
-        {R"([{"op":"replace","path":"/last_frame","value":4}])",                 "\"last_frame\" is smaller"       },
-        {R"([{"op":"replace","path":"/last_frame","value":null}])",              "\"last_frame\" is not a number"  },
-        {R"([{"op":"remove","path":"/first_frame"}])",                           "\"first_frame\" is missing"      },
-        {R"([{"op":"replace","path":"/late_from_us","value":"x"}])",             "\"late_from_us\" is not a number"},
+        {R"([{"op":"replace","path":"/schema","value":0}])",                     "\"schema\" is 0; known are 1 to 2"},
+        {R"([{"op":"replace","path":"/schema","value":3}])",                     "\"schema\" is 3; known are 1 to 2"},
+        {R"([{"op":"replace","path":"/schema","value":"1"}])",                   "\"schema\" is not a number"       },
+        {R"([{"op":"remove","path":"/restarts"}])",                              "\"restarts\" is missing"          },
+        {R"([{"op":"replace","path":"/restarts","value":1}])",                   "the simulator began anew"         },
+        {R"([{"op":"replace","path":"/findings_omitted","value":7}])",           "7 were left out"                  },
+        {R"([{"op":"replace","path":"/findings","value":{}}])",                  "\"findings\" is not a list"       },
+        {R"([{"op":"replace","path":"/findings/0","value":3}])",                 "something else than objects"      },
+        {R"([{"op":"replace","path":"/findings/0/finding","value":"gone"}])",    "of an unknown kind"               },
+        {R"([{"op":"replace","path":"/findings/0/finding","value":3}])",         "of an unknown kind"               },
+        {R"([{"op":"remove","path":"/findings/0/finding"}])",                    "\"finding\" is missing"           },
+        {R"([{"op":"replace","path":"/findings/0/first","value":-8}])",          "\"first\" is not a number"        },
+        {R"([{"op":"replace","path":"/findings/0/last","value":7}])",            "\"last\" is smaller"              },
+        {R"([{"op":"remove","path":"/findings/2/latency_us"}])",                 "\"latency_us\" is missing"        },
+        {R"([{"op":"replace","path":"/findings/2/latency_us","value":"soon"}])", "\"latency_us\" is not a number"   },
+        {R"([{"op":"replace","path":"/findings/2/latency_us","value":null}])",   "\"latency_us\" is null"           },
+        {R"([{"op":"replace","path":"/last_frame","value":4}])",                 "\"last_frame\" is smaller"        },
+        {R"([{"op":"replace","path":"/last_frame","value":null}])",              "\"last_frame\" is not a number"   },
+        {R"([{"op":"remove","path":"/first_frame"}])",                           "\"first_frame\" is missing"       },
+        {R"([{"op":"replace","path":"/late_from_us","value":"x"}])",             "\"late_from_us\" is not a number" },
     };
     const auto good = nlohmann::json::parse(printed(report()));
     for (const auto& [patch, error] : changes) {

@@ -71,6 +71,33 @@ TEST_F(SavingProgramsTest, SixteenBitImagesAreSavedWithoutLossInEveryFormat) {
     EXPECT_EQ(image.width, 450u);
 }
 
+// One image may wait, so that one thread compresses: the slowest machine that draws images at this rate, and the
+// fastest that compresses noise, are still far apart.
+TEST_F(SavingProgramsTest, ImagesThatCouldNotBeSavedFailTheGrabAndAreNamed) {
+    auto simulator = test::ChildProcess::program(
+        "dorven-simulator",
+        {"--size", "1280x1024", "--pattern", "noise", "--fps", "500", "--lines", "50", "--late", "burst"});
+    const std::string config = _folder.file("large.ini", "[image]\nimage_size_x=1280\nimage_size_y=1024\n");
+    const auto grab = [&](const std::string& output, test::Arguments more) {
+        test::Arguments arguments{"grab",     "--config", config,          "--count", "100",
+                                  "--output", output,     "--save-memory", "2",       "--json"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return host(arguments);
+    };
+    EXPECT_EQ(grab(_folder.path("a"), {}), host::kExitFailed) << people();
+    auto result = nlohmann::json::parse(text(_folder.path("out.txt")), nullptr, false);
+    ASSERT_TRUE(result["not_saved"].is_number());
+    EXPECT_GT(result["not_saved"], 0);
+    EXPECT_EQ(result["saved"].get<int>() + result["not_saved"].get<int>(), 100);
+    EXPECT_EQ(result["not_saved_reason"], "compressor");
+    EXPECT_EQ(result["limits_broken"][0]["option"], "--max-not-saved");
+    EXPECT_THAT(people(), HasSubstr("the PNG compressor could not keep up with "));
+    EXPECT_THAT(people(),
+                HasSubstr("dorven-host: limit broken: --max-not-saved 0 (the default with --output): not_saved "));
+    EXPECT_EQ(grab(_folder.path("b"), {"--max-not-saved", "100"}), 0) << people();
+    simulator.kill();
+}
+
 TEST_F(SavingProgramsTest, SnapSavesOneImageOfNow) {
     auto simulator = startSimulator();
     const std::string out = _folder.path("snap.png");

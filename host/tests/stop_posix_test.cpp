@@ -61,7 +61,7 @@ TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_EQ(MMemLineFifo_IsReaderAttached(memory), 0) << "the camera let go of the ring";
-    EXPECT_THAT(text(output), HasSubstr("{\"schema\":1,\"images\":0,"));
+    EXPECT_THAT(text(output), HasSubstr("{\"schema\":2,\"images\":0,"));
     EXPECT_THAT(text(people), HasSubstr("images                  0\n"));
     MSharedMem_Unlink(memory);
 }
@@ -113,6 +113,6 @@ TEST(BrokenPipeTest, GrabWhoseReaderIsGoneEndsAndLetsGoOfTheRing) {
     MSharedMem_Unlink(memory);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest, testing::Values(SIGINT, SIGTERM));
+INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 }  // namespace

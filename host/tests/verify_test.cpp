@@ -21,6 +21,7 @@ using host::HostOptions;
 using test::kFormat;
 using test::ScriptedDevice;
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -69,6 +70,12 @@ protected:
         return verifyGrab(device, _options, _data, _people);
     }
     nlohmann::json data() const { return nlohmann::json::parse(_data.str(), nullptr, false); }
+    /// Why nothing was compared, by the data; "" when something was.
+    std::string problem() const {
+        const nlohmann::json object = data();
+        if (!object.is_object() || !object.contains("problem") || !object["problem"].is_string()) return "";
+        return object["problem"];
+    }
     std::string people() const { return _people.str(); }
 
     test::TemporaryFolder _folder;
@@ -83,7 +90,8 @@ TEST_F(VerifyTest, ExactlyTheInjectedFaultEndsWithZero) {
                                     "visible in images 0\n"
                                     "the host found what was injected, and nothing else\n"));
     const auto object = data();
-    EXPECT_EQ(object["schema"], 1);
+    EXPECT_EQ(object["schema"], 2);
+    EXPECT_EQ(object["grab"]["schema"], 2);
     EXPECT_EQ(object["fault_log"], _options.faultLog);
     EXPECT_EQ(object["seed"], 42);
     EXPECT_EQ(object["matched"], true);
@@ -101,6 +109,16 @@ TEST_F(VerifyTest, SavedImagesAreTold) {
     _options.saveFormat = "raw";
     EXPECT_EQ(verify({0, 1, 3, 4}), host::kExitDone) << people();
     EXPECT_THAT(people(), HasSubstr("saved 4 images in " + _options.outputFolder + "\n"));
+}
+
+TEST_F(VerifyTest, ImageThatCouldNotBeSavedFailsButTheComparisonIsMade) {
+    log(std::string(kRun) + kDropTwo);
+    _folder.file("images/image_000001.raw", "somebody's");
+    _options.outputFolder = _folder.path() + "/images";
+    _options.saveFormat = "raw";
+    EXPECT_EQ(verify({0, 1, 3, 4}), host::kExitFailed);
+    EXPECT_EQ(data()["matched"], true) << people();
+    EXPECT_EQ(data()["grab"]["end"], "count");
 }
 
 TEST_F(VerifyTest, MissedFaultEndsWithOneAndIsNamed) {
@@ -241,10 +259,52 @@ TEST_F(VerifyTest, InjectedDelayIsFoundWithoutALimit) {
     EXPECT_THAT(people(), HasSubstr("not injected: late 1\n"));
 }
 
-TEST_F(VerifyTest, LogThatIsNotThereFailsAfterTheGrab) {
+// A simulator that is started later makes it.
+TEST_F(VerifyTest, LogThatIsNotThereYetIsToldOfBeforeTheGrabAndFailsItAfterwards) {
     _options.faultLog = _folder.path() + "/none.jsonl";
-    EXPECT_EQ(verify({0, 1}), host::kExitFailed);
+    std::string toldAtFirst;
+    EXPECT_EQ(verify([&](ScriptedDevice& device) {
+                  toldAtFirst = _people.str();
+                  _options.imageCount = 2;
+                  deliverAll(device, {0, 1});
+              }),
+              host::kExitFailed);
+    EXPECT_THAT(toldAtFirst, HasSubstr("none.jsonl: is not there yet; a simulator that is started with --fault-log "
+                                       "writes it\n"));
     EXPECT_THAT(people(), HasSubstr("none.jsonl: cannot be read\n"));
+    EXPECT_THAT(problem(), EndsWith("none.jsonl: cannot be read"));
+    EXPECT_EQ(data()["matched"], false);
+    EXPECT_EQ(data()["grab"]["images"], 2);
+}
+
+TEST_F(VerifyTest, LogThatNeverCanBeReadEndsBeforeTheGrab) {
+    const auto told = [this](const std::string& path) {
+        _options.faultLog = path;
+        bool grabbed = false;
+        EXPECT_EQ(verify([&](ScriptedDevice&) { grabbed = true; }), host::kExitFailed);
+        EXPECT_FALSE(grabbed) << path;
+        EXPECT_EQ(data()["matched"], false);
+        EXPECT_TRUE(data()["grab"].is_null());
+        EXPECT_EQ("dorven-host: " + problem() + "\n", people());
+        return people();
+    };
+    EXPECT_THAT(told(_folder.path()), EndsWith(": cannot be read\n")) << "a folder";
+    EXPECT_THAT(told(_folder.path() + "/none/faults.jsonl"), EndsWith(": cannot be read: there is no such folder\n"));
+    EXPECT_THAT(told(_folder.file("grab.json", "{}\n")), EndsWith("grab.json, line 1: \"event\" is missing\n"));
+}
+
+// The simulator makes the file before it writes into it.
+TEST_F(VerifyTest, LogWithoutItsFirstLineYetIsWaitedFor) {
+    for (const std::string& begun : {std::string(), std::string(kRun).substr(0, 20)}) {
+        log(begun);
+        _options.imageCount = 3;
+        EXPECT_EQ(verify([this](ScriptedDevice& device) {
+                      _folder.file("faults.jsonl", std::string(kRun) + kDropTwo);
+                      deliverAll(device, {0, 1, 3});
+                  }),
+                  host::kExitDone)
+            << people();
+    }
 }
 
 TEST_F(VerifyTest, LogThatEndsInTheMiddleOfALineFailsWithThatLine) {
@@ -252,6 +312,13 @@ TEST_F(VerifyTest, LogThatEndsInTheMiddleOfALineFailsWithThatLine) {
     EXPECT_EQ(verify({0, 1, 3}), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("faults.jsonl, line 2: ends in its middle; the simulator was killed, or its disk "
                                     "is full\n"));
+    auto object = data();
+    EXPECT_THAT(problem(), HasSubstr("faults.jsonl, line 2: ends in its middle"));
+    EXPECT_EQ(object["matched"], false);
+    EXPECT_EQ(object["grab"]["lost"], 1);
+    for (const char* key : {"seed", "injected", "found", "missed", "not_injected", "explained"})
+        EXPECT_TRUE(object.contains(key) && object[key].is_null()) << key << ": nothing was compared";
+    EXPECT_TRUE(object["missed_faults"].empty() && object["not_injected_findings"].empty());
 }
 
 TEST_F(VerifyTest, LogThatIsStillWrittenIsReadAgain) {
@@ -276,13 +343,16 @@ TEST_F(VerifyTest, GrabThatCouldNotBeginFailsWithoutAComparison) {
     device.openStatus = NUV::kNotSupported;
     EXPECT_EQ(verifyGrab(device, _options, _data, _people), host::kExitFailed);
     EXPECT_THAT(people(), Not(HasSubstr("injected")));
-    EXPECT_EQ(_data.str(), "");
+    EXPECT_EQ(problem(), "the grab failed");
+    EXPECT_EQ(data()["grab"]["end"], "failed");
 }
 
 TEST_F(VerifyTest, SimulatorThatBeganAnewCannotBeCompared) {
     log(kRun);
     EXPECT_EQ(verify({7, 8, 0, 1}), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("the simulator began anew during the grab; its log tells of one run alone\n"));
+    EXPECT_EQ(data()["grab"]["restarts"], 1);
+    EXPECT_THAT(problem(), HasSubstr("the simulator began anew"));
 }
 
 TEST_F(VerifyTest, JsonLinesEndWithTheGrabAndTheComparison) {
@@ -297,7 +367,19 @@ TEST_F(VerifyTest, JsonLinesEndWithTheGrabAndTheComparison) {
     EXPECT_EQ(objects[objects.size() - 2]["event"], "end");
     EXPECT_EQ(objects.back()["event"], "verify");
     EXPECT_EQ(objects.back()["matched"], true);
+    EXPECT_TRUE(objects.back()["problem"].is_null());
     EXPECT_FALSE(objects.back().contains("grab"));
+}
+
+TEST_F(VerifyTest, JsonLinesHaveTheComparisonThatCouldNotBeMade) {
+    log(std::string(kRun) + "{");
+    _options.json = false;
+    _options.jsonLines = true;
+    EXPECT_EQ(verify({0, 1, 3}), host::kExitFailed);
+    const std::string lines = _data.str();
+    _data.str(lines.substr(lines.rfind('\n', lines.size() - 2) + 1));
+    EXPECT_EQ(data()["event"], "verify");
+    EXPECT_THAT(problem(), HasSubstr("line 2: ends in its middle"));
 }
 
 TEST_F(VerifyTest, NothingIsPrintedAsDataUnlessAsked) {
@@ -332,13 +414,18 @@ TEST_F(VerifyTest, SavedFindingsAndLogsThatCannotBeReadFail) {
     log(kRun);
     EXPECT_EQ(verifySaved(_options, _data, _people), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("grab.json: is not what grab --json"));
+    EXPECT_THAT(problem(), HasSubstr("grab.json: is not what grab --json"));
+    _data.str("");
     _options.findingsFile = _folder.file("grab.json", kSaved);
     log("");
     EXPECT_EQ(verifySaved(_options, _data, _people), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("faults.jsonl: is empty"));
+    EXPECT_THAT(problem(), HasSubstr("faults.jsonl: is empty"));
+    _data.str("");
     log(std::string(kRun) + "{");
     EXPECT_EQ(verifySaved(_options, _data, _people), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("line 2: ends in its middle"));
+    EXPECT_THAT(problem(), HasSubstr("line 2: ends in its middle"));
 }
 
 TEST_F(VerifyTest, SavedGrabThatSawNothingIsNoMatch) {

@@ -8,7 +8,7 @@ import pathlib
 import re
 import sys
 
-FOLDERS = ("merror", "mfileio", "mstreams", "mutil", "mipc", "host_interface", "DorVenKameraPlugin")
+FOLDERS = ("merror", "mfileio", "mstreams", "mutil", "mipc", "host_interface", "image_road", "DorVenKameraPlugin")
 DEFINES_MACROS = ("errtrace.h", "massert.h", "reported_places.h")
 HERE = re.compile(r"\b(?:M_TRACE|M_ERRLOG|M_ERRTRACE|M_ASSERT|M_HERE)\b")
 # A number given to a macro, or one that a source keeps for what it hands to the libraries itself.

@@ -1,4 +1,5 @@
-// What is different for files on Linux: nothing is hidden, and replacing a file needs nobody's leave.
+// What is different for files on Linux: nothing is hidden, and an open file is replaced.
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -55,6 +56,24 @@ TEST(FileOperationsOfLinux, ASafeReplacementKeepsThePermissions) {
         struct stat status {};
         ASSERT_EQ(stat(name.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, mode);
+    }
+}
+
+// As on Windows; no test of both systems, because Wine replaces such files.
+TEST(FileOperationsOfLinux, ASafeReplacementOfAReadOnlyFileFailsAndLeavesItAsItWas) {
+    const test::TemporaryFolder folder;
+    const std::string name = folder.file("f", "old");
+    for (const mode_t mode : {0444u, 0400u}) {
+        const test::LogRecorder recorder;
+        ASSERT_EQ(chmod(name.c_str(), mode), 0);
+        EXPECT_EQ(MFastFile_WriteAtOnce(name.c_str(), "new", 3, MFastFile::kSafeReplace), -1);
+        EXPECT_EQ(contentOf(name), "old");
+        struct stat status {};
+        ASSERT_EQ(stat(name.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, mode);
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1) << "a temporary file";
+        ASSERT_EQ(recorder.errorTraces().size(), 2u);
+        EXPECT_THAT(recorder.errorTraces()[0], testing::EndsWith("/f) failed: 5"));
     }
 }
 

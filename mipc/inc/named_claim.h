@@ -21,18 +21,29 @@ public:
         return event != nullptr;
     }
 
-    /// @return True when the name is this object's, now or since an earlier call; false when another has it.
+    /// @return True when the name is this object's, now or since an earlier call; false when another has it, or when
+    ///         the system refuses (isTakenByAnother).
     bool claim() {
         if (_event) return true;
         const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, _name.c_str());
-        const bool first = event && GetLastError() != ERROR_ALREADY_EXISTS;
-        if (first) {
-            _event = event;
-        } else if (event) {
+        _error = GetLastError();
+        _isTakenByAnother = event && _error == ERROR_ALREADY_EXISTS;
+        if (_isTakenByAnother) {
             CloseHandle(event);
+        } else {
+            _event = event;
         }
-        return first;
+        return _event != nullptr;
     }
+
+    bool isHeld() const { return _event != nullptr; }
+
+    /// After a claim that failed: whether another has the name.
+    bool isTakenByAnother() const { return _isTakenByAnother; }
+
+    /// After a claim that failed though no other has the name: why, as platform_explainRefusal takes it.
+    DWORD error() const { return _error; }
+    const std::string& name() const { return _name; }
 
     void release() {
         if (_event) CloseHandle(_event);
@@ -42,4 +53,6 @@ public:
 private:
     std::string _name;
     HANDLE _event = nullptr;
+    DWORD _error = ERROR_SUCCESS;
+    bool _isTakenByAnother = false;
 };

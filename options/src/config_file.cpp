@@ -1,5 +1,6 @@
 #include "config_file.h"
 
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 
@@ -23,8 +24,9 @@ Presence presence(const std::string& path) {
         return Presence::readable;
     }
     const DWORD error = GetLastError();
-    const bool absent = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-    return absent ? Presence::absent : Presence::unreadable;
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return Presence::absent;
+    // Where a folder on the way cannot be entered, such as somebody else's home, the user has no file.
+    return _access(path.c_str(), 0) != 0 && errno == EACCES ? Presence::absent : Presence::unreadable;
 }
 
 // Anything that the library's reader would pass over in silence.

@@ -15,7 +15,8 @@ struct FileEntry {
 /// Lines "key = value", or a key alone for a flag that is true; "[section]"; comments are lines that begin with # or ;.
 /// A value is the rest of its line without the blanks around it; quotes around the whole are taken off.
 ///
-/// @param entries  Receives what the file says, in its order; none when there is no such file.
+/// @param entries  Receives what the file says, in its order; none when there is no such file, also when the
+///                 user may not enter its folder.
 /// @return         The reason when a file is there and cannot be read, or is none of the kind; else empty.
 std::string readConfigFile(const std::string& path, std::vector<FileEntry>& entries);
 

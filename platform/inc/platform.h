@@ -69,10 +69,10 @@ std::int64_t platform_monotonicNanoseconds();
 ///          (platform_installStopHandler).
 bool platform_sleepUntil(std::int64_t deadlineNanoseconds);
 
-/// From now on Ctrl-C and a request to terminate (SIGINT, SIGTERM; console control events) do not end the process
-/// but make platform_stopRequested true. A second one ends the process at once. On Linux a file that has
-/// reached the size limit of the process (RLIMIT_FSIZE) is from then on a full disk and ends nothing. Programs only,
-/// never the plugin.
+/// From now on Ctrl-C, a request to terminate and a closed terminal (SIGINT, SIGTERM, SIGHUP unless it was ignored;
+/// console control events) do not end the process but make platform_stopRequested true. A second one ends the process
+/// at once, but no SIGHUP does. On Linux a file that has reached the size limit of the process (RLIMIT_FSIZE) is from
+/// then on a full disk and ends nothing. Programs only, never the plugin.
 void platform_installStopHandler();
 
 /// True once a stop was requested. Any thread.

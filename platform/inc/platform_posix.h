@@ -291,9 +291,10 @@ BOOL SetEndOfFile(HANDLE file);
 /// file, and are refused (5) when somebody has put another one or a link under its name.
 UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName);
 
-/// Renames a file, replacing an existing one; never a folder (5). On Linux flags must be MOVEFILE_REPLACE_EXISTING, and
-/// a target that is open is replaced as well, its holders keep the old content: Windows refuses it (5). A symbolic link
-/// is replaced itself, not the file that it leads to.
+/// Renames a file, replacing an existing one; never a folder (5), nor a read-only file (5), on Linux one that its owner
+/// may not write. On Linux flags must be MOVEFILE_REPLACE_EXISTING, and a target that is open is replaced as well, its
+/// holders keep the old content: Windows refuses it (5). A symbolic link is replaced itself, not the file that it leads
+/// to.
 BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
 
 /// Finds the first entry of a folder whose name matches; the last part of the pattern may hold * and ?. On Linux the

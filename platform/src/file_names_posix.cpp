@@ -42,6 +42,19 @@ struct ShortPath {
     char text[PATH_MAX] = "";
 };
 
+// A file whose owner may not write it, as the attribute of Windows; for every user, so that root is no exception.
+bool isReadOnly(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
+}
+
+bool areOneFile(const std::string& path, const std::string& other) {
+    struct stat one {};
+    struct stat two {};
+    return lstat(path.c_str(), &one) == 0 && lstat(other.c_str(), &two) == 0 && one.st_dev == two.st_dev &&
+           one.st_ino == two.st_ino;
+}
+
 bool exists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;
@@ -89,6 +102,7 @@ BOOL moveFile(LPCSTR from, LPCSTR to, DWORD flags) {
         if (endsWithSeparator(nativePath(from))) return platform_failWith(ERROR_INVALID_NAME, FALSE);
         if (endsWithSeparator(nativePath(to)) && !isFolder(target)) return platform_failWith(ERROR_DIRECTORY, FALSE);
     }
+    if (isReadOnly(target) && !areOneFile(source, target)) return platform_failWith(ERROR_ACCESS_DENIED, FALSE);
     if (TemporaryFiles_IsReplaced(source.c_str())) return platform_failWith(ERROR_ACCESS_DENIED, FALSE);
     if (rename(source.c_str(), target.c_str()) == 0) {
         TemporaryFiles_Forget(source);

@@ -10,6 +10,7 @@
 
 #include "descriptor_posix.h"
 #include "file_error_posix.h"
+#include "file_handle_posix.h"
 #include "handle_table_posix.h"
 #include "high_descriptor.h"
 #include "last_error_posix.h"
@@ -132,6 +133,10 @@ std::shared_ptr<FileObject> fileFor(HANDLE handle, bool writing) {
 }
 
 }  // namespace
+
+HANDLE FileHandle_OfWriter(Descriptor& descriptor) {
+    return platform_unlessOutOfMemory(INVALID_HANDLE_VALUE, [&] { return handleOf(descriptor, true); });
+}
 
 extern "C" HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD creation, DWORD flags,
                               HANDLE) {

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include <dirent.h>
@@ -29,21 +28,6 @@ void readContent(int descriptor, std::size_t contentBytes, ObjectSight& sight) {
     sight.content.resize(std::min<std::uint64_t>(contentBytes, sight.bytes));
     const ssize_t count = pread(descriptor, sight.content.data(), sight.content.size(), kPageBytes);
     sight.content.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-}
-
-// What is wrong with a folder that has to be this user's alone; empty: nothing, or it is not there.
-std::string problemOfFolder(const std::string& path, bool& exists) {
-    struct stat status {};
-    exists = lstat(path.c_str(), &status) == 0;
-    if (!exists) return errno == ENOENT ? "" : path + ": " + std::strerror(errno);
-    if (!S_ISDIR(status.st_mode)) return path + " is no folder";
-    if (status.st_uid != geteuid()) return path + " belongs to user " + std::to_string(status.st_uid);
-    if ((status.st_mode & 077) != 0 || (status.st_mode & 0700) != 0700) {
-        char mode[16];
-        std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(status.st_mode & 07777));
-        return path + " has mode " + mode + " instead of 0700";
-    }
-    return "";
 }
 
 void lookAtFile(int folder, const char* fileName, ObjectFolderSight& sight) {
@@ -107,9 +91,9 @@ ObjectFolderSight platform_lookAtObjectFolder() {
     sight.squatter = parent.squatter;
     if (parent.path.empty()) return sight;
     sight.path = parent.path + "/" + ObjectFolder_Space();
-    sight.problem = problemOfFolder(parent.path, sight.exists);
+    sight.problem = ObjectParent_ProblemOf(parent.path, sight.exists);
     if (!sight.exists || !sight.problem.empty()) return sight;
-    sight.problem = problemOfFolder(sight.path, sight.exists);
+    sight.problem = ObjectParent_ProblemOf(sight.path, sight.exists);
     if (sight.exists && sight.problem.empty()) lookAtFiles(sight);
     return sight;
 }

@@ -135,6 +135,23 @@ bool ObjectParent_MendMode(int folder, const std::string& name, mode_t mode) {
     return fchmodat(folder, name.c_str(), mode & 0777, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+std::string ObjectParent_ProblemOf(const std::string& path, bool& exists) {
+    struct stat status {};
+    exists = lstat(path.c_str(), &status) == 0;
+    if (!exists) return errno == ENOENT ? "" : path + ": " + std::strerror(errno);
+    if (S_ISLNK(status.st_mode)) return path + " is a link";
+    if (!S_ISDIR(status.st_mode)) return path + " is no folder";
+    if (status.st_uid != geteuid()) return path + " belongs to user " + std::to_string(status.st_uid);
+    if ((status.st_mode & 077) == 0 && (status.st_mode & 0700) == 0700) return "";
+    return path + " has mode " + ObjectParent_ModeText(status.st_mode) + " instead of 0700";
+}
+
+std::string ObjectParent_ModeText(mode_t mode) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 07777));
+    return text;
+}
+
 int ObjectParent_OpenPrivate(int parent, const std::string& name) {
     if (mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST)
         return platform_failWith(platform_errorOf(errno), -1);

@@ -35,5 +35,11 @@ int ObjectParent_Open();
 /// @param mode  With its kind: S_IFDIR | 0700, S_IFREG | 0600.
 bool ObjectParent_MendMode(int folder, const std::string& name, mode_t mode);
 
+/// What is wrong with a folder that has to be this user's alone, as a sentence; empty: nothing, or it is not there.
+std::string ObjectParent_ProblemOf(const std::string& path, bool& exists);
+
+/// Rights as people write them, such as "0700".
+std::string ObjectParent_ModeText(mode_t mode);
+
 /// Opens a folder that must be this user's alone; makes it when it is absent. -1 with the last error.
 int ObjectParent_OpenPrivate(int parent, const std::string& name);

@@ -16,14 +16,27 @@ void requestStop(int signalNumber) {
     }
 }
 
+// A terminal that is closed sends it twice, as its shell does too and the system: all of them are one request.
+void hangUp(int) { stopRequestedFlag = true; }
+
+void handle(int signalNumber, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(signalNumber, &action, nullptr);
+}
+
+bool isIgnored(int signalNumber) {
+    struct sigaction action {};
+    return sigaction(signalNumber, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 void platform_installStopHandler() {
-    struct sigaction action {};
-    action.sa_handler = requestStop;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    handle(SIGINT, requestStop);
+    handle(SIGTERM, requestStop);
+    if (!isIgnored(SIGHUP)) handle(SIGHUP, hangUp);  // as nohup starts a program that is to outlive its terminal
     signal(SIGXFSZ, SIG_IGN);
 }
 

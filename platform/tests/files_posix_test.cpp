@@ -287,6 +287,34 @@ TEST(PosixFiles, MovingOntoALinkReplacesTheLink) {
     EXPECT_EQ(contentOf(target), "old");
 }
 
+// As Windows has it; no test of both systems, because Wine replaces such files.
+TEST(PosixFiles, MovingNeverReplacesAReadOnlyFile) {
+    const test::TemporaryFolder folder;
+    const std::string to = folder.file("to", "old");
+    for (const mode_t mode : {0444u, 0400u, 0466u}) {
+        ASSERT_EQ(chmod(to.c_str(), mode), 0);
+        const std::string from = folder.file("from", "new");
+        EXPECT_FALSE(MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING));
+        EXPECT_EQ(GetLastError(), code(ERROR_ACCESS_DENIED));
+        EXPECT_EQ(contentOf(to), "old");
+        EXPECT_EQ(contentOf(from), "new");
+        EXPECT_EQ(permissionsOf(to), mode);
+    }
+    ASSERT_EQ(chmod(to.c_str(), 0600), 0);
+    EXPECT_TRUE(MoveFileExA(folder.path("from").c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING));
+}
+
+TEST(PosixFiles, ALinkToAReadOnlyFileIsReplacedAndTheFileStays) {
+    const test::TemporaryFolder folder;
+    const std::string target = folder.file("target", "old");
+    ASSERT_EQ(chmod(target.c_str(), 0444), 0);
+    ASSERT_EQ(symlink("target", folder.path("link").c_str()), 0);
+    EXPECT_TRUE(
+        MoveFileExA(folder.file("from", "new").c_str(), folder.path("link").c_str(), MOVEFILE_REPLACE_EXISTING));
+    EXPECT_EQ(contentOf(folder.path("link")), "new");
+    EXPECT_EQ(contentOf(target), "old");
+}
+
 TEST(PosixFiles, MovingAFolderOntoAFileIsRefused) {
     const test::TemporaryFolder folder;
     folder.file("sub/f", "x");

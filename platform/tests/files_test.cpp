@@ -1,5 +1,6 @@
 // Writing, renaming, removing and finding files: what every caller may rely on, on both systems.
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -310,9 +311,9 @@ TEST_F(TemporaryNamesTest, FollowTheFolderAsItWasGiven) {
 }
 
 TEST_F(TemporaryNamesTest, TakeThreeCharactersOfThePrefix) {
-    ASSERT_NE(make(_folder.path(), "abcdef"), 0u);
+    ASSERT_NE(make(_folder.path(), "abcxef"), 0u);
     EXPECT_EQ(std::string(_name).substr(_folder.path().size(), 4), "\\abc");
-    EXPECT_NE(_name[_folder.path().size() + 4], 'd');
+    EXPECT_NE(_name[_folder.path().size() + 4], 'x') << "numbers are hexadecimal";
 }
 
 TEST_F(TemporaryNamesTest, NeedAFolder) {
@@ -372,6 +373,17 @@ TEST_F(FilesTest, MovingNeverReplacesAFolder) {
     _folder.file("sub/other", "");
     EXPECT_FALSE(move(from, _folder.path("sub")));
     EXPECT_EQ(GetLastError(), code(ERROR_ACCESS_DENIED));
+}
+
+TEST_F(FilesTest, MovingTakesAReadOnlyFileToANewName) {
+    using std::filesystem::perms;
+    const std::string from = _folder.file("from", "x");
+    const std::string to = _folder.path("to");
+    std::filesystem::permissions(from, perms::owner_read | perms::group_read | perms::others_read);
+    EXPECT_TRUE(move(from, to));
+    EXPECT_TRUE(move(to, to));
+    std::filesystem::permissions(to, perms::owner_write, std::filesystem::perm_options::add);
+    EXPECT_EQ(contentOf(to), "x");
 }
 
 TEST_F(FilesTest, MovingTakesFoldersToANewName) {

@@ -468,3 +468,39 @@ TEST(StopHandler, InterruptAndTerminateEndASleepEarly) {
 }
 
 TEST(StopHandler, TheSecondRequestEndsTheProcess) { EXPECT_EQ(stopped(SIGINT, "stays", 2), 128 + SIGINT); }
+
+// Sends itself the signals of the arguments. @return 0 when that was a request to stop.
+CHILD_ROLE(raisesSignals) {
+    platform_installStopHandler();
+    for (const std::string& number : arguments) raise(std::stoi(number));
+    return platform_stopRequested() ? 0 : 1;
+}
+
+namespace {
+
+int raising(std::initializer_list<int> signals) {
+    test::Arguments numbers;
+    for (const int number : signals) numbers.push_back(std::to_string(number));
+    return test::ChildProcess("raisesSignals", numbers).join(10s);
+}
+
+}  // namespace
+
+TEST(StopHandler, HangUpIsARequestToStop) { EXPECT_EQ(raising({SIGHUP}), 0); }
+
+// A terminal that is closed says so twice: its shell does, and the system.
+TEST(StopHandler, HangUpBehindAnyRequestEndsNothing) {
+    EXPECT_EQ(raising({SIGHUP, SIGHUP}), 0);
+    EXPECT_EQ(raising({SIGTERM, SIGHUP}), 0);
+}
+
+TEST(StopHandler, SecondRequestBehindAHangUpEndsTheProcess) {
+    EXPECT_EQ(raising({SIGHUP, SIGTERM}), 128 + SIGTERM);
+    EXPECT_EQ(raising({SIGHUP, SIGINT}), 128 + SIGINT);
+}
+
+TEST(StopHandler, ProgramThatWasStartedToIgnoreHangUpsGoesOn) {
+    signal(SIGHUP, SIG_IGN);  // as nohup does; the child inherits it
+    EXPECT_EQ(raising({SIGHUP}), 1);
+    signal(SIGHUP, SIG_DFL);
+}

@@ -24,12 +24,13 @@ constexpr const char* kLinkTaken = "another simulator has the link to the camera
 
 /// One at a time among all processes: a second one would lay the fifo anew that the first one sends through. It stands
 /// on the link only while the camera does, so that waiting for it leaves nothing in the logs; there it also answers
-/// what the camera's side asks. Used by one thread.
+/// what the camera's side asks. Used by one thread at a time.
 class CameraAsker {
 public:
-    /// @param faults  Of the answers to the camera's side; null: none.
-    /// @return        null when another asker has the link.
-    static std::unique_ptr<CameraAsker> open(const std::shared_ptr<AnswerFaults>& faults = nullptr);
+    /// @param faults   Of the answers to the camera's side; null: none.
+    /// @param problem  Receives why there is none: kLinkTaken, or what the system refuses and what to do.
+    /// @return         null when another asker has the link, or when one of its events cannot be made.
+    static std::unique_ptr<CameraAsker> open(const std::shared_ptr<AnswerFaults>& faults, std::string& problem);
 
     ~CameraAsker();
     CameraAsker(const CameraAsker&) = delete;

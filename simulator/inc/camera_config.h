@@ -10,13 +10,12 @@ namespace simulator {
 /// Images of a camera that no configuration describes.
 constexpr frames::ImageFormat kDefaultFormat{1280, 1024, 1};
 
-/// Reads the image format as the camera does: an entry "camera_config" in section "Dorven" names the file to read
-/// instead, relative to the folder of the one that names it; image_size_x, image_size_y and bytes_per_pixel in section
-/// "image" then tell the format. What is absent keeps the default.
+/// Reads the image format as the camera does, by the same files (config_chain.h) and numbers (camera_numbers.h). Where
+/// the camera logs an error and takes its defaults, and where no images can be made of what it takes, this refuses.
 ///
 /// @param format  Set only on success.
-/// @return        false, with the file's name and the reason, when a file cannot be read, files name each other in a
-///                circle, or a value is out of range.
+/// @return        false, with the file's name and the reason, when a file is absent or cannot be read, files name each
+///                other in a circle, or a number is out of range.
 bool readCameraFormat(const std::string& path, frames::ImageFormat& format, std::string& error);
 
 }  // namespace simulator

@@ -44,7 +44,7 @@ struct AskingPace {
 
 class CameraLink {
 public:
-    /// Begins to ask.
+    /// Looks whether the link can be had, and begins to ask.
     /// @param faults  Of the answers to the camera's side; null: none.
     explicit CameraLink(const AskingPace& pace = {}, std::shared_ptr<AnswerFaults> faults = nullptr);
 
@@ -52,6 +52,9 @@ public:
     ~CameraLink();
     CameraLink(const CameraLink&) = delete;
     CameraLink& operator=(const CameraLink&) = delete;
+
+    /// Why the system refused the link when this began, and what to do; empty: it did not, or another simulator has it.
+    const std::string& refusal() const { return _refusal; }
 
     /// Waits until something else than silence is known.
     /// @return False when the limit has passed.
@@ -63,12 +66,14 @@ public:
 
 private:
     void run();
-    CameraNews askOnce(std::unique_ptr<CameraAsker>& asker) const;
+    CameraNews askOnce();
     bool pause(std::chrono::milliseconds time);
 
     AskingPace _pace;
     std::shared_ptr<AnswerFaults> _faults;
-    std::mutex _mutex;  // guards the three below
+    std::string _refusal;
+    std::unique_ptr<CameraAsker> _asker;  // the thread's, as soon as there is one; null: tried again
+    std::mutex _mutex;                    // guards the three below
     std::condition_variable _changed;
     CameraNews _news;
     bool _stopped = false;

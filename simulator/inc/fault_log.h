@@ -50,7 +50,7 @@ public:
 
     /// Frames that did not arrive for another reason. Those of one kind that follow each other closely may share a
     /// line, which then comes with the next one.
-    /// @param note  "refused", "skipped" or "ring-laid".
+    /// @param note  "refused", "skipped", "ring-laid" or "ring-damaged".
     void note(const char* note, const FrameRange& frames);
 
     /// Writes the note that waited for others to share its line.
@@ -59,7 +59,14 @@ public:
     }
 
     /// The last line.
-    void end(std::uint64_t nextFrame);
+    /// @param ringDamaged  Times that another process had overwritten the ring's header; stands there when there were.
+    void end(std::uint64_t nextFrame, std::uint64_t ringDamaged = 0);
+
+    /// Whether all lines so far are in the file.
+    bool complete() const { return _file.is_open(); }
+
+    /// "FILE: could not be written to its end"
+    std::string problem() const { return _path + ": could not be written to its end"; }
 
 private:
     explicit FaultLog(std::string path, std::ostream& people) : _path(std::move(path)), _people(people) {}

@@ -17,10 +17,11 @@ namespace simulator {
 /// What became of the frame numbers.
 struct SimulatorTotals {
     std::uint64_t written = 0;
-    std::uint64_t refused = 0;  // by the full ring
-    std::uint64_t skipped = 0;  // too late: more than half a ring of later ones was due already
-    std::uint64_t unread = 0;   // waited in a ring that was laid anew
-    std::uint64_t faults = 0;   // injected on purpose; frames that they dropped are in none of the above
+    std::uint64_t refused = 0;      // by the full ring
+    std::uint64_t skipped = 0;      // too late: more than half a ring of later ones was due already
+    std::uint64_t unread = 0;       // waited in a ring that was laid anew
+    std::uint64_t faults = 0;       // injected on purpose; frames that they dropped are in none of the above
+    std::uint64_t ringDamaged = 0;  // times that another process had overwritten the ring's header
 };
 
 /// One thread's.
@@ -100,7 +101,7 @@ private:
     bool deliverNow(ImageSource& source, std::uint64_t frame, const Strikes& faults);
     void tellFindings(const Made& made);
     void deliverCopy(const Held& held);
-    void publish(const Made& made);
+    bool publish(const Made& made);
     bool publishCopy(const std::vector<std::uint8_t>& pixels, const Made& made);
     void refuse(std::uint64_t frame);
     std::vector<Expectation> ifVerifiable(const Expectation& expectation) const;

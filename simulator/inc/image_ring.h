@@ -4,11 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
+#include <string>
 
-#include "mprocessevent.h"
 #include "named_claim.h"
+#include "platform.h"
+#include "ring_writer.h"
 
 namespace simulator {
 
@@ -27,7 +28,7 @@ public:
         opened,
         otherWriter,  // another simulator has the ring
         tooSmall,     // somebody still holds smaller memory of that name: try again later
-        failed,       // no memory or no event; the error trace tells why
+        failed,       // no memory or no event; problem() tells why
     };
 
     /// @param imageBytes    Of one image.   @param lineCount  Images that the ring holds, at least 1.
@@ -53,9 +54,20 @@ public:
     /// it was opened for. A reader that was attached is detached. Nothing while the ring is not open.
     void layAgain(std::size_t imageBytes);
 
+    /// What another process has stored into the ring's header where only this one stores, or where nothing like it can
+    /// stand; none: nothing. Nothing of it is ever used, but readers may have met it: then recreate.
+    std::optional<RingDamage> damage() const { return _writer.damage(); }
+
+    /// Recreates the open ring, empty, in the same memory. A reader that was attached is detached; the image that it
+    /// may be looking at stays whole until it is back.
+    void recreate() { _writer.layAround(); }
+
     /// Overwrites geometry and indices of the open ring with absurd numbers, until it is laid again: nothing else may
     /// be called before. The marks stay, so that an attached reader looks at it.
     void spoilHeader(std::uint64_t seed);
+
+    /// Why the last open failed, and what to do, for people.
+    const std::string& problem() const { return _problem; }
 
     bool isOpen() const { return _memory != nullptr; }
 
@@ -63,10 +75,10 @@ public:
     std::uint8_t* slotPixels();
 
     /// Number of that slot, 0 … lineCount.
-    std::size_t slotIndex() const;
+    std::size_t slotIndex() const { return _writer.slotIndex(); }
 
     /// Images that wait unread, 0 … lineCount; 0 while the ring is not open.
-    std::size_t waiting() const;
+    std::size_t waiting() const { return _writer.waiting(); }
 
     /// Slot that the attached reader takes next; none while none is attached or the ring is not open.
     std::optional<std::uint64_t> readerIndex() const;
@@ -80,15 +92,22 @@ public:
 
     /// Bytes of memory that the ring needs, and of one line: header and pixels, up to a multiple of 8.
     std::size_t memoryBytes() const;
+    static std::size_t memoryBytesFor(std::size_t imageBytes, std::size_t lineCount);
     std::size_t lineBytes() const { return _lineBytes; }
 
 private:
+    bool openEvent();
+    bool openMemory(std::size_t bytes);
+    void tellRefusal(const std::string& what, const char* name, DWORD error);
+
     std::size_t _lineBytes;
     std::size_t _lineCount;
     std::size_t _roomBytes;  // that the memory takes at least
     void* _memory = nullptr;
+    RingWriter _writer;                             // in that memory
     NamedClaim _writerClaim{"DorVenImagesWriter"};  // while a simulator runs
-    std::unique_ptr<MProcessEvent> _event;
+    HANDLE _event = nullptr;
+    std::string _problem;
 };
 
 }  // namespace simulator

@@ -1,6 +1,7 @@
 // Where the simulator's images come from: rendered here, or replayed from files (replayed_images.h).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -30,6 +31,9 @@ public:
     /// What the strip says about where the pixels come from.
     virtual std::uint8_t stripFlags() const = 0;
 
+    /// Bytes that it goes on taking, as far as they grow with the images.
+    virtual std::size_t memoryBytes() const = 0;
+
     const frames::ImageFormat& format() const { return _format; }
 
 protected:
@@ -46,6 +50,7 @@ public:
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
     void record(std::uint64_t frameNumber) override;
     std::uint8_t stripFlags() const override;
+    std::size_t memoryBytes() const override;
 
 private:
     PatternOptions _options;

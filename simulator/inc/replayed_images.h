@@ -5,18 +5,19 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "crc32_append.h"
 #include "image_source.h"
-#include "line_pattern.h"
-#include "picture.h"
 #include "picture_options.h"
+#include "stored_picture.h"
 
 namespace simulator {
+
+class MemoryBudget;
 
 /// Where the window over a larger picture stands: its upper left corner, in whole pixels of the picture.
 struct WindowPlace {
@@ -40,27 +41,27 @@ public:
     /// @param size           Width and height of the images; none: those of the first picture, which all must have.
     /// @param bytesPerPixel  Of the images: 2 keep the pictures' 16 bits, 3 and 4 their colours.
     /// @param bits           Significant bits of 2-byte pixels, of images and raw pictures alike.
+    /// @param budget         Limits them beside the options; null: nothing else does.
     /// @return               null, with the reason, when there is none, one cannot be read, one does not fit, or they
     ///                       take more memory than the options allow.
     static std::unique_ptr<ReplayedImages> load(const PictureOptions& options,
                                                 const std::optional<frames::ImageFormat>& size,
-                                                std::size_t bytesPerPixel, unsigned bits, std::string& error);
+                                                std::size_t bytesPerPixel, unsigned bits, std::string& error,
+                                                const MemoryBudget* budget = nullptr);
 
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
     std::uint8_t stripFlags() const override;
+    std::size_t memoryBytes() const override;
     std::size_t pictureCount() const { return _pictures.size(); }
 
 private:
     friend class PictureLoader;
 
-    /// The picture's lines, of which the image shows a part.
-    using Lines = std::vector<frames::StoredLine>;
-
-    ReplayedImages(const frames::ImageFormat& format, Play play, std::vector<Lines> pictures);
+    ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures);
 
     Play _play;
     frames::Crc32Append _appendLine;
-    std::vector<Lines> _pictures;
+    std::deque<frames::StoredPicture> _pictures;
 };
 
 }  // namespace simulator

@@ -15,6 +15,7 @@
 #include "frame_delivery.h"
 #include "image_ring.h"
 #include "image_source.h"
+#include "memory_budget.h"
 #include "pacing_grid.h"
 #include "precise_timer.h"
 #include "reader_watch.h"
@@ -24,8 +25,13 @@ namespace simulator {
 
 /// The images that the options ask for; null, with the reason, when that cannot be done.
 /// @param camera  What the camera told: counts before the configuration file, but after the other options.
+/// @param held    Counts against the limit of the options beside what is made.
 std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
-                                             const std::optional<frames::ImageFormat>& camera = std::nullopt);
+                                             const std::optional<frames::ImageFormat>& camera = std::nullopt,
+                                             const HeldMemory& held = {});
+
+/// Bytes of an image for which the ring has room from the beginning, as far as the camera may ask for larger images.
+std::size_t ringRoomFor(const SimulatorOptions& options);
 
 /// Runs on one thread.
 class Simulator {
@@ -69,6 +75,8 @@ private:
     bool drawInTime(const PacingGrid& grid, std::uint64_t frame);
     std::uint64_t skipLate(const PacingGrid& grid, std::uint64_t frame);
     bool sleepUntil(std::int64_t dueNs, bool exactly = true);
+    void lookAfterRing();
+    void recreateDamagedRing(const RingDamage& damage);
     void lookAfterReader();
     void drainReader();
     std::vector<std::uint64_t> takeUnread();
@@ -81,6 +89,7 @@ private:
     std::uint64_t stall(const PacingGrid& grid, const Strike& strike, std::uint64_t frame);
     FrameRange missed(const PacingGrid& grid, std::uint64_t frame, std::uint64_t next) const;
     void takeFormat(const frames::ImageFormat& camera);
+    HeldMemory heldMemory() const;
     void changeSource(std::unique_ptr<ImageSource> source);
     bool ringIsThere();
     void tellFormat();
@@ -89,6 +98,7 @@ private:
 
     SimulatorOptions _options;
     ImageSource* _source;
+    const ImageSource& _firstSource;             // stays until the end
     std::unique_ptr<ImageSource> _cameraSource;  // what _source points to once the camera told another format
     std::ostream& _people;
     CameraLink* _camera;

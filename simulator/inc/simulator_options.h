@@ -33,8 +33,9 @@ struct SimulatorOptions {
     LatePolicy late = LatePolicy::skip;
     std::uint64_t frameCount = 0;  // 0: until stopped
     std::size_t lineCount = 8;
-    double readerTimeoutSeconds = 10.0;  // 0: never
-    bool strip = true;                   // not with --no-strip
+    std::optional<std::size_t> maxMemoryMb;  // --max-memory, millions of bytes
+    double readerTimeoutSeconds = 10.0;      // 0: never
+    bool strip = true;                       // not with --no-strip
     std::vector<FaultSpec> faults;
     std::string scenarioFile;  // --scenario; empty: none
     std::string faultLogFile;  // --fault-log; empty: none

@@ -6,11 +6,13 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "camera_asker.h"
+#include "percentile.h"
 #include "platform.h"
 
 namespace simulator {
@@ -25,6 +27,8 @@ constexpr int kJsonSchema = 1;
 constexpr std::int64_t kSecondNs = 1'000'000'000;
 constexpr std::int64_t kRetryNs = 50'000'000;
 constexpr std::size_t kRememberedTrips = 10'000;
+constexpr std::size_t kTripsForP99 = 100;
+constexpr std::int64_t kMeasuringNs = kSecondNs;  // for these trips at most
 
 struct Answers {
     ImagesMessage size, pixel, format;
@@ -37,15 +41,20 @@ public:
         _trips.push_back(microseconds);
         if (_trips.size() > kRememberedTrips) _trips.pop_front();
     }
-    double percentile(double share) const {
-        std::vector<double> sorted(_trips.begin(), _trips.end());
-        std::sort(sorted.begin(), sorted.end());
-        const auto index = static_cast<std::size_t>(static_cast<double>(sorted.size()) * share);
-        return sorted.empty() ? 0.0 : sorted[std::min(index, sorted.size() - 1)];
+    /// Microseconds. There is one: each question that was answered is a trip.
+    double p50() const { return percentile(0.50); }
+    /// none: of so few it would be the longest one.
+    std::optional<double> p99() const {
+        return _trips.size() < kTripsForP99 ? std::nullopt : std::optional(percentile(0.99));
     }
     std::size_t count() const { return _trips.size(); }
 
 private:
+    double percentile(double share) const {
+        std::vector<double> trips(_trips.begin(), _trips.end());
+        return frames::percentile(trips, share).value_or(0.0);
+    }
+
     std::deque<double> _trips;
 };
 
@@ -62,19 +71,26 @@ public:
         if (!format) return std::nullopt;
         return Answers{*size, *pixel, *format};
     }
+    /// Asks on until the trips suffice for all percentiles, as far as that takes no long time and answers come.
+    void measureTrips() {
+        const std::int64_t endNs = platform_monotonicNanoseconds() + kMeasuringNs;
+        while (_trips.count() < kTripsForP99 && platform_monotonicNanoseconds() < endNs && !platform_stopRequested())
+            if (!ask(kest::dorven::kCommandImageSize)) return;
+    }
     const RoundTrips& trips() const { return _trips; }
 
 private:
+    std::optional<ImagesMessage> ask(std::uint32_t command) {
+        const std::int64_t askedNs = platform_monotonicNanoseconds();
+        const auto answer = _asker.ask(command);
+        if (answer) _trips.add(static_cast<double>(platform_monotonicNanoseconds() - askedNs) / 1e3);
+        return answer;
+    }
     std::optional<ImagesMessage> askUntilAnswered(std::uint32_t command) {
         const std::int64_t endNs = platform_monotonicNanoseconds() + _timeoutNs;
         for (;;) {
-            const std::int64_t askedNs = platform_monotonicNanoseconds();
-            const auto answer = _asker.ask(command);
+            if (const auto answer = ask(command)) return answer;
             const std::int64_t nowNs = platform_monotonicNanoseconds();
-            if (answer) {
-                _trips.add(static_cast<double>(nowNs - askedNs) / 1e3);
-                return answer;
-            }
             if (nowNs >= endNs || !platform_sleepUntil(std::min(nowNs + kRetryNs, endNs))) return std::nullopt;
         }
     }
@@ -93,8 +109,8 @@ void printJson(const Answers& answers, const RoundTrips& trips, std::ostream& st
     object["pixel_height_um"] = std::bit_cast<double>(answers.pixel.second);
     object["bytes_per_pixel"] = answers.format.value32;
     object["round_trips"] = trips.count();
-    object["round_trip_p50_us"] = trips.percentile(0.5);
-    object["round_trip_p99_us"] = trips.percentile(0.99);
+    object["round_trip_p50_us"] = trips.p50();
+    object["round_trip_p99_us"] = trips.p99() ? nlohmann::ordered_json(*trips.p99()) : nullptr;
     stream << object.dump() << std::endl;
 }
 
@@ -104,8 +120,9 @@ void printPeople(const Answers& answers, const RoundTrips& trips, std::ostream& 
            << std::bit_cast<double>(answers.pixel.second) << " um\n"
            << "image format  " << answers.format.value32 << (answers.format.value32 == 1 ? " byte" : " bytes")
            << " per pixel\n"
-           << "round trip    p50 " << std::llround(trips.percentile(0.5)) << " us, p99 "
-           << std::llround(trips.percentile(0.99)) << " us of " << trips.count() << std::endl;
+           << "round trip    p50 " << std::llround(trips.p50()) << " us, ";
+    if (const auto p99 = trips.p99()) stream << "p99 " << std::llround(*p99) << " us ";
+    stream << "of " << trips.count() << std::endl;
 }
 
 const char* whyNoAnswer() {
@@ -118,9 +135,11 @@ const char* whyNoAnswer() {
 }  // namespace
 
 int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream& people) {
-    const auto asker = CameraAsker::open();
+    std::string problem;
+    const auto asker = CameraAsker::open(nullptr, problem);
     if (!asker) {
-        people << "dorven-simulator: " << kLinkTaken << "; end it, or start it with --no-ask" << std::endl;
+        people << "dorven-simulator: " << problem
+               << (problem == kLinkTaken ? "; end it, or start it with --no-ask" : "") << std::endl;
         return kFailed;
     }
     Questions questions(*asker, options.timeoutSeconds);
@@ -135,6 +154,7 @@ int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream&
             people << "dorven-simulator: " << whyNoAnswer() << std::endl;
             return kNoAnswer;
         }
+        questions.measureTrips();
         if (options.json) {
             printJson(*answers, questions.trips(), data);
         } else {

@@ -2,12 +2,15 @@
 
 #include <exception>
 #include <utility>
+#include <vector>
 
 #include "DorVenImagesComm.h"
 #include "IPMessenger.h"
 #include "answer_faults.h"
 #include "camera_config.h"
 #include "image_size.h"
+#include "mevent.h"
+#include "object_refusal.h"
 
 namespace simulator {
 
@@ -22,6 +25,41 @@ namespace {
 std::string ownEvent() { return DorVenImagesComm().requestId() + "_finished"; }
 
 std::string camerasEvent() { return DorVenImagesComm().responseId() + "_finished"; }
+
+std::string refusalText(const std::string& name, DWORD error) {
+    return "no link to the camera: " + platform_explainRefusal(name.c_str(), error, 0).text();
+}
+
+/// The events of both fifos, held. A messenger goes on without one that the system refuses, and hears nothing then; so
+/// they are made before it.
+class LinkEvents {
+public:
+    LinkEvents() {
+        for (const std::string& id : {DorVenImagesComm().requestId(), DorVenImagesComm().responseId()})
+            make(id + "_event");
+    }
+    ~LinkEvents() {
+        for (const HANDLE event : _events) MEvent_Delete(event);
+    }
+    LinkEvents(const LinkEvents&) = delete;
+    LinkEvents& operator=(const LinkEvents&) = delete;
+
+    /// Why one cannot be made; empty: both are there.
+    const std::string& problem() const { return _problem; }
+
+private:
+    void make(const std::string& name) {
+        const HANDLE event = MEvent_Create(name.c_str());
+        const DWORD error = GetLastError();
+        if (event && event != INVALID_HANDLE_VALUE)
+            _events.push_back(event);
+        else
+            _problem = refusalText(name, error);
+    }
+
+    std::vector<HANDLE> _events;
+    std::string _problem;
+};
 
 /// Answers as the channel does, but for what was provoked.
 class FaultyImagesComm : public DorVenImagesComm {
@@ -45,9 +83,15 @@ CameraAsker::CameraAsker(const std::shared_ptr<AnswerFaults>& faults)
 
 CameraAsker::~CameraAsker() = default;
 
-std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFaults>& faults) {
+std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFaults>& faults, std::string& problem) {
     std::unique_ptr<CameraAsker> asker(new CameraAsker(faults));
-    if (!asker->_claim.claim()) return nullptr;
+    const NamedClaim& claim = asker->_claim;
+    if (asker->_claim.claim()) {
+        problem = LinkEvents().problem();
+    } else {
+        problem = claim.isTakenByAnother() ? kLinkTaken : refusalText(claim.name(), claim.error());
+    }
+    if (!problem.empty()) asker.reset();
     return asker;
 }
 
@@ -59,9 +103,13 @@ bool CameraAsker::standOnLink() {
         _messenger.reset();
         return false;
     }
+    if (_messenger) return true;
+    const LinkEvents events;  // until the messenger has them, too
+    _problem = events.problem();
+    if (!_problem.empty()) return false;
     try {
-        if (!_messenger) _messenger = IPMessenger::create(_channel);
-    } catch (const std::exception& exception) {  // no event, or no thread
+        _messenger = IPMessenger::create(_channel);
+    } catch (const std::exception& exception) {  // no thread
         _problem = std::string("no link to the camera: ") + exception.what();
     }
     return _messenger != nullptr;

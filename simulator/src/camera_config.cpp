@@ -2,70 +2,57 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 
-#include "MIniData.h"
+#include "camera_numbers.h"
+#include "config_chain.h"
 #include "image_size.h"
 
 namespace simulator {
 namespace {
 
-const char kImageSection[] = "image";
+using image_road::CameraNumber;
+using image_road::ConfigChain;
+using image_road::ConfigFile;
 
-bool isAbsolute(const std::string& path) {
-    return path[0] == '/' || path[0] == '\\' || path.find(':') != std::string::npos;
+std::string refusalOf(const ConfigChain& chain) {
+    const char* const joint = chain.file() == ConfigFile::circle ? ", because " : ": ";
+    return chain.path() + ": could not open camera config file" + joint + chain.reason();
 }
 
-std::string besideFile(const std::string& file, const std::string& relative) {
-    const std::size_t separator = file.find_last_of("\\/");
-    return (separator == std::string::npos ? "./" : file.substr(0, separator + 1)) + relative;
+// " ('wide' is no number)", or nothing when the entry begins with one.
+std::string remarkOn(const MIniData& ini, const CameraNumber& number) {
+    std::string text;
+    std::int64_t value = 0;
+    if (!ini.GetStringEntry(image_road::kImageSection, number.key, text) ||
+        ini.GetLongLongEntry(image_road::kImageSection, number.key, value))
+        return "";
+    return " ('" + text + "' is no number)";
 }
 
-std::unique_ptr<MIniData> openFile(const std::string& path, std::string& error) {
-    auto file = std::make_unique<MIniData>(path.c_str());
-    if (file->IsOpen() && !file->FileAbsent()) return file;
-    error = path + ": could not open camera config file";
-    return nullptr;
-}
-
-// Follows "camera_config" from file to file; path becomes that of the last one.
-std::unique_ptr<MIniData> openRedirected(std::string& path, std::string& error) {
-    std::set<std::string> visited;
-    for (;;) {
-        if (!visited.insert(path).second) {
-            error = path + ": could not open camera config file, because it leads back to itself";
-            return nullptr;
-        }
-        auto file = openFile(path, error);
-        std::string next;
-        if (!file || !file->GetStringEntry("Dorven", "camera_config", next) || next.empty()) return file;
-        path = isAbsolute(next) ? next : besideFile(path, next);
-    }
-}
-
-// An absent entry keeps the value; so does, as in the camera, one that is no number.
-bool readValue(const MIniData& file, const std::string& path, const char* entry, std::size_t greatest,
-               std::size_t& value, std::string& error) {
-    std::int64_t number = 0;
-    if (!file.GetLongLongEntry(kImageSection, entry, number)) return true;
-    if (number < 1 || number > static_cast<std::int64_t>(greatest)) {
-        error = path + ": " + entry + " is " + std::to_string(number) + ", but has to be from 1 to " +
-                std::to_string(greatest);
-        return false;
-    }
-    value = static_cast<std::size_t>(number);
-    return true;
+bool readValue(const ConfigChain& chain, const CameraNumber& number, std::size_t greatest, std::size_t& value,
+               std::string& error) {
+    std::int64_t taken = number.standard;
+    readCameraNumber(*chain.ini(), number, taken);
+    value = static_cast<std::size_t>(taken);
+    if (taken >= 1 && value <= greatest) return true;
+    error = chain.path() + ": " + number.key + " is " + std::to_string(taken) + remarkOn(*chain.ini(), number) +
+            ", but has to be from 1 to " + std::to_string(greatest);
+    return false;
 }
 
 }  // namespace
 
 bool readCameraFormat(const std::string& path, frames::ImageFormat& format, std::string& error) {
-    std::string lastPath = path;
-    const auto file = openRedirected(lastPath, error);
-    frames::ImageFormat read = kDefaultFormat;
-    if (!file || !readValue(*file, lastPath, "image_size_x", frames::kMaxSide, read.width, error) ||
-        !readValue(*file, lastPath, "image_size_y", frames::kMaxSide, read.height, error) ||
-        !readValue(*file, lastPath, "bytes_per_pixel", frames::kMaxBytesPerPixel, read.bytesPerPixel, error))
+    ConfigChain chain(path);
+    while (chain.read() == ConfigFile::leadsOn) chain.follow();
+    if (chain.file() != ConfigFile::camera) {
+        error = refusalOf(chain);
+        return false;
+    }
+    frames::ImageFormat read;
+    if (!readValue(chain, image_road::kWidth, frames::kMaxSide, read.width, error) ||
+        !readValue(chain, image_road::kHeight, frames::kMaxSide, read.height, error) ||
+        !readValue(chain, image_road::kBytesPerPixel, frames::kMaxBytesPerPixel, read.bytesPerPixel, error))
         return false;
     format = read;
     return true;

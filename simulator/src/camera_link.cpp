@@ -1,6 +1,5 @@
 #include "camera_link.h"
 
-#include <memory>
 #include <utility>
 
 #include "answer_faults.h"
@@ -11,7 +10,10 @@ namespace simulator {
 using Clock = std::chrono::steady_clock;
 
 CameraLink::CameraLink(const AskingPace& pace, std::shared_ptr<AnswerFaults> faults)
-    : _pace(pace), _faults(std::move(faults)), _thread([this] { run(); }) {}
+    : _pace(pace), _faults(std::move(faults)), _asker(CameraAsker::open(_faults, _refusal)) {
+    if (_refusal == kLinkTaken) _refusal.clear();
+    _thread = std::thread([this] { run(); });
+}
 
 CameraLink::~CameraLink() {
     {
@@ -37,11 +39,10 @@ std::optional<CameraNews> CameraLink::takeNews() {
 }
 
 void CameraLink::run() {
-    std::unique_ptr<CameraAsker> asker;
     Clock::time_point answeredAt{};
     bool answered = false;
     do {
-        CameraNews news = askOnce(asker);
+        CameraNews news = askOnce();
         answered = news.kind == CameraNews::Kind::format || news.kind == CameraNews::Kind::absurd;
         if (answered) answeredAt = Clock::now();
         if (news.kind == CameraNews::Kind::silent && Clock::now() - answeredAt < _pace.silence) continue;
@@ -53,11 +54,11 @@ void CameraLink::run() {
     } while (pause(answered ? _pace.answered : _pace.unanswered));
 }
 
-CameraNews CameraLink::askOnce(std::unique_ptr<CameraAsker>& asker) const {
+CameraNews CameraLink::askOnce() {
     CameraNews news;
-    if (!asker) asker = CameraAsker::open(_faults);
-    const auto format = asker ? asker->askFormat() : std::nullopt;
-    news.problem = asker ? asker->problem() : kLinkTaken;
+    if (!_asker) _asker = CameraAsker::open(_faults, news.problem);
+    const auto format = _asker ? _asker->askFormat() : std::nullopt;
+    if (_asker) news.problem = _asker->problem();
     if (!news.problem.empty()) {
         news.kind = CameraNews::Kind::unavailable;
     } else if (format) {

@@ -88,13 +88,14 @@ void FaultLog::note(const char* note, const FrameRange& frames) {
     _held = Note{note, frames, nowNs};
 }
 
-void FaultLog::end(std::uint64_t nextFrame) {
+void FaultLog::end(std::uint64_t nextFrame, std::uint64_t ringDamaged) {
     writeHeldNote();
-    writeLine(Json{
+    Json line{
         {"event",      "end"    },
         {"next_frame", nextFrame}
-    }
-                  .dump());
+    };
+    if (ringDamaged != 0) line["ring_damaged"] = ringDamaged;
+    writeLine(line.dump());
 }
 
 void FaultLog::writeHeldNote() {

@@ -69,7 +69,10 @@ bool FrameDelivery::deliverNow(ImageSource& source, std::uint64_t frame, const S
     std::vector<std::uint8_t> copy;  // taken before a reader has the image
     const bool twice = find(faults, FaultKind::repeat) && _ring.waiting() + 2 <= _options.lineCount;
     if (twice) copy.assign(pixels, pixels + source.format().bytes());
-    publish(made);
+    if (!publish(made)) {
+        refuse(frame);
+        return true;
+    }
     ++_totals.written;
     if (twice && publishCopy(copy, made))
         made.findings.push_back({FaultKind::repeat, {{"repeated", frame, frame, {}}}});
@@ -216,14 +219,17 @@ void FrameDelivery::deliverCopy(const Held& held) {
     tellFindings(held.made);
 }
 
-void FrameDelivery::publish(const Made& made) {
+/// @return False when a host has moved the read index back since there was room.
+bool FrameDelivery::publish(const Made& made) {
     _ahead.reset();
-    _numberInSlot[_ring.slotIndex()] = made.frame;
+    const std::size_t slot = _ring.slotIndex();
     const FrameRate& rate = _options.framesPerSecond;
     const double frameTime = static_cast<double>(rate.seconds) / static_cast<double>(rate.frames);
-    _ring.publish({made.frame + made.counterShift, seconds(made.stampNs), frameTime});
+    if (!_ring.publish({made.frame + made.counterShift, seconds(made.stampNs), frameTime})) return false;
+    _numberInSlot[slot] = made.frame;
     _counterShift = made.counterShift;
     _lastStampNs = made.stampNs;
+    return true;
 }
 
 /// @return False when the ring is full.
@@ -232,8 +238,7 @@ bool FrameDelivery::publishCopy(const std::vector<std::uint8_t>& pixels, const M
     if (!slot) return false;
     std::memcpy(slot, pixels.data(), pixels.size());
     _drawnInSlot[_ring.slotIndex()].reset();
-    publish(made);
-    return true;
+    return publish(made);
 }
 
 void FrameDelivery::refuse(std::uint64_t frame) {

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <stdexcept>
 
 #include "fault_plan.h"
+#include "mevent.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
+#include "object_refusal.h"
 #include "platform.h"
 
 namespace simulator {
@@ -31,6 +32,13 @@ std::size_t existingMemoryBytes() {
     return bytes;
 }
 
+HANDLE createMemory(std::size_t bytes) {
+    return CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, static_cast<DWORD>(bytes >> 32),
+                              static_cast<DWORD>(bytes & 0xFFFFFFFF), kMemoryName);
+}
+
+std::string eventText(const std::string& name) { return "no event \"" + name + '"'; }
+
 /// Of every spoilt field: beyond each memory and each slot count, yet far from wrapping.
 constexpr std::uint64_t kAbsurd = std::uint64_t{1} << 62;
 
@@ -47,31 +55,62 @@ ImageRing::ImageRing(std::size_t imageBytes, std::size_t lineCount, std::size_t 
       _lineCount(lineCount),
       _roomBytes(ringBytesOf(lineBytesOf(roomForBytes), lineCount)) {}
 
-ImageRing::~ImageRing() { close(); }
+ImageRing::~ImageRing() {
+    close();
+    if (_event) MEvent_Delete(_event);
+}
 
 ImageRing::OpenResult ImageRing::open() {
     close();
-    if (!_writerClaim.claim()) return OpenResult::otherWriter;
-    const std::size_t existing = existingMemoryBytes();
-    if (existing != 0 && existing < memoryBytes()) return OpenResult::tooSmall;
-    try {
-        if (!_event) _event = std::make_unique<MProcessEvent>(kEventName);
-    } catch (const std::runtime_error&) {
+    if (!_writerClaim.claim()) {
+        if (_writerClaim.isTakenByAnother()) return OpenResult::otherWriter;
+        tellRefusal(eventText(_writerClaim.name()), _writerClaim.name().c_str(), _writerClaim.error());
         return OpenResult::failed;
     }
-    _memory = MSharedMem_LinkOrCreate(kMemoryName, existing != 0 ? memoryBytes() : std::max(memoryBytes(), _roomBytes));
-    if (!_memory) return OpenResult::failed;
-    if (MMemLineFifo_Create(_memory, _lineCount, _lineBytes) == 0) {
+    const std::size_t existing = existingMemoryBytes();
+    if (existing != 0 && existing < memoryBytes()) return OpenResult::tooSmall;
+    if (!openEvent()) return OpenResult::failed;
+    if (!openMemory(existing != 0 ? memoryBytes() : std::max(memoryBytes(), _roomBytes))) return OpenResult::failed;
+    if (!_writer.lay(_memory, _lineCount, _lineBytes)) {
         MSharedMem_Unlink(_memory);
         _memory = nullptr;
+        _problem = "no ring can be laid in " + std::to_string(memoryBytes()) + " bytes of shared memory";
         return OpenResult::failed;
     }
     return OpenResult::opened;
 }
 
+bool ImageRing::openEvent() {
+    if (_event) return true;
+    // Without it no reader would ever be woken, so no MProcessEvent, which goes on without.
+    const HANDLE event = MEvent_Create(kEventName);
+    const DWORD error = GetLastError();
+    if (event && event != INVALID_HANDLE_VALUE) _event = event;
+    if (!_event) tellRefusal(eventText(kEventName), kEventName, error);
+    return _event != nullptr;
+}
+
+bool ImageRing::openMemory(std::size_t bytes) {
+    // The library tells the reason of a refusal to its log alone, so the system itself is asked first.
+    const HANDLE made = createMemory(bytes);
+    const DWORD error = made ? ERROR_NOT_ENOUGH_MEMORY : GetLastError();  // made, it can only fail to be mapped
+    _memory = MSharedMem_LinkOrCreate(kMemoryName, bytes);
+    if (made) CloseHandle(made);
+    if (!_memory)
+        tellRefusal("no shared memory of " + std::to_string(bytes) + " bytes for the images", kMemoryName, error);
+    return _memory != nullptr;
+}
+
+// What it takes all in all is needed, whichever object is the first one that does not fit.
+void ImageRing::tellRefusal(const std::string& what, const char* name, DWORD error) {
+    const ObjectRefusal refusal = platform_explainRefusal(name, error, std::max(memoryBytes(), _roomBytes));
+    _problem = what + ": " + refusal.text();
+    if (refusal.isAboutRoom) _problem += "; a ring of fewer --lines needs less";
+}
+
 void ImageRing::close() {
     if (!_memory) return;
-    MMemLineFifo_Destroy(_memory);
+    _writer.leave();
     MSharedMem_Unlink(_memory);
     _memory = nullptr;
 }
@@ -84,7 +123,7 @@ void ImageRing::setImageBytes(std::size_t imageBytes) {
 void ImageRing::layAgain(std::size_t imageBytes) {
     if (!_memory) return;
     _lineBytes = lineBytesOf(imageBytes);
-    MMemLineFifo_Create(_memory, _lineCount, _lineBytes);
+    _writer.lay(_memory, _lineCount, _lineBytes);
 }
 
 void ImageRing::spoilHeader(std::uint64_t seed) {
@@ -97,37 +136,33 @@ void ImageRing::spoilHeader(std::uint64_t seed) {
     }
 }
 
-std::size_t ImageRing::waiting() const { return _memory ? std::min(MMemLineFifo_GetCount(_memory), _lineCount) : 0; }
-
 std::optional<std::uint64_t> ImageRing::readerIndex() const {
-    if (!_memory || MMemLineFifo_IsReaderAttached(_memory) == 0) return std::nullopt;
-    return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->readIndex).load(std::memory_order_relaxed);
+    if (!_writer.hasReader()) return std::nullopt;
+    return _writer.readIndex();
 }
 
 std::uint8_t* ImageRing::slotPixels() {
-    if (!_memory || MMemLineFifo_GetFree(_memory) == 0) return nullptr;
-    auto* line = static_cast<std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
+    std::uint8_t* const line = _writer.slot();
     return line ? line + sizeof(LineHeader) : nullptr;
 }
 
-std::size_t ImageRing::slotIndex() const {
-    const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetWriteLine(_memory));
-    const auto offset = static_cast<std::size_t>(line - static_cast<const std::uint8_t*>(_memory));
-    return (offset - sizeof(LineFifoHeader)) / _lineBytes;
-}
-
 bool ImageRing::publish(const LineHeader& header) {
-    if (!slotPixels()) return false;
-    std::memcpy(MMemLineFifo_GetWriteLine(_memory), &header, sizeof header);
-    if (MMemLineFifo_PutLine(_memory) == 0) return false;
+    std::uint8_t* const line = _writer.slot();
+    if (!line) return false;
+    std::memcpy(line, &header, sizeof header);
+    if (!_writer.put()) return false;
     wakeReader();
     return true;
 }
 
 void ImageRing::wakeReader() {
-    if (_event) _event->Notify();
+    if (_event) MEvent_Notify(_event);
 }
 
 std::size_t ImageRing::memoryBytes() const { return ringBytesOf(_lineBytes, _lineCount); }
+
+std::size_t ImageRing::memoryBytesFor(std::size_t imageBytes, std::size_t lineCount) {
+    return ringBytesOf(lineBytesOf(imageBytes), lineCount);
+}
 
 }  // namespace simulator

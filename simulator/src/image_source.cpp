@@ -20,4 +20,6 @@ void RenderedImages::record(std::uint64_t frameNumber) {
 
 std::uint8_t RenderedImages::stripFlags() const { return frames::kStripRendered; }
 
+std::size_t RenderedImages::memoryBytes() const { return patternBytes(*_options.pattern, format()); }
+
 }  // namespace simulator

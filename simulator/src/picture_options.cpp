@@ -89,7 +89,7 @@ void PictureCommandLine::addFitting() {
         ->type_name("MOTION")
         ->default_str("drift");
     _app.add_option("--image-memory", _options.memoryMb,
-                    "Memory that the loaded pictures may take, 1 to 1000000 MB (default 2048)")
+                    "Memory that loading the pictures may take, 1 to 1000000 MB (default 2048)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
 }

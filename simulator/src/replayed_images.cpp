@@ -1,10 +1,12 @@
 #include "replayed_images.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <numbers>
 #include <utility>
 
+#include "memory_budget.h"
 #include "picture_files.h"
 #include "platform.h"
 #include "strip.h"
@@ -15,6 +17,7 @@ namespace {
 constexpr double kFastestAcross = 4.0;  // pixels per frame
 constexpr double kFastestDown = 2.5;
 constexpr std::size_t kMegabyte = 1'000'000;
+constexpr char kMemoryOption[] = "--image-memory";
 
 std::string sizeText(std::size_t width, std::size_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
@@ -39,8 +42,9 @@ WindowPlace windowAt(std::uint64_t frameNumber, std::size_t spareX, std::size_t 
 class PictureLoader {
 public:
     PictureLoader(const PictureOptions& options, const std::optional<frames::ImageFormat>& size,
-                  std::size_t bytesPerPixel, unsigned bits, std::string& error)
+                  std::size_t bytesPerPixel, unsigned bits, std::string& error, const MemoryBudget* budget)
         : _options(options),
+          _budget(budget),
           _format(size.value_or(frames::ImageFormat{})),
           _sizeOwner(size ? "the camera" : ""),
           _bits(bits),
@@ -49,6 +53,7 @@ public:
           _room(options.memoryMb * kMegabyte),
           _error(error) {
         _format.bytesPerPixel = bytesPerPixel;
+        if (budget) keepWithin(size ? budget->leftBeside(_format) : budget->left());
     }
 
     std::unique_ptr<ReplayedImages> load() {
@@ -65,56 +70,69 @@ private:
     // Who stops the program waits for no further picture; without any there would be nothing to end in order.
     bool isEnough() const { return !_pictures.empty() && platform_stopRequested(); }
 
-    bool addFile(const std::string& path) {
-        const frames::PictureWish wish{_format.bytesPerPixel == 3 || _format.bytesPerPixel == 4,
-                                       // Decoded samples take up to twice the bytes of the pixels made of them.
-                                       2 * _options.memoryMb * kMegabyte, &platform_stopRequested};
-        std::vector<frames::Picture> pictures;
-        if (_options.rawSize && !isPictureName(path)) {
-            if (!readRawPictures(path, *_options.rawSize, _bits, wish, pictures, _error)) return false;
-        } else if (!readPicture(path, wish, pictures.emplace_back(), _error)) {
-            return false;
-        }
-        for (frames::Picture& picture : pictures) {
-            if (isEnough()) break;
-            if (!add(path, std::move(picture))) return false;
-        }
-        return true;
+    // Less than what the option for pictures allows may be left of what the whole run may take.
+    void keepWithin(std::size_t left) {
+        if (left >= _room) return;
+        _room = left;
+        _limit = "--max-memory leaves beside the ring";
+        _limitOption = "--max-memory";
     }
 
-    bool add(const std::string& path, frames::Picture picture) {
-        if (_pictures.empty()) begin(path, picture);
+    bool addFile(const std::string& path) {
+        const frames::PictureWish wish{_format.bytesPerPixel == 3 || _format.bytesPerPixel == 4, _room, _limitOption,
+                                       &platform_stopRequested};
+        if (_options.rawSize && !isPictureName(path)) return addRawFile(path, wish);
+        frames::Picture picture;
+        return readPicture(path, wish, picture, _error) && add(path, std::move(picture), 0);
+    }
+
+    bool addRawFile(const std::string& path, const frames::PictureWish& wish) {
+        const frames::ImageFormat& format = *_options.rawSize;
+        bool added = true;
+        const auto take = [&](frames::Picture&& picture) {
+            return added = add(path, std::move(picture), format.bytes());
+        };
+        return readRawPictures(path, format, _bits, wish, take, _error) && added;
+    }
+
+    /// @param beside  Bytes that reading it goes on taking meanwhile.
+    bool add(const std::string& path, frames::Picture picture, std::size_t beside) {
+        if (_pictures.empty() && !begin(path, picture)) return false;
         if (!_options.scale && !fits(picture)) {
             _error = path + ": has " + sizeText(picture.width, picture.height) + " pixels, but " + _sizeOwner +
                      " has " + sizeText(_format.width, _format.height);
             return false;
         }
-        // Before it is scaled, which takes that memory.
-        if (!takeRoom(path, _options.scale ? _format.width : picture.width,
-                      _options.scale ? _format.height : picture.height))
-            return false;
-        if (_options.scale) picture = scaled(picture, _format.width, _format.height);
-        std::vector<frames::StoredLine>& lines = _pictures.emplace_back(picture.height);
-        for (std::size_t y = 0; y < picture.height; ++y)
-            lines[y].assign(picture.line(y, _writer), _format, _appendLine);
+        if (!takeRoom(path, picture, beside)) return false;
+        if (needsScaling(picture)) picture = scaled(picture, _format.width, _format.height);
+        _pictures.emplace_back(std::move(picture), _format, _writer, _appendLine);
         return true;
     }
 
-    // Room for a picture in the images' format, with a check sum for each place that a window can have in a line.
-    bool takeRoom(const std::string& path, std::size_t width, std::size_t height) {
-        const std::size_t sums = (width - _format.width + 1) * sizeof(std::uint32_t);
-        const std::size_t bytes = (width * _format.bytesPerPixel + sums) * height;
-        if (bytes > _room) {
-            _error = path + ": the pictures take more than the " + std::to_string(_options.memoryMb) +
-                     " MB of --image-memory";
+    bool needsScaling(const frames::Picture& picture) const {
+        return _options.scale && (picture.width != _format.width || picture.height != _format.height);
+    }
+
+    // Room for a picture in the images' format, beside what making it takes.
+    bool takeRoom(const std::string& path, const frames::Picture& picture, std::size_t beside) {
+        const bool scaling = needsScaling(picture);
+        const std::size_t width = scaling ? _format.width : picture.width;
+        const std::size_t height = scaling ? _format.height : picture.height;
+        const std::size_t stored = frames::StoredPicture::bytes(width, height, _format);
+        const std::size_t read = picture.samples.size() * sizeof(std::uint16_t);
+        const std::size_t samples = width * height * picture.channels * sizeof(std::uint16_t);
+        const std::size_t whileScaling = scaling ? read + scalingBytes(picture, width, height) : 0;
+        const std::size_t whileStoring = samples + stored + width * _format.bytesPerPixel;
+        if (std::max(whileScaling, whileStoring) + beside > _room) {
+            _error = path + ": the pictures take more than " + _limit;
             return false;
         }
-        _room -= bytes;
+        _room -= stored;
         return true;
     }
 
     // With the first picture the size is known.
-    void begin(const std::string& path, const frames::Picture& picture) {
+    bool begin(const std::string& path, const frames::Picture& picture) {
         if (_sizeOwner.empty()) {
             _format.width = picture.width;
             _format.height = picture.height;
@@ -122,6 +140,10 @@ private:
             _sizeIsOfPicture = true;
         }
         _appendLine = frames::Crc32Append(_format.lineBytes());
+        if (!_budget) return true;
+        _error = _budget->problem(_format, 0);
+        keepWithin(_budget->leftBeside(_format));
+        return _error.empty();
     }
 
     bool fits(const frames::Picture& picture) const {
@@ -131,6 +153,7 @@ private:
     }
 
     const PictureOptions& _options;
+    const MemoryBudget* _budget;
     frames::ImageFormat _format;
     std::string _sizeOwner;         // for messages; empty: not known yet
     bool _sizeIsOfPicture = false;  // then all have the same: what is a world and what a window nobody said
@@ -138,33 +161,41 @@ private:
     frames::PixelWriter _writer;
     frames::Crc32Append _appendLine;
     std::size_t _room;  // bytes left
+    std::string _limit = "the " + std::to_string(_options.memoryMb) + " MB of " + kMemoryOption;
+    const char* _limitOption = kMemoryOption;
     std::string& _error;
-    std::vector<ReplayedImages::Lines> _pictures;
+    std::deque<frames::StoredPicture> _pictures;
 };
 
 std::unique_ptr<ReplayedImages> ReplayedImages::load(const PictureOptions& options,
                                                      const std::optional<frames::ImageFormat>& size,
-                                                     std::size_t bytesPerPixel, unsigned bits, std::string& error) {
-    return PictureLoader(options, size, bytesPerPixel, bits, error).load();
+                                                     std::size_t bytesPerPixel, unsigned bits, std::string& error,
+                                                     const MemoryBudget* budget) {
+    return PictureLoader(options, size, bytesPerPixel, bits, error, budget).load();
 }
 
-ReplayedImages::ReplayedImages(const frames::ImageFormat& format, Play play, std::vector<Lines> pictures)
+ReplayedImages::ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures)
     : ImageSource(format), _play(play), _appendLine(format.lineBytes()), _pictures(std::move(pictures)) {}
 
 // Always the whole picture: a reader may have drawn into the slot, and the CRC is the file's.
 std::uint32_t ReplayedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t>) {
-    const Lines& lines = _pictures[pictureOfFrame(_play, frameNumber, _pictures.size())];
-    const WindowPlace window = windowAt(frameNumber, lines.front().lastOffset(), lines.size() - format().height);
+    const frames::StoredPicture& picture = _pictures[pictureOfFrame(_play, frameNumber, _pictures.size())];
+    const WindowPlace window = windowAt(frameNumber, picture.lastX(), picture.lastY());
     const frames::Canvas image{pixels, format()};
     std::uint32_t crc = 0;
     for (std::size_t y = stripLines(format()); y < format().height; ++y) {
-        const frames::StoredLine& line = lines[window.y + y];
-        std::memcpy(image.line(y), line.pixels(window.x), format().lineBytes());
-        crc = _appendLine(crc, line.crc(window.x));
+        std::memcpy(image.line(y), picture.pixels(window.x, window.y + y), format().lineBytes());
+        crc = _appendLine(crc, picture.crc(window.x, window.y + y));
     }
     return crc;
 }
 
 std::uint8_t ReplayedImages::stripFlags() const { return frames::kStripReplayed; }
+
+std::size_t ReplayedImages::memoryBytes() const {
+    std::size_t bytes = 0;
+    for (const frames::StoredPicture& picture : _pictures) bytes += picture.bytes(format());
+    return bytes;
+}
 
 }  // namespace simulator

@@ -38,32 +38,47 @@ frames::ImageFormat formatFor(const SimulatorOptions& options, const frames::Ima
 }  // namespace
 
 std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
-                                             const std::optional<frames::ImageFormat>& camera) {
+                                             const std::optional<frames::ImageFormat>& camera, const HeldMemory& held) {
     std::optional<frames::ImageFormat> told = camera;
     if (!told && !options.configFile.empty() && !readCameraFormat(options.configFile, told.emplace(), error))
         return nullptr;
     const frames::ImageFormat format = formatFor(options, told.value_or(kDefaultFormat));
-    if (options.pictures.images.empty()) return std::make_unique<RenderedImages>(format, options.pattern);
+    const MemoryBudget budget(options, held);
+    if (options.pictures.images.empty()) {
+        error = budget.problem(format, patternBytes(*options.pattern.pattern, format));
+        return error.empty() ? std::make_unique<RenderedImages>(format, options.pattern) : nullptr;
+    }
     std::optional<frames::ImageFormat> size;  // none: as the pictures
     if (told || options.size) size = format;
-    return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error);
+    if (size) error = budget.problem(format, 0);
+    if (!error.empty()) return nullptr;
+    return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error,
+                                &budget);
+}
+
+std::size_t ringRoomFor(const SimulatorOptions& options) {
+    return options.ask && !options.size ? kDefaultFormat.bytes() : 0;
 }
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
                      Faults* faults)
     : _options(options),
       _source(&source),
+      _firstSource(source),
       _people(people),
       _camera(camera),
       _faults(faults),
-      // Room to grow, as far as the camera may ask for larger images.
-      _ring(source.format().bytes(), options.lineCount, camera && !options.size ? kDefaultFormat.bytes() : 0),
+      _ring(source.format().bytes(), options.lineCount, camera ? ringRoomFor(options) : 0),
       _delivery(_options, _ring, _timer, faults ? faults->log() : nullptr, _totals),
       _reader(std::llround(options.readerTimeoutSeconds * 1e9)) {
     if (_faults) _delivery.setTearing(_faults->has(FaultKind::torn));
 }
 
 int Simulator::run() {
+    if (_camera && !_camera->refusal().empty()) {
+        _people << kProgram << _camera->refusal() << "; --no-ask does without the link" << std::endl;
+        return kFailed;
+    }
     if (_camera && !_camera->waitForNews(kFirstAnswer))
         _people << kProgram << "no camera answers yet; going on without, and asking again" << std::endl;
     followCamera();
@@ -80,7 +95,7 @@ int Simulator::run() {
     if (result == ImageRing::OpenResult::opened) failed = !deliverOnGrid();
     _delivery.deliverHeld();
     _ring.close();
-    if (log) log->end(_nextFrame);
+    if (log) log->end(_nextFrame, _totals.ringDamaged);
     tellTotals();
     return failed ? kFailed : 0;
 }
@@ -100,18 +115,17 @@ ImageRing::OpenResult Simulator::openRing() {
             _toldTooSmall = true;
             break;
         case ImageRing::OpenResult::otherWriter:
-            _people << kProgram << "another simulator is running" << std::endl;
+            _people << kProgram << "another simulator is running; end it first" << std::endl;
             break;
         case ImageRing::OpenResult::failed:
-            _people << kProgram << "no shared memory of " << _ring.memoryBytes() << " bytes for the images"
-                    << std::endl;
+            _people << kProgram << _ring.problem() << std::endl;
             break;
     }
     return result;
 }
 
 void Simulator::deliver(std::uint64_t frameNumber) {
-    lookAfterReader();
+    lookAfterRing();
     std::optional<std::int64_t> completeNs;
     if (_stalled && frameNumber < _stalled->first) completeNs = _stalled->second.dueNs(frameNumber);
     std::vector<Strike> strikes;
@@ -157,6 +171,26 @@ std::uint64_t Simulator::skipLate(const PacingGrid& grid, std::uint64_t frame) {
     return due;
 }
 
+void Simulator::lookAfterRing() {
+    if (const auto damage = _ring.damage()) return recreateDamagedRing(*damage);
+    lookAfterReader();
+}
+
+/// Nothing of the damage was used, but a reader that met it takes no image until it may attach to a new ring.
+void Simulator::recreateDamagedRing(const RingDamage& damage) {
+    const std::vector<std::uint64_t> unread = takeUnread();
+    for (const FrameRange& lost : rangesOf(unread)) _delivery.tellNote("ring-damaged", lost);
+    if (_totals.ringDamaged++ == 0) {
+        _people << kProgram << "another process has overwritten the ring's " << damage.field << " with " << damage.found
+                << " (" << damage.known << ' ' << damage.number
+                << "). The ring is recreated; unread images lost: " << unread.size()
+                << ". Look for a stray write in the host; further ones are counted in the totals" << std::endl;
+    }
+    _ring.recreate();
+    _delivery.ringLaid();
+    _reader.roomSeen();
+}
+
 /// A reader that died leaves the ring full for ever.
 void Simulator::lookAfterReader() {
     if (!_ring.isOpen() || _ring.waiting() < _options.lineCount) return _reader.roomSeen();
@@ -164,7 +198,7 @@ void Simulator::lookAfterReader() {
     _people << kProgram << "the reader has not moved for " << _options.readerTimeoutSeconds
             << " s; the ring is laid anew, and " << _ring.waiting() << " images are lost" << std::endl;
     for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote("ring-laid", lost);
-    _ring.layAgain(format().bytes());
+    _ring.recreate();
     _delivery.ringLaid();
 }
 
@@ -211,7 +245,7 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
     std::string problem;
     std::unique_ptr<ImageSource> source;
     try {
-        source = makeImageSource(_options, problem, camera);
+        source = makeImageSource(_options, problem, camera, heldMemory());
     } catch (const std::bad_alloc&) {
         problem = "out of memory";
     }
@@ -221,6 +255,11 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
     }
     _people << std::endl;
     changeSource(std::move(source));
+}
+
+HeldMemory Simulator::heldMemory() const {
+    const std::size_t first = _cameraSource ? _firstSource.memoryBytes() : 0;
+    return {first + _source->memoryBytes(), _ring.isOpen() ? _ring.memoryBytes() : 0};
 }
 
 /// Frame numbers go on. A ring that cannot be laid at once is tried again; one for which there is no memory at all is
@@ -271,6 +310,7 @@ void Simulator::tellTotals() {
     _people << kProgram << "written " << _totals.written << ", refused by the full ring " << _totals.refused
             << ", skipped as too late " << _totals.skipped;
     if (_totals.unread != 0) _people << ", unread in a ring laid anew " << _totals.unread;
+    if (_totals.ringDamaged != 0) _people << ", ring damaged " << _totals.ringDamaged;
     if (_totals.faults != 0) _people << ", faults provoked " << _totals.faults;
     _people << std::endl;
 }
@@ -288,9 +328,11 @@ bool openTruth(PatternOptions& options, std::string& error) {
     return options.truthFile.empty() || options.truth;
 }
 
-bool truthIsWhole(const PatternOptions& options, std::ostream& people) {
-    if (!options.truth || options.truth->complete()) return true;
-    people << kProgram << options.truth->problem() << std::endl;
+// Also of a log that was not wanted.
+template <typename Log>
+bool isWhole(const Log* log, std::ostream& people) {
+    if (!log || log->complete()) return true;
+    people << kProgram << log->problem() << std::endl;
     return false;
 }
 
@@ -308,7 +350,9 @@ int runSimulator(SimulatorOptions& options) {
     std::optional<CameraLink> camera;
     if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
     const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
-    return truthIsWhole(options.pattern, std::cerr) ? exitCode : kFailed;
+    const bool truthIsWhole = isWhole(options.pattern.truth.get(), std::cerr);
+    const bool faultLogIsWhole = isWhole(faults ? faults->log() : nullptr, std::cerr);
+    return truthIsWhole && faultLogIsWhole ? exitCode : kFailed;
 }
 
 int run(SimulatorOptions& options) {

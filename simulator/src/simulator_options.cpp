@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kWrongUsage = 2;
 constexpr std::size_t kMaxLines = 1000;
+constexpr std::size_t kMaxMemoryMb = 1'000'000;
 constexpr double kMinTimeout = 0.01;
 constexpr double kMinReaderTimeout = 0.001;
 constexpr double kMaxTimeout = 86400.0;
@@ -71,6 +72,11 @@ void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
            "The camera's own configuration file: takes size and bytes per pixel from it while no camera answers")
         ->check(options::existingFile())
         ->type_name("FILE.ini");
+    app.add_option("--max-memory", options.maxMemoryMb,
+                   "Memory that ring, pattern and pictures may take together, 1 to 1000000 MB: larger images are "
+                   "refused, also those that the camera asks for (default a quarter of the machine's)")
+        ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
+        ->type_name("MB");
     app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");

@@ -78,7 +78,7 @@ TEST_F(CameraConfigTest, FileWithoutFolderIsRedirectedWithinTheCurrentOne) {
 
 TEST_F(CameraConfigTest, MissingFileIsNamed) {
     const std::string path = _folder.path("none.ini");
-    EXPECT_EQ(refusal(path), path + ": could not open camera config file");
+    EXPECT_EQ(refusal(path), path + ": could not open camera config file: there is no such file");
 }
 
 TEST_F(CameraConfigTest, MissingTargetOfARedirectionIsNamed) {

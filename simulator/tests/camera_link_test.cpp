@@ -11,6 +11,7 @@
 #include "camera_asker.h"
 #include "fake_camera.h"
 #include "log_recorder.h"
+#include "msharedmem.h"
 
 namespace {
 
@@ -113,9 +114,11 @@ TEST_F(CameraLinkTest, FormatsThatCannotBeMadeAreAbsurd) {
 
 TEST_F(CameraLinkTest, SecondAskerWaitsUntilTheFirstHasLeft) {
     FakeCamera camera({320, 240, 1});
-    auto first = CameraAsker::open();
+    std::string problem;
+    auto first = CameraAsker::open(nullptr, problem);
     ASSERT_TRUE(first);
-    EXPECT_FALSE(CameraAsker::open());
+    EXPECT_FALSE(CameraAsker::open(nullptr, problem));
+    EXPECT_EQ(problem, simulator::kLinkTaken);
     CameraLink link(kQuick);
     EXPECT_EQ(newsWithin(link),
               (CameraNews{CameraNews::Kind::unavailable, {}, "another simulator has the link to the camera"}));
@@ -125,6 +128,19 @@ TEST_F(CameraLinkTest, SecondAskerWaitsUntilTheFirstHasLeft) {
     auto news = newsWithin(link);
     if (news && news->kind == CameraNews::Kind::silent) news = newsWithin(link);
     EXPECT_EQ(news, told({320, 240, 1}));
+}
+
+TEST_F(CameraLinkTest, LinkWhoseNameAnObjectOfAnotherKindHasIsNoOtherSimulators) {
+    void* const taken = MSharedMem_Create("DorVenCameraPlugin_dorven_asks_finished", 100);
+    ASSERT_TRUE(taken);
+    CameraLink link(kQuick);
+    const auto news = newsWithin(link);
+    MSharedMem_Destroy(taken);
+    ASSERT_TRUE(news);
+    EXPECT_EQ(news->kind, CameraNews::Kind::unavailable);
+    EXPECT_EQ(news->problem,
+              "no link to the camera: \"DorVenCameraPlugin_dorven_asks_finished\" is the name of an object of another "
+              "kind already; end the program that made it");
 }
 
 TEST_F(CameraLinkTest, WaitingForACameraLeavesNothingInTheLogs) {

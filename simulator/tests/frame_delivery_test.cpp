@@ -1,7 +1,9 @@
 #include "frame_delivery.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <functional>
 #include <sstream>
 #include <vector>
 
@@ -44,9 +46,12 @@ public:
         recorded.push_back(frame);
         recordedNs = platform_monotonicNanoseconds();
         longestAheadNs = std::max(longestAheadNs, recordedNs - _drawnNs);
+        if (whenRecorded) whenRecorded();
     }
     std::uint8_t stripFlags() const override { return _images.stripFlags(); }
+    std::size_t memoryBytes() const override { return _images.memoryBytes(); }
 
+    std::function<void()> whenRecorded;
     std::vector<std::uint64_t> drawn, recorded;
     std::int64_t recordedNs = 0;      // of the last record
     std::int64_t longestAheadNs = 0;  // from the end of a drawing to the record of its frame
@@ -221,6 +226,22 @@ TEST_F(FrameDeliveryTest, ATornFrameIsTornAlsoWhenItWasDrawnAhead) {
     drawAhead(21);
     deliver(21);
     expectFrame(21);
+}
+
+TEST_F(FrameDeliveryTest, AFrameWhoseRoomAHostTakesBackMeanwhileCountsAsRefused) {
+    const auto moveReadIndex = [this](std::uint64_t index) {
+        std::atomic_ref(static_cast<LineFifoHeader*>(_reader.memory())->readIndex).store(index);
+    };
+    _source.whenRecorded = [&] { moveReadIndex(1); };  // as if three waited
+    deliver(0);
+    EXPECT_EQ(_totals.written, 0u);
+    EXPECT_EQ(_totals.refused, 1u);
+    EXPECT_EQ(_ring.slotIndex(), 0u);
+    _source.whenRecorded = nullptr;
+    moveReadIndex(0);
+    deliver(1);
+    expectFrame(1);
+    EXPECT_EQ(_totals.written, 1u);
 }
 
 // One that was drawn long before it was recorded is enough: drawn at its slot, none would be.

@@ -1,7 +1,10 @@
 #include "image_ring.h"
 
+#include <atomic>
+#include <ostream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -263,6 +266,134 @@ TEST_F(ImageRingTest, ReaderInAnotherProcessSeesEveryImageWholeAndInOrder) {
     test::ChildProcess reader("readsImages", {"500"});
     writeInOrder(ring, 500);
     EXPECT_EQ(reader.join(30s), 0);
+}
+
+// ---- fields that another process has overwritten
+
+void overwrite(test::RingReader& reader, std::uint64_t LineFifoHeader::*field, std::uint64_t value) {
+    std::atomic_ref(static_cast<LineFifoHeader*>(reader.memory())->*field).store(value);
+}
+
+struct Overwritten {
+    const char* name;
+    std::uint64_t LineFifoHeader::*field;
+    std::uint64_t value;
+};
+void PrintTo(const Overwritten& overwritten, std::ostream* stream) {
+    *stream << overwritten.name << " with " << overwritten.value;
+}
+
+class OverwrittenRingTest : public ImageRingTest, public testing::WithParamInterface<Overwritten> {
+protected:
+    OverwrittenRingTest() {
+        EXPECT_EQ(_ring.open(), OpenResult::opened);
+        EXPECT_TRUE(_reader.attach());
+        for (std::uint64_t number = 0; number < 5; ++number) {  // beyond the wrap
+            EXPECT_TRUE(write(_ring, number));
+            EXPECT_TRUE(_reader.take());
+        }
+        EXPECT_TRUE(write(_ring, 5));
+    }
+    ImageRing _ring{kFormat.bytes(), 3};
+    test::RingReader _reader{kFormat};
+};
+
+TEST_P(OverwrittenRingTest, MovesNoSlotAndIsTold) {
+    const std::uint8_t* const next = _ring.slotPixels();
+    EXPECT_FALSE(_ring.damage());
+    overwrite(_reader, GetParam().field, GetParam().value);
+    const auto damage = _ring.damage();
+    ASSERT_TRUE(damage);
+    EXPECT_STREQ(damage->field, GetParam().name);
+    EXPECT_EQ(damage->found, GetParam().value);
+    EXPECT_EQ(_ring.slotPixels(), next);
+    EXPECT_EQ(_ring.slotIndex(), 2u);
+    EXPECT_EQ(_ring.waiting(), 1u);
+}
+
+TEST_P(OverwrittenRingTest, IsAsBeforeWhenItIsRecreated) {
+    overwrite(_reader, GetParam().field, GetParam().value);
+    write(_ring, 6);
+    _ring.recreate();
+    EXPECT_FALSE(_ring.damage());
+    EXPECT_EQ(_ring.waiting(), 0u);
+    EXPECT_FALSE(_reader.attached());
+    ASSERT_TRUE(_reader.attach());
+    EXPECT_FALSE(_reader.take());
+    for (std::uint64_t number = 0; number < 3; ++number) EXPECT_TRUE(write(_ring, number));
+    EXPECT_FALSE(write(_ring, 3));
+    EXPECT_EQ(readInOrder(_reader, 3), -1);
+    EXPECT_FALSE(_ring.damage());
+}
+
+INSTANTIATE_TEST_SUITE_P(Fields, OverwrittenRingTest,
+                         testing::Values(Overwritten{"write index", &LineFifoHeader::writeIndex, 0},
+                                         Overwritten{"write index", &LineFifoHeader::writeIndex, 3},
+                                         Overwritten{"write index", &LineFifoHeader::writeIndex, 4},
+                                         Overwritten{"write index", &LineFifoHeader::writeIndex, UINT64_MAX},
+                                         Overwritten{"line length", &LineFifoHeader::lineLength, 0},
+                                         Overwritten{"line length", &LineFifoHeader::lineLength, 1},
+                                         Overwritten{"line length", &LineFifoHeader::lineLength, UINT64_MAX},
+                                         Overwritten{"slot count", &LineFifoHeader::slotCount, 0},
+                                         Overwritten{"slot count", &LineFifoHeader::slotCount, 2},
+                                         Overwritten{"slot count", &LineFifoHeader::slotCount, UINT64_MAX},
+                                         Overwritten{"writer mark", &LineFifoHeader::writerMark, 0},
+                                         Overwritten{"writer mark", &LineFifoHeader::writerMark, 1},
+                                         Overwritten{"read index", &LineFifoHeader::readIndex, 4},
+                                         Overwritten{"read index", &LineFifoHeader::readIndex, UINT64_MAX}));
+
+// A reader may have seen it in between, and takes nothing more until the ring is recreated.
+TEST_F(ImageRingTest, WriteIndexThatPublishingHasReplacedIsToldAllTheSame) {
+    ImageRing ring(kFormat.bytes(), 3);
+    ring.open();
+    test::RingReader reader(kFormat);
+    reader.attach();
+    overwrite(reader, &LineFifoHeader::writeIndex, 99);
+    EXPECT_TRUE(write(ring, 0));
+    ASSERT_TRUE(ring.damage());
+    EXPECT_EQ(ring.damage()->found, 99u);
+    ring.recreate();
+    EXPECT_FALSE(ring.damage());
+}
+
+TEST_F(ImageRingTest, SlotThatWasGivenIsNotTakenBackWhenAHostMovesTheReadIndex) {
+    ImageRing ring(kFormat.bytes(), 3);
+    ring.open();
+    test::RingReader reader(kFormat);
+    reader.attach();
+    std::uint8_t* const pixels = ring.slotPixels();
+    ASSERT_TRUE(pixels);
+    overwrite(reader, &LineFifoHeader::readIndex, 1);  // as if three waited
+    EXPECT_EQ(ring.slotPixels(), pixels);
+    EXPECT_FALSE(ring.publish({}));
+    EXPECT_EQ(ring.slotPixels(), nullptr);
+    overwrite(reader, &LineFifoHeader::readIndex, 0);
+    EXPECT_EQ(ring.slotPixels(), pixels);
+    EXPECT_TRUE(ring.publish({}));
+}
+
+TEST_F(ImageRingTest, ImageThatAReaderLooksAtStaysWholeWhileTheRingIsRecreatedAndFilled) {
+    for (std::uint64_t first = 0; first < 4; ++first) {  // in each slot
+        ImageRing ring(kFormat.bytes(), 3);
+        ring.open();
+        test::RingReader reader(kFormat);
+        ASSERT_TRUE(reader.attach());
+        for (std::uint64_t number = 0; number < first; ++number) {
+            write(ring, number);
+            reader.take();
+        }
+        for (std::uint64_t number = first; number < first + 3; ++number) write(ring, number);
+        const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetReadLine(reader.memory()));
+        ASSERT_TRUE(line);
+        const std::vector<std::uint8_t> before(line, line + ring.lineBytes());
+        overwrite(reader, &LineFifoHeader::writeIndex, UINT64_MAX);
+        ring.recreate();
+        for (std::uint64_t number = 0; number < 3; ++number) EXPECT_TRUE(write(ring, number));
+        EXPECT_FALSE(write(ring, 3));
+        EXPECT_EQ(std::vector<std::uint8_t>(line, line + ring.lineBytes()), before) << "slot " << first;
+        ASSERT_TRUE(reader.attach());
+        EXPECT_EQ(readInOrder(reader, 3), -1);
+    }
 }
 
 CHILD_ROLE(writesAndCrashes) {

@@ -284,11 +284,12 @@ TEST_F(ReplayedImagesTest, LargerPictureIsRefusedWithoutAWindow) {
 
 TEST_F(ReplayedImagesTest, PicturesTakeNoMoreMemoryThanTheyMay) {
     pgm("a.pgm", 1000, 600, 10);
-    _options.memoryMb = 1;
-    EXPECT_TRUE(load());
-    pgm("b.pgm", 1000, 600, 10);
-    EXPECT_THAT(refusal(), EndsWith("b.pgm: the pictures take more than the 1 MB of --image-memory"));
     _options.memoryMb = 2;
+    EXPECT_TRUE(load()) << "the file and 16 bits of each pixel, later its pixel instead of the file";
+    pgm("b.pgm", 1000, 600, 10);
+    EXPECT_THAT(refusal(), EndsWith("b.pgm: has 1000 x 600 pixels; reading it takes 2 MB or more, and 1 MB are left of "
+                                    "--image-memory"));
+    _options.memoryMb = 3;
     EXPECT_EQ(load()->pictureCount(), 2u);
 }
 
@@ -303,7 +304,10 @@ TEST_F(ReplayedImagesTest, SizeIsCheckedBeforeAPictureIsScaled) {
 TEST_F(ReplayedImagesTest, PictureThatAloneIsTooLargeIsNotEvenDecoded) {
     pgm("a.pgm", 2000, 1000, 10);
     _options.memoryMb = 1;
-    EXPECT_THAT(refusal(), EndsWith("a.pgm: has 2000 x 1000 pixels, more than there is memory for"));
+    EXPECT_THAT(refusal(), EndsWith("a.pgm: has 2000017 bytes, more than the 1 MB that are left of --image-memory"));
+    _options.memoryMb = 3;
+    EXPECT_THAT(refusal(), EndsWith("a.pgm: has 2000 x 1000 pixels; reading it takes 7 MB or more, and 3 MB are left "
+                                    "of --image-memory"));
 }
 
 }  // namespace

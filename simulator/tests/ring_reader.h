@@ -101,8 +101,8 @@ private:
         const bool same = field(&LineFifoHeader::lineLength) == _lineLength &&
                           field(&LineFifoHeader::slotCount) == _slotCount && attached();
         if (!same || read == write || read >= _slotCount || write >= _slotCount) return nullptr;
-        if (_slotCount > (MSharedMem_GetSize(_memory) - sizeof(LineFifoHeader)) / _lineLength) return nullptr;
         if (_lineLength < sizeof(simulator::LineHeader) + _format.bytes()) return nullptr;
+        if (_slotCount > (MSharedMem_GetSize(_memory) - sizeof(LineFifoHeader)) / _lineLength) return nullptr;
         return static_cast<const std::uint8_t*>(_memory) + sizeof(LineFifoHeader) + read * _lineLength;
     }
     void detachMemory() {

@@ -231,6 +231,18 @@ TEST_F(SimulatorCameraTest, PicturesAreNotLoadedAgainForACameraThatHasTheirForma
     EXPECT_EQ(_people.str(), "dorven-simulator: the camera has 320 x 240 pixels, 1 byte per pixel\n");
 }
 
+TEST_F(SimulatorCameraTest, ImagesThatTakeMoreMemoryThanTheyMayAreRefusedWithALine) {
+    _options.maxMemoryMb = 100;
+    _camera.setFormat({4000, 4000, 1});
+    Simulator simulator(_options, _source, _people, &_link);
+    while (_people.str().find("4000 x 4000") == std::string::npos) follow(simulator);  // asked before it was set
+    EXPECT_EQ(simulator.format(), simulator::kDefaultFormat);
+    EXPECT_THAT(_people.str(),
+                HasSubstr("the camera has 4000 x 4000 pixels, 1 byte per pixel; images of 4000 x 4000 pixels, 1 byte "
+                          "per pixel, take 162 MB with a ring of 8 and the images so far, and --max-memory allows 100 "
+                          "MB: allow more, or take smaller images or fewer --lines; going on with "));
+}
+
 TEST_F(SimulatorCameraTest, AbsurdAnswerIsToldAndChangesNothing) {
     _camera.setFormat({0, 240, 1});
     Simulator simulator(_options, _source, _people, &_link);

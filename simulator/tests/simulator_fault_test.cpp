@@ -4,6 +4,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,33 +32,74 @@ using simulator::Simulator;
 using testing::HasSubstr;
 using namespace std::chrono_literals;
 
+constexpr const char* kLinkEvents[] = {"DorVenCameraPlugin_tesk_asks_event", "DorVenCameraPlugin_dorven_asks_event"};
+
+/// What CreateEventA does while the system refuses one event.
+auto refusing(const std::string& refused) {
+    return [refused](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) -> HANDLE {
+        if (!name || name != refused) return real_CreateEventA(attributes, manualReset, initialState, name);
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    };
+}
+
+std::optional<CameraNews> newsOf(CameraLink& link) {
+    std::optional<CameraNews> news;
+    for (int round = 0; round < 5000 && !news; ++round) {
+        news = link.takeNews();
+        if (!news) std::this_thread::sleep_for(1ms);
+    }
+    return news;
+}
+
 TEST(SimulatorFaults, LinkThatCannotBeMadeIsToldAndTriedAgain) {
     const test::LogRecorder log;
-    test::FakeCamera camera({320, 240, 1});
-    std::optional<CameraNews> news;
-    std::optional<CameraLink> link;
-    {
-        const test::Fault fault(
-            fault_CreateEventA,
-            [](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) -> HANDLE {
-                if (name && name == std::string("DorVenCameraPlugin_tesk_asks_event")) return INVALID_HANDLE_VALUE;
-                return real_CreateEventA(attributes, manualReset, initialState, name);
-            });
-        link.emplace(simulator::AskingPace{20ms, 500ms, 400ms});
-        EXPECT_TRUE(link->waitForNews(5s));
-        news = link->takeNews();
+    for (const std::string refused : kLinkEvents) {
+        test::FakeCamera camera({320, 240, 1});
+        std::optional<CameraLink> link;
+        std::optional<CameraNews> news;
+        {
+            const test::Fault fault(fault_CreateEventA, refusing(refused));
+            link.emplace(simulator::AskingPace{20ms, 500ms, 400ms});
+            news = newsOf(*link);
+        }
+        ASSERT_TRUE(news) << refused;
+        EXPECT_EQ(news->kind, CameraNews::Kind::unavailable);
+        EXPECT_THAT(news->problem, testing::StartsWith("no link to the camera: "));
+        news = newsOf(*link);
+        ASSERT_TRUE(news) << refused;
+        EXPECT_EQ(news->kind, CameraNews::Kind::format);
     }
+}
+
+TEST(SimulatorFaults, LinkThatCannotBeMadeAnyMoreWhenTheCameraComesIsTold) {
+    const test::LogRecorder log;
+    std::optional<CameraLink> link(std::in_place, simulator::AskingPace{20ms, 20ms, 400ms});
+    EXPECT_EQ(link->refusal(), "");
+    EXPECT_FALSE(link->waitForNews(50ms));
+    const test::Fault fault(fault_CreateEventA, refusing(kLinkEvents[1]));
+    test::FakeCamera camera({320, 240, 1});
+    const auto news = newsOf(*link);
+    link.reset();
     ASSERT_TRUE(news);
     EXPECT_EQ(news->kind, CameraNews::Kind::unavailable);
-    EXPECT_EQ(news->problem,
-              "no link to the camera: Failed to create process event \"DorVenCameraPlugin_tesk_asks_event\"");
-    news.reset();
-    for (int round = 0; round < 5000 && !news; ++round) {
-        std::this_thread::sleep_for(1ms);
-        news = link->takeNews();
+    EXPECT_THAT(news->problem, testing::StartsWith("no link to the camera: "));
+}
+
+TEST(SimulatorFaults, RunThatIsToAskFailsWhenTheLinkCannotBeMade) {
+    const test::LogRecorder log;
+    for (const std::string refused : kLinkEvents) {
+        const test::Fault fault(fault_CreateEventA, refusing(refused));
+        simulator::SimulatorOptions options;
+        options.frameCount = 20;
+        options.framesPerSecond = 500;
+        simulator::RenderedImages source({900, 20, 1});
+        std::ostringstream people;
+        CameraLink link;
+        EXPECT_EQ(Simulator(options, source, people, &link).run(), 1);
+        EXPECT_THAT(people.str(), testing::StartsWith("dorven-simulator: no link to the camera: "));
+        EXPECT_THAT(people.str(), testing::EndsWith("; --no-ask does without the link\n"));
     }
-    ASSERT_TRUE(news);
-    EXPECT_EQ(news->kind, CameraNews::Kind::format);
 }
 
 TEST(SimulatorFaults, RingGoesOnAsItWasWhenThereIsNoMemoryForTheCamerasNewFormat) {
@@ -120,6 +162,39 @@ TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
     thread.join();
     EXPECT_EQ(exitCode, 1);
     EXPECT_LT(simulator.totals().written + simulator.totals().refused, 1000u);
+}
+
+std::string peopleOfARunThatFails() {
+    simulator::SimulatorOptions options;
+    options.frameCount = 20;
+    options.framesPerSecond = 500;
+    simulator::RenderedImages source({900, 20, 1});
+    std::ostringstream people;
+    EXPECT_EQ(Simulator(options, source, people).run(), 1);
+    return people.str();
+}
+
+TEST(SimulatorFaults, EventsThatTheSystemRefusesAreNoOtherSimulator) {
+    const test::LogRecorder log;
+    for (const std::string refused : {"DorVenImagesWriter", "DorVenImagesEvent"}) {
+        const test::Fault fault(fault_CreateEventA, refusing(refused));
+        const std::string people = peopleOfARunThatFails();
+        EXPECT_THAT(people, HasSubstr("dorven-simulator: no event \"" + refused + "\": "));
+        EXPECT_THAT(people, testing::Not(HasSubstr("another simulator")));
+    }
+}
+
+TEST(SimulatorFaults, MemoryForWhichThereIsNoRoomIsToldWithWhatIsNeeded) {
+    const test::LogRecorder log;
+    const test::Fault fault(fault_CreateFileMappingA,
+                            [](HANDLE, SECURITY_ATTRIBUTES*, DWORD, DWORD, DWORD, LPCSTR) -> HANDLE {
+                                SetLastError(ERROR_COMMITMENT_LIMIT);
+                                return nullptr;
+                            });
+    const std::string people = peopleOfARunThatFails();
+    EXPECT_THAT(people, HasSubstr("dorven-simulator: no shared memory of 162280 bytes for the images: "));
+    EXPECT_THAT(people, HasSubstr(" needed; "));
+    EXPECT_THAT(people, HasSubstr("; a ring of fewer --lines needs less\n"));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The simulator as a process of its own beside the plugin: it learns the camera's format while images flow.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -70,6 +71,12 @@ public:
     }
     void freeze() { EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone); }
 
+    /// Forgets those that have come.
+    void forget() {
+        const std::lock_guard lock(_mutex);
+        _whole = 0;
+    }
+
     /// Waits for five whole images of the simulator's, of that many bytes.
     bool receives(std::uint64_t bytes, std::chrono::seconds limit = 20s) {
         const auto end = std::chrono::steady_clock::now() + limit;
@@ -130,9 +137,7 @@ TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
     EXPECT_EQ(data()["bytes_per_pixel"], 2);
     EXPECT_EQ(data()["pixel_width_um"], 2.5);
     EXPECT_EQ(data()["pixel_height_um"], 3.5);
-    EXPECT_EQ(data()["round_trips"], 3);
     EXPECT_GT(data()["round_trip_p50_us"], 0.0);
-    EXPECT_GE(data()["round_trip_p99_us"], data()["round_trip_p50_us"]);
     EXPECT_EQ(start({"ask"}).join(30s), 0);
     EXPECT_EQ(people().find("image size    320 x 240 pixels\n"
                             "pixel size    2.5 x 3.5 um\n"
@@ -141,6 +146,18 @@ TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
               people().find("image size"));
     EXPECT_THAT(people(), HasSubstr("image size    320"));
     EXPECT_EQ(text("out.txt"), "");
+}
+
+TEST_F(SimulatorLinkTest, AskTellsAP99OfEnoughRoundTripsThatItIsNotTheLongestOneOrNone) {
+    test::FakeCamera camera({320, 240, 2});
+    EXPECT_EQ(start({"ask", "--json"}).join(30s), 0) << people();
+    const auto result = data();
+    if (result["round_trips"] < 100) {  // a busy machine, on which a hundred take more than a second
+        EXPECT_TRUE(result["round_trip_p99_us"].is_null());
+    } else {
+        EXPECT_GE(result["round_trip_p99_us"], result["round_trip_p50_us"]);
+    }
+    EXPECT_GT(result["round_trips"], 3);
 }
 
 TEST_F(SimulatorLinkTest, AskEndsWithThreeWhenNoAnswerComesInTime) {
@@ -236,6 +253,31 @@ TEST_F(SimulatorLinkTest, SizesOfACameraThatIsOpenedAnewArrive) {
     program.kill();
     EXPECT_THAT(people(), HasSubstr("the camera has 640 x 480 pixels, 3 bytes per pixel"));
     EXPECT_THAT(people(), Not(HasSubstr("any more"))) << "a camera is away for a moment when it is opened anew";
+}
+
+TEST_F(SimulatorLinkTest, ImagesComeBackWhicheverFieldOfTheRingAHostHasOverwritten) {
+    auto program = start({"--fps", "200", "--size", "900x60", "--no-ask", "--reader-timeout", "0"});
+    GrabbingCamera camera;
+    camera.open(_folder.file("x.ini", "[image]\nimage_size_x=900\nimage_size_y=60\n"));
+    ASSERT_TRUE(camera.receives(54000));
+    auto* const header = static_cast<LineFifoHeader*>(MSharedMem_Link("DorVenImages"));
+    ASSERT_TRUE(header);
+    for (const auto field : {&LineFifoHeader::writerMark, &LineFifoHeader::writeIndex, &LineFifoHeader::readerMark,
+                             &LineFifoHeader::readIndex, &LineFifoHeader::lineLength, &LineFifoHeader::slotCount}) {
+        for (const std::uint64_t value : {std::uint64_t{0}, std::uint64_t{7}, UINT64_MAX}) {
+            std::atomic_ref(header->*field).store(value);
+            camera.forget();
+            ASSERT_TRUE(camera.receives(54000)) << value << '\n' << people();
+        }
+    }
+    MSharedMem_Unlink(header);
+    EXPECT_TRUE(program.running());
+    camera.freeze();
+    program.kill();
+    const std::string said = people();
+    const std::string damage = "another process has overwritten the ring's ";
+    EXPECT_THAT(said, HasSubstr(damage));
+    EXPECT_EQ(said.find(damage), said.rfind(damage)) << said;
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include "simulator.h"
 
+#include <atomic>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -11,6 +14,8 @@
 
 #include "child_process.h"
 #include "log_recorder.h"
+#include "msharedmem.h"
+#include "named_claim.h"
 #include "platform.h"
 #include "ring_reader.h"
 #include "temporary_folder.h"
@@ -235,7 +240,38 @@ TEST_F(SimulatorTest, SecondSimulatorSaysSoAndFails) {
     std::ostringstream people;
     Simulator second(_options, _source, people);
     EXPECT_EQ(second.run(), 1);
-    EXPECT_THAT(people.str(), HasSubstr("another simulator is running"));
+    EXPECT_THAT(people.str(), HasSubstr("dorven-simulator: another simulator is running; end it first\n"));
+}
+
+constexpr const char* kOtherKind = "is the name of an object of another kind already; end the program that made it\n";
+
+TEST_F(SimulatorTest, NameThatAnObjectOfAnotherKindHasIsNoOtherSimulator) {
+    void* const taken = MSharedMem_Create("DorVenImagesWriter", 100);
+    ASSERT_TRUE(taken);
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+    MSharedMem_Destroy(taken);
+    EXPECT_THAT(_people.str(), HasSubstr(std::string("dorven-simulator: no event \"DorVenImagesWriter\": "
+                                                     "\"DorVenImagesWriter\" ") +
+                                         kOtherKind));
+    EXPECT_THAT(_people.str(), Not(HasSubstr("another simulator is running")));
+}
+
+TEST_F(SimulatorTest, EventThatCannotBeMadeEndsTheSimulatorWithItsReason) {
+    void* const taken = MSharedMem_Create("DorVenImagesEvent", 100);
+    ASSERT_TRUE(taken);
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+    MSharedMem_Destroy(taken);
+    EXPECT_THAT(_people.str(), HasSubstr(std::string("dorven-simulator: no event \"DorVenImagesEvent\": "
+                                                     "\"DorVenImagesEvent\" ") +
+                                         kOtherKind));
+}
+
+TEST_F(SimulatorTest, MemoryThatCannotBeMadeEndsTheSimulatorWithItsReason) {
+    NamedClaim taken("DorVenImages");
+    ASSERT_TRUE(taken.claim());
+    EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
+    EXPECT_THAT(_people.str(), HasSubstr("dorven-simulator: no shared memory of 162280 bytes for the images: "));
+    EXPECT_THAT(_people.str(), HasSubstr(std::string("\"DorVenImages\" ") + kOtherKind));
 }
 
 TEST_F(SimulatorTest, ReaderComesBackToASimulatorThatWasStartedAgain) {
@@ -319,6 +355,51 @@ TEST_F(SimulatorTest, ReaderThatWasOnlyPausedComesBackAndTheGapShows) {
     ASSERT_TRUE(image);
     EXPECT_EQ(image->header.imageCounter, 4u);
     EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
+}
+
+TEST_F(SimulatorTest, RingThatAnotherProcessHasOverwrittenIsToldOnceCountedAndRecreated) {
+    const test::TemporaryFolder folder;
+    _options.faultLogFile = folder.path("faults.jsonl");
+    _options.readerTimeoutSeconds = 0;
+    _options.framesPerSecond = 1000;
+    _options.frameCount = 30;
+    // Reads all that is there before each frame is published, and overwrites the header twice.
+    class OverwritingHost : public RenderedImages {
+    public:
+        OverwritingHost() : RenderedImages(kFormat) {}
+        void record(std::uint64_t frame) override {
+            if (!_reader.attached()) _reader.attach();
+            while (const auto image = _reader.take()) numbers.push_back(image->header.imageCounter);
+            if (frame != 13 && frame != 23) return;
+            auto& header = *static_cast<LineFifoHeader*>(_reader.memory());
+            std::atomic_ref(frame == 13 ? header.lineLength : header.readIndex).store(1'000'000);
+        }
+        std::vector<std::uint64_t> numbers;
+
+    private:
+        test::RingReader _reader{kFormat};
+    };
+    std::string error;
+    const auto faults = simulator::Faults::open(_options, _people, error);
+    ASSERT_TRUE(faults) << error;
+    OverwritingHost host;
+    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
+    Simulator simulator(_options, host, _people, nullptr, faults.get());
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().ringDamaged, 2u);
+    EXPECT_EQ(simulator.totals().written, 30u);
+    EXPECT_THAT(host.numbers, testing::IsSupersetOf({10u, 11u, 12u, 15u, 20u, 21u, 22u, 25u, 28u}));
+    EXPECT_THAT(_people.str(),
+                HasSubstr("another process has overwritten the ring's line length with 1000000 (it was " +
+                          std::to_string((24 + kFormat.bytes() + 7) / 8 * 8) +
+                          "). The ring is recreated; unread images lost: 1. Look for a stray write in the "
+                          "host; further ones are counted in the totals\n"));
+    EXPECT_THAT(_people.str(), Not(HasSubstr("read index")));
+    EXPECT_THAT(_people.str(), HasSubstr(", ring damaged 2"));
+    std::ifstream file(folder.path("faults.jsonl"));
+    const std::string log{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_THAT(log, HasSubstr(R"("note":"ring-damaged","first":13,"last":13)"));
+    EXPECT_THAT(log, HasSubstr(R"({"event":"end","next_frame":30,"ring_damaged":2})"));
 }
 
 TEST_F(SimulatorTest, ScenarioThatChangesWhileItRunsIsFollowed) {

@@ -1,0 +1,59 @@
+# What stands in the way of somebody who found a fault in a release build: tables that cannot be overwritten, broken
+# stacks that end the program, calls that check their buffers, jumps that land only where one may. The test reads the
+# built files. Builds with a sanitizer have checks of their own, those for the debugger none. What hardening costs is
+# measured beside a build without it (-DDORVEN_HARDEN=OFF).
+#
+# On Windows the stack protector's own part stands in platform/src/stack_guard_win32.cpp: the compiler's would need one
+# more DLL of the system in each file.
+
+option(DORVEN_HARDEN "Harden release builds" ON)
+set(DORVEN_HARDENED "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
+if(DORVEN_SANITIZE OR NOT DORVEN_HARDEN)
+    set(DORVEN_HARDENED 0)
+endif()
+
+if(WIN32)
+    add_link_options(-Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
+else()
+    add_link_options("$<${DORVEN_HARDENED}:-Wl,-z,relro;-Wl,-z,now>")
+endif()
+
+# Compiles a target so. Not for tests: they are not optimised, which checked calls need.
+function(dorven_harden target)
+    if(WIN32)
+        target_compile_options(${target} PRIVATE "$<${DORVEN_HARDENED}:-fstack-protector-strong>")
+        if(NOT target STREQUAL "platform")
+            target_link_libraries(${target} PRIVATE "$<LINK_ONLY:platform>")  # has the protector's own part
+        endif()
+    else()
+        target_compile_options(${target} PRIVATE
+            "$<${DORVEN_HARDENED}:-fstack-protector-strong;-fcf-protection=full;-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+    endif()
+endfunction()
+
+# dorven_add_hardening_test(TARGET …)
+# All that is installed, and for empty entries of the RUNPATH all that stands beside it.
+function(dorven_add_hardening_test)
+    if(NOT DORVEN_BUILD_TESTS OR NOT DORVEN_HARDENED OR NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+        return()
+    endif()
+    find_program(DORVEN_PYTHON python3 REQUIRED)
+    set(files)
+    foreach(target IN LISTS ARGN)
+        list(APPEND files $<TARGET_FILE:${target}>)
+    endforeach()
+    add_test(NAME hardening
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/hardening_test.py ${CMAKE_CXX_COMPILER}
+            ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${files})
+endfunction()
+
+# Configures with a host's own logging libraries, which the other tests cannot do, and reads what would be linked.
+function(dorven_add_host_runtime_test)
+    if(NOT DORVEN_BUILD_TESTS OR WIN32 OR DORVEN_SANITIZE OR NOT CMAKE_GENERATOR STREQUAL "Ninja")
+        return()
+    endif()
+    find_program(DORVEN_PYTHON python3 REQUIRED)
+    add_test(NAME host_runtime_runpath
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/host_runtime_test.py ${CMAKE_COMMAND} ${CMAKE_MAKE_PROGRAM}
+            ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
+endfunction()

@@ -1,0 +1,39 @@
+#include "camera_claim.h"
+
+#include "TeskImagesComm.h"
+#include "object_refusal.h"
+#include "platform.h"
+
+namespace host {
+namespace {
+
+// Who looks whether the event is there has it for a moment, as a simulator does that asks for a camera.
+constexpr int kLooks = 5;
+constexpr std::int64_t kBetweenLooksNs = 20'000'000;
+
+// On which a camera's messenger and its thread meet.
+std::string eventOfCamera() { return kest::dorven::TeskImagesComm(nullptr).requestId() + "_finished"; }
+
+}  // namespace
+
+CameraClaim::CameraClaim() : _claim(eventOfCamera()) {}
+
+bool CameraClaim::take() {
+    for (int look = 1;; ++look) {
+        if (_claim.claim() || !_claim.isTakenByAnother()) return true;
+        if (look >= kLooks || !platform_sleepUntil(platform_monotonicNanoseconds() + kBetweenLooksNs)) return false;
+    }
+}
+
+std::string CameraClaim::problem() const {
+    if (_claim.isHeld()) return "";
+    return platform_explainRefusal(_claim.name().c_str(), _claim.error(), 0).text();
+}
+
+bool CameraClaim::takeUnlessShared(bool share, std::ostream& people) {
+    if (share || take()) return true;
+    people << "dorven-host: " << kCameraIsTaken << ", or insist with --share" << std::endl;
+    return false;
+}
+
+}  // namespace host

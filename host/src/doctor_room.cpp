@@ -1,0 +1,69 @@
+// Whether objects can be made, and whether those of a simulator fit.
+#include <string>
+
+#include "doctor_checks.h"
+#include "mmemlinefifo.h"
+#include "object_look.h"
+#include "platform.h"
+
+namespace host {
+namespace {
+
+constexpr frames::ImageFormat kUsualFormat{1280, 1024, 1};  // a simulator's ring has room for such images at least
+constexpr std::uint64_t kUsualLines = 8;
+constexpr std::uint64_t kLineHeaderBytes = 24;
+
+bool isTold(const Findings& findings, const std::string& found) {
+    for (const Diagnosis& finding : findings) {
+        if (finding.found == found) return true;
+    }
+    return false;
+}
+
+std::uint64_t ringBytes(const frames::ImageFormat& format) {
+    const std::uint64_t line = (kLineHeaderBytes + format.bytes() + 7) / 8 * 8;
+    return sizeof(LineFifoHeader) + (kUsualLines + 1) * line;
+}
+
+std::string formatText(const frames::ImageFormat& format) {
+    return std::to_string(format.width) + "x" + std::to_string(format.height) + " of " +
+           std::to_string(format.bytesPerPixel) + (format.bytesPerPixel == 1 ? " byte" : " bytes");
+}
+
+}  // namespace
+
+bool examineMaking(Findings& findings) {
+    constexpr const char* kCheck = "objects";
+    const std::string name = "DorVenDoctor_" + std::to_string(GetCurrentProcessId());
+    const HANDLE made = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 1, name.c_str());
+    const DWORD error = GetLastError();
+    if (made) {
+        CloseHandle(made);
+        add(findings, kCheck, FindingLevel::ok, "one was made and removed");
+        return true;
+    }
+    const ObjectRefusal refusal = platform_explainRefusal(name.c_str(), error, 1);
+    if (!isTold(findings, refusal.reason))
+        add(findings, kCheck, FindingLevel::problem, "none can be made: " + refusal.reason, refusal.remedy);
+    return false;
+}
+
+void examineRoom(const ObjectRoom& room, const std::optional<frames::ImageFormat>& expected, Findings& findings) {
+    constexpr const char* kCheck = "room";
+    const bool isThere = platform_lookAtObject("DorVenImages", 0).kind == ObjectSight::Kind::memory;
+    if (isThere || room.totalBytes == 0) return;
+    const auto& format = expected && expected->bytes() > kUsualFormat.bytes() ? *expected : kUsualFormat;
+    const std::uint64_t needed = platform_roomFor(ringBytes(format));
+    const std::string found = room.place + " has " + std::to_string(room.freeBytes) + " of " +
+                              std::to_string(room.totalBytes) + " bytes free; a simulator's ring of " +
+                              std::to_string(kUsualLines) + " images of " + formatText(format) + " takes " +
+                              std::to_string(needed);
+    if (room.freeBytes >= needed) {
+        add(findings, kCheck, FindingLevel::ok, found);
+        return;
+    }
+    const std::string remedy = platform_explainRefusal("DorVenImages", ERROR_COMMITMENT_LIMIT, needed).remedy;
+    add(findings, kCheck, FindingLevel::problem, found, remedy + "; or start dorven-simulator with fewer --lines");
+}
+
+}  // namespace host

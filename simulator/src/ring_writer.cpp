@@ -1,0 +1,126 @@
+#include "ring_writer.h"
+
+#include <atomic>
+
+#include "platform.h"
+
+namespace simulator {
+namespace {
+
+using Field = std::uint64_t LineFifoHeader::*;
+
+struct OwnField {
+    const char* name;
+    Field field;
+};
+// clang-format off
+constexpr OwnField kOwnFields[] = {
+    { "write index", &LineFifoHeader::writeIndex },
+    { "line length", &LineFifoHeader::lineLength },
+    { "slot count",  &LineFifoHeader::slotCount  },
+    { "writer mark", &LineFifoHeader::writerMark },
+};
+// clang-format on
+
+const char kWas[] = "it was";
+
+std::uint64_t load(LineFifoHeader& header, Field field, std::memory_order order = std::memory_order_relaxed) {
+    return std::atomic_ref(header.*field).load(order);
+}
+
+void store(LineFifoHeader& header, Field field, std::uint64_t value,
+           std::memory_order order = std::memory_order_release) {
+    std::atomic_ref(header.*field).store(value, order);
+}
+
+std::uint8_t* slotsOf(LineFifoHeader* header) { return reinterpret_cast<std::uint8_t*>(header) + sizeof *header; }
+
+}  // namespace
+
+bool RingWriter::lay(void* memory, std::size_t lineCount, std::size_t lineBytes) {
+    _header = nullptr;
+    if (MMemLineFifo_Create(memory, lineCount, lineBytes) == 0) return false;
+    _header = static_cast<LineFifoHeader*>(memory);
+    _own = {};
+    _own.writerMark = reinterpret_cast<std::uintptr_t>(slotsOf(_header));
+    _own.lineLength = lineBytes;
+    _own.slotCount = static_cast<std::uint64_t>(lineCount) + 1;
+    _lastReadIndex = 0;
+    _given = false;
+    _overwritten.reset();
+    return true;
+}
+
+void RingWriter::layAround() {
+    if (!_header) return;
+    // First, and before the read index is looked at: without its mark a reader takes no further line and gives none
+    // back, but for one that has looked at its mark already and moves the index from the slot that stands there now.
+    store(*_header, &LineFifoHeader::readerMark, 0);
+    fullBarrier();
+    // Empty behind that slot: the writer comes round to it last, and finds the ring full before it.
+    const std::uint64_t begin = behind(readIndex());
+    _own.writeIndex = _lastReadIndex = begin;
+    _given = false;
+    _overwritten.reset();
+    for (const OwnField& own : kOwnFields) store(*_header, own.field, _own.*own.field);
+    // Last: to a host that attaches in between, no line but that slot seems to wait. Were this index first, the slot at
+    // it would seem to, which is the one filled next.
+    store(*_header, &LineFifoHeader::readIndex, begin);
+    // Again: one that attached in between has seen what stood there before.
+    store(*_header, &LineFifoHeader::readerMark, 0);
+}
+
+void RingWriter::leave() {
+    MMemLineFifo_Destroy(_header);
+    _header = nullptr;
+}
+
+std::optional<RingDamage> RingWriter::damage() const {
+    if (!_header) return std::nullopt;
+    if (_overwritten) return RingDamage{kOwnFields[0].name, *_overwritten, kWas, _own.writeIndex};
+    for (const OwnField& own : kOwnFields) {
+        const std::uint64_t found = load(*_header, own.field);
+        if (found != _own.*own.field) return RingDamage{own.name, found, kWas, _own.*own.field};
+    }
+    const std::uint64_t read = load(*_header, &LineFifoHeader::readIndex);
+    if (read >= _own.slotCount) return RingDamage{"read index", read, "it is at most", _own.slotCount - 1};
+    return std::nullopt;
+}
+
+std::uint8_t* RingWriter::slot() {
+    if (!_header) return nullptr;
+    _given = _given || !isFull();
+    return _given ? slotsOf(_header) + _own.writeIndex * _own.lineLength : nullptr;
+}
+
+bool RingWriter::put() {
+    _given = false;
+    if (!_header || isFull()) return false;
+    const std::uint64_t before = _own.writeIndex;
+    _own.writeIndex = behind(before);
+    // Full barrier and store in one step, and the index that another process may have stored since the last look is not
+    // lost sight of: a reader that saw it takes no line until the ring is recreated.
+    const std::uint64_t found =
+        std::atomic_ref(_header->writeIndex).exchange(_own.writeIndex, std::memory_order_seq_cst);
+    if (found != before) _overwritten = found;
+    return true;
+}
+
+std::uint64_t RingWriter::readIndex() const {
+    if (!_header) return 0;
+    // Pairs with the release in ReleaseLine: once the index is seen, the reader is done with the slots before it.
+    const std::uint64_t read = load(*_header, &LineFifoHeader::readIndex, std::memory_order_acquire);
+    if (read < _own.slotCount) _lastReadIndex = read;
+    return _lastReadIndex;
+}
+
+bool RingWriter::hasReader() const { return MMemLineFifo_IsReaderAttached(_header) != 0; }
+
+std::size_t RingWriter::waiting() const {
+    if (!_header) return 0;
+    const std::uint64_t read = readIndex();
+    const std::uint64_t wrapped = _own.writeIndex < read ? _own.slotCount : 0;
+    return static_cast<std::size_t>(_own.writeIndex - read + wrapped);
+}
+
+}  // namespace simulator

@@ -1,0 +1,88 @@
+// The simulator's end of the link to the camera while a host stores anything into the memory of both directions: into
+// the headers of the fifos and into the messages.
+#include <array>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "camera_link.h"
+#include "child_process.h"
+#include "fake_camera.h"
+#include "flood.h"
+#include "log_recorder.h"
+#include "mmemfifo.h"
+#include "msharedmem.h"
+
+namespace {
+
+using simulator::CameraLink;
+using simulator::CameraNews;
+using namespace std::chrono_literals;
+
+constexpr const char* kMemories[] = {"DorVenCameraPlugin_tesk_asks_mem", "DorVenCameraPlugin_dorven_asks_mem"};
+constexpr std::size_t kMessageBytes = 16 + 24;
+constexpr std::size_t kWords = (kMessageBytes + kMMemFifoOverhead) / 8;  // all that lie in the memory as a whole
+
+/// A camera that answers, in a process whose host stores into the link's memory, and answers on when that has ended.
+/// arguments: an event that is set when the flood is over, one that ends the process, the seed
+CHILD_ROLE(answersAndFloods) {
+    const test::LogRecorder quiet(3);
+    MProcessEvent flooded(arguments.at(0).c_str());
+    MProcessEvent leave(arguments.at(1).c_str());
+    test::FakeCamera camera({320, 240, 1});
+    const auto end = std::chrono::steady_clock::now() + 30s;
+    std::array<void*, 2> memories{};
+    for (std::size_t index = 0; index < memories.size(); ++index) {
+        while (!(memories[index] = MSharedMem_Link(kMemories[index])) && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(1ms);
+    }
+    if (!memories[0] || !memories[1]) return 1;
+    const auto seed = static_cast<unsigned>(std::stoul(arguments.at(2)));
+    test::Flood asks(memories[0], kWords * 8, kMessageBytes, kMessageBytes + 1, seed);
+    test::Flood answers(memories[1], kWords * 8, kMessageBytes, kMessageBytes + 1, seed + 1);
+    MProcessEvent asked("DorVenCameraPlugin_tesk_asks_event");
+    MProcessEvent answered("DorVenCameraPlugin_dorven_asks_event");
+    for (std::uint64_t done = 0; done < test::floodStores(); done += 2) {
+        asks.store(kWords);
+        answers.store(kWords);
+        if (asks.below(test::floodStores() / 4000 + 1) != 0) continue;
+        // Some two thousand times both sides are woken, so that they look at what stands there now.
+        asked.Notify();
+        answered.Notify();
+        std::this_thread::yield();
+    }
+    for (void* memory : memories) MSharedMem_Unlink(memory);
+    camera.setFormat({300, 200, 1});
+    flooded.Set();
+    return leave.Wait(120.0) == 1 ? 0 : 2;
+}
+
+/// Waits until the camera has told a size.
+bool learns(CameraLink& link, const frames::ImageFormat& format, std::chrono::seconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (std::chrono::steady_clock::now() < end) {
+        const auto news = link.takeNews();
+        if (news && news->kind == CameraNews::Kind::format && news->format == format) return true;
+        std::this_thread::sleep_for(5ms);
+    }
+    return false;
+}
+
+TEST(LinkFlood, TheLinkIsBackWhenAHostHasEndedStoringAnythingIntoIt) {
+    const test::LogRecorder log(3);
+    const std::string floodedName = test::uniqueName("flooded");
+    const std::string leaveName = test::uniqueName("leave");
+    MProcessEvent flooded(floodedName.c_str());
+    MProcessEvent leave(leaveName.c_str());
+    auto link = std::make_unique<CameraLink>(simulator::AskingPace{10ms, 10ms, 400ms});
+    test::ChildProcess host("answersAndFloods", {floodedName, leaveName, std::to_string(test::floodSeed())});
+    ASSERT_EQ(flooded.Wait(100.0), 1);
+    EXPECT_TRUE(learns(*link, {300, 200, 1}, 40s));
+    link.reset();
+    leave.Set();
+    EXPECT_EQ(host.join(30s), 0);
+}
+
+}  // namespace
