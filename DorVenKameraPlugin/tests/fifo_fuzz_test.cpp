@@ -1,13 +1,11 @@
 // A simulator that misbehaves: it stores anything into any field of the ring's header, at any time. Each round's
 // numbers come from a seed, which is printed; DORVEN_FUZZ_SEED gives it again.
 #include <algorithm>
-#include <cstdlib>
-#include <iostream>
 #include <iterator>
-#include <random>
 
 #include "acquisition_processes.h"
 #include "errtrace.h"
+#include "hurtful_numbers.h"
 
 namespace {
 
@@ -24,42 +22,15 @@ constexpr std::uint64_t LineFifoHeader::*kFields[] = {
     &LineFifoHeader::readIndex,  &LineFifoHeader::lineLength, &LineFifoHeader::slotCount,
 };
 
-unsigned newSeed() {
-    const char* const given = std::getenv("DORVEN_FUZZ_SEED");
-    const unsigned seed = given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
-    std::cout << "DORVEN_FUZZ_SEED=" << seed << std::endl;
-    return seed;
-}
-
-class Misbehaviour {
+class Misbehaviour : public test::HurtfulNumbers {
 public:
-    explicit Misbehaviour(unsigned seed) : _numbers(seed) {}
+    explicit Misbehaviour(unsigned seed)
+        : HurtfulNumbers(seed, {kLines, kLineLength, kMemoryBytes, kMemoryBytes / 2}) {}
 
-    std::uint64_t below(std::uint64_t limit) {
-        return std::uniform_int_distribution<std::uint64_t>(0, limit - 1)(_numbers);
-    }
-
-    /// What hurts: nothing, little, about what is right, about what is mapped, about where numbers wrap, anything.
-    std::uint64_t value() {
-        const std::uint64_t marks[] = {0, kLines, kLineLength, kMemoryBytes, kMemoryBytes / 2, 1ull << 32, 1ull << 63};
-        switch (below(4)) {
-            case 0:
-                return below(10);
-            case 1:
-                return _numbers();
-            case 2:
-                return _numbers() >> below(64);
-            default:
-                return marks[below(std::size(marks))] + below(5) - 2;
-        }
-    }
     void store(void* memory, std::uint64_t LineFifoHeader::*field, std::uint64_t value) {
         std::atomic_ref(static_cast<LineFifoHeader*>(memory)->*field).store(value);
     }
     void damageOne(void* memory) { store(memory, kFields[below(std::size(kFields))], value()); }
-
-private:
-    std::mt19937_64 _numbers;
 };
 
 /// Reads what the ring gives, with more damage meanwhile, and looks at every byte of it.
@@ -104,7 +75,7 @@ protected:
 
     test::LogRecorder _log{3};
     void* _memory = MSharedMem_Create("DorVenImages", kMemoryBytes);
-    Misbehaviour _simulator{newSeed()};
+    Misbehaviour _simulator{test::fuzzSeed()};
 };
 
 TEST_F(MisbehavingSimulator, AnyFieldsStoredWhileTheRingIsReadLeadNowhereOutOfIt) {
@@ -193,7 +164,7 @@ TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
     };
     source.setCallback(&received, &test::ReceivedImages::callback);
     ASSERT_TRUE(source.grab());
-    test::ChildProcess simulator("misbehaves", {std::to_string(newSeed())});
+    test::ChildProcess simulator("misbehaves", {std::to_string(test::fuzzSeed())});
     EXPECT_EQ(simulator.join(60s), 0);
     EXPECT_EQ(strays, 0);
     EXPECT_LE(farthestEnd(log.traces()), kMemoryBytes);

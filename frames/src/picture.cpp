@@ -133,10 +133,6 @@ std::string decodePgm(const Bytes& file, const PictureWish& wish, Picture& pictu
     return {};
 }
 
-std::size_t bigEndian(const std::uint8_t* bytes) {
-    return std::size_t{bytes[0]} << 24 | std::size_t{bytes[1]} << 16 | std::size_t{bytes[2]} << 8 | bytes[3];
-}
-
 struct GivingBack {
     void operator()(std::uint16_t* block) const { stbi_image_free(block); }
 };

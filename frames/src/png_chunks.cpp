@@ -10,10 +10,6 @@ constexpr std::size_t kTypeBytes = 4;
 constexpr std::size_t kFrameBytes = 12;  // length, type and check sum of a chunk
 constexpr std::size_t kHeaderBytes = 13;
 
-std::uint32_t bigEndian(const std::uint8_t* bytes) {
-    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
-}
-
 struct Chunk {
     std::size_t bytes = 0;  // of its content
     std::string type;

@@ -7,6 +7,11 @@
 
 namespace frames {
 
+/// A number of four bytes, as PNG files have them.
+inline std::uint32_t bigEndian(const std::uint8_t* bytes) {
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
 /// Whether the chunks of a PNG file are whole: IHDR first, IEND last, pixels in IDATs that follow each other between
 /// them, and each one's check sum right. What stands behind IEND does not count.
 ///

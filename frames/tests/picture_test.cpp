@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "crc32.h"
 #include "image_file.h"
+#include "png_chunk.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -124,21 +124,10 @@ TEST_F(PictureTest, DamagedAndOtherFilesAreRefused) {
     EXPECT_THAT(refusal(_folder.file("x.pgm", "P5 3 2 256\nabcde")), EndsWith("ends before its last pixel"));
 }
 
-std::string bigEndian(std::size_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(value >> shift));
-    return bytes;
-}
-
-std::string chunk(const std::string& type, const std::string& content) {
-    const std::string checked = type + content;
-    return bigEndian(content.size()) + checked + bigEndian(frames::crc32(checked.data(), checked.size()));
-}
-
 // A PNG file of one pixel, with what stands between its header and its end.
 std::string pngOf(const std::string& chunks) {
-    return "\x89PNG\r\n\x1A\n" + chunk("IHDR", std::string("\0\0\0\1\0\0\0\1\x08\0\0\0\0", 13)) + chunks +
-           chunk("IEND", "");
+    return "\x89PNG\r\n\x1A\n" + test::pngChunk("IHDR", std::string("\0\0\0\1\0\0\0\1\x08\0\0\0\0", 13)) + chunks +
+           test::pngChunk("IEND", "");
 }
 
 // The line of one pixel, packed without packing.
@@ -174,13 +163,14 @@ std::string interlacedLines(std::size_t width, std::size_t height) {
 }
 
 TEST_F(PictureTest, ChunksOfAPngAreChecked) {
-    const std::string good = pngOf(chunk("IDAT", kPixel));
+    const std::string good = pngOf(test::pngChunk("IDAT", kPixel));
     EXPECT_THAT(read(_folder.file("x.png", good)).samples, ElementsAre(0x5A5A));
     EXPECT_THAT(read(_folder.file("x.png", good + "behind")).samples, ElementsAre(0x5A5A));
-    EXPECT_THAT(read(_folder.file("x.png", pngOf(chunk("tEXt", "a") + chunk("IDAT", kPixel.substr(0, 5)) +
-                                                 chunk("IDAT", kPixel.substr(5)))))
-                    .samples,
-                ElementsAre(0x5A5A));
+    EXPECT_THAT(
+        read(_folder.file("x.png", pngOf(test::pngChunk("tEXt", "a") + test::pngChunk("IDAT", kPixel.substr(0, 5)) +
+                                         test::pngChunk("IDAT", kPixel.substr(5)))))
+            .samples,
+        ElementsAre(0x5A5A));
     const auto problem = [&](const std::string& file) { return refusal(_folder.file("x.png", file)); };
     for (std::size_t at = 16; at < 33; ++at) {
         std::string wrong = good;
@@ -191,20 +181,22 @@ TEST_F(PictureTest, ChunksOfAPngAreChecked) {
     wrong[8 + 25 + 8 + 8] = '!';
     EXPECT_THAT(problem(wrong), EndsWith("x.png: is damaged: the check sum of its chunk IDAT is wrong"));
     EXPECT_THAT(problem(pngOf("")), EndsWith("is damaged: has no pixels"));
-    EXPECT_THAT(problem(pngOf(chunk("IDAT", kPixel) + chunk("tEXt", "a") + chunk("IDAT", ""))),
-                EndsWith("is damaged: its pixels are interrupted by another chunk"));
-    EXPECT_THAT(problem(pngOf(good.substr(8, 25) + chunk("IDAT", kPixel))),
+    EXPECT_THAT(
+        problem(pngOf(test::pngChunk("IDAT", kPixel) + test::pngChunk("tEXt", "a") + test::pngChunk("IDAT", ""))),
+        EndsWith("is damaged: its pixels are interrupted by another chunk"));
+    EXPECT_THAT(problem(pngOf(good.substr(8, 25) + test::pngChunk("IDAT", kPixel))),
                 EndsWith("is damaged: does not begin with one header"));
     EXPECT_THAT(problem(good.substr(0, good.size() - 12)), EndsWith("is damaged: ends within its chunks"));
     EXPECT_THAT(problem(good.substr(0, good.size() - 14)), EndsWith("is damaged: ends within a chunk"));
     EXPECT_THAT(problem(good.substr(0, 33) + "\xFF\xFF\xFF\xFFIDAT____"), EndsWith("is damaged: ends within a chunk"));
-    EXPECT_THAT(problem(pngOf(chunk("\x1B[2J", "") + chunk("IDAT", kPixel))),
+    EXPECT_THAT(problem(pngOf(test::pngChunk("\x1B[2J", "") + test::pngChunk("IDAT", kPixel))),
                 EndsWith("is damaged: has a chunk whose type is no word"));
 }
 
 // The decoder has no words for a block of the fourth kind, which there is not.
 TEST_F(PictureTest, DamageThatTheDecoderDoesNotNameIsRefusedAsWell) {
-    EXPECT_THAT(refusal(_folder.file("x.png", pngOf(chunk("IDAT", "\x78\x01\x07")))), HasSubstr("x.png: is damaged: "));
+    EXPECT_THAT(refusal(_folder.file("x.png", pngOf(test::pngChunk("IDAT", "\x78\x01\x07")))),
+                HasSubstr("x.png: is damaged: "));
 }
 
 // The passes of an interlaced image have more lines than the image, each with a byte of its own.
@@ -212,10 +204,10 @@ TEST_F(PictureTest, InterlacedPngIsReadHoweverSmallItIs) {
     for (std::size_t width = 1; width <= 9; ++width) {
         for (std::size_t height = 1; height <= 9; ++height) {
             const std::string lines = interlacedLines(width, height);
-            const std::string header = bigEndian(width) + bigEndian(height) + std::string("\1\0\0\0\1", 5);
+            const std::string header = test::bigEndian(width) + test::bigEndian(height) + std::string("\1\0\0\0\1", 5);
             const auto file = [&](const std::string& pixels) {
-                return "\x89PNG\r\n\x1A\n" + chunk("IHDR", header) + chunk("IDAT", unpacked(pixels)) +
-                       chunk("IEND", "");
+                return "\x89PNG\r\n\x1A\n" + test::pngChunk("IHDR", header) + test::pngChunk("IDAT", unpacked(pixels)) +
+                       test::pngChunk("IEND", "");
             };
             const Picture picture = read(_folder.file("x.png", file(lines)));
             EXPECT_THAT(picture.samples, testing::Each(0xFFFF)) << width << " x " << height;

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "counted_memory.h"
-#include "crc32.h"
 #include "image_file.h"
+#include "png_chunk.h"
 #include "replayed_images.h"
 #include "temporary_folder.h"
 
@@ -20,17 +20,6 @@ using testing::HasSubstr;
 constexpr std::size_t kMegabyte = 1'000'000;
 /// Names of files, buffers and tables, which do not grow with the pictures.
 constexpr std::size_t kSlack = 300'000;
-
-std::string bigEndian(std::size_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(value >> shift));
-    return bytes;
-}
-
-std::string chunk(const std::string& type, const std::string& content) {
-    const std::string checked = type + content;
-    return bigEndian(content.size()) + checked + bigEndian(frames::crc32(checked.data(), checked.size()));
-}
 
 /// The packed pixels of an image of so many black ones: some thousandths of their size.
 std::string packed(std::size_t width, std::size_t height) {
@@ -49,8 +38,9 @@ std::string packed(std::size_t width, std::size_t height) {
 }
 
 std::string pngOf(std::size_t width, std::size_t height, const std::string& pixels) {
-    return "\x89PNG\r\n\x1A\n" + chunk("IHDR", bigEndian(width) + bigEndian(height) + std::string("\x08\0\0\0\0", 5)) +
-           chunk("IDAT", pixels) + chunk("IEND", "");
+    return "\x89PNG\r\n\x1A\n" +
+           test::pngChunk("IHDR", test::bigEndian(width) + test::bigEndian(height) + std::string("\x08\0\0\0\0", 5)) +
+           test::pngChunk("IDAT", pixels) + test::pngChunk("IEND", "");
 }
 
 class PictureMemoryTest : public testing::Test {
