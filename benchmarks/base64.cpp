@@ -79,7 +79,7 @@ void measureSize(const std::string& sizeName, std::size_t size, std::vector<benc
         [&] {
             return static_cast<std::size_t>(
                 MBase64_Encode(text.data(), bytes.data(), static_cast<std::ptrdiff_t>(size)));
-    },
+        },
         {
             {"EVP_EncodeBlock", kBesideOpenSsl,
              [&] { return static_cast<std::size_t>(EVP_EncodeBlock(textBytes, source, static_cast<int>(size))); }},
@@ -97,7 +97,7 @@ void measureSize(const std::string& sizeName, std::size_t size, std::vector<benc
         [&] {
             return static_cast<std::size_t>(
                 MBase64_Decode(back.data(), text.data(), static_cast<std::ptrdiff_t>(textSize)));
-    },
+        },
         {
             {"EVP_DecodeBlock", kBesideOpenSsl,
              [&] {

@@ -148,11 +148,9 @@ bool measureLines() {
                                             [] { return nanosecondsPerLine(linesByFgetsAndStrlen); }});
     std::filesystem::remove(kTextName);
     return bench::report("Lines of 40 bytes from a file of 100 MB, median of turns",
-                         {
-                             {"ReadLine beside std::getline",     "ns", times[0], times[1], 1 / 1.3},
-                             {"ReadLine beside fgets",            "ns", times[0], times[2], 1 / 1.8},
-                             {"ReadLine beside fgets and strlen", "ns", times[0], times[3], 1 / 1.8}
-    });
+                         {{"ReadLine beside std::getline", "ns", times[0], times[1], 1 / 1.3},
+                          {"ReadLine beside fgets", "ns", times[0], times[2], 1 / 1.8},
+                          {"ReadLine beside fgets and strlen", "ns", times[0], times[3], 1 / 1.8}});
 }
 
 bool measureReplacement() {
@@ -164,9 +162,7 @@ bool measureReplacement() {
 #endif
     const auto times = medians(kReplaceTurns, ways);
     std::filesystem::remove(kTargetName);
-    std::vector<bench::Result> results = {
-        {"beside file, fdatasync, rename", "us", times[0], times[1], 1.1}
-    };
+    std::vector<bench::Result> results = {{"beside file, fdatasync, rename", "us", times[0], times[1], 1.1}};
     if (times.size() > 2) results.push_back({"beside g_file_set_contents", "us", times[0], times[2], 0.8});
     return bench::report("Safe replacement of 1 KB, flushed, median of turns", results);
 }

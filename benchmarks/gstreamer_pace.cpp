@@ -50,11 +50,9 @@ GstElement* makePipeline(const std::string& pattern, int framesPerSecond) {
 
 Pace paceOfTestSource(const std::string& pattern, int framesPerSecond, double seconds) {
     gst_init(nullptr, nullptr);
-    Watch watch{
-        {static_cast<double>(framesPerSecond), seconds, CLOCK_PROCESS_CPUTIME_ID},
-        g_main_loop_new(nullptr, FALSE),
-        false
-    };
+    Watch watch{{static_cast<double>(framesPerSecond), seconds, CLOCK_PROCESS_CPUTIME_ID},
+                g_main_loop_new(nullptr, FALSE),
+                false};
     GstElement* const pipeline = makePipeline(pattern, framesPerSecond);
     GstElement* const sink = gst_bin_get_by_name(GST_BIN(pipeline), "sink");
     g_signal_connect(sink, "handoff", G_CALLBACK(noteImage), &watch);

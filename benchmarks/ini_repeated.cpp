@@ -49,7 +49,6 @@ int main() {
     const double fewTime = bench::percentile(amongFew, 0.5);
     const double manyTime = bench::percentile(amongMany, 0.5);
     const std::vector<bench::Result> results = {
-        {"read a line of 20,000 repeated entries beside 1,250", "ns", manyTime, fewTime, 4.0}
-    };
+        {"read a line of 20,000 repeated entries beside 1,250", "ns", manyTime, fewTime, 4.0}};
     return bench::report("Repeated entries, median of turns", results, "few") ? 0 : 1;
 }

@@ -34,11 +34,13 @@ struct PatternPair {
     const char* peers;
     double cpuAim;  // ratio; 0: none
 };
+// clang-format off
 constexpr PatternPair kPatterns[] = {
     {"ramp-h-moving", "gradient", 0.0},
     {"ball",          "ball",     0.2},
     {"noise",         "snow",     0.2},
 };
+// clang-format on
 
 std::filesystem::path thisProgram() { return std::filesystem::read_symlink("/proc/self/exe"); }
 

@@ -301,11 +301,9 @@ int main(int argc, char** argv) {
     const auto p50 = [](std::vector<double>& values) { return bench::percentile(values, 0.5); };
     const bool reached =
         bench::report("Request and answer, two processes on one processor, p50, median of turns",
-                      {
-                          {"ends, beside bare rings with futex words",  "us", p50(link),      p50(ring),         1.10},
-                          {"ends, beside Unix packet sockets",          "us", p50(link),      p50(socket),       0.65},
-                          {"messenger, beside bare rings, handed over", "us", p50(messenger), p50(handedRing),   1.10},
-                          {"messenger, beside sockets, handed over",    "us", p50(messenger), p50(handedSocket), 0.65}
-    });
+                      {{"ends, beside bare rings with futex words", "us", p50(link), p50(ring), 1.10},
+                       {"ends, beside Unix packet sockets", "us", p50(link), p50(socket), 0.65},
+                       {"messenger, beside bare rings, handed over", "us", p50(messenger), p50(handedRing), 1.10},
+                       {"messenger, beside sockets, handed over", "us", p50(messenger), p50(handedSocket), 0.65}});
     return reached ? 0 : 1;
 }

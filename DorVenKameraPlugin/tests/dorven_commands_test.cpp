@@ -84,6 +84,7 @@ std::string assertionText(const char* file, int line) {
 }
 
 TEST(ClosedCamera, ReportsEachOperationWithItsLine) {
+    // clang-format off
     const std::pair<std::int32_t, int> imageLines[] = {
         {1002, 57 },
         {1003, 66 },
@@ -99,6 +100,7 @@ TEST(ClosedCamera, ReportsEachOperationWithItsLine) {
         {1007, 170},
         {1008, 182}
     };
+    // clang-format on
     test::LogRecorder log;
     DorVenPlugin device("");
     const auto expectReport = [&](std::int32_t id, const std::string& text) {

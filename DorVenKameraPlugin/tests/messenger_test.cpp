@@ -186,12 +186,14 @@ TEST_F(MessengerTest, AnswerThatSaysAnotherStepIsNoSuccess) {
 TEST_F(MessengerTest, FrameOfAnyOtherIdIsAnsweredWithItsOwnHeader) {
     const RawPeer peer(_ids.mirrored());
     const auto messenger = IPMessenger::create(_channel);
+    // clang-format off
     const FrameHeader headers[] = {
         {1, 0, 77},
         {9, 7, 78},
         {2, 0, 79},
         {0, 0, 80}
     };
+    // clang-format on
     for (const FrameHeader& header : headers) {
         peer.send(header, {1, 1, 1, 1, 2, 2, 2, 2});
         const auto answer = peer.receive();

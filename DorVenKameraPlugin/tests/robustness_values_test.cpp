@@ -49,10 +49,7 @@ std::vector<T> absurdValues() {
         return {nullptr, reinterpret_cast<T>(std::uintptr_t{1})};
     } else if constexpr (std::is_same_v<T, PluginInterfaceCallbackData>) {
         // A function that is none cannot be told from one; a context can be anything.
-        return {
-            {nullptr,                                    nullptr},
-            {reinterpret_cast<void*>(std::uintptr_t{1}), nullptr}
-        };
+        return {{nullptr, nullptr}, {reinterpret_cast<void*>(std::uintptr_t{1}), nullptr}};
     } else {
         std::vector<T> values(4);
         int filling = 0;
@@ -135,20 +132,20 @@ struct State {
 void PrintTo(const State& state, std::ostream* out) { *out << state.name; }
 
 const State kStates[] = {
-    {"Closed",            [](PluginDeviceBase&) {}                                                               },
-    {"FailedToOpen",      &openWithoutEvent                                                                      },
-    {"Opened",            [](PluginDeviceBase& device) { ASSERT_EQ(device.call(1001, nullptr, nullptr), kDone); }},
+    {"Closed", [](PluginDeviceBase&) {}},
+    {"FailedToOpen", &openWithoutEvent},
+    {"Opened", [](PluginDeviceBase& device) { ASSERT_EQ(device.call(1001, nullptr, nullptr), kDone); }},
     {"Grabbing",
      [](PluginDeviceBase& device) {
          ASSERT_EQ(device.call(1001, nullptr, nullptr), kDone);
          ASSERT_EQ(device.call(1002, nullptr, nullptr), kDone);
-     }                                                                                                           },
+     }},
     {"FailedToOpenAgain",
      [](PluginDeviceBase& device) {
          ASSERT_EQ(device.call(1001, nullptr, nullptr), kDone);
          ASSERT_EQ(device.call(1002, nullptr, nullptr), kDone);
          openWithoutEvent(device);
-     }                                                                                                           },
+     }},
 };
 
 class AbsurdValuesTest : public testing::TestWithParam<State> {};

@@ -59,11 +59,7 @@ public:
     using MeasuringTarget::MeasuringTarget;
 
     std::vector<TrueValue> truth(std::uint64_t frameNumber) const override {
-        return {
-            {"x_px",      xAt(frameNumber)},
-            {"y_px",      yTruth()        },
-            {"angle_deg", 0.0             }
-        };
+        return {{"x_px", xAt(frameNumber)}, {"y_px", yTruth()}, {"angle_deg", 0.0}};
     }
 
 private:
@@ -84,11 +80,9 @@ public:
         : MeasuringTarget(format, settings), _lines(kSlope), _shifts(height() / kSlope + 1) {}
 
     std::vector<TrueValue> truth(std::uint64_t frameNumber) const override {
-        return {
-            {"x_px",      xAt(frameNumber)                                },
-            {"y_px",      yTruth()                                        },
-            {"angle_deg", std::atan(1.0 / kSlope) * 180 / std::numbers::pi}
-        };
+        return {{"x_px", xAt(frameNumber)},
+                {"y_px", yTruth()},
+                {"angle_deg", std::atan(1.0 / kSlope) * 180 / std::numbers::pi}};
     }
 
 private:
@@ -134,11 +128,7 @@ public:
     }
 
     std::vector<TrueValue> truth(std::uint64_t frameNumber) const override {
-        return {
-            {"x_px",      xAt(frameNumber)},
-            {"y_px",      yTruth()        },
-            {"radius_px", _radius         }
-        };
+        return {{"x_px", xAt(frameNumber)}, {"y_px", yTruth()}, {"radius_px", _radius}};
     }
 
 private:
@@ -200,12 +190,7 @@ public:
         : MeasuringTarget(format, settings), _lines(kReach) {}
 
     std::vector<TrueValue> truth(std::uint64_t frameNumber) const override {
-        return {
-            {"x_px",      xAt(frameNumber)},
-            {"y_px",      yTruth()        },
-            {"pitch_px",  kPitch          },
-            {"radius_px", kRadius         }
-        };
+        return {{"x_px", xAt(frameNumber)}, {"y_px", yTruth()}, {"pitch_px", kPitch}, {"radius_px", kRadius}};
     }
 
 private:
@@ -237,11 +222,7 @@ public:
     using MeasuringTarget::MeasuringTarget;
 
     std::vector<TrueValue> truth(std::uint64_t frameNumber) const override {
-        return {
-            {"x_px",     xAt(frameNumber)},
-            {"y_px",     yTruth() - 0.5  },
-            {"pitch_px", kPitch          }
-        };
+        return {{"x_px", xAt(frameNumber)}, {"y_px", yTruth() - 0.5}, {"pitch_px", kPitch}};
     }
 
 private:

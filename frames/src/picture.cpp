@@ -162,6 +162,7 @@ private:
     };
 
     std::size_t interlacedBytes() const {
+        // clang-format off
         constexpr Pass kPasses[] = {
             {0, 0, 8, 8},
             {4, 0, 8, 8},
@@ -171,6 +172,7 @@ private:
             {1, 0, 2, 2},
             {0, 1, 1, 2}
         };
+        // clang-format on
         std::size_t bytes = 0;
         for (const Pass& pass : kPasses) {
             const std::size_t width = placesFrom(pass.left, pass.across, _width);

@@ -10,6 +10,7 @@ namespace {
 
 constexpr double kDark = 32.0 / 255.0;  // behind what moves: no pixel has the grey of faked images
 constexpr std::size_t kCheckerSide = 32;
+// clang-format off
 constexpr Colour kBars[] = {
     {1, 1, 1},
     {1, 1, 0},
@@ -20,6 +21,7 @@ constexpr Colour kBars[] = {
     {0, 0, 1},
     {0, 0, 0},
 };
+// clang-format on
 
 // 0 for the first of count, 1 for the last.
 double along(std::size_t place, std::size_t count) {

@@ -32,9 +32,7 @@ Mix linearMix(std::size_t place, double ratio, std::size_t source) {
     const auto first = static_cast<std::size_t>(centre);
     if (first + 1 >= source) return {first, {1.0}};
     const double right = centre - static_cast<double>(first);
-    return {
-        first, {1.0 - right, right}
-    };
+    return {first, {1.0 - right, right}};
 }
 
 std::vector<Mix> mixes(std::size_t source, std::size_t target) {

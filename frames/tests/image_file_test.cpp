@@ -30,9 +30,7 @@ std::string text(const std::vector<std::uint8_t>& bytes) { return {bytes.begin()
 class ImageFileTest : public testing::Test {
 protected:
     std::string refusal(const std::string& path) {
-        GreyImage image{
-            7, 7, {1, 2, 3}
-        };
+        GreyImage image{7, 7, {1, 2, 3}};
         std::string error;
         EXPECT_FALSE(readGreyImage(path, image, error));
         EXPECT_EQ(image.width, 7u) << "a refused file leaves the image alone";
@@ -73,11 +71,7 @@ TEST_F(ImageFileTest, SavedGreyImageIsEightBitGrey) {
     const std::vector<std::uint8_t> bytes(6, 9);
     std::vector<std::uint8_t> file;
     std::string error;
-    ASSERT_TRUE(encodePng(
-        {
-            bytes.data(), {3, 2, 1}
-    },
-        file, error));
+    ASSERT_TRUE(encodePng({bytes.data(), {3, 2, 1}}, file, error));
     EXPECT_THAT(text(file), StartsWith("\x89PNG\r\n\x1A\n"));
     EXPECT_EQ(text(file).substr(8, 21), std::string("\0\0\0\x0DIHDR\0\0\0\x03\0\0\0\x02\x08\0\0\0\0", 21));
 }
@@ -109,11 +103,7 @@ TEST_F(ImageFileTest, LevelZeroStoresTheLinesAndItsSumsAreRight) {
     const std::vector<std::uint8_t> bytes{1, 2, 3, 4};
     std::vector<std::uint8_t> file;
     std::string error;
-    ASSERT_TRUE(encodePng(
-        {
-            bytes.data(), {2, 2, 1}
-    },
-        file, error, 0));
+    ASSERT_TRUE(encodePng({bytes.data(), {2, 2, 1}}, file, error, 0));
     // Length 17, a zlib stream: its header, the last block of 6 bytes, two lines, the Adler-32 of those.
     EXPECT_EQ(text(file).substr(33, 25), std::string("\0\0\0\x11IDAT\x78\x01\x01\x06\0\xF9\xFF\0\x01\x02\0\x03\x04"
                                                      "\0\x1D\0\x0B",
@@ -125,12 +115,7 @@ TEST_F(ImageFileTest, TwoBytesPerPixelAreSavedAsSixteenBitGrey) {
     const std::vector<std::uint8_t> bytes{0x01, 0x02, 0x00, 0xFF};
     std::vector<std::uint8_t> file;
     std::string error;
-    ASSERT_TRUE(encodePng(
-        {
-            bytes.data(), {2, 1, 2}
-    },
-        file, error))
-        << error;
+    ASSERT_TRUE(encodePng({bytes.data(), {2, 1, 2}}, file, error)) << error;
     EXPECT_EQ(text(file).substr(24, 2), std::string("\x10\0", 2));
     EXPECT_THAT(read(_folder.file("b.png", text(file))).pixels, ElementsAre(0x02, 0xFF));
 }
@@ -139,21 +124,11 @@ TEST_F(ImageFileTest, ThreeAndFourBytesPerPixelAreSavedAsColour) {
     std::string error;
     std::vector<std::uint8_t> file;
     const std::vector<std::uint8_t> colour{255, 255, 255, 0, 0, 0, 90, 90, 90};
-    ASSERT_TRUE(encodePng(
-        {
-            colour.data(), {3, 1, 3}
-    },
-        file, error))
-        << error;
+    ASSERT_TRUE(encodePng({colour.data(), {3, 1, 3}}, file, error)) << error;
     EXPECT_EQ(text(file).substr(24, 2), "\x08\x02");
     EXPECT_THAT(read(_folder.file("c.png", text(file))).pixels, ElementsAre(255, 0, 90));
     const std::vector<std::uint8_t> opacity{255, 255, 255, 255, 90, 90, 90, 255};
-    ASSERT_TRUE(encodePng(
-        {
-            opacity.data(), {2, 1, 4}
-    },
-        file, error))
-        << error;
+    ASSERT_TRUE(encodePng({opacity.data(), {2, 1, 4}}, file, error)) << error;
     EXPECT_EQ(text(file).substr(24, 2), "\x08\x06");
     EXPECT_THAT(read(_folder.file("d.png", text(file))).pixels, ElementsAre(255, 90));
 }
@@ -162,34 +137,18 @@ TEST_F(ImageFileTest, OtherByteDepthsAreRefused) {
     const std::vector<std::uint8_t> bytes(5, 9);
     std::vector<std::uint8_t> file;
     std::string error;
-    EXPECT_FALSE(encodePng(
-        {
-            bytes.data(), {1, 1, 5}
-    },
-        file, error));
+    EXPECT_FALSE(encodePng({bytes.data(), {1, 1, 5}}, file, error));
     EXPECT_EQ(error, "PNG has no form for 5 bytes per pixel");
-    EXPECT_FALSE(encodePng(
-        {
-            bytes.data(), {1, 1, 0}
-    },
-        file, error));
+    EXPECT_FALSE(encodePng({bytes.data(), {1, 1, 0}}, file, error));
     EXPECT_EQ(error, "PNG has no form for 0 bytes per pixel");
 }
 
 TEST_F(ImageFileTest, ImageWithoutPixelsIsRefused) {
     const std::uint8_t byte = 9;
     std::string error;
-    EXPECT_FALSE(writePng(path("a.png"),
-                          {
-                              &byte, {0, 5, 1}
-    },
-                          error));
+    EXPECT_FALSE(writePng(path("a.png"), {&byte, {0, 5, 1}}, error));
     EXPECT_EQ(error, path("a.png") + ": an image of 0 x 5 pixels cannot be saved");
-    EXPECT_FALSE(writePng(path("a.png"),
-                          {
-                              nullptr, {2, 2, 1}
-    },
-                          error));
+    EXPECT_FALSE(writePng(path("a.png"), {nullptr, {2, 2, 1}}, error));
     EXPECT_FALSE(std::ifstream(path("a.png")));
 }
 
@@ -197,11 +156,7 @@ TEST_F(ImageFileTest, FileThatCannotBeWrittenIsNamed) {
     const std::uint8_t byte = 9;
     std::string error;
     const std::string nowhere = _folder.path() + "/missing/a.png";
-    EXPECT_FALSE(writePng(nowhere,
-                          {
-                              &byte, {1, 1, 1}
-    },
-                          error));
+    EXPECT_FALSE(writePng(nowhere, {&byte, {1, 1, 1}}, error));
     EXPECT_EQ(error, nowhere + ": cannot be written");
 }
 
@@ -268,11 +223,7 @@ TEST_F(ImageFileTest, DamagedPngIsRefusedWithAReason) {
     const std::vector<std::uint8_t> bytes(10000, 9);
     std::vector<std::uint8_t> file;
     std::string error;
-    ASSERT_TRUE(encodePng(
-        {
-            bytes.data(), {100, 100, 1}
-    },
-        file, error));
+    ASSERT_TRUE(encodePng({bytes.data(), {100, 100, 1}}, file, error));
     for (const std::size_t size : {std::size_t{8}, std::size_t{20}, std::size_t{40}, file.size() - 20}) {
         const std::string message = refusal(_folder.file("cut.png", text(file).substr(0, size)));
         EXPECT_GT(message.size(), _folder.path("cut.png").size() + 4) << size;

@@ -15,9 +15,7 @@ using testing::ElementsAreArray;
 const std::vector<std::uint8_t> kPixels{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
 
 frames::ImageView view(std::size_t bytesPerPixel) {
-    return {
-        kPixels.data(), {2, kPixels.size() / 2 / bytesPerPixel, bytesPerPixel}
-    };
+    return {kPixels.data(), {2, kPixels.size() / 2 / bytesPerPixel, bytesPerPixel}};
 }
 
 std::string text(const std::vector<std::uint8_t>& bytes, std::size_t count) {
@@ -78,16 +76,8 @@ TEST_F(ImageWriterTest, PngIsThatOfThePngWriter) {
 TEST_F(ImageWriterTest, ImageWithoutPixelsIsRefusedInEveryFormat) {
     std::vector<std::uint8_t> file;
     for (const auto format : {ImageFileFormat::png, ImageFileFormat::pgm, ImageFileFormat::raw}) {
-        EXPECT_FALSE(encodeImage(
-            {
-                nullptr, {2, 2, 1}
-        },
-            format, file, _error));
-        EXPECT_FALSE(encodeImage(
-            {
-                kPixels.data(), {0, 2, 1}
-        },
-            format, file, _error));
+        EXPECT_FALSE(encodeImage({nullptr, {2, 2, 1}}, format, file, _error));
+        EXPECT_FALSE(encodeImage({kPixels.data(), {0, 2, 1}}, format, file, _error));
         EXPECT_THAT(_error, testing::HasSubstr("cannot be saved"));
     }
 }

@@ -83,11 +83,7 @@ TEST(InspectionTest, ImageOfNothingButTensIsFaked) {
 }
 
 TEST(InspectionTest, FakedIsToldAtEverySizeAndDepth) {
-    for (const ImageFormat& format : {
-             ImageFormat{1,   1, 1},
-             ImageFormat{1,   1, 2},
-             ImageFormat{100, 3, 3}
-    }) {
+    for (const ImageFormat& format : {ImageFormat{1, 1, 1}, ImageFormat{1, 1, 2}, ImageFormat{100, 3, 3}}) {
         std::vector<std::uint8_t> bytes(format.bytes(), 10);
         EXPECT_EQ(kindOf(bytes, format), ImageKind::faked);
         bytes.back() = 11;
@@ -122,11 +118,7 @@ TEST(InspectionTest, StripOverABodyOfTensIsSimulatedNotFaked) {
 TEST(InspectionTest, ImageWithoutPixelsIsUnverified) {
     EXPECT_EQ(inspectImage({nullptr, kFormat}).kind, ImageKind::unverified);
     const std::uint8_t byte = 10;
-    EXPECT_EQ(inspectImage({
-                               &byte, {0, 0, 1}
-    })
-                  .kind,
-              ImageKind::unverified);
+    EXPECT_EQ(inspectImage({&byte, {0, 0, 1}}).kind, ImageKind::unverified);
 }
 
 TEST(InspectionTest, KindsHaveNames) {

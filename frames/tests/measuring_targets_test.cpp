@@ -173,14 +173,10 @@ TEST_P(MeasuringTargetTest, TargetsAreCutWhereTheImageEnds) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, MeasuringTargetTest,
-    testing::Values(
-        Case{
-            1, 16, {},
-              0
-},
-        Case{2, 16, {}, 3}, Case{3, 16, {Motion::Kind::sine, 8.0, 100}, 13},
-        Case{4, 16, {Motion::Kind::linear, 0.37, 100}, 1}, Case{1, 16, {Motion::Kind::linear, 0.37, 100}, 98},
-        Case{2, 10, {Motion::Kind::step, 0.25, 10}, 7}, Case{2, 12, {Motion::Kind::sine, 33.3, 17}, 12},
-        Case{1, 16, {Motion::Kind::sine, 0.01, 100}, 25}, Case{5, 16, {Motion::Kind::step, -11.7, 4}, 2}));
+    testing::Values(Case{1, 16, {}, 0}, Case{2, 16, {}, 3}, Case{3, 16, {Motion::Kind::sine, 8.0, 100}, 13},
+                    Case{4, 16, {Motion::Kind::linear, 0.37, 100}, 1},
+                    Case{1, 16, {Motion::Kind::linear, 0.37, 100}, 98}, Case{2, 10, {Motion::Kind::step, 0.25, 10}, 7},
+                    Case{2, 12, {Motion::Kind::sine, 33.3, 17}, 12}, Case{1, 16, {Motion::Kind::sine, 0.01, 100}, 25},
+                    Case{5, 16, {Motion::Kind::step, -11.7, 4}, 2}));
 
 }  // namespace

@@ -51,6 +51,7 @@ PatternSettings moving() {
     return settings;
 }
 
+// clang-format off
 const ImageFormat kFormats[] = {
     {1280, 1024, 1 },
     {640,  480,  2 },
@@ -65,6 +66,7 @@ const ImageFormat kFormats[] = {
     {1,    1,    1 },
     {1,    1,    16},
 };
+// clang-format on
 
 class EveryPatternTest : public testing::TestWithParam<PatternRow> {};
 

@@ -143,6 +143,7 @@ std::string unpacked(const std::string& pixels) {
 
 // White lines of one bit a pixel, in the seven passes of an interlaced image.
 std::string interlacedLines(std::size_t width, std::size_t height) {
+    // clang-format off
     constexpr std::size_t kPasses[][4] = {
         {0, 0, 8, 8},
         {4, 0, 8, 8},
@@ -152,6 +153,7 @@ std::string interlacedLines(std::size_t width, std::size_t height) {
         {1, 0, 2, 2},
         {0, 1, 1, 2}
     };
+    // clang-format on
     std::string lines;
     for (const auto& [left, top, across, down] : kPasses) {
         std::size_t pixels = 0;
@@ -222,11 +224,7 @@ TEST_F(PictureTest, PngThatEndsTooSoonIsRefused) {
     std::string error;
     std::vector<std::uint8_t> bytes(100 * 100);
     for (std::size_t at = 0; at < bytes.size(); ++at) bytes[at] = static_cast<std::uint8_t>(at * at >> 3);
-    ASSERT_TRUE(frames::encodePng(
-        {
-            bytes.data(), {100, 100, 1}
-    },
-        file, error));
+    ASSERT_TRUE(frames::encodePng({bytes.data(), {100, 100, 1}}, file, error));
     for (std::size_t size = 8; size + 12 < file.size(); size += 97) {
         const std::string path =
             _folder.file("cut.png", std::string(file.begin(), file.begin() + static_cast<long>(size)));
@@ -347,51 +345,27 @@ TEST_F(PictureTest, RawFileOfAnotherSizeIsRefused) {
 }
 
 TEST(ScalingTest, ShrinkingTakesTheMeanOfTheArea) {
-    const Picture picture{
-        4, 2, 1, {0, 100, 200, 300, 400, 500, 600, 700}
-    };
+    const Picture picture{4, 2, 1, {0, 100, 200, 300, 400, 500, 600, 700}};
     EXPECT_THAT(scaled(picture, 2, 1).samples, ElementsAre(250, 450));
     EXPECT_THAT(scaled(picture, 1, 1).samples, ElementsAre(350));
     // Three pixels onto two: the middle one falls half onto each.
-    EXPECT_THAT(scaled(
-                    {
-                        3, 1, 1, {0, 300, 900}
-    },
-                    2, 1)
-                    .samples,
-                ElementsAre(100, 700));
+    EXPECT_THAT(scaled({3, 1, 1, {0, 300, 900}}, 2, 1).samples, ElementsAre(100, 700));
 }
 
 TEST(ScalingTest, GrowingDrawsStraightLinesBetweenCentres) {
-    EXPECT_THAT(scaled(
-                    {
-                        2, 1, 1, {0, 400}
-    },
-                    4, 1)
-                    .samples,
-                ElementsAre(0, 100, 300, 400));
-    EXPECT_THAT(scaled(
-                    {
-                        1, 2, 1, {0, 400}
-    },
-                    1, 4)
-                    .samples,
-                ElementsAre(0, 100, 300, 400));
+    EXPECT_THAT(scaled({2, 1, 1, {0, 400}}, 4, 1).samples, ElementsAre(0, 100, 300, 400));
+    EXPECT_THAT(scaled({1, 2, 1, {0, 400}}, 1, 4).samples, ElementsAre(0, 100, 300, 400));
     EXPECT_THAT(scaled({1, 1, 1, {77}}, 3, 2).samples, testing::Each(77));
 }
 
 TEST(ScalingTest, ColoursStayApart) {
-    const Picture picture{
-        2, 1, 3, {0, 100, 1000, 200, 300, 3000}
-    };
+    const Picture picture{2, 1, 3, {0, 100, 1000, 200, 300, 3000}};
     EXPECT_THAT(scaled(picture, 1, 1).samples, ElementsAre(100, 200, 2000));
     EXPECT_EQ(scaled(picture, 1, 1).channels, 3u);
 }
 
 TEST(ScalingTest, SameSizeIsTheSamePicture) {
-    const Picture picture{
-        2, 2, 1, {1, 2, 3, 65535}
-    };
+    const Picture picture{2, 2, 1, {1, 2, 3, 65535}};
     EXPECT_EQ(scaled(picture, 2, 2).samples, picture.samples);
 }
 

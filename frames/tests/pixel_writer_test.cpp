@@ -95,10 +95,7 @@ TEST(PixelWriterTest, GreyIsReadBack) {
 
 TEST(FillPixelsTest, FewerBitsOfTwoByteCanvasesStandInTheLowBits) {
     std::vector<std::uint8_t> bytes(8, 77);
-    const frames::Canvas canvas{
-        bytes.data(), {4, 1, 2},
-         10
-    };
+    const frames::Canvas canvas{bytes.data(), {4, 1, 2}, 10};
     fillPixels(canvas, 1, 0, 2, 255);
     EXPECT_THAT(bytes, ElementsAre(77, 77, 0xFF, 0x03, 0xFF, 0x03, 77, 77));
     fillPixels(canvas, 3, 0, 9, 0);
@@ -107,11 +104,7 @@ TEST(FillPixelsTest, FewerBitsOfTwoByteCanvasesStandInTheLowBits) {
 
 TEST(FillPixelsTest, SixteenBitsAreTheGreyInBothBytes) {
     std::vector<std::uint8_t> bytes(4, 77);
-    fillPixels(
-        {
-            bytes.data(), {2, 1, 2}
-    },
-        0, 0, 2, 0x12);
+    fillPixels({bytes.data(), {2, 1, 2}}, 0, 0, 2, 0x12);
     EXPECT_THAT(bytes, ElementsAre(0x12, 0x12, 0x12, 0x12));
 }
 

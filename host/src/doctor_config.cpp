@@ -32,6 +32,7 @@ struct KeyRow {
 constexpr std::int64_t kLeast32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kGreatest32 = std::numeric_limits<std::int32_t>::max();
 // The camera takes any number; sizes and depth are those that a simulator can make.
+// clang-format off
 constexpr KeyRow kKeys[] = {
     {image_road::kWidth,         1,        65536      },
     {image_road::kHeight,        1,        65536      },
@@ -40,6 +41,7 @@ constexpr KeyRow kKeys[] = {
     {image_road::kArrangeType,   kLeast32, kGreatest32},
     {image_road::kTimeStampType, kLeast32, kGreatest32},
 };
+// clang-format on
 
 // "FILE: section 'NAME'"
 std::string placeOf(const std::string& path, const char* kind, const std::string& name) {

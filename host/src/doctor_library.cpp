@@ -20,6 +20,7 @@ struct Machine {
     std::uint16_t code;
     const char* name;
 };
+// clang-format off
 constexpr Machine kElfMachines[] = {
     {0x03, "32-bit x86"   },
     {0x28, "32-bit ARM"   },
@@ -27,6 +28,7 @@ constexpr Machine kElfMachines[] = {
     {0xB7, "64-bit ARM"   },
     {0xF3, "64-bit RISC-V"},
 };
+// clang-format on
 constexpr Machine kPeMachines[] = {
     {0x014C, "32-bit x86"},
     {0x8664, "64-bit x86"},

@@ -215,9 +215,7 @@ Matcher::Verdict Matcher::judgeStop(const InjectedFault& fault, const Expectatio
     const bool cameOn = _evidence.sight && _evidence.sight->last >= expectation.frames.first;
     if (!_stop && !cameOn) return Verdict::outOfSight;
     const std::uint64_t first = expectation.frames.first;
-    _match.missing.push_back({
-        &fault, FindingKind::stopped, {first, first}
-    });
+    _match.missing.push_back({&fault, FindingKind::stopped, {first, first}});
     return Verdict::missed;
 }
 
@@ -227,21 +225,14 @@ void Matcher::judgeStop() {
         _match.stopFound = true;
         return;
     }
-    _match.uninjected.push_back({
-        {FindingKind::stopped, {*_stop, *_stop}, {}},
-        ""
-    });
+    _match.uninjected.push_back({{FindingKind::stopped, {*_stop, *_stop}, {}}, ""});
 }
 
 // Notes tell of frames that were not delivered.
 void Matcher::tellUninjected(FindingKind kind, const FrameRange& range) {
     std::vector<FrameRange> rest{range};
     const auto tell = [&](const std::vector<FrameRange>& parts, const std::string& because) {
-        for (const FrameRange& part : parts)
-            _match.uninjected.push_back({
-                {kind, part, {}},
-                because
-            });
+        for (const FrameRange& part : parts) _match.uninjected.push_back({{kind, part, {}}, because});
     };
     if (kind == FindingKind::lost) {
         for (const auto& [name, frames] : _notes) {
@@ -260,10 +251,7 @@ void Matcher::tellUninjectedAges() {
         if (age.injected) continue;
         const double judgedFrom = _evidence.judgedFromUs.value_or(0);
         if (age.kind == FindingKind::late && !(_evidence.judgesLateness && age.latencyUs >= judgedFrom)) continue;
-        _match.uninjected.push_back({
-            {age.kind, {frame, frame}, age.latencyUs},
-            ""
-        });
+        _match.uninjected.push_back({{age.kind, {frame, frame}, age.latencyUs}, ""});
     }
 }
 

@@ -15,6 +15,7 @@ struct KindRow {
     const char* label;  // for people
 };
 
+// clang-format off
 constexpr KindRow kKinds[] = {
     {FindingKind::lost,      "lost",      "lost frames"                                               },
     {FindingKind::repeated,  "repeated",  "repeated frames"                                           },
@@ -27,6 +28,7 @@ constexpr KindRow kKinds[] = {
     {FindingKind::late,      "late",      "late frames"                                               },
     {FindingKind::stopped,   "stopped",   "nothing came from this frame on"                           },
 };
+// clang-format on
 static_assert(std::size(kKinds) == kFindingKinds);
 
 void tellKind(const FindingList& findings, const KindRow& row, std::ostream& people) {

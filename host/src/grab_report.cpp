@@ -22,6 +22,7 @@ struct MeasureRow {
     std::optional<double> GrabResults::*value;
 };
 
+// clang-format off
 constexpr CountRow kCounts[] = {
     {"images",     "images",     &GrabResults::images    },
     {"simulated",  "simulated",  &GrabResults::simulated },
@@ -40,7 +41,9 @@ constexpr CountRow kCounts[] = {
     {"restarts",   "restarts",   &GrabResults::restarts  },
     {"pauses",     "pauses",     &GrabResults::pauses    },
 };
+// clang-format on
 
+// clang-format off
 constexpr MeasureRow kMeasures[] = {
     {"fps_mean",       "mean rate",   "images/s",    &GrabResults::fpsMean     },
     {"period_p50_us",  "period p50",  "us",          &GrabResults::periodP50Us },
@@ -55,6 +58,7 @@ constexpr MeasureRow kMeasures[] = {
     {"duration_s",     "duration",    "s",           &GrabResults::durationS   },
     {"pause_s",        "paused",      "s",           &GrabResults::pauseS      },
 };
+// clang-format on
 
 template <typename Value>
 Json orNull(const std::optional<Value>& value) {

@@ -20,10 +20,7 @@ double microseconds(std::int64_t nanoseconds) { return static_cast<double>(nanos
 }  // namespace
 
 void ImageCheck::find(FindingKind kind, std::uint64_t number, std::optional<double> latencyUs) {
-    _findings.add({
-        kind, {number, number},
-         latencyUs
-    });
+    _findings.add({kind, {number, number}, latencyUs});
 }
 
 bool ImageCheck::isFromBefore(const ReceivedImage& image) const {
@@ -151,11 +148,7 @@ void ImageCheck::stopped() {
 FindingList ImageCheck::findings() const {
     FindingList all(_settings.capacity);
     for (const FrameRange& range : _sequence.settled()) all.add({FindingKind::lost, range, {}});
-    for (const auto& [first, last] : _sequence.missing())
-        all.add({
-            FindingKind::lost, {first,          last},
-             {              }
-        });
+    for (const auto& [first, last] : _sequence.missing()) all.add({FindingKind::lost, {first, last}, {}});
     all.addOmitted(FindingKind::lost, _sequence.omittedRanges(), _sequence.omittedFrames());
     all.add(_findings);
     all.sort();

@@ -18,6 +18,7 @@ struct PropertyRow {
     const char* label;
 };
 
+// clang-format off
 constexpr PropertyRow kProperties[] = {
     {NUV::kManufacturer,      "manufacturer",       "manufacturer"      },
     {NUV::kDeviceName,        "device_name",        "device name"       },
@@ -29,6 +30,7 @@ constexpr PropertyRow kProperties[] = {
     {NUV::kBootloaderVersion, "bootloader_version", "bootloader version"},
     {NUV::kFpgaVersion,       "fpga_version",       "fpga version"      },
 };
+// clang-format on
 
 const char* kindName(std::uint32_t kind) {
     constexpr const char* kNames[] = {"none",     "image", "camera control", "light", "one-dimensional sensor",

@@ -30,12 +30,14 @@ struct FaultRow {
     const char* label;
     std::uint64_t GrabResults::*count;
 };
+// clang-format off
 constexpr FaultRow kFaults[] = {
     {"lost",     &GrabResults::lost    },
     {"repeated", &GrabResults::repeated},
     {"torn",     &GrabResults::torn    },
     {"faked",    &GrabResults::faked   },
 };
+// clang-format on
 
 // The reason that most of the images have.
 std::string unverifiedText(const GrabResults& totals) {

@@ -5,6 +5,7 @@
 namespace host {
 namespace {
 
+// clang-format off
 constexpr UnverifiedReason kReasons[] = {
     {"no pixels",     "they came without pixels"                                                                },
     {"too small",     "they are too small for a strip, which takes lines of 256 bytes and more than 16 of them" },
@@ -12,6 +13,7 @@ constexpr UnverifiedReason kReasons[] = {
     {"damaged strip", "their strip is damaged"                                                                  },
     {"no strip",      "they have no strip; a simulator makes such images with --no-strip"                       },
 };
+// clang-format on
 static_assert(std::size(kReasons) == frames::kUnverifiedReasons);
 
 }  // namespace

@@ -16,6 +16,7 @@ struct CountRow {
     const char* key;
     std::uint64_t FaultMatch::*value;
 };
+// clang-format off
 constexpr CountRow kCounts[] = {
     {"injected",              &FaultMatch::injected          },
     {"found",                 &FaultMatch::found             },
@@ -24,17 +25,20 @@ constexpr CountRow kCounts[] = {
     {"invisible",             &FaultMatch::invisible         },
     {"findings_out_of_sight", &FaultMatch::findingsOutOfSight},
 };
+// clang-format on
 
 struct NoteRow {
     const char* name;
     const char* meaning;
 };
+// clang-format off
 constexpr NoteRow kNotes[] = {
     {"refused",      "the ring was full, the host was too slow"                                                     },
     {"skipped",      "the simulator was too late"                                                                   },
     {"ring-laid",    "they waited unread when the ring was laid anew"                                               },
     {"ring-damaged", "they waited unread when the ring was recreated, as another process had overwritten its header"},
 };
+// clang-format on
 
 std::string meaningOf(const std::string& note) {
     const auto* const row =

@@ -143,6 +143,7 @@ TEST_F(BenchOptionsTest, EveryOptionIsTaken) {
 }
 
 TEST_F(BenchOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
+    // clang-format off
     const std::vector<std::pair<std::vector<const char*>, const char*>> wrong = {
         {{"--size", "640"},           "'640' is no image size such as 1280x1024"},
         {{"--size", "0x5"},           "each side from 1 to 65536"               },
@@ -155,6 +156,7 @@ TEST_F(BenchOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
         {{"--plugin", "/no/such"},    "--plugin"                                },
         {{"--secnods", "1"},          "did you mean '--seconds'?"               },
     };
+    // clang-format on
     for (const auto& [arguments, named] : wrong) {
         EXPECT_EQ(parse(arguments), 2) << named;
         EXPECT_THAT(_people.str(), HasSubstr(named));

@@ -25,16 +25,17 @@ struct ConfigCase {
 void PrintTo(const ConfigCase& row, std::ostream* stream) { *stream << row.file; }
 
 const ConfigCase kCases[] = {
-    {"missing.ini",    2, "missing.ini",                                                                   "missing.ini"                                   },
-    {"folder",         2, "folder is not a file that can be read",                                         "folder"                                        },
+    {"missing.ini", 2, "missing.ini", "missing.ini"},
+    {"folder", 2, "folder is not a file that can be read", "folder"},
     {"to_missing.ini", 1,
-     "gone.ini: there is no such file: the camera takes it for empty; make the file, or correct its name", "gone.ini: could not open camera config file"   },
-    {"to_folder.ini",  1, "folder: cannot be read",                                                        "folder: could not open camera config file"     },
-    {"self.ini",       1, "self.ini: the files lead in a circle",
+     "gone.ini: there is no such file: the camera takes it for empty; make the file, or correct its name",
+     "gone.ini: could not open camera config file"},
+    {"to_folder.ini", 1, "folder: cannot be read", "folder: could not open camera config file"},
+    {"self.ini", 1, "self.ini: the files lead in a circle",
      "self.ini: could not open camera config file, because it leads "
-     "back to itself"                                                                                                                                      },
-    {"circle.ini",     1, "circle.ini: the files lead in a circle",                                        "because it leads back to itself"               },
-    {"garbage.ini",    1, "garbage.ini: cannot be read",                                                   "garbage.ini: could not open camera config file"},
+     "back to itself"},
+    {"circle.ini", 1, "circle.ini: the files lead in a circle", "because it leads back to itself"},
+    {"garbage.ini", 1, "garbage.ini: cannot be read", "garbage.ini: could not open camera config file"},
 };
 
 class UnreadableConfigTest : public ProgramsTest, public testing::WithParamInterface<ConfigCase> {
@@ -55,11 +56,11 @@ protected:
 
 TEST_P(UnreadableConfigTest, EveryCommandOfTheHostSaysWhichFileAndWhyAndEnds) {
     for (const test::Arguments& command : std::vector<test::Arguments>{
-             {"grab",   "--json"     },
+             {"grab", "--json"},
              {"verify", "--fault-log", "none"},
-             {"snap",        _folder.path() + "/a.png"               },
-             {"call",        "1008"},
-    }) {
+             {"snap", _folder.path() + "/a.png"},
+             {"call", "1008"},
+         }) {
         test::Arguments arguments = command;
         arguments.insert(arguments.end(), {"--config", _given});
         EXPECT_EQ(startHost(arguments).join(60s), GetParam().exitCode) << command.front() << people();

@@ -100,14 +100,14 @@ TEST_F(DoctorConfigTest, ValueThatIsNoNumberOrOutOfRangeIsAProblem) {
         const char* found;
     };
     for (const Case& row : {
-             Case{"image_size_x=wide",                 "image_size_x = wide ("           },
-             Case{"image_size_x=",                     "is no number: the camera takes 0"},
-             Case{"image_size_y=0",                    "image_size_y = 0 ("              },
-             Case{"image_size_y=65537",                "is out of range"                 },
-             Case{"image_size_y=-5",                   "is out of range"                 },
-             Case{"image_size_y=99999999999999999999", "is out of range"                 },
-             Case{"bytes_per_pixel=17",                "bytes_per_pixel = 17 ("          },
-    }) {
+             Case{"image_size_x=wide", "image_size_x = wide ("},
+             Case{"image_size_x=", "is no number: the camera takes 0"},
+             Case{"image_size_y=0", "image_size_y = 0 ("},
+             Case{"image_size_y=65537", "is out of range"},
+             Case{"image_size_y=-5", "is out of range"},
+             Case{"image_size_y=99999999999999999999", "is out of range"},
+             Case{"bytes_per_pixel=17", "bytes_per_pixel = 17 ("},
+         }) {
         EXPECT_THAT(examineImage(row.line), std::nullopt) << row.line;
         ASSERT_EQ(problems().size(), 1u) << row.line;
         EXPECT_THAT(problems()[0], HasSubstr(row.found));

@@ -30,16 +30,11 @@ protected:
     }
     void inject(FindingKind kind, std::uint64_t frame) { inject(kind, frame, frame); }
     void find(FindingKind kind, std::uint64_t first, std::uint64_t last, std::optional<double> latencyUs = {}) {
-        _evidence.findings.push_back({
-            kind, {first, last},
-             latencyUs
-        });
+        _evidence.findings.push_back({kind, {first, last}, latencyUs});
     }
     void find(FindingKind kind, std::uint64_t frame) { find(kind, frame, frame); }
     void note(const char* name, std::uint64_t first, std::uint64_t last) {
-        _log.notes.push_back({
-            name, {first, last}
-        });
+        _log.notes.push_back({name, {first, last}});
     }
     FaultMatch match() const { return matchFaults(_log, _evidence); }
 
@@ -100,10 +95,7 @@ TEST_F(FaultMatchTest, OtherFrameIsBothMissedAndNotInjected) {
     const FaultMatch result = match();
     EXPECT_FAULTS(result, 0u, 1u, 0u);
     ASSERT_THAT(result.uninjected, SizeIs(1));
-    EXPECT_EQ(result.uninjected[0].finding, (Finding{
-                                                FindingKind::torn, {151,                                                151},
-                                                 {                                                  }
-    }));
+    EXPECT_EQ(result.uninjected[0].finding, (Finding{FindingKind::torn, {151, 151}, {}}));
 }
 
 TEST_F(FaultMatchTest, OtherKindIsBothMissedAndNotInjected) {
@@ -146,9 +138,7 @@ TEST_F(FaultMatchTest, LossThatIsLongerOrShorterThanInjectedIsToldInItsPart) {
 }
 
 TEST_F(FaultMatchTest, FaultOfSeveralExpectationsIsFoundWhenAllAre) {
-    _log.faults.push_back({
-        2, "stall", 150, {{FindingKind::lost, {150, 150}, 0}, {FindingKind::torn, {160, 160}, 0}}
-    });
+    _log.faults.push_back({2, "stall", 150, {{FindingKind::lost, {150, 150}, 0}, {FindingKind::torn, {160, 160}, 0}}});
     find(FindingKind::lost, 150);
     EXPECT_FAULTS(match(), 0u, 1u, 0u);
     find(FindingKind::torn, 160);
@@ -253,11 +243,7 @@ TEST_F(FaultMatchTest, WithoutAnyFrameEverythingIsOutOfSight) {
 }
 
 TEST_F(FaultMatchTest, SightOfOneFrameHasNoRoomForALoss) {
-    for (const FrameRange sight : {
-             FrameRange{0,          0         },
-             FrameRange{UINT64_MAX, UINT64_MAX},
-             FrameRange{7,          8         }
-    }) {
+    for (const FrameRange sight : {FrameRange{0, 0}, FrameRange{UINT64_MAX, UINT64_MAX}, FrameRange{7, 8}}) {
         _evidence.sight = sight;
         _log.faults.clear();
         inject(FindingKind::lost, 0, UINT64_MAX);
@@ -352,10 +338,7 @@ TEST_F(FaultMatchTest, LatenessThatWasNotInjectedCountsWithALimitAlone) {
     _evidence.judgedFromUs = 5000;
     const FaultMatch result = match();
     ASSERT_THAT(result.uninjected, SizeIs(1));
-    EXPECT_EQ(result.uninjected[0].finding, (Finding{
-                                                FindingKind::late, {150, 150},
-                                                 6000.0
-    }));
+    EXPECT_EQ(result.uninjected[0].finding, (Finding{FindingKind::late, {150, 150}, 6000.0}));
 }
 
 TEST_F(FaultMatchTest, InjectedLatenessIsNoOtherFinding) {

@@ -41,6 +41,7 @@ void PrintTo(const FaultCase& row, std::ostream* stream) { *stream << row.fault;
 constexpr std::uint64_t kFirst = 60;  // frame at which a fault strikes, but for those that end all
 
 // The frames lie behind the first half second, when the host grabs for sure, even on a busy machine.
+// clang-format off
 const FaultCase kCases[] = {
     {"drop",           "drop@60",                 "100", {{"lost", 60, 60}},      1},
     {"drop",           "drop@60-64",              "100", {{"lost", 60, 64}},      5},
@@ -65,6 +66,7 @@ const FaultCase kCases[] = {
     {"crash",          "crash@100",               "0",   {{"stopped", 100, 100}}, 1},
     {"hang",           "hang@100",                "0",   {{"stopped", 100, 100}}, 1},
 };
+// clang-format on
 
 class EachFaultProgramTest : public FaultRunsTest, public testing::WithParamInterface<FaultCase> {};
 

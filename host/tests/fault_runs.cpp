@@ -81,10 +81,7 @@ ChildProcess FaultRunsTest::startFaults(Arguments arguments) const {
     // Not as the camera answers: for a moment, until it has read its configuration, it answers with its defaults.
     arguments.insert(arguments.begin(), {"--size", "900x40", "--fault-log", _log});
     // Late by a second before it skips a frame.
-    for (const auto& [option, value] : {
-             std::pair{"--fps",   "100"},
-             std::pair{"--lines", "200"}
-    }) {
+    for (const auto& [option, value] : {std::pair{"--fps", "100"}, std::pair{"--lines", "200"}}) {
         if (std::ranges::find(arguments, option) == arguments.end()) arguments.insert(arguments.end(), {option, value});
     }
     return startSimulator(arguments);

@@ -40,16 +40,16 @@ TEST(FindingsTest, NothingIsToldOfNothing) { EXPECT_EQ(told(list({})), ""); }
 
 TEST(FindingsTest, EachKindHasALineAndNeighboursAreARange) {
     EXPECT_EQ(told(list({
-                  {FindingKind::stale,   {3, 3},   {} },
-                  {FindingKind::lost,    {5, 8},   {} },
-                  {FindingKind::torn,    {9, 9},   {} },
-                  {FindingKind::torn,    {10, 10}, {} },
-                  {FindingKind::torn,    {11, 11}, {} },
-                  {FindingKind::lost,    {12, 12}, {} },
-                  {FindingKind::torn,    {14, 14}, {} },
-                  {FindingKind::late,    {15, 15}, 3.0},
-                  {FindingKind::stopped, {16, 16}, {} },
-    })),
+                  {FindingKind::stale, {3, 3}, {}},
+                  {FindingKind::lost, {5, 8}, {}},
+                  {FindingKind::torn, {9, 9}, {}},
+                  {FindingKind::torn, {10, 10}, {}},
+                  {FindingKind::torn, {11, 11}, {}},
+                  {FindingKind::lost, {12, 12}, {}},
+                  {FindingKind::torn, {14, 14}, {}},
+                  {FindingKind::late, {15, 15}, 3.0},
+                  {FindingKind::stopped, {16, 16}, {}},
+              })),
               "lost frames: 5-8 12\n"
               "torn frames: 9-11 14\n"
               "stale frames, from before the grab or more than 1 s old: 3\n"
@@ -59,11 +59,7 @@ TEST(FindingsTest, EachKindHasALineAndNeighboursAreARange) {
 
 TEST(FindingsTest, OnlyAHundredRangesOfAKindAreTold) {
     FindingList findings(1000);
-    for (std::uint64_t number = 1; number < 301; number += 2)
-        findings.add({
-            FindingKind::torn, {number,         number},
-             {              }
-        });
+    for (std::uint64_t number = 1; number < 301; number += 2) findings.add({FindingKind::torn, {number, number}, {}});
     const std::string text = told(findings);
     EXPECT_NE(text.find(" 197 199 and 50 more\n"), std::string::npos) << text;
 }
@@ -71,18 +67,14 @@ TEST(FindingsTest, OnlyAHundredRangesOfAKindAreTold) {
 TEST(FindingsTest, ListKeepsTheFirstOnesAndCountsAll) {
     const FindingList findings = list(
         {
-            {FindingKind::lost, {1, 10},  {}},
-            {FindingKind::torn, {2, 2},   {}},
+            {FindingKind::lost, {1, 10}, {}},
+            {FindingKind::torn, {2, 2}, {}},
             {FindingKind::lost, {20, 29}, {}},
             {FindingKind::torn, {30, 30}, {}},
-    },
+        },
         2);
-    EXPECT_THAT(findings.kept(), ElementsAre(
-                                     Finding{
-                                         FindingKind::lost, {1,                                           10},
-                                          {                                           }
-    },
-                                     Finding{FindingKind::torn, {2, 2}, {}}));
+    EXPECT_THAT(findings.kept(),
+                ElementsAre(Finding{FindingKind::lost, {1, 10}, {}}, Finding{FindingKind::torn, {2, 2}, {}}));
     EXPECT_EQ(findings.omitted(), 2u);
     EXPECT_EQ(findings.frames(FindingKind::lost), 20u);
     EXPECT_EQ(findings.frames(FindingKind::torn), 2u);
@@ -91,19 +83,10 @@ TEST(FindingsTest, ListKeepsTheFirstOnesAndCountsAll) {
 }
 
 TEST(FindingsTest, ListTakesAnotherOneWithWhatThatLeftOut) {
-    FindingList findings = list(
-        {
-            {FindingKind::lost, {1, 1}, {}}
-    },
-        2);
+    FindingList findings = list({{FindingKind::lost, {1, 1}, {}}}, 2);
     findings.addOmitted(FindingKind::lost, 3, 40);
-    findings.add(list(
-        {
-            {FindingKind::torn, {2, 2}, {}},
-            {FindingKind::torn, {3, 3}, {}},
-            {FindingKind::torn, {4, 4}, {}}
-    },
-        2));
+    findings.add(
+        list({{FindingKind::torn, {2, 2}, {}}, {FindingKind::torn, {3, 3}, {}}, {FindingKind::torn, {4, 4}, {}}}, 2));
     EXPECT_EQ(findings.kept().size(), 2u);
     EXPECT_EQ(findings.omitted(), 3u + 1 + 1);
     EXPECT_EQ(findings.frames(FindingKind::torn), 3u);
@@ -111,18 +94,12 @@ TEST(FindingsTest, ListTakesAnotherOneWithWhatThatLeftOut) {
 }
 
 TEST(FindingsTest, SortedByFrameThenKind) {
-    FindingList findings = list({
-        {FindingKind::late, {7, 7}, {}},
-        {FindingKind::torn, {7, 7}, {}},
-        {FindingKind::lost, {3, 5}, {}}
-    });
+    FindingList findings =
+        list({{FindingKind::late, {7, 7}, {}}, {FindingKind::torn, {7, 7}, {}}, {FindingKind::lost, {3, 5}, {}}});
     findings.sort();
-    EXPECT_THAT(findings.kept(), ElementsAre(
-                                     Finding{
-                                         FindingKind::lost, {3,                                           5},
-                                          {                                           }
-    },
-                                     Finding{FindingKind::torn, {7, 7}, {}}, Finding{FindingKind::late, {7, 7}, {}}));
+    EXPECT_THAT(findings.kept(),
+                ElementsAre(Finding{FindingKind::lost, {3, 5}, {}}, Finding{FindingKind::torn, {7, 7}, {}},
+                            Finding{FindingKind::late, {7, 7}, {}}));
 }
 
 TEST(FrameRangeTest, CountsItsFramesAndHasAText) {

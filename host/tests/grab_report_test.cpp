@@ -48,25 +48,11 @@ TEST(GrabReportTest, JsonIsOneFlatLineWithEveryKeyInOrder) {
     results.notSaved = 15;
     results.notSavedReason = "disk";
     host::GrabReport report{
-        results, "count", {{&host::limitRows()[0], 2.0, 3.0}, {&host::limitRows()[5], 2.5, {}}},
-          host::FindingList(3)
-    };
-    report.findings.add({
-        host::FindingKind::lost, {8,          10},
-         {          }
-    });
-    report.findings.add({
-        host::FindingKind::late, {12, 12},
-         91.5
-    });
-    report.findings.add({
-        host::FindingKind::stopped, {307,        307},
-         {          }
-    });
-    report.findings.add({
-        host::FindingKind::torn, {20,         20},
-         {          }
-    });
+        results, "count", {{&host::limitRows()[0], 2.0, 3.0}, {&host::limitRows()[5], 2.5, {}}}, host::FindingList(3)};
+    report.findings.add({host::FindingKind::lost, {8, 10}, {}});
+    report.findings.add({host::FindingKind::late, {12, 12}, 91.5});
+    report.findings.add({host::FindingKind::stopped, {307, 307}, {}});
+    report.findings.add({host::FindingKind::torn, {20, 20}, {}});
     std::ostringstream stream;
     printJson(report, stream);
     EXPECT_EQ(stream.str(),

@@ -134,14 +134,12 @@ TEST(HostOptionsTest, VerifyOfSavedFindingsTakesNoOptionOfAGrab) {
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
     EXPECT_EQ(parsed.options.findingsFile, file);
     EXPECT_TRUE(parsed.options.json);
-    for (const auto& other : std::vector<std::vector<const char*>>{
-             {"--count",      "3"},
-             {"--timeout",    "3"},
-             {"--max-lost",   "0"},
-             {"--json-lines"},
-             {"--config",  file.c_str()   },
-             {"--plugin",  file.c_str()}
-    }) {
+    for (const auto& other : std::vector<std::vector<const char*>>{{"--count", "3"},
+                                                                   {"--timeout", "3"},
+                                                                   {"--max-lost", "0"},
+                                                                   {"--json-lines"},
+                                                                   {"--config", file.c_str()},
+                                                                   {"--plugin", file.c_str()}}) {
         std::vector<const char*> arguments{"verify", "--fault-log", "f.jsonl", "--findings", file.c_str()};
         arguments.insert(arguments.end(), other.begin(), other.end());
         const Parsed refused = parse(arguments);
@@ -240,32 +238,30 @@ TEST_P(WrongHostUsageTest, EndsWithTwoAndNamesTheArgument) {
 
 INSTANTIATE_TEST_SUITE_P(
     Arguments, WrongHostUsageTest,
-    testing::Values(
-        Wrong{
-            {},
-            "subcommand"
-},
-        Wrong{{"look"}, "look"}, Wrong{{"grab", "--bogus"}, "--bogus"}, Wrong{{"grab", "stray"}, "stray"},
-        Wrong{{"info", "--count", "3"}, "--count"}, Wrong{{"info", "--plugin", "/no/such/file"}, "--plugin"},
-        Wrong{{"grab", "--plugin", "/no/such/file"}, "--plugin"}, Wrong{{"grab", "--plugin"}, "--plugin"},
-        Wrong{{"grab", "--config", "/no/such/file"}, "--config"}, Wrong{{"grab", "--config"}, "--config"},
-        Wrong{{"grab", "--count", "-1"}, "--count"}, Wrong{{"grab", "--count", "1.5"}, "--count"},
-        Wrong{{"grab", "--count", "x"}, "--count"}, Wrong{{"grab", "--timeout", "0"}, "--timeout"},
-        Wrong{{"grab", "--timeout", "-2"}, "--timeout"}, Wrong{{"grab", "--timeout", "nan"}, "--timeout"},
-        Wrong{{"grab", "--timeout", "86401"}, "--timeout"}, Wrong{{"grab", "--timeout", "soon"}, "--timeout"},
-        Wrong{{"grab", "--output"}, "--output"}, Wrong{{"grab", "--output", "x", "--every", "0"}, "--every"},
-        Wrong{{"grab", "--output", "x", "--every", "x"}, "--every"}, Wrong{{"grab", "--every", "2"}, "--output"},
-        Wrong{{"grab", "--frames"}, "--json-lines"}, Wrong{{"grab", "--json", "--json-lines"}, "--json"},
-        Wrong{{"info", "--max-lost", "0"}, "--max-lost"}, Wrong{{"grab", "--max-lost"}, "--max-lost"},
-        Wrong{{"verify"}, "--fault-log"}, Wrong{{"verify", "--fault-log"}, "--fault-log"},
-        Wrong{{"grab", "--fault-log", "f"}, "--fault-log"},
-        Wrong{{"verify", "--fault-log", "f", "--findings", "/no/such/file"}, "--findings"},
-        Wrong{{"grab", "--json=maybe"}, "--json"}, Wrong{{"call"}, "ID"}, Wrong{{"call", "abc"}, "ID"},
-        Wrong{{"call", "99999999999"}, "ID"}, Wrong{{"call", "1106"}, "1106 (setFrameRate): needs a value"},
-        Wrong{{"call", "1106", "x"}, "1106 (setFrameRate): 'x' is not a number"},
-        Wrong{{"call", "1002", "1"}, "1002 (grab): takes no value"}, Wrong{{"call", "1107", "1", "2"}, "2"},
-        Wrong{{"call", "1107", "--config", "/no/such/file"}, "--config"}, Wrong{{"info", "--open"}, "--open"},
-        Wrong{{"call", "1107", "--commands"}, "--commands"}));
+    testing::Values(Wrong{{}, "subcommand"}, Wrong{{"look"}, "look"}, Wrong{{"grab", "--bogus"}, "--bogus"},
+                    Wrong{{"grab", "stray"}, "stray"}, Wrong{{"info", "--count", "3"}, "--count"},
+                    Wrong{{"info", "--plugin", "/no/such/file"}, "--plugin"},
+                    Wrong{{"grab", "--plugin", "/no/such/file"}, "--plugin"}, Wrong{{"grab", "--plugin"}, "--plugin"},
+                    Wrong{{"grab", "--config", "/no/such/file"}, "--config"}, Wrong{{"grab", "--config"}, "--config"},
+                    Wrong{{"grab", "--count", "-1"}, "--count"}, Wrong{{"grab", "--count", "1.5"}, "--count"},
+                    Wrong{{"grab", "--count", "x"}, "--count"}, Wrong{{"grab", "--timeout", "0"}, "--timeout"},
+                    Wrong{{"grab", "--timeout", "-2"}, "--timeout"}, Wrong{{"grab", "--timeout", "nan"}, "--timeout"},
+                    Wrong{{"grab", "--timeout", "86401"}, "--timeout"},
+                    Wrong{{"grab", "--timeout", "soon"}, "--timeout"}, Wrong{{"grab", "--output"}, "--output"},
+                    Wrong{{"grab", "--output", "x", "--every", "0"}, "--every"},
+                    Wrong{{"grab", "--output", "x", "--every", "x"}, "--every"},
+                    Wrong{{"grab", "--every", "2"}, "--output"}, Wrong{{"grab", "--frames"}, "--json-lines"},
+                    Wrong{{"grab", "--json", "--json-lines"}, "--json"},
+                    Wrong{{"info", "--max-lost", "0"}, "--max-lost"}, Wrong{{"grab", "--max-lost"}, "--max-lost"},
+                    Wrong{{"verify"}, "--fault-log"}, Wrong{{"verify", "--fault-log"}, "--fault-log"},
+                    Wrong{{"grab", "--fault-log", "f"}, "--fault-log"},
+                    Wrong{{"verify", "--fault-log", "f", "--findings", "/no/such/file"}, "--findings"},
+                    Wrong{{"grab", "--json=maybe"}, "--json"}, Wrong{{"call"}, "ID"}, Wrong{{"call", "abc"}, "ID"},
+                    Wrong{{"call", "99999999999"}, "ID"}, Wrong{{"call", "1106"}, "1106 (setFrameRate): needs a value"},
+                    Wrong{{"call", "1106", "x"}, "1106 (setFrameRate): 'x' is not a number"},
+                    Wrong{{"call", "1002", "1"}, "1002 (grab): takes no value"}, Wrong{{"call", "1107", "1", "2"}, "2"},
+                    Wrong{{"call", "1107", "--config", "/no/such/file"}, "--config"},
+                    Wrong{{"info", "--open"}, "--open"}, Wrong{{"call", "1107", "--commands"}, "--commands"}));
 
 // How many of a help's lines show how to call a command.
 int examplesIn(const std::string& help, const std::string& call) {

@@ -24,9 +24,7 @@ std::int64_t timeOf(std::uint64_t number) { return kStartNs + (static_cast<std::
 
 ReceivedImage good(std::uint64_t number) {
     ReceivedImage image;
-    image.inspection = {
-        ImageKind::simulated, frames::Strip{0, number, static_cast<std::uint64_t>(timeOf(number)), 0}
-    };
+    image.inspection = {ImageKind::simulated, frames::Strip{0, number, static_cast<std::uint64_t>(timeOf(number)), 0}};
     image.format = {900, 40, 1};
     image.counter = static_cast<std::uint32_t>(number);
     image.timeStampUs = static_cast<std::uint64_t>(timeOf(number)) / 1000;
@@ -77,15 +75,10 @@ protected:
     std::vector<Finding> found() const { return _check.findings().kept(); }
 
     static Finding one(FindingKind kind, std::uint64_t number, std::optional<double> latencyUs = {}) {
-        return {
-            kind, {number, number},
-             latencyUs
-        };
+        return {kind, {number, number}, latencyUs};
     }
 
-    ImageCheck _check{
-        {kStartNs, 5'000'000, 1000}
-    };
+    ImageCheck _check{{kStartNs, 5'000'000, 1000}};
 };
 
 TEST_F(ImageCheckTest, NothingIsFoundInAGoodSequence) {
@@ -104,12 +97,7 @@ TEST_F(ImageCheckTest, EachImageTellsItsNumberAndLatency) {
 
 TEST_F(ImageCheckTest, LostFramesAreARange) {
     add({good(100), good(104), good(105), good(107)});
-    EXPECT_THAT(found(), ElementsAre(
-                             Finding{
-                                 FindingKind::lost, {101,                                 103},
-                                  {                                   }
-    },
-                             one(FindingKind::lost, 106)));
+    EXPECT_THAT(found(), ElementsAre(Finding{FindingKind::lost, {101, 103}, {}}, one(FindingKind::lost, 106)));
 }
 
 TEST_F(ImageCheckTest, RepeatedFrameIsFoundEachTimeAndItsAgeIsNotJudged) {

@@ -34,9 +34,7 @@ using testing::IsEmpty;
 constexpr frames::ImageFormat kFormat{4, 3, 1};
 
 frames::ImageView view(const std::vector<std::uint8_t>& bytes, std::size_t width, std::size_t bytesPerPixel = 1) {
-    return {
-        bytes.data(), {width, bytes.size() / width / bytesPerPixel, bytesPerPixel}
-    };
+    return {bytes.data(), {width, bytes.size() / width / bytesPerPixel, bytesPerPixel}};
 }
 
 host::FrameNote note(std::uint64_t image) {
@@ -308,12 +306,7 @@ TEST_F(ImageSaverTest, FurtherThreadsHaveToFindRoomInTheMemory) {
     struct Row {
         std::size_t megabytes, threads, queue;
     };
-    for (const Row& row : {
-             Row{1,   1, 1 },
-             Row{8,   1, 8 },
-             Row{9,   2, 4 },
-             Row{100, 4, 16}
-    }) {
+    for (const Row& row : {Row{1, 1, 1}, Row{8, 1, 8}, Row{9, 2, 4}, Row{100, 4, 16}}) {
         _settings.threads = 4;
         _settings.memoryBytes = row.megabytes * 1'000'000;
         const auto saver = create(megabyte);
@@ -543,11 +536,7 @@ TEST_F(ImageSaverTest, ImageThatCannotBeCopiedThrowsAndLeavesThePlaceInTheQueue)
     const auto saver = create();
     ASSERT_EQ(saver->queueCapacity(), 1u);
     const std::vector<std::uint8_t> bytes(12, 7);
-    EXPECT_THROW(saver->offer(
-                     {
-                         bytes.data(), {std::numeric_limits<std::size_t>::max(), 1, 1}
-    },
-                     note(0), false),
+    EXPECT_THROW(saver->offer({bytes.data(), {std::numeric_limits<std::size_t>::max(), 1, 1}}, note(0), false),
                  std::length_error);
     saver->offer(view(bytes, 4), note(1), false);
     saver->finish();

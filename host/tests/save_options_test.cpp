@@ -99,6 +99,7 @@ TEST_F(SaveOptionsTest, SnapTakesItsFile) {
 }
 
 TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
+    // clang-format off
     const std::vector<std::pair<std::vector<const char*>, const char*>> wrong = {
         {{"grab", "--output", "x", "--format", "tiff"},       "'tiff' is none of png, pgm, raw"      },
         {{"grab", "--format", "png"},                         "--output"                             },
@@ -118,6 +119,7 @@ TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
         {{"snap", "out.png", "--config", "/no/such"},         "--config"                             },
         {{"snap", "out.png", "--count", "1"},                 "--count"                              },
     };
+    // clang-format on
     for (const auto& [arguments, named] : wrong) {
         EXPECT_EQ(parse(arguments), 2) << named;
         EXPECT_THAT(_people.str(), HasSubstr(named));
@@ -125,6 +127,7 @@ TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
 }
 
 TEST_F(SaveOptionsTest, WrongNamesAreAnsweredWithTheNearestOnes) {
+    // clang-format off
     const std::vector<std::pair<std::vector<const char*>, const char*>> meant = {
         {{"garb"},                      "garb: did you mean 'grab'?\n"        },
         {{"doc-tor"},                   "doc-tor: did you mean 'doctor'?\n"   },
@@ -133,6 +136,7 @@ TEST_F(SaveOptionsTest, WrongNamesAreAnsweredWithTheNearestOnes) {
         {{"grab", "--ouptut=x"},        "--ouptut: did you mean '--output'?"  },
         {{"snap", "out.png", "--anny"}, "--anny: did you mean '--any'?"       },
     };
+    // clang-format on
     for (const auto& [arguments, suggestion] : meant) {
         EXPECT_EQ(parse(arguments), 2);
         EXPECT_THAT(_people.str(), HasSubstr(suggestion));

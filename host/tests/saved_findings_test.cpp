@@ -23,22 +23,10 @@ using testing::Optional;
 host::GrabReport report() {
     host::GrabReport report;
     report.findings = host::FindingList(100);
-    report.findings.add({
-        FindingKind::lost, {8,          10},
-         {          }
-    });
-    report.findings.add({
-        FindingKind::stale, {3,          3},
-         {          }
-    });
-    report.findings.add({
-        FindingKind::late, {12, 12},
-         91.5
-    });
-    report.findings.add({
-        FindingKind::stopped, {307,        307},
-         {          }
-    });
+    report.findings.add({FindingKind::lost, {8, 10}, {}});
+    report.findings.add({FindingKind::stale, {3, 3}, {}});
+    report.findings.add({FindingKind::late, {12, 12}, 91.5});
+    report.findings.add({FindingKind::stopped, {307, 307}, {}});
     report.results.sight = FrameRange{5, 306};
     report.results.lateFromUs = 80.0;
     return report;
@@ -119,6 +107,7 @@ TEST(SavedFindingsTest, DeepNestingIsRefusedWithoutGoingDown) {
 
 // Each change makes the result one that cannot be read.
 TEST(SavedFindingsTest, WrongValuesAreRefusedWithTheirKey) {
+    // clang-format off
     const std::pair<const char*, const char*> changes[] = {
         {R"([{"op":"replace","path":"/schema","value":0}])",                     "\"schema\" is 0; known are 1 to 2"},
         {R"([{"op":"replace","path":"/schema","value":3}])",                     "\"schema\" is 3; known are 1 to 2"},
@@ -141,6 +130,7 @@ TEST(SavedFindingsTest, WrongValuesAreRefusedWithTheirKey) {
         {R"([{"op":"remove","path":"/first_frame"}])",                           "\"first_frame\" is missing"       },
         {R"([{"op":"replace","path":"/late_from_us","value":"x"}])",             "\"late_from_us\" is not a number" },
     };
+    // clang-format on
     const auto good = nlohmann::json::parse(printed(report()));
     for (const auto& [patch, error] : changes) {
         const Read result = read(good.patch(nlohmann::json::parse(patch)).dump());

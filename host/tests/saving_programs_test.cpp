@@ -60,9 +60,7 @@ TEST_F(SavingProgramsTest, SixteenBitImagesAreSavedWithoutLossInEveryFormat) {
     simulator.kill();
     const std::string raw = text(_folder.path("raw/image_000001.raw"));
     ASSERT_EQ(raw.size(), 36000u);
-    const frames::ImageView view{
-        reinterpret_cast<const std::uint8_t*>(raw.data()), {450, 40, 2}
-    };
+    const frames::ImageView view{reinterpret_cast<const std::uint8_t*>(raw.data()), {450, 40, 2}};
     EXPECT_EQ(frames::inspectImage(view).kind, frames::ImageKind::simulated) << "the sum over every byte fits";
     EXPECT_EQ(text(_folder.path("pgm/image_000001.pgm")).size(), 36000u + 16u);
     frames::GreyImage image;

@@ -35,6 +35,7 @@ struct ScenarioCase {
 
 void PrintTo(const ScenarioCase& row, std::ostream* stream) { *stream << row.file; }
 
+// clang-format off
 const ScenarioCase kCases[] = {
     {"busy-machine.json", "100", "1490", {"jitter", "delay", "stall"}                },
     {"flaky-link.json",   "500", "800",  {"drop", "repeat", "reorder"}               },
@@ -43,6 +44,7 @@ const ScenarioCase kCases[] = {
     {"sudden-end.json",   "100", "0",    {"crash"}                                   },
     {"torn-frames.json",  "500", "300",  {"torn"}                                    },
 };
+// clang-format on
 
 class EachScenarioTest : public FaultRunsTest, public testing::WithParamInterface<ScenarioCase> {};
 

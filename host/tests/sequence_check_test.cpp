@@ -34,151 +34,68 @@ TEST(SequenceCheckTest, NothingIsFoundInNothing) {
 }
 
 TEST(SequenceCheckTest, ConsecutiveFramesAreAllWell) {
-    const auto check = after({
-        {7, 70},
-        {8, 80},
-        {9, 90}
-    });
+    const auto check = after({{7, 70}, {8, 80}, {9, 90}});
     EXPECT_FOUND(check, 0u, 0u, 0u);
     EXPECT_THAT(check.missing(), IsEmpty());
 }
 
-TEST(SequenceCheckTest, FramesBeforeTheFirstOneAreNotLost) {
-    EXPECT_FOUND(after({
-                     {1000, 1},
-                     {1001, 2}
-    }),
-                 0u, 0u, 0u);
-}
+TEST(SequenceCheckTest, FramesBeforeTheFirstOneAreNotLost) { EXPECT_FOUND(after({{1000, 1}, {1001, 2}}), 0u, 0u, 0u); }
 
 TEST(SequenceCheckTest, EveryNumberLeftOutIsLost) {
-    const auto check = after({
-        {0, 0 },
-        {2, 20},
-        {3, 30},
-        {7, 70}
-    });
+    const auto check = after({{0, 0}, {2, 20}, {3, 30}, {7, 70}});
     EXPECT_FOUND(check, 4u, 0u, 0u);
     EXPECT_THAT(check.missing(), ElementsAre(Pair(1u, 1u), Pair(4u, 6u)));
 }
 
 TEST(SequenceCheckTest, SameNumberAgainIsRepeated) {
-    EXPECT_FOUND(after({
-                     {0, 0 },
-                     {1, 10},
-                     {1, 10},
-                     {1, 10},
-                     {2, 20}
-    }),
-                 0u, 2u, 0u);
+    EXPECT_FOUND(after({{0, 0}, {1, 10}, {1, 10}, {1, 10}, {2, 20}}), 0u, 2u, 0u);
 }
 
 TEST(SequenceCheckTest, EarlierFrameAgainIsRepeated) {
-    EXPECT_FOUND(after({
-                     {0, 0 },
-                     {1, 10},
-                     {2, 20},
-                     {1, 10}
-    }),
-                 0u, 1u, 0u);
+    EXPECT_FOUND(after({{0, 0}, {1, 10}, {2, 20}, {1, 10}}), 0u, 1u, 0u);
 }
 
 TEST(SequenceCheckTest, MissingFrameThatComesLaterIsReorderedAndNotLost) {
-    const auto check = after({
-        {0, 0 },
-        {1, 10},
-        {3, 30},
-        {2, 20},
-        {4, 40}
-    });
+    const auto check = after({{0, 0}, {1, 10}, {3, 30}, {2, 20}, {4, 40}});
     EXPECT_FOUND(check, 0u, 0u, 1u);
     EXPECT_THAT(check.missing(), IsEmpty());
 }
 
 TEST(SequenceCheckTest, LateFrameSplitsTheGapThatItCameFrom) {
-    const auto check = after({
-        {0,  0  },
-        {10, 100},
-        {5,  50 }
-    });
+    const auto check = after({{0, 0}, {10, 100}, {5, 50}});
     EXPECT_FOUND(check, 8u, 0u, 1u);
     EXPECT_THAT(check.missing(), ElementsAre(Pair(1u, 4u), Pair(6u, 9u)));
-    EXPECT_FOUND(after({
-                     {0,  0  },
-                     {10, 100},
-                     {5,  50 },
-                     {1,  10 },
-                     {9,  90 }
-    }),
-                 6u, 0u, 3u);
+    EXPECT_FOUND(after({{0, 0}, {10, 100}, {5, 50}, {1, 10}, {9, 90}}), 6u, 0u, 3u);
 }
 
 TEST(SequenceCheckTest, LateFrameThatComesTwiceIsRepeatedTheSecondTime) {
-    EXPECT_FOUND(after({
-                     {0, 0 },
-                     {2, 20},
-                     {1, 10},
-                     {1, 10}
-    }),
-                 0u, 1u, 1u);
+    EXPECT_FOUND(after({{0, 0}, {2, 20}, {1, 10}, {1, 10}}), 0u, 1u, 1u);
 }
 
 TEST(SequenceCheckTest, FrameFromBeforeTheFirstOneIsReordered) {
-    EXPECT_FOUND(after({
-                     {5, 50},
-                     {4, 40},
-                     {6, 60}
-    }),
-                 0u, 0u, 1u);
+    EXPECT_FOUND(after({{5, 50}, {4, 40}, {6, 60}}), 0u, 0u, 1u);
 }
 
 TEST(SequenceCheckTest, SimulatorThatBeganAnewIsNoFault) {
-    EXPECT_FOUND(after({
-                     {500, 50 },
-                     {501, 60 },
-                     {0,   900},
-                     {1,   910}
-    }),
-                 0u, 0u, 0u);
+    EXPECT_FOUND(after({{500, 50}, {501, 60}, {0, 900}, {1, 910}}), 0u, 0u, 0u);
 }
 
 TEST(SequenceCheckTest, LossBeforeANewBeginningStaysCounted) {
-    const auto check = after({
-        {500, 50 },
-        {503, 60 },
-        {0,   900},
-        {3,   910}
-    });
+    const auto check = after({{500, 50}, {503, 60}, {0, 900}, {3, 910}});
     EXPECT_FOUND(check, 4u, 0u, 0u);
     EXPECT_THAT(check.missing(), ElementsAre(Pair(1u, 2u)));
 }
 
 // Its successor's time stamp went back, so that it is stamped later than all that came.
 TEST(SequenceCheckTest, OvertakenFrameThatIsStampedLaterIsReordered) {
-    const auto check = after({
-        {500, 5000},
-        {502, 4000},
-        {501, 5010},
-        {503, 5030}
-    });
+    const auto check = after({{500, 5000}, {502, 4000}, {501, 5010}, {503, 5030}});
     EXPECT_FOUND(check, 0u, 0u, 1u);
 }
 
 TEST(SequenceCheckTest, GapFarBehindIsNoPlaceForAFrameThatIsStampedLater) {
-    const auto check = after({
-        {500, 5000},
-        {502, 5020},
-        {517, 5170},
-        {501, 6000}
-    });
+    const auto check = after({{500, 5000}, {502, 5020}, {517, 5170}, {501, 6000}});
     EXPECT_FOUND(check, 14u, 0u, 1u);
-    EXPECT_FOUND(after({
-                     {500, 5000},
-                     {502, 5020},
-                     {518, 5180},
-                     {501, 6000}
-    }),
-                 16u, 0u, 0u);
+    EXPECT_FOUND(after({{500, 5000}, {502, 5020}, {518, 5180}, {501, 6000}}), 16u, 0u, 0u);
 }
 
 TEST(SequenceCheckTest, EachFrameTellsHowItFollows) {
@@ -194,12 +111,7 @@ TEST(SequenceCheckTest, EachFrameTellsHowItFollows) {
 }
 
 TEST(SequenceCheckTest, RangesFromBeforeANewBeginningAreKept) {
-    const auto check = after({
-        {500, 50 },
-        {503, 60 },
-        {0,   900},
-        {3,   910}
-    });
+    const auto check = after({{500, 50}, {503, 60}, {0, 900}, {3, 910}});
     EXPECT_THAT(check.settled(), ElementsAre(host::FrameRange{501, 502}));
     EXPECT_EQ(check.omittedRanges(), 0u);
 }

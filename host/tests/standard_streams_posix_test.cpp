@@ -76,11 +76,8 @@ TEST_P(StandardStreamsTest, ProgramsRunToTheirEndAndTheMissingStreamsAreTheNullD
 }
 
 INSTANTIATE_TEST_SUITE_P(Without, StandardStreamsTest,
-                         testing::Values(
-                             Missing{
-                                 "Input", {0}
-},
-                             Missing{"Output", {1}}, Missing{"Error", {2}}, Missing{"Any", {0, 1, 2}}),
+                         testing::Values(Missing{"Input", {0}}, Missing{"Output", {1}}, Missing{"Error", {2}},
+                                         Missing{"Any", {0, 1, 2}}),
                          [](const auto& information) { return information.param.name; });
 
 }  // namespace

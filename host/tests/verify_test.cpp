@@ -444,15 +444,9 @@ TEST(VerifyReportTest, ListsAreBoundedAndCounted) {
     log.faults.push_back({2, "drop", 5, {}});
     host::FaultMatch match;
     for (std::uint64_t frame = 0; frame < 10'020; ++frame)
-        match.missing.push_back({
-            &log.faults[0], host::FindingKind::late, {frame, frame},
-              20.0
-        });
+        match.missing.push_back({&log.faults[0], host::FindingKind::late, {frame, frame}, 20.0});
     for (std::uint64_t frame = 0; frame < 130; ++frame)
-        match.uninjected.push_back({
-            {host::FindingKind::stopped, {frame, frame}, {}},
-            ""
-        });
+        match.uninjected.push_back({{host::FindingKind::stopped, {frame, frame}, {}}, ""});
     const host::VerifyReport report{"a\xFF.jsonl", log, match, false, nullptr};
     std::ostringstream people;
     tellVerify(report, people);

@@ -29,6 +29,7 @@ struct PropertyKey {
     const wchar_t* key;
 };
 
+// clang-format off
 constexpr PropertyKey kPropertyKeys[] = {
     {kManufacturer,      L"manufacturer"     },
     {kDeviceName,        L"devicename"       },
@@ -40,6 +41,7 @@ constexpr PropertyKey kPropertyKeys[] = {
     {kBootloaderVersion, L"bootloaderversion"},
     {kFpgaVersion,       L"fpgaversion"      },
 };
+// clang-format on
 
 // "Local only" is unique enough: the id has to differ on this machine.
 bool isUnique(RPC_STATUS status) { return status == RPC_S_OK || status == RPC_S_UUID_LOCAL_ONLY; }

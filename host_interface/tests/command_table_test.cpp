@@ -205,9 +205,7 @@ TEST(CommandAdapter, PassesEnumerations) {
 
 TEST(CommandAdapter, PassesAStructureByAddressBesideAnOutput) {
     NotingDevice device;
-    PluginInterfaceParameter<PluginInterfaceIOPort> port(PluginInterfaceIOPort{
-        {8, 21}
-    });
+    PluginInterfaceParameter<PluginInterfaceIOPort> port(PluginInterfaceIOPort{{8, 21}});
     PluginInterfaceReturn<int> number({9, 9}, 0);
     EXPECT_EQ(device.call(1405, &port, &number), kDone);
     EXPECT_EQ(number.value, 21);
@@ -219,11 +217,7 @@ TEST(CommandAdapter, PassesAStructureByAddressBesideAnOutput) {
 TEST(CommandAdapter, OutputsStartAsTheHostsValue) {
     NotingDevice device;
     PluginInterfaceParameter<std::uint64_t> light(9);
-    PluginInterfaceReturn<LIGHTINFO> result(
-        {
-            9, 9
-    },
-        LIGHTINFO{{1, 2, 3, 4}});
+    PluginInterfaceReturn<LIGHTINFO> result({9, 9}, LIGHTINFO{{1, 2, 3, 4}});
     EXPECT_EQ(device.call(1209, &light, &result), kDone);
     EXPECT_THAT(result.value.reserved, testing::ElementsAre(1u, 2u, 3u, 9u));
 }

@@ -8,19 +8,19 @@ using NUV::CStringHelper;
 
 TEST(StringHelper, ValidTextGoesBothWays) {
     const std::pair<std::string, std::wstring> rows[] = {
-        {"",                    L""           },
-        {"DorVenCam",           L"DorVenCam"  },
-        {std::string("a\0b",    3),             std::wstring(L"a\0b", 3)},
-        {"\x7f",                   L"\u007f"                                },
-        {"\xc2\x80",L"\u0080"},
-        {"\xdf\xbf",                   L"\u07ff"                                                         },
-        {"\xe0\xa0\x80",L"\u0800"},
-        {"\xed\x9f\xbf",                   L"\ud7ff"                                                                                  },
-        {"\xee\x80\x80",L"\ue000"},
-        {"\xef\xbf\xbf",                   L"\uffff"                                                                                                           },
-        {"\xf0\x90\x80\x80",L"\U00010000"},
-        {"\xf0\x9f\x93\xb7 camera",               L"\U0001f4f7 camera"                                                                                                                                },
-        {"\xf4\x8f\xbf\xbf",L"\U0010ffff"},
+        {"", L""},
+        {"DorVenCam", L"DorVenCam"},
+        {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
+        {"\x7f", L"\u007f"},
+        {"\xc2\x80", L"\u0080"},
+        {"\xdf\xbf", L"\u07ff"},
+        {"\xe0\xa0\x80", L"\u0800"},
+        {"\xed\x9f\xbf", L"\ud7ff"},
+        {"\xee\x80\x80", L"\ue000"},
+        {"\xef\xbf\xbf", L"\uffff"},
+        {"\xf0\x90\x80\x80", L"\U00010000"},
+        {"\xf0\x9f\x93\xb7 camera", L"\U0001f4f7 camera"},
+        {"\xf4\x8f\xbf\xbf", L"\U0010ffff"},
     };
     for (const auto& [narrow, wide] : rows) {
         EXPECT_EQ(CStringHelper::ToWString(narrow), wide);
@@ -29,6 +29,7 @@ TEST(StringHelper, ValidTextGoesBothWays) {
 }
 
 TEST(StringHelper, EachByteThatIsNotValidBecomesAQuestionMark) {
+    // clang-format off
     const std::pair<std::string, std::wstring> rows[] = {
         {"a\x80z",               L"a?z"  }, // goes on without a beginning
         {"a\xc3",                L"a?"   }, // cut at the end
@@ -47,12 +48,14 @@ TEST(StringHelper, EachByteThatIsNotValidBecomesAQuestionMark) {
         {"\xf9\x80\x80\x80",     L"????" },
         {"\xff\xfe",             L"??"   }, //
     };
+    // clang-format on
     for (const auto& [narrow, wide] : rows) EXPECT_EQ(CStringHelper::ToWString(narrow), wide);
 }
 
 TEST(StringHelper, EachWideCharacterThatIsNotValidBecomesAQuestionMark) {
     constexpr auto high = static_cast<wchar_t>(0xD83D);
     constexpr auto low = static_cast<wchar_t>(0xDCF7);
+    // clang-format off
     const std::pair<std::wstring, std::string> rows[] = {
         {{L'a', high, L'z'}, "a?z"},
         {{L'a', low, L'z'},  "a?z"},
@@ -60,6 +63,7 @@ TEST(StringHelper, EachWideCharacterThatIsNotValidBecomesAQuestionMark) {
         {{low, high},        "??" },
         {{high, high, L'z'}, "??z"},
     };
+    // clang-format on
     for (const auto& [wide, narrow] : rows) EXPECT_EQ(CStringHelper::ToString(wide), narrow);
 }
 

@@ -85,11 +85,11 @@ TEST_F(ConfigChainWalkTest, EndsAreToldApartWithTheirReasons) {
     };
     const std::string first = _folder.file("first.ini", "");
     for (const Case& row : {
-             Case{"none.ini",  ConfigFile::absent,     "there is no such file"                                        },
-             Case{"sub",       ConfigFile::unreadable, "it is a folder"                                               },
-             Case{"",          ConfigFile::unreadable, "it is a folder, since camera_config in " + first + " is empty"},
-             Case{"sub/a.ini", ConfigFile::circle,     "it leads back to itself"                                      },
-    }) {
+             Case{"none.ini", ConfigFile::absent, "there is no such file"},
+             Case{"sub", ConfigFile::unreadable, "it is a folder"},
+             Case{"", ConfigFile::unreadable, "it is a folder, since camera_config in " + first + " is empty"},
+             Case{"sub/a.ini", ConfigFile::circle, "it leads back to itself"},
+         }) {
         _folder.file("first.ini", leadsTo(row.target));
         const ConfigChain chain = walk(first);
         EXPECT_EQ(chain.file(), row.end) << row.target;

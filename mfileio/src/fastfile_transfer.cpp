@@ -14,11 +14,13 @@ struct WriteMode {
 };
 
 // The row number is the mode.
+// clang-format off
 constexpr WriteMode kWriteModes[] = {
     {FILE_WRITE_DATA,  CREATE_NEW   },
     {FILE_APPEND_DATA, OPEN_ALWAYS  },
     {FILE_WRITE_DATA,  CREATE_ALWAYS},
 };
+// clang-format on
 
 }  // namespace
 

@@ -89,16 +89,14 @@ TEST_F(MFastFileTest, ReadAtOnceIntoAStringEmptiesItForAFolder) {
 }
 
 TEST_F(MFastFileTest, ReadLinesAtOnceMakesOneLfOfEachLineEnd) {
-    for (const auto& [bytes, expected] : {
-             std::pair{"a\r\nb\rc\nd", "a\nb\nc\nd"},
-             {"",             ""          },
-             {"\r",           "\n"        },
-             {"\r\n",         "\n"        },
-             {"\n\r",         "\n\n"      },
-             {"\r\r\n",       "\n\n"      },
-             {"a\r\n\r\nb\r", "a\n\nb\n"  },
-             {"plain",        "plain"     }
-    }) {
+    for (const auto& [bytes, expected] : {std::pair{"a\r\nb\rc\nd", "a\nb\nc\nd"},
+                                          {"", ""},
+                                          {"\r", "\n"},
+                                          {"\r\n", "\n"},
+                                          {"\n\r", "\n\n"},
+                                          {"\r\r\n", "\n\n"},
+                                          {"a\r\n\r\nb\r", "a\n\nb\n"},
+                                          {"plain", "plain"}}) {
         _folder.file("f", bytes);
         const auto length = static_cast<std::ptrdiff_t>(std::string(expected).size());
         std::string text = "old";
@@ -155,13 +153,7 @@ TEST_F(MFastFileTest, WriteAtOnceOfANewFileRefusesAnExistingOne) {
 }
 
 TEST_F(MFastFileTest, WriteAtOnceRefusesUnknownModes) {
-    for (const auto& [mode, shown] : {
-             std::pair{3,  "3" },
-             {7,  "3" },
-             {8,  "8" },
-             {9,  "9" },
-             {11, "11"}
-    }) {
+    for (const auto& [mode, shown] : {std::pair{3, "3"}, {7, "3"}, {8, "8"}, {9, "9"}, {11, "11"}}) {
         _recorder.clear();
         EXPECT_EQ(write("x", mode), -1);
         EXPECT_THAT(_recorder.errorTraces(),
@@ -238,16 +230,14 @@ TEST_F(MFastFileTest, SafeReplaceOfAFolderIsReportedAndNothingStaysBeside) {
 }
 
 TEST_F(MFastFileTest, WriteLinesAtOnceMakesCrLfOfEachLineEndAndCountsIt) {
-    for (const auto& [text, expected] : {
-             std::pair{"x\ny",       "x\r\ny"          },
-             {"a\rb",       "a\r\nb"          },
-             {"a\r\nb",     "a\r\nb"          },
-             {"",           ""                },
-             {"\n\n",       "\r\n\r\n"        },
-             {"\r",         "\r\n"            },
-             {"\r\r\n\n\r", "\r\n\r\n\r\n\r\n"},
-             {"plain",      "plain"           }
-    }) {
+    for (const auto& [text, expected] : {std::pair{"x\ny", "x\r\ny"},
+                                         {"a\rb", "a\r\nb"},
+                                         {"a\r\nb", "a\r\nb"},
+                                         {"", ""},
+                                         {"\n\n", "\r\n\r\n"},
+                                         {"\r", "\r\n"},
+                                         {"\r\r\n\n\r", "\r\n\r\n\r\n\r\n"},
+                                         {"plain", "plain"}}) {
         EXPECT_EQ(writeLines(text), static_cast<std::ptrdiff_t>(std::string(expected).size()));
         EXPECT_EQ(contentOf(_name), expected);
     }

@@ -93,6 +93,7 @@ TEST_F(MFastFileWriterFaultTest, ModesDecideAccessAndCreationAndTheFlagWritesThr
     const DWORD share = FILE_SHARE_READ;
     const DWORD plain = FILE_ATTRIBUTE_NORMAL;
     const DWORD through = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH;
+    // clang-format off
     const std::vector<OpenCall> expected = {
         {FILE_WRITE_DATA,  share, CREATE_NEW,    plain  },
         {FILE_APPEND_DATA, share, OPEN_ALWAYS,   plain  },
@@ -101,6 +102,7 @@ TEST_F(MFastFileWriterFaultTest, ModesDecideAccessAndCreationAndTheFlagWritesThr
         {FILE_APPEND_DATA, share, OPEN_ALWAYS,   through},
         {FILE_WRITE_DATA,  share, CREATE_ALWAYS, through}
     };
+    // clang-format on
     EXPECT_EQ(calls, expected);
 }
 

@@ -80,16 +80,8 @@ TEST_F(MFastFileWriterTest, TruncateEmptiesTheFileAtOnce) {
 }
 
 TEST_F(MFastFileWriterTest, UnknownModesAreRefusedWithTheFlushFlagTakenOff) {
-    for (const auto& [mode, shown] : {
-             std::pair{3,  "3" },
-             {7,  "3" },
-             {8,  "8" },
-             {9,  "9" },
-             {10, "10"},
-             {11, "11"},
-             {14, "10"},
-             {-1, "-5"}
-    }) {
+    for (const auto& [mode, shown] :
+         {std::pair{3, "3"}, {7, "3"}, {8, "8"}, {9, "9"}, {10, "10"}, {11, "11"}, {14, "10"}, {-1, "-5"}}) {
         _recorder.clear();
         EXPECT_FALSE(_writer.Open(_name.c_str(), mode));
         EXPECT_THAT(

@@ -24,6 +24,7 @@ struct Vector {
 };
 
 // RFC 4648, section 10, and bytes whose characters are the last two of the alphabet.
+// clang-format off
 const std::vector<Vector> kVectors = {
     {"",             ""        },
     {"f",            "Zg=="    },
@@ -35,6 +36,7 @@ const std::vector<Vector> kVectors = {
     {"\xFB\xFF\xBF", "+/+/"    },
     {"\0\0\0"s,      "AAAA"    },
 };
+// clang-format on
 
 std::string encoded(const std::string& bytes) {
     std::string text(MBase64_EncodedSize(bytes.size()), kUntouched);
@@ -156,6 +158,7 @@ TEST(MBase64Decode, RefusesALengthThatIsNoMultipleOfFour) {
 
 // Each text with the first character in it that is illegal where it stands.
 TEST(MBase64Decode, RefusesIllegalCharactersWhereverTheyStand) {
+    // clang-format off
     const std::vector<std::pair<std::string, std::string>> refused = {
         {"Zm9*",     "2a"},
         {"Zm9vZm9 ", "20"},
@@ -178,6 +181,7 @@ TEST(MBase64Decode, RefusesIllegalCharactersWhereverTheyStand) {
         {"ab==cdef", "3d"},
         {"abc=cdef", "3d"},
     };
+    // clang-format on
     for (const auto& [text, character] : refused) {
         const test::LogRecorder recorder;
         EXPECT_EQ(decode(text).result, -1) << text;

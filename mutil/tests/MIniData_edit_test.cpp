@@ -191,10 +191,7 @@ TEST_F(MIniDataEditTest, DeleteEntryOfAMissingOneIsReported) {
 // The entry is forgotten and its line stays: kept as it is.
 TEST_F(MIniDataEditTest, DeleteEntryStopsAtALineWithoutNameOrEqualsSign) {
     const std::string rest(60, 'x');
-    for (const auto& [line, cause] : {
-             std::pair{"word" + rest, "no '=' found" },
-             {" =" + rest,   "no entry name"}
-    }) {
+    for (const auto& [line, cause] : {std::pair{"word" + rest, "no '=' found"}, {" =" + rest, "no entry name"}}) {
         _recorder.clear();
         MIniData data(MIniData::kAcceptBareLines);
         EXPECT_TRUE(data.SetContentString("[s]\na=0\n" + line + "\nk=1"));

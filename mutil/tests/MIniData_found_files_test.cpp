@@ -38,6 +38,7 @@ bool isKnownReason(std::string_view reason) {
         std::string_view begin;
         std::string_view later;
     };
+    // clang-format off
     static constexpr Reason kReasons[] = {
         {"no matching ']' found in \"",            "\""                                 },
         {"Section [",                              "] seen twice"                       },
@@ -49,6 +50,7 @@ bool isKnownReason(std::string_view reason) {
         {"Entry \"",                               "\" deleting previous version failed"},
         {"UTF16/32 Unicode format not supported.", ""                                   },
     };
+    // clang-format on
     return std::any_of(std::begin(kReasons), std::end(kReasons), [reason](const Reason& known) {
         return reason.starts_with(known.begin) &&
                reason.find(known.later, known.begin.size()) != std::string_view::npos;

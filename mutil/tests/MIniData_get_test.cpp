@@ -110,12 +110,7 @@ TEST(MIniDataGet, StringIsTheValueVerbatim) {
 TEST(MIniDataGet, WhatIsMissingLeavesTheOutputAndIsNotReported) {
     const MIniData data = withContent("[s]\nk=1");
     const test::LogRecorder recorder;
-    for (const auto& [section, entry] : {
-             std::pair{"s",       "missing"},
-             {"missing", "k"      },
-             {"S",       "k"      },
-             {"s",       "K"      }
-    }) {
+    for (const auto& [section, entry] : {std::pair{"s", "missing"}, {"missing", "k"}, {"S", "k"}, {"s", "K"}}) {
         std::string text = "old";
         std::int32_t number = 77;
         std::int64_t longNumber = 77;

@@ -67,13 +67,8 @@ TEST_F(MIniDataParseTest, AHeaderOpensASection) {
 }
 
 TEST_F(MIniDataParseTest, AHeadersNameGoesVerbatimToTheFirstBracket) {
-    for (const auto& [header, name] : {
-             std::pair{"[a]x",  "a"  },
-             {"[ a ]", " a "},
-             {"[]",    ""   },
-             {"[a]b]", "a"  },
-             {"[[a]",  "[a" }
-    }) {
+    for (const auto& [header, name] :
+         {std::pair{"[a]x", "a"}, {"[ a ]", " a "}, {"[]", ""}, {"[a]b]", "a"}, {"[[a]", "[a"}}) {
         MIniData data;
         EXPECT_TRUE(data.SetContentString(header));
         EXPECT_THAT(data.GetSectionNames(), ElementsAre(name));

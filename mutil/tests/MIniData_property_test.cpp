@@ -82,7 +82,7 @@ struct Model {
     std::string top = "#top\n \n";
     std::map<std::string, Body> sections = {
         {"a", {"[a] first", {{"", "; comment", ""}, {"k", "  k \t=", " 1"}, {"", "\t", ""}, {"key", "key=", ""}}}},
-        {"B", {"[B]", {}}                                                                                        },
+        {"B", {"[B]", {}}},
     };
 };
 
@@ -255,10 +255,8 @@ RC_GTEST_PROP(MIniDataProperty, ARepeatedEntryReplacesTheEarlierOneWhateverStand
     const std::vector<std::string> kinds = {"a=1", "a=2", "b=1", "c=1", "d=3", "e=4", "#c", "#a=1"};
     const std::vector<std::string> rare = {"a", "word", "=", "=1"};
     const auto usual = rc::gen::elementOf(kinds);
-    const auto lines = *rc::gen::container<std::vector<std::string>>(rc::gen::weightedOneOf<std::string>({
-        {30, usual                   },
-        {1,  rc::gen::elementOf(rare)}
-    }));
+    const auto lines = *rc::gen::container<std::vector<std::string>>(
+        rc::gen::weightedOneOf<std::string>({{30, usual}, {1, rc::gen::elementOf(rare)}}));
     RepeatedLines model;
     std::string text = "[s]\n";
     bool accepted = true;

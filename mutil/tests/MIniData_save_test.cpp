@@ -104,13 +104,13 @@ TEST_F(MIniDataSaveTest, TheWholeFileIsHeldFromOpenOnWhateverIsChangedThen) {
 TEST_F(MIniDataSaveTest, TheWholeFileIsNotHeldWhenALineOfItWasDropped) {
     using namespace std::string_literals;
     for (const auto& [options, content, whole] : {
-             std::tuple{0u,                         "[s]\n\n \nk=1\n"s, true },
-             {0u,                         "[s]\n\0k=1\n"s,    false},
-             {MIniData::kReplaceEntries,  "[s]\nk=1\nj=2\n"s, true },
-             {MIniData::kReplaceEntries,  "[s]\nk=1\nk=2\n"s, false},
-             {MIniData::kReplaceSections, "[s]\nk=1\n[t]\n"s, true },
+             std::tuple{0u, "[s]\n\n \nk=1\n"s, true},
+             {0u, "[s]\n\0k=1\n"s, false},
+             {MIniData::kReplaceEntries, "[s]\nk=1\nj=2\n"s, true},
+             {MIniData::kReplaceEntries, "[s]\nk=1\nk=2\n"s, false},
+             {MIniData::kReplaceSections, "[s]\nk=1\n[t]\n"s, true},
              {MIniData::kReplaceSections, "[s]\nk=1\n[s]\n"s, false},
-    }) {
+         }) {
         MIniData data(options);
         EXPECT_TRUE(data.Open(_folder.file("a.ini", content).c_str()));
         EXPECT_EQ(data.HoldsWholeFile(), whole) << content;

@@ -29,17 +29,17 @@ struct Setter {
 };
 
 const std::vector<Setter> kSetters = {
-    {"SetStringEntry",   "SetStringEntry", "text",                "text",
+    {"SetStringEntry", "SetStringEntry", "text", "text",
      [](MIniData& data, const char* section, const char* entry) {
          return data.SetStringEntry(section, entry, "text");
-     }                                                                  },
-    {"SetLongEntry",     "SetLongEntry",   "-5",                  "-5",
-     [](MIniData& data, const char* section, const char* entry) { return data.SetLongEntry(section, entry, -5); }   },
-    {"SetLongLongEntry", "SetLongEntry",   "1099511627776",       "1099511627776",
+     }},
+    {"SetLongEntry", "SetLongEntry", "-5", "-5",
+     [](MIniData& data, const char* section, const char* entry) { return data.SetLongEntry(section, entry, -5); }},
+    {"SetLongLongEntry", "SetLongEntry", "1099511627776", "1099511627776",
      [](MIniData& data, const char* section, const char* entry) {
          return data.SetLongLongEntry(section, entry, std::int64_t{1} << 40);
-     }                                                                  },
-    {"SetDoubleEntry",   "SetDoubleEntry", "0.10000000000000001", "0.1",
+     }},
+    {"SetDoubleEntry", "SetDoubleEntry", "0.10000000000000001", "0.1",
      [](MIniData& data, const char* section, const char* entry) { return data.SetDoubleEntry(section, entry, 0.1); }},
 };
 

@@ -60,6 +60,7 @@ struct Conversion {
 };
 
 TEST(StlStringToDouble, ReadsTheNumberThatATextBeginsWith) {
+    // clang-format off
     const std::vector<Conversion> conversions = {
         {"1.5",   true,  true,  1.5                                    },
         {"1.5x",  true,  false, 1.5                                    },
@@ -71,6 +72,7 @@ TEST(StlStringToDouble, ReadsTheNumberThatATextBeginsWith) {
         {"",      false, true,  0.0                                    },
         {" ",     false, false, 0.0                                    },
     };
+    // clang-format on
     for (const Conversion& expected : conversions) {
         double value = 7.25;
         EXPECT_EQ(stl_string_to_double(expected.text, value, false), expected.part) << expected.text;
@@ -82,6 +84,7 @@ TEST(StlStringToDouble, ReadsTheNumberThatATextBeginsWith) {
 }
 
 TEST(StlStringToInt, ReadsTheDecimalNumberThatATextBeginsWith) {
+    // clang-format off
     const std::vector<Conversion> conversions = {
         {"42",           true,  true,  42           },
         {"42x",          true,  false, 42           },
@@ -97,6 +100,7 @@ TEST(StlStringToInt, ReadsTheDecimalNumberThatATextBeginsWith) {
         {"",             false, true,  0            },
         {" ",            false, false, 0            },
     };
+    // clang-format on
     for (const Conversion& expected : conversions) {
         std::int32_t value = 77;
         EXPECT_EQ(stl_string_to_int(expected.text, value, false), expected.part) << expected.text;
@@ -147,6 +151,7 @@ TEST(StlDoubleToString, WritesSoManyDigitsBehindThePoint) {
 // ----------------------------------------------------------------------------------------------------------- unquoting
 
 TEST(StlStringUnquoteSpace, RemovesQuoting) {
+    // clang-format off
     const std::vector<std::pair<std::string, std::string>> unquoted = {
         {R"()",             R"()"       },
         {R"(plain)",        R"(plain)"  },
@@ -160,6 +165,7 @@ TEST(StlStringUnquoteSpace, RemovesQuoting) {
         {R"(a\"b c)",       R"(a"b c)"  },
         {R"(""a"")",        R"(a)"      },
     };
+    // clang-format on
     const test::LogRecorder recorder;
     for (const auto& [quoted, expected] : unquoted) {
         std::string text = quoted;
@@ -173,6 +179,7 @@ TEST(StlStringUnquoteSpace, RefusesWhatIsNotQuotedAsItShouldBe) {
     const std::string space = "stl_string_unquote_space(): found unquoted space";
     const std::string backslash = "stl_string_unquote_space(): can't unquote a lonely backslash";
     const std::string open = "stl_string_unquote_space(): no closing quote found";
+    // clang-format off
     const std::vector<std::pair<std::string, std::string>> refused = {
         {"ab cd",      space    },
         {" ",          space    },
@@ -186,6 +193,7 @@ TEST(StlStringUnquoteSpace, RefusesWhatIsNotQuotedAsItShouldBe) {
         {R"(")",       open     },
         {R"("a\")",    open     },
     };
+    // clang-format on
     for (const auto& [quoted, message] : refused) {
         const test::LogRecorder recorder;
         std::string text = quoted;
@@ -199,6 +207,7 @@ TEST(StlStringUnquoteSpace, RefusesWhatIsNotQuotedAsItShouldBe) {
 // -------------------------------------------------------------------------------------------------------------- base64
 
 TEST(StlBase64, EncodesAStringsBytesInPlace) {
+    // clang-format off
     const std::vector<std::pair<std::string, std::string>> texts = {
         {"",      ""    },
         {"f",     "Zg=="},
@@ -206,6 +215,7 @@ TEST(StlBase64, EncodesAStringsBytesInPlace) {
         {"foo",   "Zm9v"},
         {"\0\0"s, "AAA="},
     };
+    // clang-format on
     for (const auto& [bytes, encoded] : texts) {
         std::string text = bytes;
         EXPECT_TRUE(stl_encode_base64(text));

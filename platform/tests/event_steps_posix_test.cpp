@@ -107,9 +107,7 @@ protected:
     ObjectHandle _memory{
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Board), _boardName.c_str())};
     Board* _board = boardOf(_memory.get());
-    test::ChildProcess _waiter{
-        "stopsBeforeItSleeps", {_name, _boardName}
-    };
+    test::ChildProcess _waiter{"stopsBeforeItSleeps", {_name, _boardName}};
 };
 
 TEST_F(EventSteps, AWaiterThatDoesNotSleepYetIsReleasedByASet) {

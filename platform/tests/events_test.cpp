@@ -153,6 +153,7 @@ TEST_P(EventRightsTest, AreThoseOfTheOpening) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(GetParam().waits ? ERROR_SUCCESS : ERROR_ACCESS_DENIED));
 }
 
+// clang-format off
 constexpr EventRights kEventRights[] = {
     {"Everything", EVENT_ALL_ACCESS,                 true,  true },
     {"Both",       EVENT_MODIFY_STATE | SYNCHRONIZE, true,  true },
@@ -161,6 +162,7 @@ constexpr EventRights kEventRights[] = {
     {"Reading",    GENERIC_READ,                     false, false},
     {"Nothing",    0,                                false, false}
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Opened, EventRightsTest, testing::ValuesIn(kEventRights),
                          [](const auto& information) { return std::string(information.param.name); });

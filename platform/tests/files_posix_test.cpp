@@ -107,10 +107,8 @@ TEST(PosixFiles, WritingThroughIsTheDescriptorsAffairAndNoHandleIsInherited) {
     const std::string path = std::filesystem::canonical(folder.path()).string() + "/f";
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     for (const DWORD flag : {code(0), code(FILE_FLAG_WRITE_THROUGH)}) {
-        for (const auto& [access, creation] : {
-                 std::pair{FILE_WRITE_DATA,  CREATE_ALWAYS},
-                 {FILE_APPEND_DATA, OPEN_ALWAYS  }
-        }) {
+        for (const auto& [access, creation] :
+             {std::pair{FILE_WRITE_DATA, CREATE_ALWAYS}, {FILE_APPEND_DATA, OPEN_ALWAYS}}) {
             const ObjectHandle file(CreateFileA(path.c_str(), access, FILE_SHARE_READ, &inheritable, creation,
                                                 FILE_ATTRIBUTE_NORMAL | flag, nullptr));
             EXPECT_EQ((flagsOf(path) & O_DSYNC) != 0, flag != 0);
@@ -152,6 +150,7 @@ TEST(PosixFiles, NewFilesFollowTheUsersMask) {
 TEST(PosixFiles, WhatTheLayerDoesNotOfferIsRefused) {
     const test::TemporaryFolder folder;
     const std::string path = folder.file("f", "x");
+    // clang-format off
     const std::pair<DWORD, DWORD> refused[] = {
         {GENERIC_READ,     OPEN_ALWAYS  },
         {GENERIC_READ,     CREATE_ALWAYS},
@@ -160,6 +159,7 @@ TEST(PosixFiles, WhatTheLayerDoesNotOfferIsRefused) {
         {FILE_APPEND_DATA, CREATE_NEW   },
         {0,                OPEN_EXISTING}
     };
+    // clang-format on
     for (const auto& [access, creation] : refused) {
         EXPECT_EQ(createFile(path, access, creation), INVALID_HANDLE_VALUE);
         EXPECT_EQ(GetLastError(), code(ERROR_NOT_SUPPORTED));
@@ -242,12 +242,7 @@ TEST(PosixFiles, PermissionsAreTakenOverAndTheOwnerMayWrite) {
     const test::TemporaryFolder folder;
     const std::string replaced = folder.file("old", "x");
     const std::string replacement = folder.file("new", "y");
-    for (const auto& [old, taken] : {
-             std::pair{0600u,  0600u},
-             {0640u,  0640u},
-             {0444u,  0644u},
-             {04755u, 0755u}
-    }) {
+    for (const auto& [old, taken] : {std::pair{0600u, 0600u}, {0640u, 0640u}, {0444u, 0644u}, {04755u, 0755u}}) {
         ASSERT_EQ(chmod(replaced.c_str(), old), 0);
         platform_takePermissions(replaced.c_str(), replacement.c_str());
         EXPECT_EQ(permissionsOf(replacement), taken);

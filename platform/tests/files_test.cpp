@@ -206,6 +206,7 @@ TEST_P(FileErrorsTest, AreThoseOfWindows) {
     EXPECT_EQ(contentOf(_folder.path("f")), "x");
 }
 
+// clang-format off
 constexpr Answers kAnswers[] = {
   // name                          path                  read  new  always append
     {"AFileAsAFolder",                              "\\f\\x",          3,   3,   3,   3  },
@@ -221,6 +222,7 @@ constexpr Answers kAnswers[] = {
     {"TheFolderItself",                             "\\sub\\.",        5,   80,  5,   5  },
     {"TheParentFolder",                             "\\sub\\..",       5,   80,  5,   5  }
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Of, FileErrorsTest, testing::ValuesIn(kAnswers),
                          [](const auto& information) { return std::string(information.param.name); });

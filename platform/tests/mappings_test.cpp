@@ -287,6 +287,7 @@ TEST_P(MappingRightsTest, AreThoseOfTheOpening) {
     expectView(opened.get(), 0, GetParam().untouchable);
 }
 
+// clang-format off
 constexpr MappingRights kMappingRights[] = {
     {"Everything",   FILE_MAP_ALL_ACCESS,            PAGE_READONLY, PAGE_READWRITE, PAGE_NOACCESS},
     {"Both",         FILE_MAP_READ | FILE_MAP_WRITE, PAGE_READONLY, PAGE_READWRITE, PAGE_NOACCESS},
@@ -295,6 +296,7 @@ constexpr MappingRights kMappingRights[] = {
     {"Writing",      FILE_MAP_WRITE,                 0,             PAGE_READWRITE, 0            },
     {"Nothing",      0,                              0,             0,              0            }
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Opened, MappingRightsTest, testing::ValuesIn(kMappingRights),
                          [](const auto& information) { return std::string(information.param.name); });

@@ -101,12 +101,14 @@ TEST_P(RelativeModulesTest, ALibraryLoadedByARelativePathAnswersItsFullNameAlsoF
     _module = nullptr;
 }
 
+// clang-format off
 constexpr Spelling kSpellings[] = {
     {"WithADotInFront",      "./libraries/" TEST_MODULE       },
     {"WithoutADot",          "libraries/" TEST_MODULE         },
     {"WithBackslashes",      ".\\libraries\\.\\" TEST_MODULE  },
     {"ThroughAParentFolder", "libraries/inner/../" TEST_MODULE}
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(EachSpelling, RelativeModulesTest, testing::ValuesIn(kSpellings),
                          [](const auto& information) { return std::string(information.param.name); });

@@ -94,6 +94,7 @@ TEST_P(LongNamesTest, AreTheSameInAnotherProcess) {
 }
 
 // Dots take three bytes each in a file's name, letters one.
+// clang-format off
 constexpr LongName kLongNames[] = {
     {"Of86Characters",      86,           '.'},
     {"OfDots",              150,          '.'},
@@ -103,6 +104,7 @@ constexpr LongName kLongNames[] = {
     {"OfTheGreatestLength", kLongestName, 'x'},
     {"OfAsManyDots",        kLongestName, '.'}
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Names, LongNamesTest, testing::ValuesIn(kLongNames),
                          [](const auto& information) { return std::string(information.param.name); });
@@ -160,6 +162,7 @@ TEST_P(BadNamesTest, AreRefusedByEachCall) {
     EXPECT_EQ(GetLastError(), GetParam().error);
 }
 
+// clang-format off
 constexpr BadName kBadNames[] = {
     {"NothingBehindLocal",      "Local\\",  ERROR_INVALID_NAME  },
     {"NothingBehindGlobal",     "Global\\", ERROR_INVALID_NAME  },
@@ -169,6 +172,7 @@ constexpr BadName kBadNames[] = {
     {"ABackslashAtTheEnd",      "a\\",      ERROR_PATH_NOT_FOUND},
     {"ALowerCasePrefix",        "local\\x", ERROR_PATH_NOT_FOUND}
 };
+// clang-format on
 
 INSTANTIATE_TEST_SUITE_P(Names, BadNamesTest, testing::ValuesIn(kBadNames),
                          [](const auto& information) { return std::string(information.param.name); });

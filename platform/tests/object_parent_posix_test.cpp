@@ -263,10 +263,7 @@ std::string makeSpace(const std::string& parent, const std::string& name, time_t
     fs::create_directory(path);
     chmod(path.c_str(), 0700);
     if (!file.empty()) std::ofstream(path + "/" + file) << "left";
-    const timespec times[2] = {
-        {time(nullptr) - seconds, 0},
-        {time(nullptr) - seconds, 0}
-    };
+    const timespec times[2] = {{time(nullptr) - seconds, 0}, {time(nullptr) - seconds, 0}};
     utimensat(AT_FDCWD, path.c_str(), times, 0);
     return path;
 }

@@ -18,10 +18,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::int64_t kHoldNs = 1'000'000'000;
 
 Json jsonOf(const Expectation& expectation) {
-    Json json{
-        {"finding", expectation.finding},
-        {"first",   expectation.first  }
-    };
+    Json json{{"finding", expectation.finding}, {"first", expectation.first}};
     if (expectation.last) json["last"] = *expectation.last;
     if (expectation.minUs) json["min_us"] = *expectation.minUs;
     return json;
@@ -51,15 +48,13 @@ std::unique_ptr<FaultLog> FaultLog::open(const std::string& path, std::ostream& 
 }
 
 void FaultLog::run(std::uint64_t seed, std::int64_t periodNs, const frames::ImageFormat& format) {
-    const Json line{
-        {"schema",          "dorven-fault-log/1"},
-        {"event",           "run"               },
-        {"seed",            seed                },
-        {"period_ns",       periodNs            },
-        {"width",           format.width        },
-        {"height",          format.height       },
-        {"bytes_per_pixel", format.bytesPerPixel}
-    };
+    const Json line{{"schema", "dorven-fault-log/1"},
+                    {"event", "run"},
+                    {"seed", seed},
+                    {"period_ns", periodNs},
+                    {"width", format.width},
+                    {"height", format.height},
+                    {"bytes_per_pixel", format.bytesPerPixel}};
     writeLine(line.dump());
 }
 
@@ -67,13 +62,11 @@ void FaultLog::fault(const char* name, std::uint64_t frame, const std::vector<Ex
     writeHeldNote();
     Json expect = Json::array();
     for (const Expectation& expectation : expectations) expect.push_back(jsonOf(expectation));
-    const Json line{
-        {"event",   "fault"                        },
-        {"fault",   name                           },
-        {"frame",   frame                          },
-        {"time_ns", platform_monotonicNanoseconds()},
-        {"expect",  std::move(expect)              }
-    };
+    const Json line{{"event", "fault"},
+                    {"fault", name},
+                    {"frame", frame},
+                    {"time_ns", platform_monotonicNanoseconds()},
+                    {"expect", std::move(expect)}};
     writeLine(line.dump());
 }
 
@@ -90,10 +83,7 @@ void FaultLog::note(const char* note, const FrameRange& frames) {
 
 void FaultLog::end(std::uint64_t nextFrame, std::uint64_t ringDamaged) {
     writeHeldNote();
-    Json line{
-        {"event",      "end"    },
-        {"next_frame", nextFrame}
-    };
+    Json line{{"event", "end"}, {"next_frame", nextFrame}};
     if (ringDamaged != 0) line["ring_damaged"] = ringDamaged;
     writeLine(line.dump());
 }
@@ -101,13 +91,11 @@ void FaultLog::end(std::uint64_t nextFrame, std::uint64_t ringDamaged) {
 void FaultLog::writeHeldNote() {
     const auto held = std::exchange(_held, std::nullopt);
     if (!held) return;
-    const Json line{
-        {"event",   "note"            },
-        {"note",    held->name        },
-        {"first",   held->frames.first},
-        {"last",    held->frames.last },
-        {"time_ns", held->timeNs      }
-    };
+    const Json line{{"event", "note"},
+                    {"note", held->name},
+                    {"first", held->frames.first},
+                    {"last", held->frames.last},
+                    {"time_ns", held->timeNs}};
     writeLine(line.dump());
 }
 

@@ -14,22 +14,22 @@ namespace {
 using Time = FaultRow::Time;
 
 constexpr FaultRow kFaults[] = {
-    {FaultKind::lateAnswer,    "late-answer",    Time::needed,   false, "answer the camera's next request that late"       },
-    {FaultKind::wrongAnswer,   "wrong-answer",   Time::none,     false, "answer the camera's next request with other bytes"},
-    {FaultKind::recreate,      "recreate",       Time::none,     false, "close the ring and lay it anew"                   },
-    {FaultKind::hang,          "hang",           Time::none,     false, "stay attached, but deliver nothing any more"      },
-    {FaultKind::crash,         "crash",          Time::none,     false, "end at once, without detaching"                   },
-    {FaultKind::wrongSize,     "wrong-size",     Time::optional, false, "lay the ring with shorter lines for that long"    },
-    {FaultKind::garbageHeader, "garbage-header", Time::optional, false, "overwrite the ring's header with garbage"         },
-    {FaultKind::stall,         "stall",          Time::needed,   false, "deliver nothing for that long"                    },
-    {FaultKind::drop,          "drop",           Time::none,     true,  "leave the frame out"                              },
-    {FaultKind::reorder,       "reorder",        Time::none,     true,  "deliver the frame after its successor"            },
-    {FaultKind::torn,          "torn",           Time::none,     true,  "take the lower half from the frame before"        },
-    {FaultKind::counterWrap,   "counter-wrap",   Time::none,     true,  "let the counter's low 32 bits jump to 0"          },
-    {FaultKind::timeBack,      "time-back",      Time::optional, true,  "set the time stamp back before its predecessor's" },
-    {FaultKind::delay,         "delay",          Time::needed,   true,  "deliver the frame that late"                      },
-    {FaultKind::jitter,        "jitter",         Time::needed,   true,  "deliver each frame late by up to that, at random" },
-    {FaultKind::repeat,        "repeat",         Time::none,     true,  "deliver the frame twice"                          },
+    {FaultKind::lateAnswer, "late-answer", Time::needed, false, "answer the camera's next request that late"},
+    {FaultKind::wrongAnswer, "wrong-answer", Time::none, false, "answer the camera's next request with other bytes"},
+    {FaultKind::recreate, "recreate", Time::none, false, "close the ring and lay it anew"},
+    {FaultKind::hang, "hang", Time::none, false, "stay attached, but deliver nothing any more"},
+    {FaultKind::crash, "crash", Time::none, false, "end at once, without detaching"},
+    {FaultKind::wrongSize, "wrong-size", Time::optional, false, "lay the ring with shorter lines for that long"},
+    {FaultKind::garbageHeader, "garbage-header", Time::optional, false, "overwrite the ring's header with garbage"},
+    {FaultKind::stall, "stall", Time::needed, false, "deliver nothing for that long"},
+    {FaultKind::drop, "drop", Time::none, true, "leave the frame out"},
+    {FaultKind::reorder, "reorder", Time::none, true, "deliver the frame after its successor"},
+    {FaultKind::torn, "torn", Time::none, true, "take the lower half from the frame before"},
+    {FaultKind::counterWrap, "counter-wrap", Time::none, true, "let the counter's low 32 bits jump to 0"},
+    {FaultKind::timeBack, "time-back", Time::optional, true, "set the time stamp back before its predecessor's"},
+    {FaultKind::delay, "delay", Time::needed, true, "deliver the frame that late"},
+    {FaultKind::jitter, "jitter", Time::needed, true, "deliver each frame late by up to that, at random"},
+    {FaultKind::repeat, "repeat", Time::none, true, "deliver the frame twice"},
 };
 
 constexpr bool rowsStandInOrder() {
@@ -91,6 +91,7 @@ struct WhenRow {
     bool (*parse)(std::string_view text, FaultWhen& when);
 };
 
+// clang-format off
 constexpr WhenRow kWhens[] = {
     {"every:", FaultWhen::Kind::every,       parseEvery      },
     {"p:",     FaultWhen::Kind::probability, parseProbability},
@@ -99,6 +100,7 @@ constexpr WhenRow kWhens[] = {
     {"",       FaultWhen::Kind::at,          parseAt         },
     {"",       FaultWhen::Kind::range,       parseRange      },
 };
+// clang-format on
 
 bool parseWhen(std::string_view text, FaultWhen& when) {
     for (const WhenRow& row : kWhens) {

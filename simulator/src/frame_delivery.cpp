@@ -48,10 +48,7 @@ bool FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Stri
     _verifiable = _options.strip && stripLines(source.format()) > 0;
     _stampNs = completeNs;
     if (find(faults, FaultKind::drop)) {
-        tellFault(FaultKind::drop, frame,
-                  {
-                      {"lost", frame, frame, {}}
-        });
+        tellFault(FaultKind::drop, frame, {{"lost", frame, frame, {}}});
     } else if (find(faults, FaultKind::reorder) && !_held) {
         hold(source, frame, faults);
     } else if (_ring.slotPixels()) {

@@ -17,12 +17,14 @@ struct TimeUnit {
 };
 
 // A name that ends like another one stands before it.
+// clang-format off
 constexpr TimeUnit kTimeUnits[] = {
     {"ns", 1            },
     {"us", 1'000        },
     {"ms", 1'000'000    },
     {"s",  1'000'000'000},
 };
+// clang-format on
 
 bool areDigits(std::string_view text) { return text.find_first_not_of("0123456789") == std::string_view::npos; }
 

@@ -19,12 +19,14 @@ struct MotionRow {
     Kind kind;
     double pixels;  // unless told
 };
+// clang-format off
 constexpr MotionRow kMotions[] = {
     {"none",   Kind::none,   0.0 },
     {"linear", Kind::linear, 0.25},
     {"sine",   Kind::sine,   8.0 },
     {"step",   Kind::step,   0.5 },
 };
+// clang-format on
 
 constexpr double kMaxMotion = 10'000;
 constexpr std::uint64_t kMaxPeriod = 1'000'000;

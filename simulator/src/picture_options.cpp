@@ -18,11 +18,13 @@ struct PlayRow {
     const char* name;
     Play play;
 };
+// clang-format off
 constexpr PlayRow kPlays[] = {
     {"loop",      Play::loop    },
     {"ping-pong", Play::pingPong},
     {"hold",      Play::hold    },
 };
+// clang-format on
 
 std::string checkPlay(const std::string& name) {
     for (const PlayRow& row : kPlays) {

@@ -112,20 +112,14 @@ void Simulator::recreate(std::uint64_t frame) {
 /// Until a stop is requested.
 void Simulator::hang(std::uint64_t frame) {
     _nextFrame = frame;
-    _delivery.tellFault(FaultKind::hang, frame,
-                        {
-                            {"stopped", frame, {}, {}}
-    });
+    _delivery.tellFault(FaultKind::hang, frame, {{"stopped", frame, {}, {}}});
     _people << "dorven-simulator: hangs from frame " << frame << " on" << std::endl;
     while (_timer.sleepUntil(kForeverNs)) {
     }
 }
 
 void Simulator::crash(std::uint64_t frame) {
-    _delivery.tellFault(FaultKind::crash, frame,
-                        {
-                            {"stopped", frame, {}, {}}
-    });
+    _delivery.tellFault(FaultKind::crash, frame, {{"stopped", frame, {}, {}}});
     std::_Exit(kCrashed);
 }
 
@@ -170,10 +164,7 @@ std::uint64_t Simulator::stall(const PacingGrid& grid, const Strike& strike, std
     }
     _stalled.emplace(next, grid);
     const std::int64_t leastNs = endNs - grid.dueNs(range.last);
-    _delivery.tellFault(strike.kind, frame,
-                        {
-                            {"late", range.first, range.last, leastNs / 1000}
-    });
+    _delivery.tellFault(strike.kind, frame, {{"late", range.first, range.last, leastNs / 1000}});
     return frame;
 }
 

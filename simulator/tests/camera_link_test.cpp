@@ -98,15 +98,9 @@ TEST_F(CameraLinkTest, FormatsThatCannotBeMadeAreAbsurd) {
     FakeCamera camera({65536, 65536, 16});
     CameraLink link(kQuick);
     EXPECT_EQ(newsWithin(link), told({65536, 65536, 16}));
-    for (const ImageFormat format : {
-             ImageFormat{0,     1,     1         },
-             ImageFormat{1,     0,     1         },
-             ImageFormat{1,     1,     0         },
-             ImageFormat{65537, 1,     1         },
-             ImageFormat{1,     65537, 1         },
-             ImageFormat{1,     1,     17        },
-             ImageFormat{1,     1,     0xFFFFFFFF}
-    }) {
+    for (const ImageFormat format :
+         {ImageFormat{0, 1, 1}, ImageFormat{1, 0, 1}, ImageFormat{1, 1, 0}, ImageFormat{65537, 1, 1},
+          ImageFormat{1, 65537, 1}, ImageFormat{1, 1, 17}, ImageFormat{1, 1, 0xFFFFFFFF}}) {
         camera.setFormat(format);
         EXPECT_EQ(newsWithin(link), (CameraNews{CameraNews::Kind::absurd, format, ""}));
     }

@@ -198,28 +198,24 @@ TEST_P(EachFaultTest, ReaderFindsWhatTheLogSaysAndNothingElse) {
     EXPECT_EQ(lines.front()["schema"], "dorven-fault-log/1");
     EXPECT_EQ(lines.front()["seed"], 42);
     EXPECT_EQ(lines.front()["period_ns"], 5'000'000);
-    EXPECT_EQ(lines.back(), (Json{
-                                {"event",      "end"},
-                                {"next_frame", 60   }
-    }));
+    EXPECT_EQ(lines.back(), (Json{{"event", "end"}, {"next_frame", 60}}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, EachFaultTest,
-    testing::Values(
-        FaultCase{
-            "drop@10", {"lost 10"}
-},
-        FaultCase{"drop@10-12", {"lost 10", "lost 11", "lost 12"}}, FaultCase{"drop@every:20", {"lost 20", "lost 40"}},
-        FaultCase{"drop@p:0.3", {}}, FaultCase{"repeat@10", {"repeated 10"}}, FaultCase{"torn@10", {"torn 10"}},
-        FaultCase{"torn", {"torn 0"}}, FaultCase{"torn@p:0.5", {}}, FaultCase{"reorder@10", {"reordered 10"}},
-        FaultCase{"reorder@20-23", {"reordered 20", "reordered 22"}}, FaultCase{"delay:20ms@10", {}},
-        FaultCase{"jitter:3ms", {}}, FaultCase{"stall:100ms@20", {"lost 20", "lost 39"}},
-        FaultCase{"counter-wrap@10", {"counter 10"}}, FaultCase{"counter-wrap@every:25", {"counter 50"}},
-        FaultCase{"time-back@10", {"time_back 10"}}, FaultCase{"time-back:2s@t:50ms", {"time_back 10"}},
-        FaultCase{"recreate@every:20", {}}, FaultCase{"wrong-size@20", {"lost 20"}},
-        FaultCase{"wrong-size:50ms@20", {"lost 20", "lost 29"}}, FaultCase{"garbage-header@20", {"lost 20"}},
-        FaultCase{"garbage-header:50ms@20", {"lost 20", "lost 29"}}));
+    testing::Values(FaultCase{"drop@10", {"lost 10"}}, FaultCase{"drop@10-12", {"lost 10", "lost 11", "lost 12"}},
+                    FaultCase{"drop@every:20", {"lost 20", "lost 40"}}, FaultCase{"drop@p:0.3", {}},
+                    FaultCase{"repeat@10", {"repeated 10"}}, FaultCase{"torn@10", {"torn 10"}},
+                    FaultCase{"torn", {"torn 0"}}, FaultCase{"torn@p:0.5", {}},
+                    FaultCase{"reorder@10", {"reordered 10"}},
+                    FaultCase{"reorder@20-23", {"reordered 20", "reordered 22"}}, FaultCase{"delay:20ms@10", {}},
+                    FaultCase{"jitter:3ms", {}}, FaultCase{"stall:100ms@20", {"lost 20", "lost 39"}},
+                    FaultCase{"counter-wrap@10", {"counter 10"}}, FaultCase{"counter-wrap@every:25", {"counter 50"}},
+                    FaultCase{"time-back@10", {"time_back 10"}}, FaultCase{"time-back:2s@t:50ms", {"time_back 10"}},
+                    FaultCase{"recreate@every:20", {}}, FaultCase{"wrong-size@20", {"lost 20"}},
+                    FaultCase{"wrong-size:50ms@20", {"lost 20", "lost 29"}},
+                    FaultCase{"garbage-header@20", {"lost 20"}},
+                    FaultCase{"garbage-header:50ms@20", {"lost 20", "lost 29"}}));
 
 TEST_F(FaultRunTest, SameSeedStrikesAtTheSameFramesAndAnotherOneElsewhere) {
     fault("drop@p:0.3");

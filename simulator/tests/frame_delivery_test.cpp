@@ -169,9 +169,7 @@ TEST_F(FrameDeliveryTest, WhatWasDrawnAheadInARingThatIsLaidAnewIsDrawnAgain) {
 
 TEST_F(FrameDeliveryTest, ADroppedFrameThatWasDrawnAheadIsRecordedNowhere) {
     drawAhead(0);
-    deliver(0, {
-                   {FaultKind::drop, 0}
-    });
+    deliver(0, {{FaultKind::drop, 0}});
     drawAhead(1);
     deliver(1);
     expectFrame(1);
@@ -180,9 +178,7 @@ TEST_F(FrameDeliveryTest, ADroppedFrameThatWasDrawnAheadIsRecordedNowhere) {
 
 TEST_F(FrameDeliveryTest, AFrameThatIsHeldBackIsDrawnApartAndItsSuccessorsStayWhole) {
     drawAhead(0);
-    deliver(0, {
-                   {FaultKind::reorder, 0}
-    });
+    deliver(0, {{FaultKind::reorder, 0}});
     drawAhead(1);
     deliver(1);
     expectFrame(1);
@@ -194,9 +190,7 @@ TEST_F(FrameDeliveryTest, AFrameThatIsHeldBackIsDrawnApartAndItsSuccessorsStayWh
 }
 
 TEST_F(FrameDeliveryTest, WhatWasDrawnAheadIsForgottenWhenTheSlotIsTakenByAnotherImage) {
-    deliver(0, {
-                   {FaultKind::reorder, 0}
-    });
+    deliver(0, {{FaultKind::reorder, 0}});
     drawAhead(1);
     _delivery.deliverHeld();
     expectFrame(0);
@@ -219,9 +213,7 @@ TEST_F(FrameDeliveryTest, ATornFrameIsTornAlsoWhenItWasDrawnAhead) {
     deliver(0);
     expectFrame(0);
     drawAhead(20);
-    deliver(20, {
-                    {FaultKind::torn, 0}
-    });
+    deliver(20, {{FaultKind::torn, 0}});
     EXPECT_EQ(_reader.take()->inspection.kind, frames::ImageKind::torn);
     drawAhead(21);
     deliver(21);

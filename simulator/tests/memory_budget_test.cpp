@@ -82,11 +82,7 @@ TEST(MemoryBudgetTest, SmallImagesAreNotBlamedForTheRoomThatACamerasTake) {
         "images of 900 x 40 pixels, 1 byte per pixel, take 12 MB with a ring of 8 that has room for the images of a "
         "camera (1280 x 1024 pixels, 1 byte per pixel), and --max-memory allows 5 MB: allow more, give --size or "
         "--no-ask, which need no such room, or take fewer --lines");
-    for (const auto& cure : {
-             std::vector{"--size",   "900x40"},
-             std::vector{"--no-ask"},
-             std::vector{"--lines",       "2"        }
-    }) {
+    for (const auto& cure : {std::vector{"--size", "900x40"}, std::vector{"--no-ask"}, std::vector{"--lines", "2"}}) {
         std::vector<const char*> arguments{"--config", small.c_str(), "--max-memory", "5"};
         arguments.insert(arguments.end(), cure.begin(), cure.end());
         std::string error;

@@ -64,10 +64,10 @@ TEST(PatternOptionsTest, EachMotionHasItsOwnDefaults) {
         Motion::Kind kind;
         double pixels;
     } rows[] = {
-        {"none",   Motion::Kind::none,   0.0 },
+        {"none", Motion::Kind::none, 0.0},
         {"linear", Motion::Kind::linear, 0.25},
-        {"sine",   Motion::Kind::sine,   8.0 },
-        {"step",   Motion::Kind::step,   0.5 },
+        {"sine", Motion::Kind::sine, 8.0},
+        {"step", Motion::Kind::step, 0.5},
     };
     for (const auto& row : rows) {
         const Motion motion = taken({"--pattern", "edge", "--motion", row.name}).settings.motion;
@@ -101,12 +101,14 @@ TEST(PatternOptionsTest, ValuesOutOfRangeAreRefusedWithTheRange) {
 }
 
 TEST(PatternOptionsTest, MotionAndTruthGoWithMeasuringTargetsOnly) {
+    // clang-format off
     const std::vector<std::vector<const char*>> given{
         {"--motion",        "sine"   },
         {"--motion-px",     "3"      },
         {"--motion-period", "3"      },
         {"--truth",         "t.jsonl"}
     };
+    // clang-format on
     for (const auto& option : given) {
         std::vector<const char*> line{"--pattern", "ball"};
         line.insert(line.end(), option.begin(), option.end());

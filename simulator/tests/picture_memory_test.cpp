@@ -26,12 +26,7 @@ std::string packed(std::size_t width, std::size_t height) {
     const std::vector<std::uint8_t> black(width * height);
     std::vector<std::uint8_t> file;
     std::string error;
-    EXPECT_TRUE(frames::encodePng(
-        {
-            black.data(), {width, height, 1}
-    },
-        file, error))
-        << error;
+    EXPECT_TRUE(frames::encodePng({black.data(), {width, height, 1}}, file, error)) << error;
     constexpr std::size_t kHeader = 8 + 25 + 8;
     constexpr std::size_t kEnd = 4 + 12;
     return {file.begin() + kHeader, file.end() - kEnd};
@@ -120,12 +115,7 @@ TEST_F(PictureMemoryTest, WorldTakesNoMoreThanWasCounted) {
 TEST_F(PictureMemoryTest, ColoursTakeNoMoreThanWasCounted) {
     const std::vector<std::uint8_t> pixels(std::size_t{1000} * 1000 * 3, 90);
     std::string error;
-    ASSERT_TRUE(frames::writePng(_folder.path("a.png"),
-                                 {
-                                     pixels.data(), {1000, 1000, 3}
-    },
-                                 error))
-        << error;
+    ASSERT_TRUE(frames::writePng(_folder.path("a.png"), {pixels.data(), {1000, 1000, 3}}, error)) << error;
     bool loaded = false;
     for (std::size_t memoryMb = 1; memoryMb <= 16; ++memoryMb) {
         _options.memoryMb = memoryMb;

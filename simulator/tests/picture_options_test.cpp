@@ -66,13 +66,11 @@ TEST_F(PictureOptionsTest, EveryOptionIsTaken) {
 }
 
 TEST_F(PictureOptionsTest, TheyGoWithImagesOnly) {
-    for (const auto& given : std::vector<std::vector<const char*>>{
-             {"--raw-size", "5x5" },
-             {"--play",     "loop"},
-             {"--scale"   },
-             {"--window-motion",     "drift"      },
-             {"--image-memory",         "5"}
-    })
+    for (const auto& given : std::vector<std::vector<const char*>>{{"--raw-size", "5x5"},
+                                                                   {"--play", "loop"},
+                                                                   {"--scale"},
+                                                                   {"--window-motion", "drift"},
+                                                                   {"--image-memory", "5"}})
         EXPECT_THAT(refusal(given), HasSubstr(std::string(given.front()) + " goes with --images only"));
 }
 

@@ -45,9 +45,7 @@ protected:
 
     test::LogRecorder _log;
     simulator::SimulatorOptions _options;
-    RenderedImages _source{
-        {900, 20, 1}
-    };
+    RenderedImages _source{{900, 20, 1}};
     std::ostringstream _people;
 };
 

@@ -33,12 +33,7 @@ protected:
     void png(const std::string& name, std::size_t width, std::size_t height, std::uint8_t level) {
         const std::vector<std::uint8_t> bytes(width * height, level);
         std::string error;
-        ASSERT_TRUE(frames::writePng(_folder.path(name),
-                                     {
-                                         bytes.data(), {width, height, 1}
-        },
-                                     error))
-            << error;
+        ASSERT_TRUE(frames::writePng(_folder.path(name), {bytes.data(), {width, height, 1}}, error)) << error;
     }
     void pgm(const std::string& name, std::size_t width, std::size_t height, char level) {
         _folder.file(name, "P5 " + std::to_string(width) + " " + std::to_string(height) + " 255\n" +
@@ -190,12 +185,7 @@ TEST_F(ReplayedImagesTest, SixteenBitsAreKeptInTwoBytes) {
 TEST_F(ReplayedImagesTest, ColoursAreKeptInThreeAndFourBytes) {
     const std::vector<std::uint8_t> bytes{255, 0, 51};
     std::string error;
-    ASSERT_TRUE(frames::writePng(_folder.path("a.png"),
-                                 {
-                                     bytes.data(), {1, 1, 3}
-    },
-                                 error))
-        << error;
+    ASSERT_TRUE(frames::writePng(_folder.path("a.png"), {bytes.data(), {1, 1, 3}}, error)) << error;
     EXPECT_THAT(draw(*load(3), 0), ElementsAre(255, 0, 51));
     EXPECT_THAT(draw(*load(4), 0), ElementsAre(255, 0, 51, 255));
     EXPECT_NEAR(draw(*load(1), 0).front(), 82, 1);

@@ -248,10 +248,7 @@ TEST(FaultLogTest, NotesOfNeighboursShareALineThatComesBeforeTheNextFault) {
     log->note("refused", {3, 3});
     log->note("refused", {4, 4});
     log->note("skipped", {5, 6});
-    log->fault("drop", 7,
-               {
-                   {"lost", 7, 7, {}}
-    });
+    log->fault("drop", 7, {{"lost", 7, 7, {}}});
     log->note("refused", {8, 8});
     log->settle();
     std::ifstream file(folder.path("log"));

@@ -51,9 +51,7 @@ protected:
     RenderedImages _source{simulator::kDefaultFormat};
     std::ostringstream _people;
     FakeCamera _camera{kSmall};
-    CameraLink _link{
-        AskingPace{20ms, 20ms, 400ms}
-    };
+    CameraLink _link{AskingPace{20ms, 20ms, 400ms}};
 };
 
 TEST_F(SimulatorCameraTest, FirstImageHasTheCamerasFormatAlready) {
@@ -77,10 +75,7 @@ TEST_F(SimulatorCameraTest, RingIsLaidAnewWhenTheCameraHasChanged) {
         ASSERT_TRUE(reader.attach());
         EXPECT_EQ(reader.take()->inspection.kind, frames::ImageKind::simulated);
     }
-    for (const ImageFormat format : {
-             kLarge, ImageFormat{640, 480, 1},
-              kSmall
-    }) {
+    for (const ImageFormat format : {kLarge, ImageFormat{640, 480, 1}, kSmall}) {
         _camera.setFormat(format);
         follow(simulator);
         EXPECT_EQ(simulator.format(), format);

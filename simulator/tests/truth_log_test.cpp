@@ -120,12 +120,8 @@ TEST_F(TruthLogTest, OtherFormatBeginsAnewAndAnUnusedSourceWritesNothing) {
 }
 
 TEST_F(TruthLogTest, MotionsHaveNames) {
-    for (const auto& [kind, name] : {
-             std::pair{Motion::Kind::none,   "none"  },
-             std::pair{Motion::Kind::linear, "linear"},
-             std::pair{Motion::Kind::sine,   "sine"  },
-             std::pair{Motion::Kind::step,   "step"  }
-    }) {
+    for (const auto& [kind, name] : {std::pair{Motion::Kind::none, "none"}, std::pair{Motion::Kind::linear, "linear"},
+                                     std::pair{Motion::Kind::sine, "sine"}, std::pair{Motion::Kind::step, "step"}}) {
         PatternOptions options = circleIn(_path);
         options.settings.motion.kind = kind;
         RenderedImages images({64, 64, 1}, options);

@@ -23,12 +23,7 @@ struct Message {
 };
 static_assert(sizeof(Message) == test::kMessageSize);
 
-Message messageOf(std::uint64_t number) {
-    return {
-        {number,      ~number   },
-        { number * 3, number * 5, number * 7}
-    };
-}
+Message messageOf(std::uint64_t number) { return {{number, ~number}, {number * 3, number * 5, number * 7}}; }
 
 // Until a wait answers with that status; false when it never does.
 bool waitFor(IPMessageReceiver& receiver, int status) {
