@@ -107,14 +107,17 @@ TEST(LogSink, ComplaintsAboutTheEnvironmentDoNotEndTheProgramEither) {
 
 constexpr std::size_t kUnreadEntries = 200;
 
-// Reports until an entry comes through; what has come meanwhile.
+// Reports until the newest entry is the last that has come, so that nothing is still on its way; what has come
+// meanwhile.
 std::string reportUntilSeen(StandardErrorPipe& pipe) {
     std::string text;
-    for (int i = 0; text.find("folder/logged:7 after ") == std::string::npos; ++i) {
-        report("after " + std::to_string(i));
+    for (int i = 0;; ++i) {
+        const std::string newest = "after " + std::to_string(i);
+        report(newest);
         text += pipe.read();
+        const std::string last = "folder/logged:7 " + newest + "\n";
+        if (text.size() >= last.size() && text.compare(text.size() - last.size(), last.size(), last) == 0) return text;
     }
-    return text;
 }
 
 // Argument: the length of an entry.
