@@ -5,17 +5,20 @@
 #include <utility>
 
 #include "errtrace.h"
+#include "image_line.h"
 #include "massert.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace kest::dorven {
+
+using image_road::kImagesMemory;
+
 namespace {
 
 const char kFile[] = "Dorven/TeskImages";
-
-const char kMemoryName[] = "DorVenImages";
 
 // Names in entries.
 const char kOpen[] = "kest::dorven::openImageFifo";
@@ -63,7 +66,7 @@ void takeGeometry(ImageFifo& fifo) {
     if (fifo.slotCount == 0) return;  // not laid yet
     // Divided, not multiplied: the product of two foreign numbers may wrap.
     const bool fits = fifo.lineLength <= (mapped - sizeof(LineFifoHeader)) / fifo.slotCount;
-    fifo.readable = fits && fifo.lineLength >= sizeof(ImageLineHeader);
+    fifo.readable = fits && fifo.lineLength >= sizeof(image_road::ImageLineHeader);
     if (fifo.readable || isLaidAnew(fifo)) return;
     if (!fits) {
         M_ERRLOG("%s() : image fifo is inconsistent: %Iu slots of %Iu bytes do not fit into %Iu bytes", kOpen,
@@ -98,9 +101,9 @@ bool isSound(ImageFifo& fifo, std::uint64_t readIndex, std::uint64_t writeIndex)
 ImageFifo openImageFifo() {
     M_TRACE(4, "%s", "kest::dorven::openImageFifo");
     ImageFifo fifo;
-    fifo.memory = MSharedMem_Link(kMemoryName);
+    fifo.memory = MSharedMem_Link(kImagesMemory);
     if (!fifo) {
-        M_ERRLOG("could not link shared mem for image fifo: %s", kMemoryName);
+        M_ERRLOG("could not link shared mem for image fifo: %s", kImagesMemory);
         return {};
     }
     if (!holdsHeader(fifo.memory)) {
@@ -108,11 +111,11 @@ ImageFifo openImageFifo() {
         return {};
     }
     if (!MMemLineFifo_Link(fifo.memory)) {
-        M_ERRLOG("could not link image line fifo: %s", kMemoryName);
+        M_ERRLOG("could not link image line fifo: %s", kImagesMemory);
         MSharedMem_Unlink(fifo.memory);
         return {};
     }
-    M_TRACE(4, "established connection to image fifo -  %s  writer: %d  reader: %d", kMemoryName,
+    M_TRACE(4, "established connection to image fifo -  %s  writer: %d  reader: %d", kImagesMemory,
             MMemLineFifo_IsWriterAttached(fifo.memory), MMemLineFifo_IsReaderAttached(fifo.memory));
     takeGeometry(fifo);
     return fifo;
@@ -123,7 +126,7 @@ void closeImageFifo(ImageFifo& fifo) {
     MMemLineFifo_Unlink(fifo.memory);
     MSharedMem_Unlink(fifo.memory);
     fifo = {};
-    M_TRACE(4, "closed connection to image fifo -  %s", kMemoryName);
+    M_TRACE(4, "closed connection to image fifo -  %s", kImagesMemory);
 }
 
 const unsigned char* frontLine(ImageFifo& fifo) {

@@ -5,17 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <type_traits>
 
 namespace kest::dorven {
-
-/// What an image in the ring begins with, as the simulator wrote it. Lines may lie at any address: copy, do not cast.
-struct ImageLineHeader {
-    std::uint64_t imageCounter;  //  0  its low 32 bits count
-    double timeStampS;           //  8  seconds
-    double frameTimeS;           // 16  seconds from one image to the next
-};                               // 24  first pixel
-static_assert(std::is_trivially_copyable_v<ImageLineHeader> && sizeof(ImageLineHeader) == 24);
 
 /// An attached ring, or none. The geometry is read once, at attach, and checked against the mapped size; everything
 /// that the other process stores later is checked against it, so that no line outside the mapping is ever handed out.

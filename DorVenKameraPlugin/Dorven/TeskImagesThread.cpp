@@ -23,8 +23,10 @@
 #include "TeskImagesFifo.h"
 #include "TeskImagesRun.h"
 #include "errtrace.h"
+#include "image_line.h"
 #include "massert.h"
 #include "mmemlinefifo.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
@@ -75,7 +77,7 @@ bool openAfresh(ImageFifo& fifo) {
 /// Lines shorter than the image are handed on all the same, kept on purpose: it is the simulator that knows how much it
 /// wrote. The trace tells whoever wonders about the rest.
 void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
-    const std::uint64_t pixelBytes = fifo.lineLength - sizeof(ImageLineHeader);
+    const std::uint64_t pixelBytes = fifo.lineLength - sizeof(image_road::ImageLineHeader);
     const std::uint64_t expected = imageBytes(record);
     if (pixelBytes >= expected || std::exchange(fifo.shortLineTold, true)) return;
     M_TRACE(4, "%s() : image fifo has lines of %Iu pixel bytes for images of %Iu",
@@ -133,8 +135,8 @@ int TeskImages::waitForImages(Run& run) {
         if (!failedBefore) {
             M_ERRLOG(
                 "%s() : waiting for the image event failed, so no image of the simulator can arrive. Check that the "
-                "name \"DorVenImagesEvent\" is free, and open the camera again.",
-                function);
+                "name \"%s\" is free, and open the camera again.",
+                function, image_road::kImagesEvent);
         }
         run.askAgainS = failedBefore ? std::min(2 * run.askAgainS, kRarestAskS) : restOf(run.timeoutS);
         run.restedS = 0.0;
@@ -225,7 +227,7 @@ void TeskImages::readImages(Run& run) {
     std::uint64_t afterStop = 0;
     while (const unsigned char* line = frontLine(run.fifo)) {
         tellShortLine(run.fifo, *record);
-        ImageLineHeader header;
+        image_road::ImageLineHeader header;
         std::memcpy(&header, line, sizeof header);
         record->imageCounter = static_cast<std::uint32_t>(header.imageCounter & 0xFFFFFFFFu);
         record->frameTime = header.frameTimeS;

@@ -21,6 +21,7 @@
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "plugin_library.h"
 #include "programs_fixture.h"
 
@@ -234,7 +235,7 @@ protected:
 
     // Wakes the camera until it has linked the ring.
     bool waitForReader() {
-        void* const memory = MSharedMem_Link("DorVenImages");
+        void* const memory = MSharedMem_Link(image_road::kImagesMemory);
         bool attached = false;
         for (int round = 0; round < 3000 && !attached; ++round) {
             _ring.wakeReader();
@@ -420,7 +421,7 @@ TEST_F(ProgramsTest, AskSnapEndsWithThreeWhenNobodyAnswers) {
 
 TEST_F(ProgramsTest, AskSnapFailsWhileAHostHasTheCameraOpen) {
     auto grab = startGrab({"--timeout", "60"});
-    while (!NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished")) std::this_thread::sleep_for(1ms);
+    while (!NamedClaim::isTaken(image_road::finishedOf(image_road::kCameraAsks))) std::this_thread::sleep_for(1ms);
     EXPECT_EQ(test::ChildProcess::program("dorven-host", {"ask-snap"}).join(60s), host::kExitFailed);
     grab.kill();
 }

@@ -22,13 +22,18 @@ static_assert(offsetof(LineFifoHeader, writerMark) == 0 && offsetof(LineFifoHead
 static_assert(offsetof(LineFifoHeader, readerMark) == 16 && offsetof(LineFifoHeader, readIndex) == 24);
 static_assert(offsetof(LineFifoHeader, lineLength) == 32 && offsetof(LineFifoHeader, slotCount) == 40);
 
+/// Bytes of memory that a fifo for lineCount lines needs.
+constexpr std::size_t MMemLineFifo_MemoryBytes(std::size_t lineCount, std::size_t lineLength) {
+    return sizeof(LineFifoHeader) + (lineCount + 1) * lineLength;
+}
+
 // Every call takes the header's address in the caller's mapping. Null is answered with 0 or null, silently.
 // Failures that leave an entry in the error trace say so; nothing is thrown.
 
 // ---- writing side
 
 /// Lays an empty fifo for lineCount lines of lineLength bytes. Whoever read from it before is detached.
-/// @param memory  At least 64 + (lineCount + 1) * lineLength bytes; the size is not checked here.
+/// @param memory  At least MMemLineFifo_MemoryBytes; the size is not checked here.
 /// @return        1; 0, with an entry, when memory is not 8-byte aligned: there is then no writer and no reader.
 int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLength);
 

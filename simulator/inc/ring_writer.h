@@ -24,7 +24,7 @@ class RingWriter {
 public:
     /// Lays an empty ring. Whoever read from it before is detached.
     ///
-    /// @param memory  At least 64 + (lineCount + 1) * lineBytes bytes; stays mapped until leave.
+    /// @param memory  At least MMemLineFifo_MemoryBytes; stays mapped until leave.
     /// @return        False, with an entry in the error trace, when memory is not 8-byte aligned.
     bool lay(void* memory, std::size_t lineCount, std::size_t lineBytes);
 

@@ -49,7 +49,7 @@ void stepThrough(const Function& function) {
 TEST(RingWriterTest, SlotThatIsFilledNextIsAtNoMomentALineWhileTheRingIsRecreated) {
     constexpr std::size_t kLineBytes = 8;
     constexpr std::size_t kLines = 5;
-    alignas(64) std::array<std::uint8_t, sizeof(LineFifoHeader) + (kLines + 1) * kLineBytes> memory{};
+    alignas(64) std::array<std::uint8_t, MMemLineFifo_MemoryBytes(kLines, kLineBytes)> memory{};
     lookedAt = reinterpret_cast<LineFifoHeader*>(memory.data());
     simulator::RingWriter writer;
     ASSERT_TRUE(writer.lay(memory.data(), kLines, kLineBytes));
