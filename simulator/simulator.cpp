@@ -177,7 +177,7 @@ void Simulator::lookAfterRing() {
 }
 
 /// Nothing of the damage was used, but a reader that met it takes no image until it may attach to a new ring.
-void Simulator::recreateDamagedRing(const RingDamage& damage) {
+void Simulator::recreateDamagedRing(const LineFifoDamage& damage) {
     const std::vector<std::uint64_t> unread = takeUnread();
     for (const FrameRange& lost : rangesOf(unread)) _delivery.tellNote("ring-damaged", lost);
     if (_totals.ringDamaged++ == 0) {

@@ -77,7 +77,7 @@ bool openAfresh(ImageFifo& fifo) {
 /// Lines shorter than the image are handed on all the same, kept on purpose: it is the simulator that knows how much it
 /// wrote. The trace tells whoever wonders about the rest.
 void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
-    const std::uint64_t pixelBytes = fifo.lineLength - sizeof(image_road::ImageLineHeader);
+    const std::uint64_t pixelBytes = fifo.ring.lineLength() - sizeof(image_road::ImageLineHeader);
     const std::uint64_t expected = imageBytes(record);
     if (pixelBytes >= expected || std::exchange(fifo.shortLineTold, true)) return;
     M_TRACE(4, "%s() : image fifo has lines of %Iu pixel bytes for images of %Iu",
@@ -199,7 +199,8 @@ void TeskImages::waiting(Run& run, bool signalled) {
 
 void TeskImages::grabbing(Run& run, bool signalled) {
     if (!signalled) return missSignal(run);
-    const bool stillReader = MMemLineFifo_IsReaderAttached(run.fifo.memory) != 0;  // not when the ring was laid anew
+    const bool stillReader =
+        MMemLineFifo_IsReaderAttached(run.fifo.ring.memory()) != 0;  // not when the ring was laid anew
     if (stillReader || openAfresh(run.fifo)) readImages(run);
 }
 
@@ -240,7 +241,7 @@ void TeskImages::readImages(Run& run) {
         if (run.left) return;
         // All that waited when the grab was stopped are handed on, but a simulator that floods the ring does not hold
         // up the stop for ever.
-        if (!run.running && ++afterStop >= run.fifo.slotCount) return;
+        if (!run.running && ++afterStop >= run.fifo.ring.slotCount()) return;
     }
 }
 

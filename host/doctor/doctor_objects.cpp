@@ -85,18 +85,15 @@ struct Ring {
     LineFifoHeader header{};
     std::uint64_t memoryBytes = 0;
 
-    std::uint64_t waiting() const {
-        return header.writeIndex >= header.readIndex ? header.writeIndex - header.readIndex
-                                                     : header.writeIndex + header.slotCount - header.readIndex;
-    }
+    std::uint64_t waiting() const { return MMemLineFifo_GetCount(&header); }
     // What cannot be in a ring that is whole; "" when all is possible.
     std::string damage() const {
         const std::string slots =
             std::to_string(header.slotCount) + " slots of " + std::to_string(header.lineLength) + " bytes";
         if (header.lineLength < sizeof(image_road::ImageLineHeader)) return slots + " are too short for images";
-        if (header.slotCount < 2 || header.lineLength > (memoryBytes - sizeof header) / header.slotCount)
+        if (header.slotCount < 2 || !MMemLineFifo_Fits(header, memoryBytes))
             return slots + " do not fit into " + std::to_string(memoryBytes) + " bytes";
-        if (header.writeIndex >= header.slotCount || header.readIndex >= header.slotCount)
+        if (!MMemLineFifo_HasPossibleIndices(header))
             return "read index " + std::to_string(header.readIndex) + " and write index " +
                    std::to_string(header.writeIndex) + " are impossible in " + slots;
         return "";
@@ -223,17 +220,15 @@ void tellMessageFifo(const char* id, const char* direction, Findings& findings) 
         return;
     }
     std::memcpy(&header, sight.content.data(), sizeof header);
-    const bool sound = header.dataSize > 0 && header.dataSize <= sight.bytes - sizeof header &&
-                       header.writeOffset < header.dataSize && header.readOffset < header.dataSize;
-    if (!sound) {
+    if (!MMemFifo_IsSound(&header, sight.bytes)) {
         add(findings, kCheck, FindingLevel::warning, std::string(direction) + ": the header is damaged",
             "the side that writes lays it anew with its next message");
         return;
     }
-    const std::uint64_t waiting = (header.writeOffset + header.dataSize - header.readOffset) % header.dataSize;
     add(findings, kCheck, FindingLevel::ok,
-        std::string(direction) + ": writer " + (header.writerMark ? "attached" : "gone") + ", reader " +
-            (header.readerMark ? "attached" : "gone") + ", " + std::to_string(waiting) + " bytes wait");
+        std::string(direction) + ": writer " + (MMemFifo_IsWriterAttached(&header) ? "attached" : "gone") +
+            ", reader " + (MMemFifo_IsReaderAttached(&header) ? "attached" : "gone") + ", " +
+            std::to_string(MMemFifo_GetUsed(&header)) + " bytes wait");
 }
 
 void tellLink(const Presence& presence, Findings& findings) {

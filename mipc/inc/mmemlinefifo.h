@@ -27,6 +27,18 @@ constexpr std::size_t MMemLineFifo_MemoryBytes(std::size_t lineCount, std::size_
     return sizeof(LineFifoHeader) + (lineCount + 1) * lineLength;
 }
 
+/// Whether the slots of a header, copied out at one moment, lie in memorySize bytes.
+constexpr bool MMemLineFifo_Fits(const LineFifoHeader& header, std::size_t memorySize) {
+    if (memorySize < sizeof header) return false;
+    // Divided, not multiplied: the product of two foreign numbers may wrap.
+    return header.slotCount == 0 || header.lineLength <= (memorySize - sizeof header) / header.slotCount;
+}
+
+/// Whether both indices are possible in its slots.
+constexpr bool MMemLineFifo_HasPossibleIndices(const LineFifoHeader& header) {
+    return header.readIndex < header.slotCount && header.writeIndex < header.slotCount;
+}
+
 // Every call takes the header's address in the caller's mapping. Null is answered with 0 or null, silently.
 // Failures that leave an entry in the error trace say so; nothing is thrown.
 
@@ -63,8 +75,16 @@ void MMemLineFifo_Unlink(void* memory);
 /// @return  lineLength bytes, valid until MMemLineFifo_ReleaseLine; null while no reader is linked or no line waits.
 void* MMemLineFifo_GetReadLine(void* memory);
 
+/// A slot of which a reader knows that GetReadLine gave its line, and the slot count that it has checked.
+struct LineFifoSlot {
+    std::uint64_t index;
+    std::uint64_t slotCount;
+};
+
 /// Gives the oldest line's slot back to the writer; nothing on an empty fifo.
-void MMemLineFifo_ReleaseLine(void* memory);
+/// @param taken  For a reader beside whom others store (MMemLineReader): this slot is given back, and only while the fifo
+///               still stands at it; the header's own slot count is not looked at. Null: the header is trusted.
+void MMemLineFifo_ReleaseLine(void* memory, const LineFifoSlot* taken = nullptr);
 
 // ---- either side
 

@@ -1,7 +1,6 @@
 #include "image_ring.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 
 #include "fault_plan.h"
@@ -20,26 +19,6 @@ using image_road::kImagesEvent;
 using image_road::kImagesMemory;
 
 namespace {
-
-// Bytes of the memory that others hold under the name; 0 when there is none. Asks the system itself, because the
-// library would report every try in the error trace.
-std::size_t existingMemoryBytes() {
-    const HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, kImagesMemory);
-    if (!mapping) return 0;
-    std::size_t bytes = 0;
-    if (void* view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0)) {
-        MEMORY_BASIC_INFORMATION information{};
-        if (VirtualQuery(view, &information, sizeof information) != 0) bytes = information.RegionSize;
-        UnmapViewOfFile(view);
-    }
-    CloseHandle(mapping);
-    return bytes;
-}
-
-HANDLE createMemory(std::size_t bytes) {
-    return CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, static_cast<DWORD>(bytes >> 32),
-                              static_cast<DWORD>(bytes & 0xFFFFFFFF), kImagesMemory);
-}
 
 std::string eventText(const std::string& name) { return "no event \"" + name + '"'; }
 
@@ -65,7 +44,7 @@ ImageRing::OpenResult ImageRing::open() {
         tellRefusal(eventText(_writerClaim.name()), _writerClaim.name().c_str(), _writerClaim.error());
         return OpenResult::failed;
     }
-    const std::size_t existing = existingMemoryBytes();
+    const std::size_t existing = MSharedMem_GetExistingSize(kImagesMemory);
     if (existing != 0 && existing < memoryBytes()) return OpenResult::tooSmall;
     if (!openEvent()) return OpenResult::failed;
     if (!openMemory(existing != 0 ? memoryBytes() : std::max(memoryBytes(), _roomBytes))) return OpenResult::failed;
@@ -89,11 +68,8 @@ bool ImageRing::openEvent() {
 }
 
 bool ImageRing::openMemory(std::size_t bytes) {
-    // The library tells the reason of a refusal to its log alone, so the system itself is asked first.
-    const HANDLE made = createMemory(bytes);
-    const DWORD error = made ? ERROR_NOT_ENOUGH_MEMORY : GetLastError();  // made, it can only fail to be mapped
-    _memory = MSharedMem_LinkOrCreate(kImagesMemory, bytes);
-    if (made) CloseHandle(made);
+    DWORD error = ERROR_NOT_ENOUGH_MEMORY;  // what is made can only fail to be mapped
+    _memory = MSharedMem_LinkOrCreate(kImagesMemory, bytes, &error);
     if (!_memory)
         tellRefusal("no shared memory of " + std::to_string(bytes) + " bytes for the images", kImagesMemory, error);
     return _memory != nullptr;
@@ -126,12 +102,12 @@ void ImageRing::layAgain(std::size_t imageBytes) {
 
 void ImageRing::spoilHeader(std::uint64_t seed) {
     if (!_memory) return;
-    auto& header = *static_cast<LineFifoHeader*>(_memory);
-    std::uint64_t* const fields[] = {&header.writeIndex, &header.readIndex, &header.lineLength, &header.slotCount};
-    for (std::uint64_t* const field : fields) {
+    LineFifoHeader values{};
+    for (std::uint64_t* const value : {&values.writeIndex, &values.readIndex, &values.lineLength, &values.slotCount}) {
         seed = scatter(seed, 0, 0);
-        std::atomic_ref(*field).store(seed | kAbsurd, std::memory_order_relaxed);
+        *value = seed | kAbsurd;
     }
+    _writer.spoil(values);
 }
 
 std::optional<std::uint64_t> ImageRing::readerIndex() const {

@@ -8,10 +8,10 @@
 #include <string>
 
 #include "image_line.h"
+#include "mmemlinewriter.h"
 #include "named_claim.h"
 #include "object_names.h"
 #include "platform.h"
-#include "ring_writer.h"
 
 namespace simulator {
 
@@ -50,7 +50,7 @@ public:
 
     /// What another process has stored into the ring's header where only this one stores, or where nothing like it can
     /// stand; none: nothing. Nothing of it is ever used, but readers may have met it: then recreate.
-    std::optional<RingDamage> damage() const { return _writer.damage(); }
+    std::optional<LineFifoDamage> damage() const { return _writer.damage(); }
 
     /// Recreates the open ring, empty, in the same memory. A reader that was attached is detached; the image that it
     /// may be looking at stays whole until it is back.
@@ -98,7 +98,7 @@ private:
     std::size_t _lineCount;
     std::size_t _roomBytes;  // that the memory takes at least
     void* _memory = nullptr;
-    RingWriter _writer;                                  // in that memory
+    MMemLineWriter _writer;                              // in that memory
     NamedClaim _writerClaim{image_road::kImagesWriter};  // while a simulator runs
     HANDLE _event = nullptr;
     std::string _problem;

@@ -37,14 +37,14 @@ public:
 
 /// Reads what the ring gives, with more damage meanwhile, and looks at every byte of it.
 void readAll(kest::dorven::ImageFifo& fifo, Misbehaviour& simulator, std::uint64_t damages) {
-    const auto* const begin = static_cast<const unsigned char*>(fifo.memory);
+    const auto* const begin = static_cast<const unsigned char*>(fifo.ring.memory());
     std::uint64_t lines = 0;
     while (const unsigned char* line = kest::dorven::frontLine(fifo)) {
         ASSERT_GE(line, begin + sizeof(LineFifoHeader));
-        ASSERT_LE(line + fifo.lineLength, begin + kMemoryBytes);
-        ASSERT_GE(fifo.lineLength, sizeof(image_road::ImageLineHeader));
-        ASSERT_LE(++lines, fifo.slotCount * (damages + 2)) << "a loop without end";
-        if (lines <= damages) simulator.damageOne(fifo.memory);
+        ASSERT_LE(line + fifo.ring.lineLength(), begin + kMemoryBytes);
+        ASSERT_GE(fifo.ring.lineLength(), sizeof(image_road::ImageLineHeader));
+        ASSERT_LE(++lines, fifo.ring.slotCount() * (damages + 2)) << "a loop without end";
+        if (lines <= damages) simulator.damageOne(fifo.ring.memory());
         kest::dorven::popLine(fifo);
     }
 }
@@ -71,7 +71,7 @@ protected:
         EXPECT_NE(kest::dorven::frontLine(fifo), nullptr);
         kest::dorven::popLine(fifo);
         EXPECT_EQ(kest::dorven::frontLine(fifo), nullptr);
-        EXPECT_TRUE(fifo.readable);
+        EXPECT_TRUE(fifo.ring.isReadable());
         kest::dorven::closeImageFifo(fifo);
     }
 
@@ -97,9 +97,9 @@ TEST_F(MisbehavingSimulator, AnyGeometryAtTheOpeningStaysInsideTheMapping) {
         if (_simulator.below(2) == 0) _simulator.store(_memory, &LineFifoHeader::writeIndex, _simulator.value());
         auto fifo = kest::dorven::openImageFifo();
         ASSERT_TRUE(fifo);
-        if (fifo.readable && fifo.slotCount > 0) {
+        if (fifo.ring.isReadable() && fifo.ring.slotCount() > 0) {
             // Divided: the product of what was stored may wrap.
-            EXPECT_LE(fifo.lineLength, (kMemoryBytes - sizeof(LineFifoHeader)) / fifo.slotCount);
+            EXPECT_LE(fifo.ring.lineLength(), (kMemoryBytes - sizeof(LineFifoHeader)) / fifo.ring.slotCount());
         }
         readAll(fifo, _simulator, 0);
         kest::dorven::closeImageFifo(fifo);
