@@ -13,7 +13,6 @@
 #include "IPMessenger.h"
 #include "TeskImagesComm.h"
 #include "camera_claim.h"
-#include "grab_report.h"
 #include "named_claim.h"
 #include "object_names.h"
 #include "object_refusal.h"
@@ -21,6 +20,8 @@
 
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-ask-snap/1";
 
 using kest::dorven::ImagesMessage;
 using kest::dorven::IPMessenger;
@@ -70,7 +71,7 @@ bool isEcho(const ImagesMessage& message) { return std::memcmp(&message, &kReque
 
 void printJson(const Answer& answer, std::ostream& stream) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["command"] = answer.message.command;
     object["value32"] = answer.message.value32;
     object["first"] = answer.message.first;

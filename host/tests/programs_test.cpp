@@ -141,7 +141,7 @@ TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
     for (std::string line; std::getline(file, line);) {
         object = nlohmann::json::parse(line, nullptr, false);
         ASSERT_TRUE(object.is_object()) << line;
-        EXPECT_EQ(object["schema"], 2);
+        EXPECT_EQ(object["schema"], "dorven-grab/2");
         if (object["event"] == "frame") {
             EXPECT_EQ(object["image"], events["frame"]);
         }
@@ -394,7 +394,7 @@ TEST_F(ProgramsTest, CallSendsOneCommand) {
 TEST_F(ProgramsTest, AskSnapShowsTheEchoOfASimulatorThatRuns) {
     auto simulator = startSimulator({"--size", "900x20", "--fps", "10"});
     EXPECT_EQ(startHost({"ask-snap", "--json"}).join(60s), 0) << people();
-    EXPECT_EQ(data()["schema"], 1);
+    EXPECT_EQ(data()["schema"], "dorven-ask-snap/1");
     EXPECT_EQ(data()["command"], 4);
     EXPECT_EQ(data()["value32"], 1);
     EXPECT_EQ(data()["first"], 2);

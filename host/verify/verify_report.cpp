@@ -7,6 +7,8 @@
 namespace host {
 namespace {
 
+constexpr const char* kSchema = "dorven-verify/2";
+
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMaxTold = 100;
@@ -111,7 +113,7 @@ void tellVerify(const VerifyReport& report, std::ostream& people) {
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data) {
     const auto orNull = [&report](auto value) { return report.problem.empty() ? Json(value) : Json(nullptr); };
     Json object;
-    object["schema"] = kGrabSchema;
+    object["schema"] = kSchema;
     if (asEvent) object["event"] = "verify";
     object["fault_log"] = report.logPath;
     object["seed"] = orNull(report.log.seed);

@@ -132,7 +132,7 @@ TEST_F(SimulatorLinkTest, WithNoAskTheCameraIsNotAsked) {
 TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
     test::FakeCamera camera({320, 240, 2});
     EXPECT_EQ(start({"ask", "--json"}).join(30s), 0) << people();
-    EXPECT_EQ(data()["schema"], 1);
+    EXPECT_EQ(data()["schema"], "dorven-ask/1");
     EXPECT_EQ(data()["width"], 320);
     EXPECT_EQ(data()["height"], 240);
     EXPECT_EQ(data()["bytes_per_pixel"], 2);
