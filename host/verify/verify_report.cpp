@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "fault_log_words.h"
 #include "grab_json.h"
 
 namespace host {
 namespace {
+
+namespace words = frames::fault_log;
 
 constexpr const char* kSchema = "dorven-verify/2";
 
@@ -35,10 +38,11 @@ struct NoteRow {
 };
 // clang-format off
 constexpr NoteRow kNotes[] = {
-    {"refused",      "the ring was full, the host was too slow"                                                     },
-    {"skipped",      "the simulator was too late"                                                                   },
-    {"ring-laid",    "they waited unread when the ring was laid anew"                                               },
-    {"ring-damaged", "they waited unread when the ring was recreated, as another process had overwritten its header"},
+    {words::kRefused,     "the ring was full, the host was too slow"                     },
+    {words::kSkipped,     "the simulator was too late"                                   },
+    {words::kRingLaid,    "they waited unread when the ring was laid anew"               },
+    {words::kRingDamaged, "they waited unread when the ring was recreated, as another "
+                          "process had overwritten its header"                           },
 };
 // clang-format on
 
