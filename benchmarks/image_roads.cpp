@@ -20,6 +20,7 @@
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace bench {
@@ -33,7 +34,8 @@ constexpr int kSettled = 1'000;  // images after which memory is expected to gro
 
 class OurWriter : public ImageWriter {
 public:
-    OurWriter() : _memory(MSharedMem_LinkOrCreate("DorVenImages", 64 + (kLines + 1) * kLineBytes)) {
+    OurWriter()
+        : _memory(MSharedMem_LinkOrCreate(image_road::kImagesMemory, MMemLineFifo_MemoryBytes(kLines, kLineBytes))) {
         if (!_memory || !MMemLineFifo_Create(_memory, kLines, kLineBytes)) std::exit(1);
     }
     ~OurWriter() override {
@@ -52,7 +54,7 @@ public:
 
 private:
     void* _memory;
-    MProcessEvent _event{"DorVenImagesEvent"};
+    MProcessEvent _event{image_road::kImagesEvent};
 };
 
 class OurReader : public ImageReader {
@@ -139,7 +141,7 @@ void writeOne(unsigned char* slot, std::uint64_t counter, bool everyByte) {
     if (everyByte) std::memset(slot + kLineHeaderBytes, static_cast<int>(counter & 0xFF), kImageBytes);
     const double seconds = static_cast<double>(now()) * 1e-9;  // straight before the slot is handed over
     std::memcpy(slot, &counter, sizeof counter);
-    std::memcpy(slot + 8, &seconds, sizeof seconds);
+    std::memcpy(slot + offsetof(image_road::ImageLineHeader, timeStampS), &seconds, sizeof seconds);
 }
 
 // What the reader notes while images come in.

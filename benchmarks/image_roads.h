@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "image_line.h"
+
 namespace bench {
 
 constexpr std::size_t kImageBytes = 1280 * 1024;
-constexpr std::size_t kLineHeaderBytes = 24;  // counter, time stamp in seconds, frame time
+constexpr std::size_t kLineHeaderBytes = sizeof(image_road::ImageLineHeader);
 constexpr std::size_t kLineBytes = kLineHeaderBytes + kImageBytes;
 constexpr std::size_t kLines = 8;  // images that may wait
 

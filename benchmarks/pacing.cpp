@@ -15,9 +15,11 @@
 
 #include "bench_support.h"
 #include "gstreamer_pace.h"
+#include "image_line.h"
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "pace_record.h"
 
 namespace {
@@ -110,14 +112,14 @@ private:
     // The memory is there at the first signal.
     void attach() {
         waitForSignal();
-        _memory = MSharedMem_Link("DorVenImages");
+        _memory = MSharedMem_Link(image_road::kImagesMemory);
         if (!_memory || MMemLineFifo_Link(_memory) == 0) throw std::runtime_error("no ring of dorven-simulator");
     }
     void waitForSignal() {
         if (_event.Wait(kPatience) != 1) throw std::runtime_error("no image from dorven-simulator");
     }
 
-    MProcessEvent _event{"DorVenImagesEvent"};
+    MProcessEvent _event{image_road::kImagesEvent};
     void* _memory = nullptr;
 };
 
@@ -134,13 +136,11 @@ SimulatorPace paceOfSimulator(const std::string& pattern, int framesPerSecond) {
     for (bool going = true; going;) {
         const unsigned char* const line = reader.next();
         const std::int64_t timeNs = bench::now();
-        std::uint64_t frame = 0;
-        double seconds = 0.0;
-        std::memcpy(&frame, line, sizeof frame);
-        std::memcpy(&seconds, line + 8, sizeof seconds);
+        image_road::ImageLineHeader header;
+        std::memcpy(&header, line, sizeof header);
         reader.release();
-        const bool more = published.note(frame, static_cast<std::int64_t>(seconds * 1e9));
-        going = arrived.note(frame, timeNs) || more;
+        const bool more = published.note(header.imageCounter, static_cast<std::int64_t>(header.timeStampS * 1e9));
+        going = arrived.note(header.imageCounter, timeNs) || more;
     }
     return {published.pace(), arrived.pace()};
 }

@@ -15,6 +15,7 @@
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace {
@@ -53,7 +54,8 @@ struct Meeting {
 
 class Writer {
 public:
-    Writer() : _memory(MSharedMem_LinkOrCreate("DorVenImages", 64 + (kLines + 1) * kLineBytes)) {
+    Writer()
+        : _memory(MSharedMem_LinkOrCreate(image_road::kImagesMemory, MMemLineFifo_MemoryBytes(kLines, kLineBytes))) {
         if (!_memory || !MMemLineFifo_Create(_memory, kLines, kLineBytes)) fail("no ring");
     }
     ~Writer() {
@@ -84,7 +86,7 @@ public:
 
 private:
     void* _memory;
-    MProcessEvent _event{"DorVenImagesEvent"};
+    MProcessEvent _event{image_road::kImagesEvent};
     Meeting _meeting{false};
     std::uint32_t _sent = 0;
 };

@@ -9,6 +9,7 @@
 #include "ask.h"
 #include "camera_config.h"
 #include "data_output.h"
+#include "fault_log_words.h"
 #include "list_patterns.h"
 #include "lost_memory.h"
 #include "platform.h"
@@ -167,7 +168,7 @@ std::uint64_t Simulator::skipLate(const PacingGrid& grid, std::uint64_t frame) {
     if (_options.frameCount != 0) due = std::min(due, _options.frameCount - 1);
     if (due == frame) return due;
     _totals.skipped += due - frame;
-    _delivery.tellNote("skipped", {frame, due - 1});
+    _delivery.tellNote(frames::fault_log::kSkipped, {frame, due - 1});
     return due;
 }
 
@@ -177,9 +178,9 @@ void Simulator::lookAfterRing() {
 }
 
 /// Nothing of the damage was used, but a reader that met it takes no image until it may attach to a new ring.
-void Simulator::recreateDamagedRing(const RingDamage& damage) {
+void Simulator::recreateDamagedRing(const LineFifoDamage& damage) {
     const std::vector<std::uint64_t> unread = takeUnread();
-    for (const FrameRange& lost : rangesOf(unread)) _delivery.tellNote("ring-damaged", lost);
+    for (const FrameRange& lost : rangesOf(unread)) _delivery.tellNote(frames::fault_log::kRingDamaged, lost);
     if (_totals.ringDamaged++ == 0) {
         _people << kProgram << "another process has overwritten the ring's " << damage.field << " with " << damage.found
                 << " (" << damage.known << ' ' << damage.number
@@ -197,7 +198,7 @@ void Simulator::lookAfterReader() {
     if (!_reader.isDead(_ring.readerIndex(), platform_monotonicNanoseconds())) return;
     _people << kProgram << "the reader has not moved for " << _options.readerTimeoutSeconds
             << " s; the ring is laid anew, and " << _ring.waiting() << " images are lost" << std::endl;
-    for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote("ring-laid", lost);
+    for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote(frames::fault_log::kRingLaid, lost);
     _ring.recreate();
     _delivery.ringLaid();
 }
@@ -266,7 +267,7 @@ HeldMemory Simulator::heldMemory() const {
 /// laid as it was.
 void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
     _delivery.deliverHeld();
-    for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote("ring-laid", lost);
+    for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote(frames::fault_log::kRingLaid, lost);
     ImageSource* const former = _source;
     _source = source.get();
     _ring.setImageBytes(format().bytes());

@@ -76,7 +76,7 @@ private:
     std::uint64_t skipLate(const PacingGrid& grid, std::uint64_t frame);
     bool sleepUntil(std::int64_t dueNs, bool exactly = true);
     void lookAfterRing();
-    void recreateDamagedRing(const RingDamage& damage);
+    void recreateDamagedRing(const LineFifoDamage& damage);
     void lookAfterReader();
     void drainReader();
     std::vector<std::uint64_t> takeUnread();

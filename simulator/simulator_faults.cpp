@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "fault_log_words.h"
 #include "platform.h"
 #include "simulator.h"
 
@@ -22,7 +23,8 @@ constexpr std::int64_t kForeverNs = INT64_MAX;
 std::vector<Expectation> lost(const std::vector<FrameRange>& ranges) {
     std::vector<Expectation> expectations;
     expectations.reserve(ranges.size());
-    for (const FrameRange& range : ranges) expectations.push_back({"lost", range.first, range.last, {}});
+    for (const FrameRange& range : ranges)
+        expectations.push_back({frames::finding::kLost, range.first, range.last, {}});
     return expectations;
 }
 
@@ -112,14 +114,14 @@ void Simulator::recreate(std::uint64_t frame) {
 /// Until a stop is requested.
 void Simulator::hang(std::uint64_t frame) {
     _nextFrame = frame;
-    _delivery.tellFault(FaultKind::hang, frame, {{"stopped", frame, {}, {}}});
+    _delivery.tellFault(FaultKind::hang, frame, {{frames::finding::kStopped, frame, {}, {}}});
     _people << "dorven-simulator: hangs from frame " << frame << " on" << std::endl;
     while (_timer.sleepUntil(kForeverNs)) {
     }
 }
 
 void Simulator::crash(std::uint64_t frame) {
-    _delivery.tellFault(FaultKind::crash, frame, {{"stopped", frame, {}, {}}});
+    _delivery.tellFault(FaultKind::crash, frame, {{frames::finding::kStopped, frame, {}, {}}});
     std::_Exit(kCrashed);
 }
 
@@ -164,7 +166,7 @@ std::uint64_t Simulator::stall(const PacingGrid& grid, const Strike& strike, std
     }
     _stalled.emplace(next, grid);
     const std::int64_t leastNs = endNs - grid.dueNs(range.last);
-    _delivery.tellFault(strike.kind, frame, {{"late", range.first, range.last, leastNs / 1000}});
+    _delivery.tellFault(strike.kind, frame, {{frames::finding::kLate, range.first, range.last, leastNs / 1000}});
     return frame;
 }
 

@@ -2,6 +2,7 @@
 
 #include "errtrace.h"
 #include "massert.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
@@ -16,13 +17,13 @@ void* DorVenImagesComm::requestData() { return &_request; }
 
 std::size_t DorVenImagesComm::requestSize() { return sizeof _request; }
 
-std::string DorVenImagesComm::requestId() { return "DorVenCameraPlugin_dorven_asks"; }
+std::string DorVenImagesComm::requestId() { return image_road::kSimulatorAsks; }
 
 void* DorVenImagesComm::responseData() { return &_response; }
 
 std::size_t DorVenImagesComm::responseSize() { return sizeof _response; }
 
-std::string DorVenImagesComm::responseId() { return "DorVenCameraPlugin_tesk_asks"; }
+std::string DorVenImagesComm::responseId() { return image_road::kCameraAsks; }
 
 void* DorVenImagesComm::incomingData() { return &_incoming; }
 

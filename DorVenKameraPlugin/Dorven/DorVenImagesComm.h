@@ -10,7 +10,7 @@
 
 namespace kest::dorven {
 
-/// Sends on "DorVenCameraPlugin_dorven_asks" and listens on "DorVenCameraPlugin_tesk_asks".
+/// Sends on channel kSimulatorAsks and listens on kCameraAsks (object_names.h).
 class DorVenImagesComm : public IPMessenger::Comm {
 public:
     DorVenImagesComm() = default;

@@ -10,13 +10,12 @@
 #include "TeskImagesRun.h"
 #include "errtrace.h"
 #include "massert.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
 
 const char kFile[] = "Dorven/TeskImages";
-
-const char kEventName[] = "DorVenImagesEvent";
 
 constexpr std::uint64_t kDefaultWidth = 1280;
 constexpr std::uint64_t kDefaultHeight = 1024;
@@ -47,7 +46,7 @@ bool isThisThread(const std::shared_ptr<std::thread>& thread) {
 
 }  // namespace
 
-TeskImages::TeskImages() : TeskImages(std::make_shared<MProcessEvent>(kEventName)) {}
+TeskImages::TeskImages() : TeskImages(std::make_shared<MProcessEvent>(image_road::kImagesEvent)) {}
 
 TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread)
     : TeskImages(std::move(imageEvent), std::move(startThread), std::make_shared<NUV::IMAGEMEMORY>(),
@@ -60,8 +59,8 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
 }
 
 TeskImages::TeskImages(Unlinked unlinked)
-    : TeskImages(unlinked, std::make_shared<MProcessEvent>(kEventName), {}, std::make_shared<NUV::IMAGEMEMORY>(),
-                 std::make_shared<NUV::SmartMetaDataDouble>(kTemperatureC)) {}
+    : TeskImages(unlinked, std::make_shared<MProcessEvent>(image_road::kImagesEvent), {},
+                 std::make_shared<NUV::IMAGEMEMORY>(), std::make_shared<NUV::SmartMetaDataDouble>(kTemperatureC)) {}
 
 TeskImages::TeskImages(Unlinked, std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
                        std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)

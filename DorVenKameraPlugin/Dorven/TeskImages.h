@@ -22,7 +22,7 @@ class TeskImagesComm;
 /// Thread-safe but for the record, which is shared with the host without a lock. The callback runs on the worker
 /// thread, with no lock held, and may call any operation but end; it had better not destroy the source.
 struct TeskImages {
-    /// With the system's event "DorVenImagesEvent", which the simulator signals.
+    /// With the system's event that the simulator signals (object_names.h).
     TeskImages();
 
     /// With another event and another way to start the worker thread, for tests.

@@ -5,6 +5,7 @@
 
 #include "TeskImages.h"
 #include "massert.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
@@ -50,9 +51,9 @@ std::shared_ptr<TeskImagesComm> TeskImagesComm::create(TeskImages* plugin) {
     return std::make_shared<TeskImagesComm>(plugin);
 }
 
-std::string TeskImagesComm::requestId() { return "DorVenCameraPlugin_tesk_asks"; }
+std::string TeskImagesComm::requestId() { return image_road::kCameraAsks; }
 
-std::string TeskImagesComm::responseId() { return "DorVenCameraPlugin_dorven_asks"; }
+std::string TeskImagesComm::responseId() { return image_road::kSimulatorAsks; }
 
 ImagesMessage TeskImagesComm::handle(const ImagesMessage& request) {
     ImagesMessage answer = request;

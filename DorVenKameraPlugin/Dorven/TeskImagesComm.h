@@ -10,8 +10,7 @@ namespace kest::dorven {
 
 struct TeskImages;
 
-/// The simulator's view with both directions exchanged: sends on "DorVenCameraPlugin_tesk_asks" and listens on
-/// "DorVenCameraPlugin_dorven_asks".
+/// The simulator's view with both directions exchanged: sends on kCameraAsks and listens on kSimulatorAsks.
 class TeskImagesComm : public DorVenImagesComm {
 public:
     /// @param plugin  The image source that answers; outlives the messenger. Null: each request is reported and failed.

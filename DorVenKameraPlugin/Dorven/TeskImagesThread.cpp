@@ -23,8 +23,10 @@
 #include "TeskImagesFifo.h"
 #include "TeskImagesRun.h"
 #include "errtrace.h"
+#include "image_line.h"
 #include "massert.h"
 #include "mmemlinefifo.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
@@ -75,7 +77,7 @@ bool openAfresh(ImageFifo& fifo) {
 /// Lines shorter than the image are handed on all the same, with an entry in the trace;
 /// kept on purpose: docs/oddities.md, short-lines
 void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
-    const std::uint64_t pixelBytes = fifo.lineLength - sizeof(ImageLineHeader);
+    const std::uint64_t pixelBytes = fifo.ring.lineLength() - sizeof(image_road::ImageLineHeader);
     const std::uint64_t expected = imageBytes(record);
     if (pixelBytes >= expected || std::exchange(fifo.shortLineTold, true)) return;
     M_TRACE(4, "%s() : image fifo has lines of %Iu pixel bytes for images of %Iu",
@@ -133,8 +135,8 @@ int TeskImages::waitForImages(Run& run) {
         if (!failedBefore) {
             M_ERRLOG(
                 "%s() : waiting for the image event failed, so no image of the simulator can arrive. Check that the "
-                "name \"DorVenImagesEvent\" is free, and open the camera again.",
-                function);
+                "name \"%s\" is free, and open the camera again.",
+                function, image_road::kImagesEvent);
         }
         run.askAgainS = failedBefore ? std::min(2 * run.askAgainS, kRarestAskS) : restOf(run.timeoutS);
         run.restedS = 0.0;
@@ -197,7 +199,8 @@ void TeskImages::waiting(Run& run, bool signalled) {
 
 void TeskImages::grabbing(Run& run, bool signalled) {
     if (!signalled) return missSignal(run);
-    const bool stillReader = MMemLineFifo_IsReaderAttached(run.fifo.memory) != 0;  // not when the ring was laid anew
+    const bool stillReader =
+        MMemLineFifo_IsReaderAttached(run.fifo.ring.memory()) != 0;  // not when the ring was laid anew
     if (stillReader || openAfresh(run.fifo)) readImages(run);
 }
 
@@ -225,7 +228,7 @@ void TeskImages::readImages(Run& run) {
     std::uint64_t afterStop = 0;
     while (const unsigned char* line = frontLine(run.fifo)) {
         tellShortLine(run.fifo, *record);
-        ImageLineHeader header;
+        image_road::ImageLineHeader header;
         std::memcpy(&header, line, sizeof header);
         record->imageCounter = static_cast<std::uint32_t>(header.imageCounter & 0xFFFFFFFFu);
         record->frameTime = header.frameTimeS;
@@ -238,7 +241,7 @@ void TeskImages::readImages(Run& run) {
         if (run.left) return;
         // All that waited when the grab was stopped are handed on, but a simulator that floods the ring does not hold
         // up the stop for ever.
-        if (!run.running && ++afterStop >= run.fifo.slotCount) return;
+        if (!run.running && ++afterStop >= run.fifo.ring.slotCount()) return;
     }
 }
 

@@ -10,7 +10,7 @@
 
 namespace kest::dorven {
 
-/// Not used by itself. The channel id X names the event "X_event" and the memory "X_mem".
+/// Not used by itself. The channel id names event and memory (object_names.h).
 class IPMessageEndpoint {
 public:
     IPMessageEndpoint(const IPMessageEndpoint&) = delete;
@@ -20,9 +20,6 @@ protected:
     /// @param event  May be null, which the ends report.
     IPMessageEndpoint(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
     ~IPMessageEndpoint() = default;
-
-    static std::string eventNameOf(const std::string& id) { return id + "_event"; }
-    static std::string memoryNameOf(const std::string& id) { return id + "_mem"; }
 
     /// Bytes that the shared memory needs.
     std::size_t memorySize() const { return _size + kMMemFifoOverhead; }

@@ -6,6 +6,7 @@
 #include "errtrace.h"
 #include "massert.h"
 #include "msharedmem.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
@@ -24,11 +25,11 @@ IPMessageReceiver* IPMessageReceiver::_holders = nullptr;
 
 IPMessageReceiver::IPMessageReceiver(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event)
     : IPMessageEndpoint(id, size, std::move(event)) {
-    M_ASSERT(_event, "_event", "could not create event: %s", eventNameOf(_id).c_str());
+    M_ASSERT(_event, "_event", "could not create event: %s", image_road::eventOf(_id).c_str());
 }
 
 std::shared_ptr<IPMessageReceiver> IPMessageReceiver::create(const std::string& id, std::size_t size) {
-    return create(id, size, std::make_shared<MProcessEvent>(eventNameOf(id).c_str()));
+    return create(id, size, std::make_shared<MProcessEvent>(image_road::eventOf(id).c_str()));
 }
 
 std::shared_ptr<IPMessageReceiver> IPMessageReceiver::create(const std::string& id, std::size_t size,
@@ -117,12 +118,12 @@ void IPMessageReceiver::notify() {
     if (_event) _event->Notify();
 }
 
-std::string IPMessageReceiver::eventName() { return eventNameOf(_id); }
+std::string IPMessageReceiver::eventName() { return image_road::eventOf(_id); }
 
-std::string IPMessageReceiver::memoryName() { return memoryNameOf(_id); }
+std::string IPMessageReceiver::memoryName() { return image_road::memoryOf(_id); }
 
 bool IPMessageReceiver::isOccupied() const {
-    void* const memory = MSharedMem_Link(memoryNameOf(_id).c_str());
+    void* const memory = MSharedMem_Link(image_road::memoryOf(_id).c_str());
     if (!memory) return false;
     const bool occupied = MSharedMem_GetSize(memory) >= memorySize() && MMemFifo_IsWriterAttached(memory) &&
                           MMemFifo_IsReaderAttached(memory);

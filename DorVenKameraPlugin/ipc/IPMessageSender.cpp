@@ -5,6 +5,7 @@
 #include "errtrace.h"
 #include "massert.h"
 #include "msharedmem.h"
+#include "object_names.h"
 
 namespace kest::dorven {
 namespace {
@@ -24,11 +25,11 @@ void* createOrLink(const std::string& name, std::size_t size, std::size_t capaci
 
 IPMessageSender::IPMessageSender(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event)
     : IPMessageEndpoint(id, size, std::move(event)) {
-    M_ASSERT(_event, "_event", "could not create event: %s", eventNameOf(_id).c_str());
+    M_ASSERT(_event, "_event", "could not create event: %s", image_road::eventOf(_id).c_str());
 }
 
 std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, std::size_t size) {
-    return create(id, size, std::make_shared<MProcessEvent>(eventNameOf(id).c_str()));
+    return create(id, size, std::make_shared<MProcessEvent>(image_road::eventOf(id).c_str()));
 }
 
 std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, std::size_t size,
@@ -86,9 +87,9 @@ void IPMessageSender::notify() {
     if (_event) _event->Notify();
 }
 
-std::string IPMessageSender::eventName() { return eventNameOf(_id); }
+std::string IPMessageSender::eventName() { return image_road::eventOf(_id); }
 
-std::string IPMessageSender::memoryName() { return memoryNameOf(_id); }
+std::string IPMessageSender::memoryName() { return image_road::memoryOf(_id); }
 
 // A reader may stand between its two reads, so that the header has room and the payload has not: a header without its
 // payload would be taken for a frame.

@@ -10,6 +10,7 @@
 #include "EchoGuard.h"
 #include "errtrace.h"
 #include "massert.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace kest::dorven {
@@ -99,7 +100,7 @@ IPMessenger::IPMessenger(std::shared_ptr<Comm> comm)
       _receiver(IPMessageReceiver::create(_comm->responseId(), _comm->responseSize() + sizeof(FrameHeader))),
       _current{},
       _last{},
-      _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
+      _finished(std::make_shared<MProcessEvent>(image_road::finishedOf(_comm->requestId()).c_str())),
       _request(_comm->requestSize()),
       _run(std::make_shared<Run>(_comm->requestSize(), _comm->responseSize())) {
     // kept on purpose: docs/oddities.md, bad-ids-go-on

@@ -13,6 +13,7 @@
 #include "TeskImages.h"
 #include "TeskImagesConfig.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "platform_fault.h"
 #include "received_images.h"
 #include "temporary_folder.h"
@@ -479,7 +480,7 @@ struct EventsAreRefused : EventsAnswer {
 TEST_F(OpenTest, FirstOpenInsideWhichSomethingThrowsIsRefused) {
     const tagBITMAPINFO before{};
     {
-        const EventsThrow fault("DorVenImagesEvent");
+        const EventsThrow fault(image_road::kImagesEvent);
         PluginInterfaceReturn<tagBITMAPINFO> result({9, 9}, before);
         EXPECT_EQ(_device.call(1001, nullptr, &result), kNotSupported);
         EXPECT_EQ(result.status, kNotSupported);
@@ -496,7 +497,7 @@ TEST_F(OpenTest, SecondOpenThatThrowsBeforeItsLinkLeavesTheCameraOpen) {
     openIni("[image]\nimage_size_x=640\n");
     IMAGEMEMORY* const opened = record();
     {
-        const EventsThrow fault("DorVenImagesEvent");
+        const EventsThrow fault(image_road::kImagesEvent);
         EXPECT_EQ(_device.call(1001, nullptr, nullptr), kNotSupported);
         EXPECT_THAT(_log.errors(), Contains("NUV::DorVenPlugin::openImageDevice() : Failed to create process event "
                                             "\"DorVenImagesEvent\""));
@@ -509,7 +510,8 @@ TEST_F(OpenTest, SecondOpenThatThrowsBeforeItsLinkLeavesTheCameraOpen) {
 TEST_F(OpenTest, SecondOpenMakesItsLinkBehindTheEndOfTheFirst) {
     open(nullptr);
     const auto linkIsThere = [] {
-        const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem");
+        const HANDLE memory =
+            OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::memoryOf(image_road::kCameraAsks).c_str());
         if (memory) CloseHandle(memory);
         return memory != nullptr;
     };
@@ -545,7 +547,7 @@ TEST_F(OpenTest, SecondOpenWhoseLinkIsRefusedItsEventsOpensACameraWithoutLink) {
         const EventsAreRefused fault("DorVenCameraPlugin_");
         openIni("[image]\nimage_size_x=640\n");
     }
-    EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, "DorVenCameraPlugin_dorven_asks_event"), nullptr);
+    EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, image_road::eventOf(image_road::kSimulatorAsks).c_str()), nullptr);
     ASSERT_NE(record(), nullptr);
     EXPECT_EQ(record()->width, 640u);
     EXPECT_EQ(_device.call(1002, nullptr, nullptr), kDone);
@@ -568,7 +570,8 @@ TEST_F(OpenTest, SecondOpenWhoseLinkIsRefusedItsMemoryOpensACameraWithoutLink) {
         openIni("[image]\nimage_size_x=640\n");
     }
     EXPECT_THAT(_log.errorTraces(), Contains("MSharedMem_Create(): CreateFileMapping() failed"));
-    EXPECT_EQ(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem"), nullptr);
+    EXPECT_EQ(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::memoryOf(image_road::kCameraAsks).c_str()),
+              nullptr);
     ASSERT_NE(record(), nullptr);
     EXPECT_EQ(record()->width, 640u);
     EXPECT_EQ(_device.call(1002, nullptr, nullptr), kDone);
@@ -577,16 +580,17 @@ TEST_F(OpenTest, SecondOpenWhoseLinkIsRefusedItsMemoryOpensACameraWithoutLink) {
 }
 
 TEST_F(OpenTest, EventIsThereForTheSimulator) {
-    EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, "DorVenImagesEvent"), nullptr);
+    EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, image_road::kImagesEvent), nullptr);
     open(nullptr);
-    const HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, "DorVenImagesEvent");
+    const HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, image_road::kImagesEvent);
     EXPECT_NE(event, nullptr);
     CloseHandle(event);
 }
 
 TEST(ImageSource, LinkIsThereUntilTheLastHolderLetsGo) {
     const auto linkIsThere = [] {
-        const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem");
+        const HANDLE memory =
+            OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::memoryOf(image_road::kCameraAsks).c_str());
         if (memory) CloseHandle(memory);
         return memory != nullptr;
     };
@@ -650,7 +654,7 @@ TEST(SourceWithoutRecord, IsReportedAndLeavesOutputsAloneButTheRecordItself) {
 /// A source that is built of what the test has.
 struct BuiltSource : TeskImages {
     BuiltSource(std::shared_ptr<IMAGEMEMORY> record, std::shared_ptr<SmartMetaDataDouble> temperature)
-        : TeskImages(std::make_shared<MProcessEvent>("DorVenImagesEvent"), {}, record, temperature) {}
+        : TeskImages(std::make_shared<MProcessEvent>(image_road::kImagesEvent), {}, record, temperature) {}
     using TeskImages::_imageMemory;
 };
 

@@ -7,6 +7,7 @@
 #include "child_process.h"
 #include "live_simulator.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "received_images.h"
 
 namespace {
@@ -62,7 +63,7 @@ TEST(CameraWithoutSimulator, FakesAfterTwentyTwoSecondsAtTheFrameRate) {
 TEST(CameraWhoseEventCannotBeMade, FakesAfterTwentyTwoSecondsAtTheFrameRateAndReportsItOnce) {
     test::LogRecorder log;
     const HANDLE squatter =
-        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, "DorVenImagesEvent");
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, image_road::kImagesEvent);
     ASSERT_NE(squatter, nullptr);
     test::ReceivedImages received;
     DorVenPlugin camera("");

@@ -18,6 +18,7 @@
 #include "TeskImagesComm.h"
 #include "log_recorder.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "page.h"
 
 using kest::dorven::DorVenImagesComm;
@@ -95,6 +96,14 @@ TEST(LinkPage, IdsAreThoseOfTheChannels) {
                             ElementsAre("simulator", quoted(simulator.requestId()), quoted(simulator.responseId()))));
 }
 
+TEST(LinkPage, NamesOfAChannelsObjectsAreThoseOfTheProgram) {
+    std::string text;
+    for (const std::string& line : page().lines()) text += line + '\n';
+    for (const std::string& suffix : {image_road::memoryOf(""), image_road::eventOf(""), image_road::finishedOf("")}) {
+        EXPECT_THAT(text, testing::HasSubstr(" + \"" + suffix + "\"")) << suffix;
+    }
+}
+
 TEST(LinkPage, CommandsAreThoseThatEachSideAnswers) {
     test::LogRecorder log;
     const auto source = TeskImages::create(nullptr);
@@ -142,7 +151,7 @@ TEST(LinkPage, PictureShowsTheAnswerOfAnImageSource) {
     sender->notify();
     ASSERT_EQ(receiver->wait(20.0), 1);
 
-    void* const memory = MSharedMem_Link((names.responseId() + "_mem").c_str());
+    void* const memory = MSharedMem_Link(image_road::memoryOf(names.responseId()).c_str());
     const auto drawn = picture();
     ASSERT_EQ(drawn.size(), 105u);
     int compared = 0;

@@ -17,10 +17,12 @@
 #include "TeskImagesFifo.h"
 #include "child_process.h"
 #include "crc32.h"
+#include "image_line.h"
 #include "image_ring.h"
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "page.h"
 #include "platform.h"
 #include "strip.h"
@@ -97,6 +99,7 @@ TEST(WireFormatPage, NamesAreThoseOfTheProgram) {
         if (line.starts_with("| \"")) names += line.substr(2, line.find('"', 3) - 1) + " ";
     }
     EXPECT_EQ(names, "\"DorVenImages\" \"DorVenImagesEvent\" ");
+    EXPECT_EQ(names, std::string("\"") + image_road::kImagesMemory + "\" \"" + image_road::kImagesEvent + "\" ");
 }
 
 TEST(WireFormatPage, HeaderTableIsTheHeader) {
@@ -140,25 +143,17 @@ TEST(WireFormatPage, HeaderTableIsWhatTheFunctionsStoreAndRead) {
     EXPECT_TRUE(std::equal(bytes.begin() + reserved, bytes.end(), knownBytes<512>().begin() + reserved));
 }
 
-template <typename Header>
-void expectLineHeader(std::uint64_t Header::*imageCounter, double Header::*timeStamp, double Header::*frameTime) {
-    auto fields = fieldsOf("Image line");
-    const auto bytes = knownBytes<sizeof(Header)>();
-    Header header;
-    std::memcpy(&header, bytes.data(), sizeof header);
-    EXPECT_EQ(header.*imageCounter, numberAt(bytes.data(), fields["image counter"]));
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(header.*timeStamp), numberAt(bytes.data(), fields["time stamp"]));
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(header.*frameTime), numberAt(bytes.data(), fields["frame time"]));
-    EXPECT_EQ(sizeof header, fields["pixels"].offset);
-}
-
 TEST(WireFormatPage, ImageLineTableIsWhatTheSimulatorWritesAndTheCameraReads) {
     ASSERT_THAT(namesOf("Image line"), ElementsAre("image counter", "time stamp", "frame time", "pixels"));
     expectWithoutGaps("Image line");
-    using simulator::LineHeader;
-    expectLineHeader(&LineHeader::imageCounter, &LineHeader::timeStamp, &LineHeader::frameTime);
-    using kest::dorven::ImageLineHeader;
-    expectLineHeader(&ImageLineHeader::imageCounter, &ImageLineHeader::timeStampS, &ImageLineHeader::frameTimeS);
+    auto fields = fieldsOf("Image line");
+    const auto bytes = knownBytes<sizeof(image_road::ImageLineHeader)>();
+    image_road::ImageLineHeader header;
+    std::memcpy(&header, bytes.data(), sizeof header);
+    EXPECT_EQ(header.imageCounter, numberAt(bytes.data(), fields["image counter"]));
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(header.timeStampS), numberAt(bytes.data(), fields["time stamp"]));
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(header.frameTimeS), numberAt(bytes.data(), fields["frame time"]));
+    EXPECT_EQ(sizeof header, fields["pixels"].offset);
 }
 
 TEST(WireFormatPage, StripTableIsTheStrip) {
@@ -212,7 +207,7 @@ std::vector<std::string> picture() {
 TEST(WireFormatPage, PictureShowsTheBytesOfThatExchange) {
     alignas(8) unsigned char memory[160] = {};
     ASSERT_EQ(MMemLineFifo_CreateBySize(memory, sizeof memory, 32), 1);
-    const simulator::LineHeader header{7, 1.5, 0.25};
+    const image_road::ImageLineHeader header{7, 1.5, 0.25};
     auto* const line = static_cast<unsigned char*>(MMemLineFifo_GetWriteLine(memory));
     std::memcpy(line, &header, sizeof header);
     for (unsigned char pixel = 0; pixel < 8; ++pixel) line[24 + pixel] = static_cast<unsigned char>(10 + pixel);

@@ -13,6 +13,7 @@
 #include "camera_commands.h"
 #include "child_program.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "output_file.h"
 #include "percentile.h"
 #include "platform.h"
@@ -242,7 +243,7 @@ BenchResults measureAll(NUV::PluginDeviceBase& device, const HostOptions& option
 int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream& people) {
     if (_access(options.simulatorPath.c_str(), 0) != 0)
         throw Failure{kExitFailed, options.simulatorPath + ": there is no such program; name it with --simulator"};
-    if (NamedClaim::isTaken("DorVenImagesWriter")) throw Failure{kExitFailed, "a simulator runs: end it first"};
+    if (NamedClaim::isTaken(image_road::kImagesWriter)) throw Failure{kExitFailed, "a simulator runs: end it first"};
     CameraClaim camera;
     if (!camera.take()) throw Failure{kExitFailed, kCameraIsTaken};
     std::string error;

@@ -3,11 +3,12 @@
 #include <nlohmann/json.hpp>
 
 #include "bench.h"
-#include "grab_report.h"
 #include "platform.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-bench/1";
 
 using Json = nlohmann::ordered_json;
 
@@ -86,7 +87,7 @@ void printBenchTable(const HostOptions& options, const BenchResults& results, st
 
 void printBenchJson(const HostOptions& options, const BenchResults& results, std::ostream& stream) {
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["width_px"] = options.benchSize.width;
     object["height_px"] = options.benchSize.height;
     object["bytes_per_pixel"] = options.benchSize.bytesPerPixel;

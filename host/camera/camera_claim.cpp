@@ -1,6 +1,6 @@
 #include "camera_claim.h"
 
-#include "TeskImagesComm.h"
+#include "object_names.h"
 #include "object_refusal.h"
 #include "platform.h"
 
@@ -11,12 +11,9 @@ namespace {
 constexpr int kLooks = 5;
 constexpr std::int64_t kBetweenLooksNs = 20'000'000;
 
-// On which a camera's messenger and its thread meet.
-std::string eventOfCamera() { return kest::dorven::TeskImagesComm(nullptr).requestId() + "_finished"; }
-
 }  // namespace
 
-CameraClaim::CameraClaim() : _claim(eventOfCamera()) {}
+CameraClaim::CameraClaim() : _claim(image_road::finishedOf(image_road::kCameraAsks)) {}
 
 bool CameraClaim::take() {
     for (int look = 1;; ++look) {

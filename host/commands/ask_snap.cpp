@@ -13,13 +13,15 @@
 #include "IPMessenger.h"
 #include "TeskImagesComm.h"
 #include "camera_claim.h"
-#include "grab_report.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "object_refusal.h"
 #include "platform.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-ask-snap/1";
 
 using kest::dorven::ImagesMessage;
 using kest::dorven::IPMessenger;
@@ -47,9 +49,7 @@ struct Answer {
     double roundTripUs;
 };
 
-// The event on which a messenger's own threads meet is there exactly as long as the messenger, however its process
-// ends.
-std::string simulatorsEvent() { return SnapChannel().responseId() + "_finished"; }
+bool simulatorIsThere() { return NamedClaim::isTaken(image_road::finishedOf(image_road::kSimulatorAsks)); }
 
 /// Stands on the link only once a simulator is there, so that waiting for it leaves nothing in the logs.
 std::optional<Answer> askUntilAnswered(const std::shared_ptr<SnapChannel>& channel, double timeoutSeconds) {
@@ -57,7 +57,7 @@ std::optional<Answer> askUntilAnswered(const std::shared_ptr<SnapChannel>& chann
     const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
     for (;;) {
         const std::int64_t askedNs = platform_monotonicNanoseconds();
-        if (!messenger && NamedClaim::isTaken(simulatorsEvent())) messenger = IPMessenger::create(channel);
+        if (!messenger && simulatorIsThere()) messenger = IPMessenger::create(channel);
         const ImagesMessage message = channel->ask(kRequest);
         const std::int64_t nowNs = platform_monotonicNanoseconds();
         // All zero: nobody answered. A simulator that refuses sends the rest of the request back.
@@ -71,7 +71,7 @@ bool isEcho(const ImagesMessage& message) { return std::memcmp(&message, &kReque
 
 void printJson(const Answer& answer, std::ostream& stream) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["command"] = answer.message.command;
     object["value32"] = answer.message.value32;
     object["first"] = answer.message.first;
@@ -109,9 +109,8 @@ int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people
     const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);
     if (!answer) {
         people << "dorven-host: no answer from a simulator"
-               << (NamedClaim::isTaken(simulatorsEvent())
-                       ? ", though one stands on the link: it hangs or was paused"
-                       : ": none stands on the link; start dorven-simulator, without --no-ask")
+               << (simulatorIsThere() ? ", though one stands on the link: it hangs or was paused"
+                                      : ": none stands on the link; start dorven-simulator, without --no-ask")
                << std::endl;
         return kExitNoImage;
     }

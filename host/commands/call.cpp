@@ -4,10 +4,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "grab_report.h"
-
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-call/1";
 
 constexpr std::int32_t kOpen = 1001;
 
@@ -60,7 +60,7 @@ nlohmann::ordered_json jsonOf(const ValueField& part) {
 void printJson(const HostOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
                std::ostream& stream) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["id"] = options.commandId;
     object["operation"] = command ? nlohmann::ordered_json(command->operation) : nullptr;
     object["known"] = known;

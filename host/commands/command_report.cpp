@@ -6,12 +6,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "grab_report.h"
 #include "host_options.h"
 #include "platform.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-commands/1";
 
 enum CommandId : std::int32_t { kOpen = 1001, kGrab = 1002, kStop = 1003, kFreeze = 1004 };
 
@@ -93,7 +94,7 @@ void printPeople(const std::vector<CommandReportRow>& rows, std::ostream& stream
 void printJson(const std::string& module, const std::vector<CommandReportRow>& rows, std::ostream& stream) {
     using Json = nlohmann::ordered_json;
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["module"] = module;
     Json& list = object["commands"] = Json::array();
     for (const CommandReportRow& row : rows) {

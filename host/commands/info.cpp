@@ -4,11 +4,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "grab_report.h"
 #include "host_options.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-info/1";
 
 constexpr std::int32_t kImageDeviceInformation = 1012;
 
@@ -89,7 +90,7 @@ void printPeople(const Info& info, std::ostream& stream) {
 
 void printJson(const Info& info, std::ostream& stream) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["module"] = info.module;
     object["device_id"] = info.device.deviceId;
     object["type_code"] = info.device.typeCode;

@@ -5,10 +5,11 @@
 #include <nlohmann/json.hpp>
 
 #include "doctor_checks.h"
-#include "grab_report.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kSchema = "dorven-doctor/1";
 
 constexpr const char* kLevelNames[] = {"ok", "warning", "problem"};  // in the order of FindingLevel
 
@@ -44,7 +45,7 @@ void printPeople(const Findings& findings, std::ostream& stream) {
 
 void printJson(const Findings& findings, std::ostream& stream) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["result"] = nameOf(worstOf(findings));
     object["warnings"] = countOf(findings, FindingLevel::warning);
     object["problems"] = countOf(findings, FindingLevel::problem);

@@ -12,6 +12,7 @@
 #include "closest_name.h"
 #include "config_chain.h"
 #include "doctor_checks.h"
+#include "image_size.h"
 
 namespace host {
 namespace {
@@ -20,10 +21,10 @@ using image_road::CameraNumber;
 using image_road::ConfigChain;
 using image_road::ConfigFile;
 using image_road::kImageSection;
+using image_road::kRedirectKey;
+using image_road::kRedirectSection;
 
 constexpr const char* kCheck = "configuration";
-constexpr const char* kRedirectSection = "Dorven";
-constexpr const char* kRedirectKey = "camera_config";
 
 struct KeyRow {
     CameraNumber number;
@@ -34,12 +35,12 @@ constexpr std::int64_t kGreatest32 = std::numeric_limits<std::int32_t>::max();
 // The camera takes any number; sizes and depth are those that a simulator can make.
 // clang-format off
 constexpr KeyRow kKeys[] = {
-    {image_road::kWidth,         1,        65536      },
-    {image_road::kHeight,        1,        65536      },
-    {image_road::kBytesPerPixel, 1,        16         },
-    {image_road::kPixelFormat,   kLeast32, kGreatest32},
-    {image_road::kArrangeType,   kLeast32, kGreatest32},
-    {image_road::kTimeStampType, kLeast32, kGreatest32},
+    {image_road::kWidth,         1,        frames::kMaxSide         },
+    {image_road::kHeight,        1,        frames::kMaxSide         },
+    {image_road::kBytesPerPixel, 1,        frames::kMaxBytesPerPixel},
+    {image_road::kPixelFormat,   kLeast32, kGreatest32              },
+    {image_road::kArrangeType,   kLeast32, kGreatest32              },
+    {image_road::kTimeStampType, kLeast32, kGreatest32              },
 };
 // clang-format on
 

@@ -2,22 +2,24 @@
 #include <string>
 
 #include "doctor_checks.h"
+#include "image_line.h"
 #include "mmemfifo.h"
 #include "mmemlinefifo.h"
 #include "object_look.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace host {
 namespace {
 
 using Kind = ObjectSight::Kind;
+using image_road::finishedOf;
+using image_road::kCameraAsks;
+using image_road::kImagesEvent;
+using image_road::kImagesMemory;
+using image_road::kImagesWriter;
+using image_road::kSimulatorAsks;
 
-constexpr const char* kImagesMemory = "DorVenImages";
-constexpr const char* kImagesEvent = "DorVenImagesEvent";
-constexpr const char* kWriterClaim = "DorVenImagesWriter";
-constexpr const char* kCameraLink = "DorVenCameraPlugin_tesk_asks";
-constexpr const char* kSimulatorLink = "DorVenCameraPlugin_dorven_asks";
-constexpr std::size_t kLineHeaderBytes = 24;
 constexpr std::int64_t kBetweenLooksNs = 100'000'000;
 constexpr int kMoreLooks = 5;
 constexpr std::size_t kMaxNamed = 10;  // files in one line
@@ -42,8 +44,7 @@ struct Presence {
 };
 
 Presence lookForPrograms() {
-    return {isThere(kWriterClaim), isThere(std::string(kCameraLink) + "_finished"),
-            isThere(std::string(kSimulatorLink) + "_finished"), false};
+    return {isThere(kImagesWriter), isThere(finishedOf(kCameraAsks)), isThere(finishedOf(kSimulatorAsks)), false};
 }
 
 Presence either(const Presence& before, const Presence& after) {
@@ -84,18 +85,15 @@ struct Ring {
     LineFifoHeader header{};
     std::uint64_t memoryBytes = 0;
 
-    std::uint64_t waiting() const {
-        return header.writeIndex >= header.readIndex ? header.writeIndex - header.readIndex
-                                                     : header.writeIndex + header.slotCount - header.readIndex;
-    }
+    std::uint64_t waiting() const { return MMemLineFifo_GetCount(&header); }
     // What cannot be in a ring that is whole; "" when all is possible.
     std::string damage() const {
         const std::string slots =
             std::to_string(header.slotCount) + " slots of " + std::to_string(header.lineLength) + " bytes";
-        if (header.lineLength < kLineHeaderBytes) return slots + " are too short for images";
-        if (header.slotCount < 2 || header.lineLength > (memoryBytes - sizeof header) / header.slotCount)
+        if (header.lineLength < sizeof(image_road::ImageLineHeader)) return slots + " are too short for images";
+        if (header.slotCount < 2 || !MMemLineFifo_Fits(header, memoryBytes))
             return slots + " do not fit into " + std::to_string(memoryBytes) + " bytes";
-        if (header.writeIndex >= header.slotCount || header.readIndex >= header.slotCount)
+        if (!MMemLineFifo_HasPossibleIndices(header))
             return "read index " + std::to_string(header.readIndex) + " and write index " +
                    std::to_string(header.writeIndex) + " are impossible in " + slots;
         return "";
@@ -117,8 +115,7 @@ RingSight lookAtRing(Ring& ring) {
 bool isWhole(RingSight sight, const Ring& ring) { return sight == RingSight::there && ring.damage().empty(); }
 
 void tellLineLength(const Ring& ring, const frames::ImageFormat& expected, Findings& findings) {
-    const std::uint64_t needed = kLineHeaderBytes + expected.bytes();
-    const std::uint64_t rounded = (needed + 7) / 8 * 8;
+    const std::uint64_t needed = sizeof(image_road::ImageLineHeader) + expected.bytes();
     const std::string size = std::to_string(expected.width) + "x" + std::to_string(expected.height) + " of " +
                              std::to_string(expected.bytesPerPixel) +
                              (expected.bytesPerPixel == 1 ? " byte" : " bytes");
@@ -127,7 +124,7 @@ void tellLineLength(const Ring& ring, const frames::ImageFormat& expected, Findi
             "lines of " + std::to_string(ring.header.lineLength) + " bytes are shorter than images of " + size + ", " +
                 std::to_string(needed) + " with their header",
             "give host and simulator the same --config");
-    } else if (ring.header.lineLength > rounded) {
+    } else if (ring.header.lineLength > image_road::imageLineBytes(expected.bytes())) {
         add(findings, "ring", FindingLevel::warning,
             "lines of " + std::to_string(ring.header.lineLength) + " bytes are longer than images of " + size + ", " +
                 std::to_string(needed) + " with their header",
@@ -211,7 +208,7 @@ void tellRing(const Ring& before, const Ring& ring, const Presence& presence,
 
 void tellMessageFifo(const char* id, const char* direction, Findings& findings) {
     constexpr const char* kCheck = "link";
-    const ObjectSight sight = platform_lookAtObject((std::string(id) + "_mem").c_str(), sizeof(MMemFifo));
+    const ObjectSight sight = platform_lookAtObject(image_road::memoryOf(id).c_str(), sizeof(MMemFifo));
     if (sight.kind == Kind::absent) {
         add(findings, kCheck, FindingLevel::ok, std::string(direction) + ": no memory, nobody has asked yet");
         return;
@@ -223,17 +220,15 @@ void tellMessageFifo(const char* id, const char* direction, Findings& findings) 
         return;
     }
     std::memcpy(&header, sight.content.data(), sizeof header);
-    const bool sound = header.dataSize > 0 && header.dataSize <= sight.bytes - sizeof header &&
-                       header.writeOffset < header.dataSize && header.readOffset < header.dataSize;
-    if (!sound) {
+    if (!MMemFifo_IsSound(&header, sight.bytes)) {
         add(findings, kCheck, FindingLevel::warning, std::string(direction) + ": the header is damaged",
             "the side that writes lays it anew with its next message");
         return;
     }
-    const std::uint64_t waiting = (header.writeOffset + header.dataSize - header.readOffset) % header.dataSize;
     add(findings, kCheck, FindingLevel::ok,
-        std::string(direction) + ": writer " + (header.writerMark ? "attached" : "gone") + ", reader " +
-            (header.readerMark ? "attached" : "gone") + ", " + std::to_string(waiting) + " bytes wait");
+        std::string(direction) + ": writer " + (MMemFifo_IsWriterAttached(&header) ? "attached" : "gone") +
+            ", reader " + (MMemFifo_IsReaderAttached(&header) ? "attached" : "gone") + ", " +
+            std::to_string(MMemFifo_GetUsed(&header)) + " bytes wait");
 }
 
 void tellLink(const Presence& presence, Findings& findings) {
@@ -241,8 +236,8 @@ void tellLink(const Presence& presence, Findings& findings) {
     add(findings, kCheck, FindingLevel::ok,
         std::string("the camera's end is ") + (presence.camera ? "taken" : "free") + ", the simulator's end is " +
             (presence.simulatorLink ? "taken" : "free"));
-    tellMessageFifo(kCameraLink, "camera to simulator", findings);
-    tellMessageFifo(kSimulatorLink, "simulator to camera", findings);
+    tellMessageFifo(kCameraAsks, "camera to simulator", findings);
+    tellMessageFifo(kSimulatorAsks, "simulator to camera", findings);
 }
 
 }  // namespace

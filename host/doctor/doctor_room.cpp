@@ -1,17 +1,21 @@
 // Whether objects can be made, and whether those of a simulator fit.
 #include <string>
 
+#include "camera_numbers.h"
 #include "doctor_checks.h"
+#include "image_line.h"
 #include "mmemlinefifo.h"
 #include "object_look.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace host {
 namespace {
 
-constexpr frames::ImageFormat kUsualFormat{1280, 1024, 1};  // a simulator's ring has room for such images at least
+// A simulator's ring has room for such images at least.
+constexpr frames::ImageFormat kUsualFormat{image_road::kWidth.standard, image_road::kHeight.standard,
+                                           image_road::kBytesPerPixel.standard};
 constexpr std::uint64_t kUsualLines = 8;
-constexpr std::uint64_t kLineHeaderBytes = 24;
 
 bool isTold(const Findings& findings, const std::string& found) {
     for (const Diagnosis& finding : findings) {
@@ -21,8 +25,7 @@ bool isTold(const Findings& findings, const std::string& found) {
 }
 
 std::uint64_t ringBytes(const frames::ImageFormat& format) {
-    const std::uint64_t line = (kLineHeaderBytes + format.bytes() + 7) / 8 * 8;
-    return sizeof(LineFifoHeader) + (kUsualLines + 1) * line;
+    return MMemLineFifo_MemoryBytes(kUsualLines, image_road::imageLineBytes(format.bytes()));
 }
 
 std::string formatText(const frames::ImageFormat& format) {
@@ -50,7 +53,7 @@ bool examineMaking(Findings& findings) {
 
 void examineRoom(const ObjectRoom& room, const std::optional<frames::ImageFormat>& expected, Findings& findings) {
     constexpr const char* kCheck = "room";
-    const bool isThere = platform_lookAtObject("DorVenImages", 0).kind == ObjectSight::Kind::memory;
+    const bool isThere = platform_lookAtObject(image_road::kImagesMemory, 0).kind == ObjectSight::Kind::memory;
     if (isThere || room.totalBytes == 0) return;
     const auto& format = expected && expected->bytes() > kUsualFormat.bytes() ? *expected : kUsualFormat;
     const std::uint64_t needed = platform_roomFor(ringBytes(format));
@@ -62,7 +65,8 @@ void examineRoom(const ObjectRoom& room, const std::optional<frames::ImageFormat
         add(findings, kCheck, FindingLevel::ok, found);
         return;
     }
-    const std::string remedy = platform_explainRefusal("DorVenImages", ERROR_COMMITMENT_LIMIT, needed).remedy;
+    const std::string remedy =
+        platform_explainRefusal(image_road::kImagesMemory, ERROR_COMMITMENT_LIMIT, needed).remedy;
     add(findings, kCheck, FindingLevel::problem, found, remedy + "; or start dorven-simulator with fewer --lines");
 }
 

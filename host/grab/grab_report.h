@@ -13,11 +13,10 @@
 
 namespace host {
 
-/// Version of the JSON objects that the host prints; rises when a key changes its meaning or goes.
-constexpr int kJsonSchema = 1;
-/// That of grab and verify, with their lines. From 2 on numbers begin at the first image that was complete after the
-/// grab began, and mean rates leave pauses out.
-constexpr int kGrabSchema = 2;
+/// Name of the JSON of a grab and of its lines; its number rises when a key changes its meaning or goes. From 2 on
+/// numbers begin at the first image that was complete after the grab began, and mean rates leave pauses out. Earlier
+/// builds wrote the number alone.
+constexpr const char* kGrabSchema = "dorven-grab/2";
 
 /// One line per number, with its unit; "-" where nothing was measured.
 void printTable(const GrabResults& results, std::ostream& stream);

@@ -4,7 +4,12 @@
 #include <string>
 #include <tuple>
 
+#include "fault_log_words.h"
+
 namespace host {
+
+namespace finding = frames::finding;
+
 namespace {
 
 constexpr int kMaxToldRanges = 100;
@@ -17,16 +22,16 @@ struct KindRow {
 
 // clang-format off
 constexpr KindRow kKinds[] = {
-    {FindingKind::lost,      "lost",      "lost frames"                                               },
-    {FindingKind::repeated,  "repeated",  "repeated frames"                                           },
-    {FindingKind::reordered, "reordered", "reordered frames"                                          },
-    {FindingKind::torn,      "torn",      "torn frames"                                               },
-    {FindingKind::stale,     "stale",     "stale frames, from before the grab or more than 1 s old"   },
-    {FindingKind::format,    "format",    "frames of another format, or without a strip unlike others"},
-    {FindingKind::counter,   "counter",   "frames at which the record's counter jumped"               },
-    {FindingKind::timeBack,  "time_back", "frames whose time stamp went back"                         },
-    {FindingKind::late,      "late",      "late frames"                                               },
-    {FindingKind::stopped,   "stopped",   "nothing came from this frame on"                           },
+    {FindingKind::lost,      finding::kLost,      "lost frames"                                               },
+    {FindingKind::repeated,  finding::kRepeated,  "repeated frames"                                           },
+    {FindingKind::reordered, finding::kReordered, "reordered frames"                                          },
+    {FindingKind::torn,      finding::kTorn,      "torn frames"                                               },
+    {FindingKind::stale,     finding::kStale,     "stale frames, from before the grab or more than 1 s old"   },
+    {FindingKind::format,    finding::kFormat,    "frames of another format, or without a strip unlike others"},
+    {FindingKind::counter,   finding::kCounter,   "frames at which the record's counter jumped"               },
+    {FindingKind::timeBack,  finding::kTimeBack,  "frames whose time stamp went back"                         },
+    {FindingKind::late,      finding::kLate,      "late frames"                                               },
+    {FindingKind::stopped,   finding::kStopped,   "nothing came from this frame on"                           },
 };
 // clang-format on
 static_assert(std::size(kKinds) == kFindingKinds);

@@ -12,6 +12,8 @@
 
 namespace host {
 
+using frames::FrameRange;
+
 enum class FindingKind { lost, repeated, reordered, torn, stale, format, counter, timeBack, late, stopped };
 constexpr std::size_t kFindingKinds = 10;
 

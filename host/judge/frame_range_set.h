@@ -9,6 +9,8 @@
 
 namespace host {
 
+using frames::FrameRange;
+
 /// A set: each number once.
 class FrameRangeSet {
 public:

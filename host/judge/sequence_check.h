@@ -11,6 +11,8 @@
 
 namespace host {
 
+using frames::FrameRange;
+
 /// How a frame's number follows those before it.
 enum class Follows {
     first,      // nothing came before it

@@ -2,9 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "grab_report.h"
-
 namespace host {
+namespace {
+
+constexpr const char* kSchema = "dorven-sidecar/1";
+
+}  // namespace
 
 FrameNote noteOf(const NUV::IMAGEMEMORY& record, const frames::Inspection& inspection, std::uint64_t image,
                  std::int64_t arrivalNs) {
@@ -21,7 +24,7 @@ FrameNote noteOf(const NUV::IMAGEMEMORY& record, const frames::Inspection& inspe
 
 std::string sidecarLine(const std::string& file, const FrameNote& note, const frames::ImageFormat& format) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["file"] = file;
     object["image"] = note.image;
     object["counter"] = note.counter;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "named_claim.h"
+#include "object_names.h"
 
 namespace test {
 namespace {
@@ -72,7 +73,7 @@ ChildProcess FaultRunsTest::startVerify(Arguments arguments) {
     arguments.insert(arguments.begin(),
                      {"verify", "--config", _config, "--json", "--fault-log", _log, "--allow-explained"});
     ChildProcess host = startHost(std::move(arguments));
-    while (host.running() && !NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished"))
+    while (host.running() && !NamedClaim::isTaken(image_road::finishedOf(image_road::kCameraAsks)))
         std::this_thread::sleep_for(1ms);
     return host;
 }

@@ -7,6 +7,7 @@
 
 #include "mmemlinefifo.h"
 #include "object_look.h"
+#include "object_names.h"
 #include "platform.h"
 #include "programs_fixture.h"
 
@@ -18,7 +19,7 @@ using testing::HasSubstr;
 using LostMemoryTest = test::ProgramsTest;
 
 bool hasReader() {
-    const ObjectSight ring = platform_lookAtObject("DorVenImages", sizeof(LineFifoHeader));
+    const ObjectSight ring = platform_lookAtObject(image_road::kImagesMemory, sizeof(LineFifoHeader));
     LineFifoHeader header{};
     if (ring.content.size() != sizeof header) return false;
     std::memcpy(&header, ring.content.data(), sizeof header);
@@ -30,9 +31,9 @@ TEST_F(LostMemoryTest, BothProgramsEndWithASentence) {
                                                           "--size", "900x40", "--fps", "200"});
     auto host = startGrab({});
     while (!hasReader() && simulator.running() && host.running()) std::this_thread::sleep_for(1ms);
-    std::filesystem::resize_file(platform_lookAtObjectFolder().path + "/DorVenImages", 4096);
+    std::filesystem::resize_file(platform_lookAtObjectFolder().path + "/" + image_road::kImagesMemory, 4096);
     EXPECT_EQ(simulator.join(20s), 1);
-    const HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, "DorVenImagesEvent");
+    const HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, image_road::kImagesEvent);
     SetEvent(event);  // the host looks for images
     EXPECT_EQ(host.join(20s), 1);
     CloseHandle(event);

@@ -21,6 +21,7 @@
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "plugin_library.h"
 #include "programs_fixture.h"
 
@@ -140,7 +141,7 @@ TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
     for (std::string line; std::getline(file, line);) {
         object = nlohmann::json::parse(line, nullptr, false);
         ASSERT_TRUE(object.is_object()) << line;
-        EXPECT_EQ(object["schema"], 2);
+        EXPECT_EQ(object["schema"], "dorven-grab/2");
         if (object["event"] == "frame") {
             EXPECT_EQ(object["image"], events["frame"]);
         }
@@ -234,7 +235,7 @@ protected:
 
     // Wakes the camera until it has linked the ring.
     bool waitForReader() {
-        void* const memory = MSharedMem_Link("DorVenImages");
+        void* const memory = MSharedMem_Link(image_road::kImagesMemory);
         bool attached = false;
         for (int round = 0; round < 3000 && !attached; ++round) {
             _ring.wakeReader();
@@ -393,7 +394,7 @@ TEST_F(ProgramsTest, CallSendsOneCommand) {
 TEST_F(ProgramsTest, AskSnapShowsTheEchoOfASimulatorThatRuns) {
     auto simulator = startSimulator({"--size", "900x20", "--fps", "10"});
     EXPECT_EQ(startHost({"ask-snap", "--json"}).join(60s), 0) << people();
-    EXPECT_EQ(data()["schema"], 1);
+    EXPECT_EQ(data()["schema"], "dorven-ask-snap/1");
     EXPECT_EQ(data()["command"], 4);
     EXPECT_EQ(data()["value32"], 1);
     EXPECT_EQ(data()["first"], 2);
@@ -420,7 +421,7 @@ TEST_F(ProgramsTest, AskSnapEndsWithThreeWhenNobodyAnswers) {
 
 TEST_F(ProgramsTest, AskSnapFailsWhileAHostHasTheCameraOpen) {
     auto grab = startGrab({"--timeout", "60"});
-    while (!NamedClaim::isTaken("DorVenCameraPlugin_tesk_asks_finished")) std::this_thread::sleep_for(1ms);
+    while (!NamedClaim::isTaken(image_road::finishedOf(image_road::kCameraAsks))) std::this_thread::sleep_for(1ms);
     EXPECT_EQ(test::ChildProcess::program("dorven-host", {"ask-snap"}).join(60s), host::kExitFailed);
     grab.kill();
 }

@@ -9,6 +9,7 @@
 #include "msharedmem.h"
 #include "named_claim.h"
 #include "object_look.h"
+#include "object_names.h"
 #include "programs_fixture.h"
 
 namespace {
@@ -19,7 +20,7 @@ using testing::HasSubstr;
 using testing::Not;
 using namespace std::chrono_literals;
 
-constexpr const char* kCamerasEvent = "DorVenCameraPlugin_tesk_asks_finished";
+const std::string kCamerasEvent = image_road::finishedOf(image_road::kCameraAsks);
 constexpr const char* kBoth =
     "dorven-host: another host has the camera open, or an ask-snap has its link: end that one first";
 constexpr const char* kFaultLog = R"({"schema":"dorven-fault-log/1","event":"run","seed":5})"
@@ -99,8 +100,8 @@ TEST_F(SecondHostTest, GrabWorksAtOnceAfterTheFirstHostWasKilled) {
     void* memory = nullptr;
     while (!memory || MMemLineFifo_IsReaderAttached(memory) == 0) {
         std::this_thread::sleep_for(1ms);
-        if (!memory && platform_lookAtObject("DorVenImages", 0).kind == ObjectSight::Kind::memory)
-            memory = MSharedMem_Link("DorVenImages");
+        if (!memory && platform_lookAtObject(image_road::kImagesMemory, 0).kind == ObjectSight::Kind::memory)
+            memory = MSharedMem_Link(image_road::kImagesMemory);
     }
     first.kill();
     EXPECT_NE(MMemLineFifo_IsReaderAttached(memory), 0);

@@ -15,6 +15,7 @@
 #include "image_ring.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "temporary_folder.h"
 
 extern char** environ;
@@ -37,7 +38,7 @@ protected:
 TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
     simulator::ImageRing ring(100, 4);
     ASSERT_EQ(ring.open(), simulator::ImageRing::OpenResult::opened);
-    void* const memory = MSharedMem_Link("DorVenImages");
+    void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     const std::string output = _folder.path("out.txt");
     const std::string people = _folder.path("err.txt");
     std::vector<std::string> arguments{test::programFolder() + "dorven-host", "grab", "--json"};
@@ -61,7 +62,7 @@ TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_EQ(MMemLineFifo_IsReaderAttached(memory), 0) << "the camera let go of the ring";
-    EXPECT_THAT(text(output), HasSubstr("{\"schema\":2,\"images\":0,"));
+    EXPECT_THAT(text(output), HasSubstr("{\"schema\":\"dorven-grab/2\",\"images\":0,"));
     EXPECT_THAT(text(people), HasSubstr("images                  0\n"));
     MSharedMem_Unlink(memory);
 }
@@ -100,7 +101,7 @@ TEST(BrokenPipeTest, GrabWhoseReaderIsGoneEndsAndLetsGoOfTheRing) {
     const test::TemporaryFolder folder;
     simulator::ImageRing ring(100, 4);
     ASSERT_EQ(ring.open(), simulator::ImageRing::OpenResult::opened);
-    void* const memory = MSharedMem_Link("DorVenImages");
+    void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     EXPECT_EQ(runInShell(folder,
                          "{ \"$bin\"/dorven-host grab --json-lines --timeout 60 2>err.txt; echo $? >code.txt; } "
                          "| head -n 1 >out.txt"),

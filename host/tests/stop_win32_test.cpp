@@ -11,6 +11,7 @@
 #include "image_ring.h"
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "platform.h"
 #include "programs_fixture.h"
 
@@ -33,7 +34,7 @@ DWORD WINAPI closeConsole(void*) {
 }
 
 void tellOfAClosedConsole(simulator::ImageRing& ring) {
-    void* const memory = MSharedMem_Link("DorVenImages");
+    void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     while (MMemLineFifo_IsReaderAttached(memory) == 0) {
         ring.wakeReader();
         std::this_thread::sleep_for(10ms);

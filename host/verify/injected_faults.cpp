@@ -7,12 +7,16 @@
 
 #include <nlohmann/json.hpp>
 
+#include "fault_log_words.h"
+
 namespace host {
+
+namespace words = frames::fault_log;
+
 namespace {
 
 using Json = nlohmann::json;
 
-constexpr const char* kSchema = "dorven-fault-log/1";
 constexpr std::size_t kMaxName = 64;
 
 // What is wrong with a line; caught where its number is known.
@@ -83,14 +87,14 @@ public:
         const std::string event = name(object, "event");
         if (lineNumber == 1) return begin(object, event);
         if (log.nextFrame) throw LineError("stands behind the end of the run");
-        if (event == "fault") {
+        if (event == words::kFault) {
             log.faults.push_back(faultOf(object));
             log.faults.back().line = lineNumber;
-        } else if (event == "note") {
+        } else if (event == words::kNote) {
             log.notes.push_back({name(object, "note"), range(object)});
-        } else if (event == "end") {
+        } else if (event == words::kEnd) {
             log.nextFrame = number(object, "next_frame");
-        } else if (event == "run") {
+        } else if (event == words::kRun) {
             throw LineError("a second run begins; give each run a log of its own");
         } else {
             throw LineError("there is no event \"" + event + "\"");
@@ -101,9 +105,9 @@ public:
 
 private:
     void begin(const Json& object, const std::string& event) {
-        if (event != "run") throw LineError("is not the beginning of a fault log");
-        if (const std::string schema = name(object, "schema"); schema != kSchema)
-            throw LineError("has the schema \"" + schema + "\"; known is \"" + kSchema + "\"");
+        if (event != words::kRun) throw LineError("is not the beginning of a fault log");
+        if (const std::string schema = name(object, "schema"); schema != words::kSchema)
+            throw LineError("has the schema \"" + schema + "\"; known is \"" + words::kSchema + "\"");
         log.seed = number(object, "seed");
     }
 };

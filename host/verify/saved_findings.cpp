@@ -59,11 +59,17 @@ Finding findingOf(const Json& object) {
     return finding;
 }
 
+// Findings mean the same in all of them. Earlier builds wrote the number alone.
+bool isKnown(const Json& schema) { return schema == kGrabSchema || schema == 1 || schema == 2; }
+
+std::string shown(const Json& value) {
+    if (!value.is_string() && !value.is_number()) return "no name";
+    return value.dump(-1, ' ', true, Json::error_handler_t::replace).substr(0, 60);
+}
+
 GrabEvidence evidenceOf(const Json& object) {
-    // Findings mean the same in both.
-    if (const std::uint64_t schema = number(object, "schema"); schema < 1 || schema > kGrabSchema)
-        throw ResultError("\"schema\" is " + std::to_string(schema) + "; known are 1 to " +
-                          std::to_string(kGrabSchema));
+    if (const Json& schema = member(object, "schema"); !isKnown(schema))
+        throw ResultError("\"schema\" is " + shown(schema) + "; known are \"" + kGrabSchema + "\", 1 and 2");
     if (const std::string problem = problemOfEvidence(number(object, "findings_omitted"), number(object, "restarts"));
         !problem.empty())
         throw ResultError(problem);

@@ -2,10 +2,15 @@
 
 #include <algorithm>
 
+#include "fault_log_words.h"
 #include "grab_json.h"
 
 namespace host {
 namespace {
+
+namespace words = frames::fault_log;
+
+constexpr const char* kSchema = "dorven-verify/2";
 
 using Json = nlohmann::ordered_json;
 
@@ -33,10 +38,11 @@ struct NoteRow {
 };
 // clang-format off
 constexpr NoteRow kNotes[] = {
-    {"refused",      "the ring was full, the host was too slow"                                                     },
-    {"skipped",      "the simulator was too late"                                                                   },
-    {"ring-laid",    "they waited unread when the ring was laid anew"                                               },
-    {"ring-damaged", "they waited unread when the ring was recreated, as another process had overwritten its header"},
+    {words::kRefused,     "the ring was full, the host was too slow"                     },
+    {words::kSkipped,     "the simulator was too late"                                   },
+    {words::kRingLaid,    "they waited unread when the ring was laid anew"               },
+    {words::kRingDamaged, "they waited unread when the ring was recreated, as another "
+                          "process had overwritten its header"                           },
 };
 // clang-format on
 
@@ -111,7 +117,7 @@ void tellVerify(const VerifyReport& report, std::ostream& people) {
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data) {
     const auto orNull = [&report](auto value) { return report.problem.empty() ? Json(value) : Json(nullptr); };
     Json object;
-    object["schema"] = kGrabSchema;
+    object["schema"] = kSchema;
     if (asEvent) object["event"] = "verify";
     object["fault_log"] = report.logPath;
     object["seed"] = orNull(report.log.seed);

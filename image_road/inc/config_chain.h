@@ -16,6 +16,10 @@
 
 namespace image_road {
 
+/// Where a file names the next one.
+inline constexpr char kRedirectSection[] = "Dorven";
+inline constexpr char kRedirectKey[] = "camera_config";
+
 /// What a file of the chain is. The chain ends with the first one that does not lead on.
 enum class ConfigFile {
     leadsOn,     // it names another one

@@ -29,7 +29,7 @@ ConfigFile ConfigChain::read() {
     if (!_ini->IsOpen()) return _file = ConfigFile::unreadable;
     if (_ini->FileAbsent()) return _file = ConfigFile::absent;
     if (!isNew()) return _file = ConfigFile::circle;
-    if (!_ini->GetStringEntry("Dorven", "camera_config", _target)) return _file = ConfigFile::camera;
+    if (!_ini->GetStringEntry(kRedirectSection, kRedirectKey, _target)) return _file = ConfigFile::camera;
     _target.resize(_target.find('\0') == std::string::npos ? _target.size() : _target.find('\0'));  // no name has more
     return _file = ConfigFile::leadsOn;
 }
@@ -59,8 +59,9 @@ std::string ConfigChain::reason() const {
     }
     if (!_ini->GetLastErrorText().empty()) return _ini->GetLastErrorText();
     if (!isFolder(_path)) return "it cannot be opened";
-    return _target.empty() && !_namedBy.empty() ? "it is a folder, since camera_config in " + _namedBy + " is empty"
-                                                : "it is a folder";
+    return _target.empty() && !_namedBy.empty()
+               ? "it is a folder, since " + (kRedirectKey + (" in " + _namedBy)) + " is empty"
+               : "it is a folder";
 }
 
 }  // namespace image_road

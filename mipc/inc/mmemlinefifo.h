@@ -22,13 +22,30 @@ static_assert(offsetof(LineFifoHeader, writerMark) == 0 && offsetof(LineFifoHead
 static_assert(offsetof(LineFifoHeader, readerMark) == 16 && offsetof(LineFifoHeader, readIndex) == 24);
 static_assert(offsetof(LineFifoHeader, lineLength) == 32 && offsetof(LineFifoHeader, slotCount) == 40);
 
+/// Bytes of memory that a fifo for lineCount lines needs.
+constexpr std::size_t MMemLineFifo_MemoryBytes(std::size_t lineCount, std::size_t lineLength) {
+    return sizeof(LineFifoHeader) + (lineCount + 1) * lineLength;
+}
+
+/// Whether the slots of a header, copied out at one moment, lie in memorySize bytes.
+constexpr bool MMemLineFifo_Fits(const LineFifoHeader& header, std::size_t memorySize) {
+    if (memorySize < sizeof header) return false;
+    // Divided, not multiplied: the product of two foreign numbers may wrap.
+    return header.slotCount == 0 || header.lineLength <= (memorySize - sizeof header) / header.slotCount;
+}
+
+/// Whether both indices are possible in its slots.
+constexpr bool MMemLineFifo_HasPossibleIndices(const LineFifoHeader& header) {
+    return header.readIndex < header.slotCount && header.writeIndex < header.slotCount;
+}
+
 // Every call takes the header's address in the caller's mapping. Null is answered with 0 or null, silently.
 // Failures that leave an entry in the error trace say so; nothing is thrown.
 
 // ---- writing side
 
 /// Lays an empty fifo for lineCount lines of lineLength bytes. Whoever read from it before is detached.
-/// @param memory  At least 64 + (lineCount + 1) * lineLength bytes; the size is not checked here.
+/// @param memory  At least MMemLineFifo_MemoryBytes; the size is not checked here.
 /// @return        1; 0, with an entry, when memory is not 8-byte aligned: there is then no writer and no reader.
 int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLength);
 
@@ -58,8 +75,16 @@ void MMemLineFifo_Unlink(void* memory);
 /// @return  lineLength bytes, valid until MMemLineFifo_ReleaseLine; null while no reader is linked or no line waits.
 void* MMemLineFifo_GetReadLine(void* memory);
 
+/// A slot of which a reader knows that GetReadLine gave its line, and the slot count that it has checked.
+struct LineFifoSlot {
+    std::uint64_t index;
+    std::uint64_t slotCount;
+};
+
 /// Gives the oldest line's slot back to the writer; nothing on an empty fifo.
-void MMemLineFifo_ReleaseLine(void* memory);
+/// @param taken  For a reader beside whom others store (MMemLineReader): this slot is given back, and only while the fifo
+///               still stands at it; the header's own slot count is not looked at. Null: the header is trusted.
+void MMemLineFifo_ReleaseLine(void* memory, const LineFifoSlot* taken = nullptr);
 
 // ---- either side
 

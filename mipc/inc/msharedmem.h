@@ -14,8 +14,9 @@
 void* MSharedMem_Create(const char* name, std::size_t size);
 
 /// Links the memory of that name if it is at least that large, else makes it.
-/// @return  Its address; null on failure, also when the existing memory is too small.
-void* MSharedMem_LinkOrCreate(const char* name, std::size_t size);
+/// @param refusal  Receives the system's error when it refuses the memory; else untouched. Null: nobody asks.
+/// @return         Its address; null on failure, also when the existing memory is too small.
+void* MSharedMem_LinkOrCreate(const char* name, std::size_t size, DWORD* refusal = nullptr);
 
 /// Links existing memory. @return Its address; null when there is none.
 void* MSharedMem_Link(const char* name);
@@ -28,6 +29,9 @@ int MSharedMem_Destroy(void* memory);
 
 /// The name under which a view is registered, valid while it is linked; null for any other address.
 const char* MSharedMem_GetName(const void* memory);
+
+/// Bytes of the memory that others hold under a name, whole pages; 0 when there is none. Leaves no entry and no link.
+std::size_t MSharedMem_GetExistingSize(const char* name);
 
 /// Usable bytes: what was asked for at Create and LinkOrCreate, whole pages after Link. (size_t)-1 for an address that
 /// is not a linked view's.

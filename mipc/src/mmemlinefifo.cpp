@@ -17,10 +17,24 @@ constexpr std::size_t kReadIndex = offsetof(LineFifoHeader, readIndex);
 constexpr std::size_t kLineLength = offsetof(LineFifoHeader, lineLength);
 constexpr std::size_t kSlotCount = offsetof(LineFifoHeader, slotCount);
 
-// From the caller's own address, never from a mark: each process maps the fifo elsewhere.
+// From the caller's own address, never from a mark: each process maps the fifo elsewhere. By numbers: what others have
+// stored may lead anywhere, and it is the caller who looks whether it does.
 void* slotAt(void* memory, std::uint64_t index) {
-    return static_cast<unsigned char*>(memory) + sizeof(LineFifoHeader) +
-           index * load(memory, kLineLength, std::memory_order_relaxed);
+    return reinterpret_cast<void*>(
+        static_cast<std::uintptr_t>(dataAreaOf(memory) + index * load(memory, kLineLength, std::memory_order_relaxed)));
+}
+
+// Moves the read index on where others may store it, too: from the slot that was taken alone. The step is one in the
+// ring that the line came from.
+void releaseTaken(void* memory, std::uint64_t taken, std::uint64_t next) {
+    std::atomic_ref<std::uint64_t> readIndex = fieldAt(memory, kReadIndex);
+    std::uint64_t expected = taken;
+    if (!readIndex.compare_exchange_strong(expected, next)) return;
+    // A ring that was laid anew stands at slot 0. If ours was that one, the step may have been one in the new ring, which
+    // would then seem to be full of old lines: it is taken back where the mark tells so.
+    if (taken != 0 || MMemLineFifo_IsReaderAttached(memory)) return;
+    expected = next;
+    readIndex.compare_exchange_strong(expected, 0);
 }
 
 }  // namespace
@@ -122,12 +136,14 @@ void* MMemLineFifo_GetReadLine(void* memory) {
     return slotAt(memory, read);
 }
 
-void MMemLineFifo_ReleaseLine(void* memory) {
+void MMemLineFifo_ReleaseLine(void* memory, const LineFifoSlot* taken) {
     if (!memory) return;
-    const auto read = load(memory, kReadIndex, std::memory_order_relaxed);
+    const auto read = taken ? taken->index : load(memory, kReadIndex, std::memory_order_relaxed);
     if (load(memory, kWriteIndex, std::memory_order_acquire) == read) return;
-    const std::uint64_t next = read + 1 >= load(memory, kSlotCount, std::memory_order_relaxed) ? 0 : read + 1;
+    const auto slotCount = taken ? taken->slotCount : load(memory, kSlotCount, std::memory_order_relaxed);
+    const std::uint64_t next = read + 1 >= slotCount ? 0 : read + 1;
     fullBarrier();
+    if (taken) return releaseTaken(memory, read, next);
     store(memory, kReadIndex, next, std::memory_order_release);
 }
 

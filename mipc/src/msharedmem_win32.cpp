@@ -102,7 +102,7 @@ void* createMemory(const char* name, std::size_t size) {
     return linkView(name, mapping, false, size);
 }
 
-void* linkOrCreateMemory(const char* name, std::size_t size) {
+void* linkOrCreateMemory(const char* name, std::size_t size, DWORD* refusal) {
     if (isEmpty(name)) {
         M_ERRTRACE("MSharedMem_LinkOrCreate(): name == \"\"");
         return nullptr;
@@ -123,6 +123,7 @@ void* linkOrCreateMemory(const char* name, std::size_t size) {
     const HANDLE mapping = createMapping(name, size);
     const DWORD createError = GetLastError();
     if (!mapping) {
+        if (refusal) *refusal = createError;
         // kept on purpose: docs/oddities.md, shared-memory-callers
         M_ERRTRACE("MSharedMem_Create(): CreateFileMapping() failed (%d)", static_cast<int>(createError));
         return nullptr;
@@ -259,9 +260,9 @@ void* MSharedMem_Create(const char* name, std::size_t size) {
     return withMemory("MSharedMem_Create", static_cast<void*>(nullptr), [=] { return createMemory(name, size); });
 }
 
-void* MSharedMem_LinkOrCreate(const char* name, std::size_t size) {
+void* MSharedMem_LinkOrCreate(const char* name, std::size_t size, DWORD* refusal) {
     return withMemory("MSharedMem_LinkOrCreate", static_cast<void*>(nullptr),
-                      [=] { return linkOrCreateMemory(name, size); });
+                      [=] { return linkOrCreateMemory(name, size, refusal); });
 }
 
 void* MSharedMem_Link(const char* name) {
@@ -278,6 +279,19 @@ int MSharedMem_Destroy(void* memory) {
 
 const char* MSharedMem_GetName(const void* memory) {
     return withMemory("MSharedMem_GetName", static_cast<const char*>(nullptr), [=] { return nameOf(memory); });
+}
+
+std::size_t MSharedMem_GetExistingSize(const char* name) {
+    const HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, name);
+    if (!mapping) return 0;
+    std::size_t bytes = 0;
+    if (void* const view = mapWhole(mapping)) {
+        MEMORY_BASIC_INFORMATION information{};
+        if (VirtualQuery(view, &information, sizeof information) != 0) bytes = information.RegionSize;
+        UnmapViewOfFile(view);
+    }
+    CloseHandle(mapping);
+    return bytes;
 }
 
 std::size_t MSharedMem_GetSize(const void* memory) {

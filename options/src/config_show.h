@@ -11,7 +11,7 @@
 namespace options {
 
 /// Version of the JSON object.
-constexpr int kConfigSchema = 1;
+constexpr const char* kConfigSchema = "dorven-config/1";
 
 /// For each option of each command the value that counts, and its source: "command line", "environment", "file" or
 /// "default". A default that is worked out elsewhere, such as by asking the camera, has no value here.

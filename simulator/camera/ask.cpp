@@ -23,7 +23,7 @@ using kest::dorven::ImagesMessage;
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kNoAnswer = 3;
-constexpr int kJsonSchema = 1;
+constexpr const char* kSchema = "dorven-ask/1";
 constexpr std::int64_t kSecondNs = 1'000'000'000;
 constexpr std::int64_t kRetryNs = 50'000'000;
 constexpr std::size_t kRememberedTrips = 10'000;
@@ -102,7 +102,7 @@ private:
 
 void printJson(const Answers& answers, const RoundTrips& trips, std::ostream& stream) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["width"] = answers.size.first;
     object["height"] = answers.size.second;
     object["pixel_width_um"] = std::bit_cast<double>(answers.pixel.first);  // null when it is no number

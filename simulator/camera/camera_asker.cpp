@@ -10,6 +10,7 @@
 #include "camera_config.h"
 #include "image_size.h"
 #include "mevent.h"
+#include "object_names.h"
 #include "object_refusal.h"
 
 namespace simulator {
@@ -20,12 +21,6 @@ using kest::dorven::IPMessenger;
 
 namespace {
 
-// The event on which a messenger's own threads meet is there exactly as long as the messenger, however its process
-// ends.
-std::string ownEvent() { return DorVenImagesComm().requestId() + "_finished"; }
-
-std::string camerasEvent() { return DorVenImagesComm().responseId() + "_finished"; }
-
 std::string refusalText(const std::string& name, DWORD error) {
     return "no link to the camera: " + platform_explainRefusal(name.c_str(), error, 0).text();
 }
@@ -35,8 +30,7 @@ std::string refusalText(const std::string& name, DWORD error) {
 class LinkEvents {
 public:
     LinkEvents() {
-        for (const std::string& id : {DorVenImagesComm().requestId(), DorVenImagesComm().responseId()})
-            make(id + "_event");
+        for (const char* id : {image_road::kSimulatorAsks, image_road::kCameraAsks}) make(image_road::eventOf(id));
     }
     ~LinkEvents() {
         for (const HANDLE event : _events) MEvent_Delete(event);
@@ -78,7 +72,7 @@ private:
 }  // namespace
 
 CameraAsker::CameraAsker(const std::shared_ptr<AnswerFaults>& faults)
-    : _claim(ownEvent()),
+    : _claim(image_road::finishedOf(image_road::kSimulatorAsks)),
       _channel(faults ? std::make_shared<FaultyImagesComm>(faults) : std::make_shared<DorVenImagesComm>()) {}
 
 CameraAsker::~CameraAsker() = default;
@@ -95,7 +89,7 @@ std::unique_ptr<CameraAsker> CameraAsker::open(const std::shared_ptr<AnswerFault
     return asker;
 }
 
-bool CameraAsker::cameraIsThere() { return NamedClaim::isTaken(camerasEvent()); }
+bool CameraAsker::cameraIsThere() { return NamedClaim::isTaken(image_road::finishedOf(image_road::kCameraAsks)); }
 
 bool CameraAsker::standOnLink() {
     _problem.clear();

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "fault_log_words.h"
 #include "platform.h"
 #include "strip.h"
 
@@ -21,7 +22,9 @@ const Strike* find(const std::vector<Strike>& faults, FaultKind kind) {
     return found == faults.end() ? nullptr : &*found;
 }
 
-Expectation lateBy(std::uint64_t frame, std::int64_t timeNs) { return {"late", frame, frame, timeNs / 1000}; }
+Expectation lateBy(std::uint64_t frame, std::int64_t timeNs) {
+    return {frames::finding::kLate, frame, frame, timeNs / 1000};
+}
 
 // First byte of the half that a torn image has of another one.
 std::size_t lowerHalf(const frames::ImageFormat& format) {
@@ -48,7 +51,7 @@ bool FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Stri
     _verifiable = _options.strip && stripLines(source.format()) > 0;
     _stampNs = completeNs;
     if (find(faults, FaultKind::drop)) {
-        tellFault(FaultKind::drop, frame, {{"lost", frame, frame, {}}});
+        tellFault(FaultKind::drop, frame, {{frames::finding::kLost, frame, frame, {}}});
     } else if (find(faults, FaultKind::reorder) && !_held) {
         hold(source, frame, faults);
     } else if (_ring.slotPixels()) {
@@ -72,11 +75,12 @@ bool FrameDelivery::deliverNow(ImageSource& source, std::uint64_t frame, const S
     }
     ++_totals.written;
     if (twice && publishCopy(copy, made))
-        made.findings.push_back({FaultKind::repeat, {{"repeated", frame, frame, {}}}});
+        made.findings.push_back({FaultKind::repeat, {{frames::finding::kRepeated, frame, frame, {}}}});
     tellFindings(made);
     if (!_held) return true;
     Held held = *std::exchange(_held, std::nullopt);
-    held.made.findings.push_back({FaultKind::reorder, {{"reordered", held.made.frame, held.made.frame, {}}}});
+    held.made.findings.push_back(
+        {FaultKind::reorder, {{frames::finding::kReordered, held.made.frame, held.made.frame, {}}}});
     deliverCopy(held);
     return true;
 }
@@ -139,8 +143,8 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     const std::uint32_t crc = draw(source, pixels, drawn, frame);
     if (find(faults, FaultKind::torn)) {
         const bool visible = tear(image, crc);
-        made.findings.push_back(
-            {FaultKind::torn, visible ? ifVerifiable({"torn", frame, frame, {}}) : std::vector<Expectation>()});
+        made.findings.push_back({FaultKind::torn, visible ? ifVerifiable({frames::finding::kTorn, frame, frame, {}})
+                                                          : std::vector<Expectation>()});
         drawn.reset();
         _ahead.reset();
     } else if (_tearing) {
@@ -177,16 +181,18 @@ void FrameDelivery::keepForTearing(const frames::ImageView& image) {
 void FrameDelivery::shiftCounter(Made& made) const {
     made.counterShift = (((made.frame >> 32) + 1) << 32) - made.frame;
     const bool visible = _lastStampNs && static_cast<std::uint32_t>(made.counterShift - _counterShift) != 0;
-    made.findings.push_back({FaultKind::counterWrap, visible ? ifVerifiable({"counter", made.frame, made.frame, {}})
-                                                             : std::vector<Expectation>()});
+    made.findings.push_back(
+        {FaultKind::counterWrap,
+         visible ? ifVerifiable({frames::finding::kCounter, made.frame, made.frame, {}}) : std::vector<Expectation>()});
 }
 
 void FrameDelivery::setTimeBack(Made& made, std::int64_t timeNs) const {
     const std::int64_t before = _lastStampNs.value_or(made.stampNs);
     made.stampNs = std::max<std::int64_t>(before - (timeNs != 0 ? timeNs : kDefaultTimeBackNs), 0);
     const bool visible = _lastStampNs && made.stampNs < before;
-    made.findings.push_back({FaultKind::timeBack, visible ? ifVerifiable({"time_back", made.frame, made.frame, {}})
-                                                          : std::vector<Expectation>()});
+    made.findings.push_back(
+        {FaultKind::timeBack, visible ? ifVerifiable({frames::finding::kTimeBack, made.frame, made.frame, {}})
+                                      : std::vector<Expectation>()});
 }
 
 /// @return False when a stop was requested meanwhile.
@@ -240,7 +246,7 @@ bool FrameDelivery::publishCopy(const std::vector<std::uint8_t>& pixels, const M
 
 void FrameDelivery::refuse(std::uint64_t frame) {
     ++_totals.refused;
-    tellNote("refused", {frame, frame});
+    tellNote(frames::fault_log::kRefused, {frame, frame});
     _ring.wakeReader();
 }
 

@@ -1,5 +1,5 @@
-// The simulator's end of the image connection: shared memory "DorVenImages" with a line fifo of whole images, and the
-// event "DorVenImagesEvent" that tells readers of new ones. docs/wire-format.md draws what is shared.
+// The simulator's end of the image connection: shared memory with a line fifo of whole images, and the event that tells
+// readers of new ones (object_names.h). docs/wire-format.md draws what is shared.
 #pragma once
 
 #include <cstddef>
@@ -7,19 +7,13 @@
 #include <optional>
 #include <string>
 
+#include "image_line.h"
+#include "mmemlinewriter.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "platform.h"
-#include "ring_writer.h"
 
 namespace simulator {
-
-/// What stands at the beginning of each line, in front of the pixels.
-struct LineHeader {
-    std::uint64_t imageCounter;  //  0  number of the image; the camera takes its low 32 bits
-    double timeStamp;            //  8  seconds of the machine's monotonic clock when the image was complete
-    double frameTime;            // 16  seconds from one image to the next
-};                               // 24  pixels begin here
-static_assert(sizeof(LineHeader) == 24);
 
 /// The writing side. One thread.
 class ImageRing {
@@ -56,7 +50,7 @@ public:
 
     /// What another process has stored into the ring's header where only this one stores, or where nothing like it can
     /// stand; none: nothing. Nothing of it is ever used, but readers may have met it: then recreate.
-    std::optional<RingDamage> damage() const { return _writer.damage(); }
+    std::optional<LineFifoDamage> damage() const { return _writer.damage(); }
 
     /// Recreates the open ring, empty, in the same memory. A reader that was attached is detached; the image that it
     /// may be looking at stays whole until it is back.
@@ -84,7 +78,7 @@ public:
     std::optional<std::uint64_t> readerIndex() const;
 
     /// Publishes the slot and wakes the reader. False when the ring is full or not open.
-    bool publish(const LineHeader& header);
+    bool publish(const image_road::ImageLineHeader& header);
 
     /// Wakes the reader without a new image, so that one which came while the ring was full finds it. Nothing before
     /// the first open that succeeded.
@@ -104,8 +98,8 @@ private:
     std::size_t _lineCount;
     std::size_t _roomBytes;  // that the memory takes at least
     void* _memory = nullptr;
-    RingWriter _writer;                             // in that memory
-    NamedClaim _writerClaim{"DorVenImagesWriter"};  // while a simulator runs
+    MMemLineWriter _writer;                              // in that memory
+    NamedClaim _writerClaim{image_road::kImagesWriter};  // while a simulator runs
     HANDLE _event = nullptr;
     std::string _problem;
 };

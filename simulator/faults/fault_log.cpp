@@ -6,10 +6,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include "fault_log_words.h"
 #include "platform.h"
 #include "utf8_path.h"
 
 namespace simulator {
+
+namespace words = frames::fault_log;
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -48,8 +52,8 @@ std::unique_ptr<FaultLog> FaultLog::open(const std::string& path, std::ostream& 
 }
 
 void FaultLog::run(std::uint64_t seed, std::int64_t periodNs, const frames::ImageFormat& format) {
-    const Json line{{"schema", "dorven-fault-log/1"},
-                    {"event", "run"},
+    const Json line{{"schema", words::kSchema},
+                    {"event", words::kRun},
                     {"seed", seed},
                     {"period_ns", periodNs},
                     {"width", format.width},
@@ -62,7 +66,7 @@ void FaultLog::fault(const char* name, std::uint64_t frame, const std::vector<Ex
     writeHeldNote();
     Json expect = Json::array();
     for (const Expectation& expectation : expectations) expect.push_back(jsonOf(expectation));
-    const Json line{{"event", "fault"},
+    const Json line{{"event", words::kFault},
                     {"fault", name},
                     {"frame", frame},
                     {"time_ns", platform_monotonicNanoseconds()},
@@ -83,7 +87,7 @@ void FaultLog::note(const char* note, const FrameRange& frames) {
 
 void FaultLog::end(std::uint64_t nextFrame, std::uint64_t ringDamaged) {
     writeHeldNote();
-    Json line{{"event", "end"}, {"next_frame", nextFrame}};
+    Json line{{"event", words::kEnd}, {"next_frame", nextFrame}};
     if (ringDamaged != 0) line["ring_damaged"] = ringDamaged;
     writeLine(line.dump());
 }
@@ -91,7 +95,7 @@ void FaultLog::end(std::uint64_t nextFrame, std::uint64_t ringDamaged) {
 void FaultLog::writeHeldNote() {
     const auto held = std::exchange(_held, std::nullopt);
     if (!held) return;
-    const Json line{{"event", "note"},
+    const Json line{{"event", words::kNote},
                     {"note", held->name},
                     {"first", held->frames.first},
                     {"last", held->frames.last},

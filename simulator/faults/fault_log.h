@@ -10,24 +10,19 @@
 #include <string>
 #include <vector>
 
+#include "frame_range.h"
 #include "image_view.h"
 
 namespace simulator {
 
-/// Frames first to last, both included.
-struct FrameRange {
-    std::uint64_t first = 0;
-    std::uint64_t last = 0;
-
-    bool operator==(const FrameRange&) const = default;
-};
+using frames::FrameRange;
 
 /// Frame numbers, in the order in which they come, as ranges of neighbours; the same number twice in a row counts once.
 std::vector<FrameRange> rangesOf(const std::vector<std::uint64_t>& frames);
 
 /// What a host must find because of a fault.
 struct Expectation {
-    const char* finding = "";           // "lost", "repeated", …
+    const char* finding = "";           // frames::finding
     std::uint64_t first = 0;            // frames
     std::optional<std::uint64_t> last;  // none: all that follow
     std::optional<std::int64_t> minUs;  // least latency that they show
@@ -50,7 +45,7 @@ public:
 
     /// Frames that did not arrive for another reason. Those of one kind that follow each other closely may share a
     /// line, which then comes with the next one.
-    /// @param note  "refused", "skipped", "ring-laid" or "ring-damaged".
+    /// @param note  A note of fault_log_words.h.
     void note(const char* note, const FrameRange& frames);
 
     /// Writes the note that waited for others to share its line.

@@ -9,7 +9,7 @@
 namespace simulator {
 namespace {
 
-constexpr int kJsonSchema = 1;
+constexpr const char* kSchema = "dorven-patterns/1";
 constexpr int kNameWidth = 15;
 constexpr int kStandardNameWidth = 26;
 constexpr int kKindWidth = 11;
@@ -27,7 +27,7 @@ void listAsJson(std::ostream& data) {
         list.push_back(std::move(pattern));
     }
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["patterns"] = std::move(list);
     data << object.dump() << std::endl;
 }

@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kJsonSchema = 1;
+constexpr const char* kSchema = "dorven-truth/1";
 const char kConvention[] =
     "x to the right, y down; whole numbers are the centres of pixels, (0, 0) that of the upper left one";
 
@@ -50,7 +50,7 @@ void TruthLog::begin(const frames::PatternRow& pattern, const frames::ImageForma
     const frames::PixelWriter writer(format.bytesPerPixel, how.bits);
     const frames::TargetGreys greys = targetGreys(writer);
     Json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSchema;
     object["pattern"] = pattern.name;
     object["width_px"] = format.width;
     object["height_px"] = format.height;

@@ -1,6 +1,6 @@
 // Where the measuring target stood in each frame, written as JSON lines for whoever checks a measurement:
 //
-//   {"schema":1,"pattern":"circle","width_px":1280,…}   what was drawn; again when the format changes
+//   {"schema":"dorven-truth/1","pattern":"circle","width_px":1280,…}   what was drawn; again when the format changes
 //   {"frame":0,"x_px":639.5,"y_px":519.0,…}              one line per frame that was made, in whole and at once
 //
 // A frame that the full ring refused was not made and has no line. Its number joins a line with the frame's strip,

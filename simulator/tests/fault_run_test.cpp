@@ -66,7 +66,7 @@ Findings findingsIn(const std::vector<Arrival>& arrivals) {
             return static_cast<std::uint32_t>(of.image.header.imageCounter) - static_cast<std::uint32_t>(of.number());
         };
         if (before && shift(*before) != shift(arrival)) findings.insert(findingText("counter", number));
-        const bool back = before && arrival.image.header.timeStamp < before->image.header.timeStamp;
+        const bool back = before && arrival.image.header.timeStampS < before->image.header.timeStampS;
         if (back && !behind) findings.insert(findingText("time_back", number));
         before = &arrival;
     }

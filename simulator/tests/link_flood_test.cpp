@@ -14,6 +14,7 @@
 #include "log_recorder.h"
 #include "mmemfifo.h"
 #include "msharedmem.h"
+#include "object_names.h"
 
 namespace {
 
@@ -21,7 +22,8 @@ using simulator::CameraLink;
 using simulator::CameraNews;
 using namespace std::chrono_literals;
 
-constexpr const char* kMemories[] = {"DorVenCameraPlugin_tesk_asks_mem", "DorVenCameraPlugin_dorven_asks_mem"};
+const std::string kMemories[] = {image_road::memoryOf(image_road::kCameraAsks),
+                                 image_road::memoryOf(image_road::kSimulatorAsks)};
 constexpr std::size_t kMessageBytes = 16 + 24;
 constexpr std::size_t kWords = (kMessageBytes + kMMemFifoOverhead) / 8;  // all that lie in the memory as a whole
 
@@ -35,15 +37,15 @@ CHILD_ROLE(answersAndFloods) {
     const auto end = std::chrono::steady_clock::now() + 30s;
     std::array<void*, 2> memories{};
     for (std::size_t index = 0; index < memories.size(); ++index) {
-        while (!(memories[index] = MSharedMem_Link(kMemories[index])) && std::chrono::steady_clock::now() < end)
+        while (!(memories[index] = MSharedMem_Link(kMemories[index].c_str())) && std::chrono::steady_clock::now() < end)
             std::this_thread::sleep_for(1ms);
     }
     if (!memories[0] || !memories[1]) return 1;
     const auto seed = static_cast<unsigned>(std::stoul(arguments.at(2)));
     test::Flood asks(memories[0], kWords * 8, kMessageBytes, kMessageBytes + 1, seed);
     test::Flood answers(memories[1], kWords * 8, kMessageBytes, kMessageBytes + 1, seed + 1);
-    MProcessEvent asked("DorVenCameraPlugin_tesk_asks_event");
-    MProcessEvent answered("DorVenCameraPlugin_dorven_asks_event");
+    MProcessEvent asked(image_road::eventOf(image_road::kCameraAsks).c_str());
+    MProcessEvent answered(image_road::eventOf(image_road::kSimulatorAsks).c_str());
     for (std::uint64_t done = 0; done < test::floodStores(); done += 2) {
         asks.store(kWords);
         answers.store(kWords);

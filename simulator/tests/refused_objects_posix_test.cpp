@@ -15,6 +15,7 @@
 #include "log_recorder.h"
 #include "named_claim.h"
 #include "object_look.h"
+#include "object_names.h"
 #include "simulator.h"
 
 namespace {
@@ -25,7 +26,7 @@ using simulator::Simulator;
 using testing::HasSubstr;
 using testing::Not;
 
-class RefusedObjectsTest : public testing::TestWithParam<const char*> {
+class RefusedObjectsTest : public testing::TestWithParam<std::string> {
 protected:
     RefusedObjectsTest() {
         NamedClaim("first").claim();  // makes the folder
@@ -34,7 +35,7 @@ protected:
     }
     ~RefusedObjectsTest() override { fs::remove(path()); }
     std::string path() const { return platform_lookAtObjectFolder().path + "/" + GetParam(); }
-    static bool isOfTheLink() { return std::string_view(GetParam()).starts_with("DorVenCameraPlugin"); }
+    static bool isOfTheLink() { return !GetParam().starts_with(image_road::kImagesMemory); }
     std::string people() {
         std::optional<simulator::CameraLink> camera;
         if (isOfTheLink()) camera.emplace();
@@ -50,9 +51,10 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Objects, RefusedObjectsTest,
-                         testing::Values("DorVenImagesWriter", "DorVenImagesEvent", "DorVenImages",
-                                         "DorVenCameraPlugin_dorven_asks_finished",
-                                         "DorVenCameraPlugin_dorven_asks_event", "DorVenCameraPlugin_tesk_asks_event"));
+                         testing::Values(image_road::kImagesWriter, image_road::kImagesEvent, image_road::kImagesMemory,
+                                         image_road::finishedOf(image_road::kSimulatorAsks),
+                                         image_road::eventOf(image_road::kSimulatorAsks),
+                                         image_road::eventOf(image_road::kCameraAsks)));
 
 TEST_P(RefusedObjectsTest, LinkInItsPlaceIsToldAndNotFollowed) {
     const std::string target = path() + "-target";

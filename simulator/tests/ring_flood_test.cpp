@@ -13,6 +13,7 @@
 #include "child_process.h"
 #include "flood.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "ring_reader.h"
 #include "simulator.h"
 
@@ -49,7 +50,7 @@ std::size_t countOf(const std::string& text, const std::string& part) {
 /// Memory of the ring's name with as much room behind the ring as in it, which nobody has a reason to touch.
 class RoomyMemory {
 public:
-    RoomyMemory() : _memory(static_cast<std::uint8_t*>(MSharedMem_Create("DorVenImages", 2 * ringBytes()))) {
+    RoomyMemory() : _memory(static_cast<std::uint8_t*>(MSharedMem_Create(image_road::kImagesMemory, 2 * ringBytes()))) {
         std::fill(behind(), end(), kUntouched);
         std::fill(reserved(), _memory + sizeof(LineFifoHeader), kUntouched);
     }

@@ -11,6 +11,7 @@
 #include "camera_config.h"
 #include "fake_camera.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "ring_reader.h"
 #include "simulator.h"
 #include "temporary_folder.h"
@@ -272,7 +273,7 @@ TEST(SimulatorWithoutCameraTest, SaysWhenTheCameraHasLeftAndWhenTheLinkIsTaken) 
     options.frameCount = 100;
     RenderedImages source({900, 20, 1});
     std::ostringstream people;
-    NamedClaim other("DorVenCameraPlugin_dorven_asks_finished");
+    NamedClaim other(image_road::finishedOf(image_road::kSimulatorAsks));
     ASSERT_TRUE(other.claim());
     CameraLink link({20ms, 20ms, 100ms});
     EXPECT_TRUE(link.waitForNews(5s));

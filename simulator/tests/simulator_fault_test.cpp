@@ -11,6 +11,7 @@
 
 #include "fake_camera.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "platform_fault.h"
 #include "ring_reader.h"
 #include "simulator.h"
@@ -32,7 +33,8 @@ using simulator::Simulator;
 using testing::HasSubstr;
 using namespace std::chrono_literals;
 
-constexpr const char* kLinkEvents[] = {"DorVenCameraPlugin_tesk_asks_event", "DorVenCameraPlugin_dorven_asks_event"};
+const std::string kLinkEvents[] = {image_road::eventOf(image_road::kCameraAsks),
+                                   image_road::eventOf(image_road::kSimulatorAsks)};
 
 /// What CreateEventA does while the system refuses one event.
 auto refusing(const std::string& refused) {
@@ -54,7 +56,7 @@ std::optional<CameraNews> newsOf(CameraLink& link) {
 
 TEST(SimulatorFaults, LinkThatCannotBeMadeIsToldAndTriedAgain) {
     const test::LogRecorder log;
-    for (const std::string refused : kLinkEvents) {
+    for (const std::string& refused : kLinkEvents) {
         test::FakeCamera camera({320, 240, 1});
         std::optional<CameraLink> link;
         std::optional<CameraNews> news;
@@ -88,7 +90,7 @@ TEST(SimulatorFaults, LinkThatCannotBeMadeAnyMoreWhenTheCameraComesIsTold) {
 
 TEST(SimulatorFaults, RunThatIsToAskFailsWhenTheLinkCannotBeMade) {
     const test::LogRecorder log;
-    for (const std::string refused : kLinkEvents) {
+    for (const std::string& refused : kLinkEvents) {
         const test::Fault fault(fault_CreateEventA, refusing(refused));
         simulator::SimulatorOptions options;
         options.frameCount = 20;
@@ -155,7 +157,7 @@ TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
     const test::Fault fault(fault_CreateFileMappingA,
                             [](HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protection, DWORD high, DWORD low,
                                LPCSTR name) -> HANDLE {
-                                if (name && name == std::string("DorVenImages")) return nullptr;
+                                if (name && name == std::string(image_road::kImagesMemory)) return nullptr;
                                 return real_CreateFileMappingA(file, attributes, protection, high, low, name);
                             });
     camera.setFormat({640, 480, 1});
@@ -176,7 +178,7 @@ std::string peopleOfARunThatFails() {
 
 TEST(SimulatorFaults, EventsThatTheSystemRefusesAreNoOtherSimulator) {
     const test::LogRecorder log;
-    for (const std::string refused : {"DorVenImagesWriter", "DorVenImagesEvent"}) {
+    for (const std::string refused : {image_road::kImagesWriter, image_road::kImagesEvent}) {
         const test::Fault fault(fault_CreateEventA, refusing(refused));
         const std::string people = peopleOfARunThatFails();
         EXPECT_THAT(people, HasSubstr("dorven-simulator: no event \"" + refused + "\": "));

@@ -22,6 +22,7 @@
 #include "inspection.h"
 #include "log_recorder.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "ring_reader.h"
 #include "simulator.h"
 #include "temporary_folder.h"
@@ -131,7 +132,7 @@ TEST_F(SimulatorLinkTest, WithNoAskTheCameraIsNotAsked) {
 TEST_F(SimulatorLinkTest, AskPrintsTheThreeAnswers) {
     test::FakeCamera camera({320, 240, 2});
     EXPECT_EQ(start({"ask", "--json"}).join(30s), 0) << people();
-    EXPECT_EQ(data()["schema"], 1);
+    EXPECT_EQ(data()["schema"], "dorven-ask/1");
     EXPECT_EQ(data()["width"], 320);
     EXPECT_EQ(data()["height"], 240);
     EXPECT_EQ(data()["bytes_per_pixel"], 2);
@@ -185,7 +186,8 @@ TEST_F(SimulatorLinkTest, AskFailsWhileASimulatorAsksAndDoesNotDisturbIt) {
     test::FakeCamera camera({320, 240, 1});
     auto program = test::ChildProcess::program("dorven-simulator", {"--fps", "50"});
     const auto end = std::chrono::steady_clock::now() + 20s;
-    while (!NamedClaim::isTaken("DorVenCameraPlugin_dorven_asks_finished") && std::chrono::steady_clock::now() < end)
+    while (!NamedClaim::isTaken(image_road::finishedOf(image_road::kSimulatorAsks)) &&
+           std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(1ms);
     EXPECT_EQ(start({"ask"}).join(20s), 1);
     EXPECT_THAT(people(),
@@ -260,7 +262,7 @@ TEST_F(SimulatorLinkTest, ImagesComeBackWhicheverFieldOfTheRingAHostHasOverwritt
     GrabbingCamera camera;
     camera.open(_folder.file("x.ini", "[image]\nimage_size_x=900\nimage_size_y=60\n"));
     ASSERT_TRUE(camera.receives(54000));
-    auto* const header = static_cast<LineFifoHeader*>(MSharedMem_Link("DorVenImages"));
+    auto* const header = static_cast<LineFifoHeader*>(MSharedMem_Link(image_road::kImagesMemory));
     ASSERT_TRUE(header);
     for (const auto field : {&LineFifoHeader::writerMark, &LineFifoHeader::writeIndex, &LineFifoHeader::readerMark,
                              &LineFifoHeader::readIndex, &LineFifoHeader::lineLength, &LineFifoHeader::slotCount}) {

@@ -16,6 +16,7 @@
 #include "log_recorder.h"
 #include "msharedmem.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "platform.h"
 #include "ring_reader.h"
 #include "temporary_folder.h"
@@ -71,13 +72,13 @@ TEST_F(SimulatorTest, DeliversWholeStampedImagesWithTheirNumbers) {
         const auto image = reader.take();
         ASSERT_TRUE(image);
         EXPECT_EQ(image->header.imageCounter, frame);
-        EXPECT_EQ(image->header.frameTime, 0.002);
+        EXPECT_EQ(image->header.frameTimeS, 0.002);
         ASSERT_EQ(image->inspection.kind, frames::ImageKind::simulated);
         EXPECT_EQ(image->inspection.strip->frameNumber, frame);
         const auto stamp = static_cast<std::int64_t>(image->inspection.strip->timeStampNs);
         EXPECT_GE(stamp, before);
         EXPECT_LE(stamp, after);
-        EXPECT_DOUBLE_EQ(image->header.timeStamp, static_cast<double>(stamp) / 1e9);
+        EXPECT_DOUBLE_EQ(image->header.timeStampS, static_cast<double>(stamp) / 1e9);
     }
     EXPECT_EQ(simulator.totals().written, 30u);
 }
@@ -124,10 +125,10 @@ TEST_F(SimulatorTest, ReaderOfARunSeesConsecutiveTimesOnTheGrid) {
     ASSERT_GE(images.size(), 2u);
     for (std::size_t index = 1; index < images.size(); ++index) {
         EXPECT_GT(images[index].header.imageCounter, images[index - 1].header.imageCounter);
-        EXPECT_GT(images[index].header.timeStamp, images[index - 1].header.timeStamp);
+        EXPECT_GT(images[index].header.timeStampS, images[index - 1].header.timeStampS);
         // No image is ahead of its slot: n periods after the first one, which itself may have been late.
         const double slots = static_cast<double>(images[index].header.imageCounter - images[0].header.imageCounter);
-        EXPECT_GT(images[index].header.timeStamp - images[0].header.timeStamp, slots * 0.02 - 0.02);
+        EXPECT_GT(images[index].header.timeStampS - images[0].header.timeStampS, slots * 0.02 - 0.02);
     }
 }
 
@@ -246,7 +247,7 @@ TEST_F(SimulatorTest, SecondSimulatorSaysSoAndFails) {
 constexpr const char* kOtherKind = "is the name of an object of another kind already; end the program that made it\n";
 
 TEST_F(SimulatorTest, NameThatAnObjectOfAnotherKindHasIsNoOtherSimulator) {
-    void* const taken = MSharedMem_Create("DorVenImagesWriter", 100);
+    void* const taken = MSharedMem_Create(image_road::kImagesWriter, 100);
     ASSERT_TRUE(taken);
     EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
     MSharedMem_Destroy(taken);
@@ -257,7 +258,7 @@ TEST_F(SimulatorTest, NameThatAnObjectOfAnotherKindHasIsNoOtherSimulator) {
 }
 
 TEST_F(SimulatorTest, EventThatCannotBeMadeEndsTheSimulatorWithItsReason) {
-    void* const taken = MSharedMem_Create("DorVenImagesEvent", 100);
+    void* const taken = MSharedMem_Create(image_road::kImagesEvent, 100);
     ASSERT_TRUE(taken);
     EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
     MSharedMem_Destroy(taken);
@@ -267,7 +268,7 @@ TEST_F(SimulatorTest, EventThatCannotBeMadeEndsTheSimulatorWithItsReason) {
 }
 
 TEST_F(SimulatorTest, MemoryThatCannotBeMadeEndsTheSimulatorWithItsReason) {
-    NamedClaim taken("DorVenImages");
+    NamedClaim taken(image_road::kImagesMemory);
     ASSERT_TRUE(taken.claim());
     EXPECT_EQ(Simulator(_options, _source, _people).run(), 1);
     EXPECT_THAT(_people.str(), HasSubstr("dorven-simulator: no shared memory of 162280 bytes for the images: "));
@@ -445,7 +446,7 @@ TEST_F(SimulatorTest, ScenarioThatChangesWhileItRunsIsFollowed) {
 }
 
 CHILD_ROLE(holdsSmallMemory) {
-    void* memory = MSharedMem_Create("DorVenImages", 1000);
+    void* memory = MSharedMem_Create(image_road::kImagesMemory, 1000);
     MProcessEvent(arguments.at(0).c_str()).Set();
     const int woken = MProcessEvent(arguments.at(1).c_str()).Wait(60.0);
     MSharedMem_Unlink(memory);

@@ -15,6 +15,7 @@
 
 #include "child_process.h"
 #include "fault_log.h"
+#include "object_names.h"
 #include "platform.h"
 #include "replayed_images.h"
 #include "ring_reader.h"
@@ -81,7 +82,7 @@ TEST_P(StopTest, EndsCleanlyWhileItSleepsLong) {
 }
 
 TEST_P(StopTest, EndsCleanlyWhileItWaitsForSmallerMemoryToGo) {
-    void* const small = MSharedMem_Create("DorVenImages", 100);
+    void* const small = MSharedMem_Create(image_road::kImagesMemory, 100);
     start({"--size", "900x20"});
     while (output().find("smaller") == std::string::npos) usleep(10'000);
     EXPECT_EQ(stopAndJoin(GetParam()), 0);

@@ -7,18 +7,20 @@
 #include <optional>
 #include <thread>
 
+#include "image_line.h"
 #include "image_ring.h"
 #include "inspection.h"
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace test {
 
 class RingReader {
 public:
-    explicit RingReader(const frames::ImageFormat& format) : _format(format), _event("DorVenImagesEvent") {}
+    explicit RingReader(const frames::ImageFormat& format) : _format(format), _event(image_road::kImagesEvent) {}
     ~RingReader() { detach(); }
     RingReader(const RingReader&) = delete;
     RingReader& operator=(const RingReader&) = delete;
@@ -27,7 +29,7 @@ public:
     bool attach() {
         detachMemory();
         if (!memoryExists()) return false;
-        _memory = MSharedMem_Link("DorVenImages");
+        _memory = MSharedMem_Link(image_road::kImagesMemory);
         if (_memory && MMemLineFifo_Link(_memory) != 0) {
             _lineLength = field(&LineFifoHeader::lineLength);
             _slotCount = field(&LineFifoHeader::slotCount);
@@ -59,7 +61,7 @@ public:
 
     /// Header and inspection of the oldest waiting image, which is released; none when there is none.
     struct Image {
-        simulator::LineHeader header;
+        image_road::ImageLineHeader header;
         frames::Inspection inspection;
     };
     std::optional<Image> take() {
@@ -84,7 +86,7 @@ public:
     }
 
     static bool memoryExists() {
-        const HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenImages");
+        const HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::kImagesMemory);
         if (mapping) CloseHandle(mapping);
         return mapping != nullptr;
     }
@@ -101,7 +103,7 @@ private:
         const bool same = field(&LineFifoHeader::lineLength) == _lineLength &&
                           field(&LineFifoHeader::slotCount) == _slotCount && attached();
         if (!same || read == write || read >= _slotCount || write >= _slotCount) return nullptr;
-        if (_lineLength < sizeof(simulator::LineHeader) + _format.bytes()) return nullptr;
+        if (_lineLength < sizeof(image_road::ImageLineHeader) + _format.bytes()) return nullptr;
         if (_slotCount > (MSharedMem_GetSize(_memory) - sizeof(LineFifoHeader)) / _lineLength) return nullptr;
         return static_cast<const std::uint8_t*>(_memory) + sizeof(LineFifoHeader) + read * _lineLength;
     }

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "mprocessevent.h"
+#include "object_names.h"
 
 namespace test {
 
@@ -30,7 +31,7 @@ public:
     }
 
 private:
-    MProcessEvent _event{"DorVenImagesEvent"};
+    MProcessEvent _event{image_road::kImagesEvent};
     std::mutex _mutex;
     std::condition_variable _changed;
     int _silences = 0;

@@ -6,9 +6,11 @@
 #include <stdexcept>
 
 #include "TeskImagesFifo.h"
+#include "image_line.h"
 #include "mmemlinefifo.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 
 namespace test {
 
@@ -16,9 +18,9 @@ class SimulatorRing {
 public:
     /// @param pixelBytes  Bytes of an image.   @param lines  Images that fit.
     SimulatorRing(std::size_t pixelBytes, std::size_t lines, bool attachWriter = true)
-        : _event("DorVenImagesEvent"), _pixelBytes(pixelBytes) {
-        const std::size_t lineBytes = sizeof(kest::dorven::ImageLineHeader) + pixelBytes;
-        _memory = MSharedMem_LinkOrCreate("DorVenImages", sizeof(LineFifoHeader) + (lines + 1) * lineBytes);
+        : _event(image_road::kImagesEvent), _pixelBytes(pixelBytes) {
+        const std::size_t lineBytes = sizeof(image_road::ImageLineHeader) + pixelBytes;
+        _memory = MSharedMem_LinkOrCreate(image_road::kImagesMemory, MMemLineFifo_MemoryBytes(lines, lineBytes));
         if (!_memory) throw std::runtime_error("no memory for the ring");
         if (attachWriter) lay(lines);
     }
@@ -31,13 +33,13 @@ public:
 
     /// Lays the ring, or lays it anew.
     void lay(std::size_t lines) {
-        MMemLineFifo_Create(_memory, lines, sizeof(kest::dorven::ImageLineHeader) + _pixelBytes);
+        MMemLineFifo_Create(_memory, lines, sizeof(image_road::ImageLineHeader) + _pixelBytes);
     }
 
     /// Writes an image whose bytes are all `fill`, without signalling. False when the ring is full.
     bool put(std::uint64_t counter, double timeStampS = 0.0, double frameTimeS = 0.0, unsigned char fill = 1) {
         auto* const line = static_cast<unsigned char*>(MMemLineFifo_GetWriteLine(_memory));
-        const kest::dorven::ImageLineHeader header{counter, timeStampS, frameTimeS};
+        const image_road::ImageLineHeader header{counter, timeStampS, frameTimeS};
         if (!line || MMemLineFifo_GetFree(_memory) == 0) return false;
         std::memcpy(line, &header, sizeof header);
         std::memset(line + sizeof header, fill, _pixelBytes);
@@ -57,7 +59,7 @@ private:
 
 /// Gives back every link to the ring's memory that this process holds: a camera keeps those of rings laid anew.
 inline void dropImagesMemory() {
-    const void* const memory = MSharedMem_Link("DorVenImages");
+    const void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     while (MSharedMem_GetName(memory)) MSharedMem_Unlink(const_cast<void*>(memory));
 }
 

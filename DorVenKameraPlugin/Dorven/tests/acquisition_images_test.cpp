@@ -10,6 +10,7 @@
 
 #include "TeskImagesRun.h"
 #include "acquisition_fixture.h"
+#include "object_names.h"
 
 namespace {
 
@@ -247,7 +248,7 @@ TEST_F(AcquisitionTest, RingThatIsLaidAnewIsOpenedAnew) {
     EXPECT_THAT(progress(), Not(Contains(kClosed)));
     ASSERT_TRUE(_source->freeze());
     EXPECT_EQ(progress().back(), kClosed);
-    EXPECT_STREQ(MSharedMem_GetName(ring.memory()), "DorVenImages");
+    EXPECT_STREQ(MSharedMem_GetName(ring.memory()), image_road::kImagesMemory);
     EXPECT_EQ(MSharedMem_Unlink(ring.memory()), 1);  // the link that the first opening took and nobody gave back
 }
 
@@ -290,7 +291,7 @@ TEST_F(AcquisitionTest, SourceNeverCreatesTheMemory) {
     _event->answer(kSignal);
     startFaking();
     grabAndPlay();
-    EXPECT_EQ(MSharedMem_Link("DorVenImages"), nullptr);
+    EXPECT_EQ(MSharedMem_Link(image_road::kImagesMemory), nullptr);
 }
 
 TEST(Microseconds, AreCutToWholeOnes) {

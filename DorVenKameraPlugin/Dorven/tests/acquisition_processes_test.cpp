@@ -1,6 +1,8 @@
 // The camera and simulators in other processes, which come, go, die and come again.
 #include "acquisition_processes.h"
 
+#include "object_names.h"
+
 namespace {
 
 using namespace test::processes;
@@ -87,8 +89,8 @@ TEST_F(ProcessTest, FreezeIsPromptWhileASimulatorFloods) {
 TEST(TwoCameras, OneGetsTheSimulatorsImagesAndTheOtherSaysWhyNot) {
     test::LogRecorder log;
     test::ReceivedImages received[2];
-    SmallSource sources[2] = {SmallSource(std::make_shared<MProcessEvent>("DorVenImagesEvent")),
-                              SmallSource(std::make_shared<MProcessEvent>("DorVenImagesEvent"))};
+    SmallSource sources[2] = {SmallSource(std::make_shared<MProcessEvent>(image_road::kImagesEvent)),
+                              SmallSource(std::make_shared<MProcessEvent>(image_road::kImagesEvent))};
     for (int i = 0; i < 2; ++i) {
         sources[i].setCallback(&received[i], &test::ReceivedImages::callback);
         ASSERT_TRUE(sources[i].grab());

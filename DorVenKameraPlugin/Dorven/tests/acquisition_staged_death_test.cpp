@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "acquisition_processes.h"
+#include "image_line.h"
+#include "object_names.h"
 
 namespace {
 
@@ -12,7 +14,7 @@ using testing::Contains;
 
 constexpr int kDied = 77;
 constexpr std::uint32_t kStagedImages = 3;
-constexpr std::size_t kMemoryBytes = sizeof(LineFifoHeader) + 9 * (sizeof(kest::dorven::ImageLineHeader) + kPixelBytes);
+constexpr std::size_t kMemoryBytes = MMemLineFifo_MemoryBytes(8, sizeof(image_road::ImageLineHeader) + kPixelBytes);
 
 /// The simulator's side of the protocol, store by store.
 class StagedSimulator {
@@ -21,7 +23,7 @@ public:
     StagedSimulator(int lastStep, std::uint64_t slotCount)
         : _lastStep(lastStep),
           _slotCount(slotCount),
-          _memory(static_cast<unsigned char*>(MSharedMem_LinkOrCreate("DorVenImages", kMemoryBytes))) {}
+          _memory(static_cast<unsigned char*>(MSharedMem_LinkOrCreate(image_road::kImagesMemory, kMemoryBytes))) {}
 
     void attach() {
         store(&LineFifoHeader::lineLength, kLineLength);
@@ -48,7 +50,7 @@ public:
     void detach() { store(&LineFifoHeader::writerMark, 0); }
 
 private:
-    static constexpr std::uint64_t kLineLength = sizeof(kest::dorven::ImageLineHeader) + kPixelBytes;
+    static constexpr std::uint64_t kLineLength = sizeof(image_road::ImageLineHeader) + kPixelBytes;
 
     void store(std::uint64_t LineFifoHeader::*field, std::uint64_t value) {
         std::atomic_ref(reinterpret_cast<LineFifoHeader*>(_memory)->*field).store(value);
@@ -67,7 +69,7 @@ private:
     std::uint64_t _slotCount;
     std::uint64_t _writeIndex = 0;
     unsigned char* _memory;
-    MProcessEvent _event{"DorVenImagesEvent"};
+    MProcessEvent _event{image_road::kImagesEvent};
 };
 
 constexpr int kAttachSteps = 6;
@@ -116,7 +118,8 @@ protected:
 };
 
 TEST_F(StagedDeathTest, SuccessorThatComesAtOnceIsGrabbedFrom) {
-    ASSERT_NE(MSharedMem_Create("DorVenImages", kMemoryBytes), nullptr);  // so that it outlives each simulator
+    ASSERT_NE(MSharedMem_Create(image_road::kImagesMemory, kMemoryBytes),
+              nullptr);  // so that it outlives each simulator
     ASSERT_TRUE(_source.grab());
     for (int step = 1; step <= kSteps + 1; ++step) {
         SCOPED_TRACE(step);
@@ -148,7 +151,7 @@ TEST_F(StagedDeathTest, CameraSaysThatNobodyIsThereAndGrabsFromALateSuccessor) {
         ASSERT_TRUE(waitForFaked(faked().size() + 2));  // the ring is closed, and its memory gone
     }
     EXPECT_TRUE(_source.freeze());
-    EXPECT_EQ(MSharedMem_Link("DorVenImages"), nullptr);  // nothing is left of any of them
+    EXPECT_EQ(MSharedMem_Link(image_road::kImagesMemory), nullptr);  // nothing is left of any of them
 }
 
 }  // namespace

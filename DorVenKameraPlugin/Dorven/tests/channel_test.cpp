@@ -13,6 +13,7 @@
 #include "log_recorder.h"
 #include "mmemfifo.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "temporary_folder.h"
 #include "test_channel.h"
 
@@ -31,8 +32,6 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
-const char kTeskAsks[] = "DorVenCameraPlugin_tesk_asks";
-const char kDorVenAsks[] = "DorVenCameraPlugin_dorven_asks";
 constexpr std::uint64_t k5Point2 = 0x4014CCCCCCCCCCCD;
 
 /// All four fields, to compare.
@@ -47,10 +46,10 @@ std::tuple<std::uint32_t, std::uint32_t, std::uint64_t, std::uint64_t> fields(co
 TEST(Channels, MirrorEachOther) {
     TeskImagesComm host(nullptr);
     DorVenImagesComm simulator;
-    EXPECT_EQ(host.requestId(), kTeskAsks);
-    EXPECT_EQ(host.responseId(), kDorVenAsks);
-    EXPECT_EQ(simulator.requestId(), kDorVenAsks);
-    EXPECT_EQ(simulator.responseId(), kTeskAsks);
+    EXPECT_EQ(host.requestId(), image_road::kCameraAsks);
+    EXPECT_EQ(host.responseId(), image_road::kSimulatorAsks);
+    EXPECT_EQ(simulator.requestId(), image_road::kSimulatorAsks);
+    EXPECT_EQ(simulator.responseId(), image_road::kCameraAsks);
     for (DorVenImagesComm* const channel : {static_cast<DorVenImagesComm*>(&host), &simulator}) {
         EXPECT_EQ(channel->requestSize(), 24u);
         EXPECT_EQ(channel->responseSize(), 24u);
@@ -257,8 +256,8 @@ TEST_F(Link, SourceAsksTheSimulatorForASnapAndIsEchoed) {
 TEST_F(Link, MemoriesHoldOneMessageEach) {
     start();
     _simulator->ask({1, 0, 0, 0});
-    for (const std::string id : {kTeskAsks, kDorVenAsks}) {
-        void* const memory = MSharedMem_Link((id + "_mem").c_str());
+    for (const std::string id : {image_road::kCameraAsks, image_road::kSimulatorAsks}) {
+        void* const memory = MSharedMem_Link(image_road::memoryOf(id).c_str());
         EXPECT_EQ(MSharedMem_GetSize(memory), 105u);
         EXPECT_EQ(MMemFifo_GetFree(memory), 40u);
         MSharedMem_Unlink(memory);
@@ -270,10 +269,10 @@ TEST_F(Link, SourceLeavesNothingBehind) {
     _simulator->ask({1, 0, 0, 0});
     _messenger.reset();
     _source.reset();
-    for (const std::string id : {kTeskAsks, kDorVenAsks}) {
-        EXPECT_EQ(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, (id + "_mem").c_str()), nullptr);
-        EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, (id + "_event").c_str()), nullptr);
-        EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, (id + "_finished").c_str()), nullptr);
+    for (const std::string id : {image_road::kCameraAsks, image_road::kSimulatorAsks}) {
+        EXPECT_EQ(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::memoryOf(id).c_str()), nullptr);
+        EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, image_road::eventOf(id).c_str()), nullptr);
+        EXPECT_EQ(OpenEventA(EVENT_MODIFY_STATE, FALSE, image_road::finishedOf(id).c_str()), nullptr);
     }
 }
 
@@ -284,7 +283,8 @@ TEST_F(Link, SourceMayBeAskedWhileItIsBuilt) {
     std::atomic<bool> enough{false};
     auto asked = std::async(std::launch::async, [&] {
         // By hand, since it has to be quicker than a messenger to see each source from its beginning.
-        const test::RawPeer simulator({kDorVenAsks, kTeskAsks}, sizeof(ImagesMessage), sizeof(ImagesMessage));
+        const test::RawPeer simulator({image_road::kSimulatorAsks, image_road::kCameraAsks}, sizeof(ImagesMessage),
+                                      sizeof(ImagesMessage));
         std::vector<ImagesMessage> answers;
         int whole = 0;
         for (std::uint64_t id = 2; !stop; ++id) {

@@ -6,6 +6,8 @@
 #include "acquisition_processes.h"
 #include "errtrace.h"
 #include "hurtful_numbers.h"
+#include "image_line.h"
+#include "object_names.h"
 
 namespace {
 
@@ -15,8 +17,8 @@ const char kFile[] = "fifo_fuzz_test";
 
 constexpr int kRounds = 10000;
 constexpr std::size_t kLines = 6;
-constexpr std::size_t kLineLength = sizeof(kest::dorven::ImageLineHeader) + kPixelBytes;
-constexpr std::size_t kMemoryBytes = sizeof(LineFifoHeader) + (kLines + 1) * kLineLength;
+constexpr std::size_t kLineLength = sizeof(image_road::ImageLineHeader) + kPixelBytes;
+constexpr std::size_t kMemoryBytes = MMemLineFifo_MemoryBytes(kLines, kLineLength);
 constexpr std::uint64_t LineFifoHeader::*kFields[] = {
     &LineFifoHeader::writerMark, &LineFifoHeader::writeIndex, &LineFifoHeader::readerMark,
     &LineFifoHeader::readIndex,  &LineFifoHeader::lineLength, &LineFifoHeader::slotCount,
@@ -35,14 +37,14 @@ public:
 
 /// Reads what the ring gives, with more damage meanwhile, and looks at every byte of it.
 void readAll(kest::dorven::ImageFifo& fifo, Misbehaviour& simulator, std::uint64_t damages) {
-    const auto* const begin = static_cast<const unsigned char*>(fifo.memory);
+    const auto* const begin = static_cast<const unsigned char*>(fifo.ring.memory());
     std::uint64_t lines = 0;
     while (const unsigned char* line = kest::dorven::frontLine(fifo)) {
         ASSERT_GE(line, begin + sizeof(LineFifoHeader));
-        ASSERT_LE(line + fifo.lineLength, begin + kMemoryBytes);
-        ASSERT_GE(fifo.lineLength, sizeof(kest::dorven::ImageLineHeader));
-        ASSERT_LE(++lines, fifo.slotCount * (damages + 2)) << "a loop without end";
-        if (lines <= damages) simulator.damageOne(fifo.memory);
+        ASSERT_LE(line + fifo.ring.lineLength(), begin + kMemoryBytes);
+        ASSERT_GE(fifo.ring.lineLength(), sizeof(image_road::ImageLineHeader));
+        ASSERT_LE(++lines, fifo.ring.slotCount() * (damages + 2)) << "a loop without end";
+        if (lines <= damages) simulator.damageOne(fifo.ring.memory());
         kest::dorven::popLine(fifo);
     }
 }
@@ -69,12 +71,12 @@ protected:
         EXPECT_NE(kest::dorven::frontLine(fifo), nullptr);
         kest::dorven::popLine(fifo);
         EXPECT_EQ(kest::dorven::frontLine(fifo), nullptr);
-        EXPECT_TRUE(fifo.readable);
+        EXPECT_TRUE(fifo.ring.isReadable());
         kest::dorven::closeImageFifo(fifo);
     }
 
     test::LogRecorder _log{3};
-    void* _memory = MSharedMem_Create("DorVenImages", kMemoryBytes);
+    void* _memory = MSharedMem_Create(image_road::kImagesMemory, kMemoryBytes);
     Misbehaviour _simulator{test::fuzzSeed()};
 };
 
@@ -95,9 +97,9 @@ TEST_F(MisbehavingSimulator, AnyGeometryAtTheOpeningStaysInsideTheMapping) {
         if (_simulator.below(2) == 0) _simulator.store(_memory, &LineFifoHeader::writeIndex, _simulator.value());
         auto fifo = kest::dorven::openImageFifo();
         ASSERT_TRUE(fifo);
-        if (fifo.readable && fifo.slotCount > 0) {
+        if (fifo.ring.isReadable() && fifo.ring.slotCount() > 0) {
             // Divided: the product of what was stored may wrap.
-            EXPECT_LE(fifo.lineLength, (kMemoryBytes - sizeof(LineFifoHeader)) / fifo.slotCount);
+            EXPECT_LE(fifo.ring.lineLength(), (kMemoryBytes - sizeof(LineFifoHeader)) / fifo.ring.slotCount());
         }
         readAll(fifo, _simulator, 0);
         kest::dorven::closeImageFifo(fifo);
@@ -146,8 +148,8 @@ std::size_t farthestEnd(const std::vector<std::string>& traces) {
 
 TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
     test::LogRecorder log;
-    auto* const memory = static_cast<unsigned char*>(MSharedMem_Create("DorVenImages", kMemoryBytes));
-    SmallSource source(std::make_shared<MProcessEvent>("DorVenImagesEvent"));
+    auto* const memory = static_cast<unsigned char*>(MSharedMem_Create(image_road::kImagesMemory, kMemoryBytes));
+    SmallSource source(std::make_shared<MProcessEvent>(image_road::kImagesEvent));
     source.imageMemory()->width = kMemoryBytes;  // so that the length of lines is traced: they are always shorter
     test::ReceivedImages received;
     std::atomic<int> strays = 0;

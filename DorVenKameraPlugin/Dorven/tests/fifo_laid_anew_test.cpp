@@ -8,6 +8,7 @@
 #include "TeskImagesFifo.h"
 #include "log_recorder.h"
 #include "mmemlinefifo.h"
+#include "object_names.h"
 #include "simulator_ring.h"
 
 namespace {
@@ -18,7 +19,8 @@ constexpr std::size_t kMostLines = 8;
 
 TEST(RingLaidAnew, WhileItIsOpenedAndReadIsNotReported) {
     test::LogRecorder log(3);
-    void* const memory = MSharedMem_Create("DorVenImages", sizeof(LineFifoHeader) + (kMostLines + 1) * kLineLength);
+    void* const memory =
+        MSharedMem_Create(image_road::kImagesMemory, MMemLineFifo_MemoryBytes(kMostLines, kLineLength));
     ASSERT_NE(memory, nullptr);
     std::atomic<int> laid = 0;
     std::thread writer([&] {

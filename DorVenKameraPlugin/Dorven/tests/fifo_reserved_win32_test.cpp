@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "acquisition_fixture.h"
+#include "object_names.h"
 #include "platform.h"
 
 namespace {
@@ -10,8 +11,8 @@ namespace {
 using namespace test::acquisition;
 
 TEST_F(AcquisitionTest, MemoryThatIsReservedAloneIsReportedAndNotTouched) {
-    const HANDLE mapping =
-        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | SEC_RESERVE, 0, 0x10000, "DorVenImages");
+    const HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | SEC_RESERVE, 0, 0x10000,
+                                              image_road::kImagesMemory);
     ASSERT_NE(mapping, nullptr);
     _event->answer(kSignal);
     grabAndPlay();

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "acquisition_fixture.h"
+#include "object_names.h"
 
 namespace {
 
@@ -194,7 +195,7 @@ TEST_F(MisfitRingTest, RingWithoutSlotsHandsOutNothing) {
 }
 
 TEST_F(AcquisitionTest, MemoryTooSmallForAHeaderIsReportedAndNotTouched) {
-    auto* const memory = static_cast<unsigned char*>(MSharedMem_Create("DorVenImages", 63));
+    auto* const memory = static_cast<unsigned char*>(MSharedMem_Create(image_road::kImagesMemory, 63));
     std::fill_n(memory, 63, static_cast<unsigned char>(0));
     _event->answer(kSignal, 2);
     grabAndPlay();
@@ -208,7 +209,7 @@ TEST_F(AcquisitionTest, MemoryTooSmallForAHeaderIsReportedAndNotTouched) {
 }
 
 TEST_F(AcquisitionTest, MemoryForAHeaderAloneIsOpened) {
-    void* const memory = MSharedMem_Create("DorVenImages", sizeof(LineFifoHeader));
+    void* const memory = MSharedMem_Create(image_road::kImagesMemory, sizeof(LineFifoHeader));
     MMemLineFifo_Unlink(memory);
     _event->answer(kSignal);
     grabAndPlay();

@@ -11,6 +11,7 @@
 #include "DorVenPlugin.h"
 #include "TeskImages.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "received_images.h"
 #include "temporary_folder.h"
 #include "test_channel.h"
@@ -178,7 +179,8 @@ TEST_F(PluginLink, MemoryIsGoneAfterTheSimulatorHasLeft) {
     // The next wait tells: five seconds at most.
     EXPECT_TRUE(test::becomesTrue(
         [] {
-            const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "DorVenCameraPlugin_tesk_asks_mem");
+            const HANDLE memory =
+                OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::memoryOf(image_road::kCameraAsks).c_str());
             if (memory) CloseHandle(memory);
             return memory == nullptr;
         },

@@ -11,6 +11,7 @@
 #include "DorVenImagesComm.h"
 #include "TeskImages.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "stepped_messenger.h"
 
 namespace {
@@ -70,7 +71,7 @@ TEST_F(TwoEnds, SecondOneLeavesNoSignalOfTheFirst) {
     reader.timeOut();
     const auto other = IPMessenger::create(std::make_shared<TestChannel>(_ids));
     // The reader is busy; what signals it has to be there when it looks.
-    MProcessEvent event((_ids.answering + "_event").c_str());
+    MProcessEvent event(image_road::eventOf(_ids.answering).c_str());
     for (int signal = 0; signal < 20; ++signal) {
         event.Notify();
         std::this_thread::sleep_for(5ms);  // the other one's chance to take it

@@ -15,6 +15,7 @@
 #include "log_recorder.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
+#include "object_names.h"
 
 namespace test {
 
@@ -115,8 +116,8 @@ protected:
     }
 
     const std::string _id = uniqueName("channel");
-    const std::string _memoryName = _id + "_mem";
-    const std::string _eventName = _id + "_event";
+    const std::string _memoryName = image_road::memoryOf(_id);
+    const std::string _eventName = image_road::eventOf(_id);
     LogRecorder _log{5};
 };
 

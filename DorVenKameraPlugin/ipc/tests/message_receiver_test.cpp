@@ -4,6 +4,7 @@
 
 #include "IPMessageReceiver.h"
 #include "endpoint_test.h"
+#include "object_names.h"
 #include "shared_memory_test.h"
 
 using test::FailedAssertion;
@@ -41,8 +42,8 @@ TEST_F(IPMessageReceiverTest, WithoutSenderItStaysUnattachedAndMakesNoMemory) {
     EXPECT_THAT(traces(), ElementsAre(Pair(5, "could not allocate shared mem: " + _memoryName + " 105(40)")));
     EXPECT_FALSE(receiver->isConnected());
     EXPECT_FALSE(memoryExists());
-    EXPECT_EQ(receiver->memoryName(), _id + "_mem");
-    EXPECT_EQ(receiver->eventName(), _id + "_event");
+    EXPECT_EQ(receiver->memoryName(), image_road::memoryOf(_id));
+    EXPECT_EQ(receiver->eventName(), image_road::eventOf(_id));
 }
 
 TEST_F(IPMessageReceiverTest, MissingMemoryIsTracedAtLevelFiveAloneAndTheRestAtFour) {

@@ -3,6 +3,7 @@
 #include "IPMessageReceiver.h"
 #include "IPMessageSender.h"
 #include "endpoint_test.h"
+#include "object_names.h"
 #include "shared_memory_test.h"
 
 using test::FailedAssertion;
@@ -38,8 +39,8 @@ protected:
 
 TEST_F(IPMessageSenderTest, CreateMakesTheMemoryAndNamesBothObjectsAfterTheChannel) {
     const auto sender = makeSender();
-    EXPECT_EQ(sender->memoryName(), _id + "_mem");
-    EXPECT_EQ(sender->eventName(), _id + "_event");
+    EXPECT_EQ(sender->memoryName(), image_road::memoryOf(_id));
+    EXPECT_EQ(sender->eventName(), image_road::eventOf(_id));
     EXPECT_FALSE(sender->isConnected());
     EXPECT_THAT(_log.entries(), IsEmpty());
     const LinkedMemory memory(_memoryName);

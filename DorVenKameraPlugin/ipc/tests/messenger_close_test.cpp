@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "log_recorder.h"
+#include "object_names.h"
 #include "platform.h"
 #include "test_channel.h"
 
@@ -91,8 +92,8 @@ TEST_F(MessengerClose, LastOwnerThatLetsGoEndsTheThreadAndEveryObject) {
     messenger.reset();
     EXPECT_TRUE(watched.expired());
     EXPECT_EQ(_channel.use_count(), 1);
-    for (const std::string& name :
-         {_ids.asking + "_mem", _ids.asking + "_event", _ids.answering + "_event", _ids.asking + "_finished"}) {
+    for (const std::string& name : {image_road::memoryOf(_ids.asking), image_road::eventOf(_ids.asking),
+                                    image_road::eventOf(_ids.answering), image_road::finishedOf(_ids.asking)}) {
         EXPECT_FALSE(exists(name)) << name;
     }
 }
@@ -103,7 +104,7 @@ TEST_F(MessengerClose, ThreadThatDoesNotStartIsThrownPromptly) {
     };
     EXPECT_LT(secondsOf([&] { EXPECT_THROW(IPMessenger::create(_channel, refuse), std::system_error); }), 1.0);
     EXPECT_TRUE(_channel->messenger().expired());
-    EXPECT_FALSE(exists(_ids.asking + "_mem"));
+    EXPECT_FALSE(exists(image_road::memoryOf(_ids.asking)));
 }
 
 TEST_F(MessengerClose, MissingThreadObjectIsReported) {
@@ -165,7 +166,7 @@ TEST_F(MessengerClose, ChannelMayDestroyItsMessenger) {
     ASSERT_TRUE(becomesTrue([&] { return channel.expired(); }));
     EXPECT_TRUE(watched.expired());
     EXPECT_FALSE(peer.receive(100ms));
-    EXPECT_FALSE(exists(_ids.asking + "_finished"));
+    EXPECT_FALSE(exists(image_road::finishedOf(_ids.asking)));
 }
 
 // ---- again and again

@@ -8,6 +8,7 @@
 
 #include "log_recorder.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "stepped_messenger.h"
 
 namespace {
@@ -133,13 +134,13 @@ protected:
         _asking = test::IPMessenger::create(asker);
         ASSERT_TRUE(test::becomesTrue([&] { return _asking->send(); }));
         asker->executions = answerer->executions = 0;
-        void* const memory = MSharedMem_Link((_ids.answering + "_mem").c_str());
+        void* const memory = MSharedMem_Link(image_road::memoryOf(_ids.answering).c_str());
         ASSERT_TRUE(memory);
         std::array<unsigned char, 24> frame{1};
         frame[8] = kForeign;
         ASSERT_TRUE(MMemFifo_Write(memory, frame.data(), frame.size(), MSharedMem_GetSize(memory)));
         MSharedMem_Unlink(memory);
-        MProcessEvent((_ids.answering + "_event").c_str()).Notify();
+        MProcessEvent(image_road::eventOf(_ids.answering).c_str()).Notify();
         ASSERT_TRUE(test::becomesTrue([&] { return answerer->executions > 0; }));
         EXPECT_TRUE(test::becomesTrue(
             [&] {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "log_recorder.h"
+#include "object_names.h"
 #include "platform_fault.h"
 #include "test_channel.h"
 
@@ -38,7 +39,8 @@ protected:
 };
 
 TEST_F(MessengerFaults, EventThatCannotBeMadeIsThrown) {
-    for (const std::string& name : {_ids.asking + "_event", _ids.answering + "_event", _ids.asking + "_finished"}) {
+    for (const std::string& name :
+         {image_road::eventOf(_ids.asking), image_road::eventOf(_ids.answering), image_road::finishedOf(_ids.asking)}) {
         const test::Fault fault(
             fault_CreateEventA,
             [&](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR asked) -> HANDLE {

@@ -7,6 +7,7 @@
 
 #include "log_recorder.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "stepped_messenger.h"
 
 namespace {
@@ -35,7 +36,7 @@ protected:
     }
     // What waits for the peer, as bytes.
     std::size_t waitingForPeer() {
-        void* const memory = MSharedMem_Link((_ids.asking + "_mem").c_str());
+        void* const memory = MSharedMem_Link(image_road::memoryOf(_ids.asking).c_str());
         const std::size_t bytes = MMemFifo_GetUsed(memory);
         MSharedMem_Unlink(memory);
         return bytes;
@@ -178,7 +179,7 @@ TEST_F(MessengerFrames, DamagedFifoRunsNoHandlerAndPutsNothingOnTheWire) {
         _peer.sender->layAnew();
         _messenger.timeOut();
         _peer.send({1, 0, 11}, Payload(8, 0x10));
-        void* const memory = MSharedMem_Link((_ids.answering + "_mem").c_str());
+        void* const memory = MSharedMem_Link(image_road::memoryOf(_ids.answering).c_str());
         const std::uint64_t nonsense = 1'000'000'000;
         std::memcpy(static_cast<char*>(memory) + field, &nonsense, sizeof nonsense);
         MSharedMem_Unlink(memory);

@@ -7,6 +7,7 @@
 
 #include "log_recorder.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "test_channel.h"
 
 namespace {
@@ -45,7 +46,7 @@ protected:
     }
     // Stores into the header of a fifo that is in use.
     static void damage(const std::string& id, std::size_t field, std::uint64_t value) {
-        auto* const memory = static_cast<unsigned char*>(MSharedMem_Link((id + "_mem").c_str()));
+        auto* const memory = static_cast<unsigned char*>(MSharedMem_Link(image_road::memoryOf(id).c_str()));
         ASSERT_NE(memory, nullptr);
         std::atomic_ref(*reinterpret_cast<std::uint64_t*>(memory + field)).store(value);
         MSharedMem_Unlink(memory);

@@ -11,6 +11,7 @@
 
 #include "log_recorder.h"
 #include "msharedmem.h"
+#include "object_names.h"
 #include "platform.h"
 #include "test_channel.h"
 
@@ -68,10 +69,11 @@ protected:
 
 TEST_F(MessengerTest, MakesItsFourObjectsAndTracesItsFirstStep) {
     const auto messenger = IPMessenger::create(_channel);
-    const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, (_ids.asking + "_mem").c_str());
+    const HANDLE memory = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, image_road::memoryOf(_ids.asking).c_str());
     EXPECT_NE(memory, nullptr);
     CloseHandle(memory);
-    for (const std::string& name : {_ids.asking + "_event", _ids.answering + "_event", _ids.asking + "_finished"}) {
+    for (const std::string& name :
+         {image_road::eventOf(_ids.asking), image_road::eventOf(_ids.answering), image_road::finishedOf(_ids.asking)}) {
         const HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, name.c_str());
         EXPECT_NE(event, nullptr) << name;
         CloseHandle(event);
@@ -106,8 +108,8 @@ TEST_F(MessengerTest, FifosHoldOnePayloadWithItsHeader) {
         MSharedMem_Unlink(memory);
         return bytes;
     };
-    EXPECT_EQ(freeBytes(_ids.asking + "_mem"), 24u);
-    EXPECT_EQ(freeBytes(_ids.answering + "_mem"), 48u);
+    EXPECT_EQ(freeBytes(image_road::memoryOf(_ids.asking)), 24u);
+    EXPECT_EQ(freeBytes(image_road::memoryOf(_ids.answering)), 48u);
     channel->request.assign(8, 9);
     auto sent = std::async(std::launch::async, [&] { return messenger->send(); });
     const auto frame = peer.receive();
@@ -429,7 +431,7 @@ TEST_F(MessengerTest, CompletionOfAnEarlierErrorOrAForeignOneCompletesNoSend) {
     ASSERT_TRUE(frame);
     peer.send(frame->header, Payload(8, 1));
     ASSERT_TRUE(sent.get());
-    MProcessEvent finished((_ids.asking + "_finished").c_str());
+    MProcessEvent finished(image_road::finishedOf(_ids.asking).c_str());
     finished.Notify();
     _log.clear();
     sent = std::async(std::launch::async, [&] { return messenger->send(); });

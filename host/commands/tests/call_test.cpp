@@ -61,16 +61,18 @@ TEST_F(CallTest, UnknownIdIsAnsweredByTheDevice) {
     _options.json = true;
     call(999);
     EXPECT_EQ(_data.str(),
-              "{\"schema\":1,\"id\":999,\"operation\":null,\"known\":false,\"parameter\":null,\"result\":null,"
+              "{\"schema\":\"dorven-call/"
+              "1\",\"id\":999,\"operation\":null,\"known\":false,\"parameter\":null,\"result\":null,"
               "\"code\":-4,\"valid\":0,\"wrote_value\":false}\n");
 }
 
 TEST_F(CallTest, JsonIsOneFlatObject) {
     _options.json = true;
     EXPECT_EQ(call(1107), host::kExitDone);
-    EXPECT_EQ(_data.str(),
-              "{\"schema\":1,\"id\":1107,\"operation\":\"frameRate\",\"known\":true,\"parameter\":\"none\","
-              "\"result\":\"double\",\"code\":0,\"valid\":1,\"wrote_value\":true,\"value\":200.0}\n");
+    EXPECT_EQ(
+        _data.str(),
+        "{\"schema\":\"dorven-call/1\",\"id\":1107,\"operation\":\"frameRate\",\"known\":true,\"parameter\":\"none\","
+        "\"result\":\"double\",\"code\":0,\"valid\":1,\"wrote_value\":true,\"value\":200.0}\n");
     EXPECT_EQ(_people.str(), "");
     call(1011);
     EXPECT_EQ(json()["value_width"], 0);

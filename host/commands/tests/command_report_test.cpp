@@ -130,7 +130,7 @@ TEST_F(ShowCommandsTest, JsonListsTheCommands) {
     EXPECT_EQ(showCommands(*_library, true, _data, _people), host::kExitDone);
     EXPECT_EQ(_people.str(), "");
     const auto object = nlohmann::json::parse(_data.str());
-    EXPECT_EQ(object["schema"], 1);
+    EXPECT_EQ(object["schema"], "dorven-commands/1");
     EXPECT_EQ(object["module"], _library->path());
     ASSERT_EQ(object["commands"].size(), 111u);
     EXPECT_EQ(object["commands"][1], nlohmann::json::parse(R"({"id":1002,"operation":"grab","parameter":"none",

@@ -40,7 +40,7 @@ TEST_F(InfoTest, JsonIsOneObjectOnStandardOutput) {
     EXPECT_EQ(showInfo(*_library, true, _data, _people), host::kExitDone);
     EXPECT_EQ(_people.str(), "");
     EXPECT_THAT(_data.str(),
-                AllOf(StartsWith("{\"schema\":1,\"module\":\""), HasSubstr("\"device_id\":\"8-0-"),
+                AllOf(StartsWith("{\"schema\":\"dorven-info/1\",\"module\":\""), HasSubstr("\"device_id\":\"8-0-"),
                       HasSubstr("\"type_code\":8,\"number\":0,\"label\":\"20250313\",\"kinds\":[1,2,3],"),
                       HasSubstr("\"manufacturer\":\"DorVen\",\"device_name\":\"DorVenCam\",\"product_version\":null,"),
                       HasSubstr("\"serial_number\":\"20250313\""), HasSubstr("\"document\":")));

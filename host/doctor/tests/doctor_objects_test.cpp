@@ -12,6 +12,7 @@
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
 #include "named_claim.h"
+#include "object_names.h"
 #include "object_refusal.h"
 
 namespace {
@@ -24,12 +25,12 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr frames::ImageFormat kFormat{900, 40, 1};
-constexpr const char* kCameraEnd = "DorVenCameraPlugin_tesk_asks_finished";
+const std::string kCameraEnd = image_road::finishedOf(image_road::kCameraAsks);
 
 // Shared memory of one name for a scope.
 class Memory {
 public:
-    Memory(const char* name, std::size_t size) : _address(MSharedMem_Create(name, size)) {}
+    Memory(const std::string& name, std::size_t size) : _address(MSharedMem_Create(name.c_str(), size)) {}
     ~Memory() { MSharedMem_Destroy(_address); }
     Memory(const Memory&) = delete;
     Memory& operator=(const Memory&) = delete;
@@ -73,7 +74,7 @@ TEST_F(DoctorObjectsTest, SimulatorAndCameraThatRunAreWell) {
     ASSERT_EQ(ring.open(), ImageRing::OpenResult::opened);
     NamedClaim camera(kCameraEnd);
     ASSERT_TRUE(camera.claim());
-    void* const memory = MSharedMem_Link("DorVenImages");
+    void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     MMemLineFifo_Link(memory);
     ASSERT_TRUE(ring.publish({1, 0, 0}));
     LineFifoHeader before{};
@@ -89,7 +90,7 @@ TEST_F(DoctorObjectsTest, SimulatorAndCameraThatRunAreWell) {
     EXPECT_THAT(ok(), Contains("ring: a writer is attached"));
     EXPECT_THAT(ok(), Contains("ring: a reader is attached"));
     EXPECT_EQ(std::memcmp(&before, memory, sizeof before), 0) << "looking changes nothing";
-    const HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, "DorVenImagesEvent");
+    const HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, image_road::kImagesEvent);
     EXPECT_EQ(WaitForMultipleObjects(1, &event, FALSE, 0), WAIT_OBJECT_0) << "and takes no signal";
     CloseHandle(event);
     MMemLineFifo_Unlink(memory);
@@ -116,7 +117,7 @@ TEST_F(DoctorObjectsTest, FullRingWhoseReaderTakesNothingIsAWarning) {
     ASSERT_EQ(ring.open(), ImageRing::OpenResult::opened);
     NamedClaim camera(kCameraEnd);
     camera.claim();
-    void* const memory = MSharedMem_Link("DorVenImages");
+    void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     MMemLineFifo_Link(memory);
     while (ring.publish({1, 0, 0})) continue;
     examine();
@@ -127,7 +128,7 @@ TEST_F(DoctorObjectsTest, FullRingWhoseReaderTakesNothingIsAWarning) {
 
 // A simulator that just begins has its claim first, its memory a moment later.
 TEST_F(DoctorObjectsTest, MemoryThatASimulatorIsJustMakingIsWaitedFor) {
-    NamedClaim claim("DorVenImagesWriter");
+    NamedClaim claim(image_road::kImagesWriter);
     ASSERT_TRUE(claim.claim());
     std::optional<ImageRing> ring;
     std::thread late([&] {
@@ -143,7 +144,7 @@ TEST_F(DoctorObjectsTest, MemoryThatASimulatorIsJustMakingIsWaitedFor) {
 }
 
 TEST_F(DoctorObjectsTest, MarksOfTheDeadAreTold) {
-    const Memory memory("DorVenImages", 40000);
+    const Memory memory(image_road::kImagesMemory, 40000);
     MMemLineFifo_Create(memory.address(), 2, 1024);
     MMemLineFifo_Link(memory.address());
     examine(std::nullopt);
@@ -158,7 +159,7 @@ TEST_F(DoctorObjectsTest, MarksOfTheDeadAreTold) {
 }
 
 TEST_F(DoctorObjectsTest, DamagedHeaderIsAProblemAndNothingIsComputedFromIt) {
-    const Memory memory("DorVenImages", 40000);
+    const Memory memory(image_road::kImagesMemory, 40000);
     auto& header = *static_cast<LineFifoHeader*>(memory.address());
     const auto damage = [&](std::uint64_t length, std::uint64_t slots, std::uint64_t write, std::uint64_t read) {
         header = {1, write, 1, read, length, slots, {}};
@@ -174,17 +175,17 @@ TEST_F(DoctorObjectsTest, DamagedHeaderIsAProblemAndNothingIsComputedFromIt) {
 }
 
 TEST_F(DoctorObjectsTest, MemoryThatNobodyLaidIsAWarning) {
-    const Memory memory("DorVenImages", 40000);
+    const Memory memory(image_road::kImagesMemory, 40000);
     examine();
     EXPECT_THAT(warnings(), Contains("ring: nobody has laid a ring yet"));
 }
 
 TEST_F(DoctorObjectsTest, OtherObjectsUnderTheNamesAreProblems) {
     {
-        NamedClaim claim("DorVenImages");
+        NamedClaim claim(image_road::kImagesMemory);
         ASSERT_TRUE(claim.claim());
-        const Memory event("DorVenImagesEvent", 100);
-        const Memory link("DorVenCameraPlugin_tesk_asks_mem", 8);
+        const Memory event(image_road::kImagesEvent, 100);
+        const Memory link(image_road::memoryOf(image_road::kCameraAsks), 8);
         examine();
     }
     EXPECT_THAT(problems(), Contains("event: \"DorVenImagesEvent\" is no event"));
@@ -192,7 +193,7 @@ TEST_F(DoctorObjectsTest, OtherObjectsUnderTheNamesAreProblems) {
 }
 
 TEST_F(DoctorObjectsTest, SimulatorWithoutItsObjectsIsAProblem) {
-    NamedClaim simulator("DorVenImagesWriter");
+    NamedClaim simulator(image_road::kImagesWriter);
     ASSERT_TRUE(simulator.claim());
     examine();
     EXPECT_THAT(problems(),
@@ -218,16 +219,16 @@ TEST_F(DoctorObjectsTest, RoomThatARingDoesNotFitIntoIsAProblem) {
 }
 
 TEST_F(DoctorObjectsTest, RoomOfARingThatIsThereIsNotAskedFor) {
-    const Memory memory("DorVenImages", 40000);
+    const Memory memory(image_road::kImagesMemory, 40000);
     host::examineRoom({"/dev/shm", 0, 67108864}, kFormat, _findings);
     EXPECT_THAT(problems(), IsEmpty());
 }
 
 TEST_F(DoctorObjectsTest, EndsOfTheLinkAndWhatWaitsAreTold) {
     NamedClaim camera(kCameraEnd);
-    NamedClaim simulator("DorVenCameraPlugin_dorven_asks_finished");
+    NamedClaim simulator(image_road::finishedOf(image_road::kSimulatorAsks));
     ASSERT_TRUE(camera.claim() && simulator.claim());
-    const Memory memory("DorVenCameraPlugin_dorven_asks_mem", 40 + kMMemFifoOverhead);
+    const Memory memory(image_road::memoryOf(image_road::kSimulatorAsks), 40 + kMMemFifoOverhead);
     MMemFifo_Create(memory.address(), 40);
     MMemFifo_Write(memory.address(), "abcde", 5);
     examine();

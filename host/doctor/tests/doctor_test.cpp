@@ -150,7 +150,7 @@ TEST_F(DoctorTest, ProblemEndsWithOneAndJsonTellsIt) {
     _options.pluginPath = "/no/such/plugin";
     EXPECT_EQ(run(), host::kExitFailed);
     const auto object = nlohmann::json::parse(_data.str());
-    EXPECT_EQ(object["schema"], 1);
+    EXPECT_EQ(object["schema"], "dorven-doctor/1");
     EXPECT_EQ(object["result"], "problem");
     EXPECT_EQ(object["problems"], 1);
     EXPECT_EQ(object["warnings"], 1);

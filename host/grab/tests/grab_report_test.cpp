@@ -56,7 +56,8 @@ TEST(GrabReportTest, JsonIsOneFlatLineWithEveryKeyInOrder) {
     std::ostringstream stream;
     printJson(report, stream);
     EXPECT_EQ(stream.str(),
-              "{\"schema\":2,\"images\":300,\"simulated\":290,\"faked\":1,\"unverified\":2,\"lost\":3,\"repeated\":4,"
+              "{\"schema\":\"dorven-grab/"
+              "2\",\"images\":300,\"simulated\":290,\"faked\":1,\"unverified\":2,\"lost\":3,\"repeated\":4,"
               "\"reordered\":5,\"torn\":7,\"stale\":8,\"format\":9,\"counter\":10,\"time_back\":11,\"late\":12,"
               "\"stopped\":1,\"restarts\":13,\"pauses\":2,"
               "\"fps_mean\":99.5,\"period_p50_us\":10000.25,\"period_p99_us\":11000.0,"
@@ -104,7 +105,7 @@ TEST(JsonLinesTest, SecondHasItsOwnNumbersAndTheTotals) {
     numbers.second.latencyP99Us = 12.5;
     lines.onSecond(numbers);
     const auto second = parsed(stream);
-    EXPECT_EQ(second["schema"], 2);
+    EXPECT_EQ(second["schema"], "dorven-grab/2");
     EXPECT_EQ(second["event"], "second");
     EXPECT_EQ(second["elapsed_s"], 2.5);
     EXPECT_EQ(second["length_s"], 1.5);
@@ -136,10 +137,12 @@ TEST(JsonLinesTest, FrameHasItsTimesInTheUnitsOfItsKeys) {
     const host::FrameRow rows[] = {row, faked};
     lines.onFrames(rows);
     EXPECT_EQ(stream.str(),
-              "{\"schema\":2,\"event\":\"frame\",\"image\":3,\"number\":41,\"kind\":\"torn\",\"period_us\":10000.5,"
+              "{\"schema\":\"dorven-grab/"
+              "2\",\"event\":\"frame\",\"image\":3,\"number\":41,\"kind\":\"torn\",\"period_us\":10000.5,"
               "\"latency_us\":55.0,\"time_stamp_ns\":9000000001,\"arrival_ns\":9000055001,\"record_counter\":42,"
               "\"record_time_stamp_us\":9000000}\n"
-              "{\"schema\":2,\"event\":\"frame\",\"image\":4,\"number\":null,\"kind\":\"faked\",\"period_us\":null,"
+              "{\"schema\":\"dorven-grab/"
+              "2\",\"event\":\"frame\",\"image\":4,\"number\":null,\"kind\":\"faked\",\"period_us\":null,"
               "\"latency_us\":null,\"time_stamp_ns\":null,\"arrival_ns\":10,\"record_counter\":43,"
               "\"record_time_stamp_us\":9}\n");
 }

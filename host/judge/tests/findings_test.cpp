@@ -105,8 +105,8 @@ TEST(FindingsTest, SortedByFrameThenKind) {
 TEST(FrameRangeTest, CountsItsFramesAndHasAText) {
     EXPECT_EQ((host::FrameRange{3, 3}).frames(), 1u);
     EXPECT_EQ((host::FrameRange{0, UINT64_MAX}).frames(), UINT64_MAX);
-    EXPECT_EQ(host::rangeText({3, 3}), "3");
-    EXPECT_EQ(host::rangeText({3, 9}), "3-9");
+    EXPECT_EQ(frames::rangeText({3, 3}), "3");
+    EXPECT_EQ(frames::rangeText({3, 9}), "3-9");
     EXPECT_TRUE((host::FrameRange{3, 9}).has(9));
     EXPECT_FALSE((host::FrameRange{3, 9}).has(10));
 }

@@ -16,10 +16,11 @@ TEST(SidecarTest, LineHasEveryKeyWithItsUnit) {
     frames::Inspection inspection{frames::ImageKind::torn, frames::Strip{}};
     inspection.strip->frameNumber = 18;
     const host::FrameNote note = host::noteOf(record, inspection, 3, 123456789);
-    EXPECT_EQ(host::sidecarLine("image_000003.png", note, {900, 40, 2}),
-              "{\"schema\":1,\"file\":\"image_000003.png\",\"image\":3,\"counter\":17,\"frame_number\":18,"
-              "\"time_stamp_us\":1500000,\"frame_time_us\":10000.0,\"arrival_ns\":123456789,\"kind\":\"torn\","
-              "\"width_px\":900,\"height_px\":40,\"bytes_per_pixel\":2}\n");
+    EXPECT_EQ(
+        host::sidecarLine("image_000003.png", note, {900, 40, 2}),
+        "{\"schema\":\"dorven-sidecar/1\",\"file\":\"image_000003.png\",\"image\":3,\"counter\":17,\"frame_number\":18,"
+        "\"time_stamp_us\":1500000,\"frame_time_us\":10000.0,\"arrival_ns\":123456789,\"kind\":\"torn\","
+        "\"width_px\":900,\"height_px\":40,\"bytes_per_pixel\":2}\n");
 }
 
 TEST(SidecarTest, WhatIsNotKnownIsNull) {

@@ -61,12 +61,14 @@ TEST(SavedFindingsTest, WhatGrabPrintedComesBack) {
 
 TEST(SavedFindingsTest, WhatAnEarlierVersionPrintedIsReadToo) {
     auto object = nlohmann::json::parse(printed(report()));
-    EXPECT_EQ(object["schema"], 2);
-    object["schema"] = 1;
+    EXPECT_EQ(object["schema"], "dorven-grab/2");
     for (const char* const key : {"pauses", "pause_s"}) object.erase(key);
-    const Read result = read(object.dump());
-    ASSERT_TRUE(result.good) << result.error;
-    EXPECT_EQ(result.evidence.findings, report().findings.kept());
+    for (const int version : {1, 2}) {
+        object["schema"] = version;
+        const Read result = read(object.dump());
+        ASSERT_TRUE(result.good) << result.error;
+        EXPECT_EQ(result.evidence.findings, report().findings.kept()) << version;
+    }
 }
 
 TEST(SavedFindingsTest, LastOfSeveralLinesCounts) {
@@ -109,9 +111,12 @@ TEST(SavedFindingsTest, DeepNestingIsRefusedWithoutGoingDown) {
 TEST(SavedFindingsTest, WrongValuesAreRefusedWithTheirKey) {
     // clang-format off
     const std::pair<const char*, const char*> changes[] = {
-        {R"([{"op":"replace","path":"/schema","value":0}])",                     "\"schema\" is 0; known are 1 to 2"},
-        {R"([{"op":"replace","path":"/schema","value":3}])",                     "\"schema\" is 3; known are 1 to 2"},
-        {R"([{"op":"replace","path":"/schema","value":"1"}])",                   "\"schema\" is not a number"       },
+        {R"([{"op":"replace","path":"/schema","value":0}])",                     "\"schema\" is 0; known are \"dorven-grab/2\", 1 and 2"},
+        {R"([{"op":"replace","path":"/schema","value":3}])",                     "\"schema\" is 3; known are \"dorven-grab/2\", 1 and 2"},
+        {R"([{"op":"replace","path":"/schema","value":"1"}])",                   "\"schema\" is \"1\"; known are"},
+        {R"([{"op":"replace","path":"/schema","value":"dorven-grab/3"}])",       "\"schema\" is \"dorven-grab/3\"; known"},
+        {R"([{"op":"replace","path":"/schema","value":"dorven-verify/2"}])",     "\"schema\" is \"dorven-verify/2\"; known"},
+        {R"([{"op":"replace","path":"/schema","value":[]}])",                    "\"schema\" is no name; known are"},
         {R"([{"op":"remove","path":"/restarts"}])",                              "\"restarts\" is missing"          },
         {R"([{"op":"replace","path":"/restarts","value":1}])",                   "the simulator began anew"         },
         {R"([{"op":"replace","path":"/findings_omitted","value":7}])",           "7 were left out"                  },

@@ -90,8 +90,8 @@ TEST_F(VerifyTest, ExactlyTheInjectedFaultEndsWithZero) {
                                     "visible in images 0\n"
                                     "the host found what was injected, and nothing else\n"));
     const auto object = data();
-    EXPECT_EQ(object["schema"], 2);
-    EXPECT_EQ(object["grab"]["schema"], 2);
+    EXPECT_EQ(object["schema"], "dorven-verify/2");
+    EXPECT_EQ(object["grab"]["schema"], "dorven-grab/2");
     EXPECT_EQ(object["fault_log"], _options.faultLog);
     EXPECT_EQ(object["seed"], 42);
     EXPECT_EQ(object["matched"], true);

@@ -12,6 +12,7 @@
 #include "fake_camera.h"
 #include "log_recorder.h"
 #include "msharedmem.h"
+#include "object_names.h"
 
 namespace {
 
@@ -125,7 +126,7 @@ TEST_F(CameraLinkTest, SecondAskerWaitsUntilTheFirstHasLeft) {
 }
 
 TEST_F(CameraLinkTest, LinkWhoseNameAnObjectOfAnotherKindHasIsNoOtherSimulators) {
-    void* const taken = MSharedMem_Create("DorVenCameraPlugin_dorven_asks_finished", 100);
+    void* const taken = MSharedMem_Create(image_road::finishedOf(image_road::kSimulatorAsks).c_str(), 100);
     ASSERT_TRUE(taken);
     CameraLink link(kQuick);
     const auto news = newsWithin(link);

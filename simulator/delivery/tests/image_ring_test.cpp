@@ -10,14 +10,16 @@
 #include <gtest/gtest.h>
 
 #include "child_process.h"
+#include "image_line.h"
 #include "log_recorder.h"
+#include "object_names.h"
 #include "ring_reader.h"
 #include "strip.h"
 
 namespace {
 
+using image_road::ImageLineHeader;
 using simulator::ImageRing;
-using simulator::LineHeader;
 using OpenResult = ImageRing::OpenResult;
 using namespace std::chrono_literals;
 
@@ -38,7 +40,7 @@ int readInOrder(test::RingReader& reader, std::uint64_t count) {
     for (std::uint64_t number = 0; number < count; ++number) {
         const auto image = reader.waitAndTake();
         if (!image || image->header.imageCounter != number ||
-            image->header.timeStamp != 0.5 + static_cast<double>(number) ||
+            image->header.timeStampS != 0.5 + static_cast<double>(number) ||
             image->inspection.kind != frames::ImageKind::simulated || image->inspection.strip->frameNumber != number)
             return static_cast<int>(number);
     }
@@ -215,7 +217,7 @@ TEST_F(ImageRingTest, MemoryThatCannotBeHadIsReported) {
 }
 
 CHILD_ROLE(holdsMemory) {
-    void* memory = MSharedMem_Create("DorVenImages", std::stoul(arguments.at(0)));
+    void* memory = MSharedMem_Create(image_road::kImagesMemory, std::stoul(arguments.at(0)));
     MProcessEvent holding(arguments.at(1).c_str());
     MProcessEvent leave(arguments.at(2).c_str());
     holding.Set();
@@ -231,7 +233,7 @@ TEST_F(ImageRingTest, SmallerMemoryThatAnotherProcessHoldsIsToldWithoutAnEntryIn
     MProcessEvent leave(leaveName.c_str());
     test::ChildProcess holder("holdsMemory", {"1000", holdingName, leaveName});
     ASSERT_EQ(holding.Wait(30.0), 1);
-    MProcessEvent event("DorVenImagesEvent");
+    MProcessEvent event(image_road::kImagesEvent);
     ImageRing ring(kFormat.bytes(), 3);
     EXPECT_EQ(ring.open(), OpenResult::tooSmall);
     EXPECT_EQ(ring.open(), OpenResult::tooSmall);

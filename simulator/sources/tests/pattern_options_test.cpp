@@ -168,7 +168,7 @@ TEST(ListPatternsTest, JsonHoldsTheSame) {
     simulator::listPatterns(true, data);
     EXPECT_EQ(data.str().find('\n'), data.str().size() - 1) << "one line";
     const auto object = nlohmann::json::parse(data.str());
-    EXPECT_EQ(object["schema"], 1);
+    EXPECT_EQ(object["schema"], "dorven-patterns/1");
     ASSERT_EQ(object["patterns"].size(), frames::patterns().size());
     for (std::size_t i = 0; i < frames::patterns().size(); ++i) {
         const frames::PatternRow& row = frames::patterns()[i];

@@ -72,7 +72,7 @@ TEST_F(TruthLogTest, FirstLineSaysWhatIsDrawn) {
     RenderedImages images({640, 480, 2}, options);
     draw(images, 4);
     const json first = linesOf(_path).at(0);
-    EXPECT_EQ(first["schema"], 1);
+    EXPECT_EQ(first["schema"], "dorven-truth/1");
     EXPECT_EQ(first["pattern"], "circle");
     EXPECT_EQ(first["width_px"], 640);
     EXPECT_EQ(first["height_px"], 480);

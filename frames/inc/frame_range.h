@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace host {
+namespace frames {
 
 struct FrameRange {
     std::uint64_t first = 0;
@@ -23,4 +23,4 @@ inline std::string rangeText(const FrameRange& range) {
     return text;
 }
 
-}  // namespace host
+}  // namespace frames

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <ucontext.h>
 
-#include "ring_writer.h"
+#include "mmemlinewriter.h"
 
 namespace {
 
@@ -46,12 +46,12 @@ void stepThrough(const Function& function) {
     ASSERT_EQ(sigaction(SIGTRAP, &former, nullptr), 0);
 }
 
-TEST(RingWriterTest, SlotThatIsFilledNextIsAtNoMomentALineWhileTheRingIsRecreated) {
+TEST(MMemLineWriterTest, SlotThatIsFilledNextIsAtNoMomentALineWhileTheRingIsRecreated) {
     constexpr std::size_t kLineBytes = 8;
     constexpr std::size_t kLines = 5;
-    alignas(64) std::array<std::uint8_t, sizeof(LineFifoHeader) + (kLines + 1) * kLineBytes> memory{};
+    alignas(64) std::array<std::uint8_t, MMemLineFifo_MemoryBytes(kLines, kLineBytes)> memory{};
     lookedAt = reinterpret_cast<LineFifoHeader*>(memory.data());
-    simulator::RingWriter writer;
+    MMemLineWriter writer;
     ASSERT_TRUE(writer.lay(memory.data(), kLines, kLineBytes));
     for (int line = 0; line < 4; ++line) ASSERT_TRUE(writer.put());
     std::atomic_ref(lookedAt->readIndex).store(1);

@@ -1,6 +1,6 @@
-// The writing end of the ring of images, beside hosts that may store anything into its header. What the writer alone
-// stores there is kept here too; the header's copy of it is compared, never used, so that no store of another process
-// leads out of the ring.
+// The writing end of a line fifo beside readers that may store anything into its header. What the writer alone stores
+// there is kept here too; the header's copy of it is compared, never used, so that no store of another process leads out
+// of the fifo.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,8 @@
 
 #include "mmemlinefifo.h"
 
-namespace simulator {
-
 /// A field of the header that another process has overwritten.
-struct RingDamage {
+struct LineFifoDamage {
     const char* field;     // as docs/wire-format.md names it
     std::uint64_t found;   // what that one has stored
     const char* known;     // what the next number says of it: "it was" or "it is at most"
@@ -20,11 +18,11 @@ struct RingDamage {
 };
 
 /// One thread. Without a ring, before lay and after leave, nothing waits and there is no slot.
-class RingWriter {
+class MMemLineWriter {
 public:
     /// Lays an empty ring. Whoever read from it before is detached.
     ///
-    /// @param memory  At least 64 + (lineCount + 1) * lineBytes bytes; stays mapped until leave.
+    /// @param memory  At least MMemLineFifo_MemoryBytes; stays mapped until leave.
     /// @return        False, with an entry in the error trace, when memory is not 8-byte aligned.
     bool lay(void* memory, std::size_t lineCount, std::size_t lineBytes);
 
@@ -32,11 +30,15 @@ public:
     /// that it may be looking at stays as it is until a reader attaches and takes a line.
     void layAround();
 
+    /// Stores other indices and another geometry into the header, for tests of readers. Nothing but lay or leave may
+    /// follow. The marks stay, so that an attached reader looks at it.
+    void spoil(const LineFifoHeader& values);
+
     /// Detaches. Lines that wait stay readable.
     void leave();
 
     /// What somebody else has stored into the header since the ring was laid.
-    std::optional<RingDamage> damage() const;
+    std::optional<LineFifoDamage> damage() const;
 
     /// The slot to fill next; null when the ring is full. Once given it stays the writer's until put, though a host may
     /// move the read index meanwhile: a reader has no way of taking room back.
@@ -66,5 +68,3 @@ private:
     mutable std::uint64_t _lastReadIndex = 0;
     std::optional<std::uint64_t> _overwritten;  // write index of another process, which put has replaced
 };
-
-}  // namespace simulator

@@ -1,10 +1,9 @@
-#include "ring_writer.h"
+#include "mmemlinewriter.h"
 
 #include <atomic>
 
 #include "platform.h"
 
-namespace simulator {
 namespace {
 
 using Field = std::uint64_t LineFifoHeader::*;
@@ -37,7 +36,7 @@ std::uint8_t* slotsOf(LineFifoHeader* header) { return reinterpret_cast<std::uin
 
 }  // namespace
 
-bool RingWriter::lay(void* memory, std::size_t lineCount, std::size_t lineBytes) {
+bool MMemLineWriter::lay(void* memory, std::size_t lineCount, std::size_t lineBytes) {
     _header = nullptr;
     if (MMemLineFifo_Create(memory, lineCount, lineBytes) == 0) return false;
     _header = static_cast<LineFifoHeader*>(memory);
@@ -51,7 +50,7 @@ bool RingWriter::lay(void* memory, std::size_t lineCount, std::size_t lineBytes)
     return true;
 }
 
-void RingWriter::layAround() {
+void MMemLineWriter::layAround() {
     if (!_header) return;
     // First, and before the read index is looked at: without its mark a reader takes no further line and gives none
     // back, but for one that has looked at its mark already and moves the index from the slot that stands there now.
@@ -70,30 +69,37 @@ void RingWriter::layAround() {
     store(*_header, &LineFifoHeader::readerMark, 0);
 }
 
-void RingWriter::leave() {
+void MMemLineWriter::spoil(const LineFifoHeader& values) {
+    if (!_header) return;
+    for (const Field field : {&LineFifoHeader::writeIndex, &LineFifoHeader::readIndex, &LineFifoHeader::lineLength,
+                              &LineFifoHeader::slotCount})
+        store(*_header, field, values.*field, std::memory_order_relaxed);
+}
+
+void MMemLineWriter::leave() {
     MMemLineFifo_Destroy(_header);
     _header = nullptr;
 }
 
-std::optional<RingDamage> RingWriter::damage() const {
+std::optional<LineFifoDamage> MMemLineWriter::damage() const {
     if (!_header) return std::nullopt;
-    if (_overwritten) return RingDamage{kOwnFields[0].name, *_overwritten, kWas, _own.writeIndex};
+    if (_overwritten) return LineFifoDamage{kOwnFields[0].name, *_overwritten, kWas, _own.writeIndex};
     for (const OwnField& own : kOwnFields) {
         const std::uint64_t found = load(*_header, own.field);
-        if (found != _own.*own.field) return RingDamage{own.name, found, kWas, _own.*own.field};
+        if (found != _own.*own.field) return LineFifoDamage{own.name, found, kWas, _own.*own.field};
     }
     const std::uint64_t read = load(*_header, &LineFifoHeader::readIndex);
-    if (read >= _own.slotCount) return RingDamage{"read index", read, "it is at most", _own.slotCount - 1};
+    if (read >= _own.slotCount) return LineFifoDamage{"read index", read, "it is at most", _own.slotCount - 1};
     return std::nullopt;
 }
 
-std::uint8_t* RingWriter::slot() {
+std::uint8_t* MMemLineWriter::slot() {
     if (!_header) return nullptr;
     _given = _given || !isFull();
     return _given ? slotsOf(_header) + _own.writeIndex * _own.lineLength : nullptr;
 }
 
-bool RingWriter::put() {
+bool MMemLineWriter::put() {
     _given = false;
     if (!_header || isFull()) return false;
     const std::uint64_t before = _own.writeIndex;
@@ -106,7 +112,7 @@ bool RingWriter::put() {
     return true;
 }
 
-std::uint64_t RingWriter::readIndex() const {
+std::uint64_t MMemLineWriter::readIndex() const {
     if (!_header) return 0;
     // Pairs with the release in ReleaseLine: once the index is seen, the reader is done with the slots before it.
     const std::uint64_t read = load(*_header, &LineFifoHeader::readIndex, std::memory_order_acquire);
@@ -114,13 +120,11 @@ std::uint64_t RingWriter::readIndex() const {
     return _lastReadIndex;
 }
 
-bool RingWriter::hasReader() const { return MMemLineFifo_IsReaderAttached(_header) != 0; }
+bool MMemLineWriter::hasReader() const { return MMemLineFifo_IsReaderAttached(_header) != 0; }
 
-std::size_t RingWriter::waiting() const {
+std::size_t MMemLineWriter::waiting() const {
     if (!_header) return 0;
     const std::uint64_t read = readIndex();
     const std::uint64_t wrapped = _own.writeIndex < read ? _own.slotCount : 0;
     return static_cast<std::size_t>(_own.writeIndex - read + wrapped);
 }
-
-}  // namespace simulator

@@ -1,0 +1,90 @@
+#include "mmemlinereader.h"
+
+#include <thread>
+#include <utility>
+
+#include "fifo_header.h"
+
+namespace {
+
+LineFifoHeader copyOf(const void* memory) {
+    const auto field = [memory](std::size_t offset) {
+        return fifo_header::load(memory, offset, std::memory_order_acquire);
+    };
+    LineFifoHeader header{};
+    header.readIndex = field(offsetof(LineFifoHeader, readIndex));
+    header.writeIndex = field(offsetof(LineFifoHeader, writeIndex));
+    header.lineLength = field(offsetof(LineFifoHeader, lineLength));
+    header.slotCount = field(offsetof(LineFifoHeader, slotCount));
+    return header;
+}
+
+}  // namespace
+
+MMemLineReader::Link MMemLineReader::link(void* memory, std::size_t memorySize, std::size_t leastLineLength) {
+    *this = MMemLineReader(_hasMark);
+    if (memorySize < sizeof(LineFifoHeader)) return Link::noHeader;  // before anything of it is touched
+    if (!MMemLineFifo_Link(memory)) return Link::hasReader;
+    _memory = memory;
+    takeGeometry(memorySize, leastLineLength);
+    return Link::linked;
+}
+
+void* MMemLineReader::unlink() {
+    MMemLineFifo_Unlink(_memory);
+    return std::exchange(*this, MMemLineReader(_hasMark))._memory;
+}
+
+const unsigned char* MMemLineReader::peek() {
+    if (!_readable || !_hasMark(_memory)) return nullptr;
+    const void* const line = MMemLineFifo_GetReadLine(_memory);
+    return line && takeFront(line) ? static_cast<const unsigned char*>(line) : nullptr;
+}
+
+void MMemLineReader::release() {
+    const auto front = std::exchange(_front, std::nullopt);
+    // A writer that laid the fifo anew while the line was looked at has taken the reader's mark away: the line is gone
+    // with the old ring, and the new one's read index must stay as it is.
+    if (!front || !_hasMark(_memory)) return;
+    const LineFifoSlot taken{*front, _slotCount};
+    MMemLineFifo_ReleaseLine(_memory, &taken);
+}
+
+void MMemLineReader::takeGeometry(std::size_t memorySize, std::size_t leastLineLength) {
+    _found = copyOf(_memory);
+    _lineLength = _found.lineLength;
+    _slotCount = _found.slotCount;
+    if (_slotCount == 0) return;  // not laid yet
+    const bool fits = MMemLineFifo_Fits(_found, memorySize);
+    _readable = fits && _lineLength >= leastLineLength;
+    if (!_readable && !isLaidAnew()) _damage = fits ? Damage::shortLines : Damage::slotsDoNotFit;
+}
+
+// GetReadLine has followed what the header said at that moment. The line is handed out where the header still has the
+// geometry that was taken, and the line is the one at its read index: then it lies inside the memory.
+bool MMemLineReader::takeFront(const void* line) {
+    const LineFifoHeader now = copyOf(_memory);
+    const bool sameGeometry = now.lineLength == _lineLength && now.slotCount == _slotCount;
+    if (sameGeometry && MMemLineFifo_HasPossibleIndices(now)) {
+        const auto begin = fifo_header::dataAreaOf(_memory) + now.readIndex * _lineLength;
+        if (begin != reinterpret_cast<std::uintptr_t>(line)) return false;  // the index was moved meanwhile
+        _front = now.readIndex;
+        return true;
+    }
+    if (isLaidAnew()) return false;
+    _readable = false;
+    _damage = sameGeometry ? Damage::impossibleIndices : Damage::otherGeometry;
+    _found = now;
+    return false;
+}
+
+// A writer that lays the fifo anew stores the new geometry first and takes the reader's mark away straight after. So
+// what looks wrong is looked at again, with time for a writer that is between the two: without the mark, all is well.
+bool MMemLineReader::isLaidAnew() const {
+    constexpr int kLooks = 1000;  // some microseconds
+    for (int look = 0; look < kLooks; ++look) {
+        if (!_hasMark(_memory)) return true;
+    }
+    std::this_thread::yield();
+    return !_hasMark(_memory);
+}
