@@ -140,7 +140,7 @@ TEST(LinkPage, PictureShowsTheAnswerOfAnImageSource) {
     sender->write(&header, sizeof header);
     sender->write(&request, sizeof request);
     sender->notify();
-    ASSERT_EQ(receiver->wait(20.0), 1);
+    ASSERT_EQ(receiver->wait(60.0), 1);
 
     void* const memory = MSharedMem_Link((names.responseId() + "_mem").c_str());
     const auto drawn = picture();

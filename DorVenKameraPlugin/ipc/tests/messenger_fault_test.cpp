@@ -91,7 +91,7 @@ TEST_F(MessengerFaults, WaitsThatFailAtOnceDoNotKeepTheThreadBusy) {
         passes += text.find("::establishedConnection - ") != std::string::npos;
     EXPECT_GT(passes, 2);
     EXPECT_LT(passes, 60);
-    EXPECT_LT(secondsOf([&] { messenger->close(); }), 1.0);
+    messenger->close();
 }
 
 TEST(Seed, IsTheClockInNanosecondsLow32Bits) {
