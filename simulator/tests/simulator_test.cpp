@@ -48,14 +48,14 @@ protected:
 
 TEST_F(SimulatorTest, WithoutAReaderTheRingFillsAndTheRestIsRefused) {
     _options.lineCount = 5;
+    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, _source, _people);
     EXPECT_EQ(simulator.run(), 0);
     const auto& totals = simulator.totals();
     EXPECT_EQ(totals.written, 5u);
-    EXPECT_EQ(totals.written + totals.refused + totals.skipped, 20u);
+    EXPECT_EQ(totals.refused, 15u);
     EXPECT_THAT(_people.str(), HasSubstr("900 x 20 pixels, 1 byte per pixel, 500 images per second, ring of 5"));
-    EXPECT_THAT(_people.str(), HasSubstr("written 5, refused by the full ring " + std::to_string(totals.refused) +
-                                         ", skipped as too late " + std::to_string(totals.skipped)));
+    EXPECT_THAT(_people.str(), HasSubstr("written 5, refused by the full ring 15, skipped as too late 0"));
     EXPECT_FALSE(test::RingReader::memoryExists());
 }
 
@@ -228,6 +228,7 @@ TEST_F(SimulatorTest, SlotThatAReaderDrewIntoStillGivesAWholeImage) {
 
 TEST_F(SimulatorTest, SmallImagesAreDeliveredWithAWarningThatTheyCannotBeVerified) {
     RenderedImages small({100, 20, 1});
+    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, small, _people);
     EXPECT_EQ(simulator.run(), 0);
     EXPECT_EQ(simulator.totals().written, 8u);

@@ -144,7 +144,7 @@ CHILD_ROLE(misbehaves) {
         if (early && patient) waitShortly(100ms, [&] { return MMemLineFifo_GetCount(ring.memory()) == 0; });
         for (const auto field : kFields) simulator.store(ring.memory(), field, simulator.value());
         if (!early) ring.signal();
-        std::this_thread::sleep_for(50us);  // so that the camera comes to look at most of it
+        std::this_thread::sleep_for(patient ? 1000us : 50us);  // so that the camera comes to look at most of it
     }
     return 0;
 }
@@ -197,7 +197,7 @@ TEST(MisbehavingProcess, DoesNotTakeTheCameraDownNorOutOfItsImages) {
     const auto isReport = [](const std::string& text) {
         return text.find("() : image fifo is inconsistent: ") != std::string::npos;
     };
-    EXPECT_GE(std::count_if(errors.begin(), errors.end(), isReport), 100) << "the camera hardly saw any of it";
+    EXPECT_GE(std::count_if(errors.begin(), errors.end(), isReport), 5) << "the camera hardly saw any of it";
 
     const std::size_t before = received.count();
     test::ChildProcess successor("behaves");
