@@ -141,7 +141,7 @@ end_all() {
 # Waits for a file, as long as a process goes on.
 wait_for() { # file, process
     local round
-    for ((round = 0; round < 600; round++)); do
+    for ((round = 0; round < 1200; round++)); do
         [ -e "$1" ] && return 0
         kill -0 "$2" 2>/dev/null || break
         sleep 0.05

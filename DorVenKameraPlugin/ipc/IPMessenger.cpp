@@ -64,8 +64,6 @@ constexpr std::chrono::milliseconds kLook{500};
 /// its mark, as its peer has laid the fifo anew, comes back at the peer's next signal.
 constexpr int kFreeLooks = 2;
 
-using Clock = std::chrono::steady_clock;
-
 /// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
 struct IPMessenger::Run {
     Run(std::size_t requestSize, std::size_t responseSize) : payload(requestSize), received(responseSize) {}
@@ -136,7 +134,7 @@ void IPMessenger::start(const ThreadStarter& startThread) {
 bool IPMessenger::send() {
     const char function[] = "kest::dorven::IPMessenger::send";
     M_TRACE(5, "%s - %s", function, requestId().c_str());
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(kSendS);
+    const auto end = _now() + std::chrono::duration<double>(kSendS);
     const std::uint64_t id = setStep(kStepSend);
     _finished->Wait(kAtOnce);
     wakeThread();
@@ -144,7 +142,7 @@ bool IPMessenger::send() {
     FrameHeader outcome = last();
     // What came too late for the request before completes that one, not this one.
     while (result == kSignalled && outcome.id != id) {
-        const std::chrono::duration<double> rest = end - std::chrono::steady_clock::now();
+        const std::chrono::duration<double> rest = end - _now();
         result = rest.count() > 0.0 ? _finished->Wait(rest.count()) : kTimedOut;
         outcome = last();
     }
@@ -336,8 +334,8 @@ bool IPMessenger::isInPart(Run& run, bool timedOut) {
         return false;
     }
     if (!run.partSince) {
-        run.partSince = Clock::now();
-    } else if (timedOut || Clock::now() - *run.partSince >= kInPart) {
+        run.partSince = _now();
+    } else if (timedOut || _now() - *run.partSince >= kInPart) {
         dropPart(run);
     }
     return true;
@@ -429,7 +427,7 @@ void IPMessenger::processError(Run& run) {
 void IPMessenger::seekPeer(Run& run) {
     const FrameHeader step = current();
     if (step.step != kStepSend || step.id == run.lastSent) return;
-    const Clock::time_point now = Clock::now();
+    const Clock::time_point now = _now();
     if (!_sender->isConnected()) {
         run.deafSince.reset();
         _sender->open();  // trace "both left": each side has closed its sender because the other one had

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -83,6 +85,9 @@ protected:
     void wakeThread();
     bool establishedConnection(int status);
     FrameHeader last() const;
+
+    using Clock = std::chrono::steady_clock;
+    std::function<Clock::time_point()> _now = &Clock::now;  // read by the thread; set before it starts
 
     std::shared_ptr<Comm> _comm;
     std::shared_ptr<IPMessageSender> _sender;      // the thread's

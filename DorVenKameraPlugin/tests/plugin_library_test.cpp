@@ -183,7 +183,7 @@ TEST(PluginLibrary, WorksFromAForeignFolderForAProgramBuiltFromHeadersAlone) {
     fs::copy_file(test::programFolder() + program, programFolder.path(program));
     auto host = test::ChildProcess::program(programFolder.path(program),
                                             {pluginFolder.path(std::string("DorVenKameraPlugin") + LIBRARY_SUFFIX)});
-    EXPECT_EQ(host.join(30s), 0);
+    EXPECT_EQ(host.join(60s), 0);
 }
 
 }  // namespace

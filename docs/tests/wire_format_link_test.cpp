@@ -149,7 +149,7 @@ TEST(LinkPage, PictureShowsTheAnswerOfAnImageSource) {
     sender->write(&header, sizeof header);
     sender->write(&request, sizeof request);
     sender->notify();
-    ASSERT_EQ(receiver->wait(20.0), 1);
+    ASSERT_EQ(receiver->wait(60.0), 1);
 
     void* const memory = MSharedMem_Link(image_road::memoryOf(names.responseId()).c_str());
     const auto drawn = picture();

@@ -293,7 +293,7 @@ bool holds(const unsigned char* line, const Image& image) {
 // Tries until it is done or a limit is over.
 template <typename Try>
 bool within40Seconds(Try&& done) {
-    const auto end = std::chrono::steady_clock::now() + 40s;
+    const auto end = std::chrono::steady_clock::now() + 60s;
     while (!done()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::yield();
@@ -328,7 +328,7 @@ TEST(WireFormatPeer, LibraryReadsWhatAWriterOfThePageWrites) {
     MProcessEvent laid(laidName.c_str());
     void* const memory = MSharedMem_Create(name.c_str(), kBytes);
     test::ChildProcess writer("writesFromThePageAlone", {name, laidName});
-    ASSERT_EQ(laid.Wait(20.0), 1);
+    ASSERT_EQ(laid.Wait(60.0), 1);
     EXPECT_EQ(MMemLineFifo_IsReaderAttached(memory), 0);
     EXPECT_EQ(MMemLineFifo_GetLineLength(memory), kLineBytes);
     ASSERT_EQ(MMemLineFifo_Link(memory), 1);

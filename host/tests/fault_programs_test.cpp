@@ -72,7 +72,8 @@ class EachFaultProgramTest : public FaultRunsTest, public testing::WithParamInte
 
 TEST_P(EachFaultProgramTest, HostFindsWhatWasInjectedAtTheSameFramesAndNothingElse) {
     const FaultCase& row = GetParam();
-    const FaultRun result = run({"--fault", row.fault, "--seed", "7"}, {"--count", row.images, "--timeout", "4"});
+    const FaultRun result = run({"--fault", row.fault, "--seed", "7"},
+                                {"--count", row.images, "--timeout", test::silenceLimit(row.images)});
     ASSERT_NO_FATAL_FAILURE(expectProven(result));
     FrameFindings expected;
     for (const ExpectedFinding& finding : row.findings)
@@ -154,7 +155,7 @@ TEST_F(FaultRunsTest, NoFaultsOverridesFaultsAndScenarioSoThatNothingIsFound) {
 TEST_F(FaultRunsTest, FindingsThatTheLogDoesNotHaveFailTheHost) {
     auto host = startVerify({"--count", "100"});
     auto simulator = startSimulator(
-        {"--config", _config, "--fps", "100", "--lines", "200", "--fault", "drop@60", "--fault", "torn@70"});
+        {"--config", _config, "--fps", "100", "--lines", "1000", "--fault", "drop@60", "--fault", "torn@70"});
     _folder.file("faults.jsonl", R"({"schema":"dorven-fault-log/1","event":"run","seed":7})"
                                  "\n"
                                  R"({"event":"fault","fault":"drop","frame":61,)"
@@ -181,7 +182,9 @@ protected:
         EXPECT_TRUE(waitForFaults(name, 1));
         return simulator;
     }
-    int askSnap() { return startHost({"ask-snap", "--json", "--timeout", "4"}).join(60s); }
+    int askSnap(const char* timeout = "30") {
+        return startHost({"ask-snap", "--json", "--timeout", timeout}).join(60s);
+    }
     /// Asks again until it ends like that. @return the last exit code.
     int askSnapUntil(int wanted) {
         int exitCode = askSnap();
@@ -220,7 +223,7 @@ TEST_F(AnswerFaultProgramsTest, CameraWaitsForTheLateAnswer) {
 
 TEST_F(AnswerFaultProgramsTest, CameraGivesUpOnAnAnswerThatIsTooLate) {
     auto simulator = startSimulatorWith("late-answer", "late-answer:1000s@5");
-    EXPECT_EQ(askSnap(), host::kExitNoImage) << people();
+    EXPECT_EQ(askSnap("4"), host::kExitNoImage) << people();
     EXPECT_THAT(people(),
                 testing::HasSubstr("dorven-host: no answer from a simulator, though one stands on the link: "));
     simulator.kill();

@@ -81,8 +81,8 @@ ChildProcess FaultRunsTest::startVerify(Arguments arguments) {
 ChildProcess FaultRunsTest::startFaults(Arguments arguments) const {
     // Not as the camera answers: for a moment, until it has read its configuration, it answers with its defaults.
     arguments.insert(arguments.begin(), {"--size", "900x40", "--fault-log", _log});
-    // Late by a second before it skips a frame.
-    for (const auto& [option, value] : {std::pair{"--fps", "100"}, std::pair{"--lines", "200"}}) {
+    // Late by five seconds before it skips a frame.
+    for (const auto& [option, value] : {std::pair{"--fps", "100"}, std::pair{"--lines", "1000"}}) {
         if (std::ranges::find(arguments, option) == arguments.end()) arguments.insert(arguments.end(), {option, value});
     }
     return startSimulator(arguments);
@@ -91,7 +91,7 @@ ChildProcess FaultRunsTest::startFaults(Arguments arguments) const {
 FaultRun FaultRunsTest::run(const Arguments& simulatorsOptions, const Arguments& hostsOptions) {
     auto host = startVerify(hostsOptions);
     auto simulator = startFaults(simulatorsOptions);
-    const int exitCode = host.join(90s);
+    const int exitCode = host.join(120s);
     simulator.kill();
     return takeRun(exitCode);
 }
@@ -109,7 +109,7 @@ std::vector<Json> FaultRunsTest::logLines() const {
 }
 
 bool FaultRunsTest::waitForFaults(const std::string& name, std::size_t count) const {
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 6000; ++round) {
         if (FaultRun{0, {}, logLines()}.faults(name).size() >= count) return true;
         std::this_thread::sleep_for(10ms);
     }

@@ -50,7 +50,7 @@ protected:
 
     /// Whole lines of the log so far.
     std::vector<nlohmann::json> logLines() const;
-    /// Waits until the log tells of that many faults with a name. @return false when that takes half a minute.
+    /// Waits until the log tells of that many faults with a name. @return false when that takes a minute.
     bool waitForFaults(const std::string& name, std::size_t count) const;
 
     /// Requires that what the host found is what the log says, frame by frame, and that verify says so too.
@@ -58,6 +58,11 @@ protected:
 
     std::string _log = _folder.path("faults.jsonl");
 };
+
+/// How long a host waits for a further image, as its option takes it: long where a busy machine may be slow to begin, and
+/// not where the end of the images is to be seen.
+/// @param images  Its --count; "0": to the end.
+inline const char* silenceLimit(const std::string& images) { return images == "0" ? "8" : "60"; }
 
 /// What the host found, but for lateness, in frames that have neighbours on both sides.
 /// @param from  Leaves out frames before.

@@ -32,10 +32,10 @@ TEST_F(LostMemoryTest, BothProgramsEndWithASentence) {
     auto host = startGrab({});
     while (!hasReader() && simulator.running() && host.running()) std::this_thread::sleep_for(1ms);
     std::filesystem::resize_file(platform_lookAtObjectFolder().path + "/" + image_road::kImagesMemory, 4096);
-    EXPECT_EQ(simulator.join(20s), 1);
+    EXPECT_EQ(simulator.join(60s), 1);
     const HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, image_road::kImagesEvent);
     SetEvent(event);  // the host looks for images
-    EXPECT_EQ(host.join(20s), 1);
+    EXPECT_EQ(host.join(60s), 1);
     CloseHandle(event);
     EXPECT_THAT(text("simulator.txt"),
                 HasSubstr("dorven-simulator: shared memory in use was cut short by another program"));

@@ -106,7 +106,7 @@ public:
         // One that came before may still be told.
         for (int image = 0; image < 2; ++image) {
             const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
-            if (_arrived.Wait(std::max(0.0, kAgainS - passed.count())) != 1) return std::nullopt;
+            if (_arrived.Wait(std::max(0.0, test::KillPlan::limit(kAgainS) - passed.count())) != 1) return std::nullopt;
         }
         if (!bothRun()) return std::nullopt;
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -116,7 +116,7 @@ public:
     std::string state() {
         std::string text = _simulator->running() ? "the simulator runs" : "the simulator has ended";
         if (_host->running()) return text + ", the host runs";
-        return text + ", the host has ended with " + std::to_string(_host->join(1s));
+        return text + ", the host has ended with " + std::to_string(_host->join(60s));
     }
 
 private:
@@ -134,7 +134,7 @@ TEST(ProgramKills, ExitCodeIsKnownAfterTheEndWasSeen) {
     ChildProcess process("endsWithSeven");
     while (process.running()) std::this_thread::sleep_for(1ms);
     EXPECT_FALSE(process.running());
-    EXPECT_EQ(process.join(1s), 7);
+    EXPECT_EQ(process.join(60s), 7);
 }
 
 TEST(ProgramKills, ImagesComeAgainInTimeAfterEachKill) {

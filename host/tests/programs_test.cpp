@@ -24,6 +24,7 @@
 #include "object_names.h"
 #include "plugin_library.h"
 #include "programs_fixture.h"
+#include "ring_watch.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ using namespace std::chrono_literals;
 constexpr frames::ImageFormat kFormat{900, 40, 1};
 // A camera that is just being opened may still answer with its own size.
 constexpr const char* kSize = "900x40";
+constexpr const char* kCamerasEvent = "DorVenCameraPlugin_tesk_asks_finished";
 
 TEST_F(ProgramsTest, HostReceivesTheSimulatorsImagesWhole) {
     auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "10", "--count", "600"});
@@ -114,7 +116,7 @@ TEST_F(ProgramsTest, SimulatorWithLargerImagesBreaksALimitThatCountsImagesAndThe
 
 TEST_F(ProgramsTest, RateIsTheTrueOneHoweverManyImagesWaitedInTheRing) {
     auto simulator = startSimulator({"--size", kSize, "--no-ask", "--fps", "100", "--lines", "100"});
-    std::this_thread::sleep_for(2s);  // the ring is full by now
+    ASSERT_TRUE(test::RingWatch().waitForWaiting(100));
     EXPECT_EQ(startGrab({"--count", "200", "--min-fps", "105"}).join(60s), host::kExitFailed) << people();
     simulator.kill();
     EXPECT_EQ(data()["images"], 200);
@@ -159,7 +161,8 @@ TEST_F(ProgramsTest, JsonLinesTellEachImageEachSecondAndTheEnd) {
 
 TEST_F(ProgramsTest, ImagesThatWaitedInTheRingBeforeTheGrabMakeNoLoss) {
     auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "10", "--lines", "3"});
-    std::this_thread::sleep_for(2s);  // the ring is full by now, and slots have been refused
+    ASSERT_TRUE(test::RingWatch().waitForWaiting(3));
+    std::this_thread::sleep_for(500ms);  // five periods, in which frames are refused
     auto host = startGrab({"--count", "10"});
     EXPECT_EQ(host.join(60s), 0) << people();
     simulator.kill();
@@ -237,7 +240,7 @@ protected:
     bool waitForReader() {
         void* const memory = MSharedMem_Link(image_road::kImagesMemory);
         bool attached = false;
-        for (int round = 0; round < 3000 && !attached; ++round) {
+        for (int round = 0; round < 6000 && !attached; ++round) {
             _ring.wakeReader();
             std::this_thread::sleep_for(10ms);
             attached = MMemLineFifo_IsReaderAttached(memory) != 0;
@@ -315,8 +318,8 @@ TEST_F(ScriptedWriterTest, VerifyFindsTheFaultsOfTheLogAndTellsWhatIsNotInIt) {
 TEST_F(ProgramsTest, VerifyOfAKilledSimulatorFindsItsStop) {
     auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     const std::string log = _folder.path("faults.jsonl");
-    auto host = startHost({"verify", "--config", _config, "--json", "--timeout", "3", "--fault-log", log});
-    std::this_thread::sleep_for(2s);
+    auto host = startHost({"verify", "--config", _config, "--json", "--timeout", "8", "--fault-log", log});
+    EXPECT_TRUE(test::RingWatch().waitForTaken(20));
     simulator.kill();
     _folder.file("faults.jsonl", R"({"schema":"dorven-fault-log/1","event":"run","seed":5})"
                                  "\n");
@@ -329,7 +332,7 @@ TEST_F(ProgramsTest, VerifyOfAKilledSimulatorFindsItsStop) {
 
 TEST_F(ProgramsTest, SimulatorThatIsStartedAfterTheGrabIsFound) {
     auto host = startGrab({"--count", "5"});
-    std::this_thread::sleep_for(1s);
+    EXPECT_TRUE(test::becomesTrue([] { return NamedClaim::isTaken(kCamerasEvent); }));
     auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     EXPECT_EQ(host.join(60s), 0) << people();
     simulator.kill();
@@ -339,7 +342,7 @@ TEST_F(ProgramsTest, SimulatorThatIsStartedAfterTheGrabIsFound) {
 TEST_F(ProgramsTest, SimulatorThatIsKilledAndStartedAgainDuringAGrabComesBack) {
     auto first = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     auto host = startGrab({"--count", "200"});
-    std::this_thread::sleep_for(1500ms);
+    EXPECT_TRUE(test::RingWatch().waitForTaken(20));
     first.kill();
     auto second = startSimulator({"--config", _config, "--size", kSize, "--fps", "100"});
     EXPECT_EQ(host.join(60s), 0) << people();
@@ -361,7 +364,7 @@ TEST_F(ProgramsTest, NoImageInTimeEndsWithThree) {
 TEST_F(ProgramsTest, FakedImagesAfterSimulatedOnesEndWithFour) {
     auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "50"});
     auto host = startGrab({"--timeout", "40"});
-    std::this_thread::sleep_for(2s);
+    EXPECT_TRUE(test::RingWatch().waitForTaken(20));
     simulator.kill();
     EXPECT_EQ(host.join(60s), host::kExitConnectionLost) << people();
     EXPECT_GT(data()["simulated"], 0);

@@ -51,7 +51,7 @@ class EachScenarioTest : public FaultRunsTest, public testing::WithParamInterfac
 TEST_P(EachScenarioTest, HostFindsEveryFaultOfItAndNothingElse) {
     const ScenarioCase& row = GetParam();
     const FaultRun result = run({"--scenario", kScenarios + row.file, "--fps", row.fps, "--lines", "1000"},
-                                {"--count", row.images, "--timeout", "4"});
+                                {"--count", row.images, "--timeout", test::silenceLimit(row.images)});
     ASSERT_NO_FATAL_FAILURE(expectProven(result));
     EXPECT_EQ(result.names(), row.names);
     EXPECT_GE(result.verify["found"], 1);
@@ -70,7 +70,7 @@ TEST(EachScenarioFileHasARow, ThatRunsItEndToEnd) {
 
 TEST_F(FaultRunsTest, ScenarioThatChangesCountsFromThenOnWithoutAFrameUnaccountedFor) {
     const std::string scenario = _folder.file("s.json", scenarioText(R"("drop@every:7")"));
-    auto host = startVerify({"--timeout", "4"});
+    auto host = startVerify({"--timeout", test::silenceLimit("0")});
     auto simulator = startFaults({"--scenario", scenario});
     EXPECT_TRUE(waitForFaults("drop", 3));
     _folder.file("s.json", scenarioText(R"("torn@every:10")"));

@@ -52,7 +52,7 @@ TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
     pid_t pid = 0;
     ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
-    for (int round = 0; round < 3000 && MMemLineFifo_IsReaderAttached(memory) == 0; ++round) {
+    for (int round = 0; round < 6000 && MMemLineFifo_IsReaderAttached(memory) == 0; ++round) {
         ring.wakeReader();
         std::this_thread::sleep_for(10ms);
     }

@@ -42,6 +42,14 @@ TEST_F(DocumentSteps, AFailedInfoEndsThemAndLeavesTheOutput) {
     EXPECT_EQ(test::xml.living, 0);
 }
 
+TEST_F(DocumentSteps, CommandOfADocumentThatCannotBeginAnswersNeitherDoneNorRefused) {
+    test::xml.refused = {L"Info"};
+    PluginInterfaceReturn<const char*> result({9, 9}, _before);
+    EXPECT_EQ(_device.call(1012, nullptr, &result), (PluginCallStatus{0, 0}));
+    EXPECT_EQ(result.status, (PluginCallStatus{0, 0}));
+    EXPECT_EQ(result.value, _before);
+}
+
 TEST_F(DocumentSteps, AFailedItemLeavesOutItsPropertyAlone) {
     test::xml.refused = {L"Item"};
     EXPECT_EQ(_device.deviceInformation(&_document), kDone);

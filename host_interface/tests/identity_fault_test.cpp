@@ -9,8 +9,6 @@ PLATFORM_FAULT(RPC_STATUS, UuidCreateSequential, (UUID * uuid), (uuid))
 PLATFORM_FAULT(RPC_STATUS, UuidCreate, (UUID * uuid), (uuid))
 PLATFORM_FAULT(RPC_STATUS, UuidToStringA, (const UUID* uuid, RPC_CSTR* text), (uuid, text))
 PLATFORM_FAULT(RPC_STATUS, RpcStringFreeA, (RPC_CSTR * text), (text))
-// NUV::CXmlNode::AddNode(const wchar_t*); in this program it is always replaced.
-PLATFORM_FAULT(void*, _ZN3NUV8CXmlNode7AddNodeEPKw, (void* node, const wchar_t* name), (node, name))
 
 namespace {
 
@@ -69,20 +67,6 @@ TEST(DeviceIdentity, DiffersWhenTheSystemGivesNoIdentityAtAll) {
     const PluginDeviceBase first(""), second("");
     EXPECT_NE(first.deviceId(), second.deviceId());
     EXPECT_TRUE(hasTheForm(first.deviceId())) << first.deviceId();
-}
-
-TEST(InformationDocument, AnswersNeitherDoneNorRefusedWhenItCannotBegin) {
-    const test::Fault fault(fault__ZN3NUV8CXmlNode7AddNodeEPKw, [](void*, const wchar_t*) -> void* { return nullptr; });
-    PluginDeviceBase device("");
-    const char* const before = "before";
-    const char* document = before;
-    EXPECT_EQ(device.deviceInformation(&document), (PluginCallStatus{0, 0}));
-    EXPECT_EQ(document, before);
-
-    PluginInterfaceReturn<const char*> result({9, 9}, before);
-    EXPECT_EQ(device.call(1012, nullptr, &result), (PluginCallStatus{0, 0}));
-    EXPECT_EQ(result.status, (PluginCallStatus{0, 0}));
-    EXPECT_EQ(result.value, before);
 }
 
 }  // namespace

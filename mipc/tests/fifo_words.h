@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    std::chrono::steady_clock::time_point _end = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+    std::chrono::steady_clock::time_point _end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
 };
 
 }  // namespace test

@@ -168,7 +168,7 @@ TEST(ConcurrentEventTest, WhatWasWrittenBeforeNotifyIsSeenAfterWait) {
     int value = 0;  // guarded by the events alone
     std::thread other([&] {
         for (int round = 1; round <= 5000; ++round) {
-            if (pingOfOther.Wait(20.0) != 1 || value != round) return;
+            if (pingOfOther.Wait(60.0) != 1 || value != round) return;
             value = -round;
             pong.Notify();
         }
@@ -177,7 +177,7 @@ TEST(ConcurrentEventTest, WhatWasWrittenBeforeNotifyIsSeenAfterWait) {
     for (; round <= 5000; ++round) {
         value = round;
         pingOfOne.Notify();
-        if (pong.Wait(20.0) != 1 || value != -round) break;
+        if (pong.Wait(60.0) != 1 || value != -round) break;
     }
     other.join();
     EXPECT_EQ(round, 5001);
@@ -190,12 +190,12 @@ TEST(ConcurrentEventTest, EachNotifyReleasesOneOfEightWaiters) {
     std::thread notifier([&] {
         for (int count = 0; count < kThreads * 100; ++count) {
             event.Notify();
-            if (released.Wait(20.0) != 1) return;
+            if (released.Wait(60.0) != 1) return;
         }
     });
     inEightThreads([&](int) {
         for (int round = 0; round < 100; ++round) {
-            if (event.Wait(20.0) == 1) ++signalled;
+            if (event.Wait(60.0) == 1) ++signalled;
             released.Notify();
         }
     });

@@ -59,7 +59,7 @@ TEST_F(MMemFifoBetweenProcessesTest, MillionsOfPiecesOfAnySizeArriveAsOneStream)
     EXPECT_EQ(result.wrong, 0u);
     EXPECT_EQ(result.bytes, test::streamBytes(STREAM_PIECES));
     if (result.bytes != test::streamBytes(STREAM_PIECES)) writer.kill();
-    EXPECT_EQ(writer.join(20s), 0);
+    EXPECT_EQ(writer.join(60s), 0);
     EXPECT_EQ(MMemFifo_GetUsed(_memory), 0u);
 }
 

@@ -511,7 +511,7 @@ TEST_F(MMemLineFifoBetweenProcessesTest, ReaderSeesEveryLineInOrderAndWhole) {
         MMemLineFifo_ReleaseLine(_memory);
     }
     EXPECT_EQ(MMemLineFifo_GetReadLine(_memory), nullptr);
-    EXPECT_EQ(writer.join(20s), 0);
+    EXPECT_EQ(writer.join(60s), 0);
     EXPECT_EQ(MMemLineFifo_IsWriterAttached(_memory), 0);
 }
 
@@ -577,7 +577,7 @@ TEST_F(MMemLineFifoBetweenProcessesTest, WriterThatComesLateDetachesTheReaderTha
     ASSERT_EQ(MMemLineFifo_Link(_memory), 1);
     EXPECT_TRUE(isWhole(MMemLineFifo_GetReadLine(_memory), 0));
     meeting.go();
-    EXPECT_EQ(writer.join(20s), 0);
+    EXPECT_EQ(writer.join(60s), 0);
 }
 
 }  // namespace

@@ -385,7 +385,7 @@ protected:
     }
     int endChild() {
         _meeting.go();
-        return _child->join(20s);
+        return _child->join(60s);
     }
 
     test::Meeting _meeting;
@@ -446,7 +446,7 @@ TEST_F(MSharedMemTest, ProcessThatComesLateFindsTheBytes) {
     void* const memory = create(100);
     std::memcpy(memory, "early", 6);
     test::ChildProcess child("linksLate", {_name});
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
     MSharedMem_Unlink(memory);
 }
 

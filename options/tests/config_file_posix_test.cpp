@@ -38,14 +38,14 @@ CHILD_ROLE(readsAConfigurationFileAsAnOrdinaryUser) {
 TEST_F(ClosedHomeTest, FileInAFolderThatCannotBeEnteredIsNone) {
     ASSERT_EQ(chmod(program.folder.path().c_str(), 0), 0);
     test::ChildProcess reader("readsAConfigurationFileAsAnOrdinaryUser", {file});
-    EXPECT_EQ(reader.join(20s), 10);
+    EXPECT_EQ(reader.join(60s), 10);
 }
 
 TEST_F(ClosedHomeTest, FileThatIsSeenAndCannotBeReadIsRefused) {
     ASSERT_EQ(chmod(program.folder.path().c_str(), 0711), 0);
     ASSERT_EQ(chmod(file.c_str(), 0), 0);
     test::ChildProcess reader("readsAConfigurationFileAsAnOrdinaryUser", {file});
-    EXPECT_EQ(reader.join(20s), 11);
+    EXPECT_EQ(reader.join(60s), 11);
 }
 
 // What a program does with it.
@@ -62,7 +62,7 @@ CHILD_ROLE(runsAsAnOrdinaryUser) {
 TEST_F(ClosedHomeTest, ProgramRunsWithItsDefaults) {
     ASSERT_EQ(chmod(program.folder.path().c_str(), 0), 0);
     test::ChildProcess run("runsAsAnOrdinaryUser", {program.folder.path()});
-    EXPECT_EQ(run.join(20s), 10);
+    EXPECT_EQ(run.join(60s), 10);
 }
 
 }  // namespace

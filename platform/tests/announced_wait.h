@@ -34,7 +34,7 @@ inline DWORD announceAndWait(Announcement&, HANDLE ready, HANDLE event, DWORD mi
 
 /// Returns once the announced wait has begun; false when none has within 20 s.
 inline bool awaitWaiting(const Announcement&, HANDLE ready) {
-    return WaitForMultipleObjects(1, &ready, FALSE, 20'000) == WAIT_OBJECT_0;
+    return WaitForMultipleObjects(1, &ready, FALSE, 60'000) == WAIT_OBJECT_0;
 }
 
 #else
@@ -52,7 +52,7 @@ inline bool sleepsOnAFutex(std::int32_t thread) {
 }
 
 inline bool awaitWaiting(const Announcement& announcement, HANDLE) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (std::chrono::steady_clock::now() < limit) {
         if (announcement.thread != 0 && sleepsOnAFutex(announcement.thread)) return true;
         std::this_thread::sleep_for(std::chrono::microseconds(50));
@@ -68,6 +68,7 @@ public:
     Sleeper(HANDLE event, DWORD milliseconds)
         : _ready(CreateEventA(nullptr, FALSE, FALSE, nullptr)), _thread([this, event, milliseconds] {
               _result = announceAndWait(_announcement, _ready.get(), event, milliseconds);
+              _released = true;
           }) {
         _sleeps = awaitWaiting(_announcement, _ready.get());
     }
@@ -78,6 +79,8 @@ public:
     Sleeper& operator=(const Sleeper&) = delete;
 
     bool sleeps() const { return _sleeps; }
+    /// Whether the wait has ended.
+    bool isReleased() const { return _released; }
     /// What the wait has answered.
     DWORD result() {
         if (_thread.joinable()) _thread.join();
@@ -89,6 +92,7 @@ private:
     ObjectHandle _ready;
     DWORD _result = WAIT_FAILED;
     bool _sleeps = false;
+    std::atomic<bool> _released{false};
     std::thread _thread;
 };
 

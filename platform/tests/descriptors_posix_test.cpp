@@ -80,7 +80,7 @@ TEST(Descriptors, WithoutStandardStreamsNothingGetsTheirNumbers) {
     const test::TemporaryFolder folder;
     folder.file("there", "x");
     test::ChildProcess child("opensEverythingWithoutStandardStreams", {folder.path()});
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
 }
 
 CHILD_ROLE(movesDescriptorsUp) {
@@ -96,7 +96,7 @@ CHILD_ROLE(movesDescriptorsUp) {
 
 TEST(Descriptors, AreMovedAboveTheStandardStreamsAndStayWhatTheyAre) {
     test::ChildProcess child("movesDescriptorsUp");
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
 }
 
 CHILD_ROLE(opensMissingStandardStreams) {
@@ -116,5 +116,5 @@ CHILD_ROLE(opensMissingStandardStreams) {
 
 TEST(Descriptors, MissingStandardStreamsAreTheNullDevice) {
     test::ChildProcess child("opensMissingStandardStreams");
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
 }

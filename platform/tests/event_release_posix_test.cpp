@@ -59,7 +59,7 @@ protected:
         SetEvent(_event.get());
         SetEvent(_event.get());
         expectOneSignal();
-        Sleeper sleeper(_event.get(), 20'000);
+        Sleeper sleeper(_event.get(), 60'000);
         SetEvent(_event.get());
         EXPECT_EQ(sleeper.result(), WAIT_OBJECT_0);
         EXPECT_EQ(waitFor(_event.get(), 0), WAIT_TIMEOUT);
@@ -84,13 +84,13 @@ class ForeignBytes : public LeftState, public testing::WithParamInterface<Value>
 
 TEST_P(ForeignBytes, CountAsOneSignalAndTheStateIsZeroAfterIt) {
     leave(GetParam().state);
-    EXPECT_EQ(waitFor(_event.get(), 20'000), WAIT_OBJECT_0);
+    EXPECT_EQ(waitFor(_event.get(), 60'000), WAIT_OBJECT_0);
     EXPECT_EQ(state(), 0u);
     expectUsable();
 }
 
 TEST_P(ForeignBytes, DoNotKeepAWaitThatHasBegunFromBeingReleased) {
-    Sleeper sleeper(_event.get(), 20'000);
+    Sleeper sleeper(_event.get(), 60'000);
     leave(GetParam().state);
     EXPECT_EQ(waitFor(_event.get(), 0), WAIT_OBJECT_0);
     SetEvent(_event.get());
@@ -130,7 +130,7 @@ TEST_F(LeftState, TheSignalOfOneThatDiedAfterItsReleaseIsFoundWhenAWaitRunsOut) 
 }
 
 TEST_F(LeftState, ASetPassesOverSeatsOfTheDeadToOneThatSleeps) {
-    Sleeper sleeper(_event.get(), 20'000);
+    Sleeper sleeper(_event.get(), 60'000);
     leave(state() | 0x7FFFFFFFull << 32);
     SetEvent(_event.get());
     EXPECT_EQ(sleeper.result(), WAIT_OBJECT_0);
@@ -138,7 +138,7 @@ TEST_F(LeftState, ASetPassesOverSeatsOfTheDeadToOneThatSleeps) {
 }
 
 TEST_F(LeftState, AReleaseWhoseSetterDiedBeforeItWokeAnybodyComesWithTheNextSet) {
-    Sleeper sleeper(_event.get(), 20'000);
+    Sleeper sleeper(_event.get(), 60'000);
     leave(state() | state() >> 32);
     SetEvent(_event.get());
     EXPECT_EQ(sleeper.result(), WAIT_OBJECT_0);
@@ -176,7 +176,7 @@ unsigned lockedSeats(int file) {
 
 TEST_F(LeftState, AProcessThatHadManyWaitsAtATimeLeavesSeatsToOthers) {
     std::list<Sleeper> sleepers;
-    for (unsigned i = 0; i < kSeats; ++i) sleepers.emplace_back(_event.get(), 20'000);
+    for (unsigned i = 0; i < kSeats; ++i) sleepers.emplace_back(_event.get(), 60'000);
     EXPECT_EQ(lockedSeats(_file), kSeats);
     for (unsigned i = 0; i < kSeats; ++i) SetEvent(_event.get());
     for (Sleeper& sleeper : sleepers) EXPECT_EQ(sleeper.result(), WAIT_OBJECT_0);
@@ -184,7 +184,7 @@ TEST_F(LeftState, AProcessThatHadManyWaitsAtATimeLeavesSeatsToOthers) {
     SleepingProcess other(_name);
     EXPECT_TRUE(other.sleeps()) << "it looks again and again";
     SetEvent(_event.get());
-    EXPECT_EQ(other.child().join(std::chrono::seconds(20)), 0);
+    EXPECT_EQ(other.child().join(std::chrono::seconds(60)), 0);
     expectUsable();
 }
 

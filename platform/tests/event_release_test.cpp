@@ -13,6 +13,7 @@
 #include "child_process.h"
 #include "object_handles.h"
 #include "platform.h"
+#include "stopwatch.h"
 
 using namespace std::chrono_literals;
 using test::ObjectHandle;
@@ -21,7 +22,7 @@ using test::SleepingProcess;
 
 namespace {
 
-constexpr DWORD kLong = 20'000;
+constexpr DWORD kLong = 60'000;
 constexpr int kRounds = 20;
 
 DWORD waitFor(HANDLE event, DWORD milliseconds) { return WaitForMultipleObjects(1, &event, FALSE, milliseconds); }
@@ -70,7 +71,7 @@ class SleepersAndSets : public testing::TestWithParam<int> {};
 TEST_P(SleepersAndSets, AsManySetsAsSleepersReleaseAllAndLeaveNothing) {
     const auto event = createEvent();
     for (int round = 0; round < 5; ++round) {
-        const auto all = sleepers(GetParam(), event.get(), 5'000);
+        const auto all = sleepers(GetParam(), event.get(), 60'000);
         for (int i = 0; i < GetParam(); ++i) SetEvent(event.get());
         EXPECT_EQ(released(all), GetParam());
         EXPECT_EQ(keptSignals(event.get()), 0);
@@ -79,7 +80,7 @@ TEST_P(SleepersAndSets, AsManySetsAsSleepersReleaseAllAndLeaveNothing) {
 
 TEST_P(SleepersAndSets, SetsBeyondTheSleepersAreOneSignalThatIsKept) {
     const auto event = createEvent();
-    const auto all = sleepers(GetParam(), event.get(), 5'000);
+    const auto all = sleepers(GetParam(), event.get(), 60'000);
     for (int i = 0; i < GetParam() + 3; ++i) SetEvent(event.get());
     EXPECT_EQ(released(all), GetParam());
     EXPECT_EQ(keptSignals(event.get()), 1);
@@ -87,9 +88,16 @@ TEST_P(SleepersAndSets, SetsBeyondTheSleepersAreOneSignalThatIsKept) {
 
 TEST_P(SleepersAndSets, OneSetReleasesOneSleeperAndTheOthersSleepOn) {
     const auto event = createEvent();
-    const auto all = sleepers(GetParam(), event.get(), 300);
+    const auto all = sleepers(GetParam(), event.get(), kLong);
     SetEvent(event.get());
-    EXPECT_EQ(released(all), 1);
+    const auto areReleased = [&] {
+        return std::count_if(all.begin(), all.end(), [](const auto& one) { return one->isReleased(); });
+    };
+    EXPECT_TRUE(test::becomesTrue([&] { return areReleased() == 1; }));
+    std::this_thread::sleep_for(100ms);  // time for another one to wake by mistake
+    EXPECT_EQ(areReleased(), 1);
+    for (int i = 1; i < GetParam(); ++i) SetEvent(event.get());
+    EXPECT_EQ(released(all), GetParam());
     EXPECT_EQ(keptSignals(event.get()), 0);
 }
 
@@ -239,7 +247,7 @@ TEST_F(KilledWaiter, LeavesTheSetToOneThatLives) {
     dying.child().kill();
     SetEvent(_event.get());
     SetEvent(_event.get());
-    EXPECT_EQ(living.child().join(20s), 0);
+    EXPECT_EQ(living.child().join(60s), 0);
     EXPECT_EQ(thread.result(), WAIT_OBJECT_0);
     EXPECT_EQ(keptSignals(_event.get()), 0);
 }
@@ -253,6 +261,6 @@ TEST_F(KilledWaiter, IsForgottenWhenAnotherComesInItsPlace) {
     SleepingProcess next(_name);
     ASSERT_TRUE(next.sleeps());
     SetEvent(_event.get());
-    EXPECT_EQ(next.child().join(20s), 0);
+    EXPECT_EQ(next.child().join(60s), 0);
     EXPECT_EQ(keptSignals(_event.get()), 0);
 }

@@ -61,7 +61,7 @@ struct Board {
 enum Step { begun = 1, beforeItsSleep, hasClosed };
 
 void await(const std::atomic<int>& word, int value) {
-    const auto limit = std::chrono::steady_clock::now() + 20s;
+    const auto limit = std::chrono::steady_clock::now() + 60s;
     while (word < value && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
 }
 

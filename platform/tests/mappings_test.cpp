@@ -47,7 +47,7 @@ void signal(const std::string& name) {
 
 bool await(const std::string& name) {
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, name.c_str());
-    const DWORD result = WaitForMultipleObjects(1, &event, FALSE, 20'000);
+    const DWORD result = WaitForMultipleObjects(1, &event, FALSE, 60'000);
     CloseHandle(event);
     return result == WAIT_OBJECT_0;
 }
@@ -234,7 +234,7 @@ TEST(Mappings, ANameThatAnotherProcessHoldsIsOpenedAgainUnderAView) {
     ASSERT_NE(again.get(), nullptr) << GetLastError();
     EXPECT_EQ(View(again.get()).bytes()[0], 5) << "it is the same object";
     signal(meeting.go);
-    EXPECT_EQ(holder.join(20s), 0);
+    EXPECT_EQ(holder.join(60s), 0);
 }
 
 TEST(Mappings, ANameUnderAViewIsFreeForAnotherKind) {
@@ -347,7 +347,7 @@ TEST(Mappings, BytesOfAnotherProcessAreSeen) {
         EXPECT_EQ(view.bytes()[0], 42);
     }
     signal(meeting.go);
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
     EXPECT_EQ(openMapping(name).get(), nullptr);
 }
 
@@ -394,7 +394,7 @@ TEST(Mappings, AnObjectLivesWhileOneOfTwoHoldersLives) {
         EXPECT_EQ(view.bytes()[0], 42);
     }
     signal(second.go);
-    EXPECT_EQ(living.join(20s), 0);
+    EXPECT_EQ(living.join(60s), 0);
     EXPECT_EQ(openMapping(name).get(), nullptr);
 }
 
@@ -424,7 +424,7 @@ TEST(Mappings, OfEightProcessesThatCreateAtOnceExactlyOneIsFirst) {
     for (const auto& end : ends) EXPECT_TRUE(await(end->ready));
     for (const auto& end : ends) signal(end->go);
     std::vector<int> results;
-    for (const auto& racer : racers) results.push_back(racer->join(30s));
+    for (const auto& racer : racers) results.push_back(racer->join(60s));
     EXPECT_EQ(std::count(results.begin(), results.end(), 0), 1);
     EXPECT_EQ(std::count(results.begin(), results.end(), 1), kRacers - 1);
 }

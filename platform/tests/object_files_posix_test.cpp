@@ -136,7 +136,7 @@ public:
     explicit Holder(const std::string& name) : _ready(CreateEventA(nullptr, FALSE, FALSE, _readyName.c_str())) {
         _child = std::make_unique<test::ChildProcess>("holdsMapping", test::Arguments{name, _readyName});
         const HANDLE ready = _ready.get();
-        EXPECT_EQ(WaitForMultipleObjects(1, &ready, FALSE, 20'000), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForMultipleObjects(1, &ready, FALSE, 60'000), WAIT_OBJECT_0);
     }
     ~Holder() { _child->kill(); }
     Holder(const Holder&) = delete;
@@ -186,7 +186,7 @@ namespace {
 int touchedMemory(const char* conduct, const char* deed, std::string& told) {
     const test::TemporaryFolder folder;
     test::ChildProcess child("touchesMemoryThatWasCutShort", {conduct, folder.path("told"), deed});
-    const int exitCode = child.join(20s);
+    const int exitCode = child.join(60s);
     std::getline(std::ifstream(folder.path("told")), told);
     return exitCode;
 }
@@ -302,7 +302,7 @@ public:
         const ObjectHandle ready(CreateEventA(nullptr, FALSE, FALSE, readyName.c_str()));
         _child = std::make_unique<test::ChildProcess>("stopsWithAGuard", test::Arguments{path, readyName});
         const HANDLE handle = ready.get();
-        EXPECT_EQ(WaitForMultipleObjects(1, &handle, FALSE, 20'000), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForMultipleObjects(1, &handle, FALSE, 60'000), WAIT_OBJECT_0);
     }
     void kill() { _child->kill(); }
 
@@ -349,7 +349,7 @@ TEST(ObjectFiles, LeftoversAreSweptByTheFirstUseOfAProcess) {
     for (int i = 0; i < 20; ++i) std::ofstream(folder / ("old" + std::to_string(i))) << "x";
     const Holder holder("held");
     test::ChildProcess child("touchesOneObject");
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
     EXPECT_FALSE(fs::exists(folder / "old0"));
     EXPECT_TRUE(fs::exists(folder / "held"));
 }
@@ -386,10 +386,10 @@ TEST(ObjectFiles, ProcessesOfAnotherNameSpaceDoNotMeet) {
     const ObjectHandle mapping(createMapping(name));
     const std::string own = std::getenv(kVariable);
     test::ChildProcess same("opensInItsNamespace", {name});
-    EXPECT_EQ(same.join(20s), 0);
+    EXPECT_EQ(same.join(60s), 0);
     setenv(kVariable, (own + "-other").c_str(), 1);
     test::ChildProcess other("opensInItsNamespace", {name});
-    EXPECT_EQ(other.join(20s), 1);
+    EXPECT_EQ(other.join(60s), 1);
     setenv(kVariable, own.c_str(), 1);
     fs::remove_all(userFolder() / (own + "-other"));
 }
@@ -417,7 +417,7 @@ TEST(ObjectFiles, AFolderThatOthersMayEnterIsRefused) {
     fs::permissions(open, fs::perms::all);
     setenv(kVariable, (own + "-open").c_str(), 1);
     test::ChildProcess child("refusesAFolderOfTheWrongMode");
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
     setenv(kVariable, own.c_str(), 1);
     fs::remove_all(open);
 }
@@ -425,16 +425,17 @@ TEST(ObjectFiles, AFolderThatOthersMayEnterIsRefused) {
 // Its checks are told at the head of object_stress.cpp; scripts/stress.sh runs it for longer.
 TEST(ObjectFiles, KillsAtRandomMomentsLoseNoNameUnderAHolderShowNothingStaleAndLeaveNothingBehind) {
     auto stress = test::ChildProcess::program("object_stress", {"3"});
-    EXPECT_EQ(stress.join(50s), 0);
+    EXPECT_EQ(stress.join(60s), 0);
 }
 
 CHILD_ROLE(sleepsUntilStopped) {
     platform_installStopHandler();
     const ObjectHandle ready(OpenEventA(EVENT_ALL_ACCESS, FALSE, arguments.at(0).c_str()));
     SetEvent(ready.get());
-    const bool reached = platform_sleepUntil(platform_monotonicNanoseconds() + 20'000'000'000);
+    const bool reached = platform_sleepUntil(platform_monotonicNanoseconds() + 60'000'000'000);
     if (reached || !platform_stopRequested()) return 1;
-    if (arguments.at(1) == "stays") std::this_thread::sleep_for(20s);
+    SetEvent(ready.get());
+    if (arguments.at(1) == "stays") std::this_thread::sleep_for(60s);
     return 0;
 }
 
@@ -451,13 +452,13 @@ int stopped(int signalNumber, const std::string& conduct, int times) {
     const std::string readyName = test::uniqueName("ready");
     const HANDLE ready = CreateEventA(nullptr, FALSE, FALSE, readyName.c_str());
     test::ChildProcess child("sleepsUntilStopped", {readyName, conduct});
-    EXPECT_EQ(WaitForMultipleObjects(1, &ready, FALSE, 20'000), WAIT_OBJECT_0);
-    CloseHandle(ready);
     for (int i = 0; i < times; ++i) {
+        EXPECT_EQ(WaitForMultipleObjects(1, &ready, FALSE, 60'000), WAIT_OBJECT_0);
         kill(pidOfOnlyChild(), signalNumber);
-        std::this_thread::sleep_for(300ms);
     }
-    return child.join(10s);
+    const int exitCode = child.join(60s);
+    CloseHandle(ready);
+    return exitCode;
 }
 
 }  // namespace
@@ -481,7 +482,7 @@ namespace {
 int raising(std::initializer_list<int> signals) {
     test::Arguments numbers;
     for (const int number : signals) numbers.push_back(std::to_string(number));
-    return test::ChildProcess("raisesSignals", numbers).join(10s);
+    return test::ChildProcess("raisesSignals", numbers).join(60s);
 }
 
 }  // namespace

@@ -94,7 +94,7 @@ TEST(ObjectsOfAForkedChild, AreNotThoseOfItsDeadParent) {
     const ObjectHandle ready(CreateEventA(nullptr, FALSE, FALSE, readyName.c_str()));
     const ObjectHandle stop(CreateEventA(nullptr, FALSE, FALSE, stopName.c_str()));
     test::ChildProcess parent("forksAndStays", {name, readyName, stopName});
-    ASSERT_TRUE(takes(ready.get(), 20'000));
+    ASSERT_TRUE(takes(ready.get(), 60'000));
     EXPECT_EQ(platform_lookAtObject(name.c_str(), 0).kind, Kind::memory) << "the parent still has it";
     parent.kill();
     EXPECT_EQ(platform_lookAtObject(name.c_str(), 0).kind, Kind::absent);

@@ -88,7 +88,7 @@ CHILD_ROLE(setsEventOfALongName) {
 TEST_P(LongNamesTest, AreTheSameInAnotherProcess) {
     const auto event = createEvent(_name);
     test::ChildProcess child("setsEventOfALongName", {_name});
-    EXPECT_EQ(child.join(std::chrono::seconds(20)), 0);
+    EXPECT_EQ(child.join(std::chrono::seconds(60)), 0);
     const HANDLE waitedFor = event.get();
     EXPECT_EQ(WaitForMultipleObjects(1, &waitedFor, FALSE, 0), WAIT_OBJECT_0);
 }

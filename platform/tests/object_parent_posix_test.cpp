@@ -202,15 +202,15 @@ CHILD_ROLE(meetsInAnotherPlace) {
     if (!own.get() || !other.get()) return 1;
     SetEvent(own.get());
     const HANDLE handle = other.get();
-    return WaitForMultipleObjects(1, &handle, FALSE, 20'000) == WAIT_OBJECT_0 ? 0 : 2;
+    return WaitForMultipleObjects(1, &handle, FALSE, 60'000) == WAIT_OBJECT_0 ? 0 : 2;
 }
 
 TEST_F(ObjectParentTest, ProgramsMeetAlthoughSomebodyElseHasTheUsualName) {
     squat();
     test::ChildProcess first("meetsInAnotherPlace", {_root, "first", "second"});
     test::ChildProcess second("meetsInAnotherPlace", {_root, "second", "first"});
-    EXPECT_EQ(first.join(40s), 0);
-    EXPECT_EQ(second.join(40s), 0);
+    EXPECT_EQ(first.join(60s), 0);
+    EXPECT_EQ(second.join(60s), 0);
     EXPECT_THAT(folders(), testing::SizeIs(2));
 }
 
@@ -237,7 +237,7 @@ CHILD_ROLE(usesObjectsUnderAUmaskThatTakesEveryRight) {
     if (!ObjectHandle(CreateEventA(nullptr, FALSE, FALSE, "dark")).get()) return 4;
     test::ChildProcess second("usesObjectsAsAnotherProcess", {arguments.at(0)});
     const HANDLE handle = event.get();
-    if (WaitForMultipleObjects(1, &handle, FALSE, 20'000) != WAIT_OBJECT_0 || second.join(20s) != 0) return 5;
+    if (WaitForMultipleObjects(1, &handle, FALSE, 60'000) != WAIT_OBJECT_0 || second.join(60s) != 0) return 5;
     return fs::exists(folder / "left") ? 6 : 0;
 }
 
@@ -290,7 +290,7 @@ TEST_F(ObjectParentTest, NameSpacesThatNobodyUsesAreSweptByTheFirstUseOfAProcess
     const std::string young = makeSpace(parent, "young", 0);
     const int held = hold(used + "/held");
     test::ChildProcess child("makesOneObject", {_root});
-    EXPECT_EQ(child.join(20s), 0);
+    EXPECT_EQ(child.join(60s), 0);
     EXPECT_FALSE(fs::exists(unused));
     EXPECT_FALSE(fs::exists(killed));
     EXPECT_TRUE(fs::exists(used + "/held"));

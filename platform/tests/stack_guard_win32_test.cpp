@@ -29,14 +29,14 @@ CHILD_ROLE(tellsItsStackGuard) { return static_cast<int>(__stack_chk_guard >> 32
 
 TEST(StackGuard, OverrunStackEndsTheProcessAtOnce) {
     constexpr auto kStackBufferOverrun = static_cast<int>(0xC0000409);
-    EXPECT_EQ(test::ChildProcess("writesOnItsStack", {"16"}).join(20s), 0);
-    EXPECT_EQ(test::ChildProcess("writesOnItsStack", {"40"}).join(20s), kStackBufferOverrun);
+    EXPECT_EQ(test::ChildProcess("writesOnItsStack", {"16"}).join(60s), 0);
+    EXPECT_EQ(test::ChildProcess("writesOnItsStack", {"40"}).join(60s), kStackBufferOverrun);
 }
 
 TEST(StackGuard, NumberIsAnotherInEachProcessAndEndsInZero) {
     EXPECT_EQ(__stack_chk_guard & 0xFF, 0u);
-    const int first = test::ChildProcess("tellsItsStackGuard").join(20s);
-    EXPECT_NE(test::ChildProcess("tellsItsStackGuard").join(20s), first);
+    const int first = test::ChildProcess("tellsItsStackGuard").join(60s);
+    EXPECT_NE(test::ChildProcess("tellsItsStackGuard").join(60s), first);
 }
 
 }  // namespace

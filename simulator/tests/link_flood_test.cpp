@@ -34,7 +34,7 @@ CHILD_ROLE(answersAndFloods) {
     MProcessEvent flooded(arguments.at(0).c_str());
     MProcessEvent leave(arguments.at(1).c_str());
     test::FakeCamera camera({320, 240, 1});
-    const auto end = std::chrono::steady_clock::now() + 30s;
+    const auto end = std::chrono::steady_clock::now() + 60s;
     std::array<void*, 2> memories{};
     for (std::size_t index = 0; index < memories.size(); ++index) {
         while (!(memories[index] = MSharedMem_Link(kMemories[index].c_str())) && std::chrono::steady_clock::now() < end)
@@ -58,7 +58,7 @@ CHILD_ROLE(answersAndFloods) {
     for (void* memory : memories) MSharedMem_Unlink(memory);
     camera.setFormat({300, 200, 1});
     flooded.Set();
-    return leave.Wait(120.0) == 1 ? 0 : 2;
+    return leave.Wait(300.0) == 1 ? 0 : 2;
 }
 
 /// Waits until the camera has told a size.
@@ -80,11 +80,11 @@ TEST(LinkFlood, TheLinkIsBackWhenAHostHasEndedStoringAnythingIntoIt) {
     MProcessEvent leave(leaveName.c_str());
     auto link = std::make_unique<CameraLink>(simulator::AskingPace{10ms, 10ms, 400ms});
     test::ChildProcess host("answersAndFloods", {floodedName, leaveName, std::to_string(test::floodSeed())});
-    ASSERT_EQ(flooded.Wait(100.0), 1);
-    EXPECT_TRUE(learns(*link, {300, 200, 1}, 40s));
+    ASSERT_EQ(flooded.Wait(300.0), 1);
+    EXPECT_TRUE(learns(*link, {300, 200, 1}, 60s));
     link.reset();
     leave.Set();
-    EXPECT_EQ(host.join(30s), 0);
+    EXPECT_EQ(host.join(60s), 0);
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "platform_fault.h"
 #include "ring_reader.h"
 #include "simulator.h"
+#include "stopwatch.h"
 
 PLATFORM_FAULT(HANDLE, CreateEventA,
                (SECURITY_ATTRIBUTES * attributes, BOOL manualReset, BOOL initialState, LPCSTR name),
@@ -47,10 +48,7 @@ auto refusing(const std::string& refused) {
 
 std::optional<CameraNews> newsOf(CameraLink& link) {
     std::optional<CameraNews> news;
-    for (int round = 0; round < 5000 && !news; ++round) {
-        news = link.takeNews();
-        if (!news) std::this_thread::sleep_for(1ms);
-    }
+    test::becomesTrue([&] { return (news = link.takeNews()).has_value(); });
     return news;
 }
 
@@ -62,7 +60,7 @@ TEST(SimulatorFaults, LinkThatCannotBeMadeIsToldAndTriedAgain) {
         std::optional<CameraNews> news;
         {
             const test::Fault fault(fault_CreateEventA, refusing(refused));
-            link.emplace(simulator::AskingPace{20ms, 500ms, 400ms});
+            link.emplace(simulator::AskingPace{20ms, 500ms, 60s});
             news = newsOf(*link);
         }
         ASSERT_TRUE(news) << refused;
@@ -76,7 +74,7 @@ TEST(SimulatorFaults, LinkThatCannotBeMadeIsToldAndTriedAgain) {
 
 TEST(SimulatorFaults, LinkThatCannotBeMadeAnyMoreWhenTheCameraComesIsTold) {
     const test::LogRecorder log;
-    std::optional<CameraLink> link(std::in_place, simulator::AskingPace{20ms, 20ms, 400ms});
+    std::optional<CameraLink> link(std::in_place, simulator::AskingPace{20ms, 20ms, 60s});
     EXPECT_EQ(link->refusal(), "");
     EXPECT_FALSE(link->waitForNews(50ms));
     const test::Fault fault(fault_CreateEventA, refusing(kLinkEvents[1]));
@@ -110,13 +108,13 @@ TEST(SimulatorFaults, RingGoesOnAsItWasWhenThereIsNoMemoryForTheCamerasNewFormat
     simulator::RenderedImages source({900, 20, 1});
     std::ostringstream people;
     test::FakeCamera camera({900, 20, 1});
-    CameraLink link({20ms, 20ms, 400ms});
+    CameraLink link({20ms, 20ms, 60s});
     Simulator simulator(options, source, people, &link);
     const auto follow = [&](const char* text) {
-        for (int round = 0; round < 5000 && people.str().find(text) == std::string::npos; ++round) {
-            std::this_thread::sleep_for(1ms);
+        test::becomesTrue([&] {
             simulator.followCamera();
-        }
+            return people.str().find(text) != std::string::npos;
+        });
     };
     follow("has 900");
     ASSERT_EQ(simulator.openRing(), ImageRing::OpenResult::opened);
@@ -148,9 +146,9 @@ TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
     simulator::RenderedImages source({900, 20, 1});
     std::ostringstream people;
     test::FakeCamera camera({900, 20, 1});
-    CameraLink link({20ms, 20ms, 400ms});
+    CameraLink link({20ms, 20ms, 60s});
     Simulator simulator(options, source, people, &link);
-    EXPECT_TRUE(link.waitForNews(5s));
+    EXPECT_TRUE(link.waitForNews(60s));
     int exitCode = -1;
     std::thread thread([&] { exitCode = simulator.run(); });
     while (!test::RingReader::memoryExists()) std::this_thread::sleep_for(1ms);

@@ -49,14 +49,14 @@ protected:
 
 TEST_F(SimulatorTest, WithoutAReaderTheRingFillsAndTheRestIsRefused) {
     _options.lineCount = 5;
+    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, _source, _people);
     EXPECT_EQ(simulator.run(), 0);
     const auto& totals = simulator.totals();
     EXPECT_EQ(totals.written, 5u);
-    EXPECT_EQ(totals.written + totals.refused + totals.skipped, 20u);
+    EXPECT_EQ(totals.refused, 15u);
     EXPECT_THAT(_people.str(), HasSubstr("900 x 20 pixels, 1 byte per pixel, 500 images per second, ring of 5"));
-    EXPECT_THAT(_people.str(), HasSubstr("written 5, refused by the full ring " + std::to_string(totals.refused) +
-                                         ", skipped as too late " + std::to_string(totals.skipped)));
+    EXPECT_THAT(_people.str(), HasSubstr("written 5, refused by the full ring 15, skipped as too late 0"));
     EXPECT_FALSE(test::RingReader::memoryExists());
 }
 
@@ -229,6 +229,7 @@ TEST_F(SimulatorTest, SlotThatAReaderDrewIntoStillGivesAWholeImage) {
 
 TEST_F(SimulatorTest, SmallImagesAreDeliveredWithAWarningThatTheyCannotBeVerified) {
     RenderedImages small({100, 20, 1});
+    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, small, _people);
     EXPECT_EQ(simulator.run(), 0);
     EXPECT_EQ(simulator.totals().written, 8u);
@@ -317,7 +318,7 @@ TEST_F(SimulatorTest, RingOfAReaderThatDiedIsLaidAnewForTheNextOne) {
     ASSERT_EQ(simulator.openRing(), ImageRing::OpenResult::opened);
     std::uint64_t frame = 0;
     const auto deliverUntil = [&](auto done) {
-        const auto end = std::chrono::steady_clock::now() + 30s;
+        const auto end = std::chrono::steady_clock::now() + 60s;
         while (!done() && std::chrono::steady_clock::now() < end) {
             simulator.deliver(frame++);
             std::this_thread::sleep_for(5ms);
@@ -459,7 +460,7 @@ TEST_F(SimulatorTest, WaitsForSmallerMemoryToGoAndSaysSoOnce) {
     MProcessEvent holding(holdingName.c_str());
     MProcessEvent leave(leaveName.c_str());
     test::ChildProcess holder("holdsSmallMemory", {holdingName, leaveName});
-    ASSERT_EQ(holding.Wait(30.0), 1);
+    ASSERT_EQ(holding.Wait(60.0), 1);
     Simulator simulator(_options, _source, _people);
     std::thread release([&leave] {
         std::this_thread::sleep_for(2500ms);  // more than two tries
@@ -467,7 +468,7 @@ TEST_F(SimulatorTest, WaitsForSmallerMemoryToGoAndSaysSoOnce) {
     });
     EXPECT_EQ(simulator.run(), 0);
     release.join();
-    EXPECT_EQ(holder.join(30s), 0);
+    EXPECT_EQ(holder.join(60s), 0);
     EXPECT_GT(simulator.totals().written, 0u);
     const auto& totals = simulator.totals();
     EXPECT_EQ(totals.written + totals.refused + totals.skipped, _options.frameCount);  // skipped: on a busy machine
@@ -481,7 +482,7 @@ TEST_F(SimulatorTest, WaitsForSmallerMemoryToGoAndSaysSoOnce) {
 
 TEST(SimulatorProgramTest, EndsWithTheDocumentedExitCodes) {
     const auto exitCode = [](const test::Arguments& arguments) {
-        return test::ChildProcess::program("dorven-simulator", arguments).join(30s);
+        return test::ChildProcess::program("dorven-simulator", arguments).join(60s);
     };
     EXPECT_EQ(exitCode({"--size", "900x20", "--count", "3", "--fps", "1000"}), 0);
     EXPECT_EQ(exitCode({"--version"}), 0);
@@ -495,7 +496,7 @@ TEST(SimulatorProgramTest, ReplaysPicturesThatAReaderInThisProcessReceives) {
     folder.file("a.pgm", "P5 900 20 255\n" + std::string(18000, 'a'));
     folder.file("b.pgm", "P5 900 20 255\n" + std::string(18000, 'b'));
     auto program = test::ChildProcess::program(
-        "dorven-simulator", {"--images", folder.path(), "--count", "40", "--fps", "50", "--lines", "50"});
+        "dorven-simulator", {"--images", folder.path(), "--count", "200", "--fps", "50", "--lines", "200"});
     test::RingReader reader(kFormat);
     ASSERT_TRUE(reader.attachAtSignal());
     for (int count = 0; count < 10; ++count) {
@@ -504,7 +505,7 @@ TEST(SimulatorProgramTest, ReplaysPicturesThatAReaderInThisProcessReceives) {
         EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
         EXPECT_EQ(image->inspection.strip->flags, frames::kStripReplayed);
     }
-    EXPECT_EQ(program.join(30s), 0);
+    EXPECT_EQ(program.join(60s), 0);
     EXPECT_FALSE(reader.writerAttached());
 }
 

@@ -3,7 +3,7 @@
 //   CHILD_ROLE(writesHundredLines) { return writeLines(arguments.at(0), 100) ? 0 : 1; }
 //   …
 //   test::ChildProcess writer("writesHundredLines", {name});
-//   EXPECT_EQ(writer.join(5s), 0);
+//   EXPECT_EQ(writer.join(60s), 0);
 #pragma once
 
 #include <chrono>

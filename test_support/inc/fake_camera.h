@@ -16,6 +16,8 @@ class FakeCamera {
 public:
     explicit FakeCamera(const frames::ImageFormat& format) { setFormat(format); }
 
+    /// From the next question for the size on: who asks for size and format one after the other is not told half of
+    /// the old one and half of this.
     void setFormat(const frames::ImageFormat& format) { _channel->setFormat(format); }
 
     /// Asks the simulator for a picture, as a host may through the camera. @return The answer; all zero when there is
@@ -34,13 +36,14 @@ private:
             const std::lock_guard lock(_mutex);
             kest::dorven::ImagesMessage answer = request;
             if (request.command == kest::dorven::kCommandImageSize) {
-                answer.first = _format.width;
-                answer.second = _format.height;
+                _told = _format;
+                answer.first = _told.width;
+                answer.second = _told.height;
             } else if (request.command == kest::dorven::kCommandPixelSize) {
                 answer.first = std::bit_cast<std::uint64_t>(2.5);
                 answer.second = std::bit_cast<std::uint64_t>(3.5);
             } else if (request.command == kest::dorven::kCommandImageFormat && !_refusing) {
-                answer.value32 = static_cast<std::uint32_t>(_format.bytesPerPixel);
+                answer.value32 = static_cast<std::uint32_t>(_told.bytesPerPixel);
             } else {
                 answer.command = kest::dorven::kCommandFailed;
             }
@@ -58,6 +61,7 @@ private:
     private:
         std::mutex _mutex;
         frames::ImageFormat _format;
+        frames::ImageFormat _told;  // by the last answer for the size
         bool _refusing = false;
     };
 

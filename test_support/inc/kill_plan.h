@@ -28,6 +28,10 @@ public:
     /// The next kill; none after the last.
     std::optional<Kill> next();
 
+    /// Seconds in which all has to be well again: those of a free machine where the environment names the kills, else
+    /// a minute, as for a test beside many others.
+    static double limit(double ofAFreeMachine);
+
     /// Notes how long after the kill all was well again.
     void took(double seconds);
 

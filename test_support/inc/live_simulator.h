@@ -16,12 +16,12 @@ namespace test {
 inline unsigned char fillOf(std::uint64_t counter) { return static_cast<unsigned char>(100 + counter % 100); }
 
 /// Writes images first … last as fast as they are taken, and waits until all were. False when nobody takes them for
-/// ten seconds; a stop ends it early and in time.
+/// a minute; a stop ends it early and in time.
 inline bool writeImages(SimulatorRing& ring, std::uint64_t first, std::uint64_t last,
                         const std::atomic<bool>* stop = nullptr) {
     using namespace std::chrono_literals;
     for (std::uint64_t i = first; i <= last; ++i) {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        const auto deadline = std::chrono::steady_clock::now() + 60s;
         while (!ring.put(i, static_cast<double>(i), 0.001, fillOf(i))) {
             if (stop && *stop) return true;
             if (std::chrono::steady_clock::now() > deadline) return false;
@@ -31,7 +31,7 @@ inline bool writeImages(SimulatorRing& ring, std::uint64_t first, std::uint64_t 
         ring.signal();
         if (stop && *stop) return true;
     }
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    const auto deadline = std::chrono::steady_clock::now() + 60s;
     while (MMemLineFifo_GetCount(ring.memory()) > 0) {
         if (std::chrono::steady_clock::now() > deadline) return false;
         ring.signal();

@@ -13,7 +13,7 @@ namespace test {
 /// Waits for an event by name; false when nobody signals it in time.
 inline bool await(const std::string& name) {
     const HANDLE event = MEvent_Create(name.c_str());
-    const int result = MEvent_Wait(&event, 1, 20'000);
+    const int result = MEvent_Wait(&event, 1, 60'000);
     MEvent_Delete(event);
     return result == 0;
 }
@@ -41,7 +41,7 @@ public:
         first.insert(first.end(), {_readyName, _goName});
         return first;
     }
-    void awaitReady() const { EXPECT_EQ(MEvent_Wait(&_ready, 1, 20'000), 0) << "the child did not get ready"; }
+    void awaitReady() const { EXPECT_EQ(MEvent_Wait(&_ready, 1, 60'000), 0) << "the child did not get ready"; }
     void go() const { MEvent_Notify(_go); }
 
 private:
@@ -55,7 +55,7 @@ private:
 inline bool readyAndAwaitGo(const Arguments& arguments) {
     const HANDLE go = MEvent_Create(arguments.at(arguments.size() - 1).c_str());
     signal(arguments.at(arguments.size() - 2));
-    const int result = MEvent_Wait(&go, 1, 20'000);
+    const int result = MEvent_Wait(&go, 1, 60'000);
     MEvent_Delete(go);
     return result == 0;
 }

@@ -51,7 +51,7 @@ public:
         for (const ReceivedImage& image : images()) found.push_back(image.counter);
         return found;
     }
-    bool waitFor(std::size_t wanted, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    bool waitFor(std::size_t wanted, std::chrono::milliseconds limit = std::chrono::seconds(60)) {
         std::unique_lock lock(_mutex);
         return _arrived.wait_for(lock, limit, [&] { return _images.size() >= wanted; });
     }

@@ -40,7 +40,7 @@ public:
     }
 
     /// As attach, again at every signal for some seconds.
-    bool attachAtSignal(double seconds = 20.0) {
+    bool attachAtSignal(double seconds = 60.0) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
         while (!attach()) {
             if (std::chrono::steady_clock::now() > end) return false;
@@ -75,7 +75,7 @@ public:
     }
 
     /// As take, waiting for a signal up to some seconds. A reader that the writer has detached comes back.
-    std::optional<Image> waitAndTake(double seconds = 20.0) {
+    std::optional<Image> waitAndTake(double seconds = 60.0) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
         for (;;) {
             if (!attached()) attach();

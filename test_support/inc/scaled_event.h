@@ -27,7 +27,7 @@ public:
     bool waitForSilence() {
         std::unique_lock lock(_mutex);
         const int wanted = _silences + 2;
-        return _changed.wait_for(lock, std::chrono::seconds(10), [&] { return _silences >= wanted; });
+        return _changed.wait_for(lock, std::chrono::seconds(60), [&] { return _silences >= wanted; });
     }
 
 private:

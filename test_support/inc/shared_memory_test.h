@@ -31,7 +31,7 @@ protected:
         std::promise<std::size_t> size;
         std::thread other([&] { size.set_value(MSharedMem_GetSize(_kept)); });
         auto answer = size.get_future();
-        if (answer.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+        if (answer.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
             ADD_FAILURE() << "the registry's lock was not left";
             std::abort();  // the thread would never end
         }

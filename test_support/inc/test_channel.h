@@ -14,6 +14,7 @@
 
 #include "IPMessenger.h"
 #include "child_process.h"
+#include "stopwatch.h"
 
 namespace test {
 
@@ -101,7 +102,7 @@ public:
     }
 
     /// The messenger's next frame, or none in time.
-    std::optional<Frame> receive(std::chrono::milliseconds limit = std::chrono::seconds(20)) const {
+    std::optional<Frame> receive(std::chrono::milliseconds limit = std::chrono::seconds(60)) const {
         const auto end = std::chrono::steady_clock::now() + limit;
         Frame frame{{}, Payload(_receiveBytes)};
         do {
@@ -127,6 +128,36 @@ private:
     std::size_t _receiveBytes;
 };
 
+/// An event on which a wait with a limit lasts as long as a busy machine takes for an answer.
+class PatientEvent : public MProcessEvent {
+public:
+    using MProcessEvent::MProcessEvent;
+    int Wait(double seconds) override { return MProcessEvent::Wait(seconds > 0.0 && patient ? kPatienceS : seconds); }
+    std::atomic<bool> patient{true};
+
+private:
+    static constexpr double kPatienceS = 60.0;
+};
+
+/// A messenger whose send gives up only when its request was truly lost: for tests of what is answered, not of when.
+class PatientMessenger : public IPMessenger {
+public:
+    static std::shared_ptr<PatientMessenger> create(const std::shared_ptr<Comm>& comm) {
+        std::shared_ptr<PatientMessenger> messenger(new PatientMessenger(comm));
+        comm->setMessenger(messenger);
+        messenger->start(kest::dorven::startStandardThread);
+        return messenger;
+    }
+    /// Whether it waits so long, or as the product does: for a test that asks until it is heard.
+    void setPatient(bool patient) { _patience->patient = patient; }
+
+private:
+    explicit PatientMessenger(const std::shared_ptr<Comm>& comm) : IPMessenger(comm) { _finished = _patience; }
+
+    std::shared_ptr<PatientEvent> _patience =
+        std::make_shared<PatientEvent>((_comm->requestId() + "_finished").c_str());
+};
+
 /// A point that one thread waits at until another opens it.
 class Gate {
 public:
@@ -140,10 +171,10 @@ public:
         std::unique_lock lock(_mutex);
         _reached = true;
         _changed.notify_all();
-        _changed.wait_for(lock, std::chrono::seconds(20), [this] { return _open; });
+        _changed.wait_for(lock, std::chrono::seconds(60), [this] { return _open; });
     }
     /// @return Whether somebody stands at the gate, or has passed it.
-    bool awaitArrival(std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    bool awaitArrival(std::chrono::milliseconds limit = std::chrono::seconds(60)) {
         std::unique_lock lock(_mutex);
         return _changed.wait_for(lock, limit, [this] { return _reached; });
     }
@@ -154,24 +185,5 @@ private:
     bool _open = false;
     bool _reached = false;
 };
-
-/// Waits for a condition that another thread brings about.
-template <typename Condition>
-bool becomesTrue(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
-/// Seconds that a call takes.
-template <typename Call>
-double secondsOf(Call&& call) {
-    const auto begin = std::chrono::steady_clock::now();
-    call();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
 
 }  // namespace test

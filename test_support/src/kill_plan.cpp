@@ -37,6 +37,8 @@ std::optional<Kill> KillPlan::next() {
     return _kill;
 }
 
+double KillPlan::limit(double ofAFreeMachine) { return numberFrom("KILLS", 0) > 0 ? ofAFreeMachine : 60.0; }
+
 void KillPlan::took(double seconds) {
     _longest = std::max(_longest, seconds);
     _sum += seconds;

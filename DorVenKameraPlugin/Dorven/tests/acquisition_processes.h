@@ -57,7 +57,7 @@ protected:
     }
     template <typename Condition>
     static bool waitUntil(Condition condition) {
-        const auto deadline = std::chrono::steady_clock::now() + 20s;
+        const auto deadline = std::chrono::steady_clock::now() + 60s;
         while (!condition()) {
             if (std::chrono::steady_clock::now() > deadline) return false;
             std::this_thread::sleep_for(1ms);

@@ -108,11 +108,11 @@ class StagedDeathTest : public ProcessTest {
 protected:
     void dieAfter(int step) {
         test::ChildProcess staged("diesAfterAStep", {std::to_string(step)});
-        EXPECT_EQ(staged.join(10s), step <= kSteps ? kDied : 0);
+        EXPECT_EQ(staged.join(60s), step <= kSteps ? kDied : 0);
     }
     void succeed() {
         test::ChildProcess successor("writesElevenToFifteen");
-        EXPECT_EQ(successor.join(20s), 0);
+        EXPECT_EQ(successor.join(60s), 0);
         EXPECT_TRUE(_event->waitForSilence());
     }
 };

@@ -25,7 +25,6 @@ using kest::dorven::ImagesMessage;
 using kest::dorven::IPMessenger;
 using kest::dorven::TeskImages;
 using kest::dorven::TeskImagesComm;
-using test::secondsOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -176,17 +175,17 @@ TEST(SimulatorChannel, FailsAnythingElse) {
 
 // ---- asking
 
-TEST(AskingChannel, WithoutMessengerAnswersZeroAtOnce) {
+TEST(AskingChannel, WithoutMessengerAnswersZero) {
     DorVenImagesComm channel;
-    EXPECT_LT(secondsOf([&] { EXPECT_MESSAGE(channel.ask({1, 2, 3, 4}), {0, 0, 0, 0}); }), 0.5);
+    EXPECT_MESSAGE(channel.ask({1, 2, 3, 4}), {0, 0, 0, 0});
 }
 
-TEST(AskingChannel, WhoseMessengerIsGoneAnswersZeroAtOnce) {
+TEST(AskingChannel, WhoseMessengerIsGoneAnswersZero) {
     const auto channel = std::make_shared<DorVenImagesComm>();
     auto messenger = IPMessenger::create(channel);
     EXPECT_EQ(messenger.use_count(), 1);
     messenger.reset();
-    EXPECT_LT(secondsOf([&] { EXPECT_MESSAGE(channel->ask({1, 2, 3, 4}), {0, 0, 0, 0}); }), 0.5);
+    EXPECT_MESSAGE(channel->ask({1, 2, 3, 4}), {0, 0, 0, 0});
 }
 
 TEST(AskingChannel, ThatNobodyAnswersAnswersZeroAndLetsGoOfTheMessenger) {
@@ -200,7 +199,7 @@ class Link : public testing::Test {
 protected:
     void start() {
         _source = TeskImages::create(nullptr);
-        _messenger = IPMessenger::create(_simulator);
+        _messenger = test::PatientMessenger::create(_simulator);
     }
 
     test::LogRecorder _log;
@@ -246,7 +245,7 @@ TEST_F(Link, AnsweredRequestIsTracedByTheSourceOnItsMessengersThread) {
 
 TEST_F(Link, SourceAsksTheSimulatorForASnapAndIsEchoed) {
     const auto host = TeskImagesComm::create(nullptr);
-    const auto hostMessenger = IPMessenger::create(host);
+    const auto hostMessenger = test::PatientMessenger::create(host);
     _messenger = IPMessenger::create(_simulator);
     EXPECT_MESSAGE(host->ask({4, 7, 8, 9}), {4, 7, 8, 9});
     EXPECT_THAT(_log.traces(), Contains("SNAP"));
@@ -299,7 +298,7 @@ TEST_F(Link, SourceMayBeAskedWhileItIsBuilt) {
         }
         return answers;
     });
-    const auto end = std::chrono::steady_clock::now() + 40s;
+    const auto end = std::chrono::steady_clock::now() + 60s;
     for (int i = 0; i < 300 || (!enough && std::chrono::steady_clock::now() < end); ++i) {
         _source = TeskImages::create(ini.c_str());
         std::this_thread::sleep_for(1ms);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <thread>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "DorVenImagesComm.h"
@@ -29,7 +30,12 @@ public:
     /// Waits for so many answers, by counting alone: nothing else orders what the other threads do before what the
     /// caller does next.
     void waitForAnswers(int count) const {
-        while (_answers.load(std::memory_order_relaxed) < count) std::this_thread::yield();
+        while (answers() < count) std::this_thread::yield();
+    }
+    int answers() const { return _answers.load(std::memory_order_relaxed); }
+    /// Waits until two questions in a row, or more, have found no answer.
+    void waitForSilence() const {
+        while (_silent < 2) std::this_thread::yield();
     }
 
 private:
@@ -38,12 +44,15 @@ private:
         const auto messenger = IPMessenger::create(channel);
         while (!_stop) {
             const ImagesMessage answer = channel->ask({1, 0, 0, 0});
-            if (answer.command == 1 && answer.first == 1280) _answers.fetch_add(1, std::memory_order_relaxed);
+            const bool answered = answer.command == 1 && answer.first == 1280;
+            _silent = answered ? 0 : _silent + 1;
+            if (answered) _answers.fetch_add(1, std::memory_order_relaxed);
         }
     }
 
     std::atomic<bool> _stop{false};
     std::atomic<int> _answers{0};
+    std::atomic<int> _silent{0};  // questions since the last answer
     std::thread _thread;
 };
 
@@ -54,6 +63,12 @@ TEST(CameraThatIsAsked, GoesInTheMidstOfQuestions) {
     const AskingSimulator simulator;
     simulator.waitForAnswers(20);
     device.reset();
+    simulator.waitForSilence();
+    const int answers = simulator.answers();
+    device = std::make_unique<DorVenPlugin>("");
+    EXPECT_EQ(device->call(1001, nullptr, nullptr), kDone);
+    simulator.waitForAnswers(answers + 1);  // it has gone as a camera goes that another one may follow
+    EXPECT_THAT(log.errors(), testing::IsEmpty());
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ TEST_F(MessageConcurrentTest, NotifyOfAnotherThreadEndsTheWait) {
     const auto sender = makeSender();
     const auto receiver = makeReceiver();
     std::thread notifier([&] { receiver->notify(); });
-    EXPECT_EQ(receiver->wait(20.0), 1);
+    EXPECT_EQ(receiver->wait(60.0), 1);
     notifier.join();
 }
 

@@ -20,26 +20,23 @@ PLATFORM_FAULT(BOOL, UnmapViewOfFile, (LPCVOID address), (address))
 PLATFORM_FAULT(SIZE_T, VirtualQuery, (LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length),
                (address, information, length))
 
-// A fifo never reads more than it was asked for, so the linker puts this in the place of MMemFifo_Read: its name as the
-// compiler writes it comes from CMakeLists.txt, since std::size_t has another letter on each system.
-#define JOINED(first, second) first##second
-#define WITH_NAME(first, second) JOINED(first, second)
-#define REAL_READ WITH_NAME(__real_, FIFO_READ_SYMBOL)
-#define WRAPPED_READ WITH_NAME(__wrap_, FIFO_READ_SYMBOL)
+// IPMessageReceiver.cpp is compiled with these in the place of the fifo's own (CMakeLists.txt).
+#undef MMemFifo_Read
+#undef MMemFifo_Unlink
+std::size_t MMemFifo_Read(void* memory, void* target, std::size_t maximum, std::size_t memorySize);
+void MMemFifo_Unlink(void* memory);
+
+// A fifo never reads more than it was asked for.
 static std::size_t bytesTooMany = 0;
-extern "C" std::size_t REAL_READ(void* memory, void* target, std::size_t maximum, std::size_t memorySize);
-extern "C" std::size_t WRAPPED_READ(void* memory, void* target, std::size_t maximum, std::size_t memorySize);
-std::size_t WRAPPED_READ(void* memory, void* target, std::size_t maximum, std::size_t memorySize) {
-    return REAL_READ(memory, target, maximum, memorySize) + bytesTooMany;
+std::size_t readTooMany(void* memory, void* target, std::size_t maximum, std::size_t memorySize) {
+    return MMemFifo_Read(memory, target, maximum, memorySize) + bytesTooMany;
 }
 
 // The moment before a reader takes a mark away, its own or not.
 static std::function<void()> beforeUnlink;
-extern "C" void __real__Z15MMemFifo_UnlinkPv(void* memory);
-extern "C" void __wrap__Z15MMemFifo_UnlinkPv(void* memory);
-void __wrap__Z15MMemFifo_UnlinkPv(void* memory) {
+void watchedUnlink(void* memory) {
     if (beforeUnlink) beforeUnlink();
-    __real__Z15MMemFifo_UnlinkPv(memory);
+    MMemFifo_Unlink(memory);
 }
 
 using test::FailedAssertion;

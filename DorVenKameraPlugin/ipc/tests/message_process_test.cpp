@@ -27,14 +27,14 @@ Message messageOf(std::uint64_t number) { return {{number, ~number}, {number * 3
 
 // Until a wait answers with that status; false when it never does.
 bool waitFor(IPMessageReceiver& receiver, int status) {
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < 1200; ++round) {
         if (receiver.wait(0.05) == status) return true;
     }
     return false;
 }
 
 bool awaitConnection(IPMessageSender& sender) {
-    for (int round = 0; round < 4000 && !sender.isConnected(); ++round)
+    for (int round = 0; round < 12000 && !sender.isConnected(); ++round)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     return sender.isConnected();
 }
@@ -87,7 +87,7 @@ TEST_F(MessageProcessTest, EveryMessageIsAnsweredAndTheDepartureIsSeen) {
     }
     EXPECT_EQ(number, kMessages);
     meeting.go();
-    EXPECT_EQ(peer.join(20s), 0);
+    EXPECT_EQ(peer.join(60s), 0);
     EXPECT_FALSE(sender->isConnected());
     EXPECT_EQ(receiver->wait(0.0), 2);
     EXPECT_EQ(receiver->wait(0.0), 3);
@@ -163,7 +163,7 @@ TEST_F(MessageProcessTest, SecondSenderInAnotherProcessTakesTheFifoOverAndTheRec
     EXPECT_TRUE(received);
     meeting.awaitReady();
     meeting.go();
-    EXPECT_EQ(second.join(20s), 0);
+    EXPECT_EQ(second.join(60s), 0);
     EXPECT_EQ(receiver->wait(0.0), 2);  // it took the mark with it, though the first sender is there
     sender->open();
     EXPECT_EQ(receiver->wait(0.0), -1);
@@ -187,7 +187,7 @@ TEST_F(MessageProcessTest, MemoryOfAnotherProcessThatIsTooSmallIsUsedByNeitherEn
     EXPECT_FALSE(sender->isConnected());
     EXPECT_FALSE(receiver->isConnected());
     meeting.go();
-    EXPECT_EQ(holder.join(20s), 0);
+    EXPECT_EQ(holder.join(60s), 0);
 }
 
 }  // namespace

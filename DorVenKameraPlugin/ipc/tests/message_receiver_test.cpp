@@ -286,7 +286,7 @@ TEST_F(IPMessageReceiverTest, SignalIsKeptForOneWaitHoweverManyCame) {
     EXPECT_EQ(receiver->wait(0.0), -1);
     sender->notify();
     sender->notify();
-    EXPECT_EQ(receiver->wait(20.0), 1);
+    EXPECT_EQ(receiver->wait(60.0), 1);
     EXPECT_EQ(receiver->wait(0.0), -1);
 }
 
@@ -296,7 +296,7 @@ TEST_F(IPMessageReceiverTest, WriteAloneDoesNotEndTheWait) {
     write(*sender, "abc");
     EXPECT_EQ(receiver->wait(0.1), -1);
     sender->notify();
-    EXPECT_EQ(receiver->wait(20.0), 1);
+    EXPECT_EQ(receiver->wait(60.0), 1);
 }
 
 TEST_F(IPMessageReceiverTest, WaitLastsAsLongAsAsked) {
@@ -306,14 +306,13 @@ TEST_F(IPMessageReceiverTest, WaitLastsAsLongAsAsked) {
     EXPECT_EQ(receiver->wait(0.2), -1);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(time.count(), 0.19);
-    EXPECT_LT(time.count(), 10.0);
 }
 
 TEST_F(IPMessageReceiverTest, OwnNotifyEndsTheWait) {
     const auto sender = makeSender();
     const auto receiver = makeReceiver();
     receiver->notify();
-    EXPECT_EQ(receiver->wait(20.0), 1);
+    EXPECT_EQ(receiver->wait(60.0), 1);
 }
 
 TEST_F(IPMessageReceiverTest, WithoutSenderEveryWaitAnswersThreeAfterItsTime) {
@@ -357,7 +356,7 @@ TEST_F(IPMessageReceiverTest, SenderThatLaysTheFifoAnewLosesNeitherReceiverNorMe
     EXPECT_FALSE(receiver->isConnected());
     write(*second, "abc");
     second->notify();
-    EXPECT_EQ(receiver->wait(20.0), 1);
+    EXPECT_EQ(receiver->wait(60.0), 1);
     EXPECT_TRUE(receiver->isConnected());
     EXPECT_EQ(read(*receiver, 3), "abc");
     EXPECT_EQ(receiver->wait(0.0), -1);

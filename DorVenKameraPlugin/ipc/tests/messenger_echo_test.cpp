@@ -148,7 +148,7 @@ protected:
                 std::this_thread::sleep_for(300ms);
                 return asker->executions + answerer->executions == before;
             },
-            5s))
+            60s))
             << "goes on for ever";
     }
 

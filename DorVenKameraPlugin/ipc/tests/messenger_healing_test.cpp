@@ -26,7 +26,7 @@ using testing::MatchesRegex;
 using testing::Not;
 
 /// Within this time two living sides are to talk again.
-constexpr auto kHealed = 12s;
+constexpr auto kHealed = 60s;
 
 class MessengerHealing : public testing::Test {
 protected:
@@ -113,7 +113,7 @@ TEST_F(MessengerHealing, PeerThatNumbersItsRequestsAlikeIsAnsweredEachTime) {
     const auto messenger = IPMessenger::create(_channel);
     for (int request = 1; request <= 3000; ++request) {
         peer.send({1, 0, 7}, Payload(8, 1));
-        ASSERT_TRUE(peer.receive(2s)) << request;
+        ASSERT_TRUE(peer.receive()) << request;
     }
 }
 
@@ -148,7 +148,7 @@ TEST_F(MessengerHealing, RequestsThatAreReadButNotAnsweredLeaveTheFifoAsItIs) {
     for (int request = 0; request < 4; ++request) {
         EXPECT_FALSE(messenger->send());
         EXPECT_TRUE(peer.receiver->isConnected()) << request;
-        EXPECT_TRUE(peer.receive(1s)) << request;
+        EXPECT_TRUE(peer.receive()) << request;
     }
     EXPECT_THAT(_log.errors(), IsEmpty());
 }

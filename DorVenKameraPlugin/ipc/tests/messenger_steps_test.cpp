@@ -252,10 +252,10 @@ TEST_F(MessengerSteps, OneWhoseRequestIsOnItsWaySeeksNobody) {
 TEST_F(MessengerSteps, OneThatAsksAndIsReadButHearsNothingLeavesOncePerRequestAndComesBack) {
     _messenger.setStep(1);
     play({kNotConnected});
-    std::this_thread::sleep_for(3s);
+    _messenger.milliseconds += 5499;
     play({kNotConnected});
     EXPECT_THAT(_messenger.calls.take(), IsEmpty());
-    std::this_thread::sleep_for(3s);
+    _messenger.milliseconds += 1;
     play({kNotConnected});
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender notify"));
     _sender.connected = false;
@@ -263,7 +263,7 @@ TEST_F(MessengerSteps, OneThatAsksAndIsReadButHearsNothingLeavesOncePerRequestAn
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender open", "sender notify"));
     _sender.connected = true;
     play({kNotConnected});
-    std::this_thread::sleep_for(6s);
+    _messenger.milliseconds += 6000;
     play({kNotConnected});
     EXPECT_THAT(_messenger.calls.take(), IsEmpty());  // it has left for this request already
     _messenger.setStep(1);
@@ -277,11 +277,11 @@ protected:
     void expectNewBeginAfter(const std::function<void()>& event) {
         _messenger.setStep(1);
         play({kNotConnected});
-        std::this_thread::sleep_for(3s);
+        _messenger.milliseconds += 3000;
         event();
         _messenger.setStep(1);
         play({kNotConnected});
-        std::this_thread::sleep_for(3s);
+        _messenger.milliseconds += 3000;
         _messenger.calls.take();
         play({kNotConnected});
         EXPECT_THAT(_messenger.calls.take(), IsEmpty());
@@ -369,9 +369,9 @@ TEST_F(MessengerSteps, OneThatItsOwnChannelHasClosedSignalsItsEndOnceUntilSomebo
     _messenger.start();
     _started = true;
     ASSERT_TRUE(becomesTrue([&] { return _messenger.finished->notifications() == 1; }));
-    std::this_thread::sleep_for(700ms);
+    std::this_thread::sleep_for(700ms);  // three times as long as it would wait before the next one
     EXPECT_EQ(_messenger.finished->notifications(), 1);
-    EXPECT_LT(test::secondsOf([&] { _messenger.close(); }), 2.0);
+    _messenger.close();
 }
 
 TEST_F(MessengerSteps, CloseReturnsWhenTheThreadEndedBeforeItsSignalWasCleared) {
@@ -393,7 +393,7 @@ TEST_F(MessengerSteps, CloseReturnsWhenAnotherMessengerTakesItsSignal) {
     _receiver.onClose = [&] {
         EXPECT_TRUE(becomesTrue([&] { return testing::Value(_messenger.finished->timeouts(), Contains(-1.0)); }));
     };
-    EXPECT_LT(test::secondsOf([&] { _messenger.close(); }), 5.0);
+    _messenger.close();
     EXPECT_GT(_messenger.finished->notifications(), 3);
 }
 
@@ -403,12 +403,25 @@ TEST_F(MessengerSteps, CloseReturnsWhenAnotherMessengerTakesItsSignal) {
 class NoEvent : public MEvent {
 public:
     int Wait(double) override {
-        ++waits;
+        const std::lock_guard lock(_mutex);
+        _waits.push_back(std::chrono::steady_clock::now());
         return 0;
     }
     bool Notify() override { return false; }
     bool Set() override { return false; }
-    std::atomic<int> waits{0};
+
+    std::size_t waits() const {
+        const std::lock_guard lock(_mutex);
+        return _waits.size();
+    }
+    std::chrono::duration<double> pauseAfter(std::size_t wait) const {
+        const std::lock_guard lock(_mutex);
+        return _waits.at(wait + 1) - _waits.at(wait);
+    }
+
+private:
+    mutable std::mutex _mutex;
+    std::vector<std::chrono::steady_clock::time_point> _waits;
 };
 
 class MessengerWithoutEvent : public testing::Test {
@@ -423,24 +436,45 @@ protected:
         ~Messenger() override { close(); }
     };
 
+    static std::chrono::milliseconds duePauseAfter(std::size_t wait) {
+        return std::min(std::chrono::milliseconds(10) * (1 << wait), std::chrono::milliseconds(5000));
+    }
+    bool waitForWaits(std::size_t waits) const {
+        return becomesTrue([&] { return _event->waits() >= waits; });
+    }
+
     test::LogRecorder _log{5};
     test::Ids _ids;
     std::shared_ptr<NoEvent> _event = std::make_shared<NoEvent>();
 };
 
-TEST_F(MessengerWithoutEvent, TriesLessAndLessOften) {
+TEST_F(MessengerWithoutEvent, TriesLessAndLessOftenAndSoDoesNotFillTheLog) {
     Messenger messenger(std::make_shared<TestChannel>(_ids), _event);
-    std::this_thread::sleep_for(1500ms);
-    EXPECT_GT(_event->waits, 2);
-    EXPECT_LT(_event->waits, 20) << "fills the log";
+    ASSERT_TRUE(waitForWaits(8));
+    for (std::size_t wait = 0; wait < 7; ++wait) EXPECT_GE(_event->pauseAfter(wait), duePauseAfter(wait) - 1ms);
 }
 
-TEST_F(MessengerWithoutEvent, SendsAndClosesPromptly) {
+TEST_F(MessengerWithoutEvent, SendEndsAPause) {
     Messenger messenger(std::make_shared<TestChannel>(_ids), _event);
-    std::this_thread::sleep_for(1300ms);  // the pauses have become longer than a second
-    EXPECT_LT(test::secondsOf([&] { EXPECT_FALSE(messenger.send()); }), 1.9) << "as long as without an answer";
-    std::this_thread::sleep_for(1300ms);
-    EXPECT_LT(test::secondsOf([&] { messenger.close(); }), 1.9);
+    bool ended = false;
+    // Where a busy machine sends behind a pause, the next one is longer.
+    for (std::size_t wait = 6; wait < 12 && !ended; ++wait) {
+        ASSERT_TRUE(waitForWaits(wait + 1));
+        EXPECT_FALSE(messenger.send());
+        ASSERT_TRUE(waitForWaits(wait + 2));
+        ended = _event->pauseAfter(wait) < duePauseAfter(wait);
+    }
+    EXPECT_TRUE(ended);
+}
+
+TEST_F(MessengerWithoutEvent, CloseEndsAPause) {
+    const auto closing = [&] {
+        _event = std::make_shared<NoEvent>();
+        Messenger messenger(std::make_shared<TestChannel>(_ids), _event);
+        EXPECT_TRUE(waitForWaits(8));  // the next pause lasts more than a second
+        return test::secondsOf([&] { messenger.close(); });
+    };
+    EXPECT_LT(test::quickestOf(8, 1.0, closing), 1.0);
 }
 
 }  // namespace

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -83,7 +86,7 @@ public:
     /// Waits until every answer was given and the thread waits beyond them.
     bool playToEnd() {
         std::unique_lock lock(_mutex);
-        return _changed.wait_for(lock, std::chrono::seconds(20), [this] { return _script.empty() && _waiting; });
+        return _changed.wait_for(lock, std::chrono::seconds(60), [this] { return _script.empty() && _waiting; });
     }
 
     void open() override { _calls.note("receiver open"); }
@@ -193,19 +196,21 @@ private:
     int _deaf = 0;
 };
 
-/// A messenger whose ends and completion event are the test's.
+/// A messenger whose ends, completion event and clock are the test's.
 class ScriptedMessenger : public IPMessenger {
 public:
     explicit ScriptedMessenger(std::shared_ptr<Comm> comm) : IPMessenger(std::move(comm)) {
         _sender = sender;
         _receiver = receiver;
         _finished = finished;
+        _now = [this] { return Clock::time_point(std::chrono::milliseconds(milliseconds)); };
     }
     using IPMessenger::establishedConnection;
     using IPMessenger::last;
     using IPMessenger::setStep;
     void start() { IPMessenger::start(kest::dorven::startStandardThread); }
 
+    std::atomic<std::int64_t> milliseconds{0};  // the clock; it stands still
     Calls calls;
     std::shared_ptr<ScriptedSender> sender = std::make_shared<ScriptedSender>(calls);
     std::shared_ptr<ScriptedReceiver> receiver = std::make_shared<ScriptedReceiver>(calls);

@@ -71,7 +71,7 @@ protected:
     // The exit code; what is said goes to _people.
     int examineIn(const std::string& place) {
         const std::string outcome = _folder.path("outcome");
-        const int exitCode = test::ChildProcess("doctorInPlace", {place, outcome}).join(std::chrono::seconds(20));
+        const int exitCode = test::ChildProcess("doctorInPlace", {place, outcome}).join(std::chrono::seconds(60));
         std::ifstream file(outcome);
         _people = {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
         return exitCode;

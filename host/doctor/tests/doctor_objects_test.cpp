@@ -132,7 +132,7 @@ TEST_F(DoctorObjectsTest, MemoryThatASimulatorIsJustMakingIsWaitedFor) {
     ASSERT_TRUE(claim.claim());
     std::optional<ImageRing> ring;
     std::thread late([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
         claim.release();
         ring.emplace(kFormat.bytes(), 4);
         EXPECT_EQ(ring->open(), ImageRing::OpenResult::opened);

@@ -232,14 +232,14 @@ TEST_F(ImageRingTest, SmallerMemoryThatAnotherProcessHoldsIsToldWithoutAnEntryIn
     MProcessEvent holding(holdingName.c_str());
     MProcessEvent leave(leaveName.c_str());
     test::ChildProcess holder("holdsMemory", {"1000", holdingName, leaveName});
-    ASSERT_EQ(holding.Wait(30.0), 1);
+    ASSERT_EQ(holding.Wait(60.0), 1);
     MProcessEvent event(image_road::kImagesEvent);
     ImageRing ring(kFormat.bytes(), 3);
     EXPECT_EQ(ring.open(), OpenResult::tooSmall);
     EXPECT_EQ(ring.open(), OpenResult::tooSmall);
     EXPECT_EQ(event.Wait(0.0), -1) << "nobody is woken for a ring that is not there";
     leave.Set();
-    EXPECT_EQ(holder.join(30s), 0);
+    EXPECT_EQ(holder.join(60s), 0);
     EXPECT_EQ(ring.open(), OpenResult::opened);
     EXPECT_THAT(_log.errorTraces(), testing::IsEmpty());
 }
@@ -267,7 +267,7 @@ TEST_F(ImageRingTest, ReaderInAnotherProcessSeesEveryImageWholeAndInOrder) {
     ring.open();
     test::ChildProcess reader("readsImages", {"500"});
     writeInOrder(ring, 500);
-    EXPECT_EQ(reader.join(30s), 0);
+    EXPECT_EQ(reader.join(60s), 0);
 }
 
 // ---- fields that another process has overwritten
@@ -410,7 +410,7 @@ TEST_F(ImageRingTest, WriterThatWasKilledLeavesThePlaceFree) {
     const std::string writtenName = test::uniqueName("written");
     MProcessEvent written(writtenName.c_str());
     test::ChildProcess writer("writesAndCrashes", {writtenName});
-    ASSERT_EQ(written.Wait(30.0), 1);
+    ASSERT_EQ(written.Wait(60.0), 1);
     test::RingReader reader(kFormat);
     ASSERT_TRUE(reader.attach());
     writer.kill();

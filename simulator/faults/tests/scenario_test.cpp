@@ -155,7 +155,7 @@ protected:
     /// Looks until a change was seen or a second has passed.
     bool change(Faults& faults, const std::string& text, std::uint64_t frame) {
         _folder.file("s.json", text);
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         const std::string before = _people.str();
         while (_people.str() == before && std::chrono::steady_clock::now() < end) {
             faults.look();

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 // Asks until there is news.
 std::optional<std::string> newsOf(ScenarioWatch& watch) {
-    for (const auto end = std::chrono::steady_clock::now() + 20s; std::chrono::steady_clock::now() < end;) {
+    for (const auto end = std::chrono::steady_clock::now() + 60s; std::chrono::steady_clock::now() < end;) {
         if (auto news = watch.take()) return news;
         std::this_thread::sleep_for(1ms);
     }

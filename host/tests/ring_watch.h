@@ -1,0 +1,51 @@
+// What tests of whole programs wait for, as it is seen in the ring between simulator and camera.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "mmemlinefifo.h"
+#include "msharedmem.h"
+#include "object_look.h"
+#include "stopwatch.h"
+
+namespace test {
+
+/// The ring of images, looked at from outside. Each wait answers false when what it waits for does not come in a minute.
+class RingWatch {
+public:
+    RingWatch() = default;
+    ~RingWatch() {
+        if (_memory) MSharedMem_Unlink(_memory);
+    }
+    RingWatch(const RingWatch&) = delete;
+    RingWatch& operator=(const RingWatch&) = delete;
+
+    /// Until so many images wait in it.
+    bool waitForWaiting(std::size_t images) {
+        return becomesTrue([&] { return exists() && MMemLineFifo_GetCount(_memory) >= images; });
+    }
+    /// Until the camera has taken so many, or more, from now on.
+    bool waitForTaken(int images) {
+        std::uint64_t last = 0;
+        return becomesTrue([&] {
+            if (!exists() || MMemLineFifo_IsReaderAttached(_memory) == 0) return false;
+            const std::uint64_t index =
+                std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->readIndex).load(std::memory_order_acquire);
+            if (index != last) --images;
+            last = index;
+            return images <= 0;
+        });
+    }
+
+private:
+    bool exists() {
+        if (!_memory && platform_lookAtObject("DorVenImages", 0).kind == ObjectSight::Kind::memory)
+            _memory = MSharedMem_Link("DorVenImages");
+        return _memory != nullptr;
+    }
+
+    void* _memory = nullptr;
+};
+
+}  // namespace test
