@@ -128,7 +128,7 @@ void addFaultOption(CLI::App& app, SimulatorOptions& options) {
            "--fault",
            [&options](const std::vector<std::string>& texts) {
                // Afresh: it is called again when the environment or the user's file fill other options.
-               std::vector<FaultSpec> faults;
+               std::vector<FaultRequest> faults;
                std::string error;
                for (const std::string& text : texts) {
                    const auto fault = parseFault(text, error);

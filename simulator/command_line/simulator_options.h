@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "fault_spec.h"
+#include "fault_request.h"
 #include "frame_rate.h"
 #include "image_view.h"
 #include "pacing_grid.h"
@@ -36,7 +36,7 @@ struct SimulatorOptions {
     std::optional<std::size_t> maxMemoryMb;  // --max-memory, millions of bytes
     double readerTimeoutSeconds = 10.0;      // 0: never
     bool strip = true;                       // not with --no-strip
-    std::vector<FaultSpec> faults;
+    std::vector<FaultRequest> faults;
     std::string scenarioFile;  // --scenario; empty: none
     std::string faultLogFile;  // --fault-log; empty: none
     std::optional<std::uint64_t> seed;

@@ -11,12 +11,12 @@ namespace {
 const char kProgram[] = "dorven-simulator: ";
 
 /// The first fault that only the link to the camera can carry out, while there is none.
-const FaultSpec* withoutLink(const std::vector<FaultSpec>& specs) {
-    const auto needsLink = [](const FaultSpec& spec) {
-        return spec.kind == FaultKind::lateAnswer || spec.kind == FaultKind::wrongAnswer;
+const FaultRequest* withoutLink(const std::vector<FaultRequest>& requests) {
+    const auto needsLink = [](const FaultRequest& request) {
+        return request.kind == FaultKind::lateAnswer || request.kind == FaultKind::wrongAnswer;
     };
-    const auto found = std::ranges::find_if(specs, needsLink);
-    return found == specs.end() ? nullptr : &*found;
+    const auto found = std::ranges::find_if(requests, needsLink);
+    return found == requests.end() ? nullptr : &*found;
 }
 
 std::string countText(std::size_t faults) { return std::to_string(faults).append(faults == 1 ? " fault" : " faults"); }
@@ -65,20 +65,20 @@ bool Faults::openScenario(std::string& error) {
 /// A fault of the scenario that was in force already stays so: one without frames does not strike again. Written twice,
 /// it is two.
 bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::string& error) {
-    std::vector<FaultSpec> specs = _options.faults;
-    std::vector<FaultSpec> formers = _scenarioFaults;
-    for (FaultSpec spec : scenario.faults) {
-        const auto former = std::ranges::find(formers, spec.text, &FaultSpec::text);
-        spec.since = former == formers.end() ? frame : former->since;
+    std::vector<FaultRequest> requests = _options.faults;
+    std::vector<FaultRequest> formers = _scenarioFaults;
+    for (FaultRequest request : scenario.faults) {
+        const auto former = std::ranges::find(formers, request.text, &FaultRequest::text);
+        request.since = former == formers.end() ? frame : former->since;
         if (former != formers.end()) formers.erase(former);
-        specs.push_back(std::move(spec));
+        requests.push_back(std::move(request));
     }
-    if (const FaultSpec* spec = _options.ask ? nullptr : withoutLink(specs)) {
-        error = spec->text + " needs the link to the camera, but --no-ask switches it off";
+    if (const FaultRequest* request = _options.ask ? nullptr : withoutLink(requests)) {
+        error = request->text + " needs the link to the camera, but --no-ask switches it off";
         return false;
     }
-    _scenarioFaults.assign(specs.begin() + static_cast<std::ptrdiff_t>(_options.faults.size()), specs.end());
-    _plan = FaultPlan(std::move(specs), _seed, _options.framesPerSecond);
+    _scenarioFaults.assign(requests.begin() + static_cast<std::ptrdiff_t>(_options.faults.size()), requests.end());
+    _plan = FaultPlan(std::move(requests), _seed, _options.framesPerSecond);
     return true;
 }
 
@@ -103,7 +103,7 @@ bool Faults::applyChange(std::uint64_t frame) {
 }
 
 void Faults::tellStart() const {
-    _people << kProgram << countText(_plan.specs().size()) << ", seed " << _seed << std::endl;
+    _people << kProgram << countText(_plan.requests().size()) << ", seed " << _seed << std::endl;
 }
 
 }  // namespace simulator

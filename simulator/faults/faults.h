@@ -57,7 +57,7 @@ private:
     std::ostream& _people;
     std::uint64_t _seed = 0;
     FaultPlan _plan;
-    std::vector<FaultSpec> _scenarioFaults;  // those of the plan that the scenario brought
+    std::vector<FaultRequest> _scenarioFaults;  // those of the plan that the scenario brought
     std::unique_ptr<FaultLog> _log;
     std::unique_ptr<ScenarioWatch> _watch;
     std::optional<std::string> _changed;  // text that waits for its frame

@@ -131,9 +131,9 @@ protected:
     }
     void fault(const std::string& text) {
         std::string error;
-        const auto spec = simulator::parseFault(text, error);
-        ASSERT_TRUE(spec) << error;
-        _options.faults.push_back(*spec);
+        const auto request = simulator::parseFault(text, error);
+        ASSERT_TRUE(request) << error;
+        _options.faults.push_back(*request);
     }
     /// A whole run; a reader takes every image that it can get.
     std::vector<Arrival> run() {

@@ -83,7 +83,7 @@ std::vector<std::string> faultsOf(std::vector<const char*> arguments, const std:
                                        {environment, ""}))
         << people.str();
     std::vector<std::string> texts;
-    for (const simulator::FaultSpec& fault : options.faults) texts.push_back(fault.text);
+    for (const simulator::FaultRequest& fault : options.faults) texts.push_back(fault.text);
     return texts;
 }
 
