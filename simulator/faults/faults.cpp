@@ -23,22 +23,23 @@ std::string countText(std::size_t faults) { return std::to_string(faults).append
 
 }  // namespace
 
-Faults::Faults(const SimulatorOptions& options, std::ostream& people)
-    : _options(options), _people(people), _plan({}, 0, options.framesPerSecond) {}
+Faults::Faults(const FaultOptions& options, const FrameRate& rate, bool hasLink, std::ostream& people)
+    : _options(options), _rate(rate), _hasLink(hasLink), _people(people), _plan({}, 0, rate) {}
 
-std::unique_ptr<Faults> Faults::open(const SimulatorOptions& options, std::ostream& people, std::string& error) {
-    SimulatorOptions wanted = options;
-    if (options.noFaults) {
-        if (!options.faults.empty() || !options.scenarioFile.empty())
+std::unique_ptr<Faults> Faults::open(const FaultOptions& options, const FrameRate& rate, bool hasLink,
+                                     std::ostream& people, std::string& error) {
+    FaultOptions wanted = options;
+    if (options.off) {
+        if (!options.requests.empty() || !options.scenarioFile.empty())
             people << kProgram << "faults are off (--no-faults)" << std::endl;
-        wanted.faults.clear();
+        wanted.requests.clear();
         wanted.scenarioFile.clear();
     }
-    if (wanted.faults.empty() && wanted.scenarioFile.empty() && wanted.faultLogFile.empty()) return nullptr;
-    std::unique_ptr<Faults> faults(new Faults(wanted, people));
+    if (wanted.requests.empty() && wanted.scenarioFile.empty() && wanted.logFile.empty()) return nullptr;
+    std::unique_ptr<Faults> faults(new Faults(wanted, rate, hasLink, people));
     if (!faults->openScenario(error)) return nullptr;
-    if (!wanted.faultLogFile.empty()) {
-        faults->_log = FaultLog::open(wanted.faultLogFile, people, error);
+    if (!wanted.logFile.empty()) {
+        faults->_log = FaultLog::open(wanted.logFile, people, error);
         if (!faults->_log) return nullptr;
     }
     faults->tellStart();
@@ -65,7 +66,7 @@ bool Faults::openScenario(std::string& error) {
 /// A fault of the scenario that was in force already stays so: one without frames does not strike again. Written twice,
 /// it is two.
 bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::string& error) {
-    std::vector<FaultRequest> requests = _options.faults;
+    std::vector<FaultRequest> requests = _options.requests;
     std::vector<FaultRequest> formers = _scenarioFaults;
     for (FaultRequest request : scenario.faults) {
         const auto former = std::ranges::find(formers, request.text, &FaultRequest::text);
@@ -73,12 +74,12 @@ bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::st
         if (former != formers.end()) formers.erase(former);
         requests.push_back(std::move(request));
     }
-    if (const FaultRequest* request = _options.ask ? nullptr : withoutLink(requests)) {
+    if (const FaultRequest* request = _hasLink ? nullptr : withoutLink(requests)) {
         error = request->text + " needs the link to the camera, but --no-ask switches it off";
         return false;
     }
-    _scenarioFaults.assign(requests.begin() + static_cast<std::ptrdiff_t>(_options.faults.size()), requests.end());
-    _plan = FaultPlan(std::move(requests), _seed, _options.framesPerSecond);
+    _scenarioFaults.assign(requests.begin() + static_cast<std::ptrdiff_t>(_options.requests.size()), requests.end());
+    _plan = FaultPlan(std::move(requests), _seed, _rate);
     return true;
 }
 

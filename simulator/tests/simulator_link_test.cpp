@@ -23,7 +23,7 @@
 #include "log_recorder.h"
 #include "named_claim.h"
 #include "ring_reader.h"
-#include "simulator.h"
+#include "simulator_program.h"
 #include "temporary_folder.h"
 
 namespace {
