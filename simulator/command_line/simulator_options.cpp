@@ -7,6 +7,7 @@
 #include "image_size.h"
 #include "option_checks.h"
 #include "option_sources.h"
+#include "surroundings.h"
 
 namespace simulator {
 namespace {
@@ -236,11 +237,11 @@ int refuse(const std::string& problem, std::ostream& people) {
 
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
                                          std::ostream& data, std::ostream& people) {
-    return parseSimulatorOptions(argc, argv, options, data, people, options::surroundingsOfProcess());
+    return parseSimulatorOptions(argc, argv, options, data, people, platform_surroundings());
 }
 
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
-                                         std::ostream& data, std::ostream& people, const options::Surroundings& surroundings) {
+                                         std::ostream& data, std::ostream& people, const Surroundings& surroundings) {
     CLI::App app(
         "Plays the camera's other side: writes images into shared memory, from where the camera plugin of a measuring "
         "host takes them.",

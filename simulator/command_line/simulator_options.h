@@ -14,9 +14,7 @@
 #include "pattern_options.h"
 #include "picture_options.h"
 
-namespace options {
 struct Surroundings;
-}
 
 namespace simulator {
 
@@ -51,6 +49,6 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
 
 /// The same with other variables and another user's file than this process has.
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
-                                         std::ostream& data, std::ostream& people, const options::Surroundings& surroundings);
+                                         std::ostream& data, std::ostream& people, const Surroundings& surroundings);
 
 }  // namespace simulator
