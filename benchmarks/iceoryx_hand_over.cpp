@@ -14,13 +14,14 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <iceoryx_hoofs/log/logmanager.hpp>
+#include <iceoryx_posh/popo/untyped_publisher.hpp>
+#include <iceoryx_posh/popo/untyped_subscriber.hpp>
+#include <iceoryx_posh/popo/user_trigger.hpp>
+#include <iceoryx_posh/popo/wait_set.hpp>
+#include <iceoryx_posh/runtime/posh_runtime.hpp>
+
 #include "bench_support.h"
-#include "iceoryx_hoofs/log/logmanager.hpp"
-#include "iceoryx_posh/popo/untyped_publisher.hpp"
-#include "iceoryx_posh/popo/untyped_subscriber.hpp"
-#include "iceoryx_posh/popo/user_trigger.hpp"
-#include "iceoryx_posh/popo/wait_set.hpp"
-#include "iceoryx_posh/runtime/posh_runtime.hpp"
 #include "image_roads.h"
 
 namespace {

@@ -163,6 +163,9 @@ function(dorven_add_test name)
     endif()
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LINKS} test_support)
+    if(IS_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/src")
+        target_include_directories(${name} PRIVATE src)  # tests see what their own folder keeps to itself
+    endif()
     _dorven_common(${name})
     # What is tested is optimised, its tests are not: they would take twice as long to compile.
     target_compile_options(${name} PRIVATE -O0)

@@ -50,7 +50,13 @@ if(DORVEN_HOST_RUNTIME_DIR AND NOT WIN32)
     install_without_host_folder(DorVenKameraPlugin "${DORVEN_INSTALL_PLUGINDIR}")
 endif()
 
-install(DIRECTORY host_interface/inc/ platform/inc/ DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}"
+# What hosts include, and what that leads to; the rest of platform/ is for this system's own programs.
+set(platform_headers platform/inc/platform.h)
+if(NOT WIN32)
+    list(APPEND platform_headers platform/inc/platform_posix.h)
+endif()
+install(FILES ${platform_headers} DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}" COMPONENT headers)
+install(DIRECTORY host_interface/inc/ DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}" COMPONENT headers
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
 
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/DorVenKameraPlugin")
@@ -100,3 +106,9 @@ endforeach()
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
 dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})
 dorven_add_host_runtime_test()
+if(DORVEN_BUILD_TESTS)
+    find_program(DORVEN_PYTHON python3 REQUIRED)
+    add_test(NAME installed_headers
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/packaging/tests/installed_headers_test.py ${CMAKE_COMMAND}
+            ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR})
+endif()

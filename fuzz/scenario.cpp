@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                "a reason that a terminal obeys");
     if (!scenario) return 0;
     fuzzExpect(!scenario->seed || *scenario->seed <= std::uint64_t{1} << 53, "a seed that JSON does not keep");
-    for (const simulator::FaultSpec& fault : scenario->faults) {
+    for (const simulator::FaultRequest& fault : scenario->faults) {
         const auto again = simulator::parseFault(fault.text, error);
         fuzzExpect(again && again->kind == fault.kind && again->timeNs == fault.timeNs, "a fault reads differently");
     }

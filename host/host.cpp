@@ -58,7 +58,7 @@ int grab(PluginLibrary& library, const HostOptions& options) {
     Grab grab(*device, options, std::cerr);
     LiveLine liveLine(std::cerr, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
     JsonLines jsonLines(std::cout, options.frames);
-    if (standardErrorIsTerminal()) grab.watch(liveLine);
+    if (platform_standardErrorIsTerminal()) grab.watch(liveLine);
     if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Format and lint.   scripts/lint.sh format | tidy | fix
+# Format, folders and lint.   scripts/lint.sh format | rooms | tidy | fix
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,6 +15,9 @@ case "${1:-}" in
     format)
         sources -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
         ;;
+    rooms)
+        python3 scripts/rooms.py
+        ;;
     fix)
         sources -name '*.cpp' -o -name '*.h' | xargs clang-format -i
         ;;
@@ -24,7 +27,7 @@ case "${1:-}" in
         python3 scripts/tidy.py build/linux-release
         ;;
     *)
-        echo "usage: scripts/lint.sh format | tidy | fix" >&2
+        echo "usage: scripts/lint.sh format | rooms | tidy | fix" >&2
         exit 2
         ;;
 esac

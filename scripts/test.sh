@@ -80,6 +80,7 @@ for job in "${jobs[@]}"; do
         lint)
             section "format and lint"
             check format scripts/lint.sh format
+            check rooms scripts/lint.sh rooms
             check lint scripts/lint.sh tidy
             ;;
         linux-tsan)

@@ -1,3 +1,3 @@
-#include "simulator.h"
+#include "simulator_program.h"
 
 int main(int argc, char** argv) { return simulator::simulatorMain(argc, argv); }

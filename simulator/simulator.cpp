@@ -2,18 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
-#include <iostream>
 #include <new>
 
-#include "ask.h"
-#include "camera_config.h"
-#include "data_output.h"
 #include "fault_log_words.h"
-#include "list_patterns.h"
-#include "lost_memory.h"
+#include "image_choice.h"
+#include "memory_budget.h"
 #include "platform.h"
-#include "replayed_images.h"
 #include "strip.h"
 
 namespace simulator {
@@ -29,37 +23,7 @@ constexpr std::chrono::milliseconds kFirstAnswer{500};
 /// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
 
-// What the options leave open, the camera or the configuration file says.
-frames::ImageFormat formatFor(const SimulatorOptions& options, const frames::ImageFormat& told) {
-    frames::ImageFormat format = options.size.value_or(told);
-    format.bytesPerPixel = options.bytesPerPixel.value_or(told.bytesPerPixel);
-    return format;
-}
-
 }  // namespace
-
-std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
-                                             const std::optional<frames::ImageFormat>& camera, const HeldMemory& held) {
-    std::optional<frames::ImageFormat> told = camera;
-    if (!told && !options.configFile.empty() && !readCameraFormat(options.configFile, told.emplace(), error))
-        return nullptr;
-    const frames::ImageFormat format = formatFor(options, told.value_or(kDefaultFormat));
-    const MemoryBudget budget(options, held);
-    if (options.pictures.images.empty()) {
-        error = budget.problem(format, patternBytes(*options.pattern.pattern, format));
-        return error.empty() ? std::make_unique<RenderedImages>(format, options.pattern) : nullptr;
-    }
-    std::optional<frames::ImageFormat> size;  // none: as the pictures
-    if (told || options.size) size = format;
-    if (size) error = budget.problem(format, 0);
-    if (!error.empty()) return nullptr;
-    return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error,
-                                &budget);
-}
-
-std::size_t ringRoomFor(const SimulatorOptions& options) {
-    return options.ask && !options.size ? kDefaultFormat.bytes() : 0;
-}
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
                      Faults* faults)
@@ -69,9 +33,10 @@ Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::
       _people(people),
       _camera(camera),
       _faults(faults),
-      _ring(source.format().bytes(), options.lineCount, camera ? ringRoomFor(options) : 0),
-      _delivery(_options, _ring, _timer, faults ? faults->log() : nullptr, _totals),
-      _reader(std::llround(options.readerTimeoutSeconds * 1e9)) {
+      _ring(source.format().bytes(), options.delivery.lineCount, camera ? ringRoomFor(options) : 0),
+      _delivery(_options.delivery, options.pacing.framesPerSecond, _ring, _timer, faults ? faults->log() : nullptr,
+                _totals),
+      _reader(std::llround(options.delivery.readerTimeoutSeconds * 1e9)) {
     if (_faults) _delivery.setTearing(_faults->has(FaultKind::torn));
 }
 
@@ -85,7 +50,7 @@ int Simulator::run() {
     followCamera();
     tellFormat();
     FaultLog* const log = _faults ? _faults->log() : nullptr;
-    if (log) log->run(_faults->seed(), PacingGrid(0, _options.framesPerSecond).periodNs(), format());
+    if (log) log->run(_faults->seed(), PacingGrid(0, _options.pacing.framesPerSecond).periodNs(), format());
     ImageRing::OpenResult result = openRing();
     while (result == ImageRing::OpenResult::tooSmall) {
         if (!platform_sleepUntil(platform_monotonicNanoseconds() + kNanosecondsPerSecond)) break;
@@ -136,7 +101,7 @@ void Simulator::deliver(std::uint64_t frameNumber) {
 
 /// @return False when there is no ring any more.
 bool Simulator::deliverOnGrid() {
-    const PacingGrid grid(platform_monotonicNanoseconds(), _options.framesPerSecond);
+    const PacingGrid grid(platform_monotonicNanoseconds(), _options.pacing.framesPerSecond);
     for (std::uint64_t frame = 0; isWanted(frame);) {
         if (!drawInTime(grid, frame) || !sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
@@ -161,11 +126,11 @@ bool Simulator::drawInTime(const PacingGrid& grid, std::uint64_t frame) {
 
 /// The frame to deliver now instead of the next one.
 std::uint64_t Simulator::skipLate(const PacingGrid& grid, std::uint64_t frame) {
-    if (_options.late == LatePolicy::burst) return frame;
+    if (_options.pacing.late == LatePolicy::burst) return frame;
     // What the ring can take at once.
-    const std::uint64_t tolerated = _options.lineCount / 2;
+    const std::uint64_t tolerated = _options.delivery.lineCount / 2;
     std::uint64_t due = grid.frameToDeliver(frame, platform_monotonicNanoseconds(), tolerated);
-    if (_options.frameCount != 0) due = std::min(due, _options.frameCount - 1);
+    if (_options.pacing.frameCount != 0) due = std::min(due, _options.pacing.frameCount - 1);
     if (due == frame) return due;
     _totals.skipped += due - frame;
     _delivery.tellNote(frames::fault_log::kSkipped, {frame, due - 1});
@@ -194,9 +159,9 @@ void Simulator::recreateDamagedRing(const LineFifoDamage& damage) {
 
 /// A reader that died leaves the ring full for ever.
 void Simulator::lookAfterReader() {
-    if (!_ring.isOpen() || _ring.waiting() < _options.lineCount) return _reader.roomSeen();
+    if (!_ring.isOpen() || _ring.waiting() < _options.delivery.lineCount) return _reader.roomSeen();
     if (!_reader.isDead(_ring.readerIndex(), platform_monotonicNanoseconds())) return;
-    _people << kProgram << "the reader has not moved for " << _options.readerTimeoutSeconds
+    _people << kProgram << "the reader has not moved for " << _options.delivery.readerTimeoutSeconds
             << " s; the ring is laid anew, and " << _ring.waiting() << " images are lost" << std::endl;
     for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote(frames::fault_log::kRingLaid, lost);
     _ring.recreate();
@@ -295,10 +260,10 @@ bool Simulator::ringIsThere() {
 }
 
 void Simulator::tellFormat() {
-    _people << kProgram << formatText(format()) << ", " << rateText(_options.framesPerSecond)
-            << " images per second, ring of " << _options.lineCount << " ("
+    _people << kProgram << formatText(format()) << ", " << rateText(_options.pacing.framesPerSecond)
+            << " images per second, ring of " << _options.delivery.lineCount << " ("
             << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
-            << (_options.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
+            << (_options.pacing.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
     tellStripless();
 }
 
@@ -314,74 +279,6 @@ void Simulator::tellTotals() {
     if (_totals.ringDamaged != 0) _people << ", ring damaged " << _totals.ringDamaged;
     if (_totals.faults != 0) _people << ", faults provoked " << _totals.faults;
     _people << std::endl;
-}
-
-std::string formatText(const frames::ImageFormat& format) {
-    return std::to_string(format.width) + " x " + std::to_string(format.height) + " pixels, " +
-           std::to_string(format.bytesPerPixel) + (format.bytesPerPixel == 1 ? " byte" : " bytes") + " per pixel";
-}
-
-namespace {
-
-// The log of what is drawn, for all sources of this run; false, with the reason, when it cannot be made.
-bool openTruth(PatternOptions& options, std::string& error) {
-    if (!options.truthFile.empty()) options.truth = TruthLog::open(options.truthFile, error);
-    return options.truthFile.empty() || options.truth;
-}
-
-// Also of a log that was not wanted.
-template <typename Log>
-bool isWhole(const Log* log, std::ostream& people) {
-    if (!log || log->complete()) return true;
-    people << kProgram << log->problem() << std::endl;
-    return false;
-}
-
-int runSimulator(SimulatorOptions& options) {
-    std::string error;
-    const auto fail = [&error] {
-        std::cerr << kProgram << error << std::endl;
-        return kFailed;
-    };
-    if (!openTruth(options.pattern, error)) return fail();
-    const auto source = makeImageSource(options, error);
-    if (!source) return fail();
-    const auto faults = Faults::open(options, std::cerr, error);
-    if (!error.empty()) return fail();
-    std::optional<CameraLink> camera;
-    if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
-    const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
-    const bool truthIsWhole = isWhole(options.pattern.truth.get(), std::cerr);
-    const bool faultLogIsWhole = isWhole(faults ? faults->log() : nullptr, std::cerr);
-    return truthIsWhole && faultLogIsWhole ? exitCode : kFailed;
-}
-
-int run(SimulatorOptions& options) {
-    if (options.command == SimulatorOptions::Command::patterns) {
-        listPatterns(options.json, std::cout);
-        return 0;
-    }
-    platform_installStopHandler();
-    if (options.command == SimulatorOptions::Command::ask) return askCamera(options, std::cout, std::cerr);
-    return runSimulator(options);
-}
-
-}  // namespace
-
-int simulatorMain(int argc, const char* const* argv) {
-    platform_openMissingStandardStreams();
-    platform_letBrokenPipesFail();
-    platform_explainLostMemory("dorven-simulator", kFailed);
-    try {
-        SimulatorOptions chosen;
-        const auto ended = parseSimulatorOptions(argc, argv, chosen, std::cout, std::cerr);
-        return options::afterWriting(std::cout, ended ? *ended : run(chosen), "dorven-simulator", std::cerr);
-    } catch (const std::bad_alloc&) {
-        std::cerr << kProgram << "out of memory" << std::endl;
-    } catch (const std::exception& exception) {
-        std::cerr << kProgram << exception.what() << std::endl;
-    }
-    return kFailed;
 }
 
 }  // namespace simulator

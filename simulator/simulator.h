@@ -23,16 +23,6 @@
 
 namespace simulator {
 
-/// The images that the options ask for; null, with the reason, when that cannot be done.
-/// @param camera  What the camera told: counts before the configuration file, but after the other options.
-/// @param held    Counts against the limit of the options beside what is made.
-std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
-                                             const std::optional<frames::ImageFormat>& camera = std::nullopt,
-                                             const HeldMemory& held = {});
-
-/// Bytes of an image for which the ring has room from the beginning, as far as the camera may ask for larger images.
-std::size_t ringRoomFor(const SimulatorOptions& options);
-
 /// Runs on one thread.
 class Simulator {
 public:
@@ -71,7 +61,9 @@ public:
 
 private:
     bool deliverOnGrid();
-    bool isWanted(std::uint64_t frame) const { return _options.frameCount == 0 || frame < _options.frameCount; }
+    bool isWanted(std::uint64_t frame) const {
+        return _options.pacing.frameCount == 0 || frame < _options.pacing.frameCount;
+    }
     bool drawInTime(const PacingGrid& grid, std::uint64_t frame);
     std::uint64_t skipLate(const PacingGrid& grid, std::uint64_t frame);
     bool sleepUntil(std::int64_t dueNs, bool exactly = true);
@@ -115,12 +107,5 @@ private:
     bool _laid = false;            // the ring was opened once
     std::int64_t _nextOpenNs = 0;  // a ring that could not be laid anew is tried again then
 };
-
-/// "320 x 240 pixels, 1 byte per pixel"
-std::string formatText(const frames::ImageFormat& format);
-
-/// The whole program: command line, images, run.
-/// @return  Exit code.
-int simulatorMain(int argc, const char* const* argv);
 
 }  // namespace simulator

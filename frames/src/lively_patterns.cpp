@@ -8,8 +8,8 @@
 #include "coverage.h"
 #include "digits.h"
 #include "line_pattern.h"
+#include "moving_target.h"
 #include "pattern_makers.h"
-#include "test_target.h"
 
 namespace frames {
 namespace {
@@ -26,7 +26,7 @@ public:
     }
 
 private:
-    TestTarget _target;
+    MovingTarget _target;
 };
 
 // There and back again: 0 … range, then down.

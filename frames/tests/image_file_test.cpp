@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "inspection.h"
+#include "moving_target.h"
 #include "temporary_folder.h"
-#include "test_target.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ protected:
 TEST_F(ImageFileTest, SavedGreyImageComesBackByteForByte) {
     const ImageFormat format{1280, 300, 1};
     std::vector<std::uint8_t> bytes(format.bytes());
-    frames::TestTarget(format).draw(bytes.data(), 33, std::nullopt);
+    frames::MovingTarget(format).draw(bytes.data(), 33, std::nullopt);
     stampStrip({bytes.data(), format}, {0, 33, 44, crcBelowStrip({bytes.data(), format})});
     std::string error;
     ASSERT_TRUE(writePng(path("a.png"), {bytes.data(), format}, error)) << error;
@@ -80,7 +80,7 @@ TEST_F(ImageFileTest, EveryPngLevelKeepsEveryByteAndHigherOnesTakeNoMoreRoom) {
     // Beyond the 65,535 bytes of a stored block, and with the noise of a camera.
     const ImageFormat format{640, 240, 1};
     std::vector<std::uint8_t> bytes(format.bytes());
-    frames::TestTarget(format).draw(bytes.data(), 33, std::nullopt);
+    frames::MovingTarget(format).draw(bytes.data(), 33, std::nullopt);
     std::uint32_t noise = 1;
     for (std::uint8_t& byte : bytes) {
         noise = noise * 1'664'525U + 1'013'904'223U;

@@ -18,6 +18,7 @@
 #include "percentile.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "process_cpu.h"
 
 namespace host {
 namespace {
@@ -122,9 +123,9 @@ private:
 // Object names for this run alone, as far as the system has that.
 class ObjectNames {
 public:
-    ObjectNames() : _own(beginOwnObjectNames()) {}
+    ObjectNames() : _own(platform_beginOwnObjectNames()) {}
     ~ObjectNames() {
-        if (_own) endOwnObjectNames();
+        if (_own) platform_endOwnObjectNames();
     }
     ObjectNames(const ObjectNames&) = delete;
     ObjectNames& operator=(const ObjectNames&) = delete;
@@ -195,7 +196,7 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const HostOptions& options, c
     sleepFor(0.2);  // what waited in the ring has come
     const std::int64_t startNs = platform_monotonicNanoseconds();
     const double simulatorCpu = simulator.cpuSeconds();
-    const double ownCpu = ownCpuSeconds();
+    const std::int64_t ownCpuNs = platform_processCpuNanoseconds();
     clock.measure(true);
     sleepFor(options.benchSeconds);
     clock.measure(false);
@@ -203,7 +204,7 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const HostOptions& options, c
     BenchRun run;
     run.framesPerSecond = rate;
     run.simulatorCpuPercent = (simulator.cpuSeconds() - simulatorCpu) / seconds * 100;
-    run.hostCpuPercent = (ownCpuSeconds() - ownCpu) / seconds * 100;
+    run.hostCpuPercent = static_cast<double>(platform_processCpuNanoseconds() - ownCpuNs) / 1e9 / seconds * 100;
     if (!simulator.running()) throw Failure{kExitFailed, "the simulator ended while it was measured"};
     addSamples(clock.samples(), run);
     run.fps = static_cast<double>(run.images) / seconds;

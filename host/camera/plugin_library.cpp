@@ -26,7 +26,7 @@ Function exportedFunction(HMODULE module, const char* name) {
 }  // namespace
 
 std::unique_ptr<PluginLibrary> PluginLibrary::load(const std::string& path, std::string& error) {
-    std::string fullPath = absolutePath(path);
+    std::string fullPath = platform_absolutePath(path);
     if (_access(fullPath.c_str(), 0) != 0) {
         error = fullPath + ": no such file";
         return nullptr;

@@ -73,7 +73,7 @@ private:
     // Slots follow the simulator's sizes, the record the camera's: an image may reach beyond the mapped memory.
     static frames::ImageView viewOf(const NUV::IMAGEMEMORY& record) {
         const auto format = formatOf(record);
-        if (!format || (record.imageBuffer && readableBytes(record.imageBuffer) < format->bytes()))
+        if (!format || (record.imageBuffer && platform_readableBytes(record.imageBuffer) < format->bytes()))
             throw std::runtime_error(
                 "the simulator's images are smaller than the camera's; give both the same --config");
         return {record.imageBuffer, *format};

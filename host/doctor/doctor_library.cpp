@@ -128,7 +128,7 @@ constexpr bool kUnloads = true;
 }  // namespace
 
 void examineLibrary(const std::string& path, Findings& findings) {
-    const std::string fullPath = absolutePath(path);
+    const std::string fullPath = platform_absolutePath(path);
     std::string head;
     if (!readHead(fullPath, head)) {
         const bool there = _access(fullPath.c_str(), 0) == 0;

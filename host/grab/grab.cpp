@@ -59,7 +59,7 @@ int Grab::run() {
     }
     stop();
     _endNs = platform_monotonicNanoseconds();
-    _endCpuNs = processCpuNanoseconds();
+    _endCpuNs = platform_processCpuNanoseconds();
     tellFrames();
     tellSecond(_endNs);
     for (GrabObserver* const observer : _observers) observer->onEnd();
@@ -126,7 +126,7 @@ bool Grab::open() {
 bool Grab::start() {
     const std::int64_t nowNs = platform_monotonicNanoseconds();
     _startNs = _lookNs = nowNs;
-    _startCpuNs = _lookCpuNs = processCpuNanoseconds();
+    _startCpuNs = _lookCpuNs = platform_processCpuNanoseconds();
     {
         const std::lock_guard lock(_mutex);
         _statistics = std::make_unique<GrabStatistics>(checkSettings(_options, nowNs));
@@ -204,7 +204,7 @@ void Grab::tellSecond(std::int64_t nowNs) {
         _statistics->exchangeInterval(_spareInterval);
         numbers.totals = _statistics->counts();
     }
-    const std::int64_t cpuNs = processCpuNanoseconds();
+    const std::int64_t cpuNs = platform_processCpuNanoseconds();
     numbers.elapsedS = static_cast<double>(nowNs - _startNs) / 1e9;
     numbers.lengthS = static_cast<double>(nowNs - _lookNs) / 1e9;
     numbers.second = _spareInterval.measures(numbers.lengthS);
@@ -266,7 +266,7 @@ bool Grab::canRead(const std::uint8_t* pixels, std::size_t bytes, std::int64_t n
     const auto begin = reinterpret_cast<std::uintptr_t>(pixels);
     const auto known = [&] { return begin >= _extentBegin && begin < _extentEnd && bytes <= _extentEnd - begin; };
     if (nowNs < _extentSeenNs + kExtentNs && known()) return true;
-    const std::size_t readable = readableBytes(pixels);
+    const std::size_t readable = platform_readableBytes(pixels);
     _extentBegin = begin;
     _extentEnd = begin + std::min(readable, std::numeric_limits<std::uintptr_t>::max() - begin);
     _extentSeenNs = nowNs;

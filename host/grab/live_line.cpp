@@ -85,7 +85,8 @@ bool coloursAreWanted(const char* noColor) { return !noColor || *noColor == '\0'
 
 void LiveLine::onSecond(const SecondNumbers& numbers) {
     // The last column stays free: some terminals begin a new line when it is filled.
-    _terminal << '\r' << liveLine(numbers, _wanted, terminalColumns() - 1, _colours) << kClearToEnd << std::flush;
+    _terminal << '\r' << liveLine(numbers, _wanted, platform_terminalColumns() - 1, _colours) << kClearToEnd
+              << std::flush;
 }
 
 void LiveLine::onEnd() { _terminal << '\r' << kClearToEnd << std::flush; }

@@ -9,8 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fault_request.h"
 #include "fault_runs.h"
-#include "fault_spec.h"
 #include "host_options.h"
 
 namespace {

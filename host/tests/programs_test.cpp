@@ -38,7 +38,7 @@ using namespace std::chrono_literals;
 constexpr frames::ImageFormat kFormat{900, 40, 1};
 // A camera that is just being opened may still answer with its own size.
 constexpr const char* kSize = "900x40";
-constexpr const char* kCamerasEvent = "DorVenCameraPlugin_tesk_asks_finished";
+const std::string kCamerasEvent = image_road::finishedOf(image_road::kCameraAsks);
 
 TEST_F(ProgramsTest, HostReceivesTheSimulatorsImagesWhole) {
     auto simulator = startSimulator({"--config", _config, "--size", kSize, "--fps", "10", "--count", "600"});

@@ -5,7 +5,7 @@
 
 #include "child_process.h"
 #include "host.h"
-#include "simulator.h"
+#include "simulator_program.h"
 
 namespace {
 

@@ -106,7 +106,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     Grab grab(device, options, people);
     LiveLine liveLine(people, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
     JsonLines jsonLines(data, options.frames);
-    if (standardErrorIsTerminal()) grab.watch(liveLine);
+    if (platform_standardErrorIsTerminal()) grab.watch(liveLine);
     if (options.jsonLines) grab.watch(jsonLines);
     const int grabExitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};

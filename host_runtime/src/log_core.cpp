@@ -73,7 +73,7 @@ struct Log {
 Log& theLog() {
     alignas(Log) static std::byte storage[sizeof(Log)];
     static Log* const log = [] {
-        keepLogLibraryLoaded();
+        platform_keepLibraryLoaded();
         return new (storage) Log;
     }();
     return *log;
@@ -94,7 +94,7 @@ void beginAnewInChild() {
 
 // When this library is loaded: a fork while another thread writes the first entry waits for that one, too.
 [[maybe_unused]] const bool isRegistered = [] {
-    runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
+    platform_runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
     return true;
 }();
 

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "log_patience.h"
-
 namespace {
 
 using namespace std::chrono_literals;
@@ -72,25 +70,6 @@ TEST_F(LogRowTest, ARowThatHasEndedBeginsWithShortIntervalsAgain) {
     EXPECT_EQ(add(entry("a"), 200s), Step::write);
     EXPECT_EQ(add(entry("a"), 200s + 5ms), Step::counted);
     EXPECT_EQ(add(entry("a"), 201s), Step::sumUp);
-}
-
-TEST(LogPatienceTest, IsHalfASecondAtOnce) {
-    const LogPatience::Clock::time_point now(1h);
-    LogPatience patience;
-    EXPECT_EQ(patience.left(now), 500ms);
-    patience.spend(400ms);
-    EXPECT_EQ(patience.left(now), 100ms);
-    patience.spend(200ms);
-    EXPECT_EQ(patience.left(now), 0ms);
-}
-
-TEST(LogPatienceTest, IsATenthOfTheTimeAltogether) {
-    const LogPatience::Clock::time_point now(1h);
-    LogPatience patience;
-    patience.left(now);
-    patience.spend(500ms);
-    EXPECT_EQ(patience.left(now + 1s), 100ms);
-    EXPECT_EQ(patience.left(now + 1h), 500ms);
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 
 #include <gmock/gmock.h>
 
-#include "../src/fastfile_transfer.h"
 #include "fastfile.h"
+#include "fastfile_transfer.h"
 #include "log_recorder.h"
 #include "platform_fault.h"
 #include "temporary_folder.h"

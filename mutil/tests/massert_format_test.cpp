@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "../src/format_string.h"
+#include "format_string.h"
 #include "log_recorder.h"
 #include "massert.h"
 #include "refusals.h"

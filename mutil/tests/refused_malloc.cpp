@@ -24,4 +24,4 @@ void* refusableMalloc(std::size_t size) {
 }  // namespace
 
 #define malloc refusableMalloc
-#include "../src/MIniData.cpp"
+#include "MIniData.cpp"

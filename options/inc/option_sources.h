@@ -36,6 +36,6 @@ constexpr int kWrongUsage = 2;
 /// @param people  Receives the reason when something is wrong: the option, or the variable, or the file and its key.
 /// @return        The exit code when the program is to end now; none: the variables behind the options are set.
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::ostream& data, std::ostream& people,
-                         const Surroundings& surroundings = surroundingsOfProcess());
+                         const Surroundings& surroundings = platform_surroundings());
 
 }  // namespace options

@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-namespace host {
-
 /// A running child without input and output. It is ended, if it still runs, when the object goes.
 class ChildProgram {
 public:
@@ -29,14 +27,9 @@ private:
     void* _process = nullptr;  // process handle, or process id
 };
 
-/// Processor time of this process, in seconds.
-double ownCpuSeconds();
-
 /// From now on this process and its children have names of objects of their own, where the system has that: call it
 /// before the first named object. @return Whether the system has that.
-bool beginOwnObjectNames();
+bool platform_beginOwnObjectNames();
 
-/// Removes what beginOwnObjectNames left behind; nobody uses the names any more.
-void endOwnObjectNames();
-
-}  // namespace host
+/// Removes what platform_beginOwnObjectNames left behind; nobody uses the names any more.
+void platform_endOwnObjectNames();

@@ -12,7 +12,7 @@
 /// Never closed: it is written to until the process ends.
 class LogFile {
 public:
-    LogFile();  // standard error, as it is at each line: a host may redirect it
+    LogFile();  // standard error, as it is at each line: it may be redirected
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
@@ -31,7 +31,7 @@ public:
     /// The file has twice its size, since it cannot be renamed, and takes nothing more.
     bool isOverfull() const { return _overfull; }
 
-    /// For a child that its host forks: the part of a line that its parent has written is the parent's to end.
+    /// For a child of a fork: the part of a line that its parent has written is the parent's to end.
     void forgetPart() { _midLine = false; }
 
     const std::string& path() const { return _path; }  // "": standard error
@@ -54,7 +54,7 @@ private:
 
 /// Has these run around each fork of the process: before it, and then in parent and child. Linux only: nothing forks
 /// on Windows.
-void runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)());
+void platform_runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)());
 
-/// Keeps this library loaded until the process ends, whoever unloads it.
-void keepLogLibraryLoaded();
+/// Keeps the library that this is linked into loaded until the process ends, whoever unloads it.
+void platform_keepLibraryLoaded();

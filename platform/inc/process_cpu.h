@@ -3,9 +3,5 @@
 
 #include <cstdint>
 
-namespace host {
-
 /// Nanoseconds that all threads of this process have spent on processors, in user and in kernel mode.
-std::int64_t processCpuNanoseconds();
-
-}  // namespace host
+std::int64_t platform_processCpuNanoseconds();

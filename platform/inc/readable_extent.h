@@ -3,10 +3,6 @@
 
 #include <cstddef>
 
-namespace host {
-
 /// @return Bytes from address on that can be read without a break in one mapping of one file, or in memory without a
 ///         file; 0 where nothing can be read. The greatest number when the system does not tell.
-std::size_t readableBytes(const void* address);
-
-}  // namespace host
+std::size_t platform_readableBytes(const void* address);

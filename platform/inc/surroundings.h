@@ -4,21 +4,17 @@
 #include <string>
 #include <vector>
 
-namespace options {
-
 struct Surroundings {
     std::vector<std::string> environment;  // NAME=VALUE each
     std::string configFolder;              // with a separator at its end; empty: the user has none
 };
 
 /// This process's own.
-Surroundings surroundingsOfProcess();
+Surroundings platform_surroundings();
 
 /// The folder for this program's files that the environment names: $XDG_CONFIG_HOME/dorven/, else
 /// $HOME/.config/dorven/; on Windows %APPDATA%\dorven\. A relative one does not count.
-std::string configFolderIn(const std::vector<std::string>& environment);
+std::string platform_configFolderIn(const std::vector<std::string>& environment);
 
 /// Value of a variable; empty when it is not set.
-std::string variableIn(const std::vector<std::string>& environment, const std::string& name);
-
-}  // namespace options
+std::string platform_variableIn(const std::vector<std::string>& environment, const std::string& name);

@@ -3,12 +3,8 @@
 
 #include <cstddef>
 
-namespace host {
-
 /// True when standard error is a terminal, where a line can be written over.
-bool standardErrorIsTerminal();
+bool platform_standardErrorIsTerminal();
 
 /// Characters in a line of the terminal on standard error; 80 when it does not tell.
-std::size_t terminalColumns();
-
-}  // namespace host
+std::size_t platform_terminalColumns();

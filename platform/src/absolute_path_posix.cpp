@@ -3,7 +3,7 @@
 
 #include "absolute_path.h"
 
-std::string host::absolutePath(const std::string& path) {
+std::string platform_absolutePath(const std::string& path) {
     std::error_code failure;
     const std::filesystem::path absolute = std::filesystem::absolute(path, failure);
     return failure ? path : absolute.string();

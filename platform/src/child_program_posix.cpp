@@ -17,7 +17,6 @@
 
 extern char** environ;
 
-namespace host {
 namespace {
 
 constexpr const char* kVariable = "PLATFORM_OBJECT_NAMESPACE";
@@ -70,13 +69,9 @@ void ChildProgram::end() {
     _process = nullptr;
 }
 
-double ownCpuSeconds() { return secondsOf(CLOCK_PROCESS_CPUTIME_ID); }
+bool platform_beginOwnObjectNames() { return setenv(kVariable, ("bench-" + std::to_string(getpid())).c_str(), 1) == 0; }
 
-bool beginOwnObjectNames() { return setenv(kVariable, ("bench-" + std::to_string(getpid())).c_str(), 1) == 0; }
-
-void endOwnObjectNames() {
+void platform_endOwnObjectNames() {
     std::error_code ignored;
     std::filesystem::remove_all(platform_lookAtObjectFolder().path, ignored);
 }
-
-}  // namespace host

@@ -1,7 +1,6 @@
 #include "child_program.h"
 #include "platform.h"
 
-namespace host {
 namespace {
 
 // As the C runtime takes a command line apart again: quotes around, backslashes doubled before a quote.
@@ -62,10 +61,6 @@ void ChildProgram::end() {
     _process = nullptr;
 }
 
-double ownCpuSeconds() { return secondsOf(GetCurrentProcess()); }
+bool platform_beginOwnObjectNames() { return false; }
 
-bool beginOwnObjectNames() { return false; }
-
-void endOwnObjectNames() {}
-
-}  // namespace host
+void platform_endOwnObjectNames() {}

@@ -33,7 +33,7 @@ int openDescriptor(const char* path, int flags) {
 // A file is not waited for; in the place of one, a pipe without room or without a reader is not either.
 int openToAppend(const char* path) { return openDescriptor(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK); }
 
-// A write may send its own thread a signal that ends the program. It is kept away and taken back, and the host's
+// A write may send its own thread a signal that ends the program. It is kept away and taken back, and the program's
 // settings stay as they are.
 class QuietSignals {
 public:
@@ -86,9 +86,9 @@ struct Outlet {
     const bool isOwn;
 };
 
-// Standard error is the host's, and so is whether it waits: a pipe or terminal is opened once more for each line, since
-// that gives a description with flags of its own. One that is kept would outlive a redirection, and keep the pipe's
-// reader from its end.
+// Standard error is the program's, and so is whether it waits: a pipe or terminal is opened once more for each line,
+// since that gives a description with flags of its own. One that is kept would outlive a redirection, and keep the
+// pipe's reader from its end.
 std::optional<Outlet> outletToStandardError() {
     struct stat status {};
     if (::fstat(STDERR_FILENO, &status) != 0) return std::nullopt;
@@ -165,7 +165,7 @@ bool LogFile::open(const char* path, std::uint64_t maxBytes) {
     std::replace(name.begin(), name.end(), '\\', '/');  // both separate folders, as everywhere in the system
     const int descriptor = openToAppend(name.c_str());
     if (descriptor < 0) return false;
-    // Found again also when the host changes its folder; and of a link, the file that it leads to.
+    // Found again also when the program changes its folder; and of a link, the file that it leads to.
     const std::unique_ptr<char, decltype(&std::free)> full(::realpath(name.c_str(), nullptr), &std::free);
     _path = full ? full.get() : name;
     _maxBytes = maxBytes;
@@ -219,8 +219,8 @@ void LogFile::moveOnTo(void* handle) {
 }
 
 // The handlers go with this library, as pthread_atfork is linked into it.
-void runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
+void platform_runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
     pthread_atfork(before, inParent, inChild);
 }
 
-void keepLogLibraryLoaded() {}  // linked with -z nodelete
+void platform_keepLibraryLoaded() {}  // linked with -z nodelete

@@ -222,7 +222,7 @@ LogFile::LogFile() : _handle(nullptr) {}
 bool LogFile::open(const char* path, std::uint64_t maxBytes) {
     const HANDLE file = openToAppend(path);
     if (file == INVALID_HANDLE_VALUE) return false;
-    _path = fullPath(path);  // found again also when the host changes its folder
+    _path = fullPath(path);  // found again also when the program changes its folder
     _maxBytes = maxBytes;
     _handle = file;
     return true;
@@ -237,7 +237,7 @@ std::size_t LogFile::write(const char* text, std::size_t length) {
 }
 
 std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::time_point deadline) {
-    if (_path.empty()) _handle = GetStdHandle(STD_ERROR_HANDLE);  // each time: a host may put another in its place
+    if (_path.empty()) _handle = GetStdHandle(STD_ERROR_HANDLE);  // each time: the program may put another in its place
     const DWORD type = GetFileType(_handle);
     if (type == FILE_TYPE_PIPE || type == FILE_TYPE_CHAR) {
         WaitingWriter* const writer = WaitingWriter::get();
@@ -279,10 +279,10 @@ void LogFile::moveOnTo(void* handle) {
     _midLine = false;
 }
 
-void runAroundForks(void (*)(), void (*)(), void (*)()) {}
+void platform_runAroundForks(void (*)(), void (*)(), void (*)()) {}
 
-void keepLogLibraryLoaded() {
+void platform_keepLibraryLoaded() {
     HMODULE module = nullptr;
     GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<LPCSTR>(&keepLogLibraryLoaded), &module);
+                       reinterpret_cast<LPCSTR>(&platform_keepLibraryLoaded), &module);
 }

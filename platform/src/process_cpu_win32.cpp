@@ -10,7 +10,7 @@ std::int64_t nanoseconds(const FILETIME& time) {
 
 }  // namespace
 
-std::int64_t host::processCpuNanoseconds() {
+std::int64_t platform_processCpuNanoseconds() {
     FILETIME created{};
     FILETIME ended{};
     FILETIME kernel{};

@@ -4,9 +4,5 @@
 #include <string>
 #include <vector>
 
-namespace options {
-
 /// NAME=VALUE each, in the encoding in which the program gets its arguments.
-std::vector<std::string> processEnvironment();
-
-}  // namespace options
+std::vector<std::string> platform_processEnvironment();

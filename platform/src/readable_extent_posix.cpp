@@ -33,7 +33,7 @@ bool parse(const std::string& line, Mapping& mapping) {
 
 }  // namespace
 
-std::size_t host::readableBytes(const void* address) {
+std::size_t platform_readableBytes(const void* address) {
     const auto place = reinterpret_cast<std::uintptr_t>(address);
     std::ifstream maps("/proc/self/maps");
     if (!maps) return std::numeric_limits<std::size_t>::max();

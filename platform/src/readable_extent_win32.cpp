@@ -11,7 +11,7 @@ bool readable(const MEMORY_BASIC_INFORMATION& region) {
 
 }  // namespace
 
-std::size_t host::readableBytes(const void* address) {
+std::size_t platform_readableBytes(const void* address) {
     const auto place = reinterpret_cast<std::uintptr_t>(address);
     std::uintptr_t end = place;
     const void* allocation = nullptr;

@@ -4,9 +4,7 @@
 #include "process_environment.h"
 #include "surroundings.h"
 
-namespace options {
-
-std::vector<std::string> processEnvironment() {
+std::vector<std::string> platform_processEnvironment() {
     std::vector<std::string> entries;
     char* const block = GetEnvironmentStringsA();
     for (const char* entry = block; entry && *entry; entry += std::strlen(entry) + 1) entries.emplace_back(entry);
@@ -14,10 +12,8 @@ std::vector<std::string> processEnvironment() {
     return entries;
 }
 
-std::string configFolderIn(const std::vector<std::string>& environment) {
-    const std::string folder = variableIn(environment, "APPDATA");
+std::string platform_configFolderIn(const std::vector<std::string>& environment) {
+    const std::string folder = platform_variableIn(environment, "APPDATA");
     const bool absolute = folder.size() > 2 && (folder[1] == ':' || folder.starts_with("\\\\"));
     return absolute ? folder + "\\dorven\\" : "";
 }
-
-}  // namespace options

@@ -3,9 +3,9 @@
 
 #include "terminal.h"
 
-bool host::standardErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
+bool platform_standardErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
 
-std::size_t host::terminalColumns() {
+std::size_t platform_terminalColumns() {
     winsize size{};
     return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }

@@ -1,12 +1,12 @@
 #include "platform.h"
 #include "terminal.h"
 
-bool host::standardErrorIsTerminal() {
+bool platform_standardErrorIsTerminal() {
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
 }
 
-std::size_t host::terminalColumns() {
+std::size_t platform_terminalColumns() {
     CONSOLE_SCREEN_BUFFER_INFO info{};
     if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info)) return 80;
     const int columns = info.srWindow.Right - info.srWindow.Left + 1;

@@ -9,13 +9,11 @@
 
 namespace {
 
-using host::readableBytes;
-
 TEST(ReadableExtentTest, HeapMemoryIsReadableToItsEnd) {
     const std::vector<unsigned char> large(std::size_t{64} << 20, 1);
     const auto small = std::make_unique<int>(1);
-    EXPECT_GE(readableBytes(large.data()), large.size());
-    EXPECT_GE(readableBytes(small.get()), sizeof(int));
+    EXPECT_GE(platform_readableBytes(large.data()), large.size());
+    EXPECT_GE(platform_readableBytes(small.get()), sizeof(int));
 }
 
 TEST(ReadableExtentTest, ViewEndsWhereItsPagesEnd) {
@@ -28,16 +26,16 @@ TEST(ReadableExtentTest, ViewEndsWhereItsPagesEnd) {
     auto* const second = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     ASSERT_TRUE(first && second);
     for (const unsigned char* const view : {first, second}) {
-        EXPECT_GE(readableBytes(view), kBytes);
-        EXPECT_LT(readableBytes(view), kBytes + kPage);
-        EXPECT_EQ(readableBytes(view + 70'000), readableBytes(view) - 70'000);
+        EXPECT_GE(platform_readableBytes(view), kBytes);
+        EXPECT_LT(platform_readableBytes(view), kBytes + kPage);
+        EXPECT_EQ(platform_readableBytes(view + 70'000), platform_readableBytes(view) - 70'000);
     }
     UnmapViewOfFile(first);
-    EXPECT_EQ(readableBytes(first), 0u);
+    EXPECT_EQ(platform_readableBytes(first), 0u);
     UnmapViewOfFile(second);
     CloseHandle(mapping);
 }
 
-TEST(ReadableExtentTest, NothingIsReadableAtNull) { EXPECT_EQ(readableBytes(nullptr), 0u); }
+TEST(ReadableExtentTest, NothingIsReadableAtNull) { EXPECT_EQ(platform_readableBytes(nullptr), 0u); }
 
 }  // namespace

@@ -7,20 +7,17 @@
 
 namespace {
 
-using options::configFolderIn;
-using options::variableIn;
-
 TEST(SurroundingsTest, VariableIsFoundByItsWholeName) {
     const std::vector<std::string> environment{"ONEMORE=1", "ONE=a=b", "EMPTY="};
-    EXPECT_EQ(variableIn(environment, "ONE"), "a=b");
-    EXPECT_EQ(variableIn(environment, "EMPTY"), "");
-    EXPECT_EQ(variableIn(environment, "NONE"), "");
+    EXPECT_EQ(platform_variableIn(environment, "ONE"), "a=b");
+    EXPECT_EQ(platform_variableIn(environment, "EMPTY"), "");
+    EXPECT_EQ(platform_variableIn(environment, "NONE"), "");
 }
 
 TEST(SurroundingsTest, ProcessHasItsVariables) {
-    EXPECT_EQ(variableIn(options::surroundingsOfProcess().environment, "PATH"), std::getenv("PATH"));
+    EXPECT_EQ(platform_variableIn(platform_surroundings().environment, "PATH"), std::getenv("PATH"));
 }
 
-TEST(SurroundingsTest, UserWithoutAFolderHasNone) { EXPECT_EQ(configFolderIn({}), ""); }
+TEST(SurroundingsTest, UserWithoutAFolderHasNone) { EXPECT_EQ(platform_configFolderIn({}), ""); }
 
 }  // namespace

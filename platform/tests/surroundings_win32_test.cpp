@@ -4,13 +4,12 @@
 
 namespace {
 
-using options::configFolderIn;
-
 TEST(SurroundingsWin32Test, FolderIsTheUsersForApplications) {
-    EXPECT_EQ(configFolderIn({"APPDATA=C:\\Users\\a\\AppData\\Roaming"}), "C:\\Users\\a\\AppData\\Roaming\\dorven\\");
-    EXPECT_EQ(configFolderIn({"APPDATA=\\\\server\\a"}), "\\\\server\\a\\dorven\\");
+    EXPECT_EQ(platform_configFolderIn({"APPDATA=C:\\Users\\a\\AppData\\Roaming"}),
+              "C:\\Users\\a\\AppData\\Roaming\\dorven\\");
+    EXPECT_EQ(platform_configFolderIn({"APPDATA=\\\\server\\a"}), "\\\\server\\a\\dorven\\");
 }
 
-TEST(SurroundingsWin32Test, RelativeFolderDoesNotCount) { EXPECT_EQ(configFolderIn({"APPDATA=here"}), ""); }
+TEST(SurroundingsWin32Test, RelativeFolderDoesNotCount) { EXPECT_EQ(platform_configFolderIn({"APPDATA=here"}), ""); }
 
 }  // namespace

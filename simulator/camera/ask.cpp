@@ -134,7 +134,7 @@ const char* whyNoAnswer() {
 
 }  // namespace
 
-int askCamera(const SimulatorOptions& options, std::ostream& data, std::ostream& people) {
+int askCamera(const AskOptions& options, std::ostream& data, std::ostream& people) {
     std::string problem;
     const auto asker = CameraAsker::open(nullptr, problem);
     if (!asker) {

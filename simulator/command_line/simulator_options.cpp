@@ -4,10 +4,10 @@
 
 #include <CLI/CLI.hpp>
 
-#include "camera_config.h"
 #include "image_size.h"
 #include "option_checks.h"
 #include "option_sources.h"
+#include "surroundings.h"
 
 namespace simulator {
 namespace {
@@ -37,7 +37,7 @@ std::string checkReaderTimeout(const std::string& text) {
     return "'" + text + "' is neither 0 nor a number from 0.001 to 86400";
 }
 
-void addAskOptions(CLI::App& command, SimulatorOptions& options) {
+void addAskOptions(CLI::App& command, AskOptions& options) {
     command.add_flag("--json", options.json, "Print one JSON object on standard output, with --watch one a line");
     command.add_flag("--watch", options.watch, "Ask again each second, until Ctrl-C");
     command
@@ -77,7 +77,7 @@ void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
                    "refused, also those that the camera asks for (default a quarter of the machine's)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
-    app.add_option("--count", options.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
+    app.add_option("--count", options.pacing.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
     app.add_flag("--no-strip", raw.noStrip,
@@ -85,7 +85,7 @@ void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
     app.add_flag("--no-ask", raw.noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
 }
 
-void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
+void addPacingOptions(CLI::App& app, PacingOptions& options) {
     app.add_option_function<std::string>(
            "--fps",
            [&options](const std::string& text) {
@@ -110,7 +110,7 @@ void addPacingOptions(CLI::App& app, SimulatorOptions& options) {
         ->default_str("skip");
 }
 
-void addRingOptions(CLI::App& app, SimulatorOptions& options) {
+void addRingOptions(CLI::App& app, DeliveryOptions& options) {
     app.add_option("--lines", options.lineCount, "Images that the ring holds, 1 to 1000 (default 8)")
         ->check(options::within(std::size_t{1}, kMaxLines, "1 to 1000"))
         ->type_name("IMAGES");
@@ -121,21 +121,21 @@ void addRingOptions(CLI::App& app, SimulatorOptions& options) {
         ->type_name("SECONDS");
 }
 
-void addFaultOption(CLI::App& app, SimulatorOptions& options) {
+void addFaultOption(CLI::App& app, FaultOptions& options) {
     std::string names;
     for (const FaultRow& row : faultTable()) names.append(names.empty() ? "" : ", ").append(row.name);
     app.add_option_function<std::vector<std::string>>(
            "--fault",
            [&options](const std::vector<std::string>& texts) {
                // Afresh: it is called again when the environment or the user's file fill other options.
-               std::vector<FaultSpec> faults;
+               std::vector<FaultRequest> requests;
                std::string error;
                for (const std::string& text : texts) {
                    const auto fault = parseFault(text, error);
                    if (!fault) throw CLI::ValidationError("--fault", error);
-                   faults.push_back(*fault);
+                   requests.push_back(*fault);
                }
-               options.faults = std::move(faults);
+               options.requests = std::move(requests);
            },
            "Provoke a fault; may be given again. NAME: " + names +
                ". TIME with its unit: 20ms. WHEN: 100, 100-200, from:100, every:50, p:0.01 (of all frames) or t:3s "
@@ -144,7 +144,7 @@ void addFaultOption(CLI::App& app, SimulatorOptions& options) {
         ->type_name("NAME[:TIME][@WHEN]");
 }
 
-void addScriptOptions(CLI::App& app, SimulatorOptions& options) {
+void addScriptOptions(CLI::App& app, FaultOptions& options) {
     app.add_option("--scenario", options.scenarioFile,
                    "Provoke the faults of a scenario file; it is watched, and its changes count from the next image on")
         ->check(options::regularFile())
@@ -154,10 +154,10 @@ void addScriptOptions(CLI::App& app, SimulatorOptions& options) {
                    "faults (default: another one each time, told on standard error)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("NUMBER");
-    app.add_option("--fault-log", options.faultLogFile,
+    app.add_option("--fault-log", options.logFile,
                    "Write a JSON line for each fault, with what a host must find because of it")
         ->type_name("FILE");
-    app.add_flag("--no-faults", options.noFaults, "Provoke no fault, whatever other options and scenarios ask for");
+    app.add_flag("--no-faults", options.off, "Provoke no fault, whatever other options and scenarios ask for");
 }
 
 struct Commands {
@@ -170,10 +170,10 @@ Commands addCommands(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
     app.require_subcommand(0, 1);
     commands.ask =
         app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
-    addAskOptions(*commands.ask, options);
+    addAskOptions(*commands.ask, options.asking);
     commands.list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
     commands.list->add_flag("--list", raw.listed, "As a table on standard output (default)")->default_str("true");
-    commands.list->add_flag("--json", options.json, "As one JSON object");
+    commands.list->add_flag("--json", options.listsAsJson, "As one JSON object");
     return commands;
 }
 
@@ -237,12 +237,11 @@ int refuse(const std::string& problem, std::ostream& people) {
 
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
                                          std::ostream& data, std::ostream& people) {
-    return parseSimulatorOptions(argc, argv, options, data, people, options::surroundingsOfProcess());
+    return parseSimulatorOptions(argc, argv, options, data, people, platform_surroundings());
 }
 
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
-                                         std::ostream& data, std::ostream& people,
-                                         const options::Surroundings& surroundings) {
+                                         std::ostream& data, std::ostream& people, const Surroundings& surroundings) {
     CLI::App app(
         "Plays the camera's other side: writes images into shared memory, from where the camera plugin of a measuring "
         "host takes them.",
@@ -252,15 +251,15 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     app.option_defaults()->group("Images");
     addImageOptions(app, options, raw);
     app.option_defaults()->group("Pacing");
-    addPacingOptions(app, options);
-    addRingOptions(app, options);
+    addPacingOptions(app, options.pacing);
+    addRingOptions(app, options.delivery);
     app.option_defaults()->group("Patterns");
     PatternCommandLine pattern(app, options.pattern);
     app.option_defaults()->group("Own pictures, in place of a pattern");
     PictureCommandLine pictures(app, options.pictures);
     app.option_defaults()->group("Faults");
-    addFaultOption(app, options);
-    addScriptOptions(app, options);
+    addFaultOption(app, options.faults);
+    addScriptOptions(app, options.faults);
     app.option_defaults()->group("Options");
     const Commands commands = addCommands(app, options, raw);
     addFooters(app, commands);
@@ -271,7 +270,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     if (problem.empty()) problem = pictures.take(pattern.firstGiven());
     if (!problem.empty()) return refuse(problem, people);
     options.ask = !raw.noAsk;
-    options.strip = !raw.noStrip;
+    options.delivery.strip = !raw.noStrip;
     if (!raw.size.empty()) frames::parseSize(raw.size, options.size.emplace());
     return std::nullopt;
 }

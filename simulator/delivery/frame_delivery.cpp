@@ -33,9 +33,9 @@ std::size_t lowerHalf(const frames::ImageFormat& format) {
 
 }  // namespace
 
-FrameDelivery::FrameDelivery(const SimulatorOptions& options, ImageRing& ring, PreciseTimer& timer, FaultLog* log,
-                             SimulatorTotals& totals)
-    : _options(options), _ring(ring), _timer(timer), _log(log), _totals(totals) {
+FrameDelivery::FrameDelivery(const DeliveryOptions& options, const FrameRate& rate, ImageRing& ring,
+                             PreciseTimer& timer, FaultLog* log, SimulatorTotals& totals)
+    : _options(options), _rate(rate), _ring(ring), _timer(timer), _log(log), _totals(totals) {
     ringLaid();
 }
 
@@ -226,8 +226,7 @@ void FrameDelivery::deliverCopy(const Held& held) {
 bool FrameDelivery::publish(const Made& made) {
     _ahead.reset();
     const std::size_t slot = _ring.slotIndex();
-    const FrameRate& rate = _options.framesPerSecond;
-    const double frameTime = static_cast<double>(rate.seconds) / static_cast<double>(rate.frames);
+    const double frameTime = static_cast<double>(_rate.seconds) / static_cast<double>(_rate.frames);
     if (!_ring.publish({made.frame + made.counterShift, seconds(made.stampNs), frameTime})) return false;
     _numberInSlot[slot] = made.frame;
     _counterShift = made.counterShift;

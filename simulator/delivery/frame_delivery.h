@@ -5,12 +5,13 @@
 #include <optional>
 #include <vector>
 
+#include "delivery_options.h"
 #include "fault_log.h"
 #include "fault_plan.h"
+#include "frame_rate.h"
 #include "image_ring.h"
 #include "image_source.h"
 #include "precise_timer.h"
-#include "simulator_options.h"
 
 namespace simulator {
 
@@ -28,9 +29,9 @@ struct SimulatorTotals {
 class FrameDelivery {
 public:
     /// @param log     null: none.
-    /// @param totals  Counted up. All outlive the delivery.
-    FrameDelivery(const SimulatorOptions& options, ImageRing& ring, PreciseTimer& timer, FaultLog* log,
-                  SimulatorTotals& totals);
+    /// @param totals  Counted up. All but the rate outlive the delivery.
+    FrameDelivery(const DeliveryOptions& options, const FrameRate& rate, ImageRing& ring, PreciseTimer& timer,
+                  FaultLog* log, SimulatorTotals& totals);
 
     /// From now on frames may be torn or not; where they may, each one is kept for its successor.
     void setTearing(bool tearing) { _tearing = tearing; }
@@ -106,7 +107,8 @@ private:
     void refuse(std::uint64_t frame);
     std::vector<Expectation> ifVerifiable(const Expectation& expectation) const;
 
-    const SimulatorOptions& _options;
+    const DeliveryOptions& _options;
+    FrameRate _rate;
     ImageRing& _ring;
     PreciseTimer& _timer;
     FaultLog* _log;

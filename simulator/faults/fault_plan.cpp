@@ -23,19 +23,19 @@ std::uint64_t scatter(std::uint64_t seed, std::uint64_t stream, std::uint64_t in
     return mix(mix(mix(seed) ^ stream) ^ index);
 }
 
-FaultPlan::FaultPlan(std::vector<FaultSpec> specs, std::uint64_t seed, const FrameRate& rate)
-    : _specs(std::move(specs)), _seed(seed), _grid(0, rate) {}
+FaultPlan::FaultPlan(std::vector<FaultRequest> requests, std::uint64_t seed, const FrameRate& rate)
+    : _requests(std::move(requests)), _seed(seed), _grid(0, rate) {}
 
 std::vector<Strike> FaultPlan::strikesAt(std::uint64_t frame) const {
     std::vector<Strike> found;
-    for (std::size_t index = 0; index < _specs.size(); ++index) {
-        const FaultSpec& spec = _specs[index];
-        if (!strikes(spec, scatter(_seed, 2 * index, frame), frame)) continue;
-        if (std::ranges::find(found, spec.kind, &Strike::kind) != found.end()) continue;
-        Strike strike{spec.kind, spec.timeNs};
-        if (spec.kind == FaultKind::jitter) {
+    for (std::size_t index = 0; index < _requests.size(); ++index) {
+        const FaultRequest& request = _requests[index];
+        if (!strikes(request, scatter(_seed, 2 * index, frame), frame)) continue;
+        if (std::ranges::find(found, request.kind, &Strike::kind) != found.end()) continue;
+        Strike strike{request.kind, request.timeNs};
+        if (request.kind == FaultKind::jitter) {
             const std::uint64_t shift =
-                scatter(_seed, 2 * index + 1, frame) % (static_cast<std::uint64_t>(spec.timeNs) + 1);
+                scatter(_seed, 2 * index + 1, frame) % (static_cast<std::uint64_t>(request.timeNs) + 1);
             strike.timeNs = static_cast<std::int64_t>(shift);
         }
         found.push_back(strike);
@@ -44,16 +44,18 @@ std::vector<Strike> FaultPlan::strikesAt(std::uint64_t frame) const {
     return found;
 }
 
-bool FaultPlan::has(FaultKind kind) const { return std::ranges::find(_specs, kind, &FaultSpec::kind) != _specs.end(); }
+bool FaultPlan::has(FaultKind kind) const {
+    return std::ranges::find(_requests, kind, &FaultRequest::kind) != _requests.end();
+}
 
-bool FaultPlan::strikes(const FaultSpec& spec, std::uint64_t draw, std::uint64_t frame) const {
-    const FaultWhen& when = spec.when;
-    if (frame < spec.since) return false;
+bool FaultPlan::strikes(const FaultRequest& request, std::uint64_t draw, std::uint64_t frame) const {
+    const FaultWhen& when = request.when;
+    if (frame < request.since) return false;
     // What is said of one frame holds for all that follow: a single late frame would be a delay.
-    const bool goesOn = spec.kind == FaultKind::jitter;
+    const bool goesOn = request.kind == FaultKind::jitter;
     switch (when.kind) {
         case FaultWhen::Kind::once:
-            return goesOn || frame == spec.since;
+            return goesOn || frame == request.since;
         case FaultWhen::Kind::at:
             return frame == when.first || (goesOn && frame > when.first);
         case FaultWhen::Kind::every:

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "fault_spec.h"
+#include "fault_request.h"
 #include "pacing_grid.h"
 
 namespace simulator {
@@ -20,8 +20,9 @@ struct Strike {
 
 class FaultPlan {
 public:
-    /// @param specs  In the order in which they were given: where one kind strikes twice at a frame, the first counts.
-    FaultPlan(std::vector<FaultSpec> specs, std::uint64_t seed, const FrameRate& rate);
+    /// @param requests  In the order in which they were given: where one kind strikes twice at a frame, the first
+    ///                  counts.
+    FaultPlan(std::vector<FaultRequest> requests, std::uint64_t seed, const FrameRate& rate);
 
     /// Those that strike at the frame, at most one of a kind, in the order in which they take effect.
     std::vector<Strike> strikesAt(std::uint64_t frame) const;
@@ -29,12 +30,12 @@ public:
     /// Whether one of the kind may ever strike.
     bool has(FaultKind kind) const;
 
-    const std::vector<FaultSpec>& specs() const { return _specs; }
+    const std::vector<FaultRequest>& requests() const { return _requests; }
 
 private:
-    bool strikes(const FaultSpec& spec, std::uint64_t draw, std::uint64_t frame) const;
+    bool strikes(const FaultRequest& request, std::uint64_t draw, std::uint64_t frame) const;
 
-    std::vector<FaultSpec> _specs;
+    std::vector<FaultRequest> _requests;
     std::uint64_t _seed;
     PacingGrid _grid;
 };

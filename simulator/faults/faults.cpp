@@ -11,34 +11,35 @@ namespace {
 const char kProgram[] = "dorven-simulator: ";
 
 /// The first fault that only the link to the camera can carry out, while there is none.
-const FaultSpec* withoutLink(const std::vector<FaultSpec>& specs) {
-    const auto needsLink = [](const FaultSpec& spec) {
-        return spec.kind == FaultKind::lateAnswer || spec.kind == FaultKind::wrongAnswer;
+const FaultRequest* withoutLink(const std::vector<FaultRequest>& requests) {
+    const auto needsLink = [](const FaultRequest& request) {
+        return request.kind == FaultKind::lateAnswer || request.kind == FaultKind::wrongAnswer;
     };
-    const auto found = std::ranges::find_if(specs, needsLink);
-    return found == specs.end() ? nullptr : &*found;
+    const auto found = std::ranges::find_if(requests, needsLink);
+    return found == requests.end() ? nullptr : &*found;
 }
 
 std::string countText(std::size_t faults) { return std::to_string(faults).append(faults == 1 ? " fault" : " faults"); }
 
 }  // namespace
 
-Faults::Faults(const SimulatorOptions& options, std::ostream& people)
-    : _options(options), _people(people), _plan({}, 0, options.framesPerSecond) {}
+Faults::Faults(const FaultOptions& options, const FrameRate& rate, bool hasLink, std::ostream& people)
+    : _options(options), _rate(rate), _hasLink(hasLink), _people(people), _plan({}, 0, rate) {}
 
-std::unique_ptr<Faults> Faults::open(const SimulatorOptions& options, std::ostream& people, std::string& error) {
-    SimulatorOptions wanted = options;
-    if (options.noFaults) {
-        if (!options.faults.empty() || !options.scenarioFile.empty())
+std::unique_ptr<Faults> Faults::open(const FaultOptions& options, const FrameRate& rate, bool hasLink,
+                                     std::ostream& people, std::string& error) {
+    FaultOptions wanted = options;
+    if (options.off) {
+        if (!options.requests.empty() || !options.scenarioFile.empty())
             people << kProgram << "faults are off (--no-faults)" << std::endl;
-        wanted.faults.clear();
+        wanted.requests.clear();
         wanted.scenarioFile.clear();
     }
-    if (wanted.faults.empty() && wanted.scenarioFile.empty() && wanted.faultLogFile.empty()) return nullptr;
-    std::unique_ptr<Faults> faults(new Faults(wanted, people));
+    if (wanted.requests.empty() && wanted.scenarioFile.empty() && wanted.logFile.empty()) return nullptr;
+    std::unique_ptr<Faults> faults(new Faults(wanted, rate, hasLink, people));
     if (!faults->openScenario(error)) return nullptr;
-    if (!wanted.faultLogFile.empty()) {
-        faults->_log = FaultLog::open(wanted.faultLogFile, people, error);
+    if (!wanted.logFile.empty()) {
+        faults->_log = FaultLog::open(wanted.logFile, people, error);
         if (!faults->_log) return nullptr;
     }
     faults->tellStart();
@@ -65,20 +66,20 @@ bool Faults::openScenario(std::string& error) {
 /// A fault of the scenario that was in force already stays so: one without frames does not strike again. Written twice,
 /// it is two.
 bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::string& error) {
-    std::vector<FaultSpec> specs = _options.faults;
-    std::vector<FaultSpec> formers = _scenarioFaults;
-    for (FaultSpec spec : scenario.faults) {
-        const auto former = std::ranges::find(formers, spec.text, &FaultSpec::text);
-        spec.since = former == formers.end() ? frame : former->since;
+    std::vector<FaultRequest> requests = _options.requests;
+    std::vector<FaultRequest> formers = _scenarioFaults;
+    for (FaultRequest request : scenario.faults) {
+        const auto former = std::ranges::find(formers, request.text, &FaultRequest::text);
+        request.since = former == formers.end() ? frame : former->since;
         if (former != formers.end()) formers.erase(former);
-        specs.push_back(std::move(spec));
+        requests.push_back(std::move(request));
     }
-    if (const FaultSpec* spec = _options.ask ? nullptr : withoutLink(specs)) {
-        error = spec->text + " needs the link to the camera, but --no-ask switches it off";
+    if (const FaultRequest* request = _hasLink ? nullptr : withoutLink(requests)) {
+        error = request->text + " needs the link to the camera, but --no-ask switches it off";
         return false;
     }
-    _scenarioFaults.assign(specs.begin() + static_cast<std::ptrdiff_t>(_options.faults.size()), specs.end());
-    _plan = FaultPlan(std::move(specs), _seed, _options.framesPerSecond);
+    _scenarioFaults.assign(requests.begin() + static_cast<std::ptrdiff_t>(_options.requests.size()), requests.end());
+    _plan = FaultPlan(std::move(requests), _seed, _rate);
     return true;
 }
 
@@ -103,7 +104,7 @@ bool Faults::applyChange(std::uint64_t frame) {
 }
 
 void Faults::tellStart() const {
-    _people << kProgram << countText(_plan.specs().size()) << ", seed " << _seed << std::endl;
+    _people << kProgram << countText(_plan.requests().size()) << ", seed " << _seed << std::endl;
 }
 
 }  // namespace simulator

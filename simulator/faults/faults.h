@@ -10,10 +10,11 @@
 
 #include "answer_faults.h"
 #include "fault_log.h"
+#include "fault_options.h"
 #include "fault_plan.h"
+#include "frame_rate.h"
 #include "scenario.h"
 #include "scenario_watch.h"
-#include "simulator_options.h"
 
 namespace simulator {
 
@@ -22,10 +23,12 @@ class Faults {
 public:
     /// Reads the scenario and opens the log.
     ///
-    /// @param people  Learns seed and faults now, and later what becomes of a scenario that changes. Outlives the
-    /// faults.
-    /// @return        null when neither faults nor a log are wanted, and, with the reason, when that cannot be done.
-    static std::unique_ptr<Faults> open(const SimulatorOptions& options, std::ostream& people, std::string& error);
+    /// @param hasLink  Whether the run has a link to the camera; some faults need it.
+    /// @param people   Learns seed and faults now, and later what becomes of a scenario that changes. Outlives the
+    ///                 faults.
+    /// @return         null when neither faults nor a log are wanted, and, with the reason, when that cannot be done.
+    static std::unique_ptr<Faults> open(const FaultOptions& options, const FrameRate& rate, bool hasLink,
+                                        std::ostream& people, std::string& error);
 
     /// What strikes at the frame, in the order in which it takes effect.
     std::vector<Strike> strikesAt(std::uint64_t frame) const { return _plan.strikesAt(frame); }
@@ -48,16 +51,18 @@ public:
     const std::shared_ptr<AnswerFaults>& answers() const { return _answers; }
 
 private:
-    explicit Faults(const SimulatorOptions& options, std::ostream& people);
+    Faults(const FaultOptions& options, const FrameRate& rate, bool hasLink, std::ostream& people);
     bool takeScenario(const Scenario& scenario, std::uint64_t frame, std::string& error);
     bool openScenario(std::string& error);
     void tellStart() const;
 
-    SimulatorOptions _options;
+    FaultOptions _options;
+    FrameRate _rate;
+    bool _hasLink;
     std::ostream& _people;
     std::uint64_t _seed = 0;
     FaultPlan _plan;
-    std::vector<FaultSpec> _scenarioFaults;  // those of the plan that the scenario brought
+    std::vector<FaultRequest> _scenarioFaults;  // those of the plan that the scenario brought
     std::unique_ptr<FaultLog> _log;
     std::unique_ptr<ScenarioWatch> _watch;
     std::optional<std::string> _changed;  // text that waits for its frame

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "fault_spec.h"
+#include "fault_request.h"
 #include "regular_file.h"
 
 namespace simulator {
@@ -15,7 +15,7 @@ namespace simulator {
 struct Scenario {
     std::string description;            // for people; may be empty
     std::optional<std::uint64_t> seed;  // none: as the options say
-    std::vector<FaultSpec> faults;
+    std::vector<FaultRequest> faults;
 };
 
 /// Reads a scenario from its text.

@@ -6,7 +6,7 @@
 #include <numbers>
 #include <utility>
 
-#include "memory_budget.h"
+#include "picture_budget.h"
 #include "picture_files.h"
 #include "platform.h"
 #include "strip.h"
@@ -42,7 +42,7 @@ WindowPlace windowAt(std::uint64_t frameNumber, std::size_t spareX, std::size_t 
 class PictureLoader {
 public:
     PictureLoader(const PictureOptions& options, const std::optional<frames::ImageFormat>& size,
-                  std::size_t bytesPerPixel, unsigned bits, std::string& error, const MemoryBudget* budget)
+                  std::size_t bytesPerPixel, unsigned bits, std::string& error, const PictureBudget* budget)
         : _options(options),
           _budget(budget),
           _format(size.value_or(frames::ImageFormat{})),
@@ -153,7 +153,7 @@ private:
     }
 
     const PictureOptions& _options;
-    const MemoryBudget* _budget;
+    const PictureBudget* _budget;
     frames::ImageFormat _format;
     std::string _sizeOwner;         // for messages; empty: not known yet
     bool _sizeIsOfPicture = false;  // then all have the same: what is a world and what a window nobody said
@@ -170,7 +170,7 @@ private:
 std::unique_ptr<ReplayedImages> ReplayedImages::load(const PictureOptions& options,
                                                      const std::optional<frames::ImageFormat>& size,
                                                      std::size_t bytesPerPixel, unsigned bits, std::string& error,
-                                                     const MemoryBudget* budget) {
+                                                     const PictureBudget* budget) {
     return PictureLoader(options, size, bytesPerPixel, bits, error, budget).load();
 }
 

@@ -17,7 +17,7 @@
 
 namespace simulator {
 
-class MemoryBudget;
+class PictureBudget;
 
 /// Where the window over a larger picture stands: its upper left corner, in whole pixels of the picture.
 struct WindowPlace {
@@ -47,7 +47,7 @@ public:
     static std::unique_ptr<ReplayedImages> load(const PictureOptions& options,
                                                 const std::optional<frames::ImageFormat>& size,
                                                 std::size_t bytesPerPixel, unsigned bits, std::string& error,
-                                                const MemoryBudget* budget = nullptr);
+                                                const PictureBudget* budget = nullptr);
 
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override;
     std::uint8_t stripFlags() const override;

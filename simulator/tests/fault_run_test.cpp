@@ -19,6 +19,7 @@
 #include "platform.h"
 #include "ring_reader.h"
 #include "simulator.h"
+#include "simulator_program.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -124,22 +125,22 @@ class FaultRunTest : public testing::Test {
 protected:
     FaultRunTest() {
         _options.size = kFormat;
-        _options.framesPerSecond = 200;
-        _options.frameCount = 60;
-        _options.lineCount = 200;  // however late a busy machine is, no frame of the sixty is skipped
-        _options.seed = 42;
-        _options.faultLogFile = _folder.path("log.jsonl");
+        _options.pacing.framesPerSecond = 200;
+        _options.pacing.frameCount = 60;
+        _options.delivery.lineCount = 200;  // however late a busy machine is, no frame of the sixty is skipped
+        _options.faults.seed = 42;
+        _options.faults.logFile = _folder.path("log.jsonl");
     }
     void fault(const std::string& text) {
         std::string error;
-        const auto spec = simulator::parseFault(text, error);
-        ASSERT_TRUE(spec) << error;
-        _options.faults.push_back(*spec);
+        const auto request = simulator::parseFault(text, error);
+        ASSERT_TRUE(request) << error;
+        _options.faults.requests.push_back(*request);
     }
     /// A whole run; a reader takes every image that it can get.
     std::vector<Arrival> run() {
         std::string error;
-        const auto faults = Faults::open(_options, _people, error);
+        const auto faults = openFaults(_options, _people, error);
         EXPECT_TRUE(faults) << error;
         RenderedImages source(kFormat);
         std::atomic<bool> ended{false};
@@ -162,7 +163,7 @@ protected:
         while (auto image = reader.take()) arrivals.push_back({*image, platform_monotonicNanoseconds()});
         reader.event().Wait(0.05);
     }
-    std::vector<Json> log() const { return readLog(_options.faultLogFile); }
+    std::vector<Json> log() const { return readLog(_options.faults.logFile); }
     std::vector<Json> faultLines(const std::string& name) const {
         std::vector<Json> found;
         for (const Json& line : log()) {
@@ -221,9 +222,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(FaultRunTest, SameSeedStrikesAtTheSameFramesAndAnotherOneElsewhere) {
     fault("drop@p:0.3");
     const auto strikesOf = [this](std::uint64_t seed) {
-        _options.seed = seed;
+        _options.faults.seed = seed;
         std::string error;
-        const auto faults = Faults::open(_options, _people, error);
+        const auto faults = openFaults(_options, _people, error);
         std::vector<std::uint64_t> frames;
         for (std::uint64_t frame = 0; frame < 1000; ++frame) {
             if (!faults->strikesAt(frame).empty()) frames.push_back(frame);
@@ -236,7 +237,7 @@ TEST_F(FaultRunTest, SameSeedStrikesAtTheSameFramesAndAnotherOneElsewhere) {
 }
 
 TEST_F(FaultRunTest, StallWithBurstsLosesNothingButIsLate) {
-    _options.late = simulator::LatePolicy::burst;
+    _options.pacing.late = simulator::LatePolicy::burst;
     fault("stall:100ms@20");
     auto arrivals = run();
     // Where a busy machine was late already, the frame before bears a later time than the stalled one was due at.
@@ -263,7 +264,7 @@ TEST_F(FaultRunTest, SeveralFaultsAtOnceAreAllFound) {
 }
 
 TEST_F(FaultRunTest, WithoutStripNothingThatOnlyAStripShowsIsExpected) {
-    _options.strip = false;
+    _options.delivery.strip = false;
     for (const char* text : {"torn@10", "counter-wrap@12", "delay:1ms@14", "time-back@16"}) fault(text);
     const auto arrivals = run();
     ASSERT_GE(arrivals.size(), 40u);
@@ -283,12 +284,12 @@ TEST_F(FaultRunTest, HeldFrameThatHasNoSuccessorIsDeliveredAtTheEnd) {
 }
 
 TEST_F(FaultRunTest, ImagesThatWaitedUnreadInARingLaidAnewAreExpectedToBeLost) {
-    _options.lineCount = 4;
-    _options.frameCount = 10;
-    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
+    _options.delivery.lineCount = 4;
+    _options.pacing.frameCount = 10;
+    _options.pacing.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     fault("recreate@3");
     std::string error;
-    const auto faults = Faults::open(_options, _people, error);
+    const auto faults = openFaults(_options, _people, error);
     RenderedImages source(kFormat);
     Simulator simulator(_options, source, _people, nullptr, faults.get());
     EXPECT_EQ(simulator.run(), 0);
@@ -301,15 +302,15 @@ TEST_F(FaultRunTest, ImagesThatWaitedUnreadInARingLaidAnewAreExpectedToBeLost) {
 
 TEST_F(FaultRunTest, NoFaultsOverridesOptionsAndScenario) {
     fault("drop@10");
-    _options.scenarioFile = _folder.file("s.json", R"({"schema":"dorven-scenario/1","faults":["drop@12"]})");
-    _options.noFaults = true;
+    _options.faults.scenarioFile = _folder.file("s.json", R"({"schema":"dorven-scenario/1","faults":["drop@12"]})");
+    _options.faults.off = true;
     const auto arrivals = run();
     EXPECT_THAT(findingsIn(arrivals), IsEmpty());
     EXPECT_EQ(_totals.faults, 0u);
     EXPECT_THAT(_people.str(), HasSubstr("faults are off (--no-faults)"));
-    _options.faultLogFile.clear();
+    _options.faults.logFile.clear();
     std::string error;
-    EXPECT_FALSE(Faults::open(_options, _people, error));
+    EXPECT_FALSE(openFaults(_options, _people, error));
     EXPECT_EQ(error, "");
 }
 
@@ -318,7 +319,7 @@ protected:
     test::ChildProcess start(const std::string& fault) {
         return test::ChildProcess::program(
             "dorven-simulator", {"--size", "900x60", "--fps", "200", "--no-ask", "--lines", "50", "--late", "burst",
-                                 "--fault", fault, "--fault-log", _options.faultLogFile});
+                                 "--fault", fault, "--fault-log", _options.faults.logFile});
     }
     /// Takes images to that number, and what comes in a second behind it.
     static std::vector<Arrival> takeBeyond(test::RingReader& reader, std::uint64_t number) {

@@ -30,8 +30,8 @@ class RefusedObjectsTest : public testing::TestWithParam<std::string> {
 protected:
     RefusedObjectsTest() {
         NamedClaim("first").claim();  // makes the folder
-        _options.frameCount = 20;
-        _options.framesPerSecond = 500;
+        _options.pacing.frameCount = 20;
+        _options.pacing.framesPerSecond = 500;
     }
     ~RefusedObjectsTest() override { fs::remove(path()); }
     std::string path() const { return platform_lookAtObjectFolder().path + "/" + GetParam(); }

@@ -36,8 +36,8 @@ std::size_t ringBytes() { return ImageRing(kFormat.bytes(), kLines).memoryBytes(
 SimulatorOptions options() {
     SimulatorOptions options;
     options.size = kFormat;
-    options.lineCount = kLines;
-    options.readerTimeoutSeconds = 0;  // what brings a reader back is not its being taken for dead
+    options.delivery.lineCount = kLines;
+    options.delivery.readerTimeoutSeconds = 0;  // what brings a reader back is not its being taken for dead
     return options;
 }
 

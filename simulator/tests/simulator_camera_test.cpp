@@ -10,6 +10,7 @@
 
 #include "camera_config.h"
 #include "fake_camera.h"
+#include "image_choice.h"
 #include "log_recorder.h"
 #include "object_names.h"
 #include "ring_reader.h"
@@ -57,7 +58,7 @@ protected:
 };
 
 TEST_F(SimulatorCameraTest, FirstImageHasTheCamerasFormatAlready) {
-    _options.frameCount = 1;
+    _options.pacing.frameCount = 1;
     Simulator simulator(_options, _source, _people, &_link);
     EXPECT_EQ(simulator.run(), 0);
     EXPECT_EQ(simulator.format(), kSmall);
@@ -97,7 +98,7 @@ TEST_F(SimulatorCameraTest, RingIsLaidAnewWhenTheCameraHasChanged) {
 }
 
 TEST_F(SimulatorCameraTest, RingThatHasToGrowWaitsForSmallerMemoryAndRefusesFramesMeanwhile) {
-    _options.frameCount = 500;
+    _options.pacing.frameCount = 500;
     Simulator simulator(_options, _source, _people, &_link);
     int exitCode = -1;
     std::thread thread([&] { exitCode = simulator.run(); });
@@ -143,8 +144,8 @@ TEST_F(SimulatorCameraTest, MemoryHasRoomForTheUsualFormatFromTheBeginning) {
 }
 
 TEST_F(SimulatorCameraTest, CameraIsFollowedBetweenImagesThatAreFarApart) {
-    _options.framesPerSecond = {1, 5};
-    _options.frameCount = 2;
+    _options.pacing.framesPerSecond = {1, 5};
+    _options.pacing.frameCount = 2;
     Simulator simulator(_options, _source, _people, &_link);
     std::thread thread([&] { simulator.run(); });
     {
@@ -251,8 +252,8 @@ TEST_F(SimulatorCameraTest, AbsurdAnswerIsToldAndChangesNothing) {
 TEST(SimulatorWithoutCameraTest, SaysInOneLineThatNobodyAnswersAndDeliversWhatItHas) {
     const test::LogRecorder log;
     SimulatorOptions options;
-    options.frameCount = 30;
-    options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
+    options.pacing.frameCount = 30;
+    options.pacing.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     RenderedImages source({900, 20, 1});
     std::ostringstream people;
     CameraLink link({20ms, 20ms, 100ms});
@@ -269,7 +270,7 @@ TEST(SimulatorWithoutCameraTest, SaysInOneLineThatNobodyAnswersAndDeliversWhatIt
 TEST(SimulatorWithoutCameraTest, SaysWhenTheCameraHasLeftAndWhenTheLinkIsTaken) {
     const test::LogRecorder log;
     SimulatorOptions options;
-    options.frameCount = 100;
+    options.pacing.frameCount = 100;
     RenderedImages source({900, 20, 1});
     std::ostringstream people;
     NamedClaim other(image_road::finishedOf(image_road::kSimulatorAsks));

@@ -91,8 +91,8 @@ TEST(SimulatorFaults, RunThatIsToAskFailsWhenTheLinkCannotBeMade) {
     for (const std::string& refused : kLinkEvents) {
         const test::Fault fault(fault_CreateEventA, refusing(refused));
         simulator::SimulatorOptions options;
-        options.frameCount = 20;
-        options.framesPerSecond = 500;
+        options.pacing.frameCount = 20;
+        options.pacing.framesPerSecond = 500;
         simulator::RenderedImages source({900, 20, 1});
         std::ostringstream people;
         CameraLink link;
@@ -142,7 +142,7 @@ TEST(SimulatorFaults, RingGoesOnAsItWasWhenThereIsNoMemoryForTheCamerasNewFormat
 TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
     const test::LogRecorder log;
     simulator::SimulatorOptions options;
-    options.frameCount = 1000;
+    options.pacing.frameCount = 1000;
     simulator::RenderedImages source({900, 20, 1});
     std::ostringstream people;
     test::FakeCamera camera({900, 20, 1});
@@ -166,8 +166,8 @@ TEST(SimulatorFaults, RunFailsWhenTheRingCannotBeLaidAgainAtAll) {
 
 std::string peopleOfARunThatFails() {
     simulator::SimulatorOptions options;
-    options.frameCount = 20;
-    options.framesPerSecond = 500;
+    options.pacing.frameCount = 20;
+    options.pacing.framesPerSecond = 500;
     simulator::RenderedImages source({900, 20, 1});
     std::ostringstream people;
     EXPECT_EQ(Simulator(options, source, people).run(), 1);

@@ -24,7 +24,7 @@
 #include "named_claim.h"
 #include "object_names.h"
 #include "ring_reader.h"
-#include "simulator.h"
+#include "simulator_program.h"
 #include "temporary_folder.h"
 
 namespace {

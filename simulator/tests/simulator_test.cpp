@@ -19,6 +19,7 @@
 #include "object_names.h"
 #include "platform.h"
 #include "ring_reader.h"
+#include "simulator_program.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -37,8 +38,8 @@ class SimulatorTest : public testing::Test {
 protected:
     SimulatorTest() {
         _options.size = kFormat;
-        _options.framesPerSecond = 500;
-        _options.frameCount = 20;
+        _options.pacing.framesPerSecond = 500;
+        _options.pacing.frameCount = 20;
     }
 
     test::LogRecorder _log;
@@ -48,8 +49,8 @@ protected:
 };
 
 TEST_F(SimulatorTest, WithoutAReaderTheRingFillsAndTheRestIsRefused) {
-    _options.lineCount = 5;
-    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
+    _options.delivery.lineCount = 5;
+    _options.pacing.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, _source, _people);
     EXPECT_EQ(simulator.run(), 0);
     const auto& totals = simulator.totals();
@@ -84,7 +85,7 @@ TEST_F(SimulatorTest, DeliversWholeStampedImagesWithTheirNumbers) {
 }
 
 TEST_F(SimulatorTest, RefusedFrameUsesItsNumberUpAndWakesTheReader) {
-    _options.lineCount = 2;
+    _options.delivery.lineCount = 2;
     Simulator simulator(_options, _source, _people);
     simulator.openRing();
     test::RingReader reader(kFormat);
@@ -106,8 +107,8 @@ TEST_F(SimulatorTest, RefusedFrameUsesItsNumberUpAndWakesTheReader) {
 }
 
 TEST_F(SimulatorTest, ReaderOfARunSeesConsecutiveTimesOnTheGrid) {
-    _options.framesPerSecond = 50;
-    _options.lineCount = 30;
+    _options.pacing.framesPerSecond = 50;
+    _options.delivery.lineCount = 30;
     std::vector<test::RingReader::Image> images;
     std::thread thread([&images] {
         test::RingReader reader(kFormat);
@@ -133,8 +134,8 @@ TEST_F(SimulatorTest, ReaderOfARunSeesConsecutiveTimesOnTheGrid) {
 }
 
 TEST_F(SimulatorTest, RunTakesAsLongAsItsGrid) {
-    _options.framesPerSecond = 100;
-    _options.frameCount = 31;
+    _options.pacing.framesPerSecond = 100;
+    _options.pacing.frameCount = 31;
     Simulator simulator(_options, _source, _people);
     const std::int64_t before = platform_monotonicNanoseconds();
     simulator.run();
@@ -165,8 +166,8 @@ private:
 };
 
 TEST_F(SimulatorTest, FramesThatComeTooLateAreSkippedAndLeaveAGap) {
-    _options.framesPerSecond = 100;
-    _options.lineCount = 3;
+    _options.pacing.framesPerSecond = 100;
+    _options.delivery.lineCount = 3;
     SlowImages slow(kFormat);
     Simulator simulator(_options, slow, _people);
     simulator.run();
@@ -181,8 +182,8 @@ TEST_F(SimulatorTest, FramesThatComeTooLateAreSkippedAndLeaveAGap) {
 }
 
 TEST_F(SimulatorTest, FramesThatAreLateByNoMoreThanHalfARingAreMadeUpFor) {
-    _options.framesPerSecond = 100;
-    _options.lineCount = 1000;
+    _options.pacing.framesPerSecond = 100;
+    _options.delivery.lineCount = 1000;
     SlowImages slow(kFormat);
     Simulator simulator(_options, slow, _people);
     simulator.run();
@@ -194,7 +195,7 @@ TEST_F(SimulatorTest, NothingOfFormerFramesStaysInASlotThatIsUsedAgain) {
     const frames::ImageFormat format{900, 200, 1};
     RenderedImages source(format);
     RenderedImages whole(format);
-    _options.lineCount = 2;
+    _options.delivery.lineCount = 2;
     Simulator simulator(_options, source, _people);
     simulator.openRing();
     test::RingReader reader(format);
@@ -212,7 +213,7 @@ TEST_F(SimulatorTest, NothingOfFormerFramesStaysInASlotThatIsUsedAgain) {
 }
 
 TEST_F(SimulatorTest, SlotThatAReaderDrewIntoStillGivesAWholeImage) {
-    _options.lineCount = 1;
+    _options.delivery.lineCount = 1;
     Simulator simulator(_options, _source, _people);
     simulator.openRing();
     test::RingReader reader(kFormat);
@@ -311,9 +312,9 @@ TEST_F(SimulatorTest, RingOfAReaderThatDiedIsLaidAnewForTheNextOne) {
     const std::string readName = test::uniqueName("read");
     MProcessEvent read(readName.c_str());
     test::ChildProcess dying("readsOneImageAndStays", {readName});
-    _options.framesPerSecond = 100;
-    _options.frameCount = 0;
-    _options.readerTimeoutSeconds = 0.3;
+    _options.pacing.framesPerSecond = 100;
+    _options.pacing.frameCount = 0;
+    _options.delivery.readerTimeoutSeconds = 0.3;
     Simulator simulator(_options, _source, _people);
     ASSERT_EQ(simulator.openRing(), ImageRing::OpenResult::opened);
     std::uint64_t frame = 0;
@@ -338,8 +339,8 @@ TEST_F(SimulatorTest, RingOfAReaderThatDiedIsLaidAnewForTheNextOne) {
 }
 
 TEST_F(SimulatorTest, ReaderThatWasOnlyPausedComesBackAndTheGapShows) {
-    _options.lineCount = 2;
-    _options.readerTimeoutSeconds = 0.05;
+    _options.delivery.lineCount = 2;
+    _options.delivery.readerTimeoutSeconds = 0.05;
     Simulator simulator(_options, _source, _people);
     simulator.openRing();
     test::RingReader reader(kFormat);
@@ -361,10 +362,10 @@ TEST_F(SimulatorTest, ReaderThatWasOnlyPausedComesBackAndTheGapShows) {
 
 TEST_F(SimulatorTest, RingThatAnotherProcessHasOverwrittenIsToldOnceCountedAndRecreated) {
     const test::TemporaryFolder folder;
-    _options.faultLogFile = folder.path("faults.jsonl");
-    _options.readerTimeoutSeconds = 0;
-    _options.framesPerSecond = 1000;
-    _options.frameCount = 30;
+    _options.faults.logFile = folder.path("faults.jsonl");
+    _options.delivery.readerTimeoutSeconds = 0;
+    _options.pacing.framesPerSecond = 1000;
+    _options.pacing.frameCount = 30;
     // Reads all that is there before each frame is published, and overwrites the header twice.
     class OverwritingHost : public RenderedImages {
     public:
@@ -382,10 +383,10 @@ TEST_F(SimulatorTest, RingThatAnotherProcessHasOverwrittenIsToldOnceCountedAndRe
         test::RingReader _reader{kFormat};
     };
     std::string error;
-    const auto faults = simulator::Faults::open(_options, _people, error);
+    const auto faults = openFaults(_options, _people, error);
     ASSERT_TRUE(faults) << error;
     OverwritingHost host;
-    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
+    _options.pacing.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, host, _people, nullptr, faults.get());
     EXPECT_EQ(simulator.run(), 0);
     EXPECT_EQ(simulator.totals().ringDamaged, 2u);
@@ -409,11 +410,11 @@ TEST_F(SimulatorTest, ScenarioThatChangesWhileItRunsIsFollowed) {
     const auto scenario = [&folder](const char* faults) {
         return folder.file("s.json", R"({"schema":"dorven-scenario/1","faults":[)" + std::string(faults) + "]}");
     };
-    _options.scenarioFile = scenario("");
-    _options.framesPerSecond = 50;
-    _options.frameCount = 10'000;
+    _options.faults.scenarioFile = scenario("");
+    _options.pacing.framesPerSecond = 50;
+    _options.pacing.frameCount = 10'000;
     std::string error;
-    const auto faults = simulator::Faults::open(_options, _people, error);
+    const auto faults = openFaults(_options, _people, error);
     ASSERT_TRUE(faults) << error;
     // Ends the run once the fault has struck.
     class WatchedImages : public RenderedImages {
@@ -471,7 +472,8 @@ TEST_F(SimulatorTest, WaitsForSmallerMemoryToGoAndSaysSoOnce) {
     EXPECT_EQ(holder.join(60s), 0);
     EXPECT_GT(simulator.totals().written, 0u);
     const auto& totals = simulator.totals();
-    EXPECT_EQ(totals.written + totals.refused + totals.skipped, _options.frameCount);  // skipped: on a busy machine
+    EXPECT_EQ(totals.written + totals.refused + totals.skipped,
+              _options.pacing.frameCount);  // skipped: on a busy machine
     EXPECT_LE(totals.written, 8u);
     const std::string said = _people.str();
     const std::size_t first = said.find("a host still holds smaller image memory from before");

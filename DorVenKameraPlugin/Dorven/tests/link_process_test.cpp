@@ -144,7 +144,8 @@ TEST_F(PluginLink, SimulatorIsAnsweredBeforeAndAfterASecondOpen) {
 
 TEST_F(PluginLink, SimulatorThatCameFirstFindsThePlugin) {
     test::ChildProcess simulator("asksAllThree");
-    EXPECT_TRUE(test::becomesTrue([] { return NamedClaim::isTaken("DorVenCameraPlugin_dorven_asks_finished"); }));
+    EXPECT_TRUE(
+        test::becomesTrue([] { return NamedClaim::isTaken(image_road::finishedOf(image_road::kSimulatorAsks)); }));
     open(nullptr);
     EXPECT_EQ(simulator.join(60s), 0);
 }

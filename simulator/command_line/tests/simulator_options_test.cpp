@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "image_choice.h"
 #include "parsed_options.h"
-#include "simulator.h"
 #include "surroundings.h"
 #include "temporary_folder.h"
 
@@ -23,10 +23,10 @@ TEST(SimulatorOptionsTest, DefaultsAreThoseOfTheCamera) {
     const Parsed parsed = parse({});
     EXPECT_EQ(parsed.exitCode, std::nullopt);
     EXPECT_FALSE(parsed.options.size);
-    EXPECT_EQ(parsed.options.framesPerSecond, simulator::FrameRate(100));
-    EXPECT_EQ(parsed.options.late, simulator::LatePolicy::skip);
-    EXPECT_EQ(parsed.options.frameCount, 0u);
-    EXPECT_EQ(parsed.options.lineCount, 8u);
+    EXPECT_EQ(parsed.options.pacing.framesPerSecond, simulator::FrameRate(100));
+    EXPECT_EQ(parsed.options.pacing.late, simulator::LatePolicy::skip);
+    EXPECT_EQ(parsed.options.pacing.frameCount, 0u);
+    EXPECT_EQ(parsed.options.delivery.lineCount, 8u);
     std::string error;
     EXPECT_EQ(makeImageSource(parsed.options, error)->format(), (ImageFormat{1280, 1024, 1}));
 }
@@ -42,35 +42,35 @@ TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     EXPECT_EQ(parsed.options.size->width, 640u);
     EXPECT_EQ(parsed.options.size->height, 480u);
     EXPECT_EQ(parsed.options.configFile, config);
-    EXPECT_EQ(parsed.options.framesPerSecond, simulator::FrameRate(2997, 50));
-    EXPECT_EQ(parsed.options.late, simulator::LatePolicy::burst);
-    EXPECT_EQ(parsed.options.frameCount, 1000u);
-    EXPECT_EQ(parsed.options.lineCount, 16u);
+    EXPECT_EQ(parsed.options.pacing.framesPerSecond, simulator::FrameRate(2997, 50));
+    EXPECT_EQ(parsed.options.pacing.late, simulator::LatePolicy::burst);
+    EXPECT_EQ(parsed.options.pacing.frameCount, 1000u);
+    EXPECT_EQ(parsed.options.delivery.lineCount, 16u);
     EXPECT_EQ(parsed.options.pictures.images, std::vector{folder.path()});
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
 }
 
 TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
     const Parsed plain = parse({});
-    EXPECT_TRUE(plain.options.faults.empty());
-    EXPECT_TRUE(plain.options.strip);
-    EXPECT_FALSE(plain.options.noFaults);
-    EXPECT_EQ(plain.options.readerTimeoutSeconds, 10.0);
+    EXPECT_TRUE(plain.options.faults.requests.empty());
+    EXPECT_TRUE(plain.options.delivery.strip);
+    EXPECT_FALSE(plain.options.faults.off);
+    EXPECT_EQ(plain.options.delivery.readerTimeoutSeconds, 10.0);
     const test::TemporaryFolder folder;
     const std::string scenario = folder.file("s.json", "{}");
     const Parsed all =
         parse({"--fault", "drop@5", "--fault", "delay:5ms@p:0.1", "--scenario", scenario.c_str(), "--seed", "42",
                "--fault-log", "log", "--no-faults", "--no-strip", "--reader-timeout", "0.5"});
     EXPECT_EQ(all.exitCode, std::nullopt) << all.people;
-    ASSERT_EQ(all.options.faults.size(), 2u);
-    EXPECT_EQ(all.options.faults[0].text, "drop@5");
-    EXPECT_EQ(all.options.faults[1].text, "delay:5ms@p:0.1");
-    EXPECT_EQ(all.options.scenarioFile, scenario);
-    EXPECT_EQ(all.options.seed, 42u);
-    EXPECT_EQ(all.options.faultLogFile, "log");
-    EXPECT_TRUE(all.options.noFaults);
-    EXPECT_FALSE(all.options.strip);
-    EXPECT_EQ(all.options.readerTimeoutSeconds, 0.5);
+    ASSERT_EQ(all.options.faults.requests.size(), 2u);
+    EXPECT_EQ(all.options.faults.requests[0].text, "drop@5");
+    EXPECT_EQ(all.options.faults.requests[1].text, "delay:5ms@p:0.1");
+    EXPECT_EQ(all.options.faults.scenarioFile, scenario);
+    EXPECT_EQ(all.options.faults.seed, 42u);
+    EXPECT_EQ(all.options.faults.logFile, "log");
+    EXPECT_TRUE(all.options.faults.off);
+    EXPECT_FALSE(all.options.delivery.strip);
+    EXPECT_EQ(all.options.delivery.readerTimeoutSeconds, 0.5);
 }
 
 // Each fault's text, of a command line with variables of the environment.
@@ -83,7 +83,7 @@ std::vector<std::string> faultsOf(std::vector<const char*> arguments, const std:
                                        {environment, ""}))
         << people.str();
     std::vector<std::string> texts;
-    for (const simulator::FaultSpec& fault : options.faults) texts.push_back(fault.text);
+    for (const simulator::FaultRequest& fault : options.faults.requests) texts.push_back(fault.text);
     return texts;
 }
 
@@ -101,13 +101,13 @@ TEST(SimulatorOptionsTest, AskHasItsOwnOptions) {
     const Parsed plain = parse({"ask"});
     EXPECT_EQ(plain.exitCode, std::nullopt) << plain.people;
     EXPECT_EQ(plain.options.command, SimulatorOptions::Command::ask);
-    EXPECT_FALSE(plain.options.json);
-    EXPECT_FALSE(plain.options.watch);
-    EXPECT_EQ(plain.options.timeoutSeconds, 12.0);
+    EXPECT_FALSE(plain.options.asking.json);
+    EXPECT_FALSE(plain.options.asking.watch);
+    EXPECT_EQ(plain.options.asking.timeoutSeconds, 12.0);
     const Parsed all = parse({"ask", "--json", "--watch", "--timeout", "0.5"});
-    EXPECT_TRUE(all.options.json);
-    EXPECT_TRUE(all.options.watch);
-    EXPECT_EQ(all.options.timeoutSeconds, 0.5);
+    EXPECT_TRUE(all.options.asking.json);
+    EXPECT_TRUE(all.options.asking.watch);
+    EXPECT_EQ(all.options.asking.timeoutSeconds, 0.5);
     const Parsed help = parse({"ask", "--help"});
     EXPECT_EQ(help.exitCode, 0);
     for (const char* text : {"--json", "--watch", "--timeout", "3 no answer in time"})
@@ -160,9 +160,9 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector{"--watch"}, std::vector{"--json"}));
 
 TEST(SimulatorOptionsTest, ReaderTimeoutIsNeverByNoneOnly) {
-    EXPECT_EQ(parse({"--reader-timeout", "0"}).options.readerTimeoutSeconds, 0.0);
-    EXPECT_EQ(parse({"--reader-timeout", "0.001"}).options.readerTimeoutSeconds, 0.001);
-    EXPECT_EQ(parse({"--reader-timeout", "86400"}).options.readerTimeoutSeconds, 86400.0);
+    EXPECT_EQ(parse({"--reader-timeout", "0"}).options.delivery.readerTimeoutSeconds, 0.0);
+    EXPECT_EQ(parse({"--reader-timeout", "0.001"}).options.delivery.readerTimeoutSeconds, 0.001);
+    EXPECT_EQ(parse({"--reader-timeout", "86400"}).options.delivery.readerTimeoutSeconds, 86400.0);
     for (const char* time : {"1e-10", "0.0009", "86401", "-1", "nan", "soon"}) {
         const Parsed parsed = parse({"--reader-timeout", time});
         EXPECT_EQ(parsed.exitCode, 2) << time;

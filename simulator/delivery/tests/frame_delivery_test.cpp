@@ -18,6 +18,7 @@
 
 namespace {
 
+using simulator::DeliveryOptions;
 using simulator::FaultKind;
 using simulator::FrameDelivery;
 using simulator::ImageRing;
@@ -89,11 +90,11 @@ protected:
     void drawAhead(std::uint64_t frame) { _delivery.drawAhead(_source, frame); }
 
     test::LogRecorder _log;
-    SimulatorOptions _options;
+    DeliveryOptions _options;
     ImageRing _ring{kFormat.bytes(), 3};
     PreciseTimer _timer;
     SimulatorTotals _totals;
-    FrameDelivery _delivery{_options, _ring, _timer, nullptr, _totals};
+    FrameDelivery _delivery{_options, 100, _ring, _timer, nullptr, _totals};
     WatchedImages _source;
     test::RingReader _reader{kFormat};
 };
@@ -241,9 +242,9 @@ TEST(FrameDelivery, ARunDrawsItsFramesInTheTimeBetweenSlots) {
     const test::LogRecorder quiet;
     SimulatorOptions options;
     options.size = kFormat;
-    options.framesPerSecond = 50;
-    options.frameCount = 20;
-    options.lineCount = 20;
+    options.pacing.framesPerSecond = 50;
+    options.pacing.frameCount = 20;
+    options.delivery.lineCount = 20;
     std::ostringstream people;
     WatchedImages source;
     Simulator simulator(options, source, people);

@@ -148,7 +148,7 @@ TEST(ScenarioLookTest, FileIsReadOnlyForAWhileAfterItsSizeOrTimeChanged) {
 class FaultsTest : public testing::Test {
 protected:
     std::unique_ptr<Faults> open() {
-        auto faults = Faults::open(_options, _people, _error);
+        auto faults = Faults::open(_options, 100, _hasLink, _people, _error);
         EXPECT_TRUE(faults) << _error;
         return faults;
     }
@@ -165,7 +165,8 @@ protected:
     }
 
     test::TemporaryFolder _folder;
-    simulator::SimulatorOptions _options;
+    simulator::FaultOptions _options;
+    bool _hasLink = true;
     std::ostringstream _people;
     std::string _error;
 };
@@ -182,7 +183,7 @@ TEST_F(FaultsTest, ChangedScenarioCountsFromItsFrameOnAndWhatStaysDoesNotBeginAn
 }
 
 TEST_F(FaultsTest, ScenariosFaultStrikesBesideOneOfTheOptionsWithTheSameText) {
-    _options.faults.push_back(*simulator::parseFault("drop", _error));
+    _options.requests.push_back(*simulator::parseFault("drop", _error));
     _options.scenarioFile = _folder.file("s.json", scenarioOf(R"("torn@5")"));
     const auto faults = open();
     EXPECT_TRUE(change(*faults, scenarioOf(R"("drop")"), 50));
@@ -217,19 +218,19 @@ TEST_F(FaultsTest, OptionsWinOverTheScenariosSeed) {
 
 TEST_F(FaultsTest, WhatCannotBeOpenedIsRefused) {
     _options.scenarioFile = _folder.file("s.json", "{}");
-    EXPECT_FALSE(Faults::open(_options, _people, _error));
+    EXPECT_FALSE(Faults::open(_options, 100, _hasLink, _people, _error));
     EXPECT_THAT(_error, HasSubstr("s.json: is no object"));
     _options.scenarioFile.clear();
-    _options.faultLogFile = _folder.path();
+    _options.logFile = _folder.path();
     _error.clear();
-    EXPECT_FALSE(Faults::open(_options, _people, _error));
+    EXPECT_FALSE(Faults::open(_options, 100, _hasLink, _people, _error));
     EXPECT_THAT(_error, HasSubstr("cannot be written"));
 }
 
 TEST_F(FaultsTest, AnswersCannotBeSpoiltWithoutALink) {
-    _options.faults.push_back(*simulator::parseFault("wrong-answer", _error));
-    _options.ask = false;
-    EXPECT_FALSE(Faults::open(_options, _people, _error));
+    _options.requests.push_back(*simulator::parseFault("wrong-answer", _error));
+    _hasLink = false;
+    EXPECT_FALSE(Faults::open(_options, 100, _hasLink, _people, _error));
     EXPECT_THAT(_error, HasSubstr("wrong-answer needs the link to the camera, but --no-ask switches it off"));
 }
 

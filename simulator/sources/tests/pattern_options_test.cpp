@@ -137,8 +137,8 @@ TEST(ListPatternsTest, SubcommandTakesItsOptionsAndNoOthers) {
     using Command = simulator::SimulatorOptions::Command;
     EXPECT_EQ(parse({"patterns"}).options.command, Command::patterns);
     EXPECT_EQ(parse({"patterns", "--list"}).options.command, Command::patterns);
-    EXPECT_FALSE(parse({"patterns", "--list"}).options.json);
-    EXPECT_TRUE(parse({"patterns", "--json"}).options.json);
+    EXPECT_FALSE(parse({"patterns", "--list"}).options.listsAsJson);
+    EXPECT_TRUE(parse({"patterns", "--json"}).options.listsAsJson);
     EXPECT_THAT(refusal({"--fps", "5", "patterns"}), HasSubstr("--fps does not go with patterns"));
     EXPECT_THAT(refusal({"patterns", "--bogus"}), HasSubstr("--bogus"));
 }

@@ -1,4 +1,4 @@
-#include "fault_spec.h"
+#include "fault_request.h"
 
 #include <fstream>
 #include <iterator>
@@ -12,17 +12,17 @@ namespace {
 
 using simulator::FaultKind;
 using simulator::FaultPlan;
-using simulator::FaultSpec;
+using simulator::FaultRequest;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Kind = simulator::FaultWhen::Kind;
 
-FaultSpec parse(const std::string& text) {
+FaultRequest parse(const std::string& text) {
     std::string error;
-    const auto spec = simulator::parseFault(text, error);
-    EXPECT_TRUE(spec) << error;
-    return spec.value_or(FaultSpec());
+    const auto request = simulator::parseFault(text, error);
+    EXPECT_TRUE(request) << error;
+    return request.value_or(FaultRequest());
 }
 
 std::string problemOf(const std::string& text) {
@@ -32,18 +32,18 @@ std::string problemOf(const std::string& text) {
     return error;
 }
 
-TEST(FaultSpecTest, EveryFaultOfTheTableIsReadByItsName) {
+TEST(FaultRequestTest, EveryFaultOfTheTableIsReadByItsName) {
     for (const simulator::FaultRow& row : simulator::faultTable()) {
         const bool needsTime = row.time == simulator::FaultRow::Time::needed;
-        const FaultSpec spec = parse(std::string(row.name) + (needsTime ? ":5ms" : ""));
-        EXPECT_EQ(spec.kind, row.kind);
-        EXPECT_EQ(spec.timeNs, needsTime ? 5'000'000 : 0);
-        EXPECT_EQ(spec.when.kind, Kind::once);
+        const FaultRequest request = parse(std::string(row.name) + (needsTime ? ":5ms" : ""));
+        EXPECT_EQ(request.kind, row.kind);
+        EXPECT_EQ(request.timeNs, needsTime ? 5'000'000 : 0);
+        EXPECT_EQ(request.when.kind, Kind::once);
         EXPECT_STRNE(row.does, "");
     }
 }
 
-TEST(FaultSpecTest, TimeStandsExactlyWhereTheFaultTakesOne) {
+TEST(FaultRequestTest, TimeStandsExactlyWhereTheFaultTakesOne) {
     for (const simulator::FaultRow& row : simulator::faultTable()) {
         const std::string name = row.name;
         if (row.time == simulator::FaultRow::Time::none) {
@@ -57,7 +57,7 @@ TEST(FaultSpecTest, TimeStandsExactlyWhereTheFaultTakesOne) {
     }
 }
 
-TEST(FaultSpecTest, EachWayToNameFramesIsRead) {
+TEST(FaultRequestTest, EachWayToNameFramesIsRead) {
     EXPECT_EQ(parse("drop@100").when.kind, Kind::at);
     EXPECT_EQ(parse("drop@100").when.first, 100u);
     EXPECT_EQ(parse("drop@every:50").when.kind, Kind::every);
@@ -71,7 +71,7 @@ TEST(FaultSpecTest, EachWayToNameFramesIsRead) {
     EXPECT_EQ(parse("drop@7-9").when.last, 9u);
 }
 
-TEST(FaultSpecTest, MisspelledNameIsMetWithTheOneThatWasMeant) {
+TEST(FaultRequestTest, MisspelledNameIsMetWithTheOneThatWasMeant) {
     EXPECT_THAT(problemOf("drp@100"), HasSubstr("there is no fault 'drp'; did you mean 'drop'?"));
     EXPECT_THAT(problemOf("timeback"), HasSubstr("did you mean 'time-back'?"));
     EXPECT_THAT(problemOf("Torn@5"), HasSubstr("did you mean 'torn'?"));
@@ -80,7 +80,7 @@ TEST(FaultSpecTest, MisspelledNameIsMetWithTheOneThatWasMeant) {
     problemOf(std::string(100'000, 'x'));
 }
 
-TEST(FaultSpecTest, FramesAndTimesThatAreNoneAreRefused) {
+TEST(FaultRequestTest, FramesAndTimesThatAreNoneAreRefused) {
     for (const char* text :
          {"drop@", "drop@x", "drop@-1", "drop@1.5", "drop@every:0", "drop@every:", "drop@p:1.01", "drop@p:x",
           "drop@t:3", "drop@9-7", "drop@7-", "drop@from:", "drop@99999999999999999999", "drop@5@6"})
@@ -89,7 +89,7 @@ TEST(FaultSpecTest, FramesAndTimesThatAreNoneAreRefused) {
         EXPECT_THAT(problemOf(text), HasSubstr("is no time such as 20ms")) << text;
 }
 
-TEST(FaultSpecTest, DocumentationAndSchemaNameEveryFault) {
+TEST(FaultRequestTest, DocumentationAndSchemaNameEveryFault) {
     for (const char* name : {"docs/faults.md", "scenarios/scenario.schema.json"}) {
         std::ifstream file(std::string(DORVEN_SOURCE_DIR "/") + name);
         const std::string text{std::istreambuf_iterator<char>(file), {}};
@@ -103,9 +103,9 @@ TEST(FaultSpecTest, DocumentationAndSchemaNameEveryFault) {
 
 // Frames below 100, at 100 images per second, that a fault strikes at.
 std::vector<std::uint64_t> framesOf(const std::string& text, std::uint64_t since = 0) {
-    FaultSpec spec = parse(text);
-    spec.since = since;
-    const FaultPlan plan({spec}, 5, 100);
+    FaultRequest request = parse(text);
+    request.since = since;
+    const FaultPlan plan({request}, 5, 100);
     std::vector<std::uint64_t> frames;
     for (std::uint64_t frame = 0; frame < 100; ++frame) {
         if (!plan.strikesAt(frame).empty()) frames.push_back(frame);

@@ -6,10 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "image_choice.h"
 #include "image_ring.h"
 #include "machine_memory.h"
 #include "parsed_options.h"
-#include "simulator.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -27,7 +27,7 @@ SimulatorOptions withMegabytes(std::size_t megabytes) {
     SimulatorOptions options;
     options.maxMemoryMb = megabytes;
     options.size = kImage;
-    options.lineCount = 8;
+    options.delivery.lineCount = 8;
     return options;
 }
 
@@ -63,7 +63,7 @@ TEST(MemoryBudgetTest, PatternCountsBesideTheRing) {
 TEST(MemoryBudgetTest, CopiesThatFaultsNeedCount) {
     SimulatorOptions options = parse({"--size", "1000x1000", "--max-memory", "11", "--fault", "repeat@5"}).options;
     EXPECT_THAT(refusal(options), HasSubstr("take 14 MB with a ring of 8"));
-    options.noFaults = true;
+    options.faults.off = true;
     std::string error;
     EXPECT_TRUE(makeImageSource(options, error)) << error;
 }
@@ -100,7 +100,7 @@ TEST(MemoryBudgetTest, WhatIsTakenAlreadyCounts) {
 
 TEST(MemoryBudgetTest, GreatestImagesDoNotWrap) {
     SimulatorOptions options = withMegabytes(1'000'000);
-    options.lineCount = 1000;
+    options.delivery.lineCount = 1000;
     options.size = ImageFormat{65536, 65536, 1};
     options.bytesPerPixel = 16;
     EXPECT_THAT(refusal(options), HasSubstr("images of 65536 x 65536 pixels, 16 bytes per pixel, take 68"));

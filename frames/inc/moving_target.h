@@ -1,4 +1,4 @@
-// The moving test target: a fixed scale of grey steps and a grid, over which a disc and a bar move, and the frame
+// The moving target: a fixed scale of grey steps and a grid, over which a disc and a bar move, and the frame
 // number in digits. No two neighbouring frames are equal, and none is uniform.
 #pragma once
 
@@ -13,10 +13,10 @@
 namespace frames {
 
 /// Renders the target for one image format. Draw from one thread at a time.
-class TestTarget {
+class MovingTarget {
 public:
     /// @param bits  Significant bits of 2-byte pixels, 8 … 16.
-    explicit TestTarget(const ImageFormat& format, unsigned bits = kFullBits);
+    explicit MovingTarget(const ImageFormat& format, unsigned bits = kFullBits);
 
     /// Draws a frame. The strip's lines are left out where the format carries one.
     ///

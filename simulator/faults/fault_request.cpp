@@ -1,4 +1,4 @@
-#include "fault_spec.h"
+#include "fault_request.h"
 
 #include <algorithm>
 #include <charconv>
@@ -114,7 +114,8 @@ bool parseWhen(std::string_view text, FaultWhen& when) {
 std::string quoted(std::string_view text) { return std::string(1, '\'').append(text).append("'"); }
 
 // The part behind the name; none: there is no ':'.
-bool parseFaultTime(const FaultRow& row, std::optional<std::string_view> text, FaultSpec& spec, std::string& problem) {
+bool parseFaultTime(const FaultRow& row, std::optional<std::string_view> text, FaultRequest& request,
+                    std::string& problem) {
     if (!text) {
         if (row.time == Time::needed)
             problem.append(row.name).append(" needs a time, such as ").append(row.name).append(":20ms");
@@ -127,22 +128,22 @@ bool parseFaultTime(const FaultRow& row, std::optional<std::string_view> text, F
         problem.append(quoted(*text))
             .append(" is no time such as 20ms, from 1ns to 86400s, with its unit (ns, us, ms, s)");
     } else {
-        spec.timeNs = *time;
+        request.timeNs = *time;
     }
     return problem.empty();
 }
 
-bool parseParts(std::string_view text, FaultSpec& spec, std::string& problem) {
+bool parseParts(std::string_view text, FaultRequest& request, std::string& problem) {
     const std::size_t at = text.find('@');
     const std::string_view what = text.substr(0, at);
     const std::size_t colon = what.find(':');
     const FaultRow* const row = rowNamed(what.substr(0, colon));
     if (!row) problem = unknownName(what.substr(0, colon));
     if (!row) return false;
-    spec.kind = row->kind;
+    request.kind = row->kind;
     const auto time = colon == std::string_view::npos ? std::nullopt : std::optional(what.substr(colon + 1));
-    if (!parseFaultTime(*row, time, spec, problem)) return false;
-    if (at == std::string_view::npos || parseWhen(text.substr(at + 1), spec.when)) return true;
+    if (!parseFaultTime(*row, time, request, problem)) return false;
+    if (at == std::string_view::npos || parseWhen(text.substr(at + 1), request.when)) return true;
     problem =
         quoted(text.substr(at + 1)).append(" tells no frames such as 100, 100-200, from:100, every:50, p:0.01 or t:3s");
     return false;
@@ -154,11 +155,11 @@ std::span<const FaultRow> faultTable() { return kFaults; }
 
 const FaultRow& rowOf(FaultKind kind) { return kFaults[static_cast<std::size_t>(kind)]; }
 
-std::optional<FaultSpec> parseFault(std::string_view text, std::string& error) {
-    FaultSpec spec;
+std::optional<FaultRequest> parseFault(std::string_view text, std::string& error) {
+    FaultRequest request;
     std::string problem;
-    spec.text = text;
-    if (parseParts(text, spec, problem)) return spec;
+    request.text = text;
+    if (parseParts(text, request, problem)) return request;
     error = quoted(text).append(": ").append(problem);
     return std::nullopt;
 }

@@ -1,4 +1,5 @@
-// Faults that can be provoked on purpose: their table, and how people write them. docs/faults.md tells what each does.
+// Faults that can be provoked on purpose: their table, and how people ask for them. docs/faults.md tells what each
+// does.
 #pragma once
 
 #include <cstdint>
@@ -62,7 +63,8 @@ struct FaultWhen {
     std::int64_t timeNs = 0;
 };
 
-struct FaultSpec {
+/// A fault that somebody asks for.
+struct FaultRequest {
     FaultKind kind = FaultKind::drop;
     std::int64_t timeNs = 0;  // of the fault itself; 0: none was said
     FaultWhen when;
@@ -72,6 +74,6 @@ struct FaultSpec {
 
 /// Reads NAME[:TIME][@WHEN], such as "drop@100", "delay:20ms@every:50", "torn@p:0.01", "stall:5s@t:3s".
 /// @return  none, with the reason and, for a misspelled name, the one that was probably meant.
-std::optional<FaultSpec> parseFault(std::string_view text, std::string& error);
+std::optional<FaultRequest> parseFault(std::string_view text, std::string& error);
 
 }  // namespace simulator

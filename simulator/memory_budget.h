@@ -6,6 +6,7 @@
 #include <string>
 
 #include "image_view.h"
+#include "picture_budget.h"
 #include "simulator_options.h"
 
 namespace simulator {
@@ -16,7 +17,7 @@ struct HeldMemory {
     std::size_t ring = 0;    // of before, until there is the new one
 };
 
-class MemoryBudget {
+class MemoryBudget : public PictureBudget {
 public:
     /// Of --max-memory; without it a quarter of the machine's memory, or of the container's.
     explicit MemoryBudget(const SimulatorOptions& options, const HeldMemory& held = {});
@@ -24,14 +25,10 @@ public:
     /// Bytes that the run may take.
     std::size_t bytes() const { return _bytes; }
 
-    /// Bytes that are left for a pattern or pictures, as long as their format is not known.
-    std::size_t left() const { return below(_held.images + _held.ring); }
-
-    /// Bytes that are left for them beside ring and copies of images of a format.
-    std::size_t leftBeside(const frames::ImageFormat& format) const { return below(fixedBytes(format)); }
-
-    /// Why images of a format cannot be made from a pattern or pictures of so many bytes; empty when they can.
-    std::string problem(const frames::ImageFormat& format, std::size_t sourceBytes) const;
+    // Of pictures, and as well of a pattern.
+    std::size_t left() const override { return below(_held.images + _held.ring); }
+    std::size_t leftBeside(const frames::ImageFormat& format) const override { return below(fixedBytes(format)); }
+    std::string problem(const frames::ImageFormat& format, std::size_t sourceBytes) const override;
 
 private:
     std::size_t fixedBytes(const frames::ImageFormat& format) const;

@@ -1,4 +1,4 @@
-#include "test_target.h"
+#include "moving_target.h"
 
 #include <algorithm>
 #include <cstring>
@@ -31,7 +31,7 @@ std::size_t swing(std::uint64_t position, std::size_t range) {
 
 }  // namespace
 
-TestTarget::TestTarget(const ImageFormat& format, unsigned bits)
+MovingTarget::MovingTarget(const ImageFormat& format, unsigned bits)
     : _format(format),
       _bits(bits),
       _appendLine(format.lineBytes()),
@@ -49,8 +49,8 @@ TestTarget::TestTarget(const ImageFormat& format, unsigned bits)
     }
 }
 
-std::uint32_t TestTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
-                               std::optional<std::uint64_t> before) const {
+std::uint32_t MovingTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
+                                 std::optional<std::uint64_t> before) const {
     const Canvas image{pixels, _format, _bits};
     if (before) {
         restore(image, discArea(*before));
@@ -69,7 +69,7 @@ std::uint32_t TestTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
 }
 
 // Beside the disc's and the digits' lines there are but two kinds: those on the grid and those between.
-std::uint32_t TestTarget::crcOf(const Canvas& image, const Rectangle& disc) const {
+std::uint32_t MovingTarget::crcOf(const Canvas& image, const Rectangle& disc) const {
     const Rectangle digits = digitsArea();
     const auto reaches = [](const Rectangle& area, std::size_t y) {
         return y >= area.top && y - area.top < area.height;
@@ -86,7 +86,7 @@ std::uint32_t TestTarget::crcOf(const Canvas& image, const Rectangle& disc) cons
     return crc;
 }
 
-void TestTarget::restore(const Canvas& image, const Rectangle& area) const {
+void MovingTarget::restore(const Canvas& image, const Rectangle& area) const {
     const std::size_t offset = area.left * _format.bytesPerPixel;
     for (std::size_t line = area.top; line < area.top + area.height; ++line) {
         std::memcpy(image.line(line) + offset, _background.data() + line * _format.lineBytes() + offset,
@@ -94,12 +94,12 @@ void TestTarget::restore(const Canvas& image, const Rectangle& area) const {
     }
 }
 
-TestTarget::Rectangle TestTarget::digitsArea() const {
+MovingTarget::Rectangle MovingTarget::digitsArea() const {
     return {_scale * 4, _top + _scale * 4, numberWidth(_scale, kDigits), numberHeight(_scale)};
 }
 
 // The disc bounces between the edges, with different speeds across and down.
-TestTarget::Rectangle TestTarget::discArea(std::uint64_t frameNumber) const {
+MovingTarget::Rectangle MovingTarget::discArea(std::uint64_t frameNumber) const {
     const std::size_t size = std::max<std::size_t>(2 * _radius, 1);
     const std::size_t left = swing(frameNumber * 5, _format.width - size);
     const std::size_t top = _top + swing(frameNumber * 3, _format.height - _top - size);
@@ -107,13 +107,13 @@ TestTarget::Rectangle TestTarget::discArea(std::uint64_t frameNumber) const {
 }
 
 // A bar a few pixels wide runs from left to right over the whole height.
-TestTarget::Rectangle TestTarget::barArea(std::uint64_t frameNumber) const {
+MovingTarget::Rectangle MovingTarget::barArea(std::uint64_t frameNumber) const {
     const std::size_t width = std::max<std::size_t>(_format.width / 160, 1);
     const auto left = static_cast<std::size_t>(frameNumber * width % _format.width);
     return {left, _top, std::min(width, _format.width - left), _format.height - _top};
 }
 
-void TestTarget::drawDisc(const Canvas& image, const Rectangle& area) const {
+void MovingTarget::drawDisc(const Canvas& image, const Rectangle& area) const {
     const auto doubledRadius = static_cast<std::int64_t>(area.width);
     for (std::size_t line = 0; line < area.height; ++line) {
         // Twice the distance from the centre, so that everything stays whole.

@@ -130,7 +130,7 @@ FrameRange Simulator::missed(const PacingGrid& grid, std::uint64_t frame, std::u
     std::uint64_t last = next - 1;
     if (platform_stopRequested())
         last = std::min(last, std::max(grid.latestAt(platform_monotonicNanoseconds()), frame));
-    if (_options.frameCount != 0) last = std::min(last, _options.frameCount - 1);
+    if (_options.pacing.frameCount != 0) last = std::min(last, _options.pacing.frameCount - 1);
     return {frame, last};
 }
 
@@ -159,7 +159,7 @@ std::uint64_t Simulator::stall(const PacingGrid& grid, const Strike& strike, std
     const std::int64_t endNs = grid.dueNs(frame) + strike.timeNs;
     _timer.sleepUntil(endNs);
     const FrameRange range = missed(grid, frame, next);
-    if (_options.late == LatePolicy::skip) {
+    if (_options.pacing.late == LatePolicy::skip) {
         _nextFrame = range.last + 1;
         _delivery.tellFault(strike.kind, frame, lost({range}));
         return next;

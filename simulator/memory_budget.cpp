@@ -4,9 +4,9 @@
 #include <limits>
 
 #include "camera_config.h"
+#include "image_choice.h"
 #include "image_ring.h"
 #include "machine_memory.h"
-#include "simulator.h"
 
 namespace simulator {
 namespace {
@@ -23,8 +23,8 @@ std::size_t allowed(const SimulatorOptions& options) {
     return machine != 0 ? static_cast<std::size_t>(machine / kShareOfMachine) : std::numeric_limits<std::size_t>::max();
 }
 
-bool mayFault(const SimulatorOptions& options) {
-    return !options.noFaults && (!options.faults.empty() || !options.scenarioFile.empty());
+bool mayFault(const FaultOptions& options) {
+    return !options.off && (!options.requests.empty() || !options.scenarioFile.empty());
 }
 
 std::string megabytes(std::size_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; }
@@ -34,9 +34,9 @@ std::string megabytes(std::size_t bytes) { return std::to_string(bytes / kMegaby
 MemoryBudget::MemoryBudget(const SimulatorOptions& options, const HeldMemory& held)
     : _bytes(allowed(options)),
       _held(held),
-      _lineCount(options.lineCount),
+      _lineCount(options.delivery.lineCount),
       _roomForBytes(ringRoomFor(options)),
-      _copies(mayFault(options) ? kCopiesForFaults : 0) {}
+      _copies(mayFault(options.faults) ? kCopiesForFaults : 0) {}
 
 std::size_t MemoryBudget::fixedBytes(const frames::ImageFormat& format) const {
     const std::size_t ring = ImageRing::memoryBytesFor(std::max(format.bytes(), _roomForBytes), _lineCount);

@@ -1,0 +1,20 @@
+// The program dorven-simulator.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "faults.h"
+#include "simulator_options.h"
+
+namespace simulator {
+
+/// The whole program: command line, images, run.
+/// @return  Exit code.
+int simulatorMain(int argc, const char* const* argv);
+
+/// The faults of a run's options (Faults::open).
+std::unique_ptr<Faults> openFaults(const SimulatorOptions& options, std::ostream& people, std::string& error);
+
+}  // namespace simulator
