@@ -33,8 +33,8 @@ install(TARGETS DorVenKameraPlugin host_interface_headers platform EXPORT DorVen
     LIBRARY DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}/dorven")
 
-# A host has loaded its libraries before it loads the plugin: what is installed names no folder of the machine that built
-# it. CMake itself changes a RPATH with this call, which its manual leaves out.
+# A host has loaded its libraries before it loads the plugin: what is installed names no folder of the machine that
+# built it. CMake itself changes a RPATH with this call, which its manual leaves out.
 function(install_without_host_folder target folder)
     get_target_property(entries ${target} INSTALL_RPATH)
     list(JOIN entries ":" built)
@@ -100,3 +100,4 @@ endforeach()
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
 dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})
 dorven_add_host_runtime_test()
+dorven_add_compiler_options_test()
