@@ -19,7 +19,8 @@ esac
 scripts/setup.sh gcovr
 mkdir -p "$tree"
 # Counters of several threads lose nothing only when they are atomic.
-cmake --preset linux-debug -B "$tree" -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" >"$tree/configure.log" 2>&1 ||
+cmake --preset linux-debug -B "$tree" -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
+    >"$tree/configure.log" 2>&1 ||
     { tail -n 40 "$tree/configure.log" >&2; exit 1; }
 programs=("$@")
 cmake --build "$tree" --target "${programs[@]:-all}" >"$tree/build.log" 2>&1 ||
@@ -31,7 +32,8 @@ names=.
 status=0
 ctest --test-dir "$tree" -R "$names" -j $((2 * $(nproc))) --output-on-failure --no-tests=error --quiet \
     --output-log "$tree/tests.log" </dev/null || status=$?
-[ "$status" -eq 0 ] || { tail -n 40 "$tree/tests.log" >&2; echo "coverage: some tests failed: $tree/tests.log" >&2; }
+[ "$status" -eq 0 ] ||
+    { sed -n '/tests failed/,$p' "$tree/tests.log" >&2; echo "coverage: more in $tree/tests.log" >&2; }
 
 rm -rf "$tree/html"
 mkdir -p "$tree/html"
