@@ -50,8 +50,9 @@ if(DORVEN_HOST_RUNTIME_DIR AND NOT WIN32)
     install_without_host_folder(DorVenKameraPlugin "${DORVEN_INSTALL_PLUGINDIR}")
 endif()
 
-install(DIRECTORY host_interface/inc/ platform/inc/ DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}"
+install(DIRECTORY host_interface/inc/ DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}"
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
+install(FILES platform/inc/platform.h platform/inc/platform_posix.h DESTINATION "${DORVEN_INSTALL_INCLUDEDIR}")
 
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/DorVenKameraPlugin")
 install(EXPORT DorVenKameraPlugin NAMESPACE DorVenKameraPlugin:: FILE DorVenKameraPluginTargets.cmake

@@ -120,7 +120,7 @@ echo "an example host built by CMake received 20 images"
 if [ -z "$suffix" ]; then
     export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
     # shellcheck disable=SC2046
-    g++ -std=c++20 -DPLUGIN="\"$(pkg-config --variable=plugin dorven-kamera-plugin)\"" example/main.cpp \
+    g++ -std=c++17 -DPLUGIN="\"$(pkg-config --variable=plugin dorven-kamera-plugin)\"" example/main.cpp \
         -o by_pkg_config $(pkg-config --cflags --libs dorven-kamera-plugin) ||
         fail "the example host was not built by pkg-config"
     run_example ./by_pkg_config 20 "$plugin"
