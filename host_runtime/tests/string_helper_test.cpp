@@ -55,15 +55,15 @@ TEST(StringHelper, EachByteThatIsNotValidBecomesAQuestionMark) {
 }
 
 TEST(StringHelper, EachWideCharacterThatIsNotValidBecomesAQuestionMark) {
-    constexpr auto high = static_cast<wchar_t>(0xD83D);
-    constexpr auto low = static_cast<wchar_t>(0xDCF7);
+    constexpr auto kHigh = static_cast<wchar_t>(0xD83D);
+    constexpr auto kLow = static_cast<wchar_t>(0xDCF7);
     // clang-format off
     const std::pair<std::wstring, std::string> rows[] = {
-        {{L'a', high, L'z'}, "a?z"},
-        {{L'a', low, L'z'},  "a?z"},
-        {{L'a', high},       "a?" },
-        {{low, high},        "??" },
-        {{high, high, L'z'}, "??z"},
+        {{L'a', kHigh, L'z'},  "a?z"},
+        {{L'a', kLow, L'z'},   "a?z"},
+        {{L'a', kHigh},        "a?" },
+        {{kLow, kHigh},        "??" },
+        {{kHigh, kHigh, L'z'}, "??z"},
     };
     // clang-format on
     for (const auto& [wide, narrow] : rows) EXPECT_EQ(CStringHelper::ToString(wide), narrow);
