@@ -17,7 +17,8 @@ import unittest
 CMAKE, NINJA, COMPILER, SOURCES = sys.argv[1:5]
 PRESET = json.loads((pathlib.Path(SOURCES) / "CMakePresets.json").read_text())["configurePresets"][0]["cacheVariables"]
 # A compiler that is never started, so another one can be said to stand there.
-MICROSOFT = ("-DCMAKE_CXX_COMPILER_FORCED=1", "-DCMAKE_CXX_COMPILER_ID_RUN=1", "-DCMAKE_CXX_COMPILER_ID=MSVC")
+MICROSOFT = ("-DCMAKE_CXX_COMPILER_FORCED=1", "-DCMAKE_CXX_COMPILER_ID_RUN=1", "-DCMAKE_CXX_COMPILER_ID=MSVC",
+             "-DCMAKE_CXX_COMPILE_FEATURES=cxx_std_17;cxx_std_20")
 BY_COMPILER = re.escape(COMPILER) + " "
 OF_GCC_AND_CLANG = re.compile(r"(?:-[WO]|-f(?!PI[CE]\b)|-U|-D_FORTIFY)\S*")
 
