@@ -35,7 +35,7 @@ ImagesMessage DorVenImagesComm::handle(const ImagesMessage& request) {
     ImagesMessage answer = request;
     if (request.command == kCommandSnap) {
         M_TRACE(4, "SNAP");
-        // The echo looks like success to the asker, kept on purpose: hosts that send it expect their request back.
+        // kept on purpose: docs/oddities.md, snap-echo
         M_ASSERT(false, "false", "snapping not implemented");
     } else {
         M_TRACE(4, "FAILED");

@@ -107,8 +107,8 @@ std::shared_ptr<TeskImages> TeskImages::createUnlinked(const char* path) {
     return source;
 }
 
-/// The second size and the clipping keep these values whatever is configured, kept on purpose: hosts take the size of
-/// an image from width and height.
+/// The second size and the clipping keep these values whatever is configured;
+/// kept on purpose: docs/oddities.md, second-size
 void TeskImages::initImageMemory() {
     NUV::IMAGEMEMORY& record = *_imageMemory;
     record.width = record.secondWidth = kDefaultWidth;
@@ -161,7 +161,7 @@ double TeskImages::frameRate() {
 double TeskImages::setFrameRate(const double& f) {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::setFrameRate");
     M_ASSERT(f > 0.0, "f > 0.0", "invalid frame rate: %f", f);
-    _frameRate = f;  // also a refused one, kept on purpose: the host reads back what it set
+    _frameRate = f;  // kept on purpose: docs/oddities.md, refused-rate
     return f;
 }
 

@@ -42,7 +42,7 @@ struct TeskImages {
     virtual NUV::SmartMetaDataCaps& imageMemoryCaps();
     /// {width, height} in pixels and lines; empty without a record.
     virtual std::vector<std::uint64_t> imageSize();
-    /// {bytes per pixel}, not the pixel format, kept on purpose: the simulator lays out its lines by it.
+    /// {bytes per pixel}, not the pixel format; kept on purpose: docs/oddities.md, format-is-bytes
     virtual std::vector<std::int32_t> imageFormat();
     /// {x, y} in micrometres.
     virtual std::vector<double> pixelSize();
@@ -71,8 +71,8 @@ struct TeskImages {
     static std::shared_ptr<TeskImages> createUnlinked(const char* path);
 
     /// Makes the link to the simulator, which answers from now on; nothing when it is there. For the owner's thread.
-    /// An event or a memory that the system refuses is no failure, kept on purpose: hosts get their images from a
-    /// camera whose link is dead, too. The error trace tells what failed.
+    /// An event or a memory that the system refuses is no failure; the error trace tells what failed;
+    /// kept on purpose: docs/oddities.md, dead-link-opens
     /// @throws std::runtime_error  when an event's handle is the invalid one, which no system answers with.
     /// @throws std::system_error   when the system has no thread left.
     void link();

@@ -37,7 +37,7 @@ struct TeskImages::Run {
     double restedS = 0.0;    // of that
     ImageFifo fifo;
 
-    /// Told by the timeout, kept on purpose: with a period of 1.6 s or more, misses count between faked images, too.
+    /// Told by the timeout; kept on purpose: docs/oddities.md, faking-by-timeout
     State state() const {
         constexpr double kFakingBelowS = 1.6;  // a wait of at least this was one for the simulator
         if (!(timeoutS >= kFakingBelowS)) return State::faking;

@@ -63,8 +63,8 @@ std::uint64_t imageBytes(const NUV::IMAGEMEMORY& record) {
     return times(times(record.width, record.height), static_cast<std::uint64_t>(record.bytesPerPixel));
 }
 
-/// Opens the ring afresh. One whose writer laid it anew is replaced without giving the old link back, kept on purpose:
-/// the old link keeps the memory in place while the host may still look at it.
+/// Opens the ring afresh. One that its writer has recreated is replaced without giving the old link back;
+/// kept on purpose: docs/oddities.md, old-link-held
 bool openAfresh(ImageFifo& fifo) {
     fifo = openImageFifo();
     if (!fifo) return false;
@@ -72,8 +72,8 @@ bool openAfresh(ImageFifo& fifo) {
     return true;
 }
 
-/// Lines shorter than the image are handed on all the same, kept on purpose: it is the simulator that knows how much it
-/// wrote. The trace tells whoever wonders about the rest.
+/// Lines shorter than the image are handed on all the same, with an entry in the trace;
+/// kept on purpose: docs/oddities.md, short-lines
 void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
     const std::uint64_t pixelBytes = fifo.lineLength - sizeof(ImageLineHeader);
     const std::uint64_t expected = imageBytes(record);

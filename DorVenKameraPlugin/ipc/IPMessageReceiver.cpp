@@ -99,7 +99,7 @@ int IPMessageReceiver::wait(const double& timeoutSeconds) {
     const int eventResult = _event ? _event->Wait(timeoutSeconds) : 0;
     _tookSignal = eventResult == 1;
     _waitFailed = eventResult == 0;
-    // Before anything else, kept on purpose: a messenger answers to this once, and then to 3 until the peer is back.
+    // kept on purpose: docs/oddities.md, sender-gone-first
     if (_mem && !MMemFifo_IsWriterAttached(_mem)) {
         close();
         return 2;

@@ -35,8 +35,8 @@ public:
     virtual bool isConnected();
     /// Whether bytes wait; false, after an entry in the error log, when unattached.
     virtual bool hasData();
-    /// Reads up to size bytes. Fewer are no failure and nobody is told, kept on purpose: a message is read only after
-    /// it was signalled whole, so the rest of the buffer keeps its bytes and should be initialised.
+    /// Reads up to size bytes. Fewer are no failure, and the rest of the buffer keeps its bytes: initialise it;
+    /// kept on purpose: docs/oddities.md, short-read
     virtual void read(void* buffer, const std::size_t& size);
     /// Waits for the event, in seconds as MEvent::Wait has them, and afterwards, while not connected, tries to connect.
     /// @return  1 signalled, -1 timed out, 0 the wait failed; 2 the sender has gone, and this end is closed; 3 not

@@ -27,8 +27,7 @@ constexpr int kNotConnected = 3;
 constexpr double kWaitS = 5.0;
 constexpr double kSendS = 2.0;
 constexpr double kAtOnce = 0.0;
-/// Kept on purpose, negative as it is: it waits for 49.7 days, so as long as the thread needs.
-constexpr double kCloseS = -1.0;
+constexpr double kCloseS = -1.0;  // kept on purpose: docs/oddities.md, negative-wait
 
 constexpr std::uint64_t kNothingSent = 1;
 
@@ -103,7 +102,7 @@ IPMessenger::IPMessenger(std::shared_ptr<Comm> comm)
       _finished(std::make_shared<MProcessEvent>((_comm->requestId() + "_finished").c_str())),
       _request(_comm->requestSize()),
       _run(std::make_shared<Run>(_comm->requestSize(), _comm->responseSize())) {
-    // After the ends were made and without stopping anything, kept on purpose: hosts find both in their logs.
+    // kept on purpose: docs/oddities.md, bad-ids-go-on
     M_ASSERT(_comm->requestId() != "" && _comm->responseId() != "",
              "_comm->requestId() != \"\" && _comm->responseId() != \"\"", "empty id provided: '%s', '%s'",
              _comm->requestId().c_str(), _comm->responseId().c_str());
@@ -383,8 +382,7 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
     const void* const reply = comm->execute();
     if (run.left) return;
     run.echoes.answered(header.id, reply, comm->requestSize());
-    // Any frame that is no answer to the last request is answered, header unchanged, kept on purpose: the peer knows
-    // its answer by the id alone.
+    // kept on purpose: docs/oddities.md, every-frame-answered
     _sender->writeFrame(header, reply, comm->requestSize());
     _sender->notify();
 }
@@ -410,7 +408,7 @@ void IPMessenger::processWait(const FrameHeader& step) {
     setLast(step);
 }
 
-/// The step stays pending, kept on purpose: it is sent at the next signal, though its send has given up by then.
+/// The step stays pending; kept on purpose: docs/oddities.md, failed-step-pending
 void IPMessenger::processError(Run& run) {
     FrameHeader step = current();
     run.failedStep = step.id;

@@ -22,7 +22,7 @@ const char kFile[] = "DorVenPluginQImage";
 std::uint32_t low32(std::uint64_t value) { return static_cast<std::uint32_t>(value & 0xFFFFFFFFu); }
 
 /// Describes the images of a source to the host's display. Depth and palette are the same whatever the source
-/// delivers, kept on purpose: hosts read the real depth from the record.
+/// delivers; kept on purpose: docs/oddities.md, bitmap-depth
 tagBITMAPINFO describe(const IMAGEMEMORY& record) {
     tagBITMAPINFO bitmap{};
     bitmap.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
@@ -95,7 +95,7 @@ PluginCallStatus DorVenPlugin::grab() {
 
 PluginCallStatus DorVenPlugin::stop() {
     freeze();
-    return kNotSupported;  // though the images have stopped, kept on purpose: hosts take stop for not available
+    return kNotSupported;  // kept on purpose: docs/oddities.md, stop-refused
 }
 
 PluginCallStatus DorVenPlugin::freeze() {
@@ -159,7 +159,7 @@ PluginCallStatus DorVenPlugin::clippingCapability(eClippingParam which, std::uin
         *maximum = highest;
         *step = grid;
     };
-    // The rows differ, and W - 2 wraps below 2, both kept on purpose: hosts rely on a fixed width and a free height.
+    // kept on purpose: docs/oddities.md, clipping-ranges
     switch (which) {
         case eClippingParam::offsetX:
             answer(0, record->width - 2, 2);

@@ -17,8 +17,8 @@ std::int32_t CreatePlugin(PluginInterface** plugin, HMODULE module) {
     return 0;
 }
 
-/// Destroys a plugin object with its devices. The slot keeps its value, kept on purpose: the host drops its copy
-/// itself.
+/// Destroys a plugin object with its devices. The slot keeps its value;
+/// kept on purpose: docs/oddities.md, released-slot
 /// @return  0, also for an empty slot.
 std::int32_t ReleasePlugin(PluginInterface** plugin) {
     if (plugin) delete *plugin;

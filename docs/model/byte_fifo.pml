@@ -1,10 +1,10 @@
 /* The byte fifo's two offsets: one writer, one reader, a ring of DATA bytes of which one always stays free.
  *
- * Claims: the reader gets every committed byte once and in order; the writer never touches a byte that is still to be
- * read; the reader never takes one that is not committed. Bytes are numbered, so that order shows.
+ * Claims: the reader gets every committed byte once and in order. The writer never touches a byte that was not read
+ * yet. The reader never takes a byte that is not committed. Bytes are numbered, so that their order is visible.
  *
- * Variants that must fail: -DINDEX_FIRST stores an offset before the bytes are copied, as without the barrier between
- * the two; -DFULL_RING lets the writer use the free byte as well.
+ * Variants that must fail: -DINDEX_FIRST stores an offset before the bytes are copied, as if the barrier between the
+ * two were missing; -DFULL_RING lets the writer use the free byte, too.
  */
 #ifndef DATA
 #define DATA 4

@@ -1,10 +1,10 @@
 /* Closing a messenger: its owner asks the thread to end and waits for the completion event, which keeps one signal.
  * Other completions use the same event, and a messenger of the same id elsewhere may take a signal (STOLEN times).
  *
- * Claim: close always returns, and when it returns the thread has ended.
+ * Claim: close always returns, and when it returns, the thread has ended.
  *
- * Variant that must fail: -DSIGNAL_ALONE, close waits for the signal alone and does not look whether the thread has
- * ended: a thread that ends between the request and the clearing of an old signal is then waited for without end.
+ * Variant that must fail: -DSIGNAL_ALONE. Close waits for the signal alone and does not check whether the thread has
+ * ended. If the thread ends between the request and the clearing of an old signal, close waits for ever.
  */
 #ifndef STOLEN
 #define STOLEN 1

@@ -2,24 +2,24 @@
  * setters, and the kernel's queue of sleepers. Each step changes the shared word at once. A process may be killed between
  * any two steps (KILLS of them): first its thread is gone, its locks fall later.
  *
- * Order: the waiters sit down; then a setter sets SETS times, after it a second one once (SETTERS=2); a late poller polls
- * once meanwhile (LATE). With TIMED a wait may run out at any moment. When all have come to an end, or sleep for ever, the
- * checker polls until nothing is kept.
+ * Order: the waiters take seats. Then a setter sets SETS times, and a second setter once after it (SETTERS=2). Meanwhile
+ * a late poller polls once (LATE). With TIMED a wait may time out at any moment. When all have ended, or sleep for ever,
+ * the checker polls until no signal is kept.
  *
  * Claims
- *   No set is lost and none counts twice: as many signals are taken, at last by the checker, as were set; those that met a
- *   kept signal while nobody waited count as one with it.
+ *   No set is lost and none counts twice: as many signals are taken, the last ones by the checker, as were set. Sets that
+ *   met a kept signal while nobody waited count as one with it.
  *   A released waiter owns its signal: as long as each set finds a waiter, the late poller gets none.
- *   With a set for each, every waiter comes back; with DEAD_FIRST (kills come before the sets) every one that lives.
- *   With KILL_SETTER the next set brings a waiter back, and the killed one's set happened or did not.
+ *   With one set for each waiter, every waiter comes back; with DEAD_FIRST (kills before the sets) every living one.
+ *   With KILL_SETTER the next set brings a waiter back, and the killed setter's set happened or did not.
  *
  * Variants that must fail:
  *   -DMERGE           a set during a release that was not yet taken merges with it
- *   -DSTEAL           who polls takes the signal of one that was released
- *   -DNO_HAND_ON      a set does not look whether the one that it released has died
- *   -DHAND_ON_BLINDLY nor whether that one took its signal before it let go of its seat
- *   -DNO_LEFT_BEHIND  nobody looks for the signals of the dead
- *   -DNO_WAKE_AGAIN   a set wakes only the one that it has released itself
+ *   -DSTEAL           a poller takes the signal of a waiter that was released
+ *   -DNO_HAND_ON      a set does not check whether the waiter that it released has died
+ *   -DHAND_ON_BLINDLY a set does not check whether that waiter took its signal before it left its seat
+ *   -DNO_LEFT_BEHIND  nobody looks for the signals of dead waiters
+ *   -DNO_WAKE_AGAIN   a set wakes only the waiter that it has released itself
  */
 #define WAITERS 2
 #ifndef SITTING

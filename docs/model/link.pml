@@ -1,19 +1,19 @@
 /* The request/response link: two processes, each with a sender, a receiver and the messenger's loop. Side 1 asks,
  * side 0 answers, as the simulator and the camera do.
  *
- * Memory m is written by side m and read by the other one. It exists as long as somebody holds it; the marks and the
- * frame in it survive the death of one holder. Event m wakes the reader of memory m and keeps one signal.
+ * Side m writes memory m, and the other side reads it. It exists as long as a side holds it; the marks and the frame in
+ * it survive the death of one holder. Event m wakes the reader of memory m and keeps one signal.
  *
- * What may go wrong besides, each only so many times: a process is killed between any two stores and started again
- * (KILLS), a wait fails (FAILED_WAITS), something takes so long that a wait runs out meanwhile, or meets the moment
- * between a sender's two steps of laying a fifo (LATE).
+ * What may go wrong, each for a limited number of times: a process is killed between any two stores and started again
+ * (KILLS); a wait fails (FAILED_WAITS); something takes so long that a wait times out meanwhile, or that it meets the
+ * moment between a sender's two steps of recreating a fifo (LATE).
  *
  * Claim, checked as "no run without progress" under weak fairness: once these are used up, requests are answered again
  * and again, from every state that can be reached. And no request is answered with the answer to another one.
  *
  * Each healing step of the messenger has a variant without it, which must fail: -DNO_REATTACH, -DNO_LOOK, -DNO_SEEK,
- * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT, -DPIECES_ALONE; and so must -DKNOCK_ALWAYS beside
- * -DFOLLOWS_RULES_ALONE=1, a peer that takes none of the steps. README.md tells what they find.
+ * -DNO_LEAVE, -DNO_RELAY, -DNO_ECHO_LIMIT, -DPIECES_ALONE. -DKNOCK_ALWAYS together with -DFOLLOWS_RULES_ALONE=1, a peer
+ * that takes none of the steps, must fail, too. README.md explains what they find.
  */
 #ifndef KILLS
 #define KILLS 1

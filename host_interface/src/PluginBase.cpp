@@ -10,7 +10,7 @@ namespace NUV {
 PluginBase::PluginBase(HMODULE module) : _module(module), _moduleFolder{}, _devicesPending(true), _cursor(0) {
     if (GetModuleFileNameA(module, _moduleFolder, sizeof _moduleFolder) == 0) return;
     _moduleFolder[sizeof _moduleFolder - 1] = '\0';  // a name that did not fit may come without its terminator
-    // Only the backslash separates here, kept on purpose: a name without one is handed on whole.
+    // kept on purpose: docs/oddities.md, module-folder
     if (char* separator = std::strrchr(_moduleFolder, '\\')) separator[1] = '\0';
 }
 

@@ -121,7 +121,7 @@ const char* PluginDeviceBase::getProperty(std::int32_t id) {
 
 PluginCallStatus PluginDeviceBase::setProperty(std::int32_t id, const char* text) {
     if (!text) return kDone;
-    // Blank and byte 0x15 alone are cut, kept on purpose: hosts compare the texts that this leaves.
+    // kept on purpose: docs/oddities.md, property-trim
     const std::string_view whole = text;
     _properties[id] = whole.substr(0, whole.find_last_not_of(" \x15") + 1);
     return kDone;
@@ -278,7 +278,7 @@ PluginCallStatus PluginDeviceBase::deviceInformation(const char** document) {
     // The root has neither name nor value; the header takes their place.
     CXmlNode tree(nullptr, nullptr, nullptr);
     CXmlNode* info = tree.AddNode(L"Info");
-    if (!info) return {0, 0};  // neither done nor refused, kept on purpose: hosts read it as "no document yet"
+    if (!info) return {0, 0};  // kept on purpose: docs/oddities.md, no-document-yet
     for (const PropertyKey& row : kPropertyKeys) {
         const char* text = getProperty(row.id);
         if (!text) continue;
@@ -287,7 +287,7 @@ PluginCallStatus PluginDeviceBase::deviceInformation(const char** document) {
         item->SetValue(L"@key", row.key);
         item->SetValue(L"@value", CStringHelper::ToWString(text).c_str());
     }
-    // The header announces "unicode" though the text is narrowed, kept on purpose: hosts compare its beginning.
+    // kept on purpose: docs/oddities.md, unicode-header
     const std::size_t length = tree.SaveToString(nullptr, 0, kDocumentHeader);
     std::wstring text(length + 1, L'\0');
     tree.SaveToString(text.data(), text.size(), kDocumentHeader);
@@ -308,7 +308,7 @@ bool PluginDeviceBase::nextInterfaceKind(std::uint32_t* kind) {
         const auto append = [this](bool supported, InterfaceKind supportedKind) {
             if (supported) _kinds.push_back(static_cast<std::uint32_t>(supportedKind));
         };
-        // Not in the order of the codes, kept on purpose: hosts list a device's kinds in this order.
+        // kept on purpose: docs/oddities.md, kinds-order
         append(imageSupported(), InterfaceKind::image);
         append(cameraControlSupported(), InterfaceKind::cameraControl);
         append(motorSupported(), InterfaceKind::motor);

@@ -13,8 +13,8 @@ inline constexpr char kImageSection[] = "image";
 struct CameraNumber {
     const char* key;
     std::int64_t standard;  // without an entry
-    // A size has 64 bits, and one whose text is no number is 0, kept on purpose: hosts see the mistake in the record.
-    // The others have 32 bits, and keep the standard then.
+    // A size has 64 bits, and one whose text is no number is 0. The others have 32 bits, and keep the standard then.
+    // kept on purpose: docs/oddities.md, size-without-number
     bool isSize;
 };
 

@@ -43,7 +43,7 @@ struct FixedPlace {
     int line;
 };
 
-/// Kept on purpose: whoever searches a host's logs knows these statements by their numbers.
+// kept on purpose: docs/oddities.md, entry-numbers
 inline constexpr FixedPlace kFixedPlaces[] = {
     { "DorVenPlugin",          31 },  // a device is made
     { "DorVenPlugin",          41 },  // and goes

@@ -6,7 +6,7 @@ namespace {
 
 const char kFile[] = "merror/inc/errtrace";
 
-constexpr int kTooLongLine = 89;  // kept on purpose: hosts know the entry by this number
+constexpr int kTooLongLine = 89;  // kept on purpose: docs/oddities.md, entry-numbers
 constexpr std::size_t kTextSize = 255;
 
 void reportPlatformFinding(const char* text) { M_ERRTRACE("%s", text); }

@@ -228,10 +228,9 @@ std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, std::string& text
 /// the old content. Its folder's name has at most 246 characters. On Windows it fails while anybody has the file open;
 /// on Linux who has it open keeps the old content. A read-only file, on Linux one that its owner may not write, is not
 /// replaced: -1, and it stays as it was. On Linux the new file takes over the permissions of the old one. A symbolic
-/// link is replaced, not the file that it leads to, kept on purpose: temporary file and rename belong to the folder and
-/// the name that the caller gave; whoever wants the target replaced resolves the link first. What somebody puts in
-/// place of the temporary file meanwhile is not written; nor is it renamed, unless it comes in the moment between the
-/// last look at it and the rename.
+/// link is replaced, not the file that it leads to; kept on purpose: docs/oddities.md, link-replaced.
+/// What somebody puts in place of the temporary file meanwhile is not written; nor is it renamed, unless it comes in
+/// the moment between the last look at it and the rename.
 std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std::size_t size, int mode);
 
 /// MFastFile_WriteAtOnce of a text with CR LF for every LF and every CR alone; CR LF stays.

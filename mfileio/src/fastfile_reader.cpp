@@ -180,7 +180,7 @@ bool MFastFileReader::ReadLine(std::string& line) {
             M_ERRTRACE("MFastFileReader::ReadLine(STL): fill_buffer() failed");
             break;
         case LineScan::failedBehindCr:
-            // Without the blank, kept on purpose: it tells this place from the one above.
+            // kept on purpose: docs/oddities.md, readline-blank
             M_ERRTRACE("MFastFileReader::ReadLine(STL):fill_buffer() failed");
             break;
     }

@@ -162,8 +162,7 @@ std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std
     if (!temporary) return -1;
     platform_takePermissions(fileName, temporary.get());  // before it holds anything that others must not read
     bool done = writeFile(temporary.get(), data, size, MFastFile::kTruncate, true);
-    // Renamed also when writing failed, kept on purpose: whatever happened, a user finds one file of the name and no
-    // temporary one beside it, and knows by the result -1 that its content may be incomplete.
+    // kept on purpose: docs/oddities.md, rename-after-failure
     if (!file_rename(temporary.get(), fileName)) {
         M_ERRTRACE("MFastFile_WriteAtOnce(): file_rename(%s,%s) failed: %s", temporary.get(), fileName,
                    std::strerror(errno));

@@ -22,7 +22,7 @@ int file_type(const char* name) {
     }
     _findclose(search);
     if (found.attrib & _A_SUBDIR) return 'd';
-    // Distinct from an ordinary file, kept on purpose: who lists a folder by these letters can leave such files out.
+    // kept on purpose: docs/oddities.md, hidden-file-letter
     if (found.attrib & (_A_HIDDEN | _A_SYSTEM)) return ' ';
     return '-';
 }

@@ -62,7 +62,7 @@ void MMemFifo_Unlink(void* memory);
 std::size_t MMemFifo_Read(void* memory, void* target, std::size_t maximum, std::size_t memorySize = SIZE_MAX);
 
 /// Drops everything that waits.
-/// @return  The new read offset, kept on purpose: peers know it as such, it is no count.
+/// @return  The new read offset, no count; kept on purpose: docs/oddities.md, clear-returns-offset
 std::size_t MMemFifo_Clear(void* memory);
 
 // ---- either side

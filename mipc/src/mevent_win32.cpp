@@ -13,8 +13,7 @@ HANDLE MEvent_Create(const char* name) {
         const DWORD error = GetLastError();
         M_ERRTRACE("MEvent_Create(): CreateEvent() failed: %d", static_cast<int>(error));
     }
-    // Kept on purpose: null, which is how the system refuses an event, is handed on without an entry. Callers rely on
-    // an event object that cannot wait rather than on an error here.
+    // kept on purpose: docs/oddities.md, refused-event
     return event;
 }
 

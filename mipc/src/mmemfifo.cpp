@@ -111,8 +111,7 @@ int MMemFifo_Write(void* memory, const void* source, std::size_t count, std::siz
 int MMemFifo_Link(void* memory) {
     if (!memory) return 0;
     if (!takeMark(memory, kReaderMark, dataAreaOf(memory))) {
-        // "exlusive" is kept on purpose: hosts search their logs for this text. So is that the writer is not looked at,
-        // in spite of it: a reader may come first.
+        // kept on purpose: docs/oddities.md, exlusive-reader
         M_ERRTRACE("MMemFifo_Link(): Fifo not initialized or already has an exlusive reader");
         return 0;
     }

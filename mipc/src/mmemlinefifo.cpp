@@ -87,7 +87,7 @@ int MMemLineFifo_PutLine(void* memory) {
 int MMemLineFifo_Link(void* memory) {
     if (!memory) return 0;
     if (!takeMark(memory, kReaderMark, dataAreaOf(memory))) {
-        // "exlusive" is kept on purpose: hosts search their logs for this text.
+        // kept on purpose: docs/oddities.md, exlusive-reader
         M_ERRTRACE("MMemLineFifo_Link(): Fifo not initialized or already has an exlusive reader");
         return 0;
     }

@@ -39,6 +39,6 @@ DWORD MProcessEvent_Milliseconds(double seconds) {
     const double milliseconds = std::trunc(seconds * 1000.0);
     if (std::isnan(milliseconds) || milliseconds < -kTwoTo63) return 0;
     if (milliseconds >= kTwoTo63) return INFINITE;
-    // Kept on purpose: the low 32 bits alone count, so that a negative time waits long, as hosts know it.
+    // kept on purpose: docs/oddities.md, negative-wait
     return static_cast<DWORD>(static_cast<std::uint64_t>(static_cast<std::int64_t>(milliseconds)));
 }

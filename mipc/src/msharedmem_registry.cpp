@@ -4,8 +4,7 @@
 
 namespace {
 
-// Kept on purpose: whoever searches the log for shared memory finds all of it under one name.
-const char kFile[] = "mipc/src/msharedmem_win32";
+const char kFile[] = "mipc/src/msharedmem_win32";  // kept on purpose: docs/oddities.md, shared-memory-place
 
 // Both are made at the first use and never destroyed: memory may be unlinked by destructors of static objects.
 MSharedMemRegistry& registry() {

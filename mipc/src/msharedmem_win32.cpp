@@ -123,7 +123,7 @@ void* linkOrCreateMemory(const char* name, std::size_t size) {
     const HANDLE mapping = createMapping(name, size);
     const DWORD createError = GetLastError();
     if (!mapping) {
-        // Kept on purpose, here and for the view: both report under Create's name; hosts search their logs for it.
+        // kept on purpose: docs/oddities.md, shared-memory-callers
         M_ERRTRACE("MSharedMem_Create(): CreateFileMapping() failed (%d)", static_cast<int>(createError));
         return nullptr;
     }
@@ -176,8 +176,8 @@ int unlinkMemory(void* memory) {
         return 0;
     }
     const HANDLE mapping = entry->second.handle;
-    // The link is given back whatever the system says below, so the result stays 1. The two texts that name
-    // MSharedMem_Destroy are kept on purpose: hosts search their logs for them.
+    // The link is given back whatever the system says below, so the result stays 1.
+    // kept on purpose: docs/oddities.md, shared-memory-callers
     if (!DeleteLinkInfo(memory)) M_ERRTRACE("MSharedMem_Destroy(): DeleteLinkInfo() failed");
     if (!UnmapViewOfFile(memory)) {
         const DWORD error = GetLastError();
@@ -215,7 +215,7 @@ int destroyMemory(void* memory) {
     }
     if (!CloseHandle(mapping)) {
         const DWORD error = GetLastError();
-        // Kept on purpose: of all failures here this one goes to the error log, where operators look.
+        // kept on purpose: docs/oddities.md, destroy-error-log
         M_ERRLOG("MSharedMem_Destroy(): CloseHandle() failed (%d)", static_cast<int>(error));
         result = 0;
     }
@@ -230,7 +230,7 @@ const char* nameOf(const void* memory) {
     const MSharedMem_RegistryLock lock;
     const auto entry = SearchMemLinkInfo(memory);
     if (entry == MSharedMem_NoLinkInfo()) {
-        // The missing blank is kept on purpose: hosts search their logs for this text.
+        // kept on purpose: docs/oddities.md, getname-failed
         M_ERRTRACE("MSharedMem_GetName()failed: call MSharedMem_Link() or MSharedMem_LinkOrCreate() first");
         return nullptr;
     }
@@ -246,7 +246,7 @@ std::size_t sizeOf(const void* memory) {
     const MSharedMem_RegistryLock lock;
     const auto entry = SearchMemLinkInfo(memory);
     if (entry == MSharedMem_NoLinkInfo()) {
-        // Kept on purpose: GetName's text, unchanged; hosts search their logs for it.
+        // kept on purpose: docs/oddities.md, getname-failed
         M_ERRTRACE("MSharedMem_GetName()failed: call MSharedMem_Link() or MSharedMem_LinkOrCreate() first");
         return kNoSize;
     }

@@ -1,6 +1,7 @@
 // Ini data in memory. TWO WAYS TO LOSE A FILE: Save writes what is held, also behind an Open that refused a line and so
 // read no further; ask HoldsWholeFile first. And a save that replaces the file (kReplaceOnSave) replaces it also when
-// writing failed, on a full disk by its beginning: fastfile.h. Both are kept on purpose, see there and at Save.
+// writing failed, on a full disk by its beginning: fastfile.h;
+// kept on purpose: docs/oddities.md, rename-after-failure
 //
 // Ini data are sections, their entries and every other line, so that a file can be read with typed getters and comes
 // back with its comments and the order of lines inside each section.
@@ -86,9 +87,9 @@ public:
     void append(typename EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry);
 
     /// Removes an entry and its line. The entry is found as everywhere; the line is looked for from the top by the name
-    /// as it is given, trailing blanks included, kept on purpose: only a caller who spells the name as it stands in the
-    /// file loses a line of it. A line without a name before '=' that stands above it ends the search. When no line is
-    /// found, the entry is forgotten and its line stays: false after an entry in the error trace.
+    /// as it is given, trailing blanks included; kept on purpose: docs/oddities.md, delete-by-exact-name.
+    /// A line without a name before '=' that stands above it ends the search. When no line is found, the entry is
+    /// forgotten and its line stays: false after an entry in the error trace.
     bool DeleteEntry(std::string_view name);
 
     EntryMap entry_map;  // refers to lines below
@@ -112,10 +113,11 @@ class MIniDataT {
 public:
     using Section = MIniDataSectionT<Compare>;
 
-    // Options, to be combined. The second has the effect of the first as well, kept on purpose: with that one option
-    // a file joined from several, lists of bare words included, is read.
-    // The name of a line without '=' is all of it behind leading blanks, kept on purpose: "word" and "word " are two
-    // entries. A getter, which trims what it is asked for, does not find the second; EntryExists and GetEntryNames do.
+    // Options, to be combined. The second has the effect of the first as well;
+    // kept on purpose: docs/oddities.md, replace-accepts-bare.
+    // The name of a line without '=' is all of it behind leading blanks: "word" and "word " are two entries. A getter,
+    // which trims what it is asked for, does not find the second; EntryExists and GetEntryNames do;
+    // kept on purpose: docs/oddities.md, bare-line-name
     static constexpr std::uint32_t kAcceptBareLines = 0x01;  // a line without '=' or without a name is an entry, too
     static constexpr std::uint32_t kReplaceSections = 0x02;  // a repeated section replaces the earlier one
     static constexpr std::uint32_t kFlushOnSave = 0x08;      // Save returns when the disk has the bytes
@@ -140,8 +142,8 @@ public:
     ~MIniDataT();
 
     /// Reads a file in place of the present content. A file that does not exist is a new, empty one: true, and
-    /// FileAbsent. UTF-8 may begin with its mark; UTF-16 and UTF-32 are refused. Empty lines are dropped, kept on
-    /// purpose: a file that is read and saved again and again does not gather them; lines of blanks stay. When it
+    /// FileAbsent. UTF-8 may begin with its mark; UTF-16 and UTF-32 are refused. Empty lines are dropped, lines of
+    /// blanks stay; kept on purpose: docs/oddities.md, empty-lines-dropped. When it
     /// fails, the lines before the failure stay readable until the next Close. A pipe or a device is refused without
     /// being read, and so is a file of more than kGreatestFile bytes, at the latest when so many were read.
     bool Open(const char* fileName);
@@ -153,8 +155,8 @@ public:
     bool Reload();
 
     /// Writes the content string into the file that was opened, with CR LF as line ends, whether it existed or not;
-    /// also behind an Open that failed, whose lines before the failure then replace the whole file. Kept on purpose:
-    /// who repairs a damaged file saves what could be read of it. Everybody else asks HoldsWholeFile first.
+    /// also behind an Open that failed, whose lines before the failure then replace the whole file: ask HoldsWholeFile
+    /// first; kept on purpose: docs/oddities.md, save-what-was-read
     bool Save();
 
     /// Whether what Save would write is all that the last Open saw in the file, but for what was set, added, renamed
@@ -181,7 +183,7 @@ public:
     const std::string& GetLastErrorText() const { return _lastError; }
 
     /// All lines, each ended by LF: those above the first section, then the sections in ascending order of their names,
-    /// not in the file's order; kept on purpose: two files with the same sections compare line by line.
+    /// not in the file's order; kept on purpose: docs/oddities.md, sections-sorted
     std::string GetContentString() const;
 
     /// Reads a text in place of the present content; LF, CR and CR LF end a line. File name and options stay, and
@@ -202,8 +204,8 @@ public:
 
     // Setters. They take the place of an entry's value, and leave its name, the blanks behind it and the '=' as they
     // are. A missing entry becomes the section's last line, a missing section is added. A name that begins as a comment
-    // does is refused, with nothing added. Other names and texts are taken as they are, kept on purpose: the caller
-    // decides what stands in its file. With '=', a leading blank or a line end in them they read differently from it.
+    // does is refused, with nothing added. Other names and texts are taken as they are. With '=', a leading blank or
+    // a line end in them they read differently from the file; kept on purpose: docs/oddities.md, names-as-given
 
     bool SetStringEntry(const char* section, const char* entry, const char* text);
     bool SetLongEntry(const char* section, const char* entry, std::int32_t value);
@@ -229,8 +231,8 @@ public:
 
     bool SectionExists(const char* section) const;
 
-    /// Unlike the getters it takes the name as it is, trailing blanks included; kept on purpose: it tells whether
-    /// exactly this name would stand in GetEntryNames.
+    /// Whether exactly this name would stand in GetEntryNames: trailing blanks count, unlike in the getters;
+    /// kept on purpose: docs/oddities.md, exact-entry-exists
     bool EntryExists(const char* section, const char* entry) const;
 
     std::size_t GetSectionCount() const { return _sections.size(); }

@@ -1,6 +1,5 @@
 // Assertions that report and go on: a failed one leaves one entry in the error log, nothing is thrown or stopped.
-// The line behind an assertion therefore guards itself. Going on is kept on purpose: a camera that reports a fault is
-// of use to a measuring host, one that ends its process is not.
+// The line behind an assertion therefore guards itself; kept on purpose: docs/oddities.md, assertions-go-on
 #pragma once
 
 #include <exception>

@@ -22,8 +22,8 @@ std::string stl_string_format_va(const char* format, std::va_list arguments) PLA
 /// of the process's locale. What lies outside the range is limited to it.
 ///
 /// @param value  Untouched unless the result is true.
-/// @param whole  Whether the number has to reach to the end of the text; an empty text is then the number 0, kept on
-///               purpose: a field that was left empty counts as 0.
+/// @param whole  Whether the number has to reach to the end of the text; an empty text is then the number 0;
+///               kept on purpose: docs/oddities.md, empty-text-is-zero
 /// @return       Whether there is such a number.
 bool stl_string_to_double(const std::string& text, double& value, bool whole);
 
@@ -44,7 +44,7 @@ std::string stl_double_to_string(double value, int precision);
 
 /// Removes quoting as a command line has it: double quotes go, a backslash takes the double quote or backslash behind
 /// it as it is. The first of double quote, backslash and blank in the text must not be a blank; later blanks stay,
-/// quoted or not. That is kept on purpose: quoted folder names with further words behind them stay usable.
+/// quoted or not; kept on purpose: docs/oddities.md, unquote-later-blanks
 ///
 /// @param text  Replaced by the unquoted text; untouched when the result is false.
 /// @return      false, after an entry in the error trace, for such a blank, a quote without end or another backslash.

@@ -48,7 +48,7 @@ bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, st
 
 template <typename Compare>
 bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
-    // Reported under the name for 32 bits, kept on purpose: one search of a log finds refused integers of both widths.
+    // kept on purpose: docs/oddities.md, setlonglong-name
     if (namesComment(entry)) {
         return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%lld\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
@@ -168,7 +168,7 @@ bool MIniDataT<Compare>::RenameSection(const char* oldName, const char* newName)
     }
     Section* const source = find_section(oldName);
     if (!source) {
-        // The wording is kept on purpose: whoever searches logs for this text goes on finding it.
+        // kept on purpose: docs/oddities.md, doesnt-exists
         M_ERRTRACE("%s(): the source section \"%s\" doesn't exists", kFunction, oldName);
         return false;
     }

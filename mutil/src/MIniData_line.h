@@ -11,8 +11,7 @@ constexpr std::size_t kLastErrorSize = 1024;
 constexpr std::size_t kUsualLinesPerSection = 10;
 
 constexpr std::string_view kBlanks = " \t";
-// All four are kept on purpose: a file whose remarks begin in any of these ways is read, not refused.
-constexpr std::string_view kCommentMarks = "#*/;";
+constexpr std::string_view kCommentMarks = "#*/;";  // kept on purpose: docs/oddities.md, comment-marks
 
 constexpr std::string_view withoutTrailingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);
@@ -21,8 +20,7 @@ constexpr std::string_view withoutTrailingBlanks(std::string_view text) {
 constexpr bool beginsComment(char firstVisible) { return kCommentMarks.find(firstVisible) != std::string_view::npos; }
 
 // The name of an entry's line: from its first visible character up to '=', without blanks at its end. Without '=' it is
-// the whole rest of the line, blanks at its end included, kept on purpose: lists of bare words may hold two that differ
-// in nothing else, and neither line gets lost.
+// the whole rest of the line, blanks at its end included; kept on purpose: docs/oddities.md, bare-line-name
 constexpr std::string_view entryName(std::string_view line, std::size_t nameBegin, std::size_t equals) {
     if (equals == std::string_view::npos) return line.substr(nameBegin);
     return withoutTrailingBlanks(line.substr(nameBegin, equals - nameBegin));

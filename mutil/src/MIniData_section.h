@@ -15,8 +15,8 @@
 
 namespace {
 
-// Assigns what the value begins with, also when that is no number. The 0 is kept on purpose: a caller that reads on
-// without looking at the result has a defined number, not what stood in its variable before.
+// Assigns what the value begins with, and 0 when that is no number;
+// kept on purpose: docs/oddities.md, no-number-is-zero
 template <typename Value, typename Convert>
 bool getNumber(const MIniDataEntry* entry, Value& value, Convert convert) {
     if (!entry) return false;
@@ -156,7 +156,7 @@ bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
             M_ERRTRACE("MIniDataSectionT::DeleteEntry(): no entry name in \"%.50s\"", lineText.c_str());
             return false;
         }
-        // Byte by byte, kept on purpose: only a caller who spells the name as it stands in the file loses a line of it.
+        // kept on purpose: docs/oddities.md, delete-by-exact-name
         if (entryName(lineText, begin, equals) != name) continue;
         // A line without '=' may have been given this text as its value; its own name must not outlive it.
         std::erase_if(entry_map, [&line](const auto& entry) { return entry.second == line->get(); });

@@ -12,7 +12,7 @@ namespace {
 const char kFile[] = "mutil/src/stl_utilities";
 
 // Stores what convert reads at the text's start: something of it, or all of it where that is asked for. All of an empty
-// text is read as 0, kept on purpose: a field that was left empty counts as 0 for who asks for the whole.
+// text is read as 0; kept on purpose: docs/oddities.md, empty-text-is-zero
 template <typename Value, typename Convert>
 bool convertText(const std::string& text, Value& value, bool whole, Convert convert) {
     char* end = nullptr;
