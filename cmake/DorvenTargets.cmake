@@ -18,13 +18,17 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN" ${DORVEN_HOST_RUNTIME_DIR})
 
 if(WIN32)
     set(DORVEN_SYSTEM win32)
-    # No runtime DLL of the compiler is needed beside the results.
-    add_link_options(-static)
 else()
     set(DORVEN_SYSTEM posix)
 endif()
+if(MINGW)
+    # No runtime DLL of the compiler is needed beside the results.
+    add_link_options(-static)
+endif()
 
-if(DORVEN_SANITIZE)
+if(DORVEN_SANITIZE AND NOT DORVEN_GCC_OR_CLANG)
+    message(FATAL_ERROR "DORVEN_SANITIZE needs GCC or Clang, and this is ${CMAKE_CXX_COMPILER_ID}")
+elseif(DORVEN_SANITIZE)
     # No vptr check: a host calls the plugin's objects without having its type information.
     add_compile_options(-fsanitize=${DORVEN_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
@@ -34,15 +38,13 @@ if(DORVEN_SANITIZE)
 endif()
 
 function(_dorven_common target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    dorven_warn(${target})
     # Checked library containers wherever a sanitizer watches and in debug builds.
     if(DORVEN_SANITIZE)
         target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
     endif()
     if(WIN32)
         target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0A00)
-        # %Iu is what this system's formats use; all else in them stays checked.
-        target_compile_options(${target} PRIVATE -Wno-pedantic-ms-format)
     endif()
 endfunction()
 
@@ -65,7 +67,8 @@ endfunction()
 # Sources that read options: they run once, and optimising all that their headers bring takes half of their time to
 # compile.
 function(dorven_runs_once)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "$<$<CONFIG:Release>:-O1>")
+    set_source_files_properties(${ARGN} PROPERTIES
+        COMPILE_OPTIONS "$<$<AND:$<BOOL:${DORVEN_GCC_OR_CLANG}>,$<CONFIG:Release>>:-O1>")
 endfunction()
 
 # dorven_add_shared_library(NAME EXPORTS BASENAME SOURCES … LINKS … [PRIVATE_LINKS …])
@@ -84,7 +87,7 @@ function(dorven_add_shared_library name)
         set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.map)
         target_link_options(${name} PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined-version)
         set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${map})
-    elseif(WIN32)
+    elseif(MINGW)
         target_link_options(${name} PRIVATE -Wl,--exclude-all-symbols)
     endif()
     _dorven_common(${name})
@@ -168,7 +171,7 @@ function(dorven_add_test name)
     endif()
     _dorven_common(${name})
     # What is tested is optimised, its tests are not: they would take twice as long to compile.
-    target_compile_options(${name} PRIVATE -O0)
+    target_compile_options(${name} PRIVATE $<$<BOOL:${DORVEN_GCC_OR_CLANG}>:-O0>)
     _dorven_use_precompiled_gmock(${name})
     if(arg_NEEDS)
         add_dependencies(${name} ${arg_NEEDS})

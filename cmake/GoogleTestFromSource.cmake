@@ -4,10 +4,12 @@ set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
 add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
 # g++ 12 sees a false overlap in std::string there when it optimises.
-target_compile_options(gtest PRIVATE -Wno-restrict)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(gtest PRIVATE -Wno-restrict)
+endif()
 # Not on Windows: unoptimised they call the C runtime's stat, and its library then has a second __imp__stat64 beside the
 # one by which tests override that call.
-if(NOT WIN32)
+if(DORVEN_GCC_OR_CLANG AND NOT WIN32)
     target_compile_options(gtest PRIVATE -O0)
     target_compile_options(gmock PRIVATE -O0)
 endif()

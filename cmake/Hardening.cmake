@@ -12,15 +12,17 @@ if(DORVEN_SANITIZE OR NOT DORVEN_HARDEN)
     set(DORVEN_HARDENED 0)
 endif()
 
-if(WIN32)
+if(MINGW)
     add_link_options(-Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
-else()
+elseif(DORVEN_GCC_OR_CLANG)
     add_link_options("$<${DORVEN_HARDENED}:-Wl,-z,relro;-Wl,-z,now>")
 endif()
 
 # Compiles a target so. Not for tests: they are not optimised, which checked calls need.
 function(dorven_harden target)
-    if(WIN32)
+    if(NOT DORVEN_GCC_OR_CLANG)
+        return()
+    elseif(WIN32)
         target_compile_options(${target} PRIVATE "$<${DORVEN_HARDENED}:-fstack-protector-strong>")
         if(NOT target STREQUAL "platform")
             target_link_libraries(${target} PRIVATE "$<LINK_ONLY:platform>")  # has the protector's own part
@@ -54,6 +56,17 @@ function(dorven_add_host_runtime_test)
     endif()
     find_program(DORVEN_PYTHON python3 REQUIRED)
     add_test(NAME host_runtime_runpath
-        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/host_runtime_test.py ${CMAKE_COMMAND} ${CMAKE_MAKE_PROGRAM}
-            ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/host_runtime_test.py ${CMAKE_COMMAND}
+            ${CMAKE_MAKE_PROGRAM} ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
+endfunction()
+
+# Configures for several compilers and with several options, which the other tests cannot do either.
+function(dorven_add_compiler_options_test)
+    if(NOT DORVEN_BUILD_TESTS OR WIN32 OR DORVEN_SANITIZE OR NOT CMAKE_GENERATOR STREQUAL "Ninja")
+        return()
+    endif()
+    find_program(DORVEN_PYTHON python3 REQUIRED)
+    add_test(NAME compiler_options
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/compiler_options_test.py ${CMAKE_COMMAND}
+            ${CMAKE_MAKE_PROGRAM} ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
 endfunction()

@@ -33,8 +33,8 @@ install(TARGETS DorVenKameraPlugin host_interface_headers platform EXPORT DorVen
     LIBRARY DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}/dorven")
 
-# A host has loaded its libraries before it loads the plugin: what is installed names no folder of the machine that built
-# it. CMake itself changes a RPATH with this call, which its manual leaves out.
+# A host has loaded its libraries before it loads the plugin: what is installed names no folder of the machine that
+# built it. CMake itself changes a RPATH with this call, which its manual leaves out.
 function(install_without_host_folder target folder)
     get_target_property(entries ${target} INSTALL_RPATH)
     list(JOIN entries ":" built)
@@ -89,13 +89,17 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/scenarios")
 endif()
 file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
 install(FILES ${pages} DESTINATION "${DORVEN_INSTALL_DOCDIR}/docs")
-install(FILES README.md CHANGELOG.md DESTINATION "${DORVEN_INSTALL_DOCDIR}")
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION "${DORVEN_INSTALL_DOCDIR}")
 file(GLOB licences CONFIGURE_DEPENDS LICEN[CS]E* COPYING*)
 if(licences)
     install(FILES ${licences} DESTINATION "${DORVEN_INSTALL_DOCDIR}")
 endif()
-# The programs hold these libraries, whose terms want their notices to come along.
-foreach(package libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev)
+# The programs hold these libraries, whose terms want their notices to come along; docs/third-party.md names them.
+set(notices libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev)
+if(MINGW)
+    list(APPEND notices gcc-mingw-w64-base mingw-w64-common)
+endif()
+foreach(package IN LISTS notices)
     if(EXISTS "/usr/share/doc/${package}/copyright")
         install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${DORVEN_INSTALL_DOCDIR}/third-party"
             RENAME "${package}.txt")
@@ -106,6 +110,7 @@ endforeach()
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
 dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})
 dorven_add_host_runtime_test()
+dorven_add_compiler_options_test()
 if(DORVEN_BUILD_TESTS)
     find_program(DORVEN_PYTHON python3 REQUIRED)
     add_test(NAME installed_headers

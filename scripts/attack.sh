@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # shellcheck disable=SC2317  # sections are called by their names
-# Attacks simulator and host from outside, as a faulty host, another user or a machine in trouble does, and requires that
-# they survive, or end with a code and a sentence that says what is wrong. Linux; each run has objects, files and, where
-# the machine allows it, mounts of its own. The programs are those of the build with sanitizers.
+# Attacks simulator and host from outside, as a faulty host, another user or a machine in trouble does, and requires
+# that they survive, or end with a code and a sentence that says what is wrong. Linux; each run has objects, files and,
+# where the machine allows it, mounts of its own. The programs are those of the build with sanitizers.
 #
 #   scripts/attack.sh                      every section
 #   scripts/attack.sh --short [SECTION …]  a test: the sections that are quick, and all of them briefly
@@ -22,7 +22,7 @@ ring       | s | - | random numbers into the ring, as fast as they can be stored
 fifos      | s | - | the same into both message fifos of the link
 names      | s | - | links, folders and pipes in the place of each object
 folder     | s | m | links, files, pipes, another mode and another owner in the place of the folder of all objects
-full       | s | m | shared memory is full, has room for some objects only, or for no more files; becomes full while images flow
+full       | s | m | shared memory is full, has room for some objects only, or for no more files; it fills up
 readonly   | s | m | shared memory is read-only from the beginning, or after programs have used it
 absent     | s | m | there is no place for shared memory, or a file is in its place
 links      | s | - | links under the names that files have while they are written, and a file of the user's own there
@@ -51,7 +51,8 @@ done
 mounts_seen() { readlink /proc/self/ns/mnt; }
 
 if [ -n "$inside" ] && { [ -z "${ATTACK_OUTSIDE:-}" ] || [ "$ATTACK_OUTSIDE" = "$(mounts_seen)" ]; }; then
-    echo "attack: $inside: this process has no mounts of its own; --inside is for the script itself, run: $script $inside" >&2
+    echo "attack: $inside: this process has no mounts of its own; --inside is for the script itself," \
+        "run: $script $inside" >&2
     exit 2
 fi
 
@@ -283,7 +284,8 @@ full() {
     try 1 'none can be made: /dev/shm is full' "$host" doctor
     try "1 3" '' "$host" grab --count 1 --timeout 1
     remount size=8m
-    try 1 'no shared memory of 11796760 bytes .*/dev/shm is full: .* a ring of fewer --lines needs less' "$simulator" --no-ask
+    try 1 'no shared memory of 11796760 bytes .*/dev/shm is full: .* a ring of fewer --lines needs less' \
+        "$simulator" --no-ask
     try 0 '' "$simulator" --no-ask --lines 2 --count 20
     try 1 'problem  /dev/shm has [0-9]+ of 8388608 bytes free; a simulator' "$host" doctor
     remount nr_inodes=2
@@ -354,7 +356,8 @@ links() {
     stop simulator "$simulator_process" 0
 }
 
-# Runs a program with a limit on its memory: address space, or, as a sanitizer reserves all of that, what it has touched.
+# Runs a program with a limit on its memory: address space, or, as a sanitizer reserves all of that, what it has
+# touched.
 limited() { # megabytes, command …
     local megabytes=$1
     shift
@@ -378,7 +381,8 @@ pictures() {
     mkdir "$work/bombs"
     python3 scripts/attack_pictures.py "$work/bombs"
     local run=("$simulator" --no-ask --count 1 --lines 1)
-    try_limited 300 1 'larger-than-allowed.png' "${run[@]}" --image-memory 64 --images "$work/bombs/larger-than-allowed.png"
+    try_limited 300 1 'larger-than-allowed.png' "${run[@]}" --image-memory 64 \
+        --images "$work/bombs/larger-than-allowed.png"
     try_limited 300 1 'more-than-its-header-says.png' \
         "${run[@]}" --image-memory 64 --images "$work/bombs/more-than-its-header-says.png"
     try_limited 300 "0 1" '' "${run[@]}" --image-memory 64 --images "$work/bombs/narrow"
@@ -443,7 +447,8 @@ while IFS='|' read -r name in_short needs_mounts _; do
         continue
     elif [ "$needs_mounts" = m ]; then
         # shellcheck disable=SC2086
-        ATTACK_OUTSIDE=$(mounts_seen) unshare $mounts "$BASH" "$script" --inside "$name" ${short:+--short} </dev/null || failed=1
+        ATTACK_OUTSIDE=$(mounts_seen) unshare $mounts "$BASH" "$script" --inside "$name" ${short:+--short} </dev/null ||
+            failed=1
     else
         run_section "$name" </dev/null
     fi

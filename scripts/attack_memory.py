@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Stores into shared memory of programs that run, as a faulty host would. Called by attack.sh.
 
-  attack_memory.py poke FILE PID …            each field of the first 64 bytes gets each of a list of numbers, one at a time
+  attack_memory.py poke FILE PID …            each field of the first 64 bytes gets each of a list of numbers in turn
   attack_memory.py flood FILE SECONDS SEED PID …   random fields get random numbers, as fast as this process stores
 
 FILE is the file behind a named object, whose memory begins on its second page. Ends with 1, naming the last store, as

@@ -93,7 +93,8 @@ python3 - "$images" <<'PYTHON'
 import json, sys
 with open('summary.json', encoding='utf-8') as file:
     numbers = json.load(file)
-if numbers['images'] < int(sys.argv[1]) or numbers['faked'] or numbers['torn'] or numbers['simulated'] != numbers['images']:
+others = numbers['faked'] or numbers['torn'] or numbers['simulated'] != numbers['images']
+if numbers['images'] < int(sys.argv[1]) or others:
     sys.exit(f'check_package: not what was to be grabbed: {numbers}')
 PYTHON
 echo "grabbed $images images from the unpacked package"
@@ -119,8 +120,9 @@ echo "an example host built by CMake received 20 images"
 if [ -z "$suffix" ]; then
     export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
     # shellcheck disable=SC2046
-    g++ -std=c++20 -DPLUGIN="\"$(pkg-config --variable=plugin dorven-kamera-plugin)\"" example/main.cpp -o by_pkg_config \
-        $(pkg-config --cflags --libs dorven-kamera-plugin) || fail "the example host was not built by pkg-config"
+    g++ -std=c++17 -DPLUGIN="\"$(pkg-config --variable=plugin dorven-kamera-plugin)\"" example/main.cpp \
+        -o by_pkg_config $(pkg-config --cflags --libs dorven-kamera-plugin) ||
+        fail "the example host was not built by pkg-config"
     run_example ./by_pkg_config 20 "$plugin"
     run_example ./by_pkg_config 20
     echo "an example host built by pkg-config received 20 images"

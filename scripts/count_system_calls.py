@@ -45,7 +45,8 @@ def main():
         reached = bool(calls) and max(calls) <= limit and (not needs_some or sum(calls) > 0)
         good = good and reached
         mean = sum(calls) / len(calls) if calls else 0.0
-        print(f'{title:46} {len(calls):6} {mean:6.2f} {max(calls, default=0):5} {limit:6}{"" if reached else "  missed"}')
+        missed = '' if reached else '  missed'
+        print(f'{title:46} {len(calls):6} {mean:6.2f} {max(calls, default=0):5} {limit:6}{missed}')
     return 0 if good else 1
 
 

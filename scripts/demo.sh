@@ -47,7 +47,8 @@ echo "Installing what is missing …"
 scripts/setup.sh
 mkdir -p build
 echo "Building $preset …"
-{ cmake --preset "$preset" && cmake --build --preset "$preset" --target dorven-simulator dorven-host DorVenKameraPlugin; } \
+{ cmake --preset "$preset" &&
+    cmake --build --preset "$preset" --target dorven-simulator dorven-host DorVenKameraPlugin; } \
     >"$log" 2>&1 || { tail -n 40 "$log" >&2; fail "building failed; all of it is in $log"; }
 [ ${#run[@]} -eq 0 ] || wine_begin "$PWD/build"
 
@@ -67,14 +68,15 @@ for _ in $(seq 1 300); do
     kill -0 "$host_pid" 2>/dev/null || break
     sleep 0.1
 done
-"${run[@]}" "$bin/dorven-simulator$suffix" --config "$output/plugin.ini" --fps "$fps" --count $((images + 100)) --lines 32 \
-    >"$output/simulator.log" 2>&1 </dev/null &
+"${run[@]}" "$bin/dorven-simulator$suffix" --config "$output/plugin.ini" --fps "$fps" --count $((images + 100)) \
+    --lines 32 >"$output/simulator.log" 2>&1 </dev/null &
 simulator_pid=$!
 
 status=0
 wait "$host_pid" || status=$?
 host_pid=
-[ "$status" -eq 0 ] || { cat "$output/host.log" "$output/simulator.log" >&2; fail "the host ended with status $status"; }
+[ "$status" -eq 0 ] ||
+    { cat "$output/host.log" "$output/simulator.log" >&2; fail "the host ended with status $status"; }
 wait "$simulator_pid" || fail "the simulator failed: $(tail -n 3 "$output/simulator.log")"
 simulator_pid=
 
@@ -94,7 +96,7 @@ if problems:
     sys.exit('demo: ' + '; '.join(problems))
 print(f'''
 That was a camera without hardware: {numbers["simulated"]} images of 1280 x 1024 pixels came from the simulator
-through shared memory into the plugin and from there into the host, {numbers["fps_mean"]:.1f} a second, half of them within
+through shared memory into the plugin and from there into the host, {numbers["fps_mean"]:.1f} a second, half within
 {numbers["latency_p50_us"]:.0f} microseconds. None was lost, repeated or torn.
 
   {folder}/summary.json   the numbers, for programs

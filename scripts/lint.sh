@@ -3,17 +3,28 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-folders=(platform host_runtime merror mutil mfileio mstreams mipc host_interface image_road DorVenKameraPlugin frames options
-         simulator host test_support benchmarks fuzz examples)
+folders=(platform host_runtime merror mutil mfileio mstreams mipc host_interface image_road DorVenKameraPlugin frames
+         options simulator host test_support benchmarks fuzz examples)
 sources() { # find's name tests
     local existing=()
     for folder in "${folders[@]}"; do [ -d "$folder" ] && existing+=("$folder"); done
     find "${existing[@]}" \( "$@" \) -type f | sort
 }
 
+lines() { # files of which no line is wider than 120 columns
+    find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.cpp' -o -name '*.h' -o -name '*.inc' -o \
+        -name '*.in' -o -name '*.cmake' -o -name CMakeLists.txt -o -name '*.sh' -o -name '*.py' -o -path './.ci/*' \) \
+        -print | sort
+}
+
 case "${1:-}" in
     format)
         sources -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
+        # clang-format leaves comments, long texts and tables alone, and knows nothing of the others.
+        if lines | LC_ALL=C.UTF-8 xargs grep -nE '^.{121,}'; then
+            echo "lint: these lines are wider than 120 columns" >&2
+            exit 1
+        fi
         ;;
     rooms)
         python3 scripts/rooms.py

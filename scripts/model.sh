@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks the models of docs/model: each claim holds, and each variant without a needed step fails. Takes two to three minutes.
+# Checks the models of docs/model: each claim holds, and each variant without a needed step fails. Takes two to three
+# minutes.
 #
 #   scripts/model.sh          each fault alone
 #   scripts/model.sh more     two faults together, too: several minutes and some GB

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs what building, testing and running need on Debian 12. Asks nothing; does nothing when all is there.
 # Needs root, or sudo that does not ask.
+#
+#   scripts/setup.sh [PACKAGE …]     these, too
 set -euo pipefail
 
 packages=(
@@ -24,7 +26,7 @@ packages=(
 )
 
 missing=()
-for package in "${packages[@]}"; do
+for package in "${packages[@]}" "$@"; do
     status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
     [ "$status" = installed ] || missing+=("$package")
 done

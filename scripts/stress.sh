@@ -13,7 +13,8 @@ seed=${2:-$(date +%s)}
 
 scripts/setup.sh
 mkdir -p build
-{ cmake --preset linux-release && cmake --build --preset linux-release --target object_stress; } >build/stress.log 2>&1 ||
+{ cmake --preset linux-release &&
+    cmake --build --preset linux-release --target object_stress; } >build/stress.log 2>&1 ||
     { tail -n 40 build/stress.log >&2; exit 1; }
 
 status=0

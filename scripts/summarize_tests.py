@@ -16,9 +16,10 @@ import xml.etree.ElementTree as ElementTree
 PASSED = re.compile(r'^\[  PASSED  \] (\d+) tests?\.', re.M)
 FAILED = re.compile(r'^\[  FAILED  \] (\d+) tests?, listed below', re.M)
 RAN = re.compile(r'^\[==========\] Running (\d+) tests? from', re.M)
-# One test of a GoogleTest program: its name, its output, and how it ended; none when the program ended within it. What it
-# wrote last may lack its line's end.
-ONE = re.compile(r'^\[ RUN      \] (\S+)$(.*?)(?:\[ +(OK|FAILED|SKIPPED) +\] \1(?=[ ,\n])[^\n]*$|(?=^\[ RUN      \])|\Z)',
+# One test of a GoogleTest program: its name, its output, and how it ended; none when the program ended within it. What
+# it wrote last may lack its line's end.
+ONE = re.compile(r'^\[ RUN      \] (\S+)$(.*?)'
+                 r'(?:\[ +(OK|FAILED|SKIPPED) +\] \1(?=[ ,\n])[^\n]*$|(?=^\[ RUN      \])|\Z)',
                  re.M | re.S)
 SHOWN = 6000  # characters of output
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test on Linux and, under Wine, on Windows. Each job prints how long it
-# took; the last line adds up all tests.
+# Installs what is missing, builds, and runs every test on Linux and, under Wine, on Windows. Each job prints how long
+# it took; the last line adds up all tests.
 #
 #   scripts/test.sh                linux-release and windows-release
 #   scripts/test.sh --all          these, the sanitizers and lint: what continuous integration runs

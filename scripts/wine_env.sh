@@ -1,5 +1,6 @@
 # Sourced by scripts that run Windows programs: Wine prefixes inside the build tree, and one server for each as long as
-# the run takes, since each start of it costs seconds. `wine_begin` starts all, `wine_end` ends them; call it from a trap.
+# the run takes, since each start of it costs seconds. `wine_begin` starts all, `wine_end` ends them; call it from a
+# trap.
 
 # FOLDER [COUNT]: prefixes in a folder. WINEPREFIX is the first one; tests take any of $WINE_PREFIXES that is free
 # (wine_prefix.sh). Each prefix has names of objects of its own.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs a command in a Wine prefix that no other of these commands has meanwhile: programs in one prefix share the names
-# of their objects, those in different ones do not. CTest runs each Windows test by this; give it no more `-j` than there
-# are prefixes, since waiting for one counts as a test's time.
+# of their objects, those in different ones do not. CTest runs each Windows test by this; give it no more `-j` than
+# there are prefixes, since waiting for one counts as a test's time.
 #
 #   wine_prefix.sh COMMAND …      prefixes: one a line in $WINE_PREFIXES, else $WINEPREFIX, else Wine's own in the home
 set -euo pipefail

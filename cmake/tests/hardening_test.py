@@ -85,7 +85,8 @@ class Elf:
 
     def _unmarked(self):
         """Whether functions begin without the mark at which alone a jump may land."""
-        functions = {(section, address) for kind in (2, 11) for name, is_function, section, address in self.symbols(kind)
+        functions = {(section, address) for kind in (2, 11)
+                     for name, is_function, section, address in self.symbols(kind)
                      if is_function and 0 < section < len(self.sections) and (kind == 11 or LINKABLE.match(name))}
         return not functions or any(self.code(*place, 4) != ENDBR64 for place in functions)
 

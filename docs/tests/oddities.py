@@ -2,7 +2,8 @@
 
     oddities.py FOLDER
 
-A source names an oddity in one line, "kept on purpose: docs/oddities.md, NAME"; the page's tables have one row per NAME.
+A source names an oddity in one line, "kept on purpose: docs/oddities.md, NAME"; the page's tables have one row per
+NAME.
 Exit code 0: every name that a source gives has its row, every row has a source, and no source gives its reason itself.
 """
 import os
@@ -61,7 +62,8 @@ def main():
     for source in sources_of(folder):
         for name in names_in(source, problems):
             used.setdefault(name, []).append(source)
-    problems += [f'{sources[0]}: {name} has no row in docs/oddities.md' for name, sources in used.items() if name not in rows]
+    problems += [f'{sources[0]}: {name} has no row in docs/oddities.md'
+                 for name, sources in used.items() if name not in rows]
     problems += [f'{page}: no source names {name}' for name in sorted(rows - used.keys())]
     if not rows:
         problems.append(f'{page}: has no row')

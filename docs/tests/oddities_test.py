@@ -12,7 +12,8 @@ HERE = '// kept on purpose: docs/oddities.md, '
 class OdditiesTest(unittest.TestCase):
     def check(self, page, source):
         with tempfile.TemporaryDirectory() as folder:
-            for path, text in (('docs/oddities.md', page), ('ring/ring.cpp', source), ('build/copy.cpp', HERE + 'stale\n')):
+            for path, text in (('docs/oddities.md', page), ('ring/ring.cpp', source),
+                               ('build/copy.cpp', HERE + 'stale\n')):
                 os.makedirs(os.path.join(folder, os.path.dirname(path)), exist_ok=True)
                 with open(os.path.join(folder, path), 'w', encoding='utf-8') as file:
                     file.write(text)
@@ -20,7 +21,8 @@ class OdditiesTest(unittest.TestCase):
             return done.returncode, done.stdout + done.stderr
 
     def test_equal_names_are_good(self):
-        code, output = self.check('| Name | What |\n|---|---|\n| `a-b` | x |\n', f'{HERE}a-b\n    return 1;  {HERE}a-b.\n')
+        code, output = self.check('| Name | What |\n|---|---|\n| `a-b` | x |\n',
+                                  f'{HERE}a-b\n    return 1;  {HERE}a-b.\n')
         self.assertEqual(code, 0, output)
         self.assertIn('1 oddities, 2 places, 0 problems', output)
 
@@ -38,7 +40,8 @@ class OdditiesTest(unittest.TestCase):
         self.assertIn('a has two rows', self.check('| `a` | x |\n| `a` | y |\n', f'{HERE}a\n')[1])
 
     def test_reason_in_a_source_is_told_with_its_line(self):
-        for reason in ('// Kept on purpose: hosts search', '/// the name, kept on\n/// purpose: hosts', '// kept\n// on purpose'):
+        for reason in ('// Kept on purpose: hosts search', '/// the name, kept on\n/// purpose: hosts',
+                       '// kept\n// on purpose'):
             code, output = self.check('| `a` | x |\n', f'{HERE}a\n{reason}\n')
             self.assertEqual(code, 1, reason)
             self.assertIn('ring.cpp:2: write', output)

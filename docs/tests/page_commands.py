@@ -78,7 +78,8 @@ class Runner:
                             if not key.startswith(('DORVEN_HOST_', 'DORVEN_SIMULATOR_', 'XDG_'))}
         # Wine looks for its prefix by WINEPREFIX, else in the home.
         self.environment.setdefault('WINEPREFIX', os.path.join(os.path.expanduser('~'), '.wine'))
-        self.environment |= {'PATH': bin_folder + os.pathsep + os.environ['PATH'], 'HOME': folder, 'DORVEN_BIN': programs,
+        self.environment |= {'PATH': bin_folder + os.pathsep + os.environ['PATH'], 'HOME': folder,
+                             'DORVEN_BIN': programs,
                              'PLATFORM_OBJECT_NAMESPACE': f'page-{os.getpid()}',
                              'WINEPATH': 'Z:' + programs.replace('/', '\\')}
 

@@ -71,7 +71,8 @@ class PageCommandsTest(unittest.TestCase):
         self.assertEqual(self.run_page('<!-- exit code 3 -->', '```sh', 'true', '```')[0], 1)
 
     def test_block_beside_the_next_runs_meanwhile_and_is_ended(self):
-        code, output = self.run_page('<!-- beside the next block -->', '```sh', 'echo ready >sign; sleep 100', '```', '```sh',
+        code, output = self.run_page('<!-- beside the next block -->', '```sh', 'echo ready >sign; sleep 100', '```',
+                                     '```sh',
                                      'until [ -s sign ]; do sleep 0.05; done', '```')
         self.assertEqual(code, 0, output)
 
@@ -84,8 +85,10 @@ class PageCommandsTest(unittest.TestCase):
         self.assertIn('ended meanwhile with exit code 4', output)
 
     def test_windows_blocks_that_run_together_are_not_taken_for_each_other(self):
-        code, output = self.run_page('<!-- beside the next block -->', '```bat', 'first', '```', '```bat', 'second', '```',
-                                     wine="sleep 0.3; printf 'ran '; cat \"$(printf '%s' \"$3\" | tr '\\\\' /)\"; sleep 0.3")
+        code, output = self.run_page('<!-- beside the next block -->', '```bat', 'first', '```', '```bat', 'second',
+                                     '```',
+                                     wine="sleep 0.3; printf 'ran '; cat \"$(printf '%s' \"$3\" | tr '\\\\' /)\";"
+                                          " sleep 0.3")
         self.assertEqual(code, 0, output)
         self.assertIn('ran first', output)
         self.assertIn('ran second', output)

@@ -56,7 +56,8 @@ def problem_of(page, link):
 
 def main():
     folder = sys.argv[1]
-    pages = sorted(glob.glob(os.path.join(folder, '*.md')) + glob.glob(os.path.join(folder, 'docs', '**', '*.md'), recursive=True))
+    pages = sorted(glob.glob(os.path.join(folder, '*.md'))
+                   + glob.glob(os.path.join(folder, 'docs', '**', '*.md'), recursive=True))
     links, broken = 0, 0
     for page in pages:
         for number, line in prose_of(page):

@@ -40,7 +40,8 @@ class PageLinksTest(unittest.TestCase):
         self.assertEqual(self.check(README='# A\n[b](#a-1)\n')[0], 1)
 
     def test_code_and_the_net_are_not_looked_at(self):
-        code, output = self.check(README='# A\n[a](#a) [n](https://example.org/x) `[c](none.md)`\n```\n[d](none.md)\n```\n')
+        code, output = self.check(README='# A\n[a](#a) [n](https://example.org/x) `[c](none.md)`\n'
+                                         '```\n[d](none.md)\n```\n')
         self.assertEqual(code, 0, output)
 
     def test_headings_in_code_are_none(self):

@@ -42,7 +42,7 @@ const Page& page() {
 class KnownBytes {
 public:
     explicit KnownBytes(const std::string& section) {
-        for (unsigned char byte = 0; byte < sizeof bytes; ++byte) bytes[byte] = static_cast<unsigned char>(byte + 1);
+        for (std::size_t byte = 0; byte < sizeof bytes; ++byte) bytes[byte] = static_cast<unsigned char>(byte + 1);
         std::size_t end = 0;
         for (const Page::Row& row : page().tableOf(section)) {
             EXPECT_EQ(row.at(0), std::to_string(end)) << row.at(2);

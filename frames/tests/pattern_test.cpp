@@ -300,7 +300,7 @@ TEST_F(PatternLookTest, NoiseHasEveryGreyEquallyOften) {
         const auto bytes = look("noise", frame, format);
         for (std::size_t at = 16 * format.lineBytes(); at < bytes.size(); ++at) ++counts[bytes[at]];
     }
-    constexpr int kExpected = 640 * (480 - 16) * 5 * 4 / 256;
+    constexpr double kExpected = 640 * (480 - 16) * 5 * 4 / 256.0;
     for (std::size_t grey = 0; grey < counts.size(); ++grey)
         EXPECT_NEAR(counts[grey], kExpected, kExpected / 20) << grey;
 }
@@ -317,7 +317,7 @@ TEST_F(PatternLookTest, NoiseOfTwelveBitsHasEveryGreyEquallyOften) {
         const auto bytes = drawn(*pattern, format, frame);
         for (std::size_t at = 16 * format.lineBytes(); at < bytes.size(); at += 2) ++counts[writer.grey(&bytes[at])];
     }
-    constexpr int kExpected = 640 * (480 - 16) * 16 / 4096;
+    constexpr double kExpected = 640 * (480 - 16) * 16 / 4096.0;
     for (std::size_t grey = 0; grey < counts.size(); ++grey)
         EXPECT_NEAR(counts[grey], kExpected, kExpected / 4) << grey;
 }

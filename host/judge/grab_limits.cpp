@@ -25,41 +25,68 @@ std::optional<double> notSavedOf(const GrabResults& results) {
 }
 
 constexpr auto kMost = Comparison::atMost;
+constexpr auto kLeast = Comparison::atLeast;
+constexpr auto kBelow = Comparison::below;
 constexpr auto kNone = SetBy::nothing;
+constexpr auto kCounting = SetBy::countingLimit;
 
 // clang-format off
 constexpr LimitRow kRows[] = {
-    {"--max-lost", "lost", kMost, "images", "Lost images", true, true, kNone, 0, countOf<&GrabResults::lost>},
-    {"--max-repeated", "repeated", kMost, "images", "Repeated images", true, true, kNone, 0, countOf<&GrabResults::repeated>},
-    {"--max-reordered", "reordered", kMost, "images", "Images that came behind a later one", true, true, kNone, 0, countOf<&GrabResults::reordered>},
-    {"--max-torn", "torn", kMost, "images", "Torn images", true, true, kNone, 0, countOf<&GrabResults::torn>},
-    {"--max-faked", "faked", kMost, "images", "Images that the camera made without a simulator", true, true, kNone, 0, countOf<&GrabResults::faked>},
-    {"--max-jitter-us", "jitter_p99_us", kMost, "us",
+    // option             JSON key           kept when  unit
+    // help
+    //  whole   images set by             to value
+    {"--max-lost",        "lost",            kMost,     "images",
+     "Lost images",
+        true,  true,  kNone,             0, countOf<&GrabResults::lost>},
+    {"--max-repeated",    "repeated",        kMost,     "images",
+     "Repeated images",
+        true,  true,  kNone,             0, countOf<&GrabResults::repeated>},
+    {"--max-reordered",   "reordered",       kMost,     "images",
+     "Images that came behind a later one",
+        true,  true,  kNone,             0, countOf<&GrabResults::reordered>},
+    {"--max-torn",        "torn",            kMost,     "images",
+     "Torn images",
+        true,  true,  kNone,             0, countOf<&GrabResults::torn>},
+    {"--max-faked",       "faked",           kMost,     "images",
+     "Images that the camera made without a simulator",
+        true,  true,  kNone,             0, countOf<&GrabResults::faked>},
+    {"--max-jitter-us",   "jitter_p99_us",   kMost,     "us",
      "Jitter: the distance from the median period within which 99 of 100 periods lie. A period is the time between the "
      "arrivals of two neighbouring images; the gap that a lost image leaves is one too",
-     false, false, kNone, 0, measureOf<&GrabResults::jitterP99Us>},
-    {"--max-latency-us", "latency_max_us", Comparison::below, "us",
+        false, false, kNone,             0, measureOf<&GrabResults::jitterP99Us>},
+    {"--max-latency-us",  "latency_max_us",  kBelow,    "us",
      "Latency: from the moment when the image was complete to the call of the callback. Every image has to stay below; "
      "others are found as late",
-     false, false, kNone, 0, measureOf<&GrabResults::latencyMaxUs>},
-    {"--min-fps", "fps_mean", Comparison::atLeast, "images/s", "Mean rate between the first and the last arrival, without pauses",
-     false, true, kNone, 0, measureOf<&GrabResults::fpsMean>},
-    {"--min-images", "images", Comparison::atLeast, "images", "Images of any kind", true, true, kNone, 0, countOf<&GrabResults::images>},
-    {"--max-stale", "stale", kMost, "images",
-     "Images that were complete more than 1 s before they arrived, or before the grab began. The latter count for no other limit",
-     true, true, kNone, 0, countOf<&GrabResults::stale>},
-    {"--max-unverified", "unverified", kMost, "images", "Images that could not be checked, as they have no valid strip",
-     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::unverified>},
-    {"--max-format", "format", kMost, "images", "Images of another size than the first one, or without a strip where one before had it",
-     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::format>},
-    {"--max-counter", "counter", kMost, "images", "Images at which the record's counter, less the strip's number, changed",
-     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::counter>},
-    {"--max-time-back", "time_back", kMost, "images", "Images with a time stamp before that of an image with a smaller number",
-     true, true, SetBy::countingLimit, 0, countOf<&GrabResults::timeBack>},
-    {"--max-pause-s", "pause_s", kMost, "s",
-     "All pauses together. A pause is a time without an image above 2 s and above three median periods; the mean rate leaves it out",
-     false, false, SetBy::rateLimit, 2, measureOf<&GrabResults::pauseS>},
-    {"--max-not-saved", "not_saved", kMost, "images", "Images that were to be saved and were not", true, true, SetBy::saving, 0, notSavedOf},
+        false, false, kNone,             0, measureOf<&GrabResults::latencyMaxUs>},
+    {"--min-fps",         "fps_mean",        kLeast,    "images/s",
+     "Mean rate between the first and the last arrival, without pauses",
+        false, true,  kNone,             0, measureOf<&GrabResults::fpsMean>},
+    {"--min-images",      "images",          kLeast,    "images",
+     "Images of any kind",
+        true,  true,  kNone,             0, countOf<&GrabResults::images>},
+    {"--max-stale",       "stale",           kMost,     "images",
+     "Images that were complete more than 1 s before they arrived, or before the grab began. The latter count for no "
+     "other limit",
+        true,  true,  kNone,             0, countOf<&GrabResults::stale>},
+    {"--max-unverified",  "unverified",      kMost,     "images",
+     "Images that could not be checked, as they have no valid strip",
+        true,  true,  kCounting,         0, countOf<&GrabResults::unverified>},
+    {"--max-format",      "format",          kMost,     "images",
+     "Images of another size than the first one, or without a strip where one before had it",
+        true,  true,  kCounting,         0, countOf<&GrabResults::format>},
+    {"--max-counter",     "counter",         kMost,     "images",
+     "Images at which the record's counter, less the strip's number, changed",
+        true,  true,  kCounting,         0, countOf<&GrabResults::counter>},
+    {"--max-time-back",   "time_back",       kMost,     "images",
+     "Images with a time stamp before that of an image with a smaller number",
+        true,  true,  kCounting,         0, countOf<&GrabResults::timeBack>},
+    {"--max-pause-s",     "pause_s",         kMost,     "s",
+     "All pauses together. A pause is a time without an image above 2 s and above three median periods; the mean rate "
+     "leaves it out",
+        false, false, SetBy::rateLimit,  2, measureOf<&GrabResults::pauseS>},
+    {"--max-not-saved",   "not_saved",       kMost,     "images",
+     "Images that were to be saved and were not",
+        true,  true,  SetBy::saving,     0, notSavedOf},
 };
 // clang-format on
 static_assert(std::size(kRows) == kLimitCount);

@@ -55,8 +55,8 @@ struct Signature<PluginCallStatus (PluginDeviceBase::*)(Argument)> {
 };
 
 template <typename Input, typename Output>
-requires(!kIsOutput<Input> &&
-         kIsOutput<Output>) struct Signature<PluginCallStatus (PluginDeviceBase::*)(Input, Output)> {
+struct Signature<PluginCallStatus (PluginDeviceBase::*)(Input, Output)> {
+    static_assert(!kIsOutput<Input> && kIsOutput<Output>);
     using Parameter = typename ParameterBehind<Input>::type;
     using Result = std::remove_pointer_t<Output>;
 };

@@ -11,7 +11,12 @@ struct PluginCallStatus {
     std::int32_t code;   // 0 done, -4 not supported or failed, -1 the command's parameter object has the wrong type
     std::int32_t valid;  // 1 when the operation was done and its outputs are set, else 0
 
-    friend constexpr bool operator==(const PluginCallStatus&, const PluginCallStatus&) = default;
+    friend constexpr bool operator==(const PluginCallStatus& one, const PluginCallStatus& other) {
+        return one.code == other.code && one.valid == other.valid;
+    }
+    friend constexpr bool operator!=(const PluginCallStatus& one, const PluginCallStatus& other) {
+        return !(one == other);
+    }
 };
 static_assert(sizeof(PluginCallStatus) == 8 && offsetof(PluginCallStatus, valid) == 4);
 

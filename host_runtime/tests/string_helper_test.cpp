@@ -7,21 +7,23 @@ namespace {
 using NUV::CStringHelper;
 
 TEST(StringHelper, ValidTextGoesBothWays) {
+    // clang-format off
     const std::pair<std::string, std::wstring> rows[] = {
-        {"", L""},
-        {"DorVenCam", L"DorVenCam"},
-        {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
-        {"\x7f", L"\u007f"},
-        {"\xc2\x80", L"\u0080"},
-        {"\xdf\xbf", L"\u07ff"},
-        {"\xe0\xa0\x80", L"\u0800"},
-        {"\xed\x9f\xbf", L"\ud7ff"},
-        {"\xee\x80\x80", L"\ue000"},
-        {"\xef\xbf\xbf", L"\uffff"},
-        {"\xf0\x90\x80\x80", L"\U00010000"},
+        {"",                        L""},
+        {"DorVenCam",               L"DorVenCam"},
+        {std::string("a\0b", 3),    std::wstring(L"a\0b", 3)},
+        {"\x7f",                    L"\u007f"},
+        {"\xc2\x80",                L"\u0080"},
+        {"\xdf\xbf",                L"\u07ff"},
+        {"\xe0\xa0\x80",            L"\u0800"},
+        {"\xed\x9f\xbf",            L"\ud7ff"},
+        {"\xee\x80\x80",            L"\ue000"},
+        {"\xef\xbf\xbf",            L"\uffff"},
+        {"\xf0\x90\x80\x80",        L"\U00010000"},
         {"\xf0\x9f\x93\xb7 camera", L"\U0001f4f7 camera"},
-        {"\xf4\x8f\xbf\xbf", L"\U0010ffff"},
+        {"\xf4\x8f\xbf\xbf",        L"\U0010ffff"},
     };
+    // clang-format on
     for (const auto& [narrow, wide] : rows) {
         EXPECT_EQ(CStringHelper::ToWString(narrow), wide);
         EXPECT_EQ(CStringHelper::ToString(wide), narrow);
@@ -53,15 +55,15 @@ TEST(StringHelper, EachByteThatIsNotValidBecomesAQuestionMark) {
 }
 
 TEST(StringHelper, EachWideCharacterThatIsNotValidBecomesAQuestionMark) {
-    constexpr auto high = static_cast<wchar_t>(0xD83D);
-    constexpr auto low = static_cast<wchar_t>(0xDCF7);
+    constexpr auto kHigh = static_cast<wchar_t>(0xD83D);
+    constexpr auto kLow = static_cast<wchar_t>(0xDCF7);
     // clang-format off
     const std::pair<std::wstring, std::string> rows[] = {
-        {{L'a', high, L'z'}, "a?z"},
-        {{L'a', low, L'z'},  "a?z"},
-        {{L'a', high},       "a?" },
-        {{low, high},        "??" },
-        {{high, high, L'z'}, "??z"},
+        {{L'a', kHigh, L'z'},  "a?z"},
+        {{L'a', kLow, L'z'},   "a?z"},
+        {{L'a', kHigh},        "a?" },
+        {{kLow, kHigh},        "??" },
+        {{kHigh, kHigh, L'z'}, "??z"},
     };
     // clang-format on
     for (const auto& [wide, narrow] : rows) EXPECT_EQ(CStringHelper::ToString(wide), narrow);

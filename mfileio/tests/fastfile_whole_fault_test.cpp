@@ -226,8 +226,8 @@ TEST_F(MFastFileFaultTest, WriteAtOnceCountsAShortWriteAsAFailure) {
 TEST_F(MFastFileFaultTest, WriteAtOnceFlushesBeforeItClosesWhereTheModeAsksForIt) {
     for (const auto& [mode, expected] : {std::pair{2, "wc"}, {6, "wfc"}, {5, "wfc"}, {10, "wfc"}, {14, "wfc"}}) {
         std::string calls;
-        const test::Fault write_(fault_WriteFile, [&calls](HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten,
-                                                           OVERLAPPED* overlapped) {
+        const test::Fault writing(fault_WriteFile, [&calls](HANDLE file, LPCVOID buffer, DWORD size,
+                                                            DWORD* bytesWritten, OVERLAPPED* overlapped) {
             calls += 'w';
             return real_WriteFile(file, buffer, size, bytesWritten, overlapped);
         });

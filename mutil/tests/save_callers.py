@@ -1,10 +1,10 @@
-"""Whether our sources save ini data or replace files only where the question is asked that keeps a file from being lost.
+"""Whether our sources save ini data or replace files only where they ask what keeps a file from being lost.
 
     save_callers.py ROOT
 
 Ini data that were read in part save that part, and a replacement takes place also when writing failed. So outside the
-libraries that offer both, and their tests and benchmarks, nobody replaces a file by them, and whoever saves ini data asks
-HoldsWholeFile in the same source.
+libraries that offer both, and their tests and benchmarks, nobody replaces a file by them, and whoever saves ini data
+asks HoldsWholeFile in the same source.
 """
 import os
 import re
@@ -33,7 +33,8 @@ def complaints(root):
             text = file.read()
         where = os.path.relpath(path, root)
         if REPLACING.search(text):
-            yield f'{where}: replaces a file even when writing failed; write another file and rename it when that is done'
+            yield (f'{where}: replaces a file even when writing failed; write another file and rename it when that is '
+                   'done')
         if 'MIniData' in text and SAVING.search(text) and 'HoldsWholeFile' not in text:
             yield f'{where}: saves ini data; ask HoldsWholeFile first'
 

@@ -49,7 +49,8 @@ for program in dorven-host dorven-simulator; do
         done
     done
     for command in $commands; do
-        [[ "|$(offered "$program" "$command")" == *"|$command|"* ]] || { echo "$command is not offered"; failures=$((failures + 1)); }
+        [[ "|$(offered "$program" "$command")" == *"|$command|"* ]] ||
+            { echo "$command is not offered"; failures=$((failures + 1)); }
     done
 done
 

@@ -11,26 +11,30 @@
 namespace simulator {
 namespace {
 
+using Kind = FaultKind;
 using Time = FaultRow::Time;
 
+// clang-format off
 constexpr FaultRow kFaults[] = {
-    {FaultKind::lateAnswer, "late-answer", Time::needed, false, "answer the camera's next request that late"},
-    {FaultKind::wrongAnswer, "wrong-answer", Time::none, false, "answer the camera's next request with other bytes"},
-    {FaultKind::recreate, "recreate", Time::none, false, "close the ring and lay it anew"},
-    {FaultKind::hang, "hang", Time::none, false, "stay attached, but deliver nothing any more"},
-    {FaultKind::crash, "crash", Time::none, false, "end at once, without detaching"},
-    {FaultKind::wrongSize, "wrong-size", Time::optional, false, "lay the ring with shorter lines for that long"},
-    {FaultKind::garbageHeader, "garbage-header", Time::optional, false, "overwrite the ring's header with garbage"},
-    {FaultKind::stall, "stall", Time::needed, false, "deliver nothing for that long"},
-    {FaultKind::drop, "drop", Time::none, true, "leave the frame out"},
-    {FaultKind::reorder, "reorder", Time::none, true, "deliver the frame after its successor"},
-    {FaultKind::torn, "torn", Time::none, true, "take the lower half from the frame before"},
-    {FaultKind::counterWrap, "counter-wrap", Time::none, true, "let the counter's low 32 bits jump to 0"},
-    {FaultKind::timeBack, "time-back", Time::optional, true, "set the time stamp back before its predecessor's"},
-    {FaultKind::delay, "delay", Time::needed, true, "deliver the frame that late"},
-    {FaultKind::jitter, "jitter", Time::needed, true, "deliver each frame late by up to that, at random"},
-    {FaultKind::repeat, "repeat", Time::none, true, "deliver the frame twice"},
+    // kind               name              time            image  what it does
+    {Kind::lateAnswer,    "late-answer",    Time::needed,   false, "answer the camera's next request that late"},
+    {Kind::wrongAnswer,   "wrong-answer",   Time::none,     false, "answer the camera's next request with other bytes"},
+    {Kind::recreate,      "recreate",       Time::none,     false, "close the ring and lay it anew"},
+    {Kind::hang,          "hang",           Time::none,     false, "stay attached, but deliver nothing any more"},
+    {Kind::crash,         "crash",          Time::none,     false, "end at once, without detaching"},
+    {Kind::wrongSize,     "wrong-size",     Time::optional, false, "lay the ring with shorter lines for that long"},
+    {Kind::garbageHeader, "garbage-header", Time::optional, false, "overwrite the ring's header with garbage"},
+    {Kind::stall,         "stall",          Time::needed,   false, "deliver nothing for that long"},
+    {Kind::drop,          "drop",           Time::none,     true,  "leave the frame out"},
+    {Kind::reorder,       "reorder",        Time::none,     true,  "deliver the frame after its successor"},
+    {Kind::torn,          "torn",           Time::none,     true,  "take the lower half from the frame before"},
+    {Kind::counterWrap,   "counter-wrap",   Time::none,     true,  "let the counter's low 32 bits jump to 0"},
+    {Kind::timeBack,      "time-back",      Time::optional, true,  "set the time stamp back before its predecessor's"},
+    {Kind::delay,         "delay",          Time::needed,   true,  "deliver the frame that late"},
+    {Kind::jitter,        "jitter",         Time::needed,   true,  "deliver each frame late by up to that, at random"},
+    {Kind::repeat,        "repeat",         Time::none,     true,  "deliver the frame twice"},
 };
+// clang-format on
 
 constexpr bool rowsStandInOrder() {
     for (std::size_t row = 0; row < std::size(kFaults); ++row) {

@@ -40,7 +40,8 @@ Read readAfterRun(const std::string& text) { return read(kRun + text); }
 
 TEST(InjectedFaultsTest, WholeLogIsRead) {
     const Read result = readAfterRun(
-        R"({"event":"fault","fault":"drop","frame":100,"time_ns":1,"expect":[{"finding":"lost","first":100,"last":102}]})"
+        R"({"event":"fault","fault":"drop","frame":100,"time_ns":1,)"
+        R"("expect":[{"finding":"lost","first":100,"last":102}]})"
         "\n"
         R"({"event":"note","note":"refused","first":17,"last":19,"time_ns":5})"
         "\n"
