@@ -46,12 +46,16 @@ function(_dorven_common target)
     endif()
 endfunction()
 
-# dorven_add_library(NAME SOURCES … LINKS … [PRIVATE_LINKS …])
-# A static library with its public headers in inc/.
+# dorven_add_library(NAME SOURCES … LINKS … [PRIVATE_LINKS …] [ROOMS FOLDER …])
+# A static library with its public headers in inc/. A program's parts have ROOMS instead: folders in which headers stand
+# beside their sources.
 function(dorven_add_library name)
-    cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS;ROOMS" ${ARGN})
     add_library(${name} STATIC ${arg_SOURCES})
-    target_include_directories(${name} PUBLIC inc)
+    if(NOT arg_ROOMS)
+        set(arg_ROOMS inc)
+    endif()
+    target_include_directories(${name} PUBLIC ${arg_ROOMS})
     target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
     _dorven_common(${name})
     dorven_harden(${name})

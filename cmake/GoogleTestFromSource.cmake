@@ -13,3 +13,5 @@ if(NOT WIN32)
 endif()
 _dorven_add_precompiled_gmock()
 add_subdirectory(test_support)
+# Takes the place of operator new, so it belongs to the program that wants it.
+set(DORVEN_NO_MEMORY "${PROJECT_SOURCE_DIR}/test_support/src/no_memory.cpp")
