@@ -89,7 +89,8 @@ if(licences)
     install(FILES ${licences} DESTINATION "${DORVEN_INSTALL_DOCDIR}")
 endif()
 # The programs hold these libraries, whose terms want their notices to come along.
-foreach(package libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev)
+foreach(package libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev
+        zlib1g-dev)
     if(EXISTS "/usr/share/doc/${package}/copyright")
         install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${DORVEN_INSTALL_DOCDIR}/third-party"
             RENAME "${package}.txt")
