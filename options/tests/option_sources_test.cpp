@@ -113,7 +113,8 @@ TEST_F(OptionSourcesTest, SeveralValuesStandWithBlanksBetweenThemOrOnLinesOfThei
 }
 
 TEST_F(OptionSourcesTest, QuotesKeepBlanksTogetherInSeveralValues) {
-    program.environment = {R"(DORVEN_SAMPLE_FAULT= "a b"  c'd 'it\'s' `e "f` "g h)" "\t"};
+    program.environment = {R"(DORVEN_SAMPLE_FAULT= "a b"  c'd 'it\'s' `e "f` "g h)"
+                           "\t"};
     program.run({});
     EXPECT_THAT(program.faults, ElementsAre("a b", "c'd", "it's", "e \"f", "g h"));
 }
