@@ -58,8 +58,8 @@ void compare(const std::string& what, std::size_t size, std::size_t expected, co
         for (std::size_t i = 0; i < peers.size(); ++i) others[i].push_back(measure(peers[i].call, size, expected));
     }
     for (std::size_t i = 0; i < peers.size(); ++i) {
-        results.push_back({what + " beside " + peers[i].name, "us", bench::percentile(own, 0.5),
-                           bench::percentile(others[i], 0.5), peers[i].aim});
+        results.push_back(
+            {what + " beside " + peers[i].name, "us", bench::median(own), bench::median(others[i]), peers[i].aim});
     }
 }
 

@@ -61,7 +61,7 @@ long long now() { return nanoseconds(CLOCK_MONOTONIC); }
 
 long long threadTime() { return nanoseconds(CLOCK_THREAD_CPUTIME_ID); }
 
-double percentile(std::vector<double>& values, double share) { return frames::percentile(values, share).value_or(0.0); }
+double median(std::vector<double>& values) { return frames::percentile(values, 0.5).value_or(0.0); }
 
 bool report(const std::string& title, const std::vector<Result>& results, const char* peer) {
     std::printf("\n%s\n%-44s %12s %12s %8s %8s\n", title.c_str(), "", "ours", peer, "ratio", "aim");

@@ -25,8 +25,8 @@ long long now();
 /// Nanoseconds that this thread has run: what else the machine does meanwhile does not count.
 long long threadTime();
 
-/// The value below which that share of all lies; 0 for none. Sorts its argument.
-double percentile(std::vector<double>& values, double share);
+/// 0 for none. Reorders its argument, as frames::percentile does.
+double median(std::vector<double>& values);
 
 enum class Aim { atMost, atLeast };
 

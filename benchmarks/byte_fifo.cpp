@@ -130,7 +130,7 @@ bench::Result compare(const char* name, Ours&& ours, Limit&& limit, double aim) 
         ourTimes.push_back(ours());
         limitTimes.push_back(limit());
     }
-    return {name, "ns", bench::percentile(ourTimes, 0.5), bench::percentile(limitTimes, 0.5), aim};
+    return {name, "ns", bench::median(ourTimes), bench::median(limitTimes), aim};
 }
 
 }  // namespace

@@ -93,7 +93,7 @@ bench::Result compare(const std::string& name, int processor, const std::string&
         ours.push_back(measure("event" + variant));
         limit.push_back(measure("futex" + variant));
     }
-    return {name, "us", bench::percentile(ours, 0.5), bench::percentile(limit, 0.5), 1.10};
+    return {name, "us", bench::median(ours), bench::median(limit), 1.10};
 }
 
 }  // namespace

@@ -136,7 +136,7 @@ std::vector<double> medians(int turns, const std::vector<std::function<double()>
         for (std::size_t i = 0; i < ways.size(); ++i) values[i].push_back(ways[i]());
     }
     std::vector<double> result;
-    for (auto& each : values) result.push_back(bench::percentile(each, 0.5));
+    for (auto& each : values) result.push_back(bench::median(each));
     return result;
 }
 

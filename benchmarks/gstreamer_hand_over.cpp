@@ -17,6 +17,7 @@
 
 #include "bench_support.h"
 #include "image_roads.h"
+#include "percentile.h"
 
 namespace {
 
@@ -164,8 +165,8 @@ struct Figures {
     std::vector<double> p50, p99, cpu;
 
     void note(bench::Carried carried) {
-        p50.push_back(bench::percentile(carried.latenciesUs, 0.5));
-        p99.push_back(bench::percentile(carried.latenciesUs, 0.99));
+        p50.push_back(bench::median(carried.latenciesUs));
+        p99.push_back(frames::percentile(carried.latenciesUs, 0.99).value_or(0.0));
         cpu.push_back(carried.cpuUsPerImage);
     }
 };
@@ -179,7 +180,7 @@ bool compare(const std::string& title, int processor) {
         peer.note(bench::carryImages(kGStreamer, kLoad));
     }
     auto result = [](const char* name, std::vector<double>& one, std::vector<double>& other) {
-        return bench::Result{name, "us", bench::percentile(one, 0.5), bench::percentile(other, 0.5), 1.0};
+        return bench::Result{name, "us", bench::median(one), bench::median(other), 1.0};
     };
     return bench::report(title,
                          {result("from writer to callback, p50", ours.p50, peer.p50),

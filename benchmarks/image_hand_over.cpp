@@ -15,7 +15,7 @@ constexpr bench::Load kLoad{1'000, 1'000'000, false};
 
 double median(const bench::Road& road) {
     auto latencies = bench::carryImages(road, kLoad).latenciesUs;
-    return bench::percentile(latencies, 0.5);
+    return bench::median(latencies);
 }
 
 bench::Result compare(const std::string& name, int processor, double aim) {
@@ -26,7 +26,7 @@ bench::Result compare(const std::string& name, int processor, double aim) {
         ours.push_back(median(bench::kOurs));
         limit.push_back(median(bench::kBare));
     }
-    return {name, "us", bench::percentile(ours, 0.5), bench::percentile(limit, 0.5), aim};
+    return {name, "us", bench::median(ours), bench::median(limit), aim};
 }
 
 }  // namespace

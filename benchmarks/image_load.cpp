@@ -28,7 +28,7 @@ bench::Result compare(const std::string& name, const std::string& unit, const be
         ours.push_back(figure(bench::carryImages(bench::kOurs, load)));
         limit.push_back(figure(bench::carryImages(bench::kBare, load)));
     }
-    return {name, unit, bench::percentile(ours, 0.5), bench::percentile(limit, 0.5), aim, kind};
+    return {name, unit, bench::median(ours), bench::median(limit), aim, kind};
 }
 
 bool memoryStays() {

@@ -64,7 +64,7 @@ struct Contender {
     std::vector<double> times;
 };
 
-double median(Contender& contender) { return bench::percentile(contender.times, 0.5); }
+double median(Contender& contender) { return bench::median(contender.times); }
 
 void takeTurns(std::vector<Contender*> contenders, double count = 1) {
     for (int turn = 0; turn < kTurns; ++turn) {

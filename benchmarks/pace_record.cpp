@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "bench_support.h"
+#include "percentile.h"
 
 namespace bench {
 namespace {
@@ -45,9 +46,9 @@ Pace PaceRecord::pace() const {
     for (double& late : lateUs) late -= least;
     const auto passedNs = static_cast<double>(last.timeNs - first.timeNs);
     const auto intervals = static_cast<double>(_images.size() - 1);
-    return {percentile(lateUs, 0.5),
-            percentile(lateUs, 0.99),
-            percentile(lateUs, 1.0),
+    return {median(lateUs),
+            frames::percentile(lateUs, 0.99).value_or(0.0),
+            *std::max_element(lateUs.begin(), lateUs.end()),
             intervals * 1e9 / passedNs,
             static_cast<double>(last.frame - first.frame) - intervals,
             100.0 * static_cast<double>(_cpuAtLastNs - _cpuAtFirstNs) / passedNs};

@@ -173,7 +173,7 @@ double median(const std::vector<Pace>& turns, double Pace::*figure) {
     std::vector<double> values;
     values.reserve(turns.size());
     for (const Pace& turn : turns) values.push_back(turn.*figure);
-    return bench::percentile(values, 0.5);
+    return bench::median(values);
 }
 
 /// The medians, but the greatest of the greatest and the sum of what is missing.

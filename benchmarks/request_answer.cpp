@@ -194,7 +194,7 @@ double medianOf(Ask&& ask) {
         ask(round);
         if (round > 0) times.push_back(static_cast<double>(bench::now() - begin) * 1e-3);
     }
-    return bench::percentile(times, 0.5);
+    return bench::median(times);
 }
 
 Message numbered(int round) {
@@ -298,7 +298,7 @@ int main(int argc, char** argv) {
         handedRing.push_back(overRing(name(), askHanded));
         handedSocket.push_back(overSocket(name(), askHanded));
     }
-    const auto p50 = [](std::vector<double>& values) { return bench::percentile(values, 0.5); };
+    const auto p50 = [](std::vector<double>& values) { return bench::median(values); };
     const bool reached =
         bench::report("Request and answer, two processes on one processor, p50, median of turns",
                       {{"ends, beside bare rings with futex words", "us", p50(link), p50(ring), 1.10},

@@ -95,7 +95,7 @@ if(licences)
     install(FILES ${licences} DESTINATION "${DORVEN_INSTALL_DOCDIR}")
 endif()
 # The programs hold these libraries, whose terms want their notices to come along; docs/third-party.md names them.
-set(notices libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev)
+set(notices libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev zlib1g-dev)
 if(MINGW)
     list(APPEND notices gcc-mingw-w64-base mingw-w64-common)
 endif()

@@ -148,7 +148,7 @@ class Pe:
         if "__stack_chk_fail" not in set(self.symbols()):
             yield "no stack protector"
         for name in self.imports():
-            if re.match(r"lib(ssp|gcc|stdc|winpthread)|advapi32|bcrypt", name, re.IGNORECASE):
+            if re.match(r"lib(ssp|gcc|stdc|winpthread)|zlib|advapi32|bcrypt", name, re.IGNORECASE):
                 yield f"one more DLL: {name}"
 
 

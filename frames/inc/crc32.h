@@ -6,7 +6,7 @@
 
 namespace frames {
 
-/// Check sum of some bytes; fast enough for every byte of every image (some gigabytes a second).
+/// Check sum of some bytes, by zlib; fast enough for every byte of every image (some gigabytes a second).
 ///
 /// @param data   size bytes; may be null when size is 0.
 /// @param start  Check sum of the bytes before these, to continue it; 0 to begin.

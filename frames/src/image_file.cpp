@@ -7,6 +7,8 @@
 #include <limits>
 #include <memory>
 
+#include <zlib.h>
+
 #include "crc32.h"
 #include "stb_settings.h"
 
@@ -66,24 +68,6 @@ Bytes filteredLines(const ImageView& image, std::uint8_t filter) {
     return filtered;
 }
 
-// The sum at the end of a zlib stream.
-std::uint32_t adler32(const Bytes& bytes) {
-    constexpr std::uint32_t kModulus = 65'521;
-    constexpr std::size_t kStretch = 5'552;  // for so many bytes no sum exceeds 32 bits
-    std::uint32_t low = 1;
-    std::uint32_t high = 0;
-    for (std::size_t begin = 0; begin < bytes.size(); begin += kStretch) {
-        const std::size_t end = std::min(begin + kStretch, bytes.size());
-        for (std::size_t index = begin; index < end; ++index) {
-            low += bytes[index];
-            high += low;
-        }
-        low %= kModulus;
-        high %= kModulus;
-    }
-    return high << 16 | low;
-}
-
 // A zlib stream that holds the bytes as they are.
 Bytes storedStream(const Bytes& bytes) {
     const std::size_t blocks = (bytes.size() + kMaxStoredBlock - 1) / kMaxStoredBlock;
@@ -99,7 +83,7 @@ Bytes storedStream(const Bytes& bytes) {
         const auto from = bytes.begin() + static_cast<std::ptrdiff_t>(begin);
         stream.insert(stream.end(), from, from + static_cast<std::ptrdiff_t>(size));
     }
-    putBigEndian(stream, adler32(bytes));
+    putBigEndian(stream, static_cast<std::uint32_t>(adler32_z(adler32_z(0, nullptr, 0), bytes.data(), bytes.size())));
     return stream;
 }
 

@@ -31,10 +31,11 @@ inline constexpr ReportedSource kReportedSources[] = {
     { "fastfile_writer.cpp",      "mfileio/src/fastfile",           4000 },
     { "msharedmem_registry.cpp",  "mipc/src/msharedmem_win32",      1000 },
     { "msharedmem_win32.cpp",     "mipc/src/msharedmem_win32",      2000 },
-    { "MIniData_content.h",       "mutil/src/MIniData_template_core", 1000 },
-    { "MIniData_edit.h",          "mutil/src/MIniData_template_core", 2000 },
-    { "MIniData_parser.h",        "mutil/src/MIniData_template_core", 3000 },
-    { "MIniData_section.h",       "mutil/src/MIniData_template_core", 4000 },
+    { "MIniData_files.cpp",       "mutil/src/MIniData_template_core", 1000 },
+    { "MIniData_edit.cpp",        "mutil/src/MIniData_template_core", 2000 },
+    { "MIniData_parser.cpp",      "mutil/src/MIniData_template_core", 3000 },
+    { "MIniData_section.cpp",     "mutil/src/MIniData_template_core", 4000 },
+    { "MIniData_template_core.cpp", "mutil/src/MIniData_template_core", 5000 },
 };
 
 /// A statement whose number stays, wherever it moves in its source.

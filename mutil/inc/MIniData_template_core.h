@@ -60,9 +60,11 @@ using MIniDataLines = std::vector<std::unique_ptr<MIniDataLine>>;
 /// A section: its header line and what stands below it. Getters and setters find an entry by its name without trailing
 /// blanks and tabs, and behave as those of MIniDataT.
 template <typename Compare>
-class MIniDataSectionT : public MIniDataLine {
+class MIniDataSectionT;
+template <>
+class MIniDataSectionT<MIniDataCaseSensitiveCompare> : public MIniDataLine {
 public:
-    using EntryMap = std::map<std::string, MIniDataEntry*, Compare>;
+    using EntryMap = std::map<std::string, MIniDataEntry*, MIniDataCaseSensitiveCompare>;
 
     explicit MIniDataSectionT(std::string headerText);
 
@@ -84,7 +86,7 @@ public:
 
     /// Takes over the line of an entry that is not there yet; where its name belongs is known. Whatever a container
     /// throws without memory leaves the section as it was.
-    void append(typename EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry);
+    void append(EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry);
 
     /// Removes an entry and its line. The entry is found as everywhere; the line is looked for from the top by the name
     /// as it is given, trailing blanks included; kept on purpose: docs/oddities.md, delete-by-exact-name.
@@ -103,15 +105,18 @@ private:
     bool setNumber(std::string_view name, std::string_view digits);
 };
 
-/// Ini data whose names are compared by Compare. Used by one thread at a time. Each operation answers false when it
+/// Ini data whose names are compared by Compare. There is this one instance, written out, so that its operations are
+/// ordinary functions with sources of their own. Used by one thread at a time. Each operation answers false when it
 /// fails, after an entry in the error trace; nothing is thrown but what standard containers throw without memory.
 ///
 /// A line is blank, a section header ('[' as its very first character, the name up to the first ']'), a comment (first
 /// visible character '#', '*', '/' or ';') or an entry (name '=' value). Values have no quotes, escapes or comments.
 template <typename Compare>
-class MIniDataT {
+class MIniDataT;
+template <>
+class MIniDataT<MIniDataCaseSensitiveCompare> {
 public:
-    using Section = MIniDataSectionT<Compare>;
+    using Section = MIniDataSectionT<MIniDataCaseSensitiveCompare>;
 
     // Options, to be combined. The second has the effect of the first as well;
     // kept on purpose: docs/oddities.md, replace-accepts-bare.
@@ -266,7 +271,7 @@ private:
     bool parse_line(std::string_view line);
     bool parseHeader(std::string_view line);
     bool parseEntry(std::string_view line, std::size_t nameBegin);
-    bool replaceEntry(typename Section::EntryMap::iterator earlier, std::string_view name);
+    bool replaceEntry(Section::EntryMap::iterator earlier, std::string_view name);
     void dropReplacedLines();
     bool refuse(int codeLine, const char* format, ...) PLATFORM_FORMAT(3, 4);
 
@@ -284,7 +289,7 @@ private:
     std::string _fileName;
     std::uint32_t _options = 0;
     MIniDataLines _topLines;  // above the first section: blank lines and comments
-    std::map<std::string, std::unique_ptr<Section>, Compare> _sections;
+    std::map<std::string, std::unique_ptr<Section>, MIniDataCaseSensitiveCompare> _sections;
     Section* _currentSection = nullptr;  // while parsing: the one that the last header opened
     // While parsing with kReplaceEntries, of the current section: lines that later ones replaced and that still have to
     // go, all at once; and entries that cannot be replaced, because a line without a name stands above them or is they.
@@ -292,6 +297,3 @@ private:
     std::unordered_set<const MIniDataLine*> _fixedLines;
     std::string _lastError;
 };
-
-extern template class MIniDataSectionT<MIniDataCaseSensitiveCompare>;
-extern template class MIniDataT<MIniDataCaseSensitiveCompare>;

@@ -1,6 +1,8 @@
 // Checks that options of both programs share.
 #pragma once
 
+#include <cmath>
+#include <cstdlib>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -10,15 +12,18 @@
 
 namespace options {
 
-/// A number within limits; one that is not a number (nan) is within none.
-/// @param limits  The same for people, such as "1 to 16".
+/// Whether a text is a number within limits; one that is not a number (nan) is within none.
+template <typename Number>
+bool isWithin(const std::string& text, Number least, Number greatest) {
+    return CLI::Range(least, greatest)(text).empty() && !std::isnan(std::strtod(text.c_str(), nullptr));
+}
+
+/// @param limits  For people, such as "1 to 16".
 template <typename Number>
 CLI::Validator within(Number least, Number greatest, const char* limits) {
     return CLI::Validator(
         [least, greatest, limits](const std::string& text) {
-            Number value{};
-            if (CLI::detail::lexical_cast(text, value) && value >= least && value <= greatest) return std::string();
-            return "'" + text + "' is not a number from " + limits;
+            return isWithin(text, least, greatest) ? "" : "'" + text + "' is not a number from " + limits;
         },
         "");
 }

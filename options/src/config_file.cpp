@@ -1,5 +1,6 @@
 #include "config_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <sstream>
@@ -34,12 +35,12 @@ std::string problemOf(const std::string& text) {
     if (text.find('\0') != std::string::npos) return "is no text file";
     std::istringstream lines(text);
     int number = 0;
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string whole; std::getline(lines, whole);) {
         ++number;
-        CLI::detail::trim(line);
+        const std::string_view line = trimmed(whole);
         const bool comment = line.starts_with('#') || line.starts_with(';');
         if (!line.empty() && !comment && line.size() < 3)
-            return "line " + std::to_string(number) + ": '" + line + "' is no key = value";
+            return "line " + std::to_string(number) + ": '" + std::string(line) + "' is no key = value";
     }
     return "";
 }
@@ -54,13 +55,20 @@ CLI::ConfigBase reader() {
 // A section without keys leaves no entry with the library, and a wrong name is to be found all the same.
 void addHeads(const std::string& text, std::vector<FileEntry>& entries) {
     std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        CLI::detail::trim(line);
-        if (line.starts_with('[') && line.ends_with(']')) entries.push_back({line.substr(1, line.size() - 2), "", {}});
+    for (std::string whole; std::getline(lines, whole);) {
+        const std::string_view line = trimmed(whole);
+        if (line.starts_with('[') && line.ends_with(']'))
+            entries.push_back({std::string(line.substr(1, line.size() - 2)), "", {}});
     }
 }
 
 }  // namespace
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\n\v\f\r";
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
 
 std::string readConfigFile(const std::string& path, std::vector<FileEntry>& entries) {
     const Presence found = presence(path);

@@ -2,9 +2,13 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace options {
+
+/// A text without blanks, tabs and line ends around it.
+std::string_view trimmed(std::string_view text);
 
 struct FileEntry {
     std::string section;              // empty: above all sections

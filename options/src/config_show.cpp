@@ -20,7 +20,11 @@ struct Shown {
     std::string place;  // for environment and file: where there
 };
 
-std::string joined(const std::vector<std::string>& values) { return CLI::detail::join(values, " "); }
+std::string joined(const std::vector<std::string>& values) {
+    std::string text;
+    for (const std::string& value : values) text.append(&value == values.data() ? "" : " ").append(value);
+    return text;
+}
 
 // What the option was told to show, else what its variable holds.
 std::optional<std::string> defaultOf(CLI::Option& option) {

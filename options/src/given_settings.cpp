@@ -1,6 +1,8 @@
 #include "given_settings.h"
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "option_list.h"
 
@@ -85,11 +87,31 @@ std::string collectFile(CLI::App& app, GivenSettings& given) {
     return "";
 }
 
+// The words of a text with blanks between them, in quotes where they hold blanks; \ before a quote within such quotes.
+std::vector<std::string> wordsOf(std::string_view text) {
+    std::vector<std::string> words;
+    while (!(text = trimmed(text)).empty()) {
+        const bool quoted = std::string_view("'\"`").find(text.front()) != std::string_view::npos;
+        const char end = quoted ? text.front() : ' ';
+        if (quoted) text.remove_prefix(1);
+        std::string word;
+        while (!text.empty() && text.front() != end) {
+            const bool escaped = quoted && text.size() > 1 && text[0] == '\\' && text[1] == end;
+            if (escaped) text.remove_prefix(1);
+            word += text.front();
+            text.remove_prefix(1);
+        }
+        text.remove_prefix(std::min<std::size_t>(1, text.size()));
+        words.push_back(std::move(word));
+    }
+    return words;
+}
+
 // Several values in one text are for options that take several and have no separator of their own.
 std::vector<std::string> valuesFor(const CLI::Option& option, const Setting& setting) {
     if (setting.values.size() != 1 || option.get_items_expected_max() <= 1 || option.get_delimiter() != '\0')
         return setting.values;
-    return CLI::detail::split_up(setting.values.front(), ' ');
+    return wordsOf(setting.values.front());
 }
 
 }  // namespace

@@ -112,6 +112,13 @@ TEST_F(OptionSourcesTest, SeveralValuesStandWithBlanksBetweenThemOrOnLinesOfThei
     EXPECT_THAT(program.faults, ElementsAre("repeat@5", "a b"));
 }
 
+TEST_F(OptionSourcesTest, QuotesKeepBlanksTogetherInSeveralValues) {
+    program.environment = {R"(DORVEN_SAMPLE_FAULT= "a b"  c'd 'it\'s' `e "f` "g h)"
+                           "\t"};
+    program.run({});
+    EXPECT_THAT(program.faults, ElementsAre("a b", "c'd", "it's", "e \"f", "g h"));
+}
+
 TEST_F(OptionSourcesTest, ValueIsTheRestOfItsLine) {
     program.configFile("output = C:\\My [pictures], # 1; x=y\r\n");
     program.run({"grab"});

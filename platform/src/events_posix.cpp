@@ -1,6 +1,6 @@
 // Auto-reset events on one word per event (event_state.h), shared between processes.
 //
-// A seat belongs to a process: the byte lock behind it (kFirstSeatByte) ends with the process however that ends. So
+// A seat belongs to a process: its lock (object_locks_posix.h) ends with the process however that ends. So
 // whoever gets the lock of a seat that somebody seems to sit in knows that the sitter has died, and hands on what was
 // its own. Only the lock's holder sits down in a seat, or clears it.
 
@@ -10,7 +10,6 @@
 #include <climits>
 #include <new>
 
-#include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -23,7 +22,6 @@
 
 namespace {
 
-constexpr off_t kFirstSeatByte = 64;
 constexpr int kSeatsKept = 4;  // by a process, for its next waits; the others are for all
 constexpr long kNanosecondsPerSecond = 1'000'000'000;
 
@@ -211,23 +209,14 @@ private:
     bool claim(unsigned seat) const {
         if ((seats().own.load(std::memory_order_relaxed) & bitOf(seat)) != 0) return false;
         if ((seats().own.fetch_or(bitOf(seat), std::memory_order_acquire) & bitOf(seat)) != 0) return false;
-        if (lock(seat, F_WRLCK)) return true;
+        if (ObjectLocks_TakeSeat(_file->descriptor(), seat)) return true;
         seats().own.fetch_and(~bitOf(seat), std::memory_order_release);
         return false;
     }
 
     void disclaim(unsigned seat) const {
-        lock(seat, F_UNLCK);
+        ObjectLocks_LeaveSeat(_file->descriptor(), seat);
         seats().own.fetch_and(~bitOf(seat), std::memory_order_release);
-    }
-
-    bool lock(unsigned seat, short type) const {
-        struct flock lock {};
-        lock.l_type = type;
-        lock.l_whence = SEEK_SET;
-        lock.l_start = kFirstSeatByte + static_cast<off_t>(seat);
-        lock.l_len = 1;
-        return fcntl(_file->descriptor(), F_OFD_SETLK, &lock) == 0;
     }
 
     std::shared_ptr<ObjectFile> _file;

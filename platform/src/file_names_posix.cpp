@@ -10,7 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "file_error_posix.h"
 #include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "no_memory_posix.h"

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include "descriptor_posix.h"
-#include "file_error_posix.h"
 #include "file_handle_posix.h"
 #include "handle_table_posix.h"
 #include "high_descriptor.h"

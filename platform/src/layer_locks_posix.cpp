@@ -4,8 +4,6 @@
 
 #include <pthread.h>
 
-#include "fork_posix.h"
-
 namespace {
 
 // Constant from the start and never destroyed: objects are let go by destructors of static objects too.

@@ -8,7 +8,6 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-#include "fork_posix.h"
 #include "handle_table_posix.h"
 #include "last_error_posix.h"
 #include "layer_locks_posix.h"

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <map>
 #include <mutex>
 #include <new>
-#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -16,7 +14,6 @@
 #include <unistd.h>
 
 #include "event_state.h"
-#include "fork_posix.h"
 #include "last_error_posix.h"
 #include "layer_locks_posix.h"
 #include "object_folder_posix.h"
@@ -24,23 +21,7 @@
 
 namespace {
 
-using std::chrono::steady_clock;
-using namespace std::chrono_literals;
-
-// A guard is held for some dozen microseconds; a process that was stopped while it held one must not stop the others.
-constexpr auto kGuardLimit = 5s;
-constexpr auto kFirstPause = 20us;
-constexpr auto kLongestPause = 2ms;
 constexpr std::size_t kReportBytes = 512;  // a name has at most 260 characters or so
-
-bool lockByte(int descriptor, short type, off_t byte) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = byte;
-    lock.l_len = 1;
-    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
-}
 
 // Stores what ObjectFile_HasFullName compares.
 bool storeFullName(int descriptor, const std::string& fullName) {
@@ -52,18 +33,6 @@ bool storeFullName(int descriptor, const std::string& fullName) {
            platform_failWith(platform_errorOf(errno), false);
 }
 
-/// False, with the last error, when another process keeps it.
-bool takeGuard(int descriptor) {
-    const auto deadline = steady_clock::now() + kGuardLimit;
-    for (auto pause = std::chrono::microseconds(kFirstPause);;
-         pause = std::min<std::chrono::microseconds>(pause * 2, kLongestPause)) {
-        if (ObjectFolder_TryGuard(descriptor)) return true;
-        if (steady_clock::now() >= deadline) break;
-        std::this_thread::sleep_for(pause);
-    }
-    return platform_failWith(ERROR_SEM_TIMEOUT, false);
-}
-
 // Called while no lock of the layer is held, and no guard: whoever is told may use named objects.
 void reportStuckGuard(const std::string& name) {
     char text[kReportBytes];
@@ -71,11 +40,9 @@ void reportStuckGuard(const std::string& name) {
         text, sizeof text,
         "shared object \"%s\": another process has kept its guard for more than %d s; if it was stopped, let it go "
         "on or end it",
-        name.c_str(), static_cast<int>(kGuardLimit.count()));
+        name.c_str(), kGuardLimitSeconds);
     platform_report(text);
 }
-
-void leaveGuard(int descriptor) { lockByte(descriptor, F_UNLCK, 1); }
 
 // What is open must be a plain file of this user; anything else was put in the object's place.
 bool isOwnFile(int descriptor, struct stat& status) {
@@ -199,11 +166,11 @@ private:
         const int descriptor = object->descriptor();
         struct stat status {};
         if (!isOwnFile(descriptor, status)) return platform_failWith(ERROR_ACCESS_DENIED, Outcome::failed);
-        if (!takeGuard(descriptor)) return Outcome::stuck;
+        if (!ObjectLocks_TakeGuard(descriptor)) return Outcome::stuck;
         std::uint64_t fileBytes = 0;
         if (!ObjectFolder_IsUnderName(folder, status, _fileName, fileBytes)) return Outcome::again;
 
-        existed = ObjectFolder_IsHeld(descriptor);
+        existed = ObjectLocks_IsHeld(descriptor);
         if (!existed && !_create) {
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
@@ -219,8 +186,8 @@ private:
         const bool usable = existed ? readPage(descriptor, fileBytes, static_cast<ObjectKind>(_page.kind), _page)
                                     : layOut(folder, descriptor);
         if (!usable) return Outcome::failed;
-        if (!lockByte(descriptor, F_RDLCK, 0)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
-        leaveGuard(descriptor);
+        if (!ObjectLocks_Hold(descriptor)) return platform_failWith(platform_errorOf(errno), Outcome::failed);
+        ObjectLocks_LeaveGuard(descriptor);
         object->_name = std::move(name);
         object->_fileName = std::move(fileName);  // from here on the object lets go
         if (!object->take(_page)) return Outcome::failed;
@@ -275,10 +242,10 @@ bool ObjectFile::leave() {
     }
     const int folder = _file.wasLetGo() ? -1 : folderWithoutThrowing();
     if (folder < 0) return true;
-    if (!takeGuard(descriptor())) return false;
+    if (!ObjectLocks_TakeGuard(descriptor())) return false;
     // Own lock on byte 0 first: then whoever is still on it is somebody else.
-    lockByte(descriptor(), F_UNLCK, 0);
-    if (!ObjectFolder_IsHeld(descriptor()) && ObjectFolder_IsUnderName(folder, descriptor(), _fileName))
+    ObjectLocks_LetGo(descriptor());
+    if (!ObjectLocks_IsHeld(descriptor()) && ObjectFolder_IsUnderName(folder, descriptor(), _fileName))
         unlinkat(folder, _fileName.c_str(), 0);
     return true;
 }

@@ -1,8 +1,7 @@
 // The files behind named objects: which exist, who holds them, and that they go with their last holder.
 //
-// Each object is a file in a private folder of this user under /dev/shm. Two byte locks of the open file description
-// carry its life, and the kernel ends both with the process however it ends: byte 0, shared, says "I hold this
-// object"; byte 1, exclusive, guards create, attach and detach. Nobody on byte 0 means that the file is a leftover.
+// Each object is a file in a private folder of this user under /dev/shm. Its locks carry its life
+// (object_locks_posix.h): a file that nobody holds is a leftover.
 #pragma once
 
 #include <atomic>
@@ -11,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "locked_file_posix.h"
+#include "object_locks_posix.h"
 #include "platform.h"
 
 enum class ObjectKind : std::uint32_t { event = 1, mapping = 2 };

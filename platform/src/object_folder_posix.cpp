@@ -14,11 +14,10 @@
 #include <unistd.h>
 
 #include "descriptor_posix.h"
-#include "fork_posix.h"
 #include "high_descriptor.h"
 #include "last_error_posix.h"
 #include "layer_locks_posix.h"
-#include "locked_file_posix.h"
+#include "object_locks_posix.h"
 #include "object_parent_posix.h"
 
 namespace {
@@ -78,7 +77,7 @@ void removeLeftover(int folder, const char* fileName) {
     if (!file.open(folder, fileName, O_RDWR | O_NOFOLLOW | O_NONBLOCK)) return;
     struct stat status {};
     if (fstat(file.descriptor(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
-        ObjectFolder_TryGuard(file.descriptor()) && !ObjectFolder_IsHeld(file.descriptor()) &&
+        ObjectLocks_TryGuard(file.descriptor()) && !ObjectLocks_IsHeld(file.descriptor()) &&
         ObjectFolder_IsUnderName(folder, file.descriptor(), fileName))
         unlinkat(folder, fileName, 0);
 }
@@ -148,47 +147,7 @@ int openAndSweep() {
     return folderDescriptor.value;
 }
 
-struct flock byteLock(short type, off_t byte) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = byte;
-    lock.l_len = 1;
-    return lock;
-}
-
 }  // namespace
-
-DWORD platform_errorOf(int errorNumber) {
-    switch (errorNumber) {
-        case ENOENT:
-            return ERROR_FILE_NOT_FOUND;
-        case ENOTDIR:
-            return ERROR_PATH_NOT_FOUND;
-        case EMFILE:
-        case ENFILE:
-            return ERROR_TOO_MANY_OPEN_FILES;
-        case EACCES:
-        case EPERM:
-        case ELOOP:
-        case EISDIR:
-        case EROFS:
-        case ENXIO:
-            return ERROR_ACCESS_DENIED;
-        case ENOMEM:
-            return ERROR_NOT_ENOUGH_MEMORY;
-        case ENOSPC:
-        case EFBIG:
-        case EDQUOT:
-            return ERROR_COMMITMENT_LIMIT;
-        case EINVAL:
-            return ERROR_INVALID_PARAMETER;
-        case ENAMETOOLONG:
-            return ERROR_FILENAME_EXCED_RANGE;
-        default:
-            return ERROR_IO_DEVICE;
-    }
-}
 
 std::string ObjectFolder_FileName(const char* name) {
     std::string rest = name;
@@ -232,16 +191,6 @@ bool ObjectFolder_WasRemoved(int folder) {
 bool ObjectFolder_Renew() { return openAndSweep() >= 0; }
 
 void ObjectFolder_LetGoInChild() { folderDescriptor.closeIfOpen(); }
-
-bool ObjectFolder_IsHeld(int descriptor) {
-    struct flock lock = byteLock(F_WRLCK, 0);
-    return fcntl(descriptor, F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
-}
-
-bool ObjectFolder_TryGuard(int descriptor) {
-    struct flock lock = byteLock(F_WRLCK, 1);
-    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
-}
 
 bool ObjectFolder_IsUnderName(int folder, const struct stat& opened, const std::string& fileName,
                               std::uint64_t& fileBytes) {

@@ -34,12 +34,6 @@ bool ObjectFolder_WasRemoved(int folder);
 /// Makes the folder anew if it was removed under this process. False as ObjectFolder_Descriptor gives -1.
 bool ObjectFolder_Renew();
 
-/// True if somebody, of any process, holds the file (byte 0).
-bool ObjectFolder_IsHeld(int descriptor);
-
-/// Takes the guard (byte 1) without waiting.
-bool ObjectFolder_TryGuard(int descriptor);
-
 /// True if the file under that name in the folder is still the one that is open. The guard is held.
 ///
 /// @param opened     fstat of the open file, of any time since it was opened: its inode does not change.

@@ -11,6 +11,7 @@
 #include "high_descriptor.h"
 #include "object_file_posix.h"
 #include "object_folder_posix.h"
+#include "object_locks_posix.h"
 #include "object_look.h"
 #include "object_parent_posix.h"
 
@@ -39,7 +40,7 @@ void lookAtFile(int folder, const char* fileName, ObjectFolderSight& sight) {
     }
     const Descriptor file(openForLooking(folder, fileName));
     if (file.get() < 0) return;
-    if (ObjectFolder_IsHeld(file.get())) {
+    if (ObjectLocks_IsHeld(file.get())) {
         ++sight.held;
     } else {
         sight.leftovers.emplace_back(fileName);
@@ -70,7 +71,7 @@ ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
     ObjectSight sight{ObjectSight::Kind::unreadable, 0, {}};
     struct stat status {};
     if (file.get() < 0 || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return sight;
-    if (!ObjectFolder_IsHeld(file.get())) return {};
+    if (!ObjectLocks_IsHeld(file.get())) return {};
     if (!ObjectFile_HasFullName(file.get(), ObjectFolder_FullName(name, fileName))) return {};
     ObjectPage page{};
     if (pread(file.get(), &page, sizeof page, 0) != sizeof page || page.magic != kObjectMagic) return sight;

@@ -17,7 +17,7 @@
 #include "descriptor_posix.h"
 #include "high_descriptor.h"
 #include "last_error_posix.h"
-#include "locked_file_posix.h"
+#include "object_locks_posix.h"
 #include "platform.h"
 
 namespace {

@@ -17,8 +17,14 @@ constexpr DWORD kHighResolution = CREATE_WAITABLE_TIMER_HIGH_RESOLUTION;
 constexpr int kTrials = 7;
 constexpr std::int64_t kTrialNanoseconds = 1'000'000;
 
+// The system's timer, a high-resolution one where there is one; null when the system has none left.
+HANDLE createTimer() {
+    const HANDLE timer = CreateWaitableTimerExW(nullptr, nullptr, kHighResolution, TIMER_ALL_ACCESS);
+    return timer ? timer : CreateWaitableTimerExW(nullptr, nullptr, 0, TIMER_ALL_ACCESS);
+}
+
 struct WaitableTimer {
-    void* handle;
+    HANDLE handle;
 
     static std::int64_t now() { return platform_monotonicNanoseconds(); }
     static bool stopRequested() { return platform_stopRequested(); }
@@ -27,9 +33,9 @@ struct WaitableTimer {
     /// Waits by the system's timer; a stop request ends it.
     void wait(std::int64_t nanoseconds) const {
         LARGE_INTEGER due;
-        due.QuadPart = -std::max<std::int64_t>(nanoseconds / 100, 1);  // negative: from now, in 100 ns
+        due.QuadPart = -std::max<std::int64_t>((nanoseconds + 99) / 100, 1);  // negative: from now, in 100 ns
         if (!handle || !SetWaitableTimer(handle, &due, 0, nullptr, nullptr, FALSE))
-            return Sleep(static_cast<DWORD>(nanoseconds / 1'000'000));
+            return Sleep(static_cast<DWORD>((nanoseconds + 999'999) / 1'000'000));
         const HANDLE handles[] = {handle, stopEvent()};
         WaitForMultipleObjects(handles[1] ? 2 : 1, handles, FALSE, INFINITE);
     }
@@ -47,12 +53,26 @@ std::int64_t calibrate(const WaitableTimer& timer) {
     return late[kTrials - 2] + SleepMargin::kLeast;
 }
 
+bool waitUntil(std::int64_t deadlineNanoseconds, const WaitableTimer& timer) {
+    for (;;) {
+        if (platform_stopRequested()) return false;
+        const std::int64_t remaining = deadlineNanoseconds - platform_monotonicNanoseconds();
+        if (remaining <= 0) return true;
+        timer.wait(std::min(remaining, SleepMargin::kLongestWait));
+    }
+}
+
 }  // namespace
 
-PreciseTimer::PreciseTimer() : _handle(CreateWaitableTimerExW(nullptr, nullptr, kHighResolution, TIMER_ALL_ACCESS)) {
-    if (!_handle) _handle = CreateWaitableTimerExW(nullptr, nullptr, 0, TIMER_ALL_ACCESS);
-    _margin = SleepMargin(calibrate({_handle}));
+// A timer per call: sleeps are rare against its cost (microseconds), and no thread keeps a handle that nobody closes.
+bool platform_sleepUntil(std::int64_t deadlineNanoseconds) {
+    const HANDLE handle = createTimer();
+    const bool reached = waitUntil(deadlineNanoseconds, {handle});
+    if (handle) CloseHandle(handle);
+    return reached;
 }
+
+PreciseTimer::PreciseTimer() : _handle(createTimer()), _margin(calibrate({_handle})) {}
 
 PreciseTimer::~PreciseTimer() {
     if (_handle) CloseHandle(_handle);

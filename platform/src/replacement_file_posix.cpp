@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include "descriptor_posix.h"
-#include "file_error_posix.h"
 #include "file_handle_posix.h"
 #include "high_descriptor.h"
+#include "last_error_posix.h"
 #include "paths_posix.h"
 #include "replacement_file.h"
 

@@ -31,9 +31,7 @@ std::string checkSize(const std::string& text) {
 
 // Less than a millisecond would be rounded to none, and none means never.
 std::string checkReaderTimeout(const std::string& text) {
-    double seconds = 0;
-    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
-    if (isNumber && (seconds == 0 || (seconds >= kMinReaderTimeout && seconds <= kMaxTimeout))) return {};
+    if (options::isWithin(text, 0.0, 0.0) || options::isWithin(text, kMinReaderTimeout, kMaxTimeout)) return {};
     return "'" + text + "' is neither 0 nor a number from 0.001 to 86400";
 }
 

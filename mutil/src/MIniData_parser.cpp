@@ -1,6 +1,4 @@
-// Which lines are accepted, as what, and why others are refused. Part of MIniData_template_core.cpp.
-#pragma once
-
+// A text taken as ini data: which lines are accepted, as what, and why others are refused.
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -9,13 +7,32 @@
 #include <string>
 #include <string_view>
 
-#include "MIniData_line.h"
-#include "MIniData_template_core.h"
+#include "MIniData_parts.h"
 #include "errtrace.h"
 #include "format_string.h"
 
-template <typename Compare>
-bool MIniDataT<Compare>::parse_line(std::string_view line) {
+bool IniData::SetContentString(const std::string& text) {
+    freeContent();
+    _unchanged = false;
+    _open = false;
+    const ReplacedLinesGone replacedLinesGone(*this);
+    std::size_t feed = text.find('\n');
+    for (std::size_t begin = 0; begin < text.size();) {
+        if (feed < begin) feed = text.find('\n', begin);
+        std::string_view line = std::string_view(text).substr(begin, feed - begin);
+        line = line.substr(0, line.find('\r'));
+        if (!parse_line(line)) {
+            M_ERRTRACE("MIniData::SetContentString(): parse_line() failed");
+            return false;
+        }
+        const std::size_t end = begin + line.size();
+        begin = end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+    }
+    _open = true;
+    return true;
+}
+
+bool IniData::parse_line(std::string_view line) {
     const std::size_t begin = line.find_first_not_of(kBlanks);
     const bool blank = begin == std::string_view::npos;
     if (!blank && line.front() == '[') return parseHeader(line);
@@ -30,8 +47,7 @@ bool MIniDataT<Compare>::parse_line(std::string_view line) {
     return parseEntry(line, begin);
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::parseHeader(std::string_view line) {
+bool IniData::parseHeader(std::string_view line) {
     const std::size_t close = line.find(']');
     if (close == std::string_view::npos) {
         return refuse(M_HERE, "no matching ']' found in \"%.50s\"", std::string(line).c_str());
@@ -58,8 +74,7 @@ bool MIniDataT<Compare>::parseHeader(std::string_view line) {
     return true;
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin) {
+bool IniData::parseEntry(std::string_view line, std::size_t nameBegin) {
     Section& section = *_currentSection;
     const std::size_t equals = line.find('=', nameBegin);
     const bool bare = equals == std::string_view::npos;
@@ -101,8 +116,7 @@ bool MIniDataT<Compare>::parseEntry(std::string_view line, std::size_t nameBegin
 
 // Does what the section's DeleteEntry does with an entry that was read before, without looking for its line each time:
 // of the lines that were read one at most has that name, and it is found unless one without a name stands above it.
-template <typename Compare>
-bool MIniDataT<Compare>::replaceEntry(typename Section::EntryMap::iterator earlier, std::string_view name) {
+bool IniData::replaceEntry(Section::EntryMap::iterator earlier, std::string_view name) {
     Section& section = *_currentSection;
     if (_fixedLines.contains(earlier->second)) {
         dropReplacedLines();
@@ -114,16 +128,14 @@ bool MIniDataT<Compare>::replaceEntry(typename Section::EntryMap::iterator earli
     return true;
 }
 
-template <typename Compare>
-void MIniDataT<Compare>::dropReplacedLines() {
+void IniData::dropReplacedLines() {
     if (_replacedLines.empty()) return;
     std::erase_if(_currentSection->line_vec, [this](const auto& line) { return _replacedLines.contains(line.get()); });
     _replacedLines.clear();
 }
 
 // Notes why a line is refused and reports it from the given line of this file. Always false.
-template <typename Compare>
-bool MIniDataT<Compare>::refuse(int codeLine, const char* format, ...) {
+bool IniData::refuse(int codeLine, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     std::string text;

@@ -1,11 +1,17 @@
-// What the parts of MIniData_template_core.cpp share: their name in reports, and the grammar of a single line.
+// What the sources of ini data share: their name in reports, and the grammar of a single line.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
+
+#include "MIniData_template_core.h"
+
+using IniData = MIniDataT<MIniDataCaseSensitiveCompare>;
+using IniSection = IniData::Section;
 
 namespace {
 
-const char kFile[] = "mutil/src/MIniData_template_core";  // in whichever part a line number counts
+const char kFile[] = "mutil/src/MIniData_template_core";  // in whichever source a line number counts
 
 constexpr std::size_t kLastErrorSize = 1024;
 constexpr std::size_t kUsualLinesPerSection = 10;

@@ -1,6 +1,4 @@
-// A section of ini data: its getters and setters and the removal of entries. Part of MIniData_template_core.cpp.
-#pragma once
-
+// A section of ini data: its getters and setters and the removal of entries.
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -8,8 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "MIniData_line.h"
-#include "MIniData_template_core.h"
+#include "MIniData_parts.h"
 #include "errtrace.h"
 #include "stl_utilities.h"
 
@@ -27,75 +24,64 @@ bool getNumber(const MIniDataEntry* entry, Value& value, Convert convert) {
 
 }  // namespace
 
-template <typename Compare>
-MIniDataSectionT<Compare>::MIniDataSectionT(std::string headerText) : MIniDataLine(std::move(headerText)) {
+IniSection::MIniDataSectionT(std::string headerText) : MIniDataLine(std::move(headerText)) {
     line_vec.reserve(kUsualLinesPerSection);
 }
 
-template <typename Compare>
-const MIniDataEntry* MIniDataSectionT<Compare>::find_entry(std::string_view name) const {
+const MIniDataEntry* IniSection::find_entry(std::string_view name) const {
     const auto found = entry_map.find(withoutTrailingBlanks(name));
     return found == entry_map.end() ? nullptr : found->second;
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::GetStringEntry(std::string_view name, std::string& value) const {
+bool IniSection::GetStringEntry(std::string_view name, std::string& value) const {
     const MIniDataEntry* const entry = find_entry(name);
     if (!entry) return false;
     value.assign(entry->text, entry->valuePosition);
     return true;
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::GetLongEntry(std::string_view name, std::int32_t& value) const {
+bool IniSection::GetLongEntry(std::string_view name, std::int32_t& value) const {
     return getNumber(find_entry(name), value, [](const char* digits, char** end) {
         const long number = std::strtol(digits, end, 10);  // 64 bits on some systems
         return static_cast<std::int32_t>(std::clamp<long>(number, INT32_MIN, INT32_MAX));
     });
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::GetLongLongEntry(std::string_view name, std::int64_t& value) const {
+bool IniSection::GetLongLongEntry(std::string_view name, std::int64_t& value) const {
     return getNumber(find_entry(name), value, [](const char* digits, char** end) {
         return static_cast<std::int64_t>(std::strtoll(digits, end, 10));
     });
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::GetDoubleEntry(std::string_view name, double& value) const {
+bool IniSection::GetDoubleEntry(std::string_view name, double& value) const {
     return getNumber(find_entry(name), value, [](const char* digits, char** end) { return std::strtod(digits, end); });
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::SetStringEntry(std::string_view name, std::string_view value) {
+bool IniSection::SetStringEntry(std::string_view name, std::string_view value) {
     if (setEntry(name, value)) return true;
     M_ERRTRACE("MIniDataSectionT::SetStringEntry(): add_new_entry() failed");
     return false;
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::SetLongEntry(std::string_view name, std::int32_t value) {
+bool IniSection::SetLongEntry(std::string_view name, std::int32_t value) {
     if (setNumber(name, stl_string_format("%ld", static_cast<long>(value)))) return true;
     M_ERRTRACE("MIniDataSectionT::SetLongEntry(): add_new_entry() failed");
     return false;
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::SetLongLongEntry(std::string_view name, std::int64_t value) {
+bool IniSection::SetLongLongEntry(std::string_view name, std::int64_t value) {
     if (setNumber(name, stl_string_format("%lld", static_cast<long long>(value)))) return true;
     M_ERRTRACE("MIniDataSectionT::SetLongLongEntry(): add_new_entry() failed");
     return false;
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::SetDoubleEntry(std::string_view name, double value) {
+bool IniSection::SetDoubleEntry(std::string_view name, double value) {
     if (setNumber(name, stl_string_format("%.17g", value))) return true;
     M_ERRTRACE("MIniDataSectionT::SetDoubleEntry(): add_new_entry() failed");
     return false;
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::setEntry(std::string_view name, std::string_view value) {
+bool IniSection::setEntry(std::string_view name, std::string_view value) {
     const auto found = entry_map.find(withoutTrailingBlanks(name));
     if (found == entry_map.end()) return add_new_entry(name, value);
     MIniDataEntry& entry = *found->second;
@@ -104,13 +90,11 @@ bool MIniDataSectionT<Compare>::setEntry(std::string_view name, std::string_view
 }
 
 // A number that could not be formatted has no digits.
-template <typename Compare>
-bool MIniDataSectionT<Compare>::setNumber(std::string_view name, std::string_view digits) {
+bool IniSection::setNumber(std::string_view name, std::string_view digits) {
     return !digits.empty() && setEntry(name, digits);
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::add_new_entry(std::string_view name, std::string_view value) {
+bool IniSection::add_new_entry(std::string_view name, std::string_view value) {
     const std::string_view ownName = withoutTrailingBlanks(name);
     std::string line;
     line.reserve(ownName.size() + 1 + value.size());
@@ -121,9 +105,7 @@ bool MIniDataSectionT<Compare>::add_new_entry(std::string_view name, std::string
     return true;
 }
 
-template <typename Compare>
-void MIniDataSectionT<Compare>::append(typename EntryMap::const_iterator place, std::string_view name,
-                                       std::unique_ptr<MIniDataEntry> entry) {
+void IniSection::append(EntryMap::const_iterator place, std::string_view name, std::unique_ptr<MIniDataEntry> entry) {
     MIniDataEntry* const known = entry.get();
     line_vec.push_back(std::move(entry));
     try {
@@ -134,8 +116,7 @@ void MIniDataSectionT<Compare>::append(typename EntryMap::const_iterator place, 
     }
 }
 
-template <typename Compare>
-bool MIniDataSectionT<Compare>::DeleteEntry(std::string_view name) {
+bool IniSection::DeleteEntry(std::string_view name) {
     const auto found = entry_map.find(withoutTrailingBlanks(name));
     if (found == entry_map.end()) {
         M_ERRTRACE("MIniDataSectionT::DeleteEntry(): entry \"%.40s\" not found in entry_map",

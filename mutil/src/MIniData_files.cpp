@@ -1,6 +1,4 @@
-// Ini data as a whole: construction, files and content strings. Part of MIniData_template_core.cpp.
-#pragma once
-
+// Ini data and their file: reading and saving.
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -8,8 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "MIniData_line.h"
-#include "MIniData_template_core.h"
+#include "MIniData_parts.h"
 #include "errtrace.h"
 #include "fastfile.h"
 #include "fileops.h"
@@ -43,37 +40,7 @@ private:
 
 }  // namespace
 
-template <typename Compare>
-MIniDataT<Compare>::MIniDataT(const char* fileName) {
-    if (!Open(fileName)) M_ERRTRACE("MIniData::MIniData(): Open(\"%.60s\") failed", fileName);
-}
-
-template <typename Compare>
-MIniDataT<Compare>::MIniDataT(const MIniDataT& other) {
-    *this = other;
-}
-
-template <typename Compare>
-MIniDataT<Compare>& MIniDataT<Compare>::operator=(const MIniDataT& other) {
-    if (this == &other) return *this;
-    _fileName = other._fileName;
-    _options = other._options;
-    _lastError = other._lastError;
-    const bool copied = SetContentString(other.GetContentString()) && !_lineDropped;
-    _holdsWholeFile = copied && other._holdsWholeFile;
-    _open = other._open;
-    _fileAbsent = other._fileAbsent;
-    _unchanged = other._unchanged;
-    return *this;
-}
-
-template <typename Compare>
-MIniDataT<Compare>::~MIniDataT() {
-    if (!Close()) M_ERRTRACE("MIniData::~MIniData(): Close() failed");
-}
-
-template <typename Compare>
-bool MIniDataT<Compare>::Open(const char* fileName) {
+bool IniData::Open(const char* fileName) {
     std::string ownName = fileName ? fileName : "";  // before Close clears what Reload passes
     if (!Close()) {
         M_ERRTRACE("MIniData::Open(): Close() failed");
@@ -102,24 +69,21 @@ bool MIniDataT<Compare>::Open(const char* fileName) {
 }
 
 // Refuses what could keep the reader waiting or never end. What else cannot be read is reported by the reader.
-template <typename Compare>
-bool MIniDataT<Compare>::looksReadable() {
+bool IniData::looksReadable() {
     const FileLook look = platform_lookAtFile(_fileName.c_str());
     if (look.other) return refuseFile(M_HERE, "is no regular file");
     return look.bytes <= kGreatestFile || refuseFile(M_HERE, kTooLarge);
 }
 
 // Reports from the given line of this file why a file is refused, and notes it. Always false.
-template <typename Compare>
-bool MIniDataT<Compare>::refuseFile(int codeLine, const char* reason) {
+bool IniData::refuseFile(int codeLine, const char* reason) {
     _lastError = reason;
     _MErrTrace_Location(0, kFile, codeLine);
     _MErrTrace_Add("MIniData::Open(\"%.80s\"): %s", _fileName.c_str(), reason);
     return false;
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::readLines(MFastFileReader& reader) {
+bool IniData::readLines(MFastFileReader& reader) {
     const ReplacedLinesGone replacedLinesGone(*this);
     std::string line;
     for (bool first = true; !reader.IsEOF(); first = false) {
@@ -142,8 +106,7 @@ bool MIniDataT<Compare>::readLines(MFastFileReader& reader) {
 }
 
 // Cuts off a byte-order mark of UTF-8; false for one of UTF-16 or UTF-32.
-template <typename Compare>
-bool MIniDataT<Compare>::takeMark(std::string& firstLine) {
+bool IniData::takeMark(std::string& firstLine) {
     using namespace std::string_view_literals;
     // UTF-32, high byte first; UTF-16, high byte first; UTF-16, low byte first, with which UTF-32 begins as well.
     for (const std::string_view mark : {"\x00\x00\xFE\xFF"sv, "\xFE\xFF"sv, "\xFF\xFE"sv}) {
@@ -157,33 +120,9 @@ bool MIniDataT<Compare>::takeMark(std::string& firstLine) {
     return true;
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::Close() {
-    freeContent();
-    _fileName.clear();
-    _open = false;
-    _fileAbsent = true;
-    return true;
-}
+bool IniData::Reload() { return _open && Open(_fileName.c_str()); }
 
-template <typename Compare>
-void MIniDataT<Compare>::freeContent() {
-    _topLines.clear();
-    _sections.clear();
-    _currentSection = nullptr;
-    _replacedLines.clear();
-    _fixedLines.clear();
-    _holdsWholeFile = false;
-    _lineDropped = false;
-}
-
-template <typename Compare>
-bool MIniDataT<Compare>::Reload() {
-    return _open && Open(_fileName.c_str());
-}
-
-template <typename Compare>
-bool MIniDataT<Compare>::Save() {
+bool IniData::Save() {
     const std::string content = GetContentString();
     const int replacing = _options & kReplaceOnSave ? MFastFile::kSafeReplace : MFastFile::kTruncate;
     const int mode = replacing | (_options & kFlushOnSave ? MFastFile::kFlush : 0);
@@ -193,44 +132,5 @@ bool MIniDataT<Compare>::Save() {
     }
     _fileAbsent = false;
     _unchanged = true;
-    return true;
-}
-
-template <typename Compare>
-std::string MIniDataT<Compare>::GetContentString() const {
-    std::size_t size = 0;
-    const auto forEachLine = [this](const auto& use) {
-        for (const auto& line : _topLines) use(line->text);
-        for (const auto& [name, section] : _sections) {
-            use(section->text);
-            for (const auto& line : section->line_vec) use(line->text);
-        }
-    };
-    forEachLine([&size](const std::string& line) { size += line.size() + 1; });
-    std::string content;
-    content.reserve(size);
-    forEachLine([&content](const std::string& line) { content.append(line).push_back('\n'); });
-    return content;
-}
-
-template <typename Compare>
-bool MIniDataT<Compare>::SetContentString(const std::string& text) {
-    freeContent();
-    _unchanged = false;
-    _open = false;
-    const ReplacedLinesGone replacedLinesGone(*this);
-    std::size_t feed = text.find('\n');
-    for (std::size_t begin = 0; begin < text.size();) {
-        if (feed < begin) feed = text.find('\n', begin);
-        std::string_view line = std::string_view(text).substr(begin, feed - begin);
-        line = line.substr(0, line.find('\r'));
-        if (!parse_line(line)) {
-            M_ERRTRACE("MIniData::SetContentString(): parse_line() failed");
-            return false;
-        }
-        const std::size_t end = begin + line.size();
-        begin = end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
-    }
-    _open = true;
     return true;
 }

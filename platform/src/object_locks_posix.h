@@ -1,12 +1,34 @@
-// A file of the layer that carries locks, and its mapped beginning. A forked child lets go of both at the fork, so that
-// it keeps no lock of its parent: the kernel holds locks as long as any copy of the descriptor, or any mapping, is
-// left.
+// The locks of an object's file, and the file that carries them.
+//
+// They are byte locks of the open file description, which the kernel ends with the process however it ends: byte 0,
+// shared, says "I hold this object"; byte 1, exclusive, guards create, attach and detach; from byte 64 on there is one,
+// exclusive, for each seat of an event (event_state.h).
 #pragma once
 
 #include <cstddef>
 
 #include <sys/types.h>
 
+/// True if somebody, of any process, holds the object; a hold through this description does not count.
+bool ObjectLocks_IsHeld(int descriptor);
+/// False with errno.
+bool ObjectLocks_Hold(int descriptor);
+void ObjectLocks_LetGo(int descriptor);
+
+/// Takes the guard without waiting.
+bool ObjectLocks_TryGuard(int descriptor);
+/// A guard is held for some dozen microseconds; a process that was stopped while it held one must not stop the others.
+constexpr int kGuardLimitSeconds = 5;
+/// Takes the guard. False, with the last error 121, when another process keeps it beyond the limit.
+bool ObjectLocks_TakeGuard(int descriptor);
+void ObjectLocks_LeaveGuard(int descriptor);
+
+/// False when another description has the seat.
+bool ObjectLocks_TakeSeat(int descriptor, unsigned seat);
+void ObjectLocks_LeaveSeat(int descriptor, unsigned seat);
+
+/// A file of the layer, and its mapped beginning. A forked child lets go of both at the fork, so that it keeps no lock
+/// of its parent: the kernel holds locks as long as any copy of the descriptor, or any mapping, is left.
 /// Used by one thread at a time. Unmapped and closed with the object, and with that all its locks are gone, also those
 /// of a file of which a view stays mapped.
 class LockedFile {

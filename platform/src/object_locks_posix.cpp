@@ -1,5 +1,6 @@
-#include "locked_file_posix.h"
+#include "object_locks_posix.h"
 
+#include <algorithm>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -9,11 +10,34 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "fork_posix.h"
 #include "high_descriptor.h"
+#include "last_error_posix.h"
 #include "layer_locks_posix.h"
 
 namespace {
+
+constexpr off_t kHoldByte = 0;
+constexpr off_t kGuardByte = 1;
+constexpr off_t kFirstSeatByte = 64;
+
+struct flock lockOf(short type, off_t byte, off_t bytes = 1) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = bytes;
+    return lock;
+}
+
+bool change(int descriptor, struct flock lock) { return fcntl(descriptor, F_OFD_SETLK, &lock) == 0; }
+
+// The kernel does it with the last user of the description, and a view that somebody made of the file is one.
+void leaveAll(int descriptor) {
+    constexpr off_t kToTheEnd = 0;  // wherever that is
+    change(descriptor, lockOf(F_UNLCK, 0, kToTheEnd));
+}
+
+off_t byteOf(unsigned seat) { return kFirstSeatByte + static_cast<off_t>(seat); }
 
 // Both guarded by the lock of the files.
 constinit LockedFile* openFiles = nullptr;
@@ -22,6 +46,34 @@ constinit std::size_t closing = 0;
 std::mutex& filesLock() { return LayerLocks_Of(LayerLock::files); }
 
 }  // namespace
+
+bool ObjectLocks_IsHeld(int descriptor) {
+    struct flock lock = lockOf(F_WRLCK, kHoldByte);
+    return fcntl(descriptor, F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+}
+
+bool ObjectLocks_Hold(int descriptor) { return change(descriptor, lockOf(F_RDLCK, kHoldByte)); }
+
+void ObjectLocks_LetGo(int descriptor) { change(descriptor, lockOf(F_UNLCK, kHoldByte)); }
+
+bool ObjectLocks_TryGuard(int descriptor) { return change(descriptor, lockOf(F_WRLCK, kGuardByte)); }
+
+bool ObjectLocks_TakeGuard(int descriptor) {
+    using namespace std::chrono_literals;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kGuardLimitSeconds);
+    for (std::chrono::microseconds pause = 20us; !ObjectLocks_TryGuard(descriptor);
+         pause = std::min<std::chrono::microseconds>(pause * 2, 2ms)) {
+        if (std::chrono::steady_clock::now() >= deadline) return platform_failWith(ERROR_SEM_TIMEOUT, false);
+        std::this_thread::sleep_for(pause);
+    }
+    return true;
+}
+
+void ObjectLocks_LeaveGuard(int descriptor) { change(descriptor, lockOf(F_UNLCK, kGuardByte)); }
+
+bool ObjectLocks_TakeSeat(int descriptor, unsigned seat) { return change(descriptor, lockOf(F_WRLCK, byteOf(seat))); }
+
+void ObjectLocks_LeaveSeat(int descriptor, unsigned seat) { change(descriptor, lockOf(F_UNLCK, byteOf(seat))); }
 
 // Opened and entered under one lock, so that no fork comes between.
 template <typename Opener>
@@ -55,19 +107,6 @@ bool LockedFile::map(std::size_t bytes) {
     return true;
 }
 
-namespace {
-
-// The kernel does it with the last user of the description, and a view that somebody made of the file is one.
-void leaveAllLocks(int descriptor) {
-    struct flock all {};
-    all.l_type = F_UNLCK;
-    all.l_whence = SEEK_SET;
-    all.l_len = 0;  // to the end, wherever that is
-    fcntl(descriptor, F_OFD_SETLK, &all);
-}
-
-}  // namespace
-
 // The closing itself may free gigabytes, so others go on meanwhile; only a fork waits for it.
 void LockedFile::close() {
     if (_descriptor >= 0) {
@@ -77,7 +116,7 @@ void LockedFile::close() {
         ++closing;
     }
     const bool wasOpen = _descriptor >= 0;
-    if (wasOpen) leaveAllLocks(_descriptor);
+    if (wasOpen) leaveAll(_descriptor);
     if (_address) munmap(std::exchange(_address, nullptr), _bytes);
     if (wasOpen) ::close(std::exchange(_descriptor, -1));
     if (wasOpen) {

@@ -1,6 +1,4 @@
-// The setters, and adding, removing and renaming. Part of MIniData_template_core.cpp.
-#pragma once
-
+// The setters, and adding, removing and renaming.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -9,8 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "MIniData_line.h"
-#include "MIniData_template_core.h"
+#include "MIniData_parts.h"
 #include "errtrace.h"
 #include "format_string.h"
 #include "platform.h"
@@ -25,8 +22,7 @@ bool namesComment(std::string_view name) {
 
 }  // namespace
 
-template <typename Compare>
-bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, const char* text) {
+bool IniData::SetStringEntry(const char* section, const char* entry, const char* text) {
     if (namesComment(entry)) {
         return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%s\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetStringEntry", entry, text);
@@ -35,8 +31,7 @@ bool MIniDataT<Compare>::SetStringEntry(const char* section, const char* entry, 
                     [=](Section& target) { return target.SetStringEntry(entry, text); });
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
+bool IniData::SetLongEntry(const char* section, const char* entry, std::int32_t value) {
     if (namesComment(entry)) {
         return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%ld\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetLongEntry", entry,
@@ -46,8 +41,7 @@ bool MIniDataT<Compare>::SetLongEntry(const char* section, const char* entry, st
                     [=](Section& target) { return target.SetLongEntry(entry, value); });
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
+bool IniData::SetLongLongEntry(const char* section, const char* entry, std::int64_t value) {
     // kept on purpose: docs/oddities.md, setlonglong-name
     if (namesComment(entry)) {
         return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%lld\"",
@@ -58,8 +52,7 @@ bool MIniDataT<Compare>::SetLongLongEntry(const char* section, const char* entry
                     [=](Section& target) { return target.SetLongLongEntry(entry, value); });
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, double value) {
+bool IniData::SetDoubleEntry(const char* section, const char* entry, double value) {
     if (namesComment(entry)) {
         return refuseComment(M_HERE, "%s(): cannot add comment as an entry: \"%s=%g\"",
                              "MIniDataT<struct MIniDataCaseSensitiveCompare>::SetDoubleEntry", entry, value);
@@ -70,8 +63,7 @@ bool MIniDataT<Compare>::SetDoubleEntry(const char* section, const char* entry, 
 
 // Reports from the given line of this file why a name is refused, and notes it without the function's name, which comes
 // first. The entry's name follows; where the whole cannot be formatted, these two are told. Always false.
-template <typename Compare>
-bool MIniDataT<Compare>::refuseComment(int codeLine, const char* format, ...) {
+bool IniData::refuseComment(int codeLine, const char* format, ...) {
     constexpr std::size_t kGreatestName = 1'000'000'000;
     std::va_list arguments;
     va_start(arguments, format);
@@ -92,10 +84,9 @@ bool MIniDataT<Compare>::refuseComment(int codeLine, const char* format, ...) {
 }
 
 // Sets an entry of a section, which is added if it is missing; when that fails, the given text is reported.
-template <typename Compare>
 template <typename Set>
-bool MIniDataT<Compare>::setEntry(std::string_view section, const char* failure, Set set) {
-    Section* target = find_section(section);
+bool IniData::setEntry(std::string_view section, const char* failure, Set set) {
+    IniSection* target = find_section(section);
     if (!target) {
         target = add_new_section(section);
         if (!target) {
@@ -109,8 +100,7 @@ bool MIniDataT<Compare>::setEntry(std::string_view section, const char* failure,
     return true;
 }
 
-template <typename Compare>
-MIniDataSectionT<Compare>* MIniDataT<Compare>::add_new_section(std::string_view name) {
+IniSection* IniData::add_new_section(std::string_view name) {
     if (find_section(name)) return nullptr;
     std::string header;
     header.reserve(name.size() + 2);
@@ -120,8 +110,7 @@ MIniDataSectionT<Compare>* MIniDataT<Compare>::add_new_section(std::string_view 
     return _sections.emplace(name, std::move(section)).first->second.get();
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::AddSection(const char* section) {
+bool IniData::AddSection(const char* section) {
     if (!add_new_section(section)) {
         M_ERRTRACE("MIniData::AddSection(): add_new_section() failed");
         return false;
@@ -130,8 +119,7 @@ bool MIniDataT<Compare>::AddSection(const char* section) {
     return true;
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::DeleteSection(const char* section) {
+bool IniData::DeleteSection(const char* section) {
     const auto found = _sections.find(std::string_view(section));
     if (found == _sections.end()) {
         M_ERRTRACE("MIniData::DeleteSection(): section \"%.40s\" not found", section);
@@ -143,9 +131,8 @@ bool MIniDataT<Compare>::DeleteSection(const char* section) {
     return true;
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::DeleteEntry(const char* section, const char* entry) {
-    Section* const found = find_section(section);
+bool IniData::DeleteEntry(const char* section, const char* entry) {
+    IniSection* const found = find_section(section);
     if (!found) {
         M_ERRTRACE("MIniData::DeleteEntry(): section \"%.40s\" not found", section);
         return false;
@@ -159,20 +146,19 @@ bool MIniDataT<Compare>::DeleteEntry(const char* section, const char* entry) {
     return true;
 }
 
-template <typename Compare>
-bool MIniDataT<Compare>::RenameSection(const char* oldName, const char* newName) {
+bool IniData::RenameSection(const char* oldName, const char* newName) {
     const char kFunction[] = "MIniDataT<struct MIniDataCaseSensitiveCompare>::RenameSection";
     if (find_section(newName)) {
         M_ERRTRACE("%s(): section \"%s\" already exists", kFunction, newName);
         return false;
     }
-    Section* const source = find_section(oldName);
+    IniSection* const source = find_section(oldName);
     if (!source) {
         // kept on purpose: docs/oddities.md, doesnt-exists
         M_ERRTRACE("%s(): the source section \"%s\" doesn't exists", kFunction, oldName);
         return false;
     }
-    Section* const target = add_new_section(newName);
+    IniSection* const target = add_new_section(newName);
     if (!target) {
         M_ERRTRACE("MIniData::RenameSection(): add_new_section() failed");
         return false;
