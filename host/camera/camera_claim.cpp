@@ -1,6 +1,6 @@
 #include "camera_claim.h"
 
-#include "TeskImagesComm.h"
+#include "DorVenImagesComm.h"
 #include "object_refusal.h"
 #include "platform.h"
 
@@ -12,7 +12,7 @@ constexpr int kLooks = 5;
 constexpr std::int64_t kBetweenLooksNs = 20'000'000;
 
 // On which a camera's messenger and its thread meet.
-std::string eventOfCamera() { return kest::dorven::TeskImagesComm(nullptr).requestId() + "_finished"; }
+std::string eventOfCamera() { return kest::dorven::DorVenImagesComm().responseId() + "_finished"; }
 
 }  // namespace
 

@@ -10,8 +10,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "DorVenImagesComm.h"
 #include "IPMessenger.h"
-#include "TeskImagesComm.h"
 #include "camera_claim.h"
 #include "grab_report.h"
 #include "named_claim.h"
@@ -21,19 +21,20 @@
 namespace host {
 namespace {
 
+using kest::dorven::DorVenImagesComm;
 using kest::dorven::ImagesMessage;
 using kest::dorven::IPMessenger;
-using kest::dorven::TeskImagesComm;
 
 constexpr std::int64_t kRetryNs = 50'000'000;
 
 /// Any values: they show that all of the request comes back.
 constexpr ImagesMessage kRequest{kest::dorven::kCommandSnap, 1, 2, 3};
 
-/// The camera's end of the link, without a camera behind it.
-class SnapChannel : public TeskImagesComm {
+/// The camera's end of the link, which is the simulator's the other way round, without a camera behind it.
+class SnapChannel : public DorVenImagesComm {
 public:
-    SnapChannel() : TeskImagesComm(nullptr) {}
+    std::string requestId() override { return DorVenImagesComm::responseId(); }
+    std::string responseId() override { return DorVenImagesComm::requestId(); }
     /// A simulator that asks for size or format is told that there is none.
     ImagesMessage handle(const ImagesMessage& request) override {
         ImagesMessage answer = request;
