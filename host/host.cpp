@@ -31,9 +31,9 @@ namespace {
 
 // The plugin's first device; null after a message.
 NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
-    library.enumerate();
-    NUV::PluginDeviceBase* const device = library.device(0);
-    if (!device) std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+    std::string error;
+    NUV::PluginDeviceBase* const device = library.firstDevice(error);
+    if (!device) std::cerr << "dorven-host: " << error << std::endl;
     return device;
 }
 
@@ -82,7 +82,9 @@ int run(PluginLibrary& library, const HostOptions& options) {
         case HostOptions::Command::snap:
             return snap(library, options);
         case HostOptions::Command::call:
-            return callCommand(library, options, std::cout, std::cerr);
+            if (NUV::PluginDeviceBase* const device = firstDevice(library))
+                return callCommand(*device, options, std::cout, std::cerr);
+            return kExitFailed;
         case HostOptions::Command::info:
         case HostOptions::Command::askSnap:  // these need no library
         case HostOptions::Command::doctor:

@@ -10,7 +10,7 @@
 
 #include "bench_limits.h"
 #include "camera_claim.h"
-#include "camera_commands.h"
+#include "camera_session.h"
 #include "child_program.h"
 #include "named_claim.h"
 #include "output_file.h"
@@ -68,31 +68,6 @@ private:
     std::uint64_t _images = 0;
     bool _measuring = false;
     std::vector<Sample> _samples;
-};
-
-// The camera, opened with the wanted images; it grabs for as long as this object lives.
-class Grabbing {
-public:
-    Grabbing(NUV::PluginDeviceBase& device, const std::string& config, Clock& clock) : _device(device) {
-        const NUV::PluginInterfaceParameter<const char*> path(config.c_str());
-        NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
-        const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({&clock, &Clock::onImage});
-        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-        if (_device.call(kOpen, &path, &bitmap) != NUV::kDone ||
-            _device.call(kSetCallback, &callback, &status) != NUV::kDone ||
-            _device.call(kGrab, nullptr, &status) != NUV::kDone)
-            throw std::runtime_error("the camera did not open or grab");
-    }
-    ~Grabbing() {
-        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-        _device.call(kFreeze, nullptr, &status);
-        _device.call(kRemoveCallback, nullptr, &status);
-    }
-    Grabbing(const Grabbing&) = delete;
-    Grabbing& operator=(const Grabbing&) = delete;
-
-private:
-    NUV::PluginDeviceBase& _device;
 };
 
 // A configuration file for a while.
@@ -189,7 +164,9 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const HostOptions& options, c
                          error))
         throw Failure{kExitFailed, error};
     Clock clock(static_cast<std::size_t>(rate * options.benchSeconds * 1.5) + 100);
-    const Grabbing grabbing(device, config, clock);
+    CameraSession camera(device);
+    if (!camera.open(config, error) || !camera.start({&clock, &Clock::onImage}, error))
+        throw Failure{kExitFailed, error};
     waitForFirstImage(clock, simulator);
     sleepFor(0.2);  // what waited in the ring has come
     const std::int64_t startNs = platform_monotonicNanoseconds();
@@ -248,9 +225,8 @@ int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream
     std::string error;
     const auto library = PluginLibrary::load(options.pluginPath, error);
     if (!library) throw Failure{kExitFailed, error};
-    library->enumerate();
-    NUV::PluginDeviceBase* device = library->device(0);
-    if (!device) throw Failure{kExitFailed, options.pluginPath + ": offers no device"};
+    NUV::PluginDeviceBase* const device = library->firstDevice(error);
+    if (!device) throw Failure{kExitFailed, error};
     const BenchResults results = measureAll(*device, options, people);
     if (options.json) {
         printBenchJson(options, results, data);

@@ -4,15 +4,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "camera_commands.h"
 #include "grab_report.h"
 
 namespace host {
 namespace {
 
-constexpr std::int32_t kOpen = 1001;
-
 bool open(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people) {
     const ValueText path = options.configFile.empty() ? ValueText() : options.configFile;
+    constexpr std::int32_t kOpen = command_id::openImageDevice;
     const CommandAnswer answer = findDeviceCommand(kOpen)->send(device, kOpen, path);
     if (answer.status == NUV::kDone) return true;
     people << "dorven-host: the device could not be opened: command " << kOpen << " answered "
@@ -88,13 +88,6 @@ int callCommand(NUV::PluginDeviceBase& device, const HostOptions& options, std::
         printPeople(options, command, known, answer, people);
     }
     return answer.status == NUV::kDone ? kExitDone : kExitFailed;
-}
-
-int callCommand(PluginLibrary& library, const HostOptions& options, std::ostream& data, std::ostream& people) {
-    library.enumerate();
-    if (NUV::PluginDeviceBase* device = library.device(0)) return callCommand(*device, options, data, people);
-    people << "dorven-host: " << library.path() << ": offers no device" << std::endl;
-    return kExitFailed;
 }
 
 }  // namespace host

@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "camera_claim.h"
-#include "camera_commands.h"
+#include "camera_session.h"
 #include "frame_ring.h"
 #include "image_record.h"
 #include "image_writer.h"
@@ -95,47 +94,6 @@ private:
     std::string _error;
 };
 
-// Sends commands and tells of those that were refused.
-class Camera {
-public:
-    Camera(NUV::PluginDeviceBase& device, std::ostream& people) : _device(device), _people(people) {}
-
-    bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter = nullptr) {
-        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-        return told(_device.call(id, parameter, &status), id, purpose);
-    }
-
-    bool open(const std::string& configFile) {
-        const NUV::PluginInterfaceParameter<const char*> path(configFile.empty() ? nullptr : configFile.c_str());
-        NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
-        return told(_device.call(kOpen, &path, &bitmap), kOpen, "open the camera");
-    }
-
-    bool start(Catcher& catcher) {
-        const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({&catcher, &Catcher::onImage});
-        if (!command(kSetCallback, "take the callback", &callback)) return false;
-        if (command(kGrab, "start grabbing")) return true;
-        command(kRemoveCallback, "remove the callback");
-        return false;
-    }
-
-    void stop() {
-        command(kFreeze, "stop grabbing");
-        command(kRemoveCallback, "remove the callback");
-    }
-
-private:
-    bool told(NUV::PluginCallStatus status, std::int32_t id, const char* purpose) {
-        if (status == NUV::kDone) return true;
-        _people << "dorven-host: the camera did not " << purpose << ": command " << id << " answered (" << status.code
-                << ", " << status.valid << ")" << std::endl;
-        return false;
-    }
-
-    NUV::PluginDeviceBase& _device;
-    std::ostream& _people;
-};
-
 void waitFor(const Catcher& catcher, double timeoutSeconds) {
     const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
     while (!catcher.done()) {
@@ -175,13 +133,18 @@ int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream
         people << "dorven-host: " << options.snapFile << ": it exists already; --force replaces it" << std::endl;
         return kExitFailed;
     }
-    CameraClaim claim;
-    if (!claim.takeUnlessShared(options.share, people)) return kExitFailed;
-    Camera camera(device, people);
+    const auto fail = [&people](const std::string& reason) {
+        people << "dorven-host: " << reason << std::endl;
+        return kExitFailed;
+    };
+    std::string error;
     Catcher catcher(options.anyImage, platform_monotonicNanoseconds());
-    if (!camera.open(options.configFile) || !camera.start(catcher)) return kExitFailed;
+    CameraSession camera(device);
+    if (!camera.claim(options.share, error) || !camera.open(options.configFile, error) ||
+        !camera.start({&catcher, &Catcher::onImage}, error))
+        return fail(error);
     waitFor(catcher, options.timeoutSeconds);
-    camera.stop();
+    if (!camera.stop(error)) fail(error);
     const auto frame = catcher.take();
     if (!frame) {
         if (platform_stopRequested()) {
@@ -194,11 +157,7 @@ int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream
         people << std::endl;
         return kExitNoImage;
     }
-    std::string error;
-    if (!save(*frame, options, error)) {
-        people << "dorven-host: " << error << std::endl;
-        return kExitFailed;
-    }
+    if (!save(*frame, options, error)) return fail(error);
     tell(*frame, options, data, people);
     return kExitDone;
 }

@@ -19,6 +19,8 @@
 
 namespace host {
 
+class CameraSession;
+
 /// Drives one device through its commands alone. run() is called once.
 class Grab {
 public:
@@ -57,18 +59,16 @@ private:
     enum class State { running, complete, connectionLost, callbackFailed };
 
     bool prepareSaving();
-    bool open();
+    bool open(CameraSession& camera);
     bool reserveForSaving();
-    bool start();
-    void stop();
+    bool start(CameraSession& camera);
+    bool tellUnless(bool good, const std::string& error);
     int waitForEnd();
     int tellEnd(bool imageCame);
     void tellNoImage();
     void tellSecond(std::int64_t nowNs);
     void tellFrames();
     void keepRow(const ReceivedImage& image, const GrabStatistics::Told& told);
-    bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
-                 NUV::PluginInterfaceReturnBase* result);
     frames::ImageView viewOf(const NUV::IMAGEMEMORY& record, std::int64_t nowNs);
     bool canRead(const std::uint8_t* pixels, std::size_t bytes, std::int64_t nowNs);
     static int onImage(void* self, NUV::IMAGEMEMORY* record);
@@ -77,6 +77,7 @@ private:
     const HostOptions& _options;
     std::ostream& _people;
     std::unique_ptr<ImageSaver> _saver;
+    frames::ImageFormat _format{};  // of the camera's images
     std::atomic<State> _state{State::running};
     std::atomic<std::int64_t> _lastImageNs{0};
     const char* _end = "failed";

@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "plugin_library.h"
 #include "scripted_device.h"
 
 namespace {
@@ -126,13 +127,16 @@ protected:
         std::string error;
         _library = host::PluginLibrary::load(host::defaultPluginPath(), error);
         ASSERT_TRUE(_library) << error;
+        _camera = _library->firstDevice(error);
+        ASSERT_TRUE(_camera) << error;
     }
     std::unique_ptr<host::PluginLibrary> _library;
+    NUV::PluginDeviceBase* _camera = nullptr;
 };
 
 TEST_F(CallPluginTest, ReachesThePluginsFirstDevice) {
     _options.commandId = 1208;
-    EXPECT_EQ(host::callCommand(*_library, _options, _data, _people), host::kExitDone);
+    EXPECT_EQ(host::callCommand(*_camera, _options, _data, _people), host::kExitDone);
     EXPECT_THAT(_people.str(), HasSubstr("result   uint64 1\n"));
 }
 
@@ -141,7 +145,7 @@ TEST_F(CallPluginTest, EveryCommandOfTheOpenedCameraIsTakenWithoutComplaintAbout
     for (const auto& command : host::deviceCommands()) {
         _options.commandId = command.id;
         _options.commandValue = command.neutral();
-        host::callCommand(*_library, _options, _data, _people);
+        host::callCommand(*_camera, _options, _data, _people);
     }
     EXPECT_THAT(_people.str(), testing::Not(HasSubstr("(-1, 0)")));
 }
