@@ -97,7 +97,7 @@ void printPeople(const Answer& answer, std::ostream& stream) {
 
 }  // namespace
 
-int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people) {
+int askSnap(const AskSnapOptions& options, std::ostream& data, std::ostream& people) {
     CameraClaim claim;
     if (!claim.take()) {
         people << "dorven-host: " << kCameraIsTaken << std::endl;
@@ -107,7 +107,7 @@ int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people
         people << "dorven-host: no link to the simulator: " << problem << std::endl;
         return kExitFailed;
     }
-    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);
+    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.timeoutSeconds);
     if (!answer) {
         people << "dorven-host: no answer from a simulator"
                << (NamedClaim::isTaken(simulatorsEvent())

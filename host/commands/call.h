@@ -11,6 +11,6 @@ namespace host {
 /// Sends the command that the options name to a device, opened before if they ask for it.
 ///
 /// @return  Exit code: done when the device answered (0, 1); failed otherwise, and when it could not be opened.
-int callCommand(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people);
+int callCommand(NUV::PluginDeviceBase& device, const CallOptions& options, std::ostream& data, std::ostream& people);
 
 }  // namespace host

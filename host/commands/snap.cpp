@@ -102,24 +102,24 @@ void waitFor(const Catcher& catcher, double timeoutSeconds) {
     }
 }
 
-bool save(const KeptFrame& frame, const HostOptions& options, std::string& error) {
+bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error) {
     std::vector<std::uint8_t> file;
-    const auto format = frames::imageFileFormatOf(formatByEnding(options.snapFile));
+    const auto format = frames::imageFileFormatOf(formatByEnding(options.file));
     if (!frames::encodeImage({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file,
                              error)) {
-        error = options.snapFile + ": " + error;
+        error = options.file + ": " + error;
         return false;
     }
-    return writeWholeFile(options.snapFile, file.data(), file.size(),
+    return writeWholeFile(options.file, file.data(), file.size(),
                           options.force ? ExistingFile::replace : ExistingFile::refuse, error);
 }
 
-void tell(const KeptFrame& frame, const HostOptions& options, std::ostream& data, std::ostream& people) {
+void tell(const KeptFrame& frame, const SnapOptions& options, std::ostream& data, std::ostream& people) {
     if (options.json) {
-        data << sidecarLine(options.snapFile, frame.note, frame.format) << std::flush;
+        data << sidecarLine(options.file, frame.note, frame.format) << std::flush;
         return;
     }
-    people << "saved " << options.snapFile << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
+    people << "saved " << options.file << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
            << frame.format.bytesPerPixel << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
            << frames::imageKindName(frame.note.kind);
     if (frame.note.frameNumber) people << ", frame " << *frame.note.frameNumber;
@@ -128,9 +128,9 @@ void tell(const KeptFrame& frame, const HostOptions& options, std::ostream& data
 
 }  // namespace
 
-int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
-    if (!options.force && _access(options.snapFile.c_str(), 0) == 0) {
-        people << "dorven-host: " << options.snapFile << ": it exists already; --force replaces it" << std::endl;
+int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream& data, std::ostream& people) {
+    if (!options.force && _access(options.file.c_str(), 0) == 0) {
+        people << "dorven-host: " << options.file << ": it exists already; --force replaces it" << std::endl;
         return kExitFailed;
     }
     const auto fail = [&people](const std::string& reason) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
-#include <optional>
 #include <stdexcept>
 
 #include "camera_session.h"
@@ -13,7 +12,6 @@
 #include "process_cpu.h"
 #include "readable_extent.h"
 #include "save_options.h"
-#include "verify.h"
 
 namespace host {
 namespace {
@@ -28,20 +26,20 @@ std::optional<double> percentOf(std::int64_t cpuNs, std::int64_t elapsedNs) {
     return static_cast<double>(cpuNs) / static_cast<double>(elapsedNs) * 100.0;
 }
 
-ImageCheckSettings checkSettings(const HostOptions& options, std::int64_t startNs) {
-    ImageCheckSettings settings{startNs, latencyLimitNs(options.limits)};
-    if (options.command == HostOptions::Command::verify) {
-        const auto fromNs = static_cast<std::int64_t>(kVerifyLateFromUs * 1000.0);
+ImageCheckSettings checkSettings(const Limits& limits, const GrabFindings& findings, std::int64_t startNs) {
+    ImageCheckSettings settings{startNs, latencyLimitNs(limits), findings.capacity};
+    if (findings.lateFromUs) {
+        const auto fromNs = static_cast<std::int64_t>(*findings.lateFromUs * 1000.0);
         settings.lateFromNs = std::min(settings.lateFromNs.value_or(fromNs), fromNs);
-        settings.capacity = kVerifyFindings;
     }
     return settings;
 }
 
 }  // namespace
 
-Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people)
-    : _device(device), _options(options), _people(people) {}
+Grab::Grab(NUV::PluginDeviceBase& device, const GrabOptions& options, std::ostream& people,
+           const GrabFindings& findings)
+    : _device(device), _options(options), _people(people), _findings(findings) {}
 
 Grab::~Grab() = default;
 
@@ -72,9 +70,9 @@ bool Grab::tellUnless(bool good, const std::string& error) {
 }
 
 bool Grab::prepareSaving() {
-    if (_options.outputFolder.empty()) return true;
+    if (_options.save.folder.empty()) return true;
     std::string error;
-    _saver = ImageSaver::create(saveSettingsOf(_options), error);
+    _saver = ImageSaver::create(saveSettingsOf(_options.save), error);
     return tellUnless(_saver != nullptr, error);
 }
 
@@ -84,7 +82,7 @@ bool Grab::reserveForSaving() {
     if (!tellUnless(_saver->reserve(_format, error), error)) return false;
     _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait to be saved";
     if (_saver->threads() > 1) _people << ", " << _saver->threads() << " threads compress";
-    if (_options.aroundLoss > 0) _people << ", the latest " << _options.aroundLoss << " are kept for a loss";
+    if (_options.save.aroundLoss > 0) _people << ", the latest " << _options.save.aroundLoss << " are kept for a loss";
     _people << "; takes " << (_saver->reservedBytes() + 999'999) / 1'000'000 << " MB of memory" << std::endl;
     return true;
 }
@@ -115,7 +113,7 @@ bool Grab::start(CameraSession& camera) {
     _startCpuNs = _lookCpuNs = processCpuNanoseconds();
     {
         const std::lock_guard lock(_mutex);
-        _statistics = std::make_unique<GrabStatistics>(checkSettings(_options, nowNs));
+        _statistics = std::make_unique<GrabStatistics>(checkSettings(_options.limits, _findings, nowNs));
         for (const GrabObserver* const observer : _observers) _keepRows = _keepRows || observer->wantsFrames();
     }
     _lastImageNs = nowNs;

@@ -2,9 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "grab_report.h"
-
 namespace host {
+namespace {
+
+/// Of a line of the sidecar; rises when a key changes its meaning or goes.
+constexpr int kSidecarSchema = 1;
+
+}  // namespace
 
 FrameNote noteOf(const NUV::IMAGEMEMORY& record, const frames::Inspection& inspection, std::uint64_t image,
                  std::int64_t arrivalNs) {
@@ -21,7 +25,7 @@ FrameNote noteOf(const NUV::IMAGEMEMORY& record, const frames::Inspection& inspe
 
 std::string sidecarLine(const std::string& file, const FrameNote& note, const frames::ImageFormat& format) {
     nlohmann::ordered_json object;
-    object["schema"] = kJsonSchema;
+    object["schema"] = kSidecarSchema;
     object["file"] = file;
     object["image"] = note.image;
     object["counter"] = note.counter;
