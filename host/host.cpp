@@ -1,9 +1,10 @@
 #include "host.h"
 
-#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <new>
+#include <string>
 
 #include "ask_snap.h"
 #include "bench.h"
@@ -11,111 +12,82 @@
 #include "command_report.h"
 #include "data_output.h"
 #include "doctor.h"
-#include "doctor_checks.h"
-#include "grab.h"
-#include "grab_limits.h"
-#include "grab_report.h"
+#include "grab_command.h"
 #include "host_options.h"
 #include "info.h"
-#include "live_line.h"
 #include "lost_memory.h"
 #include "platform.h"
 #include "plugin_library.h"
-#include "save_options.h"
 #include "snap.h"
-#include "terminal.h"
 #include "verify.h"
 
 namespace host {
 namespace {
 
-// The plugin's first device; null after a message.
-NUV::PluginDeviceBase* firstDevice(PluginLibrary& library) {
-    library.enumerate();
-    NUV::PluginDeviceBase* const device = library.device(0);
-    if (!device) std::cerr << "dorven-host: " << library.path() << ": offers no device" << std::endl;
-    return device;
+int fail(const std::string& reason) {
+    std::cerr << "dorven-host: " << reason << std::endl;
+    return kExitFailed;
 }
 
-int verify(PluginLibrary& library, const HostOptions& options) {
-    NUV::PluginDeviceBase* const device = firstDevice(library);
-    if (!device) return kExitFailed;
-    platform_installStopHandler();
-    return verifyGrab(*device, options, std::cout, std::cerr);
+// null after a message.
+std::unique_ptr<PluginLibrary> load(const std::string& pluginPath, const std::string& configFile) {
+    std::string error;
+    // Another plugin may have files of another kind.
+    if (pluginPath == defaultPluginPath()) error = problemOfConfiguration(configFile);
+    auto library = error.empty() ? PluginLibrary::load(pluginPath, error) : nullptr;
+    if (!library) fail(error);
+    return library;
 }
 
-int snap(PluginLibrary& library, const HostOptions& options) {
-    NUV::PluginDeviceBase* const device = firstDevice(library);
-    if (!device) return kExitFailed;
-    platform_installStopHandler();
-    return snap(*device, options, std::cout, std::cerr);
+// A command that uses the plugin's first device.
+template <typename Options>
+using UseDevice = int (*)(NUV::PluginDeviceBase& device, const Options& options, std::ostream& data,
+                          std::ostream& people);
+
+enum class AtCtrlC { ends, stops };  // the process; the command, which then tells what it has
+
+template <typename Options>
+int runWithDevice(const Options& options, AtCtrlC atCtrlC, UseDevice<Options> command) {
+    const auto library = load(options.pluginPath, options.configFile);
+    if (!library) return kExitFailed;
+    std::string error;
+    NUV::PluginDeviceBase* const device = library->firstDevice(error);
+    if (!device) return fail(error);
+    if (atCtrlC == AtCtrlC::stops) platform_installStopHandler();
+    return command(*device, options, std::cout, std::cerr);
 }
 
-int grab(PluginLibrary& library, const HostOptions& options) {
-    NUV::PluginDeviceBase* const device = firstDevice(library);
-    if (!device) return kExitFailed;
-    platform_installStopHandler();
-    Grab grab(*device, options, std::cerr);
-    LiveLine liveLine(std::cerr, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
-    JsonLines jsonLines(std::cout, options.frames);
-    if (platform_standardErrorIsTerminal()) grab.watch(liveLine);
-    if (options.jsonLines) grab.watch(jsonLines);
-    const int exitCode = grab.run();
-    GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(options.limits, report.results);
-    printTable(report.results, std::cerr);
-    tellFindings(report.findings, std::cerr);
-    tellSaved(options, grab.saved(), std::cerr);
-    tellUnverified(report.results, std::cerr);
-    tellBrokenLimits(report.limitsBroken, std::cerr);
-    if (options.json) printJson(report, std::cout);
-    if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
-    return exitCode == kExitDone && !report.limitsBroken.empty() ? kExitFailed : exitCode;
-}
-
-int run(PluginLibrary& library, const HostOptions& options) {
-    switch (options.command) {
-        case HostOptions::Command::grab:
-            return grab(library, options);
-        case HostOptions::Command::verify:
-            return verify(library, options);
-        case HostOptions::Command::snap:
-            return snap(library, options);
-        case HostOptions::Command::call:
-            return callCommand(library, options, std::cout, std::cerr);
-        case HostOptions::Command::info:
-        case HostOptions::Command::askSnap:  // these need no library
-        case HostOptions::Command::doctor:
-        case HostOptions::Command::bench:
-        case HostOptions::Command::benchPartner:
-            break;
-    }
-    return options.commands ? showCommands(library, options.json, std::cout, std::cerr)
-                            : showInfo(library, options.json, std::cout, std::cerr);
+int info(const InfoOptions& options) {
+    const auto library = load(options.pluginPath, "");
+    if (!library) return kExitFailed;
+    return options.commands ? showCommands(*library, options.json, std::cout, std::cerr)
+                            : showInfo(*library, options.json, std::cout, std::cerr);
 }
 
 int run(const HostOptions& options) {
     switch (options.command) {
-        case HostOptions::Command::askSnap:
-            platform_installStopHandler();
-            return askSnap(options, std::cout, std::cerr);
+        case HostOptions::Command::info:
+            return info(options.info);
+        case HostOptions::Command::grab:
+            return runWithDevice(options.grab, AtCtrlC::stops, grabCommand);
+        case HostOptions::Command::verify:
+            return options.verify.findingsFile.empty() ? runWithDevice(options.verify, AtCtrlC::stops, verifyGrab)
+                                                       : verifySaved(options.verify, std::cout, std::cerr);
+        case HostOptions::Command::snap:
+            return runWithDevice(options.snap, AtCtrlC::stops, snap);
+        case HostOptions::Command::call:
+            return runWithDevice(options.call, AtCtrlC::ends, callCommand);
         case HostOptions::Command::doctor:
-            return runDoctor(options, std::cout, std::cerr);
-        case HostOptions::Command::benchPartner:
-            return runBenchPartner(options);
+            return runDoctor(options.doctor, std::cout, std::cerr);
         case HostOptions::Command::bench:
             platform_installStopHandler();
-            return runBench(options, std::cout, std::cerr);
-        default:
-            break;
+            return runBench(options.bench, std::cout, std::cerr);
+        case HostOptions::Command::benchPartner:
+            return runBenchPartner(options.benchPartner);
+        case HostOptions::Command::askSnap:
+            platform_installStopHandler();
+            return askSnap(options.askSnap, std::cout, std::cerr);
     }
-    if (!options.findingsFile.empty()) return verifySaved(options, std::cout, std::cerr);
-    // Another plugin may have files of another kind.
-    std::string error;
-    if (options.pluginPath == defaultPluginPath()) error = problemOfConfiguration(options.configFile);
-    const auto library = error.empty() ? PluginLibrary::load(options.pluginPath, error) : nullptr;
-    if (library) return run(*library, options);
-    std::cerr << "dorven-host: " << error << std::endl;
     return kExitFailed;
 }
 

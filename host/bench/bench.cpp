@@ -10,7 +10,7 @@
 
 #include "bench_limits.h"
 #include "camera_claim.h"
-#include "camera_commands.h"
+#include "camera_session.h"
 #include "child_program.h"
 #include "named_claim.h"
 #include "object_names.h"
@@ -72,41 +72,16 @@ private:
     std::vector<Sample> _samples;
 };
 
-// The camera, opened with the wanted images; it grabs for as long as this object lives.
-class Grabbing {
-public:
-    Grabbing(NUV::PluginDeviceBase& device, const std::string& config, Clock& clock) : _device(device) {
-        const NUV::PluginInterfaceParameter<const char*> path(config.c_str());
-        NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
-        const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({&clock, &Clock::onImage});
-        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-        if (_device.call(kOpen, &path, &bitmap) != NUV::kDone ||
-            _device.call(kSetCallback, &callback, &status) != NUV::kDone ||
-            _device.call(kGrab, nullptr, &status) != NUV::kDone)
-            throw std::runtime_error("the camera did not open or grab");
-    }
-    ~Grabbing() {
-        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-        _device.call(kFreeze, nullptr, &status);
-        _device.call(kRemoveCallback, nullptr, &status);
-    }
-    Grabbing(const Grabbing&) = delete;
-    Grabbing& operator=(const Grabbing&) = delete;
-
-private:
-    NUV::PluginDeviceBase& _device;
-};
-
 // A configuration file for a while.
 class ConfigFile {
 public:
-    explicit ConfigFile(const HostOptions& options)
+    explicit ConfigFile(const BenchOptions& options)
         : _path((std::filesystem::temp_directory_path() /
                  ("dorven-bench-" + std::to_string(std::random_device()()) + ".ini"))
                     .string()) {
-        const std::string text = "[image]\nimage_size_x=" + std::to_string(options.benchSize.width) +
-                                 "\nimage_size_y=" + std::to_string(options.benchSize.height) +
-                                 "\nbytes_per_pixel=" + std::to_string(options.benchSize.bytesPerPixel) + "\n";
+        const std::string text = "[image]\nimage_size_x=" + std::to_string(options.format.width) +
+                                 "\nimage_size_y=" + std::to_string(options.format.height) +
+                                 "\nbytes_per_pixel=" + std::to_string(options.format.bytesPerPixel) + "\n";
         std::string error;
         if (!writeWholeFile(_path, text.data(), text.size(), ExistingFile::refuse, error))
             throw std::runtime_error(error);
@@ -178,27 +153,30 @@ void addSamples(const std::vector<Clock::Sample>& samples, BenchRun& run) {
 }
 
 // One simulator at one rate, and the camera that takes its images.
-BenchRun measureRun(NUV::PluginDeviceBase& device, const HostOptions& options, const std::string& config, double rate) {
-    const frames::ImageFormat& size = options.benchSize;
+BenchRun measureRun(NUV::PluginDeviceBase& device, const BenchOptions& options, const std::string& config,
+                    double rate) {
+    const frames::ImageFormat& size = options.format;
     ChildProgram simulator;
     std::string error;
     // The count ends the simulator when this process should be killed.
-    const auto count = static_cast<std::uint64_t>(rate * (options.benchSeconds + 60.0)) + 1;
+    const auto count = static_cast<std::uint64_t>(rate * (options.seconds + 60.0)) + 1;
     if (!simulator.start(options.simulatorPath,
                          {"--size", std::to_string(size.width) + "x" + std::to_string(size.height), "--bytes-per-pixel",
                           std::to_string(size.bytesPerPixel), "--fps", std::to_string(rate), "--lines", kRingLines,
                           "--count", std::to_string(count), "--no-ask"},
                          error))
         throw Failure{kExitFailed, error};
-    Clock clock(static_cast<std::size_t>(rate * options.benchSeconds * 1.5) + 100);
-    const Grabbing grabbing(device, config, clock);
+    Clock clock(static_cast<std::size_t>(rate * options.seconds * 1.5) + 100);
+    CameraSession camera(device);
+    if (!camera.open(config, error) || !camera.start({&clock, &Clock::onImage}, error))
+        throw Failure{kExitFailed, error};
     waitForFirstImage(clock, simulator);
     sleepFor(0.2);  // what waited in the ring has come
     const std::int64_t startNs = platform_monotonicNanoseconds();
     const double simulatorCpu = simulator.cpuSeconds();
     const std::int64_t ownCpuNs = platform_processCpuNanoseconds();
     clock.measure(true);
-    sleepFor(options.benchSeconds);
+    sleepFor(options.seconds);
     clock.measure(false);
     const double seconds = static_cast<double>(platform_monotonicNanoseconds() - startNs) / 1e9;
     BenchRun run;
@@ -212,25 +190,25 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const HostOptions& options, c
     return run;
 }
 
-void measureLimits(const HostOptions& options, BenchResults& results) {
+void measureLimits(const BenchOptions& options, BenchResults& results) {
     std::string error;
-    std::vector<double> oneWay = eventOneWay(besideThisProgram("dorven-host"), options.benchSeconds / 2, error);
+    std::vector<double> oneWay = eventOneWay(besideThisProgram("dorven-host"), options.seconds / 2, error);
     throwIfStopped();
     if (oneWay.empty()) throw Failure{kExitFailed, error};
     results.eventP50Us = frames::percentile(oneWay, 0.50);
     results.eventP99Us = frames::percentile(oneWay, 0.99);
-    results.memcpyMbPerS = memcpyMbPerS(options.benchSize.bytes(), std::min(options.benchSeconds, 1.0));
+    results.memcpyMbPerS = memcpyMbPerS(options.format.bytes(), std::min(options.seconds, 1.0));
 }
 
-BenchResults measureAll(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people) {
+BenchResults measureAll(NUV::PluginDeviceBase& device, const BenchOptions& options, std::ostream& people) {
     const ConfigFile config(options);
     BenchResults results;
     people << "dorven-host: measuring the bare limits" << std::endl;
     measureLimits(options, results);
-    for (const double rate : options.benchRates) {
+    for (const double rate : options.rates) {
         people << "dorven-host: measuring at " << rate << " images/s" << std::endl;
         BenchRun run = measureRun(device, options, config.path(), rate);
-        std::vector<double> timer = timerLateness(rate, options.benchSeconds);
+        std::vector<double> timer = timerLateness(rate, options.seconds);
         throwIfStopped();
         run.timerLatenessP50Us = frames::percentile(timer, 0.50);
         run.timerLatenessP99Us = frames::percentile(timer, 0.99);
@@ -241,7 +219,7 @@ BenchResults measureAll(NUV::PluginDeviceBase& device, const HostOptions& option
     return results;
 }
 
-int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream& people) {
+int measureAndPrint(const BenchOptions& options, std::ostream& data, std::ostream& people) {
     if (_access(options.simulatorPath.c_str(), 0) != 0)
         throw Failure{kExitFailed, options.simulatorPath + ": there is no such program; name it with --simulator"};
     if (NamedClaim::isTaken(image_road::kImagesWriter)) throw Failure{kExitFailed, "a simulator runs: end it first"};
@@ -250,9 +228,8 @@ int measureAndPrint(const HostOptions& options, std::ostream& data, std::ostream
     std::string error;
     const auto library = PluginLibrary::load(options.pluginPath, error);
     if (!library) throw Failure{kExitFailed, error};
-    library->enumerate();
-    NUV::PluginDeviceBase* device = library->device(0);
-    if (!device) throw Failure{kExitFailed, options.pluginPath + ": offers no device"};
+    NUV::PluginDeviceBase* const device = library->firstDevice(error);
+    if (!device) throw Failure{kExitFailed, error};
     const BenchResults results = measureAll(*device, options, people);
     if (options.json) {
         printBenchJson(options, results, data);
@@ -277,8 +254,8 @@ std::vector<double> latenessOf(const std::vector<std::int64_t>& timesNs, const s
     return lateness;
 }
 
-int runBench(const HostOptions& given, std::ostream& data, std::ostream& people) {
-    HostOptions options = given;
+int runBench(const BenchOptions& given, std::ostream& data, std::ostream& people) {
+    BenchOptions options = given;
     if (options.simulatorPath.empty()) options.simulatorPath = besideThisProgram("dorven-simulator");
     const ObjectNames names;
     try {

@@ -32,7 +32,7 @@ struct BenchRun {
 };
 
 struct BenchResults {
-    std::vector<BenchRun> paced;                   // in the order of HostOptions::benchRates
+    std::vector<BenchRun> paced;                   // in the order of BenchOptions::rates
     BenchRun fastest;                              // as fast as the simulator draws; without timer
     std::optional<double> eventP50Us, eventP99Us;  // one way: half a round trip
     double memcpyMbPerS = 0;
@@ -44,23 +44,23 @@ std::vector<double> latenessOf(const std::vector<std::int64_t>& timesNs, const s
                                double periodNs);
 
 /// A line for each number: measured, bare limit, ratio.
-void printBenchTable(const HostOptions& options, const BenchResults& results, std::ostream& stream);
+void printBenchTable(const BenchOptions& options, const BenchResults& results, std::ostream& stream);
 
 /// One object: schema, width_px, height_px, bytes_per_pixel, seconds, event_p50_us, event_p99_us, memcpy_mb_per_s,
 /// throughput_fps, throughput_mb_per_s, throughput_ratio, and runs, an array of objects with fps, images, lost,
 /// fps_mean, lateness_p50_us, lateness_p99_us, timer_lateness_p50_us, timer_lateness_p99_us, lateness_p99_ratio,
 /// latency_p50_us, latency_p99_us, latency_p50_ratio, simulator_cpu_percent, host_cpu_percent, memcpy_cpu_percent. What
 /// was not measured is null.
-void printBenchJson(const HostOptions& options, const BenchResults& results, std::ostream& stream);
+void printBenchJson(const BenchOptions& options, const BenchResults& results, std::ostream& stream);
 
 /// Measures and prints.
 ///
 /// @param data    Receives the JSON.   @param people  Receives everything else.
 /// @return        Exit code: failed when a program or the plugin is missing, or the names are taken; no image in time.
-int runBench(const HostOptions& options, std::ostream& data, std::ostream& people);
+int runBench(const BenchOptions& options, std::ostream& data, std::ostream& people);
 
 /// The other process of the bare event: answers each set of one event by setting the other, until none came for some
 /// seconds. @return Exit code.
-int runBenchPartner(const HostOptions& options);
+int runBenchPartner(const BenchPartnerOptions& options);
 
 }  // namespace host

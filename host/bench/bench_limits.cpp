@@ -68,9 +68,9 @@ std::vector<double> eventOneWay(const std::string& program, double seconds, std:
     return oneWay;
 }
 
-int runBenchPartner(const HostOptions& options) {
-    const Event ping(options.benchPartner + "Ping");
-    const Event pong(options.benchPartner + "Pong");
+int runBenchPartner(const BenchPartnerOptions& options) {
+    const Event ping(options.events + "Ping");
+    const Event pong(options.events + "Pong");
     while (ping.wait()) pong.set();
     return kExitDone;
 }

@@ -13,8 +13,8 @@ constexpr const char* kSchema = "dorven-bench/1";
 using Json = nlohmann::ordered_json;
 
 // Of a core, that one memcpy of each image would take.
-double memcpyPercent(const HostOptions& options, const BenchResults& results, const BenchRun& run) {
-    return run.fps * static_cast<double>(options.benchSize.bytes()) / 1e6 / results.memcpyMbPerS * 100;
+double memcpyPercent(const BenchOptions& options, const BenchResults& results, const BenchRun& run) {
+    return run.fps * static_cast<double>(options.format.bytes()) / 1e6 / results.memcpyMbPerS * 100;
 }
 
 std::optional<double> ratio(const std::optional<double>& measured, const std::optional<double>& limit) {
@@ -39,7 +39,7 @@ void printRow(const std::string& name, const char* unit, const std::optional<dou
     stream << line;
 }
 
-Json jsonOf(const HostOptions& options, const BenchResults& results, const BenchRun& run) {
+Json jsonOf(const BenchOptions& options, const BenchResults& results, const BenchRun& run) {
     Json object;
     object["fps"] = run.framesPerSecond;
     object["images"] = run.images;
@@ -61,10 +61,10 @@ Json jsonOf(const HostOptions& options, const BenchResults& results, const Bench
 
 }  // namespace
 
-void printBenchTable(const HostOptions& options, const BenchResults& results, std::ostream& stream) {
-    stream << options.benchSize.width << " x " << options.benchSize.height << " pixels, "
-           << options.benchSize.bytesPerPixel << (options.benchSize.bytesPerPixel == 1 ? " byte" : " bytes")
-           << " per pixel; " << options.benchSeconds << " s each\n\n";
+void printBenchTable(const BenchOptions& options, const BenchResults& results, std::ostream& stream) {
+    stream << options.format.width << " x " << options.format.height << " pixels, " << options.format.bytesPerPixel
+           << (options.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel; " << options.seconds
+           << " s each\n\n";
     char head[160];
     platform_format(head, sizeof head, "%-34s %16s %-22s %16s %8s\n", "", "measured     ", "beside", "limit     ",
                     "ratio");
@@ -85,13 +85,13 @@ void printBenchTable(const HostOptions& options, const BenchResults& results, st
     stream << "throughput in images: " << text(results.fastest.fps, "%.1f") << "/s\n" << std::flush;
 }
 
-void printBenchJson(const HostOptions& options, const BenchResults& results, std::ostream& stream) {
+void printBenchJson(const BenchOptions& options, const BenchResults& results, std::ostream& stream) {
     Json object;
     object["schema"] = kSchema;
-    object["width_px"] = options.benchSize.width;
-    object["height_px"] = options.benchSize.height;
-    object["bytes_per_pixel"] = options.benchSize.bytesPerPixel;
-    object["seconds"] = options.benchSeconds;
+    object["width_px"] = options.format.width;
+    object["height_px"] = options.format.height;
+    object["bytes_per_pixel"] = options.format.bytesPerPixel;
+    object["seconds"] = options.seconds;
     object["event_p50_us"] = number(results.eventP50Us);
     object["event_p99_us"] = number(results.eventP99Us);
     object["memcpy_mb_per_s"] = results.memcpyMbPerS;

@@ -27,10 +27,4 @@ std::string CameraClaim::problem() const {
     return platform_explainRefusal(_claim.name().c_str(), _claim.error(), 0).text();
 }
 
-bool CameraClaim::takeUnlessShared(bool share, std::ostream& people) {
-    if (share || take()) return true;
-    people << "dorven-host: " << kCameraIsTaken << ", or insist with --share" << std::endl;
-    return false;
-}
-
 }  // namespace host

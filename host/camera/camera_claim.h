@@ -1,7 +1,6 @@
 // Whether this host may open the camera, which is one host's at a time.
 #pragma once
 
-#include <ostream>
 #include <string>
 
 #include "named_claim.h"
@@ -20,9 +19,6 @@ public:
 
     /// Whether the camera may be opened: nobody else has the event. One that cannot be made is nobody's.
     bool take();
-
-    /// The same, with the reason told to people when it is false. @param share  Open the camera in any case.
-    bool takeUnlessShared(bool share, std::ostream& people);
 
     /// After a take that was granted: why the system refuses the event all the same, as a sentence; "": it does not.
     std::string problem() const;

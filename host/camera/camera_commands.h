@@ -1,18 +1,17 @@
-// Numbers of the device's commands that this host sends by itself.
+// Numbers of a device's commands, each under its operation's name: command_id::openImageDevice is 1001. The framework's
+// own list is where they stand.
 #pragma once
 
 #include <cstdint>
 
-namespace host {
+namespace host::command_id {
 
-enum CommandId : std::int32_t {
-    kOpen = 1001,
-    kGrab = 1002,
-    kFreeze = 1004,
-    kSetCallback = 1005,
-    kRemoveCallback = 1006,
-    kImageMemory = 1011,
-    kFrameRate = 1107,
+enum : std::int32_t {
+#define COMMAND(id, operation) operation = id,
+#define COMMAND_AS(id, operation, parameter, result) operation = id,
+#include "CommandList.inc"
+#undef COMMAND
+#undef COMMAND_AS
 };
 
-}  // namespace host
+}  // namespace host::command_id

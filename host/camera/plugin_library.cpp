@@ -58,6 +58,21 @@ std::vector<PluginDeviceRecord> PluginLibrary::enumerate() {
     return records;
 }
 
+NUV::PluginDeviceBase* PluginLibrary::firstDevice(std::string& error) {
+    _records = enumerate();
+    NUV::PluginDeviceBase* const first = _records.empty() ? nullptr : device(0);
+    if (!first) error = _path + ": offers no device";
+    return first;
+}
+
+std::vector<std::uint32_t> PluginLibrary::kindsOfFirstDevice() const {
+    std::vector<std::uint32_t> kinds;
+    for (const PluginDeviceRecord& record : _records) {
+        if (record.deviceId == _records.front().deviceId) kinds.push_back(record.interfaceKind);
+    }
+    return kinds;
+}
+
 NUV::PluginDeviceBase* PluginLibrary::device(std::size_t index) const {
     return static_cast<NUV::PluginBase&>(*_plugin).device(index);
 }

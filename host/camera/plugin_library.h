@@ -1,6 +1,7 @@
 // A camera plugin as the measuring host loads it: by absolute path at run time, with two known functions.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,6 +27,15 @@ public:
     /// All pairs of device and interface kind. Once per object: the plugin's cursor does not go back.
     std::vector<PluginDeviceRecord> enumerate();
 
+    /// Enumerates. @return  The plugin's first device; null, with the reason, when it offers none.
+    NUV::PluginDeviceBase* firstDevice(std::string& error);
+
+    /// What the plugin told of its devices when firstDevice enumerated it.
+    const std::vector<PluginDeviceRecord>& records() const { return _records; }
+
+    /// Interface kinds of the device that firstDevice gave.
+    std::vector<std::uint32_t> kindsOfFirstDevice() const;
+
     /// A device; null when there are not that many. None before enumerate.
     NUV::PluginDeviceBase* device(std::size_t index) const;
 
@@ -38,6 +48,7 @@ private:
     std::string _path;
     HMODULE _module;
     PluginInterface* _plugin = nullptr;
+    std::vector<PluginDeviceRecord> _records;
 };
 
 /// The plugin that a program finds without being told: beside it, or else in the plugin's folder of the same

@@ -1,7 +1,7 @@
 #include "host_options.h"
 
+#include <initializer_list>
 #include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -20,20 +20,15 @@ constexpr double kMinTimeout = 0.01;
 constexpr double kMaxTimeout = 86400.0;
 constexpr double kMaxLimit = 1e12;
 
-void addCommonOptions(CLI::App& command, HostOptions& options) {
-    command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
-        ->check(options::existingFile())
-        ->type_name("PATH");
-    command.add_flag("--json", options.json, "Print one JSON object on standard output");
-}
-
-void addInfoOptions(CLI::App& command, HostOptions& options) {
+void addInfoOptions(CLI::App& command, InfoOptions& options) {
+    addCommonOptions(command, options);
     command.add_flag("--commands", options.commands, "Show how the device answers each of its commands");
 }
 
-void addCallOptions(CLI::App& command, HostOptions& options) {
-    command.add_option("ID", options.commandId, "Number of the command, such as 1107")->required()->type_name("");
-    command.add_option("VALUE", options.commandValue, "Its parameter")->type_name("");
+void addCallOptions(CLI::App& command, CallOptions& options) {
+    addCommonOptions(command, options);
+    command.add_option("ID", options.id, "Number of the command, such as 1107")->required()->type_name("");
+    command.add_option("VALUE", options.value, "Its parameter")->type_name("");
     command.add_flag("--open", options.open, "Open the device (command 1001) with its defaults before the command");
     command
         .add_option("--config", options.configFile,
@@ -43,10 +38,10 @@ void addCallOptions(CLI::App& command, HostOptions& options) {
 }
 
 // What is wrong with the command's VALUE; the device itself answers for ids that are unknown.
-std::string problemOfCall(const HostOptions& options) {
-    const DeviceCommand* command = findDeviceCommand(options.commandId);
+std::string problemOfCall(const CallOptions& options) {
+    const DeviceCommand* command = findDeviceCommand(options.id);
     if (!command) return "";
-    const std::string problem = command->problem(options.commandValue);
+    const std::string problem = command->problem(options.value);
     if (problem.empty()) return "";
     return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
@@ -70,7 +65,7 @@ std::string helpOf(const LimitRow& row) {
     return std::string(row.help) + "; " + range + row.unit + " (default: " + defaultOf(row) + ')';
 }
 
-void addGrabOptions(CLI::App& command, HostOptions& options) {
+void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(options::existingFile())
         ->type_name("FILE");
@@ -86,17 +81,17 @@ void addGrabOptions(CLI::App& command, HostOptions& options) {
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
     addShareOption(command, options);
-    addSaveOptions(command, options);
+    addSaveOptions(command, options.save);
 }
 
-void addJsonLines(CLI::App& command, HostOptions& options) {
+void addJsonLines(CLI::App& command, GrabOptions& options) {
     CLI::Option* lines = command.add_flag("--json-lines", options.jsonLines,
                                           "Print a JSON object on standard output each second, and one at the end");
     lines->excludes(command.get_option("--json"));
     command.add_flag("--frames", options.frames, "With --json-lines: one for each image too")->needs(lines);
 }
 
-void addLimits(CLI::App& command, HostOptions& options) {
+void addLimits(CLI::App& command, GrabOptions& options) {
     for (std::size_t index = 0; index < kLimitCount; ++index) {
         const LimitRow& row = limitRows()[index];
         const auto limits =
@@ -109,8 +104,16 @@ void addLimits(CLI::App& command, HostOptions& options) {
     }
 }
 
-// After the options of a grab, none of which goes with --findings.
-void addVerifyOptions(CLI::App& command, HostOptions& options) {
+void addGrabOptions(CLI::App& command, GrabOptions& options) {
+    addCommonOptions(command, options);
+    addGrabbingOptions(command, options);
+    addJsonLines(command, options);
+    addLimits(command, options);
+}
+
+// Behind the options of a grab, none of which goes with --findings.
+void addVerifyOptions(CLI::App& command, VerifyOptions& options) {
+    addGrabOptions(command, options);
     const auto grabOptions = command.get_options();
     command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab")
         ->required()
@@ -128,10 +131,10 @@ void addVerifyOptions(CLI::App& command, HostOptions& options) {
                      "too late) are no mismatch");
 }
 
-void addAskSnapOptions(CLI::App& command, HostOptions& options) {
+void addAskSnapOptions(CLI::App& command, AskSnapOptions& options) {
     command.add_flag("--json", options.json, "Print one JSON object on standard output");
     command
-        .add_option("--timeout", options.answerTimeoutSeconds,
+        .add_option("--timeout", options.timeoutSeconds,
                     "End with exit code 3 when no answer came for that long, 0.01 to 86400 s (default 12; a link that "
                     "was broken heals within about 10 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
@@ -139,67 +142,55 @@ void addAskSnapOptions(CLI::App& command, HostOptions& options) {
 }
 
 struct CommandRow {
-    using AddOptions = void (*)(CLI::App& command, HostOptions& options);
-
     HostOptions::Command command;
     const char* name;
     const char* summary;
     const char* help;  // behind the options: notes and examples
-    std::vector<AddOptions> options;
+    void (*addOptions)(CLI::App& command, HostOptions& options);
 };
 
-const std::vector<CommandRow>& commandRows() {
-    using Command = HostOptions::Command;
-    static const std::vector<CommandRow> rows{
-        {Command::info,
-         "info",
-         "Show the plugin's device: identity, kinds, properties, document",
-         kInfoHelp,
-         {addCommonOptions, addInfoOptions}},
-        {Command::grab,
-         "grab",
-         "Receive images, verify each from its pixels, measure, save",
-         kGrabHelp,
-         {addCommonOptions, addGrabOptions, addJsonLines, addLimits}},
-        {Command::verify,
-         "verify",
-         "Grab, and compare what was found with the simulator's fault log",
-         kVerifyHelp,
-         {addCommonOptions, addGrabOptions, addJsonLines, addLimits, addVerifyOptions}},
-        {Command::snap, "snap", "Save one image in a file", kSnapHelp, {addCommonOptions, addSnapOptions}},
-        {Command::doctor,
-         "doctor",
-         "Look at all that a grab needs and say what to do about it",
-         kDoctorHelp,
-         {addDoctorOptions}},
-        {Command::bench,
-         "bench",
-         "Measure this machine with simulator and plugin, beside bare limits",
-         kBenchHelp,
-         {addBenchOptions}},
-        {Command::call,
-         "call",
-         "Send one command to the plugin's device",
-         kCallHelp,
-         {addCommonOptions, addCallOptions}},
-        {Command::askSnap,
-         "ask-snap",
-         "Ask the simulator to take a picture, over the link, as a camera",
-         kAskSnapHelp,
-         {addAskSnapOptions}},
-    };
-    return rows;
+template <auto Options, auto Add>
+void addOptionsOf(CLI::App& command, HostOptions& options) {
+    Add(command, options.*Options);
 }
+
+using Command = HostOptions::Command;
+
+constexpr CommandRow kCommandRows[] = {
+    {Command::info, "info", "Show the plugin's device: identity, kinds, properties, document", kInfoHelp,
+     addOptionsOf<&HostOptions::info, addInfoOptions>},
+    {Command::grab, "grab", "Receive images, verify each from its pixels, measure, save", kGrabHelp,
+     addOptionsOf<&HostOptions::grab, addGrabOptions>},
+    {Command::verify, "verify", "Grab, and compare what was found with the simulator's fault log", kVerifyHelp,
+     addOptionsOf<&HostOptions::verify, addVerifyOptions>},
+    {Command::snap, "snap", "Save one image in a file", kSnapHelp, addOptionsOf<&HostOptions::snap, addSnapOptions>},
+    {Command::doctor, "doctor", "Look at all that a grab needs and say what to do about it", kDoctorHelp,
+     addOptionsOf<&HostOptions::doctor, addDoctorOptions>},
+    {Command::bench, "bench", "Measure this machine with simulator and plugin, beside bare limits", kBenchHelp,
+     addOptionsOf<&HostOptions::bench, addBenchOptions>},
+    {Command::call, "call", "Send one command to the plugin's device", kCallHelp,
+     addOptionsOf<&HostOptions::call, addCallOptions>},
+    {Command::askSnap, "ask-snap", "Ask the simulator to take a picture, over the link, as a camera", kAskSnapHelp,
+     addOptionsOf<&HostOptions::askSnap, addAskSnapOptions>},
+};
 
 /// A program's commands. They write into options while the command line is parsed.
 void addCommands(CLI::App& app, HostOptions& options) {
-    for (const CommandRow& row : commandRows()) {
+    for (const CommandRow& row : kCommandRows) {
         CLI::App* const command = app.add_subcommand(row.name, row.summary);
-        for (const CommandRow::AddOptions add : row.options) add(*command, options);
+        row.addOptions(*command, options);
         command->footer(std::string(row.help) + kExitCodes);
         command->final_callback([&options, &row] { options.command = row.command; });
     }
     addBenchPartner(app, options);
+}
+
+void nameThePlugin(HostOptions& options) {
+    for (CommonOptions* const common :
+         std::initializer_list<CommonOptions*>{&options.info, &options.grab, &options.verify, &options.snap,
+                                               &options.doctor, &options.bench, &options.call}) {
+        if (common->pluginPath.empty()) common->pluginPath = defaultPluginPath();
+    }
 }
 
 }  // namespace
@@ -220,10 +211,10 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     if (app.get_subcommands().empty())
         return refuse("A subcommand is required: info, grab, verify, snap, doctor, bench, call or ask-snap");
     if (options.command == HostOptions::Command::call) {
-        options.open = options.open || !options.configFile.empty();
-        if (const std::string problem = problemOfCall(options); !problem.empty()) return refuse(problem);
+        options.call.open = options.call.open || !options.call.configFile.empty();
+        if (const std::string problem = problemOfCall(options.call); !problem.empty()) return refuse(problem);
     }
-    if (options.pluginPath.empty()) options.pluginPath = defaultPluginPath();
+    nameThePlugin(options);
     return std::nullopt;
 }
 

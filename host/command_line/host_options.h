@@ -20,59 +20,95 @@ constexpr int kExitWrongUsage = 2;
 constexpr int kExitNoImage = 3;  // or no answer
 constexpr int kExitConnectionLost = 4;
 
+/// Of each command that names a plugin.
+struct CommonOptions {
+    std::string pluginPath;
+    bool json = false;
+};
+
+struct InfoOptions : CommonOptions {
+    bool commands = false;  // the table of commands instead of the identity
+};
+
+/// Of each command that reads a camera's configuration.
+struct CameraOptions : CommonOptions {
+    std::string configFile;  // empty: the camera's defaults
+};
+
+struct CallOptions : CameraOptions {
+    std::int32_t id = 0;
+    std::optional<std::string> value;
+    bool open = false;  // open the device before the command
+};
+
+/// Of each command that waits for images.
+struct ImageOptions : CameraOptions {
+    double timeoutSeconds = 30.0;  // longest time without an image
+    bool share = false;            // open the camera although another host has it
+};
+
+struct SaveOptions {
+    std::string folder;       // empty: nothing is saved
+    std::uint64_t every = 1;  // every nth image is saved, beginning with the first; 0: only around a loss
+    std::string format = "png";
+    std::size_t pngLevel = frames::kDefaultPngLevel;
+    std::size_t aroundLoss = 0;     // images before the first loss, and as many after it
+    std::uint64_t memoryMb = 1000;  // for images that wait or are kept
+    bool force = false;             // files that are there are replaced
+};
+
+struct GrabOptions : ImageOptions {
+    std::uint64_t imageCount = 0;  // 0: until stopped
+    SaveOptions save;
+    bool jsonLines = false;  // instead of json: lines while the grab runs
+    bool frames = false;     // with jsonLines: one for each image
+    Limits limits;
+};
+
+struct VerifyOptions : GrabOptions {
+    std::string faultLog;         // the simulator's
+    std::string findingsFile;     // empty: grab
+    bool allowExplained = false;  // findings that the simulator's notes explain are no mismatch
+};
+
+struct SnapOptions : ImageOptions {
+    std::string file;
+    bool anyImage = false;  // also faked, torn and unverified ones
+    bool force = false;     // a file that is there is replaced
+};
+
+struct DoctorOptions : CameraOptions {};
+
+struct BenchOptions : CommonOptions {
+    std::string simulatorPath;  // empty: beside this program
+    frames::ImageFormat format{1280, 1024, 1};
+    std::vector<double> rates{200.0, 1000.0};  // images per second
+    double seconds = 2.0;                      // of each measurement
+};
+
+struct BenchPartnerOptions {
+    std::string events;  // beginning of their names
+};
+
+struct AskSnapOptions {
+    bool json = false;
+    double timeoutSeconds = 12.0;  // longest time without an answer
+};
+
+/// The command, and its options; the others' are as they begin.
 struct HostOptions {
     enum class Command { info, grab, call, askSnap, verify, snap, doctor, bench, benchPartner };
 
     Command command = Command::info;
-    std::string pluginPath;
-    bool json = false;
-
-    // info
-    bool commands = false;  // the table of commands instead of the identity
-
-    // call
-    std::int32_t commandId = 0;
-    std::optional<std::string> commandValue;
-    bool open = false;  // open the device before the command
-
-    // grab, call
-    std::string configFile;  // empty: the camera's defaults
-
-    // ask-snap
-    double answerTimeoutSeconds = 12.0;  // longest time without an answer
-
-    // grab, snap
-    std::uint64_t imageCount = 0;  // 0: until stopped
-    double timeoutSeconds = 30.0;  // longest time without an image
-    std::string outputFolder;      // empty: nothing is saved
-    std::uint64_t saveEvery = 1;   // every nth image is saved, beginning with the first; 0: only around a loss
-    std::string saveFormat = "png";
-    std::size_t pngLevel = frames::kDefaultPngLevel;
-    std::size_t aroundLoss = 0;         // images before the first loss, and as many after it
-    std::uint64_t saveMemoryMb = 1000;  // for images that wait or are kept
-    bool force = false;                 // also snap: files that are there are replaced
-    bool share = false;                 // also snap: open the camera although another host has it
-
-    // snap
-    std::string snapFile;
-    bool anyImage = false;  // also faked, torn and unverified ones
-
-    // grab, verify
-    bool jsonLines = false;  // instead of json: lines while the grab runs
-    bool frames = false;     // with jsonLines: one for each image
-    Limits limits;
-
-    // verify
-    std::string faultLog;         // the simulator's
-    std::string findingsFile;     // empty: grab
-    bool allowExplained = false;  // findings that the simulator's notes explain are no mismatch
-
-    // bench
-    std::string simulatorPath;  // empty: beside this program
-    frames::ImageFormat benchSize{1280, 1024, 1};
-    std::vector<double> benchRates{200.0, 1000.0};  // images per second
-    double benchSeconds = 2.0;                      // of each measurement
-    std::string benchPartner;                       // bench-partner: beginning of the events' names
+    InfoOptions info;
+    GrabOptions grab;
+    VerifyOptions verify;
+    SnapOptions snap;
+    DoctorOptions doctor;
+    BenchOptions bench;
+    BenchPartnerOptions benchPartner;
+    CallOptions call;
+    AskSnapOptions askSnap;
 };
 
 /// Reads a command line.

@@ -28,21 +28,21 @@ CLI::Validator imageFileName() {
 }
 
 // What would give the disk less to write.
-const char* smallerFiles(const HostOptions& options) {
-    if (options.saveFormat != "png") return ", --format png";
+const char* smallerFiles(const SaveOptions& options) {
+    if (options.format != "png") return ", --format png";
     return options.pngLevel == 0 ? ", --png-level 1" : "";
 }
 
 }  // namespace
 
-void addSaveOptions(CLI::App& command, HostOptions& options) {
+void addSaveOptions(CLI::App& command, SaveOptions& options) {
     command.option_defaults()->group("Saving, with --output");
     CLI::Option* output =
-        command.add_option("--output", options.outputFolder,
+        command.add_option("--output", options.folder,
                            "Save images in that folder, which is made when it is missing, and beside them frames.jsonl "
                            "with what is known about each");
     output->type_name("DIR");
-    command.add_option("--format", options.saveFormat, "Format of the files: png, pgm or raw (default png)")
+    command.add_option("--format", options.format, "Format of the files: png, pgm or raw (default png)")
         ->check(imageFormat())
         ->needs(output)
         ->type_name("FORMAT");
@@ -55,7 +55,7 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
         ->type_name("LEVEL");
     CLI::Option* every =
         command
-            .add_option("--every", options.saveEvery,
+            .add_option("--every", options.every,
                         "Save every Nth image, beginning with the first (default 1; none with --around-loss alone)")
             ->check(options::within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
             ->needs(output)
@@ -68,7 +68,7 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
             ->needs(output)
             ->type_name("N");
     command
-        .add_option("--save-memory", options.saveMemoryMb,
+        .add_option("--save-memory", options.memoryMb,
                     "Memory for images that wait to be saved or are kept, and for further threads that compress, 1 to "
                     "1000000 MB (default 1000)")
         ->check(options::within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
@@ -77,12 +77,13 @@ void addSaveOptions(CLI::App& command, HostOptions& options) {
     command.add_flag("--force", options.force, "Replace files of an earlier grab in that folder")->needs(output);
     command.option_defaults()->group("Options");
     command.parse_complete_callback([&options, every, around] {
-        if (around->count() > 0 && every->count() == 0) options.saveEvery = 0;
+        if (around->count() > 0 && every->count() == 0) options.every = 0;
     });
 }
 
-void addSnapOptions(CLI::App& command, HostOptions& options) {
-    command.add_option("OUT", options.snapFile, "File to make: ends in .png, .pgm or .raw")
+void addSnapOptions(CLI::App& command, SnapOptions& options) {
+    addCommonOptions(command, options);
+    command.add_option("OUT", options.file, "File to make: ends in .png, .pgm or .raw")
         ->required()
         ->check(imageFileName())
         ->type_name("");
@@ -99,14 +100,14 @@ void addSnapOptions(CLI::App& command, HostOptions& options) {
     command.add_flag("--force", options.force, "Replace the file when it exists");
 }
 
-SaveSettings saveSettingsOf(const HostOptions& options) {
+SaveSettings saveSettingsOf(const SaveOptions& options) {
     SaveSettings settings;
-    settings.folder = options.outputFolder;
-    settings.fileFormat = frames::imageFileFormatOf(options.saveFormat).value_or(frames::ImageFileFormat::png);
+    settings.folder = options.folder;
+    settings.fileFormat = frames::imageFileFormatOf(options.format).value_or(frames::ImageFileFormat::png);
     settings.pngLevel = static_cast<int>(options.pngLevel);
-    settings.every = options.saveEvery;
+    settings.every = options.every;
     settings.aroundLoss = options.aroundLoss;
-    settings.memoryBytes = static_cast<std::size_t>(options.saveMemoryMb) * 1'000'000;
+    settings.memoryBytes = static_cast<std::size_t>(options.memoryMb) * 1'000'000;
     settings.existing = options.force ? ExistingFile::replace : ExistingFile::refuse;
     return settings;
 }
@@ -120,9 +121,9 @@ std::string formatByEnding(const std::string& fileName) {
     return frames::imageFileFormatOf(ending) ? ending : "";
 }
 
-void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people) {
-    if (options.outputFolder.empty()) return;
-    people << "saved " << outcome.saved << " images in " << options.outputFolder;
+void tellSaved(const SaveOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people) {
+    if (options.folder.empty()) return;
+    people << "saved " << outcome.saved << " images in " << options.folder;
     if (outcome.lossImage) {
         people << "; the first loss showed at image " << *outcome.lossImage;
     } else if (options.aroundLoss > 0) {

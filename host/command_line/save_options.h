@@ -13,18 +13,18 @@ class App;
 namespace host {
 
 /// The options of "grab" that save. They write into options while the command line is parsed.
-void addSaveOptions(CLI::App& command, HostOptions& options);
+void addSaveOptions(CLI::App& command, SaveOptions& options);
 
-/// The options of "snap" beside the common ones.
-void addSnapOptions(CLI::App& command, HostOptions& options);
+/// All options of "snap".
+void addSnapOptions(CLI::App& command, SnapOptions& options);
 
 /// Of options that were parsed.
-SaveSettings saveSettingsOf(const HostOptions& options);
+SaveSettings saveSettingsOf(const SaveOptions& options);
 
 /// "png", "pgm" or "raw" by a file name's ending, whatever its case; "" for another ending.
 std::string formatByEnding(const std::string& fileName);
 
 /// Tells people what became of the images that were to be saved; nothing when none were.
-void tellSaved(const HostOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people);
+void tellSaved(const SaveOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people);
 
 }  // namespace host

@@ -9,14 +9,17 @@ class App;
 
 namespace host {
 
+/// "--plugin" and "--json". They write into options while the command line is parsed.
+void addCommonOptions(CLI::App& command, CommonOptions& options);
+
 /// "--share" of the commands that open the camera. It writes into options while the command line is parsed.
-void addShareOption(CLI::App& command, HostOptions& options);
+void addShareOption(CLI::App& command, ImageOptions& options);
 
 /// All options of "doctor". They write into options while the command line is parsed.
-void addDoctorOptions(CLI::App& command, HostOptions& options);
+void addDoctorOptions(CLI::App& command, DoctorOptions& options);
 
 /// All options of "bench".
-void addBenchOptions(CLI::App& command, HostOptions& options);
+void addBenchOptions(CLI::App& command, BenchOptions& options);
 
 /// Adds "bench-partner", which no help tells of.
 void addBenchPartner(CLI::App& app, HostOptions& options);

@@ -10,8 +10,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "DorVenImagesComm.h"
 #include "IPMessenger.h"
-#include "TeskImagesComm.h"
 #include "camera_claim.h"
 #include "named_claim.h"
 #include "object_names.h"
@@ -23,19 +23,20 @@ namespace {
 
 constexpr const char* kSchema = "dorven-ask-snap/1";
 
+using kest::dorven::DorVenImagesComm;
 using kest::dorven::ImagesMessage;
 using kest::dorven::IPMessenger;
-using kest::dorven::TeskImagesComm;
 
 constexpr std::int64_t kRetryNs = 50'000'000;
 
 /// Any values: they show that all of the request comes back.
 constexpr ImagesMessage kRequest{kest::dorven::kCommandSnap, 1, 2, 3};
 
-/// The camera's end of the link, without a camera behind it.
-class SnapChannel : public TeskImagesComm {
+/// The camera's end of the link, which is the simulator's the other way round, without a camera behind it.
+class SnapChannel : public DorVenImagesComm {
 public:
-    SnapChannel() : TeskImagesComm(nullptr) {}
+    std::string requestId() override { return DorVenImagesComm::responseId(); }
+    std::string responseId() override { return DorVenImagesComm::requestId(); }
     /// A simulator that asks for size or format is told that there is none.
     ImagesMessage handle(const ImagesMessage& request) override {
         ImagesMessage answer = request;
@@ -96,7 +97,7 @@ void printPeople(const Answer& answer, std::ostream& stream) {
 
 }  // namespace
 
-int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people) {
+int askSnap(const AskSnapOptions& options, std::ostream& data, std::ostream& people) {
     CameraClaim claim;
     if (!claim.take()) {
         people << "dorven-host: " << kCameraIsTaken << std::endl;
@@ -106,7 +107,7 @@ int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people
         people << "dorven-host: no link to the simulator: " << problem << std::endl;
         return kExitFailed;
     }
-    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.answerTimeoutSeconds);
+    const auto answer = askUntilAnswered(std::make_shared<SnapChannel>(), options.timeoutSeconds);
     if (!answer) {
         people << "dorven-host: no answer from a simulator"
                << (simulatorIsThere() ? ", though one stands on the link: it hangs or was paused"

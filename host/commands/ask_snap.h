@@ -12,6 +12,6 @@ namespace host {
 /// @param data    Receives the JSON.   @param people  Receives everything else.
 /// @return        Exit code: done when the request came back as it was, which is how simulators take it; failed when
 ///                something else came back or a camera has the link; no answer in time (3).
-int askSnap(const HostOptions& options, std::ostream& data, std::ostream& people);
+int askSnap(const AskSnapOptions& options, std::ostream& data, std::ostream& people);
 
 }  // namespace host

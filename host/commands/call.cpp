@@ -4,15 +4,16 @@
 
 #include <nlohmann/json.hpp>
 
+#include "camera_commands.h"
+
 namespace host {
 namespace {
 
 constexpr const char* kSchema = "dorven-call/1";
 
-constexpr std::int32_t kOpen = 1001;
-
-bool open(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people) {
+bool open(NUV::PluginDeviceBase& device, const CallOptions& options, std::ostream& people) {
     const ValueText path = options.configFile.empty() ? ValueText() : options.configFile;
+    constexpr std::int32_t kOpen = command_id::openImageDevice;
     const CommandAnswer answer = findDeviceCommand(kOpen)->send(device, kOpen, path);
     if (answer.status == NUV::kDone) return true;
     people << "dorven-host: the device could not be opened: command " << kOpen << " answered "
@@ -21,14 +22,14 @@ bool open(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostrea
 }
 
 /// A command that the host knows no types of goes without parameter and result.
-CommandAnswer send(NUV::PluginDeviceBase& device, const HostOptions& options, const DeviceCommand* command) {
-    if (command) return command->send(device, command->id, options.commandValue);
-    return {device.call(options.commandId, nullptr, nullptr), false, {}};
+CommandAnswer send(NUV::PluginDeviceBase& device, const CallOptions& options, const DeviceCommand* command) {
+    if (command) return command->send(device, command->id, options.value);
+    return {device.call(options.id, nullptr, nullptr), false, {}};
 }
 
-void printPeople(const HostOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
+void printPeople(const CallOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
                  std::ostream& stream) {
-    stream << "command  " << options.commandId;
+    stream << "command  " << options.id;
     if (command) stream << ' ' << command->operation;
     stream << (known ? "\n" : " (unknown to the device)\n") << "status   " << statusText(answer.status) << '\n';
     if (!command || !command->hasResult()) {
@@ -57,11 +58,11 @@ nlohmann::ordered_json jsonOf(const ValueField& part) {
     return part.text;
 }
 
-void printJson(const HostOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
+void printJson(const CallOptions& options, const DeviceCommand* command, bool known, const CommandAnswer& answer,
                std::ostream& stream) {
     nlohmann::ordered_json object;
     object["schema"] = kSchema;
-    object["id"] = options.commandId;
+    object["id"] = options.id;
     object["operation"] = command ? nlohmann::ordered_json(command->operation) : nullptr;
     object["known"] = known;
     object["parameter"] = command ? nlohmann::ordered_json(command->parameterType) : nullptr;
@@ -77,10 +78,10 @@ void printJson(const HostOptions& options, const DeviceCommand* command, bool kn
 
 }  // namespace
 
-int callCommand(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
+int callCommand(NUV::PluginDeviceBase& device, const CallOptions& options, std::ostream& data, std::ostream& people) {
     if (options.open && !open(device, options, people)) return kExitFailed;
-    const DeviceCommand* const command = findDeviceCommand(options.commandId);
-    const bool known = device.commandMap().count(options.commandId) != 0;
+    const DeviceCommand* const command = findDeviceCommand(options.id);
+    const bool known = device.commandMap().count(options.id) != 0;
     const CommandAnswer answer = send(device, options, command);
     if (options.json) {
         printJson(options, command, known, answer, data);
@@ -88,13 +89,6 @@ int callCommand(NUV::PluginDeviceBase& device, const HostOptions& options, std::
         printPeople(options, command, known, answer, people);
     }
     return answer.status == NUV::kDone ? kExitDone : kExitFailed;
-}
-
-int callCommand(PluginLibrary& library, const HostOptions& options, std::ostream& data, std::ostream& people) {
-    library.enumerate();
-    if (NUV::PluginDeviceBase* device = library.device(0)) return callCommand(*device, options, data, people);
-    people << "dorven-host: " << library.path() << ": offers no device" << std::endl;
-    return kExitFailed;
 }
 
 }  // namespace host

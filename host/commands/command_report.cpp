@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "camera_commands.h"
 #include "host_options.h"
 #include "platform.h"
 
@@ -13,8 +14,6 @@ namespace host {
 namespace {
 
 constexpr const char* kSchema = "dorven-commands/1";
-
-enum CommandId : std::int32_t { kOpen = 1001, kGrab = 1002, kStop = 1003, kFreeze = 1004 };
 
 using Status = std::optional<NUV::PluginCallStatus>;
 using Column = std::function<Status&(CommandReportRow&)>;
@@ -38,7 +37,7 @@ public:
     /// Those that neither open the device nor start or stop its images.
     void askAllButAcquisition() {
         for (CommandReportRow& row : _rows) {
-            if (row.id < kOpen || row.id > kFreeze) ask(row);
+            if (row.id < command_id::openImageDevice || row.id > command_id::freeze) ask(row);
         }
     }
     void ask(std::int32_t id) {
@@ -120,31 +119,30 @@ std::vector<CommandReportRow> askEveryCommand(NUV::PluginDeviceBase& device, con
 
     Asking closed(device, rows, kinds, [](CommandReportRow& row) -> Status& { return row.closed; });
     closed.askAllButAcquisition();
-    for (const std::int32_t id : {kGrab, kStop, kFreeze, kOpen}) closed.ask(id);
+    for (const std::int32_t id : {command_id::grab, command_id::stop, command_id::freeze, command_id::openImageDevice})
+        closed.ask(id);
     const bool open = std::any_of(rows.begin(), rows.end(), [](const CommandReportRow& row) {
-        return row.id == kOpen && row.closed == NUV::kDone;
+        return row.id == command_id::openImageDevice && row.closed == NUV::kDone;
     });
     if (!open) return rows;
 
     Asking opened(device, rows, kinds, [](CommandReportRow& row) -> Status& { return row.opened; });
     opened.askAllButAcquisition();
     // Stop and freeze are each asked while images are grabbed; opening again then brings the defaults back.
-    for (const std::int32_t id : {kGrab, kStop, kGrab, kFreeze, kOpen}) opened.ask(id);
+    for (const std::int32_t id :
+         {command_id::grab, command_id::stop, command_id::grab, command_id::freeze, command_id::openImageDevice})
+        opened.ask(id);
     return rows;
 }
 
 int showCommands(PluginLibrary& library, bool json, std::ostream& data, std::ostream& people) {
-    const auto records = library.enumerate();
-    NUV::PluginDeviceBase* device = library.device(0);
+    std::string error;
+    NUV::PluginDeviceBase* const device = library.firstDevice(error);
     if (!device) {
-        people << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+        people << "dorven-host: " << error << std::endl;
         return kExitFailed;
     }
-    std::vector<std::uint32_t> kinds;
-    for (const PluginDeviceRecord& record : records) {
-        if (record.deviceId == device->deviceId()) kinds.push_back(record.interfaceKind);
-    }
-    const auto rows = askEveryCommand(*device, kinds);
+    const auto rows = askEveryCommand(*device, library.kindsOfFirstDevice());
     if (json) {
         printJson(library.path(), rows, data);
     } else {

@@ -4,14 +4,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "camera_commands.h"
 #include "host_options.h"
 
 namespace host {
 namespace {
 
 constexpr const char* kSchema = "dorven-info/1";
-
-constexpr std::int32_t kImageDeviceInformation = 1012;
 
 struct PropertyRow {
     std::int32_t id;
@@ -57,17 +56,13 @@ struct Info {
     std::string document;                            // empty: the device has none
 };
 
-Info gather(const PluginLibrary& library, const std::vector<PluginDeviceRecord>& records,
-            NUV::PluginDeviceBase& device) {
-    Info info{library.path(), records.front(), {}, {}, {}};
-    for (const PluginDeviceRecord& record : records) {
-        if (record.deviceId == info.device.deviceId) info.kinds.push_back(record.interfaceKind);
-    }
+Info gather(const PluginLibrary& library, NUV::PluginDeviceBase& device) {
+    Info info{library.path(), library.records().front(), library.kindsOfFirstDevice(), {}, {}};
     for (const PropertyRow& row : kProperties) {
         if (const char* text = device.getProperty(row.id)) info.properties.emplace(row.id, text);
     }
     NUV::PluginInterfaceReturn<const char*> document(NUV::kNotSupported, nullptr);
-    if (device.call(kImageDeviceInformation, nullptr, &document) == NUV::kDone && document.value)
+    if (device.call(command_id::imageDeviceInformation, nullptr, &document) == NUV::kDone && document.value)
         info.document = document.value;
     return info;
 }
@@ -110,13 +105,13 @@ void printJson(const Info& info, std::ostream& stream) {
 }  // namespace
 
 int showInfo(PluginLibrary& library, bool json, std::ostream& data, std::ostream& people) {
-    const auto records = library.enumerate();
-    NUV::PluginDeviceBase* device = library.device(0);
-    if (records.empty() || !device) {
-        people << "dorven-host: " << library.path() << ": offers no device" << std::endl;
+    std::string error;
+    NUV::PluginDeviceBase* const device = library.firstDevice(error);
+    if (!device) {
+        people << "dorven-host: " << error << std::endl;
         return kExitFailed;
     }
-    const Info info = gather(library, records, *device);
+    const Info info = gather(library, *device);
     if (json) {
         printJson(info, data);
     } else {

@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "camera_claim.h"
-#include "camera_commands.h"
+#include "camera_session.h"
 #include "frame_ring.h"
 #include "image_record.h"
 #include "image_writer.h"
@@ -95,47 +94,6 @@ private:
     std::string _error;
 };
 
-// Sends commands and tells of those that were refused.
-class Camera {
-public:
-    Camera(NUV::PluginDeviceBase& device, std::ostream& people) : _device(device), _people(people) {}
-
-    bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter = nullptr) {
-        NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-        return told(_device.call(id, parameter, &status), id, purpose);
-    }
-
-    bool open(const std::string& configFile) {
-        const NUV::PluginInterfaceParameter<const char*> path(configFile.empty() ? nullptr : configFile.c_str());
-        NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
-        return told(_device.call(kOpen, &path, &bitmap), kOpen, "open the camera");
-    }
-
-    bool start(Catcher& catcher) {
-        const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({&catcher, &Catcher::onImage});
-        if (!command(kSetCallback, "take the callback", &callback)) return false;
-        if (command(kGrab, "start grabbing")) return true;
-        command(kRemoveCallback, "remove the callback");
-        return false;
-    }
-
-    void stop() {
-        command(kFreeze, "stop grabbing");
-        command(kRemoveCallback, "remove the callback");
-    }
-
-private:
-    bool told(NUV::PluginCallStatus status, std::int32_t id, const char* purpose) {
-        if (status == NUV::kDone) return true;
-        _people << "dorven-host: the camera did not " << purpose << ": command " << id << " answered (" << status.code
-                << ", " << status.valid << ")" << std::endl;
-        return false;
-    }
-
-    NUV::PluginDeviceBase& _device;
-    std::ostream& _people;
-};
-
 void waitFor(const Catcher& catcher, double timeoutSeconds) {
     const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
     while (!catcher.done()) {
@@ -144,24 +102,24 @@ void waitFor(const Catcher& catcher, double timeoutSeconds) {
     }
 }
 
-bool save(const KeptFrame& frame, const HostOptions& options, std::string& error) {
+bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error) {
     std::vector<std::uint8_t> file;
-    const auto format = frames::imageFileFormatOf(formatByEnding(options.snapFile));
+    const auto format = frames::imageFileFormatOf(formatByEnding(options.file));
     if (!frames::encodeImage({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file,
                              error)) {
-        error = options.snapFile + ": " + error;
+        error = options.file + ": " + error;
         return false;
     }
-    return writeWholeFile(options.snapFile, file.data(), file.size(),
+    return writeWholeFile(options.file, file.data(), file.size(),
                           options.force ? ExistingFile::replace : ExistingFile::refuse, error);
 }
 
-void tell(const KeptFrame& frame, const HostOptions& options, std::ostream& data, std::ostream& people) {
+void tell(const KeptFrame& frame, const SnapOptions& options, std::ostream& data, std::ostream& people) {
     if (options.json) {
-        data << sidecarLine(options.snapFile, frame.note, frame.format) << std::flush;
+        data << sidecarLine(options.file, frame.note, frame.format) << std::flush;
         return;
     }
-    people << "saved " << options.snapFile << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
+    people << "saved " << options.file << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
            << frame.format.bytesPerPixel << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
            << frames::imageKindName(frame.note.kind);
     if (frame.note.frameNumber) people << ", frame " << *frame.note.frameNumber;
@@ -170,18 +128,23 @@ void tell(const KeptFrame& frame, const HostOptions& options, std::ostream& data
 
 }  // namespace
 
-int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
-    if (!options.force && _access(options.snapFile.c_str(), 0) == 0) {
-        people << "dorven-host: " << options.snapFile << ": it exists already; --force replaces it" << std::endl;
+int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream& data, std::ostream& people) {
+    if (!options.force && _access(options.file.c_str(), 0) == 0) {
+        people << "dorven-host: " << options.file << ": it exists already; --force replaces it" << std::endl;
         return kExitFailed;
     }
-    CameraClaim claim;
-    if (!claim.takeUnlessShared(options.share, people)) return kExitFailed;
-    Camera camera(device, people);
+    const auto fail = [&people](const std::string& reason) {
+        people << "dorven-host: " << reason << std::endl;
+        return kExitFailed;
+    };
+    std::string error;
     Catcher catcher(options.anyImage, platform_monotonicNanoseconds());
-    if (!camera.open(options.configFile) || !camera.start(catcher)) return kExitFailed;
+    CameraSession camera(device);
+    if (!camera.claim(options.share, error) || !camera.open(options.configFile, error) ||
+        !camera.start({&catcher, &Catcher::onImage}, error))
+        return fail(error);
     waitFor(catcher, options.timeoutSeconds);
-    camera.stop();
+    if (!camera.stop(error)) fail(error);
     const auto frame = catcher.take();
     if (!frame) {
         if (platform_stopRequested()) {
@@ -194,11 +157,7 @@ int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream
         people << std::endl;
         return kExitNoImage;
     }
-    std::string error;
-    if (!save(*frame, options, error)) {
-        people << "dorven-host: " << error << std::endl;
-        return kExitFailed;
-    }
+    if (!save(*frame, options, error)) return fail(error);
     tell(*frame, options, data, people);
     return kExitDone;
 }

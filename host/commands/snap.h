@@ -8,10 +8,10 @@
 
 namespace host {
 
-/// Opens the camera, waits for an image that is wanted (HostOptions::anyImage) and saves it.
+/// Opens the camera, waits for an image that is wanted (SnapOptions::anyImage) and saves it.
 ///
 /// @param data    Receives the JSON: the object of sidecarLine.   @param people  Receives everything else.
 /// @return        Exit code: done when the file is complete; no image in time (3), which a stop request is as well.
-int snap(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people);
+int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream& data, std::ostream& people);
 
 }  // namespace host

@@ -66,7 +66,7 @@ void printJson(const Findings& findings, std::ostream& stream) {
 
 }  // namespace
 
-Findings examine(const HostOptions& options) {
+Findings examine(const DoctorOptions& options) {
     Findings findings;
     examineLibrary(options.pluginPath, findings);
     const auto expected = examineConfiguration(options.configFile, findings);
@@ -76,7 +76,7 @@ Findings examine(const HostOptions& options) {
     return findings;
 }
 
-int runDoctor(const HostOptions& options, std::ostream& data, std::ostream& people) {
+int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& people) {
     const Findings findings = examine(options);
     if (options.json) {
         printJson(findings, data);

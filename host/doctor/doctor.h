@@ -31,7 +31,11 @@ using Findings = std::vector<Diagnosis>;
 /// Looks at everything.
 ///
 /// @param options  pluginPath, configFile (empty: the camera's defaults).
-Findings examine(const HostOptions& options);
+Findings examine(const DoctorOptions& options);
+
+/// Why a grab cannot work as that configuration says: a file of the chain is missing or cannot be read, the files lead
+/// in a circle, or a key has no value that can be. Empty: it can work, or there is no configuration.
+std::string problemOfConfiguration(const std::string& path);
 
 /// Examines and prints.
 ///
@@ -40,6 +44,6 @@ Findings examine(const HostOptions& options);
 ///                (null: nothing to do).
 /// @param people  Receives everything else.
 /// @return        Exit code: failed when there is a problem.
-int runDoctor(const HostOptions& options, std::ostream& data, std::ostream& people);
+int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& people);
 
 }  // namespace host

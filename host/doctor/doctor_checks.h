@@ -22,10 +22,6 @@ void examineLibrary(const std::string& path, Findings& findings);
 /// @return  The images that the camera will make of it; none when that cannot be told.
 std::optional<frames::ImageFormat> examineConfiguration(const std::string& path, Findings& findings);
 
-/// Why a grab cannot work as that configuration says: a file of the chain is missing or cannot be read, the files lead
-/// in a circle, or a key has no value that can be. Empty: it can work, or there is no configuration.
-std::string problemOfConfiguration(const std::string& path);
-
 /// The folder of named objects: rights, leftovers. Nothing on a system that has none.
 void examineObjectFolder(Findings& findings);
 

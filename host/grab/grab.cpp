@@ -3,18 +3,15 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
-#include <optional>
 #include <stdexcept>
 
-#include "camera_claim.h"
-#include "camera_commands.h"
+#include "camera_session.h"
 #include "grab_limits.h"
 #include "image_record.h"
 #include "platform.h"
 #include "process_cpu.h"
 #include "readable_extent.h"
 #include "save_options.h"
-#include "verify.h"
 
 namespace host {
 namespace {
@@ -29,35 +26,30 @@ std::optional<double> percentOf(std::int64_t cpuNs, std::int64_t elapsedNs) {
     return static_cast<double>(cpuNs) / static_cast<double>(elapsedNs) * 100.0;
 }
 
-ImageCheckSettings checkSettings(const HostOptions& options, std::int64_t startNs) {
-    ImageCheckSettings settings{startNs, latencyLimitNs(options.limits)};
-    if (options.command == HostOptions::Command::verify) {
-        const auto fromNs = static_cast<std::int64_t>(kVerifyLateFromUs * 1000.0);
+ImageCheckSettings checkSettings(const Limits& limits, const GrabFindings& findings, std::int64_t startNs) {
+    ImageCheckSettings settings{startNs, latencyLimitNs(limits), findings.capacity};
+    if (findings.lateFromUs) {
+        const auto fromNs = static_cast<std::int64_t>(*findings.lateFromUs * 1000.0);
         settings.lateFromNs = std::min(settings.lateFromNs.value_or(fromNs), fromNs);
-        settings.capacity = kVerifyFindings;
     }
     return settings;
 }
 
 }  // namespace
 
-Grab::Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people)
-    : _device(device), _options(options), _people(people) {}
+Grab::Grab(NUV::PluginDeviceBase& device, const GrabOptions& options, std::ostream& people,
+           const GrabFindings& findings)
+    : _device(device), _options(options), _people(people), _findings(findings) {}
 
 Grab::~Grab() = default;
 
 int Grab::run() {
-    CameraClaim camera;
-    if (!camera.takeUnlessShared(_options.share, _people)) return kExitFailed;
-    if (!prepareSaving() || !open() || !reserveForSaving() || !start()) return kExitFailed;
-    int exitCode = kExitFailed;
-    try {
-        exitCode = waitForEnd();
-    } catch (...) {
-        stop();  // or the camera would go on calling an object that is gone
-        throw;
-    }
-    stop();
+    std::string error;
+    CameraSession camera(_device);  // also stops when something is thrown
+    if (!tellUnless(camera.claim(_options.share, error), error)) return kExitFailed;
+    if (!prepareSaving() || !open(camera) || !reserveForSaving() || !start(camera)) return kExitFailed;
+    int exitCode = waitForEnd();
+    tellUnless(camera.stop(error), error);
     _endNs = platform_monotonicNanoseconds();
     _endCpuNs = platform_processCpuNanoseconds();
     tellFrames();
@@ -72,79 +64,61 @@ int Grab::run() {
     return exitCode;
 }
 
+bool Grab::tellUnless(bool good, const std::string& error) {
+    if (!good) _people << "dorven-host: " << error << std::endl;
+    return good;
+}
+
 bool Grab::prepareSaving() {
-    if (_options.outputFolder.empty()) return true;
+    if (_options.save.folder.empty()) return true;
     std::string error;
-    _saver = ImageSaver::create(saveSettingsOf(_options), error);
-    if (!_saver) _people << "dorven-host: " << error << std::endl;
-    return _saver != nullptr;
+    _saver = ImageSaver::create(saveSettingsOf(_options.save), error);
+    return tellUnless(_saver != nullptr, error);
 }
 
 bool Grab::reserveForSaving() {
     if (!_saver) return true;
-    NUV::PluginInterfaceReturn<NUV::IMAGEMEMORY*> memory(NUV::kNotSupported, nullptr);
-    if (!command(kImageMemory, "give its image memory", nullptr, &memory)) return false;
-    const auto format = memory.value ? formatOf(*memory.value) : std::nullopt;
     std::string error;
-    if (!_saver->reserve(format.value_or(frames::ImageFormat{}), error)) {
-        _people << "dorven-host: " << error << std::endl;
-        return false;
-    }
+    if (!tellUnless(_saver->reserve(_format, error), error)) return false;
     _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait to be saved";
     if (_saver->threads() > 1) _people << ", " << _saver->threads() << " threads compress";
-    if (_options.aroundLoss > 0) _people << ", the latest " << _options.aroundLoss << " are kept for a loss";
+    if (_options.save.aroundLoss > 0) _people << ", the latest " << _options.save.aroundLoss << " are kept for a loss";
     _people << "; takes " << (_saver->reservedBytes() + 999'999) / 1'000'000 << " MB of memory" << std::endl;
     return true;
 }
 
-bool Grab::open() {
-    const NUV::PluginInterfaceParameter<const char*> path(_options.configFile.empty() ? nullptr
-                                                                                      : _options.configFile.c_str());
-    NUV::PluginInterfaceReturn<tagBITMAPINFO> bitmap(NUV::kNotSupported, {});
-    NUV::PluginInterfaceReturn<NUV::IMAGEMEMORY*> memory(NUV::kNotSupported, nullptr);
-    NUV::PluginInterfaceReturn<double> frameRate(NUV::kNotSupported, 0.0);
-    if (!command(kOpen, "open the camera", &path, &bitmap) ||
-        !command(kImageMemory, "give its image memory", nullptr, &memory) ||
-        !command(kFrameRate, "tell its frame rate", nullptr, &frameRate))
-        return false;
-    if (!memory.value) {
-        _people << "dorven-host: the camera has no image memory" << std::endl;
-        return false;
-    }
-    if (!formatOf(*memory.value)) {
-        _people << "dorven-host: the camera's images are impossibly large: " << memory.value->width << " x "
-                << memory.value->height << " pixels of " << memory.value->bytesPerPixel
-                << " bytes; check the sizes in its configuration" << std::endl;
+bool Grab::open(CameraSession& camera) {
+    std::string error;
+    if (!tellUnless(camera.open(_options.configFile, error), error)) return false;
+    const NUV::IMAGEMEMORY* const record = camera.imageMemory(error);
+    double frameRate = 0.0;
+    if (!tellUnless(record && camera.frameRate(frameRate, error), error)) return false;
+    const auto format = formatOf(*record);
+    if (!format) {
+        _people << "dorven-host: the camera's images are impossibly large: " << record->width << " x " << record->height
+                << " pixels of " << record->bytesPerPixel << " bytes; check the sizes in its configuration"
+                << std::endl;
         return false;
     }
-    _people << "dorven-host: " << memory.value->width << " x " << memory.value->height << " pixels, "
-            << memory.value->bytesPerPixel << (memory.value->bytesPerPixel == 1 ? " byte" : " bytes")
-            << " per pixel; fakes " << frameRate.value << " images per second without a simulator" << std::endl;
+    _format = *format;
+    _people << "dorven-host: " << record->width << " x " << record->height << " pixels, " << record->bytesPerPixel
+            << (record->bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel; fakes " << frameRate
+            << " images per second without a simulator" << std::endl;
     return true;
 }
 
-bool Grab::start() {
+bool Grab::start(CameraSession& camera) {
     const std::int64_t nowNs = platform_monotonicNanoseconds();
     _startNs = _lookNs = nowNs;
     _startCpuNs = _lookCpuNs = platform_processCpuNanoseconds();
     {
         const std::lock_guard lock(_mutex);
-        _statistics = std::make_unique<GrabStatistics>(checkSettings(_options, nowNs));
+        _statistics = std::make_unique<GrabStatistics>(checkSettings(_options.limits, _findings, nowNs));
         for (const GrabObserver* const observer : _observers) _keepRows = _keepRows || observer->wantsFrames();
     }
     _lastImageNs = nowNs;
-    NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-    const NUV::PluginInterfaceParameter<NUV::PluginInterfaceCallbackData> callback({this, &Grab::onImage});
-    if (!command(kSetCallback, "take the callback", &callback, &status)) return false;
-    if (command(kGrab, "start grabbing", nullptr, &status)) return true;
-    command(kRemoveCallback, "remove the callback", nullptr, &status);
-    return false;
-}
-
-void Grab::stop() {
-    NUV::PluginInterfaceReturnBase status(NUV::kNotSupported);
-    command(kFreeze, "stop grabbing", nullptr, &status);
-    command(kRemoveCallback, "remove the callback", nullptr, &status);
+    std::string error;
+    return tellUnless(camera.start({this, &Grab::onImage}, error), error);
 }
 
 // Done, or no image in time.
@@ -224,15 +198,6 @@ void Grab::tellFrames() {
     if (_spareRows.empty()) return;
     for (GrabObserver* const observer : _observers)
         if (observer->wantsFrames()) observer->onFrames(_spareRows);
-}
-
-bool Grab::command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
-                   NUV::PluginInterfaceReturnBase* result) {
-    const NUV::PluginCallStatus status = _device.call(id, parameter, result);
-    if (status == NUV::kDone) return true;
-    _people << "dorven-host: the camera did not " << purpose << ": command " << id << " answered (" << status.code
-            << ", " << status.valid << ")" << std::endl;
-    return false;
 }
 
 // On the plugin's acquisition thread: nothing may be thrown into it.

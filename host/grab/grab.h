@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -19,11 +20,21 @@
 
 namespace host {
 
+class CameraSession;
+
+/// What a grab keeps of its findings, and whether people are told of each.
+struct GrabFindings {
+    std::size_t capacity = ImageCheckSettings{}.capacity;
+    std::optional<double> lateFromUs;  // latency from which an image is late, also without a limit on it
+    bool areTold = true;
+};
+
 /// Drives one device through its commands alone. run() is called once.
 class Grab {
 public:
-    /// @param device  Outlives the grab.   @param people  Receives messages for people.
-    Grab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& people);
+    /// @param device  Outlives the grab, as options do.   @param people  Receives messages for people.
+    Grab(NUV::PluginDeviceBase& device, const GrabOptions& options, std::ostream& people,
+         const GrabFindings& findings = {});
     ~Grab();
     Grab(const Grab&) = delete;
     Grab& operator=(const Grab&) = delete;
@@ -57,26 +68,26 @@ private:
     enum class State { running, complete, connectionLost, callbackFailed };
 
     bool prepareSaving();
-    bool open();
+    bool open(CameraSession& camera);
     bool reserveForSaving();
-    bool start();
-    void stop();
+    bool start(CameraSession& camera);
+    bool tellUnless(bool good, const std::string& error);
     int waitForEnd();
     int tellEnd(bool imageCame);
     void tellNoImage();
     void tellSecond(std::int64_t nowNs);
     void tellFrames();
     void keepRow(const ReceivedImage& image, const GrabStatistics::Told& told);
-    bool command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
-                 NUV::PluginInterfaceReturnBase* result);
     frames::ImageView viewOf(const NUV::IMAGEMEMORY& record, std::int64_t nowNs);
     bool canRead(const std::uint8_t* pixels, std::size_t bytes, std::int64_t nowNs);
     static int onImage(void* self, NUV::IMAGEMEMORY* record);
 
     NUV::PluginDeviceBase& _device;
-    const HostOptions& _options;
+    const GrabOptions& _options;
     std::ostream& _people;
+    const GrabFindings _findings;
     std::unique_ptr<ImageSaver> _saver;
+    frames::ImageFormat _format{};  // of the camera's images
     std::atomic<State> _state{State::running};
     std::atomic<std::int64_t> _lastImageNs{0};
     const char* _end = "failed";

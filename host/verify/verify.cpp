@@ -1,17 +1,12 @@
 #include "verify.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <thread>
 
-#include "grab.h"
+#include "grab_command.h"
 #include "grab_limits.h"
-#include "grab_report.h"
-#include "live_line.h"
 #include "platform.h"
-#include "save_options.h"
 #include "saved_findings.h"
-#include "terminal.h"
 #include "verify_report.h"
 
 namespace host {
@@ -19,6 +14,9 @@ namespace {
 
 constexpr int kReadings = 10;  // of a log that does not explain everything yet
 constexpr std::int64_t kReadingNs = 200'000'000;
+
+// Images are kept as late from the lateness on of which fault logs tell.
+constexpr GrabFindings kGrabFindings{200'000, 1000.0, false};
 
 bool fail(std::ostream& people, const std::string& reason) {
     people << "dorven-host: " << reason << std::endl;
@@ -32,7 +30,7 @@ struct LogComparison {
 };
 
 // Why nothing can be compared; empty: result is set.
-std::string compare(const HostOptions& options, const GrabEvidence& evidence, int readings, LogComparison& result) {
+std::string compare(const VerifyOptions& options, const GrabEvidence& evidence, int readings, LogComparison& result) {
     for (int reading = 1;; ++reading) {
         std::string error;
         if (!readFaultLog(options.faultLog, result.log, error)) return error;
@@ -48,7 +46,7 @@ std::string compare(const HostOptions& options, const GrabEvidence& evidence, in
 }
 
 // What speaks against any comparison at the end of the grab; empty: nothing, though people may have been warned.
-std::string problemBeforeGrab(const HostOptions& options, std::ostream& people) {
+std::string problemBeforeGrab(const VerifyOptions& options, std::ostream& people) {
     std::string problem;
     switch (lookAtFaultLog(options.faultLog, problem)) {
         case FaultLogLook::never:
@@ -63,7 +61,8 @@ std::string problemBeforeGrab(const HostOptions& options, std::ostream& people) 
 }
 
 // The object of a comparison that was not made. @param grab  null: none was made.
-void printProblem(const HostOptions& options, const std::string& problem, const GrabReport* grab, std::ostream& data) {
+void printProblem(const VerifyOptions& options, const std::string& problem, const GrabReport* grab,
+                  std::ostream& data) {
     const LogComparison none;
     if (options.json || options.jsonLines)
         printVerifyJson({options.faultLog, none.log, none.match, false, grab, problem}, options.jsonLines, data);
@@ -77,13 +76,13 @@ int exitCodeOf(int grabExitCode, const FaultMatch& match, bool matched, bool lim
     return matched && limitsKept ? kExitDone : kExitFailed;
 }
 
-bool isMatched(const HostOptions& options, const FaultMatch& match, const std::optional<FrameRange>& sight,
+bool isMatched(const VerifyOptions& options, const FaultMatch& match, const std::optional<FrameRange>& sight,
                std::ostream& people) {
     if (!sight && !match.stopFound) return fail(people, "no image since the grab began could be compared with the log");
     return match.oneToOne(options.allowExplained);
 }
 
-GrabEvidence evidenceOf(const HostOptions& options, const GrabReport& report) {
+GrabEvidence evidenceOf(const VerifyOptions& options, const GrabReport& report) {
     GrabEvidence evidence;
     evidence.findings = report.findings.kept();
     evidence.sight = report.results.sight;
@@ -97,25 +96,14 @@ GrabEvidence evidenceOf(const HostOptions& options, const GrabReport& report) {
 
 }  // namespace
 
-int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people) {
+int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std::ostream& data, std::ostream& people) {
     if (const std::string problem = problemBeforeGrab(options, people); !problem.empty()) {
         fail(people, problem);
         printProblem(options, problem, nullptr, data);
         return kExitFailed;
     }
-    Grab grab(device, options, people);
-    LiveLine liveLine(people, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
-    JsonLines jsonLines(data, options.frames);
-    if (platform_standardErrorIsTerminal()) grab.watch(liveLine);
-    if (options.jsonLines) grab.watch(jsonLines);
-    const int grabExitCode = grab.run();
-    GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(options.limits, report.results);
-    printTable(report.results, people);
-    tellSaved(options, grab.saved(), people);
-    tellUnverified(report.results, people);
-    tellBrokenLimits(report.limitsBroken, people);
-    if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
+    const GrabRun run = runGrab(device, options, kGrabFindings, data, people);
+    const GrabReport& report = run.report;
     if (report.end == "failed") {  // of which people have been told
         printProblem(options, "the grab failed", &report, data);
         return kExitFailed;
@@ -134,10 +122,10 @@ int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::o
     const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, &report};
     tellVerify(verify, people);
     if (options.json || options.jsonLines) printVerifyJson(verify, options.jsonLines, data);
-    return exitCodeOf(grabExitCode, comparison.match, matched, report.limitsBroken.empty());
+    return exitCodeOf(run.exitCode, comparison.match, matched, report.limitsBroken.empty());
 }
 
-int verifySaved(const HostOptions& options, std::ostream& data, std::ostream& people) {
+int verifySaved(const VerifyOptions& options, std::ostream& data, std::ostream& people) {
     GrabEvidence evidence;
     LogComparison comparison;
     std::string problem;

@@ -9,11 +9,6 @@
 
 namespace host {
 
-/// Lateness from which a grab for verify keeps images as late: that of which fault logs tell.
-constexpr double kVerifyLateFromUs = 1000.0;
-/// Findings that such a grab keeps.
-constexpr std::size_t kVerifyFindings = 200'000;
-
 /// Looks at the simulator's fault log, grabs as the options say, then reads the log and compares. A log that is not
 /// there yet may come; one that never can be read ends the command before the grab. The log may still be growing: what
 /// it does not explain yet is read again for up to two seconds.
@@ -22,10 +17,10 @@ constexpr std::size_t kVerifyFindings = 200'000;
 /// @return        Exit code: done when both match one to one and no limit is broken; also when the grab ended because
 ///                no image came any more, or faked ones did, and the log tells of that. Otherwise failed, no image in
 ///                time or connection lost.
-int verifyGrab(NUV::PluginDeviceBase& device, const HostOptions& options, std::ostream& data, std::ostream& people);
+int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std::ostream& data, std::ostream& people);
 
 /// Compares what "grab --json" or "grab --json-lines" printed into a file (options.findingsFile), without grabbing.
 /// @return  Exit code: done or failed.
-int verifySaved(const HostOptions& options, std::ostream& data, std::ostream& people);
+int verifySaved(const VerifyOptions& options, std::ostream& data, std::ostream& people);
 
 }  // namespace host

@@ -52,9 +52,9 @@ BenchResults results() {
     return results;
 }
 
-HostOptions options() {
-    HostOptions options;
-    options.benchSize = {1000, 100, 1};
+host::BenchOptions options() {
+    host::BenchOptions options;
+    options.format = {1000, 100, 1};
     return options;
 }
 
@@ -124,10 +124,10 @@ protected:
 TEST_F(BenchOptionsTest, DefaultsAreSensible) {
     EXPECT_EQ(parse({}), std::nullopt);
     EXPECT_EQ(_options.command, HostOptions::Command::bench);
-    EXPECT_EQ(_options.benchSize, (frames::ImageFormat{1280, 1024, 1}));
-    EXPECT_THAT(_options.benchRates, ElementsAre(200.0, 1000.0));
-    EXPECT_EQ(_options.benchSeconds, 2.0);
-    EXPECT_EQ(_options.simulatorPath, "");
+    EXPECT_EQ(_options.bench.format, (frames::ImageFormat{1280, 1024, 1}));
+    EXPECT_THAT(_options.bench.rates, ElementsAre(200.0, 1000.0));
+    EXPECT_EQ(_options.bench.seconds, 2.0);
+    EXPECT_EQ(_options.bench.simulatorPath, "");
 }
 
 TEST_F(BenchOptionsTest, EveryOptionIsTaken) {
@@ -135,11 +135,11 @@ TEST_F(BenchOptionsTest, EveryOptionIsTaken) {
                      "--simulator", "x", "--json"}),
               std::nullopt)
         << _people.str();
-    EXPECT_EQ(_options.benchSize, (frames::ImageFormat{640, 480, 2}));
-    EXPECT_THAT(_options.benchRates, ElementsAre(50.0, 59.94));
-    EXPECT_EQ(_options.benchSeconds, 5.0);
-    EXPECT_EQ(_options.simulatorPath, "x");
-    EXPECT_TRUE(_options.json);
+    EXPECT_EQ(_options.bench.format, (frames::ImageFormat{640, 480, 2}));
+    EXPECT_THAT(_options.bench.rates, ElementsAre(50.0, 59.94));
+    EXPECT_EQ(_options.bench.seconds, 5.0);
+    EXPECT_EQ(_options.bench.simulatorPath, "x");
+    EXPECT_TRUE(_options.bench.json);
 }
 
 TEST_F(BenchOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {

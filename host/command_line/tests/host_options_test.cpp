@@ -38,11 +38,11 @@ TEST(HostOptionsTest, AskSnapHasItsOwnTimeout) {
     const Parsed plain = parse({"ask-snap"});
     EXPECT_EQ(plain.exitCode, std::nullopt) << plain.people;
     EXPECT_EQ(plain.options.command, HostOptions::Command::askSnap);
-    EXPECT_EQ(plain.options.answerTimeoutSeconds, 12.0);
-    EXPECT_EQ(parse({"grab"}).options.timeoutSeconds, 30.0);
+    EXPECT_EQ(plain.options.askSnap.timeoutSeconds, 12.0);
+    EXPECT_EQ(parse({"grab"}).options.grab.timeoutSeconds, 30.0);
     const Parsed all = parse({"ask-snap", "--json", "--timeout", "0.5"});
-    EXPECT_TRUE(all.options.json);
-    EXPECT_EQ(all.options.answerTimeoutSeconds, 0.5);
+    EXPECT_TRUE(all.options.askSnap.json);
+    EXPECT_EQ(all.options.askSnap.timeoutSeconds, 0.5);
     EXPECT_EQ(parse({"ask-snap", "--timeout", "0"}).exitCode, 2);
     EXPECT_THAT(parse({"ask-snap", "--help"}).data, HasSubstr("snapping is not implemented"));
 }
@@ -51,13 +51,13 @@ TEST(HostOptionsTest, GrabHasSensibleDefaults) {
     const Parsed parsed = parse({"grab"});
     EXPECT_EQ(parsed.exitCode, std::nullopt);
     EXPECT_EQ(parsed.options.command, HostOptions::Command::grab);
-    EXPECT_EQ(parsed.options.pluginPath, host::defaultPluginPath());
-    EXPECT_EQ(parsed.options.imageCount, 0u);
-    EXPECT_EQ(parsed.options.timeoutSeconds, 30.0);
-    EXPECT_EQ(parsed.options.saveEvery, 1u);
-    EXPECT_EQ(parsed.options.outputFolder, "");
-    EXPECT_EQ(parsed.options.configFile, "");
-    EXPECT_FALSE(parsed.options.json);
+    EXPECT_EQ(parsed.options.grab.pluginPath, host::defaultPluginPath());
+    EXPECT_EQ(parsed.options.grab.imageCount, 0u);
+    EXPECT_EQ(parsed.options.grab.timeoutSeconds, 30.0);
+    EXPECT_EQ(parsed.options.grab.save.every, 1u);
+    EXPECT_EQ(parsed.options.grab.save.folder, "");
+    EXPECT_EQ(parsed.options.grab.configFile, "");
+    EXPECT_FALSE(parsed.options.grab.json);
 }
 
 TEST(HostOptionsTest, EveryOptionOfGrabIsTaken) {
@@ -67,34 +67,34 @@ TEST(HostOptionsTest, EveryOptionOfGrabIsTaken) {
     const Parsed parsed = parse({"grab", "--plugin", plugin.c_str(), "--config", config.c_str(), "--count", "300",
                                  "--timeout", "2.5", "--output", "images", "--every", "100", "--json"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
-    EXPECT_EQ(parsed.options.pluginPath, plugin);
-    EXPECT_EQ(parsed.options.configFile, config);
-    EXPECT_EQ(parsed.options.imageCount, 300u);
-    EXPECT_EQ(parsed.options.timeoutSeconds, 2.5);
-    EXPECT_EQ(parsed.options.outputFolder, "images");
-    EXPECT_EQ(parsed.options.saveEvery, 100u);
-    EXPECT_TRUE(parsed.options.json);
+    EXPECT_EQ(parsed.options.grab.pluginPath, plugin);
+    EXPECT_EQ(parsed.options.grab.configFile, config);
+    EXPECT_EQ(parsed.options.grab.imageCount, 300u);
+    EXPECT_EQ(parsed.options.grab.timeoutSeconds, 2.5);
+    EXPECT_EQ(parsed.options.grab.save.folder, "images");
+    EXPECT_EQ(parsed.options.grab.save.every, 100u);
+    EXPECT_TRUE(parsed.options.grab.json);
 }
 
 TEST(HostOptionsTest, GrabTakesJsonLinesWithFrames) {
-    EXPECT_FALSE(parse({"grab"}).options.jsonLines);
-    EXPECT_TRUE(parse({"grab", "--json-lines"}).options.jsonLines);
-    EXPECT_FALSE(parse({"grab", "--json-lines"}).options.frames);
+    EXPECT_FALSE(parse({"grab"}).options.grab.jsonLines);
+    EXPECT_TRUE(parse({"grab", "--json-lines"}).options.grab.jsonLines);
+    EXPECT_FALSE(parse({"grab", "--json-lines"}).options.grab.frames);
     const Parsed parsed = parse({"grab", "--json-lines", "--frames"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
-    EXPECT_TRUE(parsed.options.frames);
+    EXPECT_TRUE(parsed.options.grab.frames);
 }
 
 TEST(HostOptionsTest, GrabTakesEveryLimit) {
-    for (const auto& limit : parse({"grab"}).options.limits) EXPECT_EQ(limit, std::nullopt);
+    for (const auto& limit : parse({"grab"}).options.grab.limits) EXPECT_EQ(limit, std::nullopt);
     for (std::size_t index = 0; index < host::kLimitCount; ++index) {
         const auto& row = host::limitRows()[index];
         const Parsed parsed = parse({"grab", row.option, row.whole ? "3" : "2.5"});
         EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
         for (std::size_t other = 0; other < host::kLimitCount; ++other) {
-            EXPECT_EQ(parsed.options.limits[other].has_value(), other == index) << row.option;
+            EXPECT_EQ(parsed.options.grab.limits[other].has_value(), other == index) << row.option;
         }
-        EXPECT_EQ(parsed.options.limits[index], row.whole ? 3.0 : 2.5);
+        EXPECT_EQ(parsed.options.grab.limits[index], row.whole ? 3.0 : 2.5);
         for (const char* wrong : {"-1", "nan", "x", ""}) {
             const Parsed refused = parse({"grab", row.option, wrong});
             EXPECT_EQ(refused.exitCode, 2) << row.option << ' ' << wrong;
@@ -111,18 +111,18 @@ TEST(HostOptionsTest, VerifyTakesALogAndWhatGrabTakes) {
     Parsed parsed = parse({"verify", "--fault-log", "f.jsonl"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
     EXPECT_EQ(parsed.options.command, HostOptions::Command::verify);
-    EXPECT_EQ(parsed.options.faultLog, "f.jsonl");
-    EXPECT_EQ(parsed.options.findingsFile, "");
-    EXPECT_FALSE(parsed.options.allowExplained);
-    EXPECT_EQ(parsed.options.timeoutSeconds, 30.0);
+    EXPECT_EQ(parsed.options.verify.faultLog, "f.jsonl");
+    EXPECT_EQ(parsed.options.verify.findingsFile, "");
+    EXPECT_FALSE(parsed.options.verify.allowExplained);
+    EXPECT_EQ(parsed.options.verify.timeoutSeconds, 30.0);
     parsed = parse({"verify", "--fault-log", "f.jsonl", "--count", "7", "--timeout", "3", "--max-lost", "2",
                     "--json-lines", "--frames", "--allow-explained"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
-    EXPECT_EQ(parsed.options.imageCount, 7u);
-    EXPECT_EQ(parsed.options.timeoutSeconds, 3.0);
-    EXPECT_EQ(parsed.options.limits[0], 2.0);
-    EXPECT_TRUE(parsed.options.allowExplained);
-    EXPECT_TRUE(parsed.options.frames);
+    EXPECT_EQ(parsed.options.verify.imageCount, 7u);
+    EXPECT_EQ(parsed.options.verify.timeoutSeconds, 3.0);
+    EXPECT_EQ(parsed.options.verify.limits[0], 2.0);
+    EXPECT_TRUE(parsed.options.verify.allowExplained);
+    EXPECT_TRUE(parsed.options.verify.frames);
     EXPECT_THAT(parse({"verify", "--help"}).data, HasSubstr("Lateness that was not injected"));
 }
 
@@ -132,8 +132,8 @@ TEST(HostOptionsTest, VerifyOfSavedFindingsTakesNoOptionOfAGrab) {
     const Parsed parsed =
         parse({"verify", "--fault-log", "f.jsonl", "--findings", file.c_str(), "--json", "--allow-explained"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
-    EXPECT_EQ(parsed.options.findingsFile, file);
-    EXPECT_TRUE(parsed.options.json);
+    EXPECT_EQ(parsed.options.verify.findingsFile, file);
+    EXPECT_TRUE(parsed.options.verify.json);
     for (const auto& other : std::vector<std::vector<const char*>>{{"--count", "3"},
                                                                    {"--timeout", "3"},
                                                                    {"--max-lost", "0"},
@@ -154,15 +154,15 @@ TEST(HostOptionsTest, InfoTakesPluginAndJson) {
     const Parsed parsed = parse({"info", "--plugin", plugin.c_str(), "--json"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
     EXPECT_EQ(parsed.options.command, HostOptions::Command::info);
-    EXPECT_EQ(parsed.options.pluginPath, plugin);
-    EXPECT_TRUE(parsed.options.json);
+    EXPECT_EQ(parsed.options.info.pluginPath, plugin);
+    EXPECT_TRUE(parsed.options.info.json);
 }
 
 TEST(HostOptionsTest, InfoTakesCommands) {
-    EXPECT_FALSE(parse({"info"}).options.commands);
+    EXPECT_FALSE(parse({"info"}).options.info.commands);
     const Parsed parsed = parse({"info", "--commands"});
     EXPECT_EQ(parsed.options.command, HostOptions::Command::info);
-    EXPECT_TRUE(parsed.options.commands);
+    EXPECT_TRUE(parsed.options.info.commands);
 }
 
 TEST(HostOptionsTest, CallTakesIdValueAndWhatToOpen) {
@@ -171,21 +171,21 @@ TEST(HostOptionsTest, CallTakesIdValueAndWhatToOpen) {
     Parsed parsed = parse({"call", "1107"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
     EXPECT_EQ(parsed.options.command, HostOptions::Command::call);
-    EXPECT_EQ(parsed.options.commandId, 1107);
-    EXPECT_EQ(parsed.options.commandValue, std::nullopt);
-    EXPECT_FALSE(parsed.options.open);
-    EXPECT_FALSE(parsed.options.json);
+    EXPECT_EQ(parsed.options.call.id, 1107);
+    EXPECT_EQ(parsed.options.call.value, std::nullopt);
+    EXPECT_FALSE(parsed.options.call.open);
+    EXPECT_FALSE(parsed.options.call.json);
     parsed = parse({"call", "1106", "-3.5", "--open", "--json"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
-    EXPECT_EQ(parsed.options.commandValue, "-3.5");
-    EXPECT_TRUE(parsed.options.open);
-    EXPECT_TRUE(parsed.options.json);
+    EXPECT_EQ(parsed.options.call.value, "-3.5");
+    EXPECT_TRUE(parsed.options.call.open);
+    EXPECT_TRUE(parsed.options.call.json);
     parsed = parse({"call", "--config", config.c_str(), "1106", "--", "-inf"});
     EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
-    EXPECT_EQ(parsed.options.configFile, config);
-    EXPECT_EQ(parsed.options.commandValue, "-inf");
-    EXPECT_TRUE(parsed.options.open);
-    EXPECT_EQ(parse({"call", "-1"}).options.commandId, -1);
+    EXPECT_EQ(parsed.options.call.configFile, config);
+    EXPECT_EQ(parsed.options.call.value, "-inf");
+    EXPECT_TRUE(parsed.options.call.open);
+    EXPECT_EQ(parse({"call", "-1"}).options.call.id, -1);
 }
 
 TEST(HostOptionsTest, FilesHaveToBeReadableAndNoFolders) {

@@ -30,12 +30,12 @@ protected:
 
 TEST_F(SaveOptionsTest, SavingHasSensibleDefaults) {
     EXPECT_EQ(parse({"grab", "--output", "x"}), std::nullopt);
-    EXPECT_EQ(_options.saveFormat, "png");
-    EXPECT_EQ(_options.pngLevel, 1u);
-    EXPECT_EQ(_options.saveEvery, 1u);
-    EXPECT_EQ(_options.aroundLoss, 0u);
-    EXPECT_EQ(_options.saveMemoryMb, 1000u);
-    EXPECT_FALSE(_options.force);
+    EXPECT_EQ(_options.grab.save.format, "png");
+    EXPECT_EQ(_options.grab.save.pngLevel, 1u);
+    EXPECT_EQ(_options.grab.save.every, 1u);
+    EXPECT_EQ(_options.grab.save.aroundLoss, 0u);
+    EXPECT_EQ(_options.grab.save.memoryMb, 1000u);
+    EXPECT_FALSE(_options.grab.save.force);
 }
 
 TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
@@ -43,19 +43,19 @@ TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
                      "200", "--png-level", "9", "--force"}),
               std::nullopt)
         << _people.str();
-    EXPECT_EQ(_options.saveFormat, "pgm");
-    EXPECT_EQ(_options.saveEvery, 7u);
-    EXPECT_EQ(_options.aroundLoss, 50u);
-    EXPECT_EQ(_options.saveMemoryMb, 200u);
-    EXPECT_TRUE(_options.force);
-    EXPECT_EQ(_options.pngLevel, 9u);
-    EXPECT_EQ(saveSettingsOf(_options).pngLevel, 9);
+    EXPECT_EQ(_options.grab.save.format, "pgm");
+    EXPECT_EQ(_options.grab.save.every, 7u);
+    EXPECT_EQ(_options.grab.save.aroundLoss, 50u);
+    EXPECT_EQ(_options.grab.save.memoryMb, 200u);
+    EXPECT_TRUE(_options.grab.save.force);
+    EXPECT_EQ(_options.grab.save.pngLevel, 9u);
+    EXPECT_EQ(saveSettingsOf(_options.grab.save).pngLevel, 9);
 }
 
 TEST_F(SaveOptionsTest, WhatCouldNotKeepUpIsToldWithItsCure) {
     const auto told = [this](host::ImageSaver::Outcome outcome) {
         _people.str("");
-        tellSaved(_options, outcome, _people);
+        tellSaved(_options.grab.save, outcome, _people);
         return _people.str();
     };
     host::ImageSaver::Outcome outcome;
@@ -81,18 +81,18 @@ TEST_F(SaveOptionsTest, WhatCouldNotKeepUpIsToldWithItsCure) {
 
 TEST_F(SaveOptionsTest, AroundLossAloneSavesNoOthers) {
     EXPECT_EQ(parse({"grab", "--output", "x", "--around-loss", "50"}), std::nullopt);
-    EXPECT_EQ(_options.saveEvery, 0u);
+    EXPECT_EQ(_options.grab.save.every, 0u);
 }
 
 TEST_F(SaveOptionsTest, SnapTakesItsFile) {
     EXPECT_EQ(parse({"snap", "a.b/out.PNG"}), std::nullopt) << _people.str();
     EXPECT_EQ(_options.command, HostOptions::Command::snap);
-    EXPECT_EQ(_options.snapFile, "a.b/out.PNG");
-    EXPECT_EQ(_options.timeoutSeconds, 30.0);
-    EXPECT_FALSE(_options.anyImage);
+    EXPECT_EQ(_options.snap.file, "a.b/out.PNG");
+    EXPECT_EQ(_options.snap.timeoutSeconds, 30.0);
+    EXPECT_FALSE(_options.snap.anyImage);
     EXPECT_EQ(parse({"snap", "out.raw", "--any", "--force", "--timeout", "2", "--json"}), std::nullopt);
-    EXPECT_TRUE(_options.anyImage && _options.force && _options.json);
-    EXPECT_EQ(_options.timeoutSeconds, 2.0);
+    EXPECT_TRUE(_options.snap.anyImage && _options.snap.force && _options.snap.json);
+    EXPECT_EQ(_options.snap.timeoutSeconds, 2.0);
     EXPECT_EQ(parse({"snap", "--help"}), 0);
     EXPECT_THAT(_data.str(), HasSubstr("OUT's ending says the format"));
     EXPECT_THAT(_data.str(), HasSubstr("Exit codes"));

@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "plugin_library.h"
 #include "scripted_device.h"
 
 namespace {
@@ -17,8 +18,8 @@ using testing::HasSubstr;
 class CallTest : public testing::Test {
 protected:
     int call(std::int32_t id, const host::ValueText& value = std::nullopt) {
-        _options.commandId = id;
-        _options.commandValue = value;
+        _options.id = id;
+        _options.value = value;
         _data.str("");
         _people.str("");
         return host::callCommand(_device, _options, _data, _people);
@@ -26,7 +27,7 @@ protected:
     nlohmann::json json() const { return nlohmann::json::parse(_data.str()); }
 
     test::ScriptedDevice _device{[](test::ScriptedDevice&) {}};
-    host::HostOptions _options;
+    host::CallOptions _options;
     std::ostringstream _data, _people;
 };
 
@@ -93,7 +94,7 @@ TEST_F(CallTest, NumbersThatJsonDoesNotHaveAreTexts) {
         double value = 0.0;
     } device;
     _options.json = true;
-    _options.commandId = 1107;
+    _options.id = 1107;
     for (const auto& [number, text] : {std::pair(std::nan(""), "nan"), std::pair(-HUGE_VAL, "-inf")}) {
         device.value = number;
         _data.str("");
@@ -128,22 +129,25 @@ protected:
         std::string error;
         _library = host::PluginLibrary::load(host::defaultPluginPath(), error);
         ASSERT_TRUE(_library) << error;
+        _camera = _library->firstDevice(error);
+        ASSERT_TRUE(_camera) << error;
     }
     std::unique_ptr<host::PluginLibrary> _library;
+    NUV::PluginDeviceBase* _camera = nullptr;
 };
 
 TEST_F(CallPluginTest, ReachesThePluginsFirstDevice) {
-    _options.commandId = 1208;
-    EXPECT_EQ(host::callCommand(*_library, _options, _data, _people), host::kExitDone);
+    _options.id = 1208;
+    EXPECT_EQ(host::callCommand(*_camera, _options, _data, _people), host::kExitDone);
     EXPECT_THAT(_people.str(), HasSubstr("result   uint64 1\n"));
 }
 
 TEST_F(CallPluginTest, EveryCommandOfTheOpenedCameraIsTakenWithoutComplaintAboutItsType) {
     _options.open = true;
     for (const auto& command : host::deviceCommands()) {
-        _options.commandId = command.id;
-        _options.commandValue = command.neutral();
-        host::callCommand(*_library, _options, _data, _people);
+        _options.id = command.id;
+        _options.value = command.neutral();
+        host::callCommand(*_camera, _options, _data, _people);
     }
     EXPECT_THAT(_people.str(), testing::Not(HasSubstr("(-1, 0)")));
 }

@@ -18,7 +18,7 @@
 
 namespace {
 
-using host::HostOptions;
+using host::SnapOptions;
 using test::kFormat;
 using test::ScriptedDevice;
 using test::simulated;
@@ -29,7 +29,7 @@ std::vector<unsigned char> faked() { return std::vector<unsigned char>(kFormat.b
 class SnapTest : public testing::Test {
 protected:
     SnapTest() {
-        _options.snapFile = _folder.path("out.png");
+        _options.file = _folder.path("out.png");
         _options.timeoutSeconds = 20;
     }
 
@@ -48,13 +48,13 @@ protected:
     std::uint64_t savedFrame() {
         frames::GreyImage image;
         std::string error;
-        EXPECT_TRUE(frames::readGreyImage(_options.snapFile, image, error)) << error;
+        EXPECT_TRUE(frames::readGreyImage(_options.file, image, error)) << error;
         const auto strip = frames::readStrip({image.pixels.data(), kFormat});
         return strip ? strip->frameNumber : 0;
     }
 
     test::TemporaryFolder _folder;
-    HostOptions _options;
+    SnapOptions _options;
     std::ostringstream _data;
     std::ostringstream _people;
 };
@@ -72,8 +72,7 @@ TEST_F(SnapTest, FirstWholeSimulatedImageOfNowIsSaved) {
     };
     EXPECT_EQ(run(script), host::kExitDone) << _people.str();
     EXPECT_EQ(savedFrame(), 7u);
-    EXPECT_EQ(_people.str(),
-              "saved " + _options.snapFile + ": 900 x 20 pixels, 1 byte per pixel, simulated, frame 7\n");
+    EXPECT_EQ(_people.str(), "saved " + _options.file + ": 900 x 20 pixels, 1 byte per pixel, simulated, frame 7\n");
     EXPECT_EQ(_data.str(), "");
 }
 
@@ -89,18 +88,18 @@ TEST_F(SnapTest, AnyTakesTheFirstImageWithPixels) {
 
 TEST_F(SnapTest, JsonIsTheLineOfTheSidecar) {
     _options.json = true;
-    _options.snapFile = _folder.path("out.raw");
+    _options.file = _folder.path("out.raw");
     EXPECT_EQ(run([](ScriptedDevice& self) {
                   self.record.imageCounter = 31;
                   self.deliver(simulated(7).data());
               }),
               host::kExitDone);
     const auto object = nlohmann::json::parse(_data.str());
-    EXPECT_EQ(object["file"], _options.snapFile);
+    EXPECT_EQ(object["file"], _options.file);
     EXPECT_EQ(object["frame_number"], 7);
     EXPECT_EQ(object["counter"], 31);
     EXPECT_EQ(_people.str(), "");
-    EXPECT_EQ(std::filesystem::file_size(_options.snapFile), kFormat.bytes());
+    EXPECT_EQ(std::filesystem::file_size(_options.file), kFormat.bytes());
 }
 
 TEST_F(SnapTest, OtherImagesInTimeEndWithThreeAndAreCounted) {
@@ -111,7 +110,7 @@ TEST_F(SnapTest, OtherImagesInTimeEndWithThreeAndAreCounted) {
               }),
               host::kExitNoImage);
     EXPECT_EQ(_people.str(), "dorven-host: no simulated image came for 0.2 s, but 2 others; --any takes those\n");
-    EXPECT_FALSE(std::filesystem::exists(_options.snapFile));
+    EXPECT_FALSE(std::filesystem::exists(_options.file));
 }
 
 TEST_F(SnapTest, NoImageInTimeEndsWithThree) {
@@ -122,12 +121,12 @@ TEST_F(SnapTest, NoImageInTimeEndsWithThree) {
 }
 
 TEST_F(SnapTest, ExistingFileIsRefusedBeforeTheCameraIsOpened) {
-    _options.snapFile = _folder.file("old.png", "old");
+    _options.file = _folder.file("old.png", "old");
     ScriptedDevice device([](ScriptedDevice& self) { self.deliver(simulated(7).data()); });
     EXPECT_EQ(run(device), host::kExitFailed);
     EXPECT_EQ(device.openedPath, "");
     EXPECT_THAT(_people.str(), HasSubstr("old.png: it exists already; --force replaces it"));
-    EXPECT_EQ(std::filesystem::file_size(_options.snapFile), 3u);
+    EXPECT_EQ(std::filesystem::file_size(_options.file), 3u);
     _options.force = true;
     ScriptedDevice again([](ScriptedDevice& self) { self.deliver(simulated(7).data()); });
     EXPECT_EQ(run(again), host::kExitDone);
@@ -135,14 +134,14 @@ TEST_F(SnapTest, ExistingFileIsRefusedBeforeTheCameraIsOpened) {
 }
 
 TEST_F(SnapTest, FileThatCannotBeWrittenFailsWithTheReason) {
-    _options.snapFile = _folder.path() + "/none/out.png";
+    _options.file = _folder.path() + "/none/out.png";
     const auto script = [](ScriptedDevice& self) { self.deliver(simulated(7).data()); };
     EXPECT_EQ(run(script), host::kExitFailed);
     EXPECT_THAT(_people.str(), HasSubstr("out.png: cannot be written: there is no such folder"));
 }
 
 TEST_F(SnapTest, DepthWithoutAFormFailsWithTheReason) {
-    _options.snapFile = _folder.path("out.pgm");
+    _options.file = _folder.path("out.pgm");
     _options.anyImage = true;
     EXPECT_EQ(run([](ScriptedDevice& self) {
                   self.record.width = 300;

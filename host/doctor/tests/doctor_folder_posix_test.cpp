@@ -61,7 +61,7 @@ TEST_F(DoctorFolderTest, FolderThatServesInsteadIsTold) {
 CHILD_ROLE(doctorInPlace) {
     ObjectParent_Place().root = arguments.at(0);
     std::ofstream people(arguments.at(1));
-    host::HostOptions options;
+    host::DoctorOptions options;
     options.pluginPath = host::defaultPluginPath();
     return host::runDoctor(options, people, people);
 }

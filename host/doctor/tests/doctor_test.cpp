@@ -130,7 +130,7 @@ protected:
     DoctorTest() { _options.pluginPath = host::defaultPluginPath(); }
     int run() { return host::runDoctor(_options, _data, _people); }
 
-    host::HostOptions _options;
+    host::DoctorOptions _options;
     std::ostringstream _data;
     std::ostringstream _people;
 };

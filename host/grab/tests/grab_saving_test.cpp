@@ -26,8 +26,8 @@ class GrabSavingTest : public testing::Test {
 protected:
     GrabSavingTest() {
         _options.timeoutSeconds = 20;
-        _options.outputFolder = _folder.path();
-        _options.saveFormat = "raw";
+        _options.save.folder = _folder.path();
+        _options.save.format = "raw";
     }
 
     int run(const std::vector<std::uint64_t>& numbers) {
@@ -55,7 +55,7 @@ protected:
     }
 
     test::TemporaryFolder _folder;
-    host::HostOptions _options;
+    host::GrabOptions _options;
     host::GrabResults _results;
     std::ostringstream _people;
 };
@@ -75,8 +75,8 @@ TEST_F(GrabSavingTest, SidecarTellsWhatIsKnownAboutEachImage) {
 }
 
 TEST_F(GrabSavingTest, ImagesAroundTheFirstLostFrameAreSaved) {
-    _options.saveEvery = 0;
-    _options.aroundLoss = 2;
+    _options.save.every = 0;
+    _options.save.aroundLoss = 2;
     EXPECT_EQ(run({0, 1, 2, 3, 4, 7, 8, 9, 12, 13}), host::kExitDone);
     std::vector<std::uint64_t> frames;
     for (const auto& line : sidecar()) frames.push_back(line["frame_number"]);
@@ -90,7 +90,7 @@ TEST_F(GrabSavingTest, ResultsTellWhatWasSavedAndWhatWasNot) {
     EXPECT_EQ(_results.saved, 2u);
     EXPECT_EQ(_results.notSaved, 1u);
     EXPECT_STREQ(_results.notSavedReason, "error");
-    _options.outputFolder.clear();
+    _options.save.folder.clear();
     EXPECT_EQ(run({40, 41}), host::kExitDone);
     EXPECT_EQ(_results.saved, std::nullopt) << "nothing was to be saved";
     EXPECT_EQ(_results.notSaved, std::nullopt);
@@ -112,8 +112,8 @@ TEST_F(GrabSavingTest, ImageWithoutPixelsThatWasToBeSavedFailsTheGrab) {
 }
 
 TEST_F(GrabSavingTest, TooLittleMemoryEndsTheGrabBeforeItStarts) {
-    _options.aroundLoss = 50;
-    _options.saveMemoryMb = 1;
+    _options.save.aroundLoss = 50;
+    _options.save.memoryMb = 1;
     EXPECT_EQ(run({0, 1}), host::kExitFailed);
     EXPECT_THAT(_people.str(),
                 HasSubstr("101 images of 1 MB have to be kept in memory, and --save-memory allows 1 MB"));
@@ -125,7 +125,7 @@ TEST_F(GrabSavingTest, FolderOfAnEarlierGrabEndsTheGrabBeforeItStarts) {
     EXPECT_EQ(run({6}), host::kExitFailed);
     EXPECT_THAT(_people.str(), HasSubstr("frames.jsonl: cannot be written: it exists already; --force replaces it"));
     EXPECT_EQ(sidecar().front()["frame_number"], 5);
-    _options.force = true;
+    _options.save.force = true;
     EXPECT_EQ(run({6}), host::kExitDone);
     EXPECT_EQ(sidecar().front()["frame_number"], 6);
 }

@@ -17,7 +17,7 @@
 namespace {
 
 using host::Grab;
-using host::HostOptions;
+using host::GrabOptions;
 using test::kFormat;
 using test::ScriptedDevice;
 using test::simulated;
@@ -42,7 +42,7 @@ protected:
     }
     std::string people() const { return _people.str(); }
 
-    HostOptions _options;
+    GrabOptions _options;
     std::ostringstream _people;
     std::vector<host::GrabObserver*> _observers;
     std::unique_ptr<Grab> _grab;
@@ -72,7 +72,7 @@ void deliverLeftOver(ScriptedDevice& device, std::uint64_t count) {
 TEST_F(GrabTest, ImagesFromBeforeAreNeitherTheWantedOnesNorSaved) {
     const test::TemporaryFolder folder;
     _options.imageCount = 3;
-    _options.outputFolder = folder.path();
+    _options.save.folder = folder.path();
     ScriptedDevice device([](ScriptedDevice& self) {
         deliverLeftOver(self, 8);
         for (std::uint64_t number = 50; number < 53; ++number) self.deliver(simulated(number).data());
@@ -213,7 +213,7 @@ TEST_F(GrabTest, SimulatorThatStartsLaterThanTheGrabIsNoLostConnection) {
 TEST_F(GrabTest, ImageWithoutPixelsIsUnverifiedAndNotSaved) {
     const test::TemporaryFolder folder;
     _options.imageCount = 1;
-    _options.outputFolder = folder.path();
+    _options.save.folder = folder.path();
     ScriptedDevice device([](ScriptedDevice& self) { self.deliver(nullptr); });
     EXPECT_EQ(run(device), host::kExitFailed);
     EXPECT_EQ(_grab->results().unverified, 1u);
@@ -223,8 +223,8 @@ TEST_F(GrabTest, ImageWithoutPixelsIsUnverifiedAndNotSaved) {
 TEST_F(GrabTest, EveryNthImageIsSavedAndComesBackWithItsStrip) {
     const test::TemporaryFolder folder;
     _options.imageCount = 7;
-    _options.outputFolder = folder.path() + "/made/for/it";
-    _options.saveEvery = 3;
+    _options.save.folder = folder.path() + "/made/for/it";
+    _options.save.every = 3;
     ScriptedDevice device([](ScriptedDevice& self) {
         for (std::uint64_t number = 40; number < 47; ++number) self.deliver(simulated(number).data());
     });
@@ -233,7 +233,7 @@ TEST_F(GrabTest, EveryNthImageIsSavedAndComesBackWithItsStrip) {
     for (const int index : {0, 3, 6}) {
         frames::GreyImage image;
         std::string error;
-        const std::string path = _options.outputFolder + "/image_00000" + std::to_string(index) + ".png";
+        const std::string path = _options.save.folder + "/image_00000" + std::to_string(index) + ".png";
         ASSERT_TRUE(frames::readGreyImage(path, image, error)) << error;
         const auto inspection = frames::inspectImage({image.pixels.data(), kFormat});
         EXPECT_EQ(inspection.kind, frames::ImageKind::simulated);
@@ -244,7 +244,7 @@ TEST_F(GrabTest, EveryNthImageIsSavedAndComesBackWithItsStrip) {
 
 TEST_F(GrabTest, OutputThatIsAFileFailsBeforeTheCameraIsOpened) {
     const test::TemporaryFolder folder;
-    _options.outputFolder = folder.file("taken", "");
+    _options.save.folder = folder.file("taken", "");
     ScriptedDevice device([](ScriptedDevice&) {});
     EXPECT_EQ(run(device), host::kExitFailed);
     EXPECT_EQ(device.openedPath, "");
@@ -255,7 +255,7 @@ TEST_F(GrabTest, ImagesThatCannotBeWrittenFailTheGrabWithTheReason) {
     const test::TemporaryFolder folder;
     std::filesystem::create_directories(folder.path() + "/image_000000.png");
     _options.imageCount = 2;
-    _options.outputFolder = folder.path();
+    _options.save.folder = folder.path();
     ScriptedDevice device([](ScriptedDevice& self) {
         for (std::uint64_t number = 0; number < 2; ++number) self.deliver(simulated(number).data());
     });
@@ -268,7 +268,7 @@ TEST_F(GrabTest, ImagesThatCannotBeWrittenFailTheGrabWithTheReason) {
 // The record names more bytes than there can be.
 TEST_F(GrabTest, WhatTheCallbackThrowsStaysInItAndFailsTheGrab) {
     const test::TemporaryFolder folder;
-    _options.outputFolder = folder.path();
+    _options.save.folder = folder.path();
     int answer = -1;
     ScriptedDevice device([&answer](ScriptedDevice& self) {
         unsigned char pixel = 5;

@@ -17,7 +17,7 @@
 
 namespace {
 
-using host::HostOptions;
+using host::VerifyOptions;
 using test::kFormat;
 using test::ScriptedDevice;
 using testing::AllOf;
@@ -49,7 +49,6 @@ void deliverAll(ScriptedDevice& device, const std::vector<std::uint64_t>& number
 class VerifyTest : public testing::Test {
 protected:
     VerifyTest() {
-        _options.command = HostOptions::Command::verify;
         _options.timeoutSeconds = 20;
         _options.json = true;
     }
@@ -79,7 +78,7 @@ protected:
     std::string people() const { return _people.str(); }
 
     test::TemporaryFolder _folder;
-    HostOptions _options;
+    VerifyOptions _options;
     std::ostringstream _data, _people;
 };
 
@@ -105,17 +104,17 @@ TEST_F(VerifyTest, ExactlyTheInjectedFaultEndsWithZero) {
 
 TEST_F(VerifyTest, SavedImagesAreTold) {
     log(std::string(kRun) + kDropTwo);
-    _options.outputFolder = _folder.path("images");
-    _options.saveFormat = "raw";
+    _options.save.folder = _folder.path("images");
+    _options.save.format = "raw";
     EXPECT_EQ(verify({0, 1, 3, 4}), host::kExitDone) << people();
-    EXPECT_THAT(people(), HasSubstr("saved 4 images in " + _options.outputFolder + "\n"));
+    EXPECT_THAT(people(), HasSubstr("saved 4 images in " + _options.save.folder + "\n"));
 }
 
 TEST_F(VerifyTest, ImageThatCouldNotBeSavedFailsButTheComparisonIsMade) {
     log(std::string(kRun) + kDropTwo);
     _folder.file("images/image_000001.raw", "somebody's");
-    _options.outputFolder = _folder.path() + "/images";
-    _options.saveFormat = "raw";
+    _options.save.folder = _folder.path() + "/images";
+    _options.save.format = "raw";
     EXPECT_EQ(verify({0, 1, 3, 4}), host::kExitFailed);
     EXPECT_EQ(data()["matched"], true) << people();
     EXPECT_EQ(data()["grab"]["end"], "count");
