@@ -24,7 +24,8 @@ import mutation
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / 'build' / 'mutants'
-TREE, BUILD, TIMES, RESULTS = WORK / 'tree', WORK / 'build', WORK / 'times.json', WORK / 'results.jsonl'
+TREE, TIMES, RESULTS = WORK / 'tree', WORK / 'times.json', WORK / 'results.jsonl'
+BUILD = TREE / 'build' / 'linux-release'
 EQUIVALENTS = ROOT / 'scripts' / 'mutants_equivalent.txt'
 
 # Folder: where its sources are, and where its tests.
@@ -44,6 +45,7 @@ BATCH_S = 10.0       # short tests that one process runs
 LIMIT_FACTOR = 5     # a test that takes this many times as long, and
 LIMIT_FLOOR_S = 15   # this much more, hangs
 SHARD_TESTS = 25     # of a process that measures tests
+SHARD_LIMIT_S = 180  # what it may take
 
 Verdict = collections.namedtuple('Verdict', 'name by')  # killed, survived, uncompiled or same; by which test
 
@@ -66,26 +68,35 @@ def copy_tree():
         copy.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy2(source, copy)
         os.utime(copy)
-    for copy in TREE.rglob('*'):
-        if copy.is_file() and str(copy.relative_to(TREE)) not in names:
-            copy.unlink()
+    for folder, below, files in os.walk(TREE):
+        if folder == str(TREE) and 'build' in below:
+            below.remove('build')
+        for name in files:
+            if os.path.relpath(os.path.join(folder, name), TREE) not in names:
+                os.unlink(os.path.join(folder, name))
+
+
+# Changed sources are not worth a place in the compiler's cache, and may leave something unused.
+COMPILER = f"""#!/bin/sh
+[ -z "$MUTANTS_CHANGED" ] || exec "$@" -w
+command -v ccache >/dev/null || exec "$@"
+export CCACHE_BASEDIR={TREE} CCACHE_NOHASHDIR=true
+export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+exec ccache "$@"
+"""
 
 
 def configure():
+    """As linux-release is, so that the compiler's cache has all that stays, and its optimiser tells which changes make no
+    difference. Only linking is made faster."""
+    compiler = WORK / 'compiler.sh'
+    compiler.write_text(COMPILER, encoding='utf-8')
+    compiler.chmod(0o755)
     linker = '-fuse-ld=lld' if shutil.which('ld.lld') else ''
-    ccache = f'env;CCACHE_BASEDIR={WORK};CCACHE_NOHASHDIR=true;CCACHE_SLOPPINESS=pch_defines,time_macros,' \
-             'include_file_mtime,include_file_ctime;ccache'
-    settings = {
-        'CMAKE_BUILD_TYPE': '',
-        # A change may leave something unused; that is not what is asked. Little is optimised: it has to build fast.
-        'CMAKE_CXX_FLAGS': '-O1 -w', 'CMAKE_C_FLAGS': '-O1 -w',
-        'CMAKE_EXE_LINKER_FLAGS': linker, 'CMAKE_SHARED_LINKER_FLAGS': linker,
-        'CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE': 'PRE_TEST',
-        'CMAKE_EXPORT_COMPILE_COMMANDS': 'ON',
-        'CMAKE_CXX_COMPILER_LAUNCHER': ccache if shutil.which('ccache') else '',
-    }
+    settings = {'CMAKE_CXX_COMPILER_LAUNCHER': compiler, 'CMAKE_EXE_LINKER_FLAGS': linker,
+                'CMAKE_SHARED_LINKER_FLAGS': linker, 'CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE': 'PRE_TEST'}
     defined = (f'-D{name}={value}' for name, value in settings.items())
-    done = subprocess.run(['cmake', '-S', TREE, '-B', BUILD, '-G', 'Ninja', *defined], capture_output=True, text=True)
+    done = subprocess.run(['cmake', '--preset', 'linux-release', *defined], cwd=TREE, capture_output=True, text=True)
     if done.returncode != 0:
         sys.exit(f'mutants: the copy cannot be configured:\n{done.stdout}{done.stderr}')
 
@@ -113,8 +124,9 @@ class Build:
         if rule.startswith('CXX_EXECUTABLE_LINKER') and any(name.endswith('libgtest.a') for name in inputs):
             self.programs[outputs[0]] = inputs[0].split('CMakeFiles/')[0]
 
-    def ninja(self, targets):
-        return subprocess.run(['ninja', '-C', BUILD, '-j', str(self.jobs), *targets], capture_output=True, text=True)
+    def ninja(self, targets, changed=''):
+        return subprocess.run(['ninja', '-C', BUILD, '-j', str(self.jobs), *targets], capture_output=True, text=True,
+                              env=os.environ | {'MUTANTS_CHANGED': changed})
 
     def read_includes(self):
         """The objects that each file of the tree is compiled into, includes counted. After a build."""
@@ -151,6 +163,15 @@ class Build:
 Test = collections.namedtuple('Test', 'program name source seconds')
 
 
+def delay_of(process):
+    """For how many seconds a process could have run and was not allowed to, by its thread that waited longest."""
+    delays = [0]
+    for path in pathlib.Path(f'/proc/{process}/task').glob('*/schedstat'):
+        with contextlib.suppress(OSError, ValueError, IndexError):  # a thread that has ended
+            delays.append(int(path.read_text(encoding='ascii').split()[1]))
+    return max(delays) / 1e9
+
+
 class Runner:
     """Runs tests in processes of their own, each with named objects and temporary files of its own."""
 
@@ -176,14 +197,9 @@ class Runner:
                                        env=surroundings, start_new_session=True)
             with self.lock:
                 self.running.add(process)
-            code = None
-            with contextlib.suppress(subprocess.TimeoutExpired):
-                if not self.stopped.is_set():
-                    code = process.wait(limit_s)
+            code = self._wait(process, limit_s)
             self.end(process)
             process.wait()
-            if self.stopped.is_set():
-                code = None
         text = log.read_text(encoding='utf-8', errors='replace')
         shutil.rmtree(place, ignore_errors=True)
         for folder in pathlib.Path('/dev/shm').glob(f'dorven-objects-{os.getuid()}*/mutants-{os.getpid()}-{slot}'):
@@ -192,6 +208,18 @@ class Runner:
             self.running.discard(process)
             self.free.append(slot)
         return code, text
+
+    def _wait(self, process, limit_s):
+        """Exit code; none when the limit is over, in which time that others had the processor does not count."""
+        begun = time.monotonic()
+        while not self.stopped.is_set():
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                code = process.wait(0.5)
+                return None if self.stopped.is_set() else code
+            waited = time.monotonic() - begun
+            if waited > min(limit_s + delay_of(process.pid), 10 * limit_s):
+                return None
+        return None
 
     @staticmethod
     def end(process):
@@ -206,66 +234,71 @@ class Runner:
                 self.end(process)
 
 
-def results_in(path):
-    """Name, file, seconds and whether it was green, of each test in a result file."""
-    try:
-        suites = json.loads(path.read_text(encoding='utf-8'))['testsuites']
-    except (OSError, ValueError, KeyError):
-        return []
-    return [(f"{suite['name']}.{test['name']}", test.get('file', ''), float(test['time'].rstrip('s')),
-             not test.get('failures')) for suite in suites for test in suite['testsuite']]
-
-
-def names_of(build, runner, program):
-    code, text = runner.run(program, ['--gtest_list_tests'], 60)
+def sources_of_tests(runner, program):
+    """The names of a program's tests, and the file that each stands in."""
+    listed = WORK / 'listed.json'
+    listed.unlink(missing_ok=True)
+    code, text = runner.run(program, ['--gtest_list_tests', f'--gtest_output=json:{listed}'], 300)
     if code != 0:
         sys.exit(f'mutants: {program} does not list its tests:\n{text}')
-    names, suite = [], ''
-    for line in text.split('\n'):
-        word = line.split('#')[0].strip()
-        if line.startswith('  ') and word:
-            names.append(suite + word)
-        elif word.endswith('.'):
-            suite = word
-    return [name for name in names if not re.search(r'(^|[./])DISABLED_', name)]
+    suites = json.loads(listed.read_text(encoding='utf-8'))['testsuites']
+    return {f"{suite['name']}.{test['name']}": os.path.basename(test['file']) for suite in suites
+            for test in suite['testsuite'] if not re.search(r'(^|/)DISABLED_', f"{suite['name']}/{test['name']}")}
+
+
+def green_in(text):
+    """The tests that were green, and their seconds."""
+    return {name: int(ms) / 1000
+            for name, ms in re.findall(r'^\[       OK \] (\S+?)(?:, .*)? \((\d+) ms\)$', text, re.MULTILINE)}
+
+
+def blamed(text, names):
+    """The first test that failed, or that was running when the process ended; none where that is not known."""
+    failed = re.search(r'^\[  FAILED  \] (\S+?)[,\s]', text, re.MULTILINE)
+    begun = re.findall(r'^\[ RUN      \] (\S+)', text, re.MULTILINE)
+    name = failed[1] if failed else begun[-1] if begun else None
+    return name if name in names else None
+
+
+def measured(runner, program, names):
+    """Seconds of each test that is green; what was not, alone, is missing."""
+    found, waiting = {}, list(names)
+    while waiting:
+        code, text = runner.run(program, ['--gtest_filter=' + ':'.join(waiting), '--gtest_fail_fast'], SHARD_LIMIT_S)
+        found |= {name: seconds for name, seconds in green_in(text).items() if name in waiting}
+        waiting = [name for name in waiting if name not in found]
+        if code == 0:
+            break  # those that skipped themselves
+        red = blamed(text, waiting)
+        if red is None:
+            break
+        found |= green_in(runner.run(program, ['--gtest_filter=' + red], SHARD_LIMIT_S)[1])
+        waiting.remove(red)
+    return found
 
 
 def measured_tests(build, runner, programs):
-    """All tests, green as the sources stand, with their times; those that were measured before are not run again."""
+    """All tests that are green as the sources stand, with their times; what was measured before is not run again."""
     try:
         known = json.loads(TIMES.read_text(encoding='utf-8'))
     except (OSError, ValueError):
         known = {}
-    names = {program: names_of(build, runner, program) for program in programs}
+    sources = {program: sources_of_tests(runner, program) for program in programs}
     shards = []
     for program in programs:
-        missing = [name for name in names[program] if name not in known.get(program, {})]
-        random.Random(program).shuffle(missing)
+        missing = [name for name in sources[program] if name not in known.get(program, {})]
         shards += [(program, missing[begin:begin + SHARD_TESTS]) for begin in range(0, len(missing), SHARD_TESTS)]
-
-    def measure(shard):
-        program, tests = shard
-        result = WORK / f'measured-{threading.get_ident()}.json'
-        found = {}
-        for wanted in (tests, None):
-            wanted = wanted or [name for name in tests if name not in found]  # the red ones again, alone
-            for group in [wanted] if wanted is tests else [[name] for name in wanted]:
-                result.unlink(missing_ok=True)
-                runner.run(program, ['--gtest_filter=' + ':'.join(group), f'--gtest_output=json:{result}'], 900)
-                found |= {name: [os.path.basename(source), seconds]
-                          for name, source, seconds, green in results_in(result) if green and name in group}
-        return program, found, [name for name in tests if name not in found]
-
     if shards:
-        say(f'mutants: measures {sum(len(tests) for _, tests in shards)} tests as the sources stand')
+        say(f'mutants: measures {sum(len(names) for _, names in shards)} tests as the sources stand')
     with concurrent.futures.ThreadPoolExecutor(runner.jobs) as pool:
-        for program, found, red in pool.map(measure, shards):
+        for (program, names), found in zip(shards, pool.map(lambda shard: measured(runner, *shard), shards)):
             known.setdefault(program, {}).update(found)
             TIMES.write_text(json.dumps(known, indent=1), encoding='utf-8')
-            for name in red:
-                say(f'mutants: {program} {name} is red as the sources stand: left out')
-    return [Test(program, name, *known[program][name]) for program in programs for name in names[program]
-            if name in known.get(program, {})]
+            for name in names:
+                if name not in found:
+                    say(f'mutants: left out, as it is not green without a change: {os.path.basename(program)} {name}')
+    return [Test(program, name, source, known[program][name]) for program in programs
+            for name, source in sources[program].items() if name in known.get(program, {})]
 
 
 def plain(name):
@@ -302,14 +335,6 @@ def units_of(tests, source, killers):
 
 # One change.
 
-def blamed(text, unit):
-    """The first test that failed, or that was running when the process ended."""
-    failed = re.search(r'^\[  FAILED  \] (\S+?)[,\s]', text, re.MULTILINE)
-    begun = re.findall(r'^\[ RUN      \] (\S+)', text, re.MULTILINE)
-    name = failed[1] if failed else begun[-1] if begun else ''
-    return next((test for test in unit if test.name == name), None)
-
-
 class Judge:
     def __init__(self, build, runner, tests):
         self.build, self.runner, self.tests = build, runner, tests
@@ -329,10 +354,10 @@ class Judge:
             first = self._is_green(unit)
             if first is True:
                 return None
-            test = blamed(first, unit)
-            if self._is_green([test] if test else unit) is not True:
-                return None if self.runner.stopped.is_set() else (test or unit[0]).name
-            unit.remove(test or unit[0])
+            red = [test for test in unit if test.name == blamed(first, [each.name for each in unit])]
+            if self._is_green(red or unit) is not True:
+                return None if self.runner.stopped.is_set() else (red or unit)[0].name
+            unit.remove((red or unit)[0])
         return None
 
     def _killer_among(self, units):
@@ -354,7 +379,7 @@ class Judge:
         unchanged = self.build.digest_of(objects)
         path.write_text(mutation.changed(text, change), encoding='utf-8')
         try:
-            if self.build.ninja(objects).returncode != 0:
+            if self.build.ninja(objects, 'yes').returncode != 0:
                 return Verdict('uncompiled', None)
             if self.build.digest_of(objects) == unchanged:
                 return Verdict('same', None)

@@ -230,11 +230,16 @@ class JudgeTest(unittest.TestCase):
             self.assertLessEqual(sum(test.seconds for test in unit), 10)
 
     def test_the_failed_test_is_blamed_or_the_one_that_was_running(self):
-        unit = [self.timed('S.a', '', 1), self.timed('S.b', '', 1)]
         failed = '[ RUN      ] S.a\n[  FAILED  ] S.a, where GetParam() = 1 (3 ms)\n[ RUN      ] S.b\n'
-        self.assertEqual(mutants.blamed(failed, unit).name, 'S.a')
-        self.assertEqual(mutants.blamed('[ RUN      ] S.a\n[       OK ] S.a\n[ RUN      ] S.b\n', unit).name, 'S.b')
-        self.assertIsNone(mutants.blamed('', unit))
+        self.assertEqual(mutants.blamed(failed, ['S.a', 'S.b']), 'S.a')
+        ended = '[ RUN      ] S.a\n[       OK ] S.a (12 ms)\n[ RUN      ] S.b\n'
+        self.assertEqual(mutants.blamed(ended, ['S.a', 'S.b']), 'S.b')
+        self.assertIsNone(mutants.blamed(failed, ['S.c']))
+        self.assertIsNone(mutants.blamed('', ['S.a']))
+
+    def test_what_was_green_is_told_with_its_time(self):
+        text = '[       OK ] S.a (12 ms)\n[       OK ] P/S.b/0, where GetParam() = 1 (1500 ms)\n[  FAILED  ] S.c (1 ms)\n'
+        self.assertEqual(mutants.green_in(text), {'S.a': 0.012, 'P/S.b/0': 1.5})
 
 
 if __name__ == '__main__':
