@@ -87,8 +87,8 @@ exec ccache "$@"
 
 
 def configure():
-    """As linux-release is, so that the compiler's cache has all that stays, and its optimiser tells which changes make no
-    difference. Only linking is made faster."""
+    """As linux-release is, so that the compiler's cache has all that stays, and its optimiser tells which changes make
+    no difference. Only linking is made faster."""
     compiler = WORK / 'compiler.sh'
     compiler.write_text(COMPILER, encoding='utf-8')
     compiler.chmod(0o755)

@@ -12,9 +12,9 @@
 #   scripts/mutants.sh --list-operators            what is changed, and how
 #
 # Works on a copy in build/mutants, never on the tree. What does not compile, and what the compiler makes the same code
-# of, is drawn again. A test kills when it is red twice, or hangs: takes five times as long as before, and 15 s more, not
-# counting the time for which others had the processor. The copy is built as linux-release is, so that ccache has most of
-# it. The first run measures every test; 300 changes take some hours. Not part of scripts/test.sh.
+# of, is drawn again. A test kills when it is red twice, or hangs: takes five times as long as before, and 15 s more,
+# not counting the time for which others had the processor. The copy is built as linux-release is, so that ccache has
+# most of it. The first run measures every test; 300 changes take some hours. Not part of scripts/test.sh.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 case " $* " in

@@ -426,7 +426,7 @@ def equivalents_of(text, limit=20):
         elif block:
             head, why = '\n'.join(block[:3]) + '\n', ' '.join(part.strip() for part in block[3:])
             if len(block) < 4 or block[1][:2] != '- ' or block[2][:2] != '+ ' or not re.match(r'Why: \S', why):
-                raise ListError(f'line {begun}: an entry has the lines FILE, FUNCTION: OPERATOR; - …; + …; Why: …')
+                raise ListError(f'line {begun}: an entry has four lines: FILE, FUNCTION: OPERATOR; - …; + …; Why: …')
             entries.append(Equivalent(head, why[len('Why: '):], begun))
             block = []
     if len(entries) > limit:

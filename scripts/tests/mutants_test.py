@@ -238,7 +238,8 @@ class JudgeTest(unittest.TestCase):
         self.assertIsNone(mutants.blamed('', ['S.a']))
 
     def test_what_was_green_is_told_with_its_time(self):
-        text = '[       OK ] S.a (12 ms)\n[       OK ] P/S.b/0, where GetParam() = 1 (1500 ms)\n[  FAILED  ] S.c (1 ms)\n'
+        text = ('[       OK ] S.a (12 ms)\n[       OK ] P/S.b/0, where GetParam() = 1 (1500 ms)\n'
+                '[  FAILED  ] S.c (1 ms)\n')
         self.assertEqual(mutants.green_in(text), {'S.a': 0.012, 'P/S.b/0': 1.5})
 
 
