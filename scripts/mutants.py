@@ -217,7 +217,7 @@ class Runner:
                 code = process.wait(0.5)
                 return None if self.stopped.is_set() else code
             waited = time.monotonic() - begun
-            if waited > min(limit_s + delay_of(process.pid), 10 * limit_s):
+            if waited > min(limit_s + delay_of(process.pid), 3 * limit_s):
                 return None
         return None
 
