@@ -114,6 +114,12 @@ TEST_F(MessengerSteps, WaitsFiveSecondsEachTime) {
     EXPECT_THAT(_receiver.timeouts(), ElementsAre(5.0, 5.0, 5.0, 5.0));
 }
 
+TEST_F(MessengerSteps, WaitsThatFindNobodyAtOnceAreTenMillisecondsApart) {
+    const auto begun = std::chrono::steady_clock::now();
+    play(std::vector<int>(11, kNotConnected));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, 11 * 10ms);
+}
+
 TEST_F(MessengerSteps, EachFailureButATimeoutIsAnErrorStep) {
     for (const int status : {kFailed, kPeerLeft, kNotConnected, 9}) {
         SCOPED_TRACE(status);

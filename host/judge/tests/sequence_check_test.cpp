@@ -55,6 +55,8 @@ TEST(SequenceCheckTest, EarlierFrameAgainIsRepeated) {
     EXPECT_FOUND(after({{0, 0}, {1, 10}, {2, 20}, {1, 10}}), 0u, 1u, 0u);
 }
 
+TEST(SequenceCheckTest, FirstFrameAgainIsRepeated) { EXPECT_FOUND(after({{5, 50}, {6, 60}, {5, 50}}), 0u, 1u, 0u); }
+
 TEST(SequenceCheckTest, MissingFrameThatComesLaterIsReorderedAndNotLost) {
     const auto check = after({{0, 0}, {1, 10}, {3, 30}, {2, 20}, {4, 40}});
     EXPECT_FOUND(check, 0u, 0u, 1u);
