@@ -471,8 +471,8 @@ bool isWhole(const void* line, std::uint64_t number) {
 CHILD_ROLE(writesManyLines) {
     void* const memory = MSharedMem_Link(arguments.at(0).c_str());
     if (!MMemLineFifo_IsWriterAttached(memory)) return 1;
-    LimitedWait limit;
     for (std::uint64_t number = 0; number < kManyLines; ++number) {
+        LimitedWait limit;
         fill(MMemLineFifo_GetWriteLine(memory), number);
         while (!MMemLineFifo_PutLine(memory)) {
             if (limit.isOver()) return 2;
@@ -495,8 +495,8 @@ TEST_F(MMemLineFifoBetweenProcessesTest, ReaderSeesEveryLineInOrderAndWhole) {
     ASSERT_EQ(MMemLineFifo_CreateBySize(_memory, kBytes, kWordsPerLine * 8), 1);
     ASSERT_EQ(MMemLineFifo_Link(_memory), 1);
     test::ChildProcess writer("writesManyLines", {_name});
-    LimitedWait limit;
     for (std::uint64_t number = 0; number < kManyLines; ++number) {
+        LimitedWait limit;
         const void* line = nullptr;
         while ((line = MMemLineFifo_GetReadLine(_memory)) == nullptr) {
             if (limit.isOver()) {

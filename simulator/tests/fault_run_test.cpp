@@ -357,11 +357,14 @@ TEST_F(FaultProgramTest, HangLivesOnAttachedAndDeliversNothing) {
     program.kill();
 }
 
+// Two sides that ask at once may refuse each other's answers, since a fifo holds one message.
+constexpr simulator::AskingPace kAsksOnce{60s, 20ms, 60s};
+
 TEST(AnswerFaultTest, NextAnswerHasOtherBytesAndTheOneAfterIsRightAgain) {
     const test::LogRecorder log;
     const auto faults = std::make_shared<simulator::AnswerFaults>();
     test::FakeCamera camera(kFormat);
-    simulator::CameraLink link({20ms, 20ms, 60s}, faults);
+    simulator::CameraLink link(kAsksOnce, faults);
     ASSERT_TRUE(link.waitForNews(60s));
     faults->falsifyNext();
     const auto wrong = camera.askForPicture();
@@ -377,7 +380,7 @@ TEST(AnswerFaultTest, LateAnswerTakesItsTimeOnce) {
     const test::LogRecorder log;
     const auto faults = std::make_shared<simulator::AnswerFaults>();
     test::FakeCamera camera(kFormat);
-    simulator::CameraLink link({20ms, 20ms, 60s}, faults);
+    simulator::CameraLink link(kAsksOnce, faults);
     ASSERT_TRUE(link.waitForNews(60s));
     faults->delayNext(300'000'000);
     const std::int64_t askedNs = platform_monotonicNanoseconds();

@@ -9,6 +9,7 @@
 #include "DorVenImagesComm.h"
 #include "IPMessenger.h"
 #include "image_view.h"
+#include "test_channel.h"
 
 namespace test {
 
@@ -66,7 +67,7 @@ private:
     };
 
     std::shared_ptr<Channel> _channel = std::make_shared<Channel>();
-    std::shared_ptr<kest::dorven::IPMessenger> _messenger = kest::dorven::IPMessenger::create(_channel);
+    std::shared_ptr<kest::dorven::IPMessenger> _messenger = PatientMessenger::create(_channel);
 };
 
 }  // namespace test

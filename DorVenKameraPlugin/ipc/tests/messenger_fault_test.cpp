@@ -24,7 +24,6 @@ namespace {
 using namespace std::chrono_literals;
 using kest::dorven::calcSeed;
 using test::IPMessenger;
-using test::secondsOf;
 using test::TestChannel;
 using testing::Contains;
 using testing::ElementsAre;
