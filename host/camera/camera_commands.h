@@ -7,8 +7,8 @@
 namespace host::command_id {
 
 enum : std::int32_t {
-#define COMMAND(id, operation) operation = id,
-#define COMMAND_AS(id, operation, parameter, result) operation = id,
+#define COMMAND(id, operation) operation = (id),
+#define COMMAND_AS(id, operation, parameter, result) operation = (id),
 #include "CommandList.inc"
 #undef COMMAND
 #undef COMMAND_AS
