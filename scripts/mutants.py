@@ -47,6 +47,8 @@ LIMIT_FLOOR_S = 15   # this much more, hangs
 SHARD_TESTS = 25     # of a process that measures tests
 SHARD_LIMIT_S = 180  # what it may take
 
+HANGS = ' (hangs)'    # said of a test that was over its limit: on a busy machine, look twice
+
 Verdict = collections.namedtuple('Verdict', 'name by')  # killed, survived, uncompiled or same; by which test
 
 
@@ -341,11 +343,11 @@ class Judge:
         self.killers = collections.defaultdict(list)
 
     def _is_green(self, unit):
-        """True, or the text of a run that was not."""
+        """True, or the text of a run that was not, and whether it was over its limit."""
         limit = LIMIT_FLOOR_S + LIMIT_FACTOR * sum(test.seconds for test in unit)
         names = ':'.join(test.name for test in unit)
         code, text = self.runner.run(unit[0].program, ['--gtest_filter=' + names, '--gtest_fail_fast'], limit)
-        return True if code == 0 else text
+        return True if code == 0 else (text, code is None)
 
     def _killer_in(self, unit):
         """The test that kills: red twice, since a busy machine may turn one red once. None when all are green."""
@@ -354,9 +356,11 @@ class Judge:
             first = self._is_green(unit)
             if first is True:
                 return None
-            red = [test for test in unit if test.name == blamed(first, [each.name for each in unit])]
-            if self._is_green(red or unit) is not True:
-                return None if self.runner.stopped.is_set() else (red or unit)[0].name
+            red = [test for test in unit if test.name == blamed(first[0], [each.name for each in unit])]
+            again = self._is_green(red or unit)
+            if again is not True:
+                name = (red or unit)[0].name + (HANGS if again[1] else '')
+                return None if self.runner.stopped.is_set() else name
             unit.remove((red or unit)[0])
         return None
 
@@ -394,7 +398,7 @@ class Judge:
                     return Verdict('uncompiled', None)
                 killer = self._killer_among(part)
                 if killer:
-                    killers.insert(0, killer)
+                    killers.insert(0, killer.removesuffix(HANGS))
                     return Verdict('killed', killer)
             return Verdict('survived', None)
         finally:
@@ -460,7 +464,7 @@ def try_changes(judge, wanted, known, listed, report):
                 verdict = judge.verdict_on(change, FOLDERS[folder][1])
                 report(folder, change, verdict, time.monotonic() - begun)
             elif verdict.by:
-                judge.killers[change.file].insert(0, verdict.by)
+                judge.killers[change.file].insert(0, verdict.by.removesuffix(HANGS))
             counts[folder, verdict.name] += 1
             tried += verdict.name in ('killed', 'survived')
     return counts
