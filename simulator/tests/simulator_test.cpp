@@ -230,7 +230,7 @@ TEST_F(SimulatorTest, SlotThatAReaderDrewIntoStillGivesAWholeImage) {
 
 TEST_F(SimulatorTest, SmallImagesAreDeliveredWithAWarningThatTheyCannotBeVerified) {
     RenderedImages small({100, 20, 1});
-    _options.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
+    _options.pacing.late = simulator::LatePolicy::burst;  // a busy machine leaves none out
     Simulator simulator(_options, small, _people);
     EXPECT_EQ(simulator.run(), 0);
     EXPECT_EQ(simulator.totals().written, 8u);
