@@ -1,6 +1,6 @@
-// What environment and configuration file say to a program's options. Not by the library's envname and set_config: there
-// the file wins over the environment, a setting that the command line excludes ends the program, and no message names
-// the place of a bad value.
+// What environment and configuration file say to a program's options. Not by the library's envname and set_config:
+// there the file wins over the environment, a setting that the command line excludes ends the program, and no message
+// names the place of a bad value.
 #pragma once
 
 #include <string>

@@ -114,7 +114,8 @@ class RoomsTest(unittest.TestCase):
                          "mipc/tests/fifo_test.cpp:1: platform/src/paths.h is for platform/ alone")
 
     def test_include_path_into_another_folder_is_told(self):
-        self.assert_told({"docs/CMakeLists.txt": "target_include_directories(page_tests PRIVATE ../simulator/delivery)"},
+        self.assert_told({"docs/CMakeLists.txt":
+                          "target_include_directories(page_tests PRIVATE ../simulator/delivery)"},
                          "docs/CMakeLists.txt: simulator/delivery is on the include path; link what is there instead")
         self.assertEqual(looked_at({"simulator/tests/CMakeLists.txt":
                                     "target_include_directories(ring_tests PRIVATE ../delivery)"})[0], 0)
