@@ -79,7 +79,8 @@ class PageCommandsTest(unittest.TestCase):
     def test_block_beside_the_next_must_not_fail_meanwhile(self):
         code, output = self.run_page('<!-- beside the next block -->', '```sh', 'echo $$ >sign; exit 4', '```', '```sh',
                                      'until [ -s sign ]; do sleep 0.05; done',
-                                     'until grep -Eqs "^State:.[ZX]" "/proc/$(cat sign)/status" || ! [ -e "/proc/$(cat sign)" ]',
+                                     'status="/proc/$(cat sign)/status"',
+                                     'until grep -Eqs "^State:.[ZX]" "$status" || ! [ -e "$status" ]',
                                      'do sleep 0.05; done', '```')
         self.assertEqual(code, 1)
         self.assertIn('ended meanwhile with exit code 4', output)

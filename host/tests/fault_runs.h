@@ -59,8 +59,8 @@ protected:
     std::string _log = _folder.path("faults.jsonl");
 };
 
-/// How long a host waits for a further image, as its option takes it: long where a busy machine may be slow to begin, and
-/// not where the end of the images is to be seen.
+/// How long a host waits for a further image, as its option takes it: long where a busy machine may be slow to begin,
+/// and not where the end of the images is to be seen.
 /// @param images  Its --count; "0": to the end.
 inline const char* silenceLimit(const std::string& images) { return images == "0" ? "8" : "60"; }
 

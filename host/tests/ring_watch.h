@@ -11,7 +11,7 @@
 
 namespace test {
 
-/// The ring of images, looked at from outside. Each wait answers false when what it waits for does not come in a minute.
+/// The ring of images, looked at from outside. Each wait answers false when nothing comes of it in a minute.
 class RingWatch {
 public:
     RingWatch() = default;

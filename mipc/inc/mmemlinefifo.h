@@ -82,8 +82,8 @@ struct LineFifoSlot {
 };
 
 /// Gives the oldest line's slot back to the writer; nothing on an empty fifo.
-/// @param taken  For a reader beside whom others store (MMemLineReader): this slot is given back, and only while the fifo
-///               still stands at it; the header's own slot count is not looked at. Null: the header is trusted.
+/// @param taken  For a reader beside whom others store (MMemLineReader): this slot is given back, and only while the
+///               fifo still stands at it; the header's own slot count is not looked at. Null: the header is trusted.
 void MMemLineFifo_ReleaseLine(void* memory, const LineFifoSlot* taken = nullptr);
 
 // ---- either side

@@ -45,8 +45,8 @@ public:
     /// it is damaged, or while it is laid anew.
     const unsigned char* peek();
 
-    /// Gives that line's slot back to the writer; nothing when none was taken since, or when the fifo is no more the one
-    /// that the line was taken from: laid anew, emptied, or at another read index.
+    /// Gives that line's slot back to the writer; nothing when none was taken since, or when the fifo is no longer
+    /// the one that the line was taken from: recreated, emptied, or at another read index.
     void release();
 
     void* memory() const { return _memory; }

@@ -1,6 +1,6 @@
 // The writing end of a line fifo beside readers that may store anything into its header. What the writer alone stores
-// there is kept here too; the header's copy of it is compared, never used, so that no store of another process leads out
-// of the fifo.
+// there is kept here too; the header's copy of it is compared, never used, so that no store of another process leads
+// out of the fifo.
 #pragma once
 
 #include <cstddef>
