@@ -86,9 +86,6 @@ protected:
     bool establishedConnection(int status);
     FrameHeader last() const;
 
-    using Clock = std::chrono::steady_clock;
-    std::function<Clock::time_point()> _now = &Clock::now;  // read by the thread; set before it starts
-
     std::shared_ptr<Comm> _comm;
     std::shared_ptr<IPMessageSender> _sender;      // the thread's
     std::shared_ptr<IPMessageReceiver> _receiver;  // the thread's, but for notify
@@ -148,6 +145,10 @@ private:
     std::atomic<bool> _ended{false};    // the thread has closed both ends
     std::atomic<std::thread::id> _runThread{};
     std::shared_ptr<Run> _run;  // shared with the thread
+
+protected:
+    using Clock = std::chrono::steady_clock;
+    std::function<Clock::time_point()> _now = &Clock::now;  // read by the thread; set before it starts
 };
 
 /// A number for a message, from 2 up, that no other message of this process has but by chance. Any thread.

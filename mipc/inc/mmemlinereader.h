@@ -60,7 +60,7 @@ public:
 
 private:
     void takeGeometry(std::size_t memorySize, std::size_t leastLineLength);
-    bool takeFront(const void* line);
+    const unsigned char* takeFront();
     bool isLaidAnew() const;
 
     MarkLook _hasMark = MMemLineFifo_IsReaderAttached;

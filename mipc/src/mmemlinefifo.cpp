@@ -30,7 +30,7 @@ void releaseTaken(void* memory, std::uint64_t taken, std::uint64_t next) {
     std::atomic_ref<std::uint64_t> readIndex = fieldAt(memory, kReadIndex);
     std::uint64_t expected = taken;
     if (!readIndex.compare_exchange_strong(expected, next)) return;
-    // A ring that was recreated stands at slot 0. If ours was that one, the step may have been one in the new ring,
+    // A ring that was created anew stands at slot 0. If ours was that one, the step may have been one in the new ring,
     // which would then seem to be full of old lines: it is taken back where the mark tells so.
     if (taken != 0 || MMemLineFifo_IsReaderAttached(memory)) return;
     expected = next;

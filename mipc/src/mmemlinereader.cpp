@@ -37,8 +37,7 @@ void* MMemLineReader::unlink() {
 
 const unsigned char* MMemLineReader::peek() {
     if (!_readable || !_hasMark(_memory)) return nullptr;
-    const void* const line = MMemLineFifo_GetReadLine(_memory);
-    return line && takeFront(line) ? static_cast<const unsigned char*>(line) : nullptr;
+    return MMemLineFifo_GetReadLine(_memory) ? takeFront() : nullptr;
 }
 
 void MMemLineReader::release() {
@@ -60,22 +59,22 @@ void MMemLineReader::takeGeometry(std::size_t memorySize, std::size_t leastLineL
     if (!_readable && !isLaidAnew()) _damage = fits ? Damage::shortLines : Damage::slotsDoNotFit;
 }
 
-// GetReadLine has followed what the header said at that moment. The line is handed out where the header still has the
-// geometry that was taken, and the line is the one at its read index: then it lies inside the memory.
-bool MMemLineReader::takeFront(const void* line) {
+// A line waits, by what the header said. Its place follows from one copy of the header, and from the geometry that was
+// taken: then it lies inside the memory, whatever else is stored meanwhile. The mark is looked at once more behind all
+// loads: a fifo that was recreated in between has taken it away.
+const unsigned char* MMemLineReader::takeFront() {
     const LineFifoHeader now = copyOf(_memory);
     const bool sameGeometry = now.lineLength == _lineLength && now.slotCount == _slotCount;
     if (sameGeometry && MMemLineFifo_HasPossibleIndices(now)) {
-        const auto begin = fifo_header::dataAreaOf(_memory) + now.readIndex * _lineLength;
-        if (begin != reinterpret_cast<std::uintptr_t>(line)) return false;  // the index was moved meanwhile
+        if (now.writeIndex == now.readIndex || !_hasMark(_memory)) return nullptr;
         _front = now.readIndex;
-        return true;
+        return static_cast<const unsigned char*>(_memory) + sizeof(LineFifoHeader) + now.readIndex * _lineLength;
     }
-    if (isLaidAnew()) return false;
+    if (isLaidAnew()) return nullptr;
     _readable = false;
     _damage = sameGeometry ? Damage::impossibleIndices : Damage::otherGeometry;
     _found = now;
-    return false;
+    return nullptr;
 }
 
 // A writer that lays the fifo anew stores the new geometry first and takes the reader's mark away straight after. So

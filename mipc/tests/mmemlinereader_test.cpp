@@ -15,7 +15,14 @@ constexpr std::size_t kLines = 4;
 // The moment after the reader has looked at its mark: what is set runs once, and the look's answer is an old one then.
 std::function<void()> afterLook;
 
+// The moment before its last look at a line, behind all that it has loaded.
+std::function<void()> beforeSecondLook;
+int looks = 0;
+
 int lookAndGoOn(const void* memory) {
+    if (++looks == 2) {
+        if (const auto step = std::exchange(beforeSecondLook, nullptr)) step();
+    }
     const int attached = MMemLineFifo_IsReaderAttached(memory);
     if (const auto step = std::exchange(afterLook, nullptr)) step();
     return attached;
@@ -52,6 +59,17 @@ TEST_F(MMemLineReaderTest, OldLineIsNotHandedOutWhileTheFifoIsLaidAnew) {
         _header.readerMark = 0;
     };
     EXPECT_EQ(_reader.peek(), nullptr);
+    EXPECT_EQ(_reader.damage(), MMemLineReader::Damage::none);
+}
+
+TEST_F(MMemLineReaderTest, LineOfAFifoThatWasRecreatedBehindTheLoadsIsNotHandedOut) {
+    MMemLineFifo_PutLine(_memory);
+    looks = 0;
+    beforeSecondLook = [this] { lay(); };
+    EXPECT_EQ(_reader.peek(), nullptr);
+    EXPECT_FALSE(beforeSecondLook) << "nobody looked twice";
+    EXPECT_EQ(_reader.damage(), MMemLineReader::Damage::none);
+    beforeSecondLook = nullptr;
 }
 
 TEST_F(MMemLineReaderTest, LineThatIsGivenBackLateLeavesTheFirstOneOfTheNewFifo) {

@@ -456,4 +456,39 @@ TEST_F(MSharedMemFaultTest, RegionThatCannotBeAskedForIsTooSmallForLinkOrCreateA
     EXPECT_THAT(_open, IsEmpty());
 }
 
+// --------------------------------------------------------------------------------------- looks, and why one is refused
+
+TEST_F(MSharedMemFaultTest, SizeOfAnotherProcessesMemoryIsZeroWhereTheSystemRefusesTheLook) {
+    const ForeignMemory foreign(_name, 4096);
+    watchHandles();
+    EXPECT_EQ(MSharedMem_GetExistingSize(_name.c_str()), 4096u);
+    {
+        const test::Fault fault(fault_MapViewOfFile, refuseMap);
+        EXPECT_EQ(MSharedMem_GetExistingSize(_name.c_str()), 0u);
+    }
+    const test::Fault fault(fault_VirtualQuery, [](LPCVOID, MEMORY_BASIC_INFORMATION*, SIZE_T) -> SIZE_T { return 0; });
+    EXPECT_EQ(MSharedMem_GetExistingSize(_name.c_str()), 0u);
+    EXPECT_FALSE(isRegistered());
+    _reports.errorTraces();
+}
+
+TEST_F(MSharedMemFaultTest, SizeOfMemoryThatDoesNotExistIsZero) {
+    EXPECT_EQ(MSharedMem_GetExistingSize(_name.c_str()), 0u);
+    _reports.errorTraces();
+}
+
+TEST_F(MSharedMemFaultTest, RefusalIsTheSystemsNumberAndUntouchedForMemoryThatExists) {
+    DWORD refusal = 7;
+    {
+        const test::Fault fault(fault_CreateFileMappingA, refuseCreate);
+        EXPECT_EQ(MSharedMem_LinkOrCreate(_name.c_str(), 4096, &refusal), nullptr);
+    }
+    EXPECT_EQ(refusal, 1455u);
+    refusal = 7;
+    const ForeignMemory foreign(_name, 4096);
+    EXPECT_EQ(MSharedMem_LinkOrCreate(_name.c_str(), 100'000, &refusal), nullptr);
+    EXPECT_EQ(refusal, 7u);
+    _reports.errorTraces();
+}
+
 }  // namespace
