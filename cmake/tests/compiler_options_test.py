@@ -83,7 +83,8 @@ class CompilerOptions(unittest.TestCase):
             self.assertRegex(line, r"CCACHE_BASEDIR=\S+ CCACHE_NOHASHDIR=true CCACHE_SLOPPINESS=\S+ \S*ccache "
                              + BY_COMPILER)
         with tempfile.TemporaryDirectory() as folder:
-            for line in rules("-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF", path=folder_of_programs(folder, "ccache")):
+            for line in rules("-DCMAKE_IGNORE_PATH=/usr/bin;/bin;/usr/local/bin",
+                              path=folder_of_programs(folder, "ccache")):
                 self.assertRegex(line, "^" + BY_COMPILER)
 
     def test_a_launcher_that_is_given_stays(self):

@@ -5,8 +5,12 @@
 namespace host {
 
 CameraSession::~CameraSession() {
-    std::string nobodyHears;
-    stop(nobodyHears);
+    try {
+        std::string nobodyHears;
+        stop(nobodyHears);
+    } catch (...) {
+        // Out of memory for the words; the calls were made.
+    }
 }
 
 bool CameraSession::claim(bool share, std::string& error) {

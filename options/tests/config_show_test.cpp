@@ -61,7 +61,7 @@ TEST_F(ConfigShowTest, DefaultsAreThoseOfTheProgramAlsoWhereCommandsShareAVariab
 TEST_F(ConfigShowTest, ObjectNamesItsSchemaAndTheFileAlsoWhenThatIsNotThere) {
     program.run({"config", "--show", "--json"});
     const json object = json::parse(program.data);
-    EXPECT_EQ(object["schema"], options::kConfigSchema);
+    EXPECT_EQ(object["schema"], "dorven-config/1");
     EXPECT_EQ(object["file"], program.configPath());
 }
 

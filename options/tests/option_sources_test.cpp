@@ -117,6 +117,9 @@ TEST_F(OptionSourcesTest, QuotesKeepBlanksTogetherInSeveralValues) {
                            "\t"};
     program.run({});
     EXPECT_THAT(program.faults, ElementsAre("a b", "c'd", "it's", "e \"f", "g h"));
+    program.environment = {R"(DORVEN_SAMPLE_FAULT="a"b c)"};
+    program.run({});
+    EXPECT_THAT(program.faults, ElementsAre("a", "b", "c"));
 }
 
 TEST_F(OptionSourcesTest, ValueIsTheRestOfItsLine) {

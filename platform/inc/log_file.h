@@ -56,5 +56,6 @@ private:
 /// on Windows.
 void platform_runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)());
 
-/// Keeps the library that this is linked into loaded until the process ends, whoever unloads it.
+/// Keeps the library that this is linked into loaded until the process ends, whoever unloads it. On Linux it does
+/// nothing: that library is linked with -z nodelete.
 void platform_keepLibraryLoaded();

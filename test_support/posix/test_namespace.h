@@ -14,7 +14,8 @@ namespace test {
 class ObjectNamespace {
 public:
     ObjectNamespace() {
-        if (std::getenv(kVariable)) return;  // a child: its parent's
+        const char* const given = std::getenv(kVariable);
+        if (given && *given) return;  // a child: its parent's
         _name = "test-" + std::to_string(::getpid());
         ::setenv(kVariable, _name.c_str(), 1);
     }

@@ -83,6 +83,7 @@ TEST(BenchTest, JsonHasEachNumberWithItsUnitAndNullForWhatWasNotMeasured) {
     EXPECT_THAT(keys, ElementsAre("schema", "width_px", "height_px", "bytes_per_pixel", "seconds", "event_p50_us",
                                   "event_p99_us", "memcpy_mb_per_s", "throughput_fps", "throughput_mb_per_s",
                                   "throughput_ratio", "runs"));
+    EXPECT_EQ(object["schema"], "dorven-bench/1");
     EXPECT_EQ(object["throughput_ratio"], 0.25);
     keys.clear();
     for (const auto& item : object["runs"][0].items()) keys.push_back(item.key());
