@@ -98,7 +98,7 @@ TEST_F(PictureTest, ColoursAreKeptOnRequest) {
     EXPECT_THAT(colour.line(0, PixelWriter(4)), ElementsAre(255, 0, 51, 255, 1, 2, 3, 255));
     const Picture grey = read(path);
     EXPECT_EQ(grey.channels, 1u);
-    EXPECT_NEAR(grey.samples[0] / 257, 0.299 * 255 + 0.114 * 51, 2);
+    EXPECT_NEAR(grey.samples[0] / 257.0, 0.299 * 255 + 0.114 * 51, 2);
 }
 
 TEST_F(PictureTest, OpacityIsLeftOut) {
