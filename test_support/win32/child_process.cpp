@@ -20,6 +20,26 @@ std::string quoted(const std::string& argument) {
     return text + "\"";
 }
 
+// Wine refuses a start now and then on a busy machine (once in some thousand), so there are further tries.
+HANDLE created(const std::string& executable, const std::string& commandLine) {
+    constexpr int kTries = 5;
+    DWORD error = 0;
+    for (int i = 0; i < kTries; ++i) {
+        STARTUPINFOA startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        std::string writable = commandLine;
+        if (CreateProcessA(executable.c_str(), writable.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                           &process)) {
+            CloseHandle(process.hThread);
+            return process.hProcess;
+        }
+        error = GetLastError();
+        Sleep(200);
+    }
+    throw std::runtime_error("cannot start " + executable + " (" + std::to_string(error) + ")");
+}
+
 }  // namespace
 
 void ChildProcess::start(const std::string& path, const Arguments& arguments) {
@@ -27,14 +47,7 @@ void ChildProcess::start(const std::string& path, const Arguments& arguments) {
     if (executable.size() < 4 || executable.substr(executable.size() - 4) != ".exe") executable += ".exe";
     std::string commandLine = quoted(executable);
     for (const std::string& argument : arguments) commandLine.append(" ").append(quoted(argument));
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessA(executable.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &process))
-        throw std::runtime_error("cannot start " + executable);
-    CloseHandle(process.hThread);
-    _process = process.hProcess;
+    _process = created(executable, commandLine);
 }
 
 std::optional<int> ChildProcess::wait(std::chrono::milliseconds limit) {
