@@ -66,9 +66,9 @@ TEST(CameraThatIsAsked, GoesInTheMidstOfQuestions) {
     const int answers = simulator.answers();
     device = std::make_unique<DorVenPlugin>("");
     EXPECT_EQ(device->call(1001, nullptr, nullptr), kDone);
-    simulator.waitForAnswers(answers + 1);  // it has gone as a camera goes that another one may follow
-    EXPECT_GT(simulator.answers(),
-              answers);  // whoever asks while nobody is there reports that; such entries may be there
+    // It has gone as a camera goes that another one may follow: the test ends only with a further answer. Entries of
+    // the error log are no fault: whoever asks while nobody is there reports that.
+    simulator.waitForAnswers(answers + 1);
 }
 
 }  // namespace
