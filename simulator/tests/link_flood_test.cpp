@@ -27,13 +27,23 @@ const std::string kMemories[] = {image_road::memoryOf(image_road::kCameraAsks),
 constexpr std::size_t kMessageBytes = 16 + 24;
 constexpr std::size_t kWords = (kMessageBytes + kMMemFifoOverhead) / 8;  // all that lie in the memory as a whole
 
-/// A camera that answers, in a process whose host stores into the link's memory, and answers on when that has ended.
-/// arguments: an event that is set when the flood is over, one that ends the process, the seed
-CHILD_ROLE(answersAndFloods) {
+/// A camera that answers, and has another size once the flood is over.
+/// arguments: the event that says so, one that ends the process
+CHILD_ROLE(answers) {
     const test::LogRecorder quiet(3);
     MProcessEvent flooded(arguments.at(0).c_str());
     MProcessEvent leave(arguments.at(1).c_str());
     test::FakeCamera camera({320, 240, 1});
+    if (flooded.Wait(300.0) != 1) return 1;
+    camera.setFormat({300, 200, 1});
+    return leave.Wait(300.0) == 1 ? 0 : 2;
+}
+
+/// A host that stores into the link's memory. In a process of its own, as neither end of the link orders its accesses
+/// with what a stranger stores into a message.
+/// argument: the seed
+CHILD_ROLE(floodsTheLink) {
+    const test::LogRecorder quiet(3);
     const auto end = std::chrono::steady_clock::now() + 60s;
     std::array<void*, 2> memories{};
     for (std::size_t index = 0; index < memories.size(); ++index) {
@@ -41,7 +51,7 @@ CHILD_ROLE(answersAndFloods) {
             std::this_thread::sleep_for(1ms);
     }
     if (!memories[0] || !memories[1]) return 1;
-    const auto seed = static_cast<unsigned>(std::stoul(arguments.at(2)));
+    const auto seed = static_cast<unsigned>(std::stoul(arguments.at(0)));
     test::Flood asks(memories[0], kWords * 8, kMessageBytes, kMessageBytes + 1, seed);
     test::Flood answers(memories[1], kWords * 8, kMessageBytes, kMessageBytes + 1, seed + 1);
     MProcessEvent asked(image_road::eventOf(image_road::kCameraAsks).c_str());
@@ -56,9 +66,7 @@ CHILD_ROLE(answersAndFloods) {
         std::this_thread::yield();
     }
     for (void* memory : memories) MSharedMem_Unlink(memory);
-    camera.setFormat({300, 200, 1});
-    flooded.Set();
-    return leave.Wait(300.0) == 1 ? 0 : 2;
+    return 0;
 }
 
 /// Waits until the camera has told a size.
@@ -79,12 +87,14 @@ TEST(LinkFlood, TheLinkIsBackWhenAHostHasEndedStoringAnythingIntoIt) {
     MProcessEvent flooded(floodedName.c_str());
     MProcessEvent leave(leaveName.c_str());
     auto link = std::make_unique<CameraLink>(simulator::AskingPace{10ms, 10ms, 400ms});
-    test::ChildProcess host("answersAndFloods", {floodedName, leaveName, std::to_string(test::floodSeed())});
-    ASSERT_EQ(flooded.Wait(300.0), 1);
+    test::ChildProcess camera("answers", {floodedName, leaveName});
+    test::ChildProcess host("floodsTheLink", {std::to_string(test::floodSeed())});
+    ASSERT_EQ(host.join(300s), 0);
+    flooded.Set();
     EXPECT_TRUE(learns(*link, {300, 200, 1}, 60s));
     link.reset();
     leave.Set();
-    EXPECT_EQ(host.join(60s), 0);
+    EXPECT_EQ(camera.join(60s), 0);
 }
 
 }  // namespace
