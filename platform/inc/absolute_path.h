@@ -3,5 +3,5 @@
 
 #include <string>
 
-/// The path from the root on, in the encoding in which it came; itself when it cannot be told.
+/// The absolute path, in the same encoding; the path itself when the system cannot determine it.
 std::string platform_absolutePath(const std::string& path);

@@ -1,4 +1,4 @@
-// Which file a name leads to, whatever the name is: two names of one file have the same identity.
+// Which file a name leads to: two names of one file have the same identity.
 #pragma once
 
 #include <compare>
@@ -6,14 +6,14 @@
 
 struct FileIdentity {
     std::uint64_t volume = 0;
-    std::uint64_t file = 0;  // on the volume; 0: cannot be found out
+    std::uint64_t file = 0;  // on the volume; 0: unknown
 
     bool known() const { return file != 0; }
     auto operator<=>(const FileIdentity&) const = default;
 };
 
-/// The file or folder that a name leads to, links followed. Not known of nothing, and on a volume without such numbers.
-/// Call it for what is known to be a file or a folder: on Windows a pipe would take it for a visitor.
+/// The file or folder that a name leads to; links are followed. Unknown when nothing is there, and on a volume without
+/// such numbers. Call it only for files and folders: on Windows a pipe would treat the call as a client.
 ///
-/// @param name  As the calls of platform.h take it: on Linux '\\' separates folders, too; may end with a separator.
+/// @param name  As for the calls of platform.h: on Linux '\\' separates folders, too. It may end with a separator.
 FileIdentity platform_identityOf(const char* name);

@@ -1,11 +1,11 @@
-// Descriptors of the Linux layer are 3 or higher. A host that was started without standard input, output or error has
-// their numbers free, and the system gives the lowest one: what the host then writes to standard error would land in
-// the bytes that two processes share.
+// Descriptors of the Linux layer are 3 or higher. If a host was started without standard input, output or error, their
+// numbers are free, and the system hands out the lowest free number. Text that the host then writes to standard error
+// would end up in the bytes that two processes share.
 #pragma once
 
-/// Every call of the layer that opens a descriptor goes through this, at once: highDescriptor(open(…)).
+/// Every call of the layer that opens a descriptor passes it to this function at once: highDescriptor(open(…)).
 ///
-/// @param opened  What the call gave: a descriptor that is closed on exec, or a negative number.
-/// @return        The same file under a number of 3 or higher, closed on exec; negative, with errno, when opening
-///                failed or there are too many open files.
+/// @param opened  Result of the call: a descriptor that is closed on exec, or a negative number.
+/// @return        The same file under a number of 3 or higher, closed on exec. Negative, with errno, when opening
+///                failed or too many files are open.
 int highDescriptor(int opened);

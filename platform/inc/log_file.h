@@ -1,6 +1,6 @@
-// Where the lines of the log go: a file that several processes append to, or standard error. One file per system.
-// Whatever it is (a pipe that nobody reads, a terminal that is held, a file that a stopped process has locked), a line
-// waits no longer than LogPatience grants.
+// Where the log's lines go: a file that several processes append to, or standard error. One source file per system. A
+// line never waits longer than LogPatience allows, even for a pipe that nobody reads, a held terminal or a file that a
+// stopped process has locked.
 #pragma once
 
 #include <cstddef>
@@ -9,29 +9,29 @@
 
 #include "log_patience.h"
 
-/// Never closed: it is written to until the process ends.
+/// Never closed: the log is written to until the process ends.
 class LogFile {
 public:
-    LogFile();  // standard error, as it is at each line: it may be redirected
+    LogFile();  // standard error, looked up for each line, because it may be redirected
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
-    /// Appends to that file from now on; it is made when missing.
-    /// @param maxBytes  A file of that size is renamed to PATH.1, in the place of the one before, and a new one begun;
-    ///                  0: never. All processes that write one file give the same.
-    /// @return          false: it cannot be opened, and lines keep going to standard error.
+    /// Appends to that file from now on; creates it when it is missing.
+    /// @param maxBytes  A file of this size is renamed to PATH.1, which replaces an older PATH.1, and a new file is
+    ///                  started. 0: never. All processes that write one file must pass the same value.
+    /// @return          false: it cannot be opened, and lines still go to standard error.
     bool open(const char* path, std::uint64_t maxBytes);
 
-    /// Appends a line, with its line end, in one piece, so that lines of several processes never mix; it is out when
-    /// this returns. No signal reaches the program for it.
-    /// @return  Lines that are lost (a full disk, a reader that has gone, nobody who reads): 0 or 1; 2 when one that
-    ///          was still under way before is lost as well.
+    /// Appends a line, including its line end, in one piece, so that lines of several processes never mix. The line is
+    /// written when this returns. It causes no signal in the program.
+    /// @return  Number of lost lines (full disk, no reader, a reader that does not read): 0 or 1; 2 when an earlier
+    ///          line that was still being written is lost as well.
     std::size_t write(const char* text, std::size_t length);
 
-    /// The file has twice its size, since it cannot be renamed, and takes nothing more.
+    /// The file cannot be renamed, has reached twice its size, and accepts nothing more.
     bool isOverfull() const { return _overfull; }
 
-    /// For a child of a fork: the part of a line that its parent has written is the parent's to end.
+    /// For a child of a fork: if its parent has written part of a line, only the parent completes that line.
     void forgetPart() { _midLine = false; }
 
     const std::string& path() const { return _path; }  // "": standard error
@@ -52,10 +52,10 @@ private:
     LogPatience _patience;
 };
 
-/// Has these run around each fork of the process: before it, and then in parent and child. Linux only: nothing forks
-/// on Windows.
+/// Runs these functions around each fork of the process: before it, and then in parent and child. Linux only: nothing
+/// forks on Windows.
 void platform_runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)());
 
-/// Keeps the library that this is linked into loaded until the process ends, whoever unloads it. On Linux it does
-/// nothing: that library is linked with -z nodelete.
+/// Keeps the library that contains this code loaded until the process ends, even if somebody unloads it. Does nothing
+/// on Linux, where that library is linked with -z nodelete.
 void platform_keepLibraryLoaded();

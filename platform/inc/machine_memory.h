@@ -1,9 +1,9 @@
-// How much memory there is to use, so that a program can keep to a share of it.
+// How much memory can be used, so that a program can limit itself to a share of it.
 #pragma once
 
 #include <cstdint>
 
-/// Bytes of memory that this process and its like may use together: the machine's, or fewer where it runs in a
-/// container: on Linux the smallest limit of its control groups (both versions), on Windows that of its job.
-/// 0 when the system does not tell.
+/// Bytes of memory that this process and its companions may use together: the machine's memory, or less in a container.
+/// The limit of a container is the smallest one of its control groups on Linux (both versions), and that of its job on
+/// Windows. 0 when the system gives no answer.
 std::uint64_t platform_machineMemoryBytes();

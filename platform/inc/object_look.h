@@ -1,8 +1,8 @@
 // Looks at named objects from outside, for diagnosis: nothing is created, changed, signalled or removed.
 //
-// On Linux the looker does not become a holder either: it reads the object's file and asks the kernel who has it
-// locked, so leftovers stay and a last holder that leaves meanwhile takes the object with it. On Windows there is no
-// such way: the object is opened for reading and held for the moment of the look.
+// On Linux this does not make the caller a holder either: it reads the object's file and asks the kernel who has locked
+// it. So leftovers stay, and a last holder that leaves in the meantime removes the object. Windows offers no such way:
+// there the object is opened for reading and held briefly.
 #pragma once
 
 #include <cstddef>
@@ -16,28 +16,28 @@ struct ObjectSight {
         absent,      // nobody holds an object of that name
         event,       // an event is held
         memory,      // shared memory is held
-        unreadable,  // something has the name that cannot be read as an object
+        unreadable,  // something that cannot be read as an object has the name
     };
     Kind kind = Kind::absent;
-    std::uint64_t bytes = 0;            // of shared memory: as its creator asked for, on Windows whole pages
+    std::uint64_t bytes = 0;            // of shared memory: as requested by its creator, on Windows whole pages
     std::vector<std::uint8_t> content;  // of shared memory: its first bytes
 };
 
 /// Looks at a name. Any thread.
-/// @param contentBytes  So many of a memory's first bytes are copied out, fewer when it has fewer.
+/// @param contentBytes  How many of a memory's first bytes to copy; fewer are copied when it has fewer.
 ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes);
 
 /// The folder in which this process's named objects are files.
 struct ObjectFolderSight {
-    bool has = false;                     // false: this system keeps named objects elsewhere; the rest is empty
-    std::string path;                     // empty: nobody has made one yet, and its usual name is taken
-    std::string squatter;                 // what has the usual name, so that another folder serves; empty: nothing
-    bool exists = false;                  // nobody has made an object yet, or removed its folder
-    std::string problem;                  // owner or rights that keep this user's programs out; empty: none
-    std::vector<std::string> leftovers;   // files that nobody holds, in byte order
-    std::vector<std::string> wrongFiles;  // files with a foreign owner, other rights than 0600, or none at all
+    bool has = false;                     // false: this system keeps named objects elsewhere, and the rest is empty
+    std::string path;                     // empty: nobody has created one yet, and its usual name is taken
+    std::string squatter;                 // what has the usual name, so that another folder is used; empty: nothing
+    bool exists = false;                  // false: nobody has created an object yet, or the folder was removed
+    std::string problem;                  // owner or rights that keep this user's programs out; empty: nothing is wrong
+    std::vector<std::string> leftovers;   // files that nobody holds, in byte order of their names
+    std::vector<std::string> wrongFiles;  // wrong owner, rights other than 0600, or not a file at all
     std::size_t held = 0;                 // files that some process holds
 };
 
-/// Looks at it. Any thread.
+/// Looks at the folder. Any thread.
 ObjectFolderSight platform_lookAtObjectFolder();

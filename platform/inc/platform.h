@@ -1,6 +1,6 @@
-// The only door to the kernel: the Win32 calls that this system is written against, with one meaning on both systems.
-// On Windows this is <windows.h> and friends; elsewhere platform_posix.h declares the same calls, types and constants,
-// and src/*_posix.cpp keep the promises that Windows makes.
+// The only door to the kernel: the Win32 calls that this system uses, with one meaning on both systems. On Windows this
+// is <windows.h> and related headers. Elsewhere platform_posix.h declares the same calls, types and constants, and
+// src/*_posix.cpp keep the promises that Windows makes.
 #pragma once
 
 #include <atomic>
@@ -24,8 +24,8 @@
 #include "platform_posix.h"
 #endif
 
-// Tells the compiler that a function formats as platform_vformat does, so that arguments are checked where it can.
-// glibc's checker knows %Iu only with another meaning, therefore the check is MinGW's alone.
+// Tells the compiler that a function formats as platform_vformat does, so that it can check the arguments. Only MinGW
+// checks them: glibc's checker gives %Iu another meaning.
 #if defined(_WIN32) && defined(__GNUC__)
 #define PLATFORM_FORMAT(formatIndex, firstArgument) __attribute__((format(ms_printf, formatIndex, firstArgument)))
 #else
@@ -43,24 +43,24 @@ inline void fullBarrier() {
 #endif
 }
 
-/// The system's one printf-style formatter. It understands what the C standard does and, on both systems, the size
-/// prefix `I` of Windows: %Iu and %Id print a std::size_t and its signed twin in full, %I64u and %I64d 64 bits.
+/// The system's one printf-style formatter. It understands what the C standard defines and, on both systems, the
+/// Windows size prefix `I`: %Iu and %Id print a full std::size_t and its signed counterpart, %I64u and %I64d 64 bits.
 ///
 /// @param buffer  Receives at most size - 1 characters and a terminator; may be null when size is 0.
 /// @param size    Bytes in buffer.
-/// @return        Length of the whole text without terminator, also when it did not fit; negative when it cannot be
-///                formatted (buffer then holds an empty text when size is not 0).
+/// @return        Length of the whole text without terminator, even if it did not fit. Negative when it cannot be
+///                formatted; buffer then holds an empty text unless size is 0.
 int platform_vformat(char* buffer, std::size_t size, const char* format, std::va_list arguments) PLATFORM_FORMAT(3, 0);
 
-/// platform_vformat with its arguments in line.
+/// Same as platform_vformat, with the arguments in the call.
 int platform_format(char* buffer, std::size_t size, const char* format, ...) PLATFORM_FORMAT(3, 4);
 
-/// Gives a file that is to replace another the other's permissions, and its owner leave to write it. Linux only: on
-/// Windows a file has the rights of its folder. Nothing happens where a file is missing or the system refuses it.
+/// Gives the file `replacement` the permissions of the file `replaced`, and lets its owner write it. Linux only: on
+/// Windows a file has the rights of its folder. Does nothing if a file is missing or the system refuses.
 void platform_takePermissions(const char* replaced, const char* replacement);
 
-/// Nanoseconds of the machine's monotonic clock: CLOCK_MONOTONIC, or the performance counter. One clock for all
-/// processes of the machine; counts from some moment before they started.
+/// Nanoseconds of the machine's monotonic clock: CLOCK_MONOTONIC, or the performance counter. All processes of the
+/// machine share this clock; it counts from some moment before they started.
 std::int64_t platform_monotonicNanoseconds();
 
 /// Sleeps until the monotonic clock has reached the deadline, never shorter.
@@ -70,28 +70,28 @@ std::int64_t platform_monotonicNanoseconds();
 bool platform_sleepUntil(std::int64_t deadlineNanoseconds);
 
 /// From now on Ctrl-C, a request to terminate and a closed terminal (SIGINT, SIGTERM, SIGHUP unless it was ignored;
-/// console control events) do not end the process but make platform_stopRequested true. A second one ends the process
-/// at once, but no SIGHUP does. On Linux a file that has reached the size limit of the process (RLIMIT_FSIZE) is from
-/// then on a full disk and ends nothing. Programs only, never the plugin.
+/// console control events) do not end the process, but make platform_stopRequested true. A second request ends the
+/// process at once; a second SIGHUP does not. On Linux a file that reaches the size limit of the process (RLIMIT_FSIZE)
+/// is from then on treated as a full disk and does not end the process. Programs only, never the plugin.
 void platform_installStopHandler();
 
 /// True once a stop was requested. Any thread.
 bool platform_stopRequested();
 
-/// Opens the null device in the place of standard input, output and error where the program was started without them,
-/// so that no file that it opens later gets what is meant for them. Programs only, as the first thing that they do.
+/// If the program was started without standard input, output or error, opens the null device in their place, so that no
+/// file that is opened later receives what is meant for them. Programs only, as their first action.
 void platform_openMissingStandardStreams();
 
-/// From now on a write into a pipe that nobody reads any more fails, and does not end the process. Programs only.
+/// From now on writing to a pipe that nobody reads fails instead of ending the process. Programs only.
 void platform_letBrokenPipesFail();
 
-/// Takes one finding of this layer that no result can carry, a sentence without line end. Any thread. No lock of the
-/// layer is held meanwhile: it may make and use named objects, and take its time.
+/// Receives one finding of this layer that no result can carry: a sentence without line end. Any thread. The layer
+/// holds no lock during the call, so the function may create and use named objects and take its time.
 using PlatformReport = void (*)(const char* text);
 
-/// The one place to report to; null: standard error, as long as nobody has filled the place. The diagnostics library
-/// does.
+/// Sets the one function that receives reports; null, as at the start: they go to standard error. The diagnostics
+/// library sets it.
 void platform_setReport(PlatformReport report);
 
-/// Reports a finding. The calling thread's last error stays. Used by this layer.
+/// Reports a finding. The calling thread's last error stays unchanged. Used by this layer.
 void platform_report(const char* text);

@@ -1,14 +1,15 @@
 // The Win32 calls, types and constants that the system uses, for Linux. Include platform.h, never this file.
-// Each call answers as Windows does, last-error codes included; where it supports less than Windows, its comment says
-// so. Where the answer is another one on purpose, it stands here, and tests/exceptions_test.cpp holds both answers:
-//   - File names are those of Linux. Upper and lower case differ, dots and blanks at the end count, ? * < > | " and
-//     control characters are allowed (Windows: 123), and ".." is the parent of a folder that exists: a user's files may
-//     have such names and must be opened. _findfirst first finds the file whose name is the pattern itself.
-//   - A file that somebody reads can be renamed, replaced and removed (Windows: 32, 5, EACCES); whoever has it open
-//     keeps the old content. The system does not tell who reads a file, and a reader's lock would keep writers out.
-//   - More shared memory than the machine has is refused by the call that creates it (1455), not by the one that maps
-//     it: a page that turns out to be missing later would end the process.
-//   - Names of objects may begin with "Local\" and "Global\", not with another session's folder ("Session\1\X": 3).
+// Each call answers as Windows does, including last-error codes. If it supports less than Windows, its comment says so.
+// These answers differ on purpose; tests/exceptions_test.cpp shows both answers of each:
+//   - File names follow Linux. Upper and lower case differ, dots and spaces at the end count, ? * < > | " and control
+//     characters are allowed (Windows: 123), and ".." is the parent of a folder that exists: users' files may have such
+//     names and must be opened. _findfirst first finds the file whose name is the pattern itself.
+//   - A file that somebody is reading can be renamed, replaced and removed (Windows: 32, 5, EACCES); whoever has it
+//     open keeps the old content. The system does not tell who reads a file, and a reader's lock would keep writers
+//     out.
+//   - If a process asks for more shared memory than the machine has, the call that creates it fails (1455), not the
+//     call that maps it: a page that turns out to be missing later would end the process.
+//   - Names of objects may begin with "Local\" and "Global\", but not with another session's folder ("Session\1\X": 3).
 #pragma once
 
 #include <cstddef>
@@ -187,46 +188,46 @@ extern "C" {
 
 // ------------------------------------------------------------------------------------------ last error
 
-/// The calling thread's code of the last call that failed, or that reported by its success (183).
+/// The calling thread's code of the last call that failed, or the code that a successful call reported (183).
 DWORD GetLastError();
 void SetLastError(DWORD code);
 
 // --------------------------------------------------------------------------------------- named objects
-// A named object lives as long as some process holds a handle of it, also when that process is killed; a view keeps the
-// bytes, not the name. Events and mappings share one name space; names have up to 259 characters (else 206) and are
-// case-sensitive, "Local\X" is "X", "Global\X" is another object, "" makes one without a name. A handle may do what it
-// was opened for (else 5); one from a create call may do all. The environment variable PLATFORM_OBJECT_NAMESPACE, read
-// at the first use, separates whole sets of names.
+// A named object lives as long as some process holds a handle of it; a killed process holds none. A view keeps the
+// bytes, not the name. Events and mappings share one name space. Names have up to 259 characters (longer: 206) and are
+// case-sensitive; "Local\X" is "X", "Global\X" is another object, "" creates one without a name. A handle allows what
+// it was opened for (anything more: 5); a handle from a create call allows everything. The environment variable
+// PLATFORM_OBJECT_NAMESPACE, read at the first use, separates whole sets of names.
 
-/// Closes a handle of any kind. 6 for one that is not open. INVALID_HANDLE_VALUE is the pseudo handle of the process
-/// itself, as on Windows: TRUE, and nothing is closed.
+/// Closes a handle of any kind; 6 when it is not open. INVALID_HANDLE_VALUE is the pseudo handle of the process itself,
+/// as on Windows: the result is TRUE, and nothing is closed.
 BOOL CloseHandle(HANDLE handle);
 
-/// Creates a block of zeroed shared memory, or opens the one of that name and leaves 183 as last error. On Linux only
-/// memory of its own (file INVALID_HANDLE_VALUE, PAGE_READWRITE). The memory is committed here, so that a full
-/// machine is an error now (1455) and no fault later.
+/// Creates a block of zeroed shared memory, or opens the existing one of that name and sets the last error to 183. On
+/// Linux only memory without a file is supported (file INVALID_HANDLE_VALUE, PAGE_READWRITE). The memory is committed
+/// here, so that lack of memory is an error of this call (1455) and not a fault later.
 HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protect, DWORD sizeHigh, DWORD sizeLow,
                           LPCSTR name);
 HANDLE OpenFileMappingA(DWORD access, BOOL inheritHandle, LPCSTR name);
 
-/// Maps a block: readable and writable with FILE_MAP_WRITE, readable with FILE_MAP_READ, else not to be touched. On
-/// Linux from its start only (offset 0), and no copy of it (FILE_MAP_COPY: 50).
+/// Maps a block: readable and writable with FILE_MAP_WRITE, readable with FILE_MAP_READ, otherwise not accessible. On
+/// Linux only from its start (offset 0), and never as a copy (FILE_MAP_COPY: 50).
 LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes);
 BOOL UnmapViewOfFile(LPCVOID address);
 
-/// Describes the pages from address to the end of the view that holds it. On Linux for views alone: 0, last error 87,
-/// for any other address.
+/// Describes the pages from address to the end of the view that contains it. On Linux it knows views only: 0, last
+/// error 87, for any other address.
 SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length);
 
-/// Creates or opens (last error 183) an auto-reset event. On Linux no manual-reset ones (error 50).
+/// Creates or opens (last error 183) an auto-reset event. On Linux no manual-reset events (error 50).
 HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name);
 HANDLE OpenEventA(DWORD access, BOOL inheritHandle, LPCSTR name);
 BOOL SetEvent(HANDLE event);
 
 /// Waits for one event; never returns WAIT_TIMEOUT early. INVALID_HANDLE_VALUE is the process itself and never signals.
-/// On Linux exactly one handle (else error 50), and of an event (else 6, for a mapping 5); and an event has 31 places.
-/// Each thread that waits takes one, and a process that has waited keeps up to four until it closes the event. Who
-/// finds none looks each millisecond whether a signal is kept or a place has become free.
+/// On Linux it takes exactly one handle (otherwise error 50), which must be an event (otherwise 6, for a mapping 5). An
+/// event has 31 places. Each waiting thread takes one, and a process that has waited keeps up to four until it closes
+/// the event. A thread that finds none checks every millisecond whether a signal is kept or a place has become free.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 
 // ----------------------------------------------------------------------------------- threads and clock
@@ -243,62 +244,63 @@ DWORD GetCurrentProcessId();
 
 // ----------------------------------------------------------------------------------- modules and files
 
-/// Full file name of a module, null for the program; also of one that was loaded by a relative path, and also when the
-/// working folder has changed since. On success its length without terminator. A name that does not
-/// fit is cut and, as on some versions of Windows, not terminated: the result is then size and the last error 122.
+/// Full file name of a module, null for the program. Also works for a module that was loaded by a relative path, even
+/// if the working folder has changed since. On success returns its length without terminator. A name that does not fit
+/// is cut and, as on some versions of Windows, not terminated; the result is then size and the last error 122.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
 
-/// Loads a shared library by path; file must be null. Folders may be separated by '\' too.
+/// Loads a shared library by path; file must be null. '\' may separate folders, too.
 HMODULE LoadLibraryExA(LPCSTR path, HANDLE file, DWORD flags);
 FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 BOOL FreeLibrary(HMODULE module);
 
-/// Opens a file. Folders may be separated by '\' too. A folder is refused (5). On Linux
+/// Opens a file. '\' may separate folders, too. A folder is refused (5). On Linux
 ///   - for reading: GENERIC_READ, OPEN_EXISTING;
-///   - for writing: FILE_WRITE_DATA with CREATE_NEW (80 when it exists) or CREATE_ALWAYS, which empties what exists;
-///   - for writing at its end: FILE_APPEND_DATA, OPEN_ALWAYS. The last two leave 183 or 0 as last error.
-/// Everything else is refused (50). A second writer is refused (32); readers are never, whatever shareMode says. No
-/// program that is started inherits the handle, whatever the attributes say.
-/// FILE_FLAG_WRITE_THROUGH brings each write to the disk before WriteFile returns.
+///   - for writing: FILE_WRITE_DATA with CREATE_NEW (80 when it exists) or CREATE_ALWAYS, which empties an existing
+///     file;
+///   - for writing at its end: FILE_APPEND_DATA, OPEN_ALWAYS. The last two set the last error to 183 or 0.
+/// Every other combination is refused (50). A second writer is refused (32); readers never are, whatever shareMode
+/// says. Started programs do not inherit the handle, whatever the attributes say. FILE_FLAG_WRITE_THROUGH writes the
+/// bytes to the disk before WriteFile returns.
 HANDLE CreateFileA(LPCSTR fileName, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* attributes, DWORD creation,
                    DWORD flags, HANDLE templateFile);
 
 /// Reads up to size bytes; TRUE with 0 bytes at the end of the file.
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRead, OVERLAPPED* overlapped);
 
-/// Writes all bytes, or fails (112 when the disk is full). What was written before it failed stays in the file, and
-/// bytesWritten counts it.
+/// Writes all bytes, or fails (112 when the disk is full). Bytes that were written before the failure stay in the file,
+/// and bytesWritten counts them.
 BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVERLAPPED* overlapped);
 
-/// Returns once what was written is on the disk. The file must be open for writing (else 5).
+/// Returns when all written bytes are on the disk. The file must be open for writing (otherwise 5).
 BOOL FlushFileBuffers(HANDLE file);
 
-/// Sets the position of the next byte that is read or written, 0 or more from FILE_BEGIN (on Linux from nowhere else,
-/// and the position cannot be asked for: else 50; below 0: 131).
+/// Sets the position of the next byte to read or write, 0 or more from FILE_BEGIN. On Linux only from FILE_BEGIN, and
+/// the position cannot be queried (otherwise 50); below 0: 131.
 BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position, DWORD method);
 
-/// Ends the file at its position. The file must be open for writing (else 5).
+/// Ends the file at its position. The file must be open for writing (otherwise 5).
 BOOL SetEndOfFile(HANDLE file);
 
-/// Makes an empty file "<folder>\<prefix><hexadecimal number>.tmp" of a name that did not exist.
+/// Creates an empty file "<folder>\<prefix><hexadecimal number>.tmp" with a new name.
 ///
 /// @param prefix    Up to three characters of it are used.
-/// @param unique    0; on Linux nothing else (50).
+/// @param unique    Must be 0 on Linux (otherwise 50).
 /// @param fileName  Receives the name: MAX_PATH bytes.
-/// @return          The number; 0 on failure: 267 for no folder, 111 for a folder's name that is too long.
+/// @return          The number; 0 on failure: 267 if the folder is none, 111 if its name is too long.
 ///
-/// On Linux the file is remembered until it is renamed or removed: CREATE_ALWAYS, renaming and removing meet this very
-/// file, and are refused (5) when somebody has put another one or a link under its name.
+/// On Linux the file is remembered until it is renamed or removed. CREATE_ALWAYS, renaming and removing apply to
+/// exactly this file; they are refused (5) when somebody has put another file or a link under its name.
 UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName);
 
-/// Renames a file, replacing an existing one; never a folder (5), nor a read-only file (5), on Linux one that its owner
-/// may not write. On Linux flags must be MOVEFILE_REPLACE_EXISTING, and a target that is open is replaced as well, its
-/// holders keep the old content: Windows refuses it (5). A symbolic link is replaced itself, not the file that it leads
-/// to.
+/// Renames a file and replaces an existing one; never a folder (5), nor a read-only file (5), which on Linux is a file
+/// that its owner may not write. On Linux flags must be MOVEFILE_REPLACE_EXISTING, and an open target is replaced as
+/// well; whoever has it open keeps the old content. Windows refuses that (5). A symbolic link is replaced itself, not
+/// its target.
 BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
 
-/// Finds the first entry of a folder whose name matches; the last part of the pattern may hold * and ?. On Linux the
-/// folder itself and its parent, "." and "..", come first, the others in byte order, and nothing is hidden.
+/// Finds the first entry of a folder whose name matches; the last part of the pattern may contain * and ?. On Linux the
+/// folder itself and its parent, "." and "..", come first, then the others in byte order, and nothing is hidden.
 ///
 /// @return  A handle for _findclose; -1 with errno set when nothing matches.
 std::intptr_t _findfirst(const char* pattern, _finddata_t* found);  // NOLINT(bugprone-reserved-identifier)
@@ -315,11 +317,12 @@ int _access(const char* fileName, int mode);
 
 // ----------------------------------------------------------------------------------- unique identities
 
-/// A time-based identity, different at every call. RPC_S_OK or RPC_S_UUID_LOCAL_ONLY; both leave a usable one.
+/// A time-based identity, different at every call. RPC_S_OK or RPC_S_UUID_LOCAL_ONLY; the identity is usable in both
+/// cases.
 RPC_STATUS UuidCreateSequential(UUID* uuid);
 /// A random identity. RPC_S_OK.
 RPC_STATUS UuidCreate(UUID* uuid);
-/// Lower-case text of the 8-4-4-4-12 form in a block that RpcStringFreeA frees.
+/// Lower-case text in the 8-4-4-4-12 form, in a block that RpcStringFreeA frees.
 RPC_STATUS UuidToStringA(const UUID* uuid, RPC_CSTR* text);
 RPC_STATUS RpcStringFreeA(RPC_CSTR* text);
 

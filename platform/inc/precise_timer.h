@@ -5,11 +5,12 @@
 
 #include "sleep_margin.h"
 
-/// One thread's: the one that makes it, sleeps and destroys it.
+/// Belongs to one thread, which creates it, sleeps and destroys it.
 ///
-/// Linux: the thread's timer slack is 1 ns as long as the timer lives. Windows: a high-resolution timer where there is
-/// one, else the plain one; it wakes early by how late it was found to wake when the timer was made (which takes about
-/// 10 ms) and at each sleep since, and the rest is spun.
+/// Linux: the thread's timer slack is 1 ns as long as the timer lives. Windows: a high-resolution timer where
+/// available, otherwise the plain one. The timer is set to expire early, by the lateness measured so far, and the
+/// remaining time is spent spinning. The lateness is first measured when the timer is created (about 10 ms), then at
+/// each sleep.
 class PreciseTimer {
 public:
     PreciseTimer();
@@ -23,11 +24,11 @@ public:
     ///          (platform_installStopHandler). On Linux that takes up to 100 ms when another thread got the signal.
     bool sleepUntil(std::int64_t deadlineNanoseconds);
 
-    /// As sleepUntil, but without spinning: wakes somewhat before the deadline or after it.
+    /// Same as sleepUntil, but without spinning: wakes somewhat before or after the deadline.
     bool sleepUntilAbout(std::int64_t deadlineNanoseconds);
 
 private:
-    [[maybe_unused]] void* _handle = nullptr;  // Windows: of the system's timer
+    [[maybe_unused]] void* _handle = nullptr;  // Windows: the system's timer
     SleepMargin _margin{0};
     [[maybe_unused]] long _formerSlack = 0;  // Linux: ns
 };

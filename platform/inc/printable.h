@@ -1,11 +1,11 @@
-// Texts of unknown origin, made fit for a terminal.
+// Makes text of unknown origin safe to print on a terminal.
 #pragma once
 
 #include <cstddef>
 #include <string>
 
-/// Control characters as question marks, a byte each, those of UTF-8 (U+0080 to U+009F) too: a terminal would obey
-/// them.
+/// Replaces control characters by question marks, one per byte, also those of UTF-8 (U+0080 to U+009F): a terminal
+/// would obey them.
 inline std::string printable(std::string text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);

@@ -1,11 +1,11 @@
-// Files that a program reads whole. Regular ones only: a pipe or a device could keep it waiting, or never end.
+// Files that a program reads whole. Regular files only: a pipe or a device could block the program, or never end.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-/// What tells one version of a file from another; not two of the same size within one tick of the file system's clock.
+/// Distinguishes versions of a file; not two of the same size within one tick of the file system's clock.
 struct FileStamp {
     std::uint64_t bytes = 0;
     std::int64_t written = 0;  // time of the last change, in the system's own units
@@ -21,19 +21,19 @@ public:
     RegularFile(const RegularFile&) = delete;
     RegularFile& operator=(const RegularFile&) = delete;
 
-    /// Opens a file, without waiting for anything but its disk. To call once.
+    /// Opens a file without waiting for anything except its disk. Call it once.
     ///
     /// @param path   In the encoding in which the system gives names.
-    /// @param error  Receives the path and the reason: it cannot be opened, is a folder, or is no regular file.
+    /// @param error  Receives the path and the reason: it cannot be opened, is a folder, or is not a regular file.
     bool open(const std::string& path, std::string& error);
 
-    /// Size and time as they were when it was opened.
+    /// Size and time when it was opened.
     const FileStamp& stamp() const { return _stamp; }
 
-    /// The next bytes. @return their number, less than size at the end only; -1 when they cannot be read.
+    /// Reads the next bytes. @return Their number, less than size only at the end; -1 when they cannot be read.
     std::ptrdiff_t read(void* buffer, std::size_t size);
 
-    /// What is left of the bytes that it had when it was opened, in a text or a vector of bytes.
+    /// Reads the rest of the bytes that the file had when it was opened, into a text or a vector of bytes.
     /// @return false when it cannot be read.
     template <typename Bytes>
     bool readAll(Bytes& bytes) {
@@ -44,13 +44,13 @@ public:
     }
 
 private:
-    std::intptr_t _file = -1;  // the system's own handle; -1: none
+    std::intptr_t _file = -1;  // the system's own handle; -1: not open
     FileStamp _stamp;
 };
 
-/// What a name leads to, found out without waiting for anything but the disk.
+/// What a name leads to, determined without waiting for anything except the disk.
 struct FileLook {
-    bool regular = false;     // neither this nor the next: a folder, or nothing that can be seen
+    bool regular = false;     // both false: a folder, or nothing that can be seen
     bool other = false;       // a pipe or a device
     std::uint64_t bytes = 0;  // of a regular file
 };

@@ -1,18 +1,18 @@
-// A file that takes the place of another one, or of none.
+// A file that replaces another one, or fills an empty place.
 #pragma once
 
 #include <string>
 
 #include "platform.h"
 
-/// It is made beside the place that it is to take, under a name that nobody can guess (".dorven-….part"), and made
-/// exclusively: it is never a file that was there already, and nothing is written through a link that somebody planted.
-/// It is then told by its open handle, not by its name: who renames it, or puts another file under its name, neither
-/// gets that file moved nor removed. On Linux, which moves and removes names only, that holds up to the moment between
-/// the last look at the name and the call; what comes in it is moved, for which takePlace answers 5, or removed. A
-/// process that is killed before the file has taken its place leaves it behind. One thread at a time.
+/// The file is created in the folder of its place, under a name that nobody can guess (".dorven-….part"), and
+/// exclusively: it is never a file that existed before, and nothing is written through a link that somebody prepared.
+/// From then on its open handle identifies it, not its name. Whoever renames it, or puts another file under its name,
+/// causes neither of them to be moved or removed. Linux moves and removes by name only, so there is a gap between the
+/// last check of the name and the call: a file that appears in this gap is moved, and takePlace returns 5, or it is
+/// removed. If the process is killed before the file has taken its place, the file stays behind. One thread at a time.
 ///
-/// Each call answers with an error code of platform.h; ERROR_SUCCESS when it did what it says.
+/// Each call returns an error code of platform.h, or ERROR_SUCCESS.
 class ReplacementFile {
 public:
     ReplacementFile() = default;
@@ -21,33 +21,34 @@ public:
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
 
-    /// Makes the file, empty. On Linux it gets the permissions of the file in the place.
+    /// Creates the file, empty. On Linux it gets the permissions of the file that it replaces.
     /// @param place  Path of the place; on Linux '\\' separates folders, too.
     DWORD open(const std::string& place);
 
-    /// To write it with the calls of platform.h; stays the file's own. INVALID_HANDLE_VALUE: it is not open.
+    /// For writing with the calls of platform.h; this object keeps it. INVALID_HANDLE_VALUE: the file is not open.
     HANDLE handle() const { return _file; }
 
-    /// Puts it in its place. A link there is replaced, not what it leads to. Refused, with 5, where the place has a
-    /// folder, a device or a file that may not be written, and, with 32, where another writer has that file open; on
-    /// Windows also where a reader has it open who does not let it be removed, as most do not. The file stays open and
-    /// may be written further; no other writer can open it until it is closed. Until then most readers cannot open it
-    /// on Windows, either, because it could still be removed: a file that grows for long calls admitReaders.
+    /// Moves it to its place. If a link is there, the link is replaced, not its target. Fails with 5 if the place
+    /// contains a folder, a device or a file that may not be written, and with 32 if another writer has that file open.
+    /// On Windows it also fails with 32 if a reader has it open without permitting removal, as most readers do. The
+    /// file stays open and can still be written; no other writer can open it until it is closed. On Windows most
+    /// readers cannot open it until then either, because it could still be removed: call admitReaders for a file that
+    /// grows for a long time.
     DWORD takePlace();
 
-    /// Opens a file that took its place anew, as one that is written and no more. To call after takePlace, for readers
-    /// that do not let a file be removed; on Linux nobody keeps them away. Refused, with 32, where another writer came
-    /// in between; the file is then closed.
+    /// Reopens a file that took its place, for writing only and no longer for removal. Call it after takePlace, for
+    /// readers that do not permit removal; on Linux nothing keeps readers away. Fails with 32 if another writer opened
+    /// the file in between; the file is then closed.
     DWORD admitReaders();
 
-    /// Closes it; one that has not taken its place is removed.
+    /// Closes the file; removes it if it has not taken its place.
     void close();
 
 private:
     HANDLE _file = INVALID_HANDLE_VALUE;
-    int _descriptor = -1;  // on Linux: that of the handle
-    int _folder = -1;      // on Linux: that of the place's folder
+    int _descriptor = -1;  // on Linux: the handle's descriptor
+    int _folder = -1;      // on Linux: descriptor of the place's folder
     std::string _place;    // path; on Linux the name in the folder
-    std::string _made;     // the same of the file, as it was made
+    std::string _made;     // the file's own path or name, as created
     bool _placed = false;
 };

@@ -1,4 +1,4 @@
-// What a program finds set by its user: variables, and the folder of configuration files.
+// What a program's user has set: environment variables and the folder of configuration files.
 #pragma once
 
 #include <string>
@@ -6,14 +6,14 @@
 
 struct Surroundings {
     std::vector<std::string> environment;  // NAME=VALUE each
-    std::string configFolder;              // with a separator at its end; empty: the user has none
+    std::string configFolder;              // ends with a separator; empty: the user has none
 };
 
-/// This process's own.
+/// Those of this process.
 Surroundings platform_surroundings();
 
-/// The folder for this program's files that the environment names: $XDG_CONFIG_HOME/dorven/, else
-/// $HOME/.config/dorven/; on Windows %APPDATA%\dorven\. A relative one does not count.
+/// The folder for this program's files according to these variables: $XDG_CONFIG_HOME/dorven/, otherwise
+/// $HOME/.config/dorven/; on Windows %APPDATA%\dorven\. Relative paths are ignored.
 std::string platform_configFolderIn(const std::vector<std::string>& environment);
 
 /// Value of a variable; empty when it is not set.

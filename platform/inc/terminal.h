@@ -1,10 +1,10 @@
-// Whether people watch, and what they can see.
+// Whether a terminal is attached, and how wide it is.
 #pragma once
 
 #include <cstddef>
 
-/// True when standard error is a terminal, where a line can be written over.
+/// True when standard error is a terminal, where a line can be overwritten.
 bool platform_standardErrorIsTerminal();
 
-/// Characters in a line of the terminal on standard error; 80 when it does not tell.
+/// Columns of the terminal on standard error; 80 when unknown.
 std::size_t platform_terminalColumns();

@@ -1,5 +1,5 @@
-// Narrow texts as paths of the standard library and back. Narrow texts are UTF-8 in our programs; a path made of plain
-// char would not be taken for it on Windows.
+// Narrow texts as paths of the standard library and back. Our programs use UTF-8 in narrow texts; Windows would not
+// read a path made of plain char as UTF-8.
 #pragma once
 
 #include <filesystem>

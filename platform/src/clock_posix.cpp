@@ -7,7 +7,7 @@
 namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
-// A stop request that arrives on another thread does not interrupt the sleep; this bounds how long it waits.
+// A stop request that arrives on another thread does not interrupt the sleep; this bounds how late it is noticed.
 constexpr std::int64_t kSliceNanoseconds = 100'000'000;
 
 }  // namespace

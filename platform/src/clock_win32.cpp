@@ -9,7 +9,7 @@ std::int64_t platform_monotonicNanoseconds() {
     }();
     LARGE_INTEGER count;
     QueryPerformanceCounter(&count);
-    // Seconds and rest apart, so that the product does not overflow.
+    // Seconds and remainder separately, so that the product does not overflow.
     return count.QuadPart / frequency * kNanosecondsPerSecond +
            count.QuadPart % frequency * kNanosecondsPerSecond / frequency;
 }

@@ -6,7 +6,7 @@
 #include <dirent.h>
 #include <unistd.h>
 
-/// Descriptor that closes itself, and with it all its locks, unless it is released.
+/// A descriptor that closes itself, which also frees all its locks, unless it is released.
 class Descriptor {
 public:
     explicit Descriptor(int value) : _value(value) {}
@@ -22,10 +22,10 @@ private:
     int _value;
 };
 
-/// What stands in a folder, to be read; closes itself.
+/// The open content of a folder; closes itself.
 using FolderEntries = std::unique_ptr<DIR, int (*)(DIR*)>;
 
-/// Takes over a folder's descriptor, or the negative number of one that could not be opened. Null with errno.
+/// Takes over a folder's descriptor; a negative number says that opening failed. Null with errno.
 inline FolderEntries folderEntries(int opened) {
     Descriptor folder(opened);
     DIR* const entries = folder.get() < 0 ? nullptr : fdopendir(folder.get());

@@ -1,9 +1,9 @@
-// What a shared event knows, in one word that every step changes at once: whether a signal is kept, who waits, and who
-// of them was released. docs/model/event.pml walks through all orders of these steps, with a kill at each.
+// The state of a shared event, in one word that every step changes at once: whether a signal is kept, who waits, and
+// which waiters were released. docs/model/event.pml checks all orders of these steps, with a kill at each.
 //
-// A thread that waits sits in one of 31 seats. A set releases one seat whose sitter has not been released yet; with
-// nobody left to release it keeps the signal. Who was released stands up when it runs again, however late: its signal
-// cannot be merged with the next one, nor taken by another.
+// A waiting thread sits in one of 31 seats. A set releases one seat whose sitter has not been released yet; if there is
+// none, it keeps the signal. A released thread stands up when it runs again, however late: its signal cannot be merged
+// with the next one, nor taken by another thread.
 #pragma once
 
 #include <bit>
@@ -16,7 +16,7 @@ constexpr std::uint32_t kAllSeats = (1u << kEventSeats) - 1;
 struct EventState {
     static constexpr std::uint32_t kKept = 1u << kEventSeats;
 
-    std::uint32_t released = 0;  // bit i: the one in seat i is released; kKept: a signal waits. The futex word
+    std::uint32_t released = 0;  // bit i: seat i is released; kKept: a signal is kept. The futex word
     std::uint32_t seated = 0;    // bit i: somebody sits in seat i
 
     constexpr bool isKept() const { return (released & kKept) != 0; }
@@ -25,7 +25,7 @@ struct EventState {
     constexpr std::uint32_t releasedSeats() const { return released & kAllSeats; }
     constexpr std::uint32_t waitingSeats() const { return seated & ~released & kAllSeats; }
 
-    /// False for what no step can lead to: somebody else has written here.
+    /// False for a word that no step leads to: somebody else has written here.
     constexpr bool isSound() const {
         return (seated & kKept) == 0 && (releasedSeats() & ~seated) == 0 && !(isKept() && waitingSeats() != 0);
     }
@@ -37,7 +37,8 @@ struct EventState {
         return seat == kNoSeat ? EventState{released | kKept, seated} : EventState{released | 1u << seat, seated};
     }
 
-    /// Whom a set releases: the next behind `last` that waits, so that all have their turn; kNoSeat: nobody.
+    /// The seat that a set releases: the next waiting seat after `last`, so that all have their turn; kNoSeat: nobody
+    /// waits.
     constexpr unsigned nextToRelease(unsigned last) const {
         const std::uint32_t waiting = waitingSeats();
         if (waiting == 0) return kNoSeat;

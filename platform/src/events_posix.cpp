@@ -1,8 +1,8 @@
 // Auto-reset events on one word per event (event_state.h), shared between processes.
 //
-// A seat belongs to a process: its lock (object_locks_posix.h) ends with the process however that ends. So
-// whoever gets the lock of a seat that somebody seems to sit in knows that the sitter has died, and hands on what was
-// its own. Only the lock's holder sits down in a seat, or clears it.
+// A seat belongs to a process: the kernel frees its lock (object_locks_posix.h) when the process ends, however it ends.
+// If a process gets the lock of a seat that looks taken, the sitter has died, and the process passes on the dead
+// sitter's signal. Only the lock's holder takes or clears a seat.
 
 #include <atomic>
 #include <bit>
@@ -56,10 +56,10 @@ public:
     void set() {
         unsigned seat = kNoSeat;
         const EventState before = release(kNoSeat, seat);
-        // Those who were released and have not stood up run already, unless whoever released them died before it woke
-        // them.
+        // Released waiters that have not stood up are running already, unless their setter died before it woke them.
         if (before.releasedSeats() != 0) wake(before.releasedSeats());
-        // One that sleeps was awake a moment ago, or has died: then the next one is released in its place.
+        // A sleeping waiter that cannot be woken has just woken up by itself or has died; if it died, the next one is
+        // released.
         while (seat != kNoSeat && !wake(bitOf(seat)) && claim(seat)) {
             const unsigned dead = seat;
             release(dead, seat);
@@ -76,7 +76,7 @@ public:
         return now.releasedSeats() != 0 && takeLeftBehind(now.releasedSeats());
     }
 
-    /// @param deadline  On the monotonic clock; null waits for ever.
+    /// @param deadline  On the monotonic clock; null: no limit.
     /// @return          True when the wait was released, false when the deadline passed.
     bool wait(const timespec* deadline) {
         if (take()) return true;
@@ -103,7 +103,7 @@ private:
 
     EventState load() const { return EventState::of(word().load(std::memory_order_seq_cst)); }
 
-    /// One step: from `now` to `next`; else false, and `now` is what stands there.
+    /// One step: from `now` to `next`. Otherwise false, and `now` receives the current word.
     bool change(EventState& now, EventState next) const {
         std::uint64_t expected = now.word();
         if (word().compare_exchange_strong(expected, next.word(), std::memory_order_seq_cst)) return true;
@@ -115,13 +115,12 @@ private:
         return syscall(SYS_futex, futexWord(), FUTEX_WAKE_BITSET, INT_MAX, nullptr, nullptr, seatBits) > 0;
     }
 
-    /// Releases the next one, or keeps the signal. A kept signal is stored again, so that whoever takes it sees what
+    /// Releases the next waiter, or keeps the signal. A kept signal is stored again, so that whoever takes it sees what
     /// was written before this set.
     ///
-    /// @param dead  A seat whose lock this process has: it is cleared in the same step, and its signal is the one that
-    ///              is handed on. Without one there (the sitter took it before it let the seat go) nothing happens.
-    ///              kNoSeat: a new signal.
-    /// @param seat  Receives the one that was released; kNoSeat: nobody.
+    /// @param dead  A seat whose lock this process has: the same step clears it and passes on its signal. Nothing
+    ///              happens if it has no signal (its sitter took it before leaving the seat). kNoSeat: a new signal.
+    /// @param seat  Receives the seat that was released; kNoSeat: none.
     /// @return      The state before.
     EventState release(unsigned dead, unsigned& seat) const {
         EventState now = load();
@@ -139,7 +138,7 @@ private:
         return now;
     }
 
-    /// Takes the kept signal. A state that no step leads to is a signal, too: taken once, and all begins anew with 0.
+    /// Takes the kept signal. A word that no step leads to also counts as one signal; the word is then reset to 0.
     bool takeKept(EventState& now) const {
         if (now.isSound()) return change(now, now.withoutKept());
         if (!change(now, EventState{})) return false;
@@ -147,7 +146,7 @@ private:
         return true;
     }
 
-    /// The signal of a waiter of another process that was released and died before it ran.
+    /// Takes the signal of a waiter in another process that was released and died before it ran.
     bool takeLeftBehind(std::uint32_t released) const {
         for (unsigned seat = 0; seat < kEventSeats; ++seat) {
             if ((released & bitOf(seat)) == 0 || !claim(seat)) continue;
@@ -160,7 +159,7 @@ private:
         return false;
     }
 
-    /// Sits in a seat until released, or until the deadline has passed; leaves it empty.
+    /// Sits in a seat until released, or until the deadline has passed; then leaves the seat empty.
     bool waitIn(unsigned seat, const timespec* deadline) const {
         EventState now = load();
         bool late = false;
@@ -178,13 +177,13 @@ private:
         }
     }
 
-    /// Sleeps while the released seats are these. False when the deadline has passed.
+    /// Sleeps while exactly these seats are released. False when the deadline has passed.
     bool sleep(unsigned seat, std::uint32_t released, const timespec* deadline) const {
         return syscall(SYS_futex, futexWord(), FUTEX_WAIT_BITSET, released, deadline, nullptr, bitOf(seat)) == 0 ||
                errno != ETIMEDOUT;
     }
 
-    /// A seat of this process that none of its threads uses, or another one. kNoSeat: there is none.
+    /// A seat of this process that none of its threads uses, or a new one. kNoSeat: none is free.
     unsigned findSeat() const {
         std::uint32_t free = seats().free.load(std::memory_order_relaxed);
         while (free != 0) {
@@ -197,7 +196,8 @@ private:
         return kNoSeat;
     }
 
-    /// The next wait of this process finds the seat without a system call, unless the process has enough of them.
+    /// Keeps the seat, so that the next wait of this process finds it without a system call, unless there are enough
+    /// already.
     void standUp(unsigned seat) const {
         if (std::popcount(seats().own.load(std::memory_order_relaxed)) > kSeatsKept)
             disclaim(seat);
@@ -205,7 +205,7 @@ private:
             seats().free.fetch_or(bitOf(seat), std::memory_order_release);
     }
 
-    /// Makes a seat this process's. False when it is already, or is that of another process that lives.
+    /// Makes a seat this process's own. False when it is already, or when it belongs to another living process.
     bool claim(unsigned seat) const {
         if ((seats().own.load(std::memory_order_relaxed) & bitOf(seat)) != 0) return false;
         if ((seats().own.fetch_or(bitOf(seat), std::memory_order_acquire) & bitOf(seat)) != 0) return false;
@@ -235,7 +235,8 @@ timespec deadlineAfter(DWORD milliseconds) {
     return timeAfter(time, static_cast<long>(milliseconds % 1000) * 1'000'000);
 }
 
-// INVALID_HANDLE_VALUE is also the pseudo handle of the process itself, which signals when it ends: never to a wait.
+// INVALID_HANDLE_VALUE is also the pseudo handle of the process itself, which signals when it ends: a wait never sees
+// it.
 DWORD waitForThisProcess(DWORD timeoutMs) {
     if (timeoutMs == INFINITE) {
         for (;;) pause();

@@ -4,6 +4,6 @@
 #include "descriptor_posix.h"
 #include "platform.h"
 
-/// Takes over the descriptor of a file that is open for writing and locked as CreateFileA locks one.
-/// @return INVALID_HANDLE_VALUE, with its error, when there is no handle for it; it is closed then.
+/// Takes over the descriptor of a file that is open for writing and locked as by CreateFileA.
+/// @return INVALID_HANDLE_VALUE, with its error, when no handle is left; the descriptor is then closed.
 HANDLE FileHandle_OfWriter(Descriptor& descriptor);

@@ -2,7 +2,7 @@
 #include "platform.h"
 
 FileIdentity platform_identityOf(const char* name) {
-    // No access is asked for, so that nobody who has it open is in the way; without the flag a folder is not opened.
+    // No access is requested, so that nobody who has it open is in the way. Without the flag a folder cannot be opened.
     const HANDLE file = CreateFileA(name, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (file == INVALID_HANDLE_VALUE) return {};

@@ -1,4 +1,4 @@
-// Files by name: temporary ones, renaming, removing, looking.
+// Files by name: temporary ones, renaming, removing, querying.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -26,13 +26,13 @@ bool isFolder(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Where to begin looking for a free number: elsewhere in each process and at each call, 1 to 65535.
+// Where the search for a free number begins: different in each process and at each call, 1 to 65535.
 UINT nextTemporaryNumber() {
     static constinit std::atomic<UINT> calls{0};
     return (static_cast<UINT>(getpid()) * 41 + ++calls) % kTemporaryNumbers + 1;
 }
 
-// nativePath without memory of its own; the empty name, which is nobody's, for one longer than names get.
+// nativePath without allocating; the empty name, which no file has, for a name that is too long.
 struct ShortPath {
     explicit ShortPath(const char* path) {
         const std::size_t length = std::strlen(path);
@@ -41,7 +41,7 @@ struct ShortPath {
     char text[PATH_MAX] = "";
 };
 
-// A file whose owner may not write it, as the attribute of Windows; for every user, so that root is no exception.
+// A file whose owner may not write it, like the Windows attribute; applies to every user, also root.
 bool isReadOnly(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
@@ -107,7 +107,7 @@ BOOL moveFile(LPCSTR from, LPCSTR to, DWORD flags) {
         TemporaryFiles_Forget(source);
         return TRUE;
     }
-    // What existed a moment ago: then it is the folder of the target that is missing.
+    // The source existed a moment ago, so it is the folder of the target that is missing.
     return platform_failWith(platform_fileErrorOf(errno, errno == ENOENT ? target : source), FALSE);
 }
 
@@ -121,7 +121,7 @@ extern "C" BOOL MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
     return platform_unlessOutOfMemory(FALSE, [=] { return moveFile(from, to, flags); });
 }
 
-// Without memory nothing is to be left out here: what is written next may not be for everybody.
+// If memory runs out, nothing may be skipped here: what is written next may not be for everybody.
 void platform_takePermissions(const char* replaced, const char* replacement) {
     struct stat status {};
     if (stat(ShortPath(replaced).text, &status) != 0 || !S_ISREG(status.st_mode)) return;

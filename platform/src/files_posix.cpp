@@ -23,7 +23,8 @@ class FileObject : public KernelObject {
 public:
     FileObject(int descriptor, bool writable) : _descriptor(descriptor), _writable(writable) {}
     ~FileObject() override {
-        // A forked child has the descriptor too, and would keep the lock; its own closing leaves its parent the lock.
+        // A forked child has the descriptor too, and would keep the lock. When the child closes it, the parent keeps
+        // its lock.
         if (_writable && getpid() == _opener) flock(_descriptor, LOCK_UN);
         close(_descriptor);
     }
@@ -41,7 +42,7 @@ bool isFolder(int descriptor) {
     return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Takes the descriptor over, and closes it when there is no handle for it.
+// Takes over the descriptor, and closes it when no handle is left.
 HANDLE handleOf(Descriptor& descriptor, bool writable) {
     auto file = std::make_shared<FileObject>(descriptor.get(), writable);
     descriptor.release();
@@ -60,15 +61,15 @@ HANDLE openForReading(const std::string& path) {
     return handleOf(descriptor, false);
 }
 
-// Empties an open file that is not empty already. Not done by opening it: a file that another writer has open keeps its
-// content.
+// Empties an open file unless it is empty. Opening does not empty it, so that a file that another writer has open keeps
+// its content.
 bool empty(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0) return false;
     return !S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
 }
 
-// Why a name with a separator behind it cannot be opened: whatever has it is no file.
+// Why a name that ends with a separator cannot be opened: whatever has it is no file.
 DWORD errorOfFolderName(const std::string& path, DWORD creation) {
     const std::string name = withoutSeparatorBehind(path);
     struct stat status {};
@@ -80,7 +81,7 @@ DWORD errorOfFolderName(const std::string& path, DWORD creation) {
     return error == ERROR_FILE_NOT_FOUND && creation != OPEN_EXISTING ? ERROR_INVALID_NAME : error;
 }
 
-// Opens an existing file, or makes it where the creation allows that.
+// Opens an existing file, or creates it if the creation mode allows that.
 int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed) {
     const int found = creation == CREATE_NEW ? -1 : openFile(path, flags);
     existed = found >= 0;
@@ -88,7 +89,7 @@ int openOrMake(const std::string& path, DWORD creation, int flags, bool& existed
     return existed || errno != ENOENT ? found : openFile(path, flags | O_CREAT);
 }
 
-// Opens a temporary file of this process a second time: only the file that was made, not what a link leads to.
+// Opens a temporary file of this process a second time: exactly the file that was created, not the target of a link.
 int openTemporary(const std::string& path, int flags, int made) {
     Descriptor descriptor(openFile(path, flags | O_NOFOLLOW));
     if (descriptor.get() < 0 && errno == ELOOP) errno = EACCES;
@@ -102,7 +103,7 @@ HANDLE openForWriting(const std::string& path, DWORD creation, int flags) {
     const int made = creation == CREATE_ALWAYS ? TemporaryFiles_Find(path) : -1;
     Descriptor descriptor(made < 0 ? openOrMake(path, creation, flags, existed) : openTemporary(path, flags, made));
     if (descriptor.get() < 0) return failWith(platform_fileErrorOf(errno, path));
-    // Where a file system has no locks the file is open for everybody; so is it to others than this layer anyway.
+    // A file system without locks lets everybody open the file, as programs outside this layer can do anyway.
     if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
         return failWith(ERROR_SHARING_VIOLATION);
     if (creation == CREATE_ALWAYS && !empty(descriptor.get())) return failWith(platform_fileErrorOf(errno, path));
@@ -149,7 +150,7 @@ extern "C" BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* bytesRea
     const auto object = fileFor(file, false);
     if (!object) return FALSE;
     auto* const target = static_cast<char*>(buffer);
-    // As on Windows a short result means the end of the file, so a read that is cut short goes on.
+    // As on Windows a short result means the end of the file, so an interrupted read continues.
     while (*bytesRead < size) {
         const ssize_t count = read(object->descriptor(), target + *bytesRead, size - *bytesRead);
         if (count == 0) break;

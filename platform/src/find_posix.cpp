@@ -1,4 +1,4 @@
-// Looking files up by pattern.
+// Finding files by pattern.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -19,7 +19,7 @@
 
 namespace {
 
-// What _findclose lets go of. One match is all that a search answers, so nothing is kept.
+// The object of a search handle. A search returns only one match, so there is no state.
 class SearchObject : public KernelObject {};
 
 bool matches(const char* pattern, const char* name) {
@@ -62,7 +62,7 @@ std::intptr_t find(const char* pattern, _finddata_t* found) {
     const std::string folder = path.substr(0, nameAt);
     std::string name = path.substr(nameAt);
     struct stat status {};
-    // A file that is called so is meant itself: Linux takes both characters in names.
+    // If a file has exactly this name, it is meant: Linux allows both characters in names.
     if (name.find_first_of("*?") != std::string::npos && stat(path.c_str(), &status) != 0) {
         name = firstMatch(folder, name);
     } else if (name.empty()) {

@@ -12,7 +12,7 @@
 namespace {
 
 // A handle is (generation << 20 | index + 1) << 2: never null, never the invalid value, a multiple of four as on
-// Windows, and another one each time a slot is used again.
+// Windows, and different each time a slot is used again.
 constexpr unsigned kIndexBits = 20;
 constexpr unsigned kGenerationBits = 40;
 constexpr std::uint64_t kMaxHandles = (1u << kIndexBits) - 1;
@@ -29,7 +29,7 @@ struct Table {
     std::vector<std::size_t> free;
 };
 
-// Never destroyed: handles are closed by destructors of static objects too. Nor does the first use need memory.
+// Never destroyed, because destructors of static objects close handles too. The first use needs no memory either.
 Table& table() noexcept {
     alignas(Table) static unsigned char storage[sizeof(Table)];
     static auto* const only = new (storage) Table;
@@ -57,7 +57,7 @@ HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object, DWORD rights) {
     const std::lock_guard lock(all.mutex);
     if (all.free.empty()) {
         if (all.slots.size() >= kMaxHandles) return platform_failWith<HANDLE>(ERROR_TOO_MANY_OPEN_FILES, nullptr);
-        // Room for all that can be free at once, so that closing needs no memory.
+        // Reserve for all slots that can be free at once, so that closing needs no memory.
         all.free.reserve(std::max(all.free.capacity(), std::bit_ceil(all.slots.size() + 1)));
         all.slots.emplace_back();
         all.free.push_back(all.slots.size() - 1);

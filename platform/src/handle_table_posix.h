@@ -1,5 +1,6 @@
 // The process's open handles: small numbers that name objects, so that a closed or invented one is recognised (error 6)
-// and never touched. An object goes when its last handle and its last user (a waiting thread, a view) are gone.
+// and never dereferenced. An object is destroyed when its last handle and its last user (a waiting thread, a view) are
+// gone.
 #pragma once
 
 #include <memory>
@@ -19,7 +20,7 @@ protected:
     KernelObject() = default;
 };
 
-/// What a handle names and may do.
+/// The object that a handle names, and the rights of the handle.
 struct HandleEntry {
     std::shared_ptr<KernelObject> object;  // null: the handle is not open
     DWORD rights = 0;                      // as it was opened with: EVENT_…, FILE_MAP_…, SYNCHRONIZE
@@ -27,16 +28,16 @@ struct HandleEntry {
 
 constexpr DWORD kAllRights = 0xFFFFFFFF;
 
-/// Opens a handle for an object. Null, last error 4, when there are too many.
+/// Opens a handle for an object. Null, last error 4, when too many are open.
 HANDLE HandleTable_Open(std::shared_ptr<KernelObject> object, DWORD rights = kAllRights);
 
-/// What a handle names.
+/// The entry of a handle.
 HandleEntry HandleTable_Find(HANDLE handle);
 
 /// Closes a handle. False when it is not open.
 bool HandleTable_Close(HANDLE handle);
 
-/// The object if it is one of that kind, else null, last error 6; null with 5 without one of the needed rights.
+/// The object if it is of that kind, otherwise null, last error 6. Without the needed rights: null, last error 5.
 template <typename Object>
 std::shared_ptr<Object> HandleTable_As(HandleEntry entry, DWORD needed) {
     const KernelObject* const found = entry.object.get();
@@ -46,7 +47,7 @@ std::shared_ptr<Object> HandleTable_As(HandleEntry entry, DWORD needed) {
     return nullptr;
 }
 
-/// HandleTable_As of what a handle names.
+/// HandleTable_As for the entry of a handle.
 template <typename Object>
 std::shared_ptr<Object> HandleTable_FindAs(HANDLE handle, DWORD needed = 0) {
     return HandleTable_As<Object>(HandleTable_Find(handle), needed);

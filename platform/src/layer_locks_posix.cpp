@@ -6,7 +6,7 @@
 
 namespace {
 
-// Constant from the start and never destroyed: objects are let go by destructors of static objects too.
+// Constant-initialised and never destroyed, because destructors of static objects use them too.
 constinit std::array<std::mutex, static_cast<std::size_t>(LayerLock::count)> locks;
 
 void lockAll() {
@@ -21,7 +21,7 @@ void unlockAll() {
     for (std::mutex& lock : locks) lock.unlock();
 }
 
-// The child has one thread, which holds all locks since before the fork.
+// The child has one thread, which has held all locks since before the fork.
 void letGoInChild() {
     Views_LetGoInChild();
     ObjectFiles_LetGoInChild();
@@ -30,7 +30,7 @@ void letGoInChild() {
     unlockAll();
 }
 
-// When the layer is loaded: a fork during the first use would find the handlers half registered.
+// Registered when the layer is loaded: a fork during the first use would find the handlers half registered.
 [[maybe_unused]] const int registered = pthread_atfork(lockAll, unlockAll, letGoInChild);
 
 }  // namespace

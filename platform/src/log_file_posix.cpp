@@ -30,11 +30,11 @@ int openDescriptor(const char* path, int flags) {
     return highDescriptor(::open(path, flags | O_CLOEXEC | O_NOCTTY, 0666));
 }
 
-// A file is not waited for; in the place of one, a pipe without room or without a reader is not either.
+// Opening never waits for a file, nor for a pipe without room or without a reader in its place.
 int openToAppend(const char* path) { return openDescriptor(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK); }
 
-// A write may send its own thread a signal that ends the program. It is kept away and taken back, and the program's
-// settings stay as they are.
+// A write may send its own thread a signal that ends the program. This blocks and removes that signal, and leaves the
+// program's settings unchanged.
 class QuietSignals {
 public:
     QuietSignals() {
@@ -69,10 +69,10 @@ private:
     sigset_t _former;
 };
 
-// How the bytes go out without being waited for.
+// How the bytes are written without waiting.
 enum class Way { plain, socket, ask };
 
-// Closes itself when it is not the log's.
+// Closes itself unless the descriptor belongs to somebody else.
 struct Outlet {
     Outlet(int used, Way how, bool own) : descriptor(used), way(how), isOwn(own) {}
     ~Outlet() {
@@ -86,9 +86,9 @@ struct Outlet {
     const bool isOwn;
 };
 
-// Standard error is the program's, and so is whether it waits: a pipe or terminal is opened once more for each line,
-// since that gives a description with flags of its own. One that is kept would outlive a redirection, and keep the
-// pipe's reader from its end.
+// Standard error belongs to the program, and so does its blocking mode. A pipe or terminal is therefore reopened for
+// each line, which gives a description with its own flags. Keeping it would ignore a later redirection, and the pipe's
+// reader would never see the end.
 std::optional<Outlet> outletToStandardError() {
     struct stat status {};
     if (::fstat(STDERR_FILENO, &status) != 0) return std::nullopt;
@@ -113,7 +113,7 @@ bool hasRoom(int descriptor, int timeoutMs) {
 ssize_t writeOnce(const Outlet& outlet, const char* text, std::size_t length) {
     if (outlet.way == Way::plain) return ::write(outlet.descriptor, text, length);
     if (outlet.way == Way::socket) return ::send(outlet.descriptor, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
-    // What says that it has room takes that much without a wait.
+    // A descriptor that reports room accepts that many bytes without waiting.
     if (hasRoom(outlet.descriptor, 0)) return ::write(outlet.descriptor, text, std::min<std::size_t>(length, PIPE_BUF));
     errno = EAGAIN;
     return -1;
@@ -124,7 +124,7 @@ bool awaitRoom(int descriptor, Clock::time_point deadline) {
     return left > 0 && (hasRoom(descriptor, static_cast<int>(left)) || errno == EINTR);
 }
 
-// Bytes that went out.
+// Number of bytes written.
 std::size_t writtenBytes(const Outlet& outlet, const char* text, std::size_t length, Clock::time_point deadline) {
     const QuietSignals quiet;
     std::size_t done = 0;
@@ -149,7 +149,7 @@ bool isSameFile(int descriptor, const char* path) {
            one.st_ino == other.st_ino;
 }
 
-// 0 of what is no file.
+// 0 if it is not a file.
 std::uint64_t sizeOf(int descriptor) {
     struct stat status {};
     const bool isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
@@ -165,7 +165,7 @@ bool LogFile::open(const char* path, std::uint64_t maxBytes) {
     std::replace(name.begin(), name.end(), '\\', '/');  // both separate folders, as everywhere in the system
     const int descriptor = openToAppend(name.c_str());
     if (descriptor < 0) return false;
-    // Found again also when the program changes its folder; and of a link, the file that it leads to.
+    // The full name stays valid when the program changes its folder; for a link it is the name of the target.
     const std::unique_ptr<char, decltype(&std::free)> full(::realpath(name.c_str(), nullptr), &std::free);
     _path = full ? full.get() : name;
     _maxBytes = maxBytes;
@@ -194,16 +194,16 @@ std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::tim
 
 bool LogFile::isFull() const { return _maxBytes > 0 && sizeOf(descriptorOf(_handle)) >= _maxBytes; }
 
-// The file to write to from now on; null: the same as before, also where it is full and cannot be renamed. Files are
-// compared only when ours is full, which one that another process has renamed is.
+// The file to write to from now on; null: the same as before, also when it is full and cannot be renamed. Files are
+// compared only when ours is full: a file that another process has renamed is full as well.
 void* LogFile::successor(Clock::time_point /*deadline*/) {
     if (!isFull() || (isSameFile(descriptorOf(_handle), _path.c_str()) && !putAside())) return nullptr;
     const int descriptor = openToAppend(_path.c_str());
     return descriptor < 0 ? nullptr : handleOf(descriptor);
 }
 
-// The lock keeps a second process from renaming the new file in the belief that it is the full one. Nobody waits for
-// it: who holds it renames.
+// The lock prevents a second process from renaming the new file because it takes it for the full one. Nobody waits for
+// the lock: its holder is renaming.
 bool LogFile::putAside() {
     const int full = descriptorOf(_handle);
     if (::flock(full, LOCK_EX | LOCK_NB) != 0) return false;
@@ -218,7 +218,7 @@ void LogFile::moveOnTo(void* handle) {
     _midLine = false;
 }
 
-// The handlers go with this library, as pthread_atfork is linked into it.
+// The handlers are removed with this library, because pthread_atfork is linked into it.
 void platform_runAroundForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
     pthread_atfork(before, inParent, inChild);
 }

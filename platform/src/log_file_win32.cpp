@@ -5,8 +5,8 @@ namespace {
 
 using Clock = LogPatience::Clock;
 
-// One byte far behind every text: who holds it may append. Needed under Wine, which looks for the end of the file and
-// writes in two steps; and it keeps two processes from renaming the same file.
+// One byte far behind all text; its holder may append. Needed under Wine, which appends in two steps (find the end,
+// then write). It also prevents two processes from renaming the same file.
 constexpr DWORD kGuardOffsetHigh = 0x40000000;
 
 OVERLAPPED guardPosition() {
@@ -27,7 +27,7 @@ public:
     FileGuard(const FileGuard&) = delete;
     FileGuard& operator=(const FileGuard&) = delete;
 
-    /// False: another process has it, and does not give it back. What cannot be locked needs no guard.
+    /// False: another process holds it and does not release it. A file that cannot be locked needs no guard.
     bool take(Clock::time_point deadline) {
         for (;;) {
             OVERLAPPED guard = guardPosition();
@@ -57,7 +57,7 @@ DWORD writtenBytes(HANDLE file, const char* text, std::size_t length) {
     return written;
 }
 
-// A pipe takes at once what it has room for, and says so, while it is in this state.
+// While this object lives, writes to the pipe do not wait: they accept what fits and say how much.
 class PipeThatDoesNotWait {
 public:
     explicit PipeThatDoesNotWait(HANDLE pipe) : _pipe(pipe) {
@@ -101,15 +101,15 @@ bool isConsoleHeld() {
     return GetConsoleSelectionInfo(&selection) && (selection.dwFlags & CONSOLE_SELECTION_IN_PROGRESS) != 0;
 }
 
-// Without a second thread, which a program that is ending has no more. False: it is lost. A user who has stopped a
-// console by Ctrl-S lets it go on by any key.
+// Without a second thread, which a program that is ending no longer has. False: it is lost. A console stopped by Ctrl-S
+// continues when the user presses any key.
 bool writeWithoutThread(HANDLE file, const char* text, std::size_t length, Clock::time_point deadline) {
     if (GetFileType(file) == FILE_TYPE_PIPE) return PipeThatDoesNotWait(file).write(text, length, deadline);
     return !isConsoleHeld() && writtenBytes(file, text, length) == length;
 }
 
-// Writes to what may hold up its writer for ever, a pipe or a console, on a thread of its own: a line is handed over
-// and waited for. There is one for the whole process, and it is never ended but by the system with the program.
+// Writes on a separate thread to targets that may block a writer for ever: a pipe or a console. A line is handed over
+// and waited for. There is one writer per process; only the system ends it, together with the program.
 class WaitingWriter {
 public:
     /// The writer; null when its thread cannot be started.
@@ -118,7 +118,7 @@ public:
         return writer;
     }
 
-    /// As LogFile::write. A line that is handed over and not out yet counts as written.
+    /// Same as LogFile::write. A line that was handed over but not yet written counts as written.
     std::size_t write(HANDLE file, const char* text, std::size_t length, Clock::time_point deadline) {
         if (_underWay && !waitForIt(deadline)) return 1;
         const std::size_t lostBefore = takeLoss();
@@ -151,10 +151,10 @@ private:
         return 0;
     }
 
-    // The system ends all other threads before what is static goes and libraries are told that they go.
+    // The system ends all other threads before static objects are destroyed and libraries are told to unload.
     bool hasEnded() const { return WaitForSingleObject(_thread, 0) == WAIT_OBJECT_0; }
 
-    // False: still under way. What the thread was writing when it ended is lost.
+    // False: still being written. What the thread was writing when it ended is lost.
     bool waitForIt(Clock::time_point deadline) {
         const HANDLE ends[] = {_done, _thread};
         const DWORD end = WaitForMultipleObjects(2, ends, FALSE, millisecondsUntil(deadline));
@@ -177,7 +177,7 @@ private:
     bool _underWay = false;
     bool _lost = false;
 
-    // The thread's, from one event to the other.
+    // Used by the thread, from one event to the other.
     HANDLE _file = nullptr;
     std::string _line;
     bool _complete = false;
@@ -201,7 +201,7 @@ std::uint64_t sizeOf(HANDLE file) {
 }
 
 HANDLE openToAppend(const char* path) {
-    // The right to append and no other makes each write go to the end of the file as it is then.
+    // With the right to append and no other, each write goes to the end of the file at that time.
     return CreateFileA(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                        FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -256,8 +256,8 @@ std::size_t LogFile::writeUntil(const char* text, std::size_t length, Clock::tim
 
 bool LogFile::isFull() const { return _maxBytes > 0 && sizeOf(_handle) >= _maxBytes; }
 
-// The file to write to from now on; null: the same as before, also where it is full and cannot be renamed. Files are
-// compared only when ours is full, which one that another process has renamed is.
+// The file to write to from now on; null: the same as before, also when it is full and cannot be renamed. Files are
+// compared only when ours is full: a file that another process has renamed is full as well.
 void* LogFile::successor(Clock::time_point deadline) {
     if (!isFull()) return nullptr;
     FileGuard guard(_handle);
@@ -268,7 +268,7 @@ void* LogFile::successor(Clock::time_point deadline) {
 
 bool LogFile::putAside() {
     if (MoveFileExA(_path.c_str(), olderPath().c_str(), MOVEFILE_REPLACE_EXISTING)) return true;
-    // What another process still has open can be removed, but not replaced.
+    // A file that another process still has open can be removed, but not replaced.
     DeleteFileA(olderPath().c_str());
     return MoveFileExA(_path.c_str(), olderPath().c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
 }

@@ -8,12 +8,12 @@
 
 namespace {
 
-// Written before the handler is there, and only read by it.
+// Written before the handler is installed; afterwards only the handler reads it.
 char sentence[256];
 std::size_t sentenceBytes = 0;
 int endingCode = 1;
 
-// Calls only what a signal handler may.
+// Calls only functions that a signal handler may call.
 void explain(int signalNumber, siginfo_t* information, void*) {
     if (information->si_code != BUS_ADRERR) {  // somebody's kill, or a fault of another kind: as without this
         signal(signalNumber, SIG_DFL);

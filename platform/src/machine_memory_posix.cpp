@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A version of the groups: where their folders stand, and which file holds the limit.
+/// One version of control groups: where their folders are, and which file contains the limit.
 struct Hierarchy {
     const char* folder;  // below the mount
     const char* file;
@@ -20,7 +20,7 @@ struct Hierarchy {
 constexpr Hierarchy kVersion1{"/memory", "memory.limit_in_bytes"};
 constexpr Hierarchy kVersion2{"", "memory.max"};
 
-// The text of a small file, whose size the system does not tell; empty when it cannot be read.
+// The text of a small file whose size the system does not report; empty when it cannot be read.
 std::string textIn(const std::string& path) {
     RegularFile file;
     std::string text(std::size_t{1} << 16, '\0');
@@ -30,7 +30,7 @@ std::string textIn(const std::string& path) {
     return text;
 }
 
-// The number in a file; none when it holds a word ("max"), or cannot be read.
+// The number in a file; none when it contains a word ("max") or cannot be read.
 std::optional<std::uint64_t> numberIn(const std::string& path) {
     const std::string text = textIn(path);
     std::uint64_t number = 0;
@@ -42,7 +42,7 @@ void takeSmaller(std::optional<std::uint64_t>& smallest, const std::optional<std
     if (other) smallest = std::min(smallest.value_or(*other), *other);
 }
 
-// Of a group and all those above it, up to the mount.
+// Takes the limits of a group and all groups above it, up to the mount.
 void takeGroup(std::optional<std::uint64_t>& smallest, const std::string& mount, const Hierarchy& hierarchy,
                std::string group) {
     const std::string root = mount + hierarchy.folder;

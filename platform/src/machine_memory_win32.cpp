@@ -5,7 +5,7 @@
 
 namespace {
 
-// Of the job that the process is in, as a container is; 0: none.
+// Limit of the job that the process belongs to, for example in a container; 0: no limit.
 std::uint64_t jobLimit() {
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION information{};
     if (!QueryInformationJobObject(nullptr, JobObjectExtendedLimitInformation, &information, sizeof information,

@@ -24,7 +24,7 @@ private:
     std::shared_ptr<ObjectFile> _file;
 };
 
-// A view keeps the bytes, which its pages hold on to, and not the name: that goes with the last handle.
+// A view keeps the bytes, through its pages, but not the name: the name goes with the last handle.
 struct View {
     std::size_t bytes;  // whole pages
     DWORD protection;   // PAGE_…
@@ -49,7 +49,7 @@ HANDLE openHandle(std::shared_ptr<ObjectFile> file, bool existed, DWORD rights) 
     return handle;
 }
 
-// A file that somebody cut short would fault at the first touch; so its size is looked at once more.
+// A truncated file would cause a fault at the first touch, so its size is checked once more.
 bool isWhole(int descriptor, std::uint64_t dataBytes) {
     struct stat status {};
     return fstat(descriptor, &status) == 0 && static_cast<std::uint64_t>(status.st_size) >= dataBytes + kPageBytes;

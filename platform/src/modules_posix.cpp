@@ -18,7 +18,7 @@ std::string programFileName() {
     return length > 0 ? std::string(name, static_cast<std::size_t>(length)) : std::string();
 }
 
-// Without what names the same folder once more: "/./" and "//". A ".." stays, since it may lead through a link.
+// Removes parts that name the same folder again: "/./" and "//". A ".." stays, because it may lead through a link.
 std::string withoutEmptySteps(std::string path) {
     for (std::size_t at = 0; (at = path.find('/', at)) != std::string::npos;) {
         if (path.compare(at, 3, "/./") == 0) {
@@ -32,8 +32,8 @@ std::string withoutEmptySteps(std::string path) {
     return path;
 }
 
-// The full name of a library that was loaded by a relative path. The loader keeps the folder that it found it in, as it
-// was then: the working folder may be another one by now.
+// The full name of a library that was loaded by a relative path. The loader stores the folder as it was at that time;
+// the working folder may have changed since.
 std::string loadedFileName(void* module, const std::string& relativeName) {
     constexpr std::size_t kLongestFolder = 1u << 16;  // the loader does not tell how long it is
     std::string folder(kLongestFolder, '\0');
@@ -47,9 +47,9 @@ struct ModuleSearch {
     std::string fileName;
 };
 
-// A module handle is the loader's own entry of that library. The list is walked to compare addresses, so that an
-// invented handle is never touched; inside this callback the loader's lock keeps the list still.
-// Without memory for its name a module is not found: nothing may be thrown through the loader.
+// A module handle is the loader's own entry of that library. The list is searched by comparing addresses, so that an
+// invented handle is never dereferenced; during this callback the loader's lock keeps the list unchanged. If there is
+// no memory for its name, a module is not found: nothing may be thrown through the loader.
 int findModule(dl_phdr_info*, std::size_t, void* context) try {
     auto& search = *static_cast<ModuleSearch*>(context);
     for (const link_map* entry = _r_debug.r_map; entry; entry = entry->l_next) {

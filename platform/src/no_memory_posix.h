@@ -1,5 +1,4 @@
-// Calls of the Linux layer when memory runs out: they fail as calls of the system do, and throw nothing at their
-// callers.
+// What calls of the Linux layer do when memory runs out: they fail as system calls do, and throw nothing.
 #pragma once
 
 #include <cerrno>
@@ -7,7 +6,7 @@
 
 #include "last_error_posix.h"
 
-/// What the call answers; without memory the failure, with last error 8 and errno ENOMEM.
+/// The call's result; if memory runs out, the failure value, with last error 8 and errno ENOMEM.
 template <typename Result, typename Call>
 Result platform_unlessOutOfMemory(Result failure, Call call) noexcept {
     try {

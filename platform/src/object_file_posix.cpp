@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t kReportBytes = 512;  // a name has at most 260 characters or so
 
-// Stores what ObjectFile_HasFullName compares.
+// Stores the text that ObjectFile_HasFullName compares.
 bool storeFullName(int descriptor, const std::string& fullName) {
     static_assert(sizeof(ObjectFullName::text) >= kLongestNameBytes);
     if (fullName.empty()) return true;
@@ -33,7 +33,7 @@ bool storeFullName(int descriptor, const std::string& fullName) {
            platform_failWith(platform_errorOf(errno), false);
 }
 
-// Called while no lock of the layer is held, and no guard: whoever is told may use named objects.
+// Called without any lock or guard of the layer: the report function may use named objects.
 void reportStuckGuard(const std::string& name) {
     char text[kReportBytes];
     std::snprintf(
@@ -44,20 +44,20 @@ void reportStuckGuard(const std::string& name) {
     platform_report(text);
 }
 
-// What is open must be a plain file of this user; anything else was put in the object's place.
+// The open file must be a plain file of this user; anything else was put in the object's place.
 bool isOwnFile(int descriptor, struct stat& status) {
     return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
-// All that the machine has. What is more would be given out byte by byte until nothing is left for anybody.
+// More than all memory of the machine. The system would hand it out byte by byte until nothing is left for anybody.
 bool isMoreThanTheMachineHas(std::uint64_t bytes) {
     struct sysinfo machine {};
     if (sysinfo(&machine) != 0) return false;
     return bytes / machine.mem_unit > std::uint64_t{machine.totalram} + machine.totalswap;
 }
 
-// Empties the file and lays it out anew. Its memory is committed here, so that a full /dev/shm is an error of this
-// call and not a fault when a byte is touched.
+// Empties the file and initialises it. The memory is committed here, so that a full /dev/shm is an error of this call
+// and not a fault when a byte is touched.
 bool initialise(int descriptor, const ObjectPage& page) {
     const std::uint64_t dataBytes = wholePages(page.size);
     const std::uint64_t fileBytes = dataBytes + kPageBytes;
@@ -85,7 +85,7 @@ bool readPage(int descriptor, std::uint64_t fileBytes, ObjectKind kind, ObjectPa
     return true;
 }
 
-// For whoever lets go: without memory for the folder's name the file stays until the next sweep.
+// For letting go: if there is no memory for the folder's name, the file stays until the next sweep.
 int folderWithoutThrowing() noexcept {
     try {
         return ObjectFolder_Descriptor();
@@ -94,15 +94,15 @@ int folderWithoutThrowing() noexcept {
     }
 }
 
-// The objects that this process holds, so that one name is one mapping in it. The lock is held for a look alone: a
-// thread that waits for another process's guard keeps no other from its objects.
+// The objects that this process holds, so that it maps each name once. The lock is held only for a lookup: a thread
+// that waits for another process's guard does not block others.
 struct HeldObjects {
     std::mutex& mutex = LayerLocks_Of(LayerLock::objects);
     std::map<std::string, std::weak_ptr<ObjectFile>> byFileName;
     std::multimap<std::string, std::weak_ptr<ObjectFile>> ofParents;  // of those that this process was forked from
 };
 
-// Never destroyed: objects are let go by destructors of static objects too.
+// Never destroyed, because destructors of static objects let go of objects too.
 HeldObjects& heldObjects() noexcept {
     alignas(HeldObjects) static unsigned char storage[sizeof(HeldObjects)];
     static auto* const only = new (storage) HeldObjects;
@@ -112,7 +112,7 @@ HeldObjects& heldObjects() noexcept {
 
 }  // namespace
 
-/// Opens one object's file by the rules above. No lock is held.
+/// Opens one object's file by the rules of the header. No lock is held.
 class ObjectFileOpener {
 public:
     ObjectFileOpener(const char* name, std::string fileName, const ObjectPage& page, bool create)
@@ -141,7 +141,7 @@ public:
         return platform_failWith<std::shared_ptr<ObjectFile>>(ERROR_SEM_TIMEOUT, nullptr);
     }
 
-    /// An object without name: memory of its own, gone with its last handle and view.
+    /// An object without name: private memory, which ends with its last handle and view.
     static std::shared_ptr<ObjectFile> openUnnamed(const ObjectPage& page) {
         std::shared_ptr<ObjectFile> object(new ObjectFile);
         if (!object->_file.openMemory("dorven-object"))
@@ -155,7 +155,7 @@ private:
     Outcome tryOpen(std::shared_ptr<ObjectFile>& opened, bool& existed) {
         const int folder = ObjectFolder_Descriptor();
         if (folder < 0) return Outcome::failed;
-        // What needs memory comes first: else a file would be left behind.
+        // Everything that needs memory comes first; otherwise a failure would leave a file behind.
         std::shared_ptr<ObjectFile> object(new ObjectFile);
         std::string name = _name;
         std::string fileName = _fileName;
@@ -175,12 +175,12 @@ private:
             unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
-        // A leftover is not laid out anew in its place: somebody may still have a view of it.
+        // A leftover is not initialised in its place: somebody may still have a view of it.
         if (!existed && fileBytes > 0)
             return unlinkat(folder, _fileName.c_str(), 0) == 0
                        ? Outcome::again
                        : platform_failWith(platform_errorOf(errno), Outcome::failed);
-        // Of two names with the same hash the second one is not there, and cannot be made while the first one is.
+        // Of two names with the same hash, the second does not exist and cannot be created while the first one exists.
         if (existed && !ObjectFile_HasFullName(descriptor, _fullName))
             return platform_failWith<Outcome>(_create ? ERROR_DUP_NAME : ERROR_FILE_NOT_FOUND, Outcome::failed);
         const bool usable = existed ? readPage(descriptor, fileBytes, static_cast<ObjectKind>(_page.kind), _page)
@@ -197,9 +197,9 @@ private:
 
     /// The file could not be opened.
     Outcome afterRefusal(int folder, int errorNumber) const {
-        // Made under a umask by a process that was killed before it could give the file its rights.
+        // Created under a umask by a process that was killed before it could set the file's rights.
         if (errorNumber == EACCES && ObjectParent_MendMode(folder, _fileName, S_IFREG | 0600)) return Outcome::again;
-        // Another process may have made the folder again, with the object in it.
+        // Another process may have recreated the folder, with the object in it.
         if (errorNumber == ENOENT && (_create || ObjectFolder_WasRemoved(folder)))
             return ObjectFolder_Renew() ? Outcome::again : Outcome::failed;
         return platform_failWith(platform_errorOf(errorNumber), Outcome::failed);
@@ -243,7 +243,7 @@ bool ObjectFile::leave() {
     const int folder = _file.wasLetGo() ? -1 : folderWithoutThrowing();
     if (folder < 0) return true;
     if (!ObjectLocks_TakeGuard(descriptor())) return false;
-    // Own lock on byte 0 first: then whoever is still on it is somebody else.
+    // Release the own lock on byte 0 first: then any remaining lock on it is somebody else's.
     ObjectLocks_LetGo(descriptor());
     if (!ObjectLocks_IsHeld(descriptor()) && ObjectFolder_IsUnderName(folder, descriptor(), _fileName))
         unlinkat(folder, _fileName.c_str(), 0);
@@ -264,7 +264,7 @@ std::shared_ptr<ObjectFile> heldUnder(const std::string& fileName) {
     return entry == held.byFileName.end() ? nullptr : entry->second.lock();
 }
 
-// Notes what was opened, or gives what another thread has opened under that name meanwhile.
+// Registers what was opened, or returns what another thread has opened under that name in the meantime.
 std::shared_ptr<ObjectFile> noted(const std::string& fileName, const std::shared_ptr<ObjectFile>& opened) {
     HeldObjects& held = heldObjects();
     const std::lock_guard lock(held.mutex);

@@ -52,7 +52,7 @@ std::uint64_t hashOf(const std::string& text) {
     return hash;
 }
 
-// The encoded name as it is, or its beginning and a hash of the whole.
+// The encoded name unchanged, or its beginning and a hash of the whole.
 std::string fittingFileName(const std::string& encoded) {
     if (encoded.size() <= kFileNameBytes) return encoded;
     char hash[kHashDigits + 2];
@@ -60,7 +60,7 @@ std::string fittingFileName(const std::string& encoded) {
     return encoded.substr(0, kFileNameBytes - 2 * sizeof hash) + hash;
 }
 
-// Windows counts UTF-16 units: one for a character, two for one of four bytes.
+// Windows counts UTF-16 units: two for a character of four bytes, one for any other.
 bool isTooLong(const std::string& name) {
     const auto units = std::accumulate(name.begin(), name.end(), std::size_t{0}, [](std::size_t count, char character) {
         const auto byte = static_cast<unsigned char>(character);
@@ -70,7 +70,7 @@ bool isTooLong(const std::string& name) {
     return units >= MAX_PATH || name.size() > kLongestNameBytes;
 }
 
-// Removes a file that nobody holds; a leftover of a process that was killed.
+// Removes a file that nobody holds: a leftover of a killed process.
 void removeLeftover(int folder, const char* fileName) {
     LockedFile file;
     ObjectParent_MendMode(folder, fileName, S_IFREG | 0600);
@@ -96,8 +96,8 @@ void sweep(int folder) {
     forEachEntry(folder, [folder](const char* fileName) { removeLeftover(folder, fileName); });
 }
 
-// Removes the folder of a name space in which nobody holds anything. One that has just changed is left to whoever is
-// about to use it; who is late all the same makes it again (ObjectFolder_Renew).
+// Removes the folder of a name space in which nobody holds anything. A folder that has just changed stays for whoever
+// is about to use it; a process that is too late recreates it (ObjectFolder_Renew).
 void removeUnusedSpace(int parent, const char* name) {
     constexpr time_t kUnusedSeconds = 60;
     const Descriptor folder(highDescriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
@@ -121,7 +121,7 @@ int openObjectFolder() {
     return folder.release();
 }
 
-// Closed with its module, which may be loaded and unloaded many times. What comes later opens the folder again.
+// Closed with its module, which may be loaded and unloaded many times. Later uses open the folder again.
 struct FolderDescriptor {
     int value = -1;
     void closeIfOpen() {
@@ -135,8 +135,8 @@ FolderDescriptor folderDescriptor;  // guarded by its lock
 
 std::mutex& folderMutex() { return LayerLocks_Of(LayerLock::folder); }
 
-// An open one is replaced under its number, which other threads may be using. The lock is not held while the folder is
-// opened: that may take a while, and be reported.
+// An open folder is replaced under its descriptor number, which other threads may be using. The lock is not held while
+// the folder is opened, because that may take a while and be reported.
 int openAndSweep() {
     Descriptor opened(openObjectFolder());
     if (opened.get() < 0) return -1;
@@ -160,7 +160,7 @@ std::string ObjectFolder_FileName(const char* name) {
         rest.erase(0, sizeof kLocal - 1);
     if (rest.empty()) return platform_failWith(ERROR_INVALID_NAME, std::string());
     if (rest.find('\\') != std::string::npos) return platform_failWith(ERROR_PATH_NOT_FOUND, std::string());
-    // A plain name never holds the encoded backslash, so a global one cannot meet it.
+    // A plain name never contains the encoded backslash, so it never equals a global one.
     return fittingFileName(percentEncoded(global ? kGlobal + rest : rest));
 }
 

@@ -31,7 +31,7 @@ struct flock lockOf(short type, off_t byte, off_t bytes = 1) {
 
 bool change(int descriptor, struct flock lock) { return fcntl(descriptor, F_OFD_SETLK, &lock) == 0; }
 
-// The kernel does it with the last user of the description, and a view that somebody made of the file is one.
+// The kernel does this with the last user of the description, which may be a view that somebody made of the file.
 void leaveAll(int descriptor) {
     constexpr off_t kToTheEnd = 0;  // wherever that is
     change(descriptor, lockOf(F_UNLCK, 0, kToTheEnd));
@@ -39,7 +39,7 @@ void leaveAll(int descriptor) {
 
 off_t byteOf(unsigned seat) { return kFirstSeatByte + static_cast<off_t>(seat); }
 
-// Both guarded by the lock of the files.
+// The files' lock guards both.
 constinit LockedFile* openFiles = nullptr;
 constinit std::size_t closing = 0;
 
@@ -75,7 +75,7 @@ bool ObjectLocks_TakeSeat(int descriptor, unsigned seat) { return change(descrip
 
 void ObjectLocks_LeaveSeat(int descriptor, unsigned seat) { change(descriptor, lockOf(F_UNLCK, byteOf(seat))); }
 
-// Opened and entered under one lock, so that no fork comes between.
+// Opens and enters it in the list under one lock, so that no fork comes between.
 template <typename Opener>
 bool LockedFile::openBy(Opener opener) {
     close();
@@ -107,7 +107,7 @@ bool LockedFile::map(std::size_t bytes) {
     return true;
 }
 
-// The closing itself may free gigabytes, so others go on meanwhile; only a fork waits for it.
+// Closing may free gigabytes, so other threads continue in the meantime; only a fork waits for it.
 void LockedFile::close() {
     if (_descriptor >= 0) {
         const std::lock_guard lock(filesLock());
@@ -133,7 +133,7 @@ void LockedFiles_WaitForClosing(std::mutex& lock) {
     }
 }
 
-// Some stand on the stacks of threads that the child does not have: none stays in the list.
+// Some are on the stacks of threads that the child does not have, so the list is emptied.
 void LockedFiles_LetGoInChild() {
     for (LockedFile* file = std::exchange(openFiles, nullptr); file; file = std::exchange(file->_next, nullptr)) {
         ::close(std::exchange(file->_descriptor, -1));

@@ -6,7 +6,7 @@
 
 namespace {
 
-// The size of its pages that can be read, and its first bytes.
+// Reads the size of its readable pages, and its first bytes.
 ObjectSight lookAtMemory(HANDLE mapping, std::size_t contentBytes) {
     ObjectSight sight{ObjectSight::Kind::unreadable, 0, {}};
     const void* view = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);

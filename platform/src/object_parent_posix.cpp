@@ -45,7 +45,7 @@ bool isPrivateFolder(int root, const std::string& name) {
            status.st_uid == geteuid() && (status.st_mode & 0777) == 0700;
 }
 
-// The first by name that serves in the usual one's place; empty: there is none.
+// The first folder by name that can replace the usual one; empty: there is none.
 std::string firstSpareName(int root) {
     const std::string prefix = usualName() + "-";
     std::string first;
@@ -58,10 +58,10 @@ std::string firstSpareName(int root) {
     return first;
 }
 
-// The name of the folder that serves or may be made; empty: somebody has the usual name, and there is no other folder.
+// The name of the folder to use or create; empty: somebody else has the usual name, and there is no other folder.
 std::string servingName(int root) {
     if (isOwnFolder(root, usualName())) return usualName();
-    // Also when nothing has the usual name any more: programs that run may have been served by another.
+    // Even if nobody has the usual name any more: running programs may still use another folder.
     const std::string spare = firstSpareName(root);
     return spare.empty() && isAbsent(root, usualName()) ? usualName() : spare;
 }
@@ -75,7 +75,7 @@ bool lockWithin(int root, std::chrono::milliseconds limit) {
     return true;
 }
 
-// Made by one process at a time, so that all end in one folder.
+// One process at a time creates it, so that all use one folder.
 std::string makeSpare(int root) {
     std::string name = servingName(root);
     if (!name.empty()) return name;  // somebody else was faster
@@ -108,7 +108,7 @@ std::string whatHas(const std::string& path) {
 
 }  // namespace
 
-// Never destroyed: objects are let go by destructors of static objects too.
+// Never destroyed, because destructors of static objects let go of objects too.
 ObjectPlace& ObjectParent_Place() noexcept {
     alignas(ObjectPlace) static unsigned char storage[sizeof(ObjectPlace)];
     static auto* const only = new (storage) ObjectPlace;
@@ -126,7 +126,7 @@ ObjectParent ObjectParent_Look() {
             isAbsent(root.descriptor(), usualName()) ? "" : whatHas(usual)};
 }
 
-// Others who had no right to it cannot have been in it, so it is this user's alone.
+// Other users had no right to enter it, so it belongs to this user alone.
 bool ObjectParent_MendMode(int folder, const std::string& name, mode_t mode) {
     struct stat status {};
     if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || status.st_uid != geteuid()) return false;

@@ -21,7 +21,7 @@ bool isReadOnly(const std::string& path) {
     return statvfs(path.c_str(), &place) == 0 && (place.f_flag & ST_RDONLY) != 0;
 }
 
-// Each of the following: what it finds wrong; no reason when there is nothing.
+// Each of the following functions describes one possible fault; no reason: that fault is absent.
 
 ObjectRefusal problemOfRoot() {
     struct stat status {};
@@ -89,7 +89,7 @@ std::uint64_t machineBytes() {
     return (std::uint64_t{machine.totalram} + machine.totalswap) * machine.mem_unit;
 }
 
-// The place would have to be that large: whole steps, as people write it.
+// The size that the place would need: a round number, as people write it.
 std::string sizeWith(const ObjectRoom& room, std::uint64_t needed) {
     constexpr std::uint64_t kMegabyte = std::uint64_t{1} << 20;
     constexpr std::uint64_t kStep = 64 * kMegabyte;

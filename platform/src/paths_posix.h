@@ -10,10 +10,10 @@ inline std::string nativePath(const char* path) {
     return native;
 }
 
-/// True for a name that can only be a folder's; the root is one anyway.
+/// True for a name that can only be a folder's. The root is one anyway.
 inline bool endsWithSeparator(const std::string& native) { return native.size() > 1 && native.back() == '/'; }
 
-/// The same without the separators behind it.
+/// The same path without separators at its end.
 inline std::string withoutSeparatorBehind(std::string native) {
     while (endsWithSeparator(native)) native.pop_back();
     return native;

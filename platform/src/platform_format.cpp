@@ -6,8 +6,8 @@
 
 namespace {
 
-// The format with Windows' size prefixes in the C standard's spelling: I -> z, I64 -> ll, I32 -> nothing.
-// Flags, width and precision are passed over, so that only a prefix in its place is touched; "%%" stays.
+// Replaces the Windows size prefixes by those of the C standard: I -> z, I64 -> ll, I32 -> nothing. Flags, width and
+// precision are skipped, so that only a prefix in its place changes; "%%" stays.
 std::string standardFormat(const char* format) {
     std::string text;
     for (const char* at = format; *at;) {
@@ -34,7 +34,7 @@ int formatStandard(char* buffer, std::size_t size, const char* format, std::va_l
 #if defined(__MINGW32__)
     return __mingw_vsnprintf(buffer, size, format, arguments);  // the C standard's meaning, whatever runtime is linked
 #else
-    // The analyser does not see that the caller has started the list.
+    // The analyser does not see that the caller has initialised the list.
     return std::vsnprintf(buffer, size, format, arguments);  // NOLINT(clang-analyzer-valist.Uninitialized)
 #endif
 }

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Constant from the start, so that it can be filled, and used, before and after every other object lives.
+// Constant-initialised, so that it can be set and used before and after the life of every other object.
 constinit std::atomic<PlatformReport> filledReport{nullptr};
 
 }  // namespace

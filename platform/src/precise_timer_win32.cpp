@@ -12,12 +12,12 @@ constexpr DWORD kHighResolution = 0x00000002;
 constexpr DWORD kHighResolution = CREATE_WAITABLE_TIMER_HIGH_RESOLUTION;
 #endif
 
-// Calibration: some short waits; the machine may have been busy during the worst one. So close together they may all
-// meet the system's timer in the same phase, which is why the margin goes on learning.
+// Calibration: some short waits; the machine may have been busy during the worst one. Such close waits may all meet the
+// system's timer in the same phase, so the margin continues to learn.
 constexpr int kTrials = 7;
 constexpr std::int64_t kTrialNanoseconds = 1'000'000;
 
-// The system's timer, a high-resolution one where there is one; null when the system has none left.
+// The system's timer, a high-resolution one where available; null when the system has none left.
 HANDLE createTimer() {
     const HANDLE timer = CreateWaitableTimerExW(nullptr, nullptr, kHighResolution, TIMER_ALL_ACCESS);
     return timer ? timer : CreateWaitableTimerExW(nullptr, nullptr, 0, TIMER_ALL_ACCESS);
@@ -41,7 +41,7 @@ struct WaitableTimer {
     }
 };
 
-/// How late the timer wakes, all but the worst time of several.
+/// How late the timer wakes: the second-worst of several times.
 std::int64_t calibrate(const WaitableTimer& timer) {
     std::int64_t late[kTrials];
     for (std::int64_t& trial : late) {
@@ -64,7 +64,8 @@ bool waitUntil(std::int64_t deadlineNanoseconds, const WaitableTimer& timer) {
 
 }  // namespace
 
-// A timer per call: sleeps are rare against its cost (microseconds), and no thread keeps a handle that nobody closes.
+// One timer per call: its cost (microseconds) is small, sleeps are rare, and no thread keeps a handle that nobody
+// closes.
 bool platform_sleepUntil(std::int64_t deadlineNanoseconds) {
     const HANDLE handle = createTimer();
     const bool reached = waitUntil(deadlineNanoseconds, {handle});

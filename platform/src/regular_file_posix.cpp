@@ -13,7 +13,7 @@ RegularFile::~RegularFile() {
 }
 
 bool RegularFile::open(const std::string& path, std::string& error) {
-    // Without O_NONBLOCK a pipe would be waited for; on a regular file it changes nothing.
+    // Without O_NONBLOCK, open would wait for a pipe; on a regular file it changes nothing.
     _file = highDescriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (_file < 0 || fstat(static_cast<int>(_file), &status) != 0) {

@@ -25,7 +25,7 @@ bool RegularFile::open(const std::string& path, std::string& error) {
         error = path + ": is a folder";
         return false;
     }
-    // Whoever wants to write, rename or remove it meanwhile may.
+    // Others may write, rename or remove it in the meantime.
     _file = reinterpret_cast<std::intptr_t>(CreateFileA(path.c_str(), GENERIC_READ,
                                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                                         OPEN_EXISTING, 0, nullptr));
@@ -59,7 +59,7 @@ std::ptrdiff_t RegularFile::read(void* buffer, std::size_t size) {
 
 FileLook platform_lookAtFile(const char* name) {
     if (isFolder(name)) return {};
-    // For a look alone: a file that somebody has locked is seen, and a pipe that is only written to, too.
+    // Opened for its attributes only, so that a locked file and a write-only pipe are seen as well.
     const HANDLE file = CreateFileA(name, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     nullptr, OPEN_EXISTING, 0, nullptr);
     if (file == INVALID_HANDLE_VALUE) return {false, GetLastError() == ERROR_PIPE_BUSY, 0};

@@ -35,21 +35,21 @@ bool areSame(const struct stat& one, const struct stat& other) {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// Whether a name leads to an open file itself, not to a link to it.
+// Whether a name belongs to an open file itself, not to a link to it.
 bool isNameOf(int folder, const char* name, int file) {
     struct stat own {};
     struct stat found {};
     return fstat(file, &own) == 0 && fstatat(folder, name, &found, AT_SYMLINK_NOFOLLOW) == 0 && areSame(own, found);
 }
 
-/// A name, from a folder's descriptor on.
+/// A name in the folder of a descriptor.
 struct Name {
     int folder = -1;
     std::string name;
 };
 
-// Where an open file is now: the system knows its path; else the name under which it was made. Empty when it is at
-// neither.
+// Where an open file is now: the path that the system reports, otherwise the name under which it was created. Empty
+// when it is at neither.
 Name nameOf(int file, int folder, const std::string& made) {
     char path[PATH_MAX];
     const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
@@ -61,7 +61,7 @@ Name nameOf(int file, int folder, const std::string& made) {
     return {folder, ""};
 }
 
-// Whether what is in the place may be replaced. It is opened as a writer would open it.
+// Why the file in the place may not be replaced, or success. It is opened as a writer would open it.
 DWORD errorOfPlace(int folder, const std::string& name) {
     struct stat status {};
     if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || S_ISLNK(status.st_mode))

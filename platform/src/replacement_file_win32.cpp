@@ -18,7 +18,7 @@ std::string unguessableName() {
     return name;
 }
 
-// A full path in the characters of the system.
+// A full path in the system's characters.
 std::wstring fullPath(const std::string& path) {
     const auto size = static_cast<int>(path.size() + 1);
     std::wstring wide(path.size() + 1, L'\0');
@@ -29,7 +29,8 @@ std::wstring fullPath(const std::string& path) {
     return full;
 }
 
-// Whether what is in the place may be replaced. It is opened as a writer would open it; a link is not followed.
+// Why the file in the place may not be replaced, or success. It is opened as a writer would open it; links are not
+// followed.
 DWORD errorOfPlace(const std::string& place) {
     const DWORD attributes = GetFileAttributesA(place.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) return ERROR_SUCCESS;
@@ -41,7 +42,7 @@ DWORD errorOfPlace(const std::string& place) {
     return ERROR_SUCCESS;
 }
 
-// By the handle: whatever has the file's name now is left alone.
+// By handle: if another file has this file's name by now, that file is left alone.
 DWORD renameTo(HANDLE file, const std::wstring& path) {
     const std::size_t nameBytes = path.size() * sizeof(wchar_t);
     std::vector<std::uint64_t> memory((sizeof(FILE_RENAME_INFO) + nameBytes) / sizeof(std::uint64_t) + 1);
@@ -53,8 +54,8 @@ DWORD renameTo(HANDLE file, const std::wstring& path) {
     return SetFileInformationByHandle(file, FileRenameInfo, information, size) ? ERROR_SUCCESS : GetLastError();
 }
 
-// Why a file could not be replaced that may be written: the system calls it denied, too, when somebody has it open who
-// does not let it be removed.
+// Why a writable file could not be replaced: the system also reports "denied" when somebody has the file open without
+// permitting removal.
 DWORD errorOfRemoval(const std::string& place) {
     const HANDLE there = CreateFileA(place.c_str(), DELETE | SYNCHRONIZE, kShareAll, nullptr, OPEN_EXISTING,
                                      FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
@@ -92,8 +93,8 @@ DWORD ReplacementFile::admitReaders() {
     if (!_placed) return ERROR_INVALID_HANDLE;
     LARGE_INTEGER position{};
     SetFilePointerEx(_file, position, &position, FILE_CURRENT);
-    // From handle to handle: whatever has the file's name now is left alone. The one in between neither reads nor
-    // writes, so it is in nobody's way.
+    // From handle to handle: if another file has this file's name by now, that file is left alone. The handle in
+    // between neither reads nor writes, so it blocks nobody.
     const HANDLE held = ReOpenFile(_file, FILE_READ_ATTRIBUTES | SYNCHRONIZE, kShareAll, 0);
     if (held == INVALID_HANDLE_VALUE) return GetLastError();
     CloseHandle(_file);

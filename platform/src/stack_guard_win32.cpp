@@ -1,5 +1,5 @@
-// The stack protector's own part. The compiler's library for it takes its number from the system's cryptography, which
-// every file would then load while it is being loaded itself.
+// The runtime part of the stack protector. The compiler's own library takes its number from the system's cryptography,
+// which every file would then load while it is being loaded itself.
 #include <cstdint>
 
 #include "platform.h"
@@ -17,8 +17,8 @@ std::uintptr_t __stack_chk_guard = 0x00000AFF0D0A2B99;  // until the constructor
 
 namespace {
 
-// As the system's other compiler does it: what differs from one start to the next, and where this file was loaded.
-// Runs before there is another thread in the module; functions below it keep the number that they began with.
+// Seeded as the system's other compiler does it: from values that differ at each start, and from the load address. Runs
+// before the module has another thread; functions below it on the stack keep the number that they began with.
 __attribute__((constructor, no_stack_protector)) void makeGuard() {
     LARGE_INTEGER count{};
     FILETIME time{};
@@ -29,7 +29,7 @@ __attribute__((constructor, no_stack_protector)) void makeGuard() {
     guard ^= reinterpret_cast<std::uintptr_t>(&guard) ^ reinterpret_cast<std::uintptr_t>(&__stack_chk_guard) << 16;
     guard ^= static_cast<std::uint64_t>(GetCurrentProcessId()) << 32 ^ GetCurrentThreadId();
     guard = (guard ^ guard >> 29) * 0x94D049BB133111EBu;
-    // A zero as the lowest byte: no text that runs over writes the number, nor shows it.
+    // The lowest byte is zero, so that a text that overruns can neither write the number nor reveal it.
     __stack_chk_guard = (guard ^ guard >> 32) & ~std::uintptr_t{0xFF};
 }
 
@@ -37,14 +37,14 @@ __attribute__((constructor, no_stack_protector)) void makeGuard() {
 
 extern "C" {
 
-// Ends the process at once: nothing of it can be trusted any more, no handler is asked.
+// Ends the process at once and calls no handler: nothing in it can be trusted any more.
 void __stack_chk_fail() {
     constexpr unsigned kStackCookieFailed = 2;
     asm volatile("int $0x29" ::"c"(kStackCookieFailed) : "memory");
     __builtin_unreachable();
 }
 
-// Of checked calls, so that the compiler's library is not linked beside this file for their sake.
+// Called by checked functions; defined here so that the compiler's library is not linked for it.
 void __chk_fail() { __stack_chk_fail(); }
 
 }  // extern "C"

@@ -14,7 +14,7 @@ constexpr int kFirstBehindStandardStreams = 3;
 
 int highDescriptor(int opened) {
     if (opened < 0 || opened >= kFirstBehindStandardStreams) return opened;
-    // Locks belong to the open file, not to its number: they would survive the move.
+    // Locks belong to the open file, not to its number, so they would survive the move.
     const int moved = fcntl(opened, F_DUPFD_CLOEXEC, kFirstBehindStandardStreams);
     const int error = errno;
     close(opened);

@@ -16,7 +16,7 @@ void requestStop(int signalNumber) {
     }
 }
 
-// A terminal that is closed sends it twice, as its shell does too and the system: all of them are one request.
+// A closed terminal sends it twice, once from its shell and once from the system: together they are one request.
 void hangUp(int) { stopRequestedFlag = true; }
 
 void handle(int signalNumber, void (*handler)(int)) {

@@ -6,11 +6,12 @@ namespace {
 
 std::atomic<bool> stopRequestedFlag{false};
 
-// Runs on a thread of its own. FALSE lets the default handler end the process: the second request.
+// Runs on a separate thread. FALSE lets the default handler end the process: the second request.
 BOOL WINAPI requestStop(DWORD control) {
     if (stopRequestedFlag.exchange(true)) return FALSE;
     if (const HANDLE event = stopEvent()) SetEvent(event);
-    // A console that is closed, or a user who logs off, ends the process once this returns: the program may end before.
+    // If a console is closed or a user logs off, the process ends when this returns, so it waits for the program to end
+    // first.
     if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) Sleep(INFINITE);
     return TRUE;
 }

@@ -17,7 +17,7 @@ struct Made {
     std::map<std::string, int, std::less<>> descriptors;
 };
 
-// Never destroyed: files are closed and removed by destructors of static objects too.
+// Never destroyed, because destructors of static objects close and remove files too.
 Made& made() noexcept {
     alignas(Made) static unsigned char storage[sizeof(Made)];
     static auto* const only = new (storage) Made;

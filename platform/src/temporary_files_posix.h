@@ -1,6 +1,6 @@
-// Temporary files that this process made and has neither renamed nor removed. Each is held open, so that the file which
-// is found under its name later can be told from it: who may write the folder could have put another one there, or a
-// link to a file elsewhere. Names are those of nativePath, each used by one thread at a time.
+// Temporary files that this process created and has neither renamed nor removed. Each stays open, so that it can be
+// distinguished from a file found under its name later: anybody who may write the folder could have put another file
+// there, or a link to a file elsewhere. Names are those of nativePath; one thread at a time uses a name.
 #pragma once
 
 #include <string>
@@ -8,17 +8,17 @@
 
 #include "descriptor_posix.h"
 
-/// Takes over the descriptor of a file that was made under that name. Throws what containers throw without memory.
+/// Takes over the descriptor of a file that was created under that name. Throws what containers throw without memory.
 void TemporaryFiles_Remember(const std::string& path, Descriptor& descriptor);
 
-/// The descriptor of the file that was made under that name, which stays ours; -1 when there is none.
+/// The descriptor of the file that was created under that name; the table keeps it. -1 when there is none.
 int TemporaryFiles_Find(std::string_view path);
 
-/// Whether such a file was made and another one, or none, stands under its name now.
+/// Whether such a file was created and now another one, or none, has its name.
 bool TemporaryFiles_IsReplaced(const char* path);
 
-/// Whether two descriptors are of one file.
+/// Whether two descriptors refer to one file.
 bool TemporaryFiles_AreSame(int descriptor, int other);
 
-/// The name has been given up.
+/// Forgets the name.
 void TemporaryFiles_Forget(std::string_view path);

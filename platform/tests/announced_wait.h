@@ -1,5 +1,5 @@
-// Waits of which another thread or process knows that they have begun, for the tests of this folder: on Windows the
-// system announces and waits in one call, on Linux the kernel tells what a thread is doing.
+// Waits that announce their beginning to another thread or process, for the tests of this folder. On Windows the system
+// announces and waits in one call; on Linux the kernel tells what a thread is doing.
 #pragma once
 
 #include <atomic>
@@ -20,19 +20,19 @@
 
 namespace test {
 
-/// Where one waiter announces itself; may lie in shared memory, zeroed.
+/// Where one waiter announces itself; may be in shared memory, zeroed.
 struct Announcement {
     std::atomic<std::int32_t> thread{0};  // on Linux: the waiting thread's number
 };
 
 #if defined(_WIN32)
 
-/// Waits for an event. @param ready  An event of this announcement alone.
+/// Waits for an event. @param ready  An event used by this announcement alone.
 inline DWORD announceAndWait(Announcement&, HANDLE ready, HANDLE event, DWORD milliseconds) {
     return SignalObjectAndWait(ready, event, milliseconds, FALSE);
 }
 
-/// Returns once the announced wait has begun; false when none has within 20 s.
+/// Returns when the announced wait has begun; false when none has begun within 20 s.
 inline bool awaitWaiting(const Announcement&, HANDLE ready) {
     return WaitForMultipleObjects(1, &ready, FALSE, 60'000) == WAIT_OBJECT_0;
 }
@@ -44,7 +44,7 @@ inline DWORD announceAndWait(Announcement& announcement, HANDLE, HANDLE event, D
     return WaitForMultipleObjects(1, &event, FALSE, milliseconds);
 }
 
-/// Whether a thread sleeps in a futex call; "running", or another call's number, stands there else.
+/// Whether a thread sleeps in a futex call. Otherwise the file says "running" or another call's number.
 inline bool sleepsOnAFutex(std::int32_t thread) {
     std::string call;
     std::ifstream("/proc/" + std::to_string(thread) + "/syscall") >> call;
@@ -81,7 +81,7 @@ public:
     bool sleeps() const { return _sleeps; }
     /// Whether the wait has ended.
     bool isReleased() const { return _released; }
-    /// What the wait has answered.
+    /// The result of the wait.
     DWORD result() {
         if (_thread.joinable()) _thread.join();
         return _result;
@@ -96,7 +96,7 @@ private:
     std::thread _thread;
 };
 
-/// Another process inside an endless wait for an event (role waitsForEventUntilKilled); it answers 0 when released.
+/// Another process inside an endless wait for an event (role waitsForEventUntilKilled); it returns 0 when released.
 class SleepingProcess {
 public:
     explicit SleepingProcess(const std::string& eventName)

@@ -1,5 +1,5 @@
-// A process that was started with standard input, output or error closed: whatever the layer opens then must not get
-// their numbers, since what is meant for them would be written into it.
+// A process that was started with standard input, output or error closed: what the layer opens must not get their
+// numbers, because output meant for them would be written into it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -31,12 +31,12 @@ HANDLE createFile(const std::string& path, DWORD access, DWORD creation) {
 
 }  // namespace
 
-// Arguments: a folder, and in it a file. Ends with 0, or with the number of the step whose descriptor was too low.
+// Arguments: a folder, and a file in it. Returns 0, or the number of the step whose descriptor was too low.
 CHILD_ROLE(opensEverythingWithoutStandardStreams) {
     closeStandardStreams();
     const std::string& folder = arguments.at(0);
     RegularFile regular;
-    // Everything stays open until the end, so that each step would take the lowest number that is free.
+    // Everything stays open until the end, so that each step would take the lowest free number.
     const auto steps = {
         +[](const std::string&, RegularFile&) { return CreateEventA(nullptr, FALSE, FALSE, "low_event") != nullptr; },
         +[](const std::string&, RegularFile&) { return CreateEventA(nullptr, FALSE, FALSE, nullptr) != nullptr; },

@@ -1,5 +1,5 @@
-// States of an event that only an accident leaves behind: a process that was killed between two steps, or bytes that
-// somebody else has written. Written into the object's file, as another process would leave them.
+// States of an event that only an accident leaves behind: a process killed between two steps, or bytes that somebody
+// else has written. The tests write them into the object's file, as another process would leave them.
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -53,7 +53,7 @@ protected:
         EXPECT_EQ(waitFor(_event.get(), 0), WAIT_OBJECT_0);
         EXPECT_EQ(waitFor(_event.get(), 0), WAIT_TIMEOUT);
     }
-    /// The event is as good as new: it does not wait for ever, keeps one signal, and releases one that sleeps.
+    /// The event works like a new one: it does not wait for ever, keeps one signal, and releases a sleeping waiter.
     void expectUsable() const {
         EXPECT_EQ(waitFor(_event.get(), 5), WAIT_TIMEOUT);
         SetEvent(_event.get());
@@ -157,7 +157,7 @@ namespace {
 
 constexpr unsigned kSeats = 31;
 
-// Of all processes.
+// Counts the seats locked by all processes.
 unsigned lockedSeats(int file) {
     constexpr off_t kFirstSeatByte = 64;
     unsigned count = 0;
@@ -193,7 +193,7 @@ TEST_F(LeftState, AProcessKeepsTheSeatThatItUsesAgainAndAgain) {
     EXPECT_EQ(lockedSeats(_file), 1u) << "the next wait needs no lock";
 }
 
-// A stopped process does not stand up when it is woken, so that it can be killed in between.
+// A stopped process does not stand up when it is woken, so it can be killed in between.
 TEST_F(LeftState, AProcessThatIsKilledBetweenItsReleaseAndItsNextStepHandsTheSignalOn) {
     SleepingProcess waiter(_name);
     ASSERT_TRUE(waiter.sleeps());

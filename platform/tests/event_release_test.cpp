@@ -1,5 +1,5 @@
-// Whom a set releases: one that waits, and exactly one; a signal is kept only when nobody is left to release. Whoever
-// was released has its signal for good, and one that has died takes none.
+// Whom a set releases: exactly one waiter. A signal is kept only when nobody is left to release. A released waiter owns
+// its signal, and a dead waiter takes none.
 #include <algorithm>
 #include <atomic>
 #include <memory>
@@ -31,7 +31,7 @@ ObjectHandle createEvent(const std::string& name = "") {
     return ObjectHandle(CreateEventA(nullptr, FALSE, FALSE, name.c_str()));
 }
 
-// How many waits one after the other are released at once.
+// How many waits in a row are released at once.
 int keptSignals(HANDLE event) {
     int kept = 0;
     while (kept < 100 && waitFor(event, 0) == WAIT_OBJECT_0) ++kept;
@@ -191,7 +191,7 @@ CHILD_ROLE(waitsForEventUntilKilled) {
     return test::announceAndWait(*announcement, ready.get(), event.get(), INFINITE) == WAIT_OBJECT_0 ? 0 : 2;
 }
 
-// What is handed over with an event needs no other protection; ThreadSanitizer watches.
+// Bytes written before a set need no other protection; ThreadSanitizer checks this.
 TEST(EventRelease, WhatWasWrittenBeforeASetIsSeenByWhomItReleases) {
     constexpr int kPasses = 3'000;
     const auto there = createEvent();

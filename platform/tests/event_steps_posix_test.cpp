@@ -1,5 +1,5 @@
-// Events whose waiters and setters are stopped between two steps: the linker puts __wrap_syscall in the place of
-// syscall, so that each call of the kernel is such a place. What happens meanwhile is another process's doing.
+// Events whose waiters and setters are stopped between two steps. The linker replaces syscall by __wrap_syscall, so
+// each call of the kernel is such a place. Meanwhile the test acts as another process.
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
@@ -69,7 +69,7 @@ Board* boardOf(HANDLE memory) { return static_cast<Board*>(MapViewOfFile(memory,
 
 }  // namespace
 
-// Sits down, stops before it sleeps, and goes on when it is told to; then waits to be killed, with the event closed.
+// Takes a seat, stops before it sleeps, and continues when told to; then waits to be killed, with the event closed.
 CHILD_ROLE(stopsBeforeItSleeps) {
     ObjectHandle event(OpenEventA(EVENT_ALL_ACCESS, FALSE, arguments.at(0).c_str()));
     const ObjectHandle memory(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, arguments.at(1).c_str()));

@@ -128,7 +128,7 @@ TEST(Events, AMappingCannotBeWaitedFor) {
 
 namespace {
 
-// What may be done through a handle that was opened with a right.
+// What a handle allows that was opened with a right.
 struct EventRights {
     const char* name;
     DWORD access;

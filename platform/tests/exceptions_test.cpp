@@ -1,5 +1,5 @@
-// Where the Linux layer answers otherwise than Windows on purpose: both answers side by side. The reasons stand in
-// platform_posix.h.
+// Where the Linux layer deliberately differs from Windows: both answers side by side. platform_posix.h gives the
+// reasons.
 #include <cerrno>
 #include <string>
 
@@ -108,7 +108,7 @@ TEST_F(ExceptionsTest, FoldersOfOtherSessionsAreNoNamesOnLinux) {
 
 namespace {
 
-// More memory than any machine has that this runs on: 2^40 bytes.
+// More memory than any machine has that runs this test: 2^40 bytes.
 void expectNoMemory(const char* name) {
     const ObjectHandle mapping(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 256, 0, name));
     const DWORD error = GetLastError();

@@ -1,4 +1,4 @@
-// What the Linux layer adds of its own to files: limits of the system, links, and calls that it does not offer.
+// What the Linux layer adds for files: limits of the system, links, and calls that it does not support.
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
@@ -34,7 +34,7 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// No file of this process grows beyond a size while it lives; what goes beyond fails half way, as on a full disk.
+// While it lives, no file of this process grows beyond a size: larger writes fail half way, as on a full disk.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) : _formerAction(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -54,7 +54,7 @@ private:
     void (*_formerAction)(int);
 };
 
-// As on Windows: what was written stays, and is counted.
+// As on Windows: bytes written before the failure stay and are counted.
 TEST(PosixFiles, AWriteThatFailsHalfWayLeavesWhatWasWritten) {
     const test::TemporaryFolder folder;
     const std::string path = folder.path("f");
@@ -177,7 +177,7 @@ TEST(PosixFiles, WhatTheLayerDoesNotOfferIsRefused) {
     EXPECT_EQ(contentOf(path), "");
 }
 
-// A temporary file, as a replacement makes it, that somebody takes away to put something else under its name.
+// A temporary file, as a replacement creates it, that somebody moves away to put something else under its name.
 class TakenTemporaryFile : public testing::Test {
 protected:
     TakenTemporaryFile() {
@@ -227,7 +227,7 @@ TEST_F(TakenTemporaryFile, ItselfIsWrittenRenamedAndForgotten) {
     }
     EXPECT_TRUE(MoveFileExA(_name, _folder.path("target").c_str(), MOVEFILE_REPLACE_EXISTING));
     EXPECT_EQ(contentOf(_folder.path("target")), "new");
-    // Under the name anything may stand from now on.
+    // From now on anything may have the name.
     ASSERT_EQ(symlink(_victim.c_str(), _path.c_str()), 0);
     const ObjectHandle file(createFile(_name, FILE_APPEND_DATA, OPEN_ALWAYS));
     EXPECT_NE(file.get(), INVALID_HANDLE_VALUE);
@@ -282,7 +282,7 @@ TEST(PosixFiles, MovingOntoALinkReplacesTheLink) {
     EXPECT_EQ(contentOf(target), "old");
 }
 
-// As Windows has it; no test of both systems, because Wine replaces such files.
+// As on Windows. Not tested on both systems, because Wine replaces such files.
 TEST(PosixFiles, MovingNeverReplacesAReadOnlyFile) {
     const test::TemporaryFolder folder;
     const std::string to = folder.file("to", "old");
@@ -351,7 +351,7 @@ namespace {
 /// A forked child that lives until the test lets it go.
 class ForkedChild {
 public:
-    /// @param before  What it does first.
+    /// @param before  Runs in the child first.
     template <typename Function>
     explicit ForkedChild(Function before) {
         if (pipe2(_done, O_CLOEXEC) != 0 || pipe2(_leave, O_CLOEXEC) != 0) return;

@@ -172,7 +172,7 @@ TEST_F(FilesTest, AMissingFolderIsToldFromAMissingFile) {
 
 namespace {
 
-// What the four ways of opening answer; 0: done.
+// Results of the four ways of opening; 0: success.
 struct Answers {
     const char* name;
     const char* path;  // behind the test's folder, in which are "f", a file, and "sub", a folder

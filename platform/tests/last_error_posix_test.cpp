@@ -1,4 +1,4 @@
-// Windows' codes for what the kernel answers, for named objects and memory, and for files.
+// Windows codes for the kernel's error numbers, for named objects and memory, and for files.
 #include "last_error_posix.h"
 
 #include <cerrno>

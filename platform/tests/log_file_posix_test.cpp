@@ -144,7 +144,7 @@ TEST_F(LogFileWriteTest, ChildrenDoNotInheritTheFile) {
     EXPECT_EQ(::fcntl(probe - 1, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);  // the lowest free number came after the log's
 }
 
-// ---- standard error, which is the host's. In a child, where nobody misses it.
+// ---- standard error, which belongs to the host; in a child process, where it is not needed
 
 struct SignalState {
     SignalState() {
@@ -163,7 +163,7 @@ struct SignalState {
     struct sigaction action;
 };
 
-// Standard error has a reader no more. Argument: what it was, pipe or socket.
+// Standard error loses its reader. Argument: its kind, pipe or socket.
 void breakStandardError(const std::string& kind) {
     int ends[2];
     ASSERT_EQ(kind == "socket" ? ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : ::pipe(ends), 0);
@@ -212,7 +212,7 @@ TEST(StandardErrorTest, ASignalThatWaitedBeforeStillWaits) {
     EXPECT_EQ(test::ChildProcess("writesWhileASignalIsPending").join(std::chrono::seconds(60)), 0);
 }
 
-// Nobody reads. Arguments: pipe or socket, and whether the log can have a description of its own.
+// Nobody reads. Arguments: pipe or socket, and whether the log can reopen it.
 CHILD_ROLE(fillsStandardError) {
     int ends[2];
     if ((arguments.at(0) == "socket" ? ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : ::pipe(ends)) != 0) return 2;
@@ -244,7 +244,7 @@ CHILD_ROLE(writesAroundARedirection) {
     ::dup2(first, STDERR_FILENO);
     file.write("second\n", 7);
     char text[20] = {};
-    // The reader comes to the end: the log holds no end of the pipe.
+    // The reader reaches the end: the log keeps no end of the pipe open.
     return ::read(ends[0], text, sizeof text) == 6 && ::read(ends[0], text, sizeof text) == 0 ? 0 : 1;
 }
 

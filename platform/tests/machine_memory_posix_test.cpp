@@ -1,4 +1,4 @@
-// Limits of containers, as the files of control groups tell them.
+// Limits of containers, read from files of control groups.
 #include "machine_memory_posix.h"
 
 #include <optional>

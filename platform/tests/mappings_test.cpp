@@ -52,7 +52,7 @@ bool await(const std::string& name) {
     return result == WAIT_OBJECT_0;
 }
 
-// Two events that a test and its child meet on; the test holds both, so that neither is lost between the two.
+// Two events on which a test and its child meet. The test holds both, so that neither vanishes in between.
 struct Meeting {
     std::string ready = test::uniqueName("ready");
     std::string go = test::uniqueName("go");
@@ -213,7 +213,7 @@ TEST(Mappings, TheNameGoesWithTheLastHandleAlsoUnderAView) {
     EXPECT_EQ(old.bytes()[0], 5);
 }
 
-// Holds the object of a name until it is told to go.
+// Holds an object until told to stop.
 CHILD_ROLE(holdsMappingUntilTold) {
     const auto mapping = createMapping(arguments.at(0), 100);
     signal(arguments.at(1));
@@ -247,7 +247,7 @@ TEST(Mappings, ANameUnderAViewIsFreeForAnotherKind) {
 
 namespace {
 
-// What a view is, and what it needs; 0 for none: refused (5).
+// The rights of a view, and the rights it needs; 0: refused (5).
 struct MappingRights {
     const char* name;
     DWORD opened;       // rights of the handle

@@ -1,4 +1,4 @@
-// Libraries that are loaded at run time, and the names that they answer.
+// Libraries that are loaded at run time, and the names that they report.
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The working folder of the process; the former one comes back at the end.
+// Changes the working folder of the process; the destructor restores it.
 class WorkingFolder {
 public:
     explicit WorkingFolder(const fs::path& folder) : _former(fs::current_path()) { fs::current_path(folder); }

@@ -1,4 +1,4 @@
-// What the Linux layer alone promises: hostile leftovers, sweeping, name spaces, children that keep nothing.
+// What only the Linux layer promises: hostile leftovers, sweeping, name spaces, children that keep nothing.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -34,7 +34,7 @@ const char kVariable[] = "PLATFORM_OBJECT_NAMESPACE";
 
 fs::path userFolder() { return fs::path(platform_lookAtObjectFolder().path).parent_path(); }
 
-// The folder of this process's name space, made by a first object.
+// The folder of this process's name space, created by a first object.
 fs::path objectFolder() {
     const ObjectHandle first(CreateEventA(nullptr, FALSE, FALSE, test::uniqueName("first").c_str()));
     return userFolder() / std::getenv(kVariable);
@@ -168,7 +168,7 @@ TEST(ObjectFiles, AFileThatIsCutShortBeforeItIsMappedIsAnErrorAndNoFault) {
     EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
 }
 
-// Standard error goes into a file.
+// Redirects standard error to a file.
 CHILD_ROLE(touchesMemoryThatWasCutShort) {
     if (arguments.at(0) == "explained") platform_explainLostMemory("program", 3);
     const int output = open(arguments.at(1).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -215,7 +215,7 @@ TEST(ObjectFiles, AHeldFileWithForeignContentIsAnError) {
     EXPECT_EQ(GetLastError(), ERROR_FILE_INVALID);
 }
 
-// Another name with the same hash, which nobody can wait for: the stored name is changed under its holder.
+// A real collision is too rare to wait for, so the test changes the stored name under its holder.
 TEST(ObjectFiles, ALongNameWhoseHashAnotherOneHasIsAbsentAndCannotBeMade) {
     const std::string name = test::uniqueName("hash") + std::string(150, '.');
     const fs::path folder = objectFolder();
@@ -252,7 +252,7 @@ namespace {
 
 std::vector<std::string> reports;  // of the one thread that meets the guard
 
-// Whoever is told uses named objects, from another thread too: no lock of the layer is held.
+// The report function uses named objects, also on another thread: no lock of the layer is held.
 void useObjectsAndNote(const char* text) {
     reports.emplace_back(text);
     SetLastError(ERROR_SUCCESS);
@@ -275,7 +275,7 @@ TEST(ObjectFiles, AGuardThatIsNeverLeftEndsInAnErrorAndAReportThatNamesTheObject
     close(descriptor);
 }
 
-// Takes the guard of an object, as every process does for a moment, and is stopped with it.
+// Takes the guard of an object, as every process does briefly, and is stopped while holding it.
 CHILD_ROLE(stopsWithAGuard) {
     const ObjectHandle ready(OpenEventA(EVENT_ALL_ACCESS, FALSE, arguments.at(1).c_str()));
     takeGuardOf(arguments.at(0));
@@ -422,7 +422,7 @@ TEST(ObjectFiles, AFolderThatOthersMayEnterIsRefused) {
     fs::remove_all(open);
 }
 
-// Its checks are told at the head of object_stress.cpp; scripts/stress.sh runs it for longer.
+// The head of object_stress.cpp explains its checks; scripts/stress.sh runs it for longer.
 TEST(ObjectFiles, KillsAtRandomMomentsLoseNoNameUnderAHolderShowNothingStaleAndLeaveNothingBehind) {
     auto stress = test::ChildProcess::program("object_stress", {"3"});
     EXPECT_EQ(stress.join(60s), 0);
@@ -489,7 +489,7 @@ int raising(std::initializer_list<int> signals) {
 
 TEST(StopHandler, HangUpIsARequestToStop) { EXPECT_EQ(raising({SIGHUP}), 0); }
 
-// A terminal that is closed says so twice: its shell does, and the system.
+// A closed terminal sends the signal twice: its shell does, and the system.
 TEST(StopHandler, HangUpBehindAnyRequestEndsNothing) {
     EXPECT_EQ(raising({SIGHUP, SIGHUP}), 0);
     EXPECT_EQ(raising({SIGTERM, SIGHUP}), 0);

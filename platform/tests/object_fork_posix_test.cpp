@@ -34,7 +34,7 @@ bool takes(HANDLE event, DWORD timeoutMs) {
     return WaitForMultipleObjects(1, &event, FALSE, timeoutMs) == WAIT_OBJECT_0;
 }
 
-/// Runs the function in a forked child, which a signal ends when it is stuck. What it answered, or -1.
+/// Runs the function in a forked child; a signal ends it if it hangs. Returns the function's result, or -1.
 template <typename Function>
 int inForkedChild(Function function) {
     const pid_t child = fork();
@@ -47,7 +47,7 @@ int inForkedChild(Function function) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// Ends the program after two minutes: a parent that hangs in a fork is a failure, and no run that never ends.
+/// Ends the program after two minutes, so that a parent that hangs in a fork fails instead of running for ever.
 struct EndOfAHang {
     EndOfAHang() { alarm(120); }
     ~EndOfAHang() { alarm(0); }
@@ -68,7 +68,8 @@ int keptFiles() {
 
 }  // namespace
 
-// Has objects in every form, and forks a child that stays: it sets "ready" and waits for "stop", both opened anew.
+// Has objects of every kind and forks a child that stays. The child opens "ready" and "stop", sets one, waits for the
+// other.
 CHILD_ROLE(forksAndStays) {
     const std::string& name = arguments.at(0);
     const ObjectHandle mapping(createMapping(name));

@@ -17,7 +17,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Kind = ObjectSight::Kind;
 
-// A name space of its own for each test, so that nothing else stands in the folder.
+// Each test has its own name space, so that the folder contains nothing else.
 class ObjectLookPosixTest : public testing::Test {
 protected:
     ObjectLookPosixTest() : _former(getenv(kVariable)) {
@@ -66,7 +66,7 @@ TEST_F(ObjectLookPosixTest, LeftoverIsToldAndStays) {
     EXPECT_TRUE(std::filesystem::exists(left));
 }
 
-// Holds the file as another process would: a description of its own.
+// Holds the file as another process would: through a separate description.
 TEST_F(ObjectLookPosixTest, FileThatIsHeldIsNoLeftover) {
     makeFolder();
     const int holder = open(file("held").c_str(), O_RDWR | O_CLOEXEC);

@@ -1,4 +1,4 @@
-// Names of shared objects: which are taken, what the others are answered, and that long ones are kept apart.
+// Names of shared objects: which are accepted, how the others are refused, and that long ones stay distinct.
 #include <string>
 #include <vector>
 
@@ -28,7 +28,7 @@ ObjectHandle openMapping(const std::string& name) {
     return ObjectHandle(OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, name.c_str()));
 }
 
-// A name of its own that is filled up to a length.
+// A unique name that is filled up to a length.
 std::string filledName(std::size_t length, char filling) {
     std::string name = test::uniqueName("long");
     name.resize(length, filling);
@@ -93,7 +93,7 @@ TEST_P(LongNamesTest, AreTheSameInAnotherProcess) {
     EXPECT_EQ(WaitForMultipleObjects(1, &waitedFor, FALSE, 0), WAIT_OBJECT_0);
 }
 
-// Dots take three bytes each in a file's name, letters one.
+// In a file's name a dot takes three bytes, a letter one.
 // clang-format off
 constexpr LongName kLongNames[] = {
     {"Of86Characters",      86,           '.'},

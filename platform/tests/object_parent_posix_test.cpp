@@ -1,4 +1,4 @@
-// Which folder serves when somebody else has the usual one's name, in a place of the test's own.
+// Which folder is used when somebody else has the usual name; each test has its own place.
 #include "object_parent_posix.h"
 
 #include <atomic>
@@ -47,7 +47,8 @@ protected:
         ObjectParent_Place() = _former;
     }
 
-    // Something else than a folder of this user has the usual name; a folder of somebody else, where root may make one.
+    // Gives the usual name to something that is no folder of this user: a folder of somebody else, if root runs the
+    // test.
     void squat() {
         if (geteuid() != 0) {
             std::ofstream(_usual) << "taken";
@@ -181,7 +182,7 @@ TEST_F(ObjectParentTest, LookTellsWhichFolderServes) {
     EXPECT_EQ(sight.problem, "");
 }
 
-// Without a folder that serves, the name space alone is no path.
+// If there is no folder to use, the name space alone is no path.
 TEST_F(ObjectParentTest, LookAtAnObjectFindsNothingWhenNoFolderServes) {
     squat();
     const char* const variable = "PLATFORM_OBJECT_NAMESPACE";
@@ -194,7 +195,7 @@ TEST_F(ObjectParentTest, LookAtAnObjectFindsNothingWhenNoFolderServes) {
     fs::remove(stray);
 }
 
-// Makes an object in the place that the arguments name, and waits until the other one is seen.
+// Creates an object in the place that the arguments name, and waits until it sees the other one.
 CHILD_ROLE(meetsInAnotherPlace) {
     ObjectParent_Place().root = arguments.at(0);
     const ObjectHandle own(CreateEventA(nullptr, FALSE, FALSE, arguments.at(1).c_str()));
@@ -214,7 +215,7 @@ TEST_F(ObjectParentTest, ProgramsMeetAlthoughSomebodyElseHasTheUsualName) {
     EXPECT_THAT(folders(), testing::SizeIs(2));
 }
 
-// As an ordinary user, whom a missing right keeps out.
+// An ordinary user is kept out by missing rights.
 bool becomeOrdinaryUser() { return geteuid() != 0 || setresuid(kSomebodyElse, kSomebodyElse, kSomebodyElse) == 0; }
 
 mode_t modeOf(const fs::path& path) {
@@ -232,7 +233,7 @@ CHILD_ROLE(usesObjectsUnderAUmaskThatTakesEveryRight) {
     if (!event.get()) return 2;
     const fs::path folder = platform_lookAtObjectFolder().path;
     if (modeOf(folder) != 0700 || modeOf(folder.parent_path()) != 0700 || modeOf(folder / "event") != 0600) return 3;
-    // Of a process that was killed between making a file and giving it its rights.
+    // As left by a process that was killed between creating a file and setting its rights.
     for (const char* name : {"dark", "left"}) close(open((folder / name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!ObjectHandle(CreateEventA(nullptr, FALSE, FALSE, "dark")).get()) return 4;
     test::ChildProcess second("usesObjectsAsAnotherProcess", {arguments.at(0)});
@@ -256,7 +257,7 @@ TEST_F(ObjectParentTest, FoldersAndFilesThatWereMadeUnderAnyUmaskAreUsable) {
     }
 }
 
-// A folder of a name space that has not changed for so many seconds, with a file if it is named.
+// Creates the folder of a name space, unchanged for that many seconds, with a file if one is named.
 std::string makeSpace(const std::string& parent, const std::string& name, time_t seconds,
                       const std::string& file = "") {
     const std::string path = parent + "/" + name;

@@ -1,4 +1,4 @@
-// What is said when the place of all objects is not what it has to be, in a place of the test's own.
+// The reason given when the place of all objects is not as it must be; the tests have their own place.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

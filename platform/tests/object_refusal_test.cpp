@@ -1,4 +1,4 @@
-// What is said of the calls that refuse an object, on both systems.
+// The reasons given for refused objects, on both systems.
 #include "object_refusal.h"
 
 #include <gmock/gmock.h>

@@ -1,12 +1,12 @@
-// Stress of named objects: six processes create, open and close a few shared names at random while they are killed at
-// random, hundreds of times a second. Checked all the while: no name is lost under a living holder, no content of an
-// earlier object is ever seen; and at the end: one sweep removes every file that the killed have left.
+// Stress test of named objects: six processes create, open and close a few shared names at random, and are killed at
+// random, hundreds of times a second. It checks all the time that no name is lost under a living holder and that the
+// content of an earlier object never appears; at the end, that one sweep removes every file that killed processes left.
 //
 //   object_stress [SECONDS [SEED [KILLS_PER_SECOND]]]     default 60 1 550
 //
-// The processes are forked from one that never touches a named object itself, and tell each other through anonymous
-// memory what they hold (Board). A claim counts only when it stood unchanged before and after a call: then its owner
-// held the name all through the call.
+// The processes are forked from one that never touches a named object itself. They publish in anonymous memory (Board)
+// what they hold. A claim counts only if it was the same before and after a call: then its owner held the name during
+// the whole call.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -68,7 +68,7 @@ std::string nameOf(std::size_t index) { return "stress_" + std::to_string(index)
 bool isMapping(std::size_t index) { return index < kMappings; }
 std::size_t wordsOf(std::size_t index) { return (index % 3 + 1) * kPage / sizeof(Word); }
 
-/// Notes the first violation, and ends this process.
+/// Records the first violation, and ends this process.
 [[noreturn]] void violate(const char* format, ...) {
     std::array<char, std::tuple_size_v<decltype(Board::violation)>> text{};
     std::va_list arguments;
@@ -137,7 +137,7 @@ private:
         return claims;
     }
 
-    /// One of the claims that still stands, so that its owner held the name all the time between.
+    /// One of the claims that is still valid, so its owner held the name during the whole time.
     static std::optional<Claim> standing(const std::vector<Claim>& claims, std::size_t name) {
         for (const Claim& claim : claims) {
             const Slot& slot = board->slots[claim.worker];
@@ -201,7 +201,7 @@ private:
         if (below(2) == 0) CloseHandle(std::exchange(hold.handle, nullptr));  // a view keeps its bytes, not the name
     }
 
-    // Whoever makes an event signals it, and nobody else touches it: a new one that is signalled is an old one.
+    // A process that creates an event signals it, and nobody else uses it: a new one that is signalled is an old one.
     static void takeEvent(std::size_t name, const Hold& hold, bool fresh) {
         if (!fresh) return;
         if (WaitForMultipleObjects(1, &hold.handle, FALSE, 0) != WAIT_TIMEOUT)
@@ -223,7 +223,7 @@ private:
         return generation;
     }
 
-    /// The generation of an existing mapping; 0 when its maker has not come to the end, or was killed before.
+    /// The generation of an existing mapping; 0 when its creator has not finished, or was killed before.
     static Word readStamp(std::size_t name, Word* words) {
         const Word generation = wordAt(words, 0);
         if (generation != 0) checkWholeStamp(name, words, generation);
@@ -265,15 +265,15 @@ private:
 
 // ---------------------------------------------------------------------------------------- the process that kills
 
-/// The six processes: killed one by one, each replaced when it is gone. Nobody waits for one death before the next
-/// kill.
+/// The six processes: killed one at a time, each replaced when it is gone. The next kill does not wait for the last
+/// death.
 class Workers {
 public:
     explicit Workers(Word seed) : _lives(seed << 32) {
         for (std::size_t i = 0; i < kWorkers; ++i) start(i);
     }
 
-    /// Kills that one, or the next that lives; one does after replaceTheDead.
+    /// Kills that process, or the next living one; there is one after replaceTheDead.
     void kill(std::size_t index) {
         while (_killed[index]) index = (index + 1) % kWorkers;
         board->slots[index].life = 0;  // from here on its claims count no more
@@ -282,7 +282,7 @@ public:
         ++_kills;
     }
 
-    /// Replaces those that are gone; waits for one when there is none left to kill.
+    /// Replaces dead processes; waits for a death when none is left to kill.
     void replaceTheDead() {
         for (;;) {
             const bool allKilled = std::all_of(_killed.begin(), _killed.end(), [](bool killed) { return killed; });
@@ -302,7 +302,7 @@ public:
     }
 
     unsigned long kills() const { return _kills; }
-    /// Whether one ended that was not killed.
+    /// Whether a process ended without being killed.
     bool endedAlone() const { return _endedAlone; }
 
 private:
@@ -348,7 +348,7 @@ void killAtRandom(Workers& workers, double seconds, Word seed, double killsPerSe
     auto due = steady_clock::now() + mean;
     while (!board->violated && !workers.endedAlone() && steady_clock::now() < end) {
         std::this_thread::sleep_until(due);
-        // Gaps of nothing to twice the mean, so that kills hit every moment of a call alike.
+        // Gaps of zero to twice the mean, so that kills hit every moment of a call equally.
         due += mean * (static_cast<double>(random() % 2001) / 1000.0);
         workers.kill(random() % kWorkers);
         workers.replaceTheDead();
@@ -415,7 +415,7 @@ int main(int argc, char** argv) {
     complain(workers.endedAlone() && !board->violating, "a process ended before it was killed");
     complain(!swept || after != 0, "files are left after the sweep");
     complain(board->againstHolder == 0 || board->created == 0, "nothing was put to the test");
-    // Low, for busy machines, which kill as fast as they can whatever was asked for.
+    // Low, because a busy machine kills as fast as it can, whatever was requested.
     const double leastKills = seconds * std::min(killsPerSecond, kUsualKillsPerSecond) / 10.0;
     complain(static_cast<double>(workers.kills()) < leastKills, "too few were killed");
     return good ? 0 : 1;

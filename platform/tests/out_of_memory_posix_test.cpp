@@ -1,5 +1,5 @@
 // The first use of named objects in a process while each of its allocations fails once: no descriptor is lost. The
-// folder is a place of the test's own, with what processes that were killed have left there.
+// tests have their own place, with leftovers of killed processes in it.
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -63,7 +63,7 @@ protected:
         makePrivate(folder);
         std::ofstream(folder / "left-behind-by-a-process-that-was-killed") << "left";
     }
-    /// Names that need memory to be looked at: one that was left in the own name space, one in another.
+    /// Leftovers whose names need memory to be examined: one in the own name space, one in another.
     static void litter(const fs::path& parent) {
         makePrivate(parent);
         leaveBehind(parent / ObjectFolder_Space());
@@ -71,7 +71,7 @@ protected:
         leaveBehind(unused);
         fs::last_write_time(unused, fs::file_time_type::clock::now() - std::chrono::hours(1));
     }
-    /// A forked child has let go of the folder of its parent: it opens one anew.
+    /// A forked child has let go of its parent's folder and opens it again.
     static void expectNoDescriptorIsLost(const fs::path& parent) {
         const std::string name = test::uniqueName("first");
         for (int count = 1; count < kMostAllocations; ++count) {

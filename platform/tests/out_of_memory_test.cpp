@@ -1,5 +1,5 @@
-// The calls of the platform while each of their allocations fails once: a failure is an answer, nothing is thrown, no
-// handle and no name is lost.
+// Platform calls while each of their allocations fails once: they report the failure, throw nothing, and lose no handle
+// and no name.
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -31,7 +31,7 @@ auto failing(int count, Call&& call) noexcept {
     return result;
 }
 
-// Runs a call with the first allocation failing, then with the second, until one run has none that fails.
+// Runs a call with the first allocation failing, then with the second, until no allocation fails.
 template <typename Call>
 void withEachAllocationFailing(Call&& call) {
     for (int count = 1; count < kMostAllocations; ++count) {

@@ -61,7 +61,7 @@ TEST(SleepMarginTest, OneInTwoHundredComesLateInTheEndWhateverItBeganWith) {
     }
 }
 
-/// A system whose clock stands still but for waits and spins, and whose timer is late.
+/// A system whose clock advances only by waits and spins, and whose timer is late.
 struct FakeSystem {
     std::int64_t clock = 1'000'000'000;
     std::int64_t late = 0;

@@ -21,7 +21,7 @@ TEST(ReadableExtentTest, ViewEndsWhereItsPagesEnd) {
     constexpr std::size_t kPage = 4096;
     const HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kBytes, nullptr);
     ASSERT_TRUE(mapping);
-    // Two views of the same memory, side by side or not, are not one run of bytes.
+    // Two views of the same memory are not one run of bytes, even side by side.
     auto* const first = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     auto* const second = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     ASSERT_TRUE(first && second);

@@ -1,4 +1,4 @@
-// What only Linux has among files: pipes and devices with a name.
+// Only on Linux: pipes and devices with names.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ TEST(RegularFilePosixTest, PipesAndDevicesAreRefusedWithoutWaiting) {
     }
 }
 
-// Names are bytes here; programs must not lose a file because its name is in another encoding.
+// Names are bytes here; programs must not lose a file because its name has another encoding.
 TEST(Utf8PathPosixTest, NamesThatAreNotUtf8AreKept) { EXPECT_EQ(textOfPath(pathOfText("a\xFF.png")), "a\xFF.png"); }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What only Windows has among files: devices that every folder seems to hold.
+// Only on Windows: devices that seem to exist in every folder.
 #include <string>
 
 #include <gmock/gmock.h>

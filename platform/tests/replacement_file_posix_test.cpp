@@ -1,4 +1,4 @@
-// What others may do to the folder while a file is on its way to its place.
+// What others may do to the folder before a file has reached its place.
 #include <filesystem>
 #include <fstream>
 #include <iterator>

@@ -117,7 +117,7 @@ TEST_F(ReplacementFileTest, ReadersAreAdmittedToAFileInItsPlaceAndOtherWritersAr
     EXPECT_THAT(names(), ElementsAre("out.bin"));
 }
 
-// Windows keeps a file in its place while somebody reads it who does not let it be removed.
+// On Windows a file stays in its place while somebody reads it without permitting removal.
 TEST_F(ReplacementFileTest, FileThatIsBeingReadIsReplacedOrToldToBeOpen) {
     _folder.file("out.bin", "former");
     std::ifstream reader(_path, std::ios::binary);

@@ -1,4 +1,4 @@
-// The stack protector of Windows builds: what it does when a stack was overrun, and the number that tells it.
+// The stack protector of Windows builds: what happens after a stack overrun, and the number that detects it.
 #include <cstdint>
 #include <string>
 

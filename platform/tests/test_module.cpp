@@ -1,4 +1,4 @@
-// A library for the tests of loading: all that it has is one function that can be looked up.
+// A library for the tests of loading; it contains one function to look up.
 #include "platform.h"
 
 #if defined(_WIN32)
