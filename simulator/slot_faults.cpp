@@ -140,13 +140,13 @@ std::uint64_t Simulator::disturbRing(const PacingGrid& grid, const Strike& strik
     drainReader();
     std::vector<FrameRange> gone = rangesOf(takeUnread());
     if (strike.kind == FaultKind::wrongSize) {
-        _ring.layAgain(format().bytes() / 2);
+        _ring.recreateFor(format().bytes() / 2);
     } else {
         _ring.spoilHeader(scatter(_faults->seed(), 1, frame));
     }
     _ring.wakeReader();
     _timer.sleepUntil(grid.dueNs(next));
-    _ring.layAgain(format().bytes());
+    _ring.recreateFor(format().bytes());
     _delivery.ringLaid();
     gone.push_back(missed(grid, frame, next));
     _nextFrame = gone.back().last + 1;

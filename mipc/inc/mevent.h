@@ -1,13 +1,14 @@
-// Named events with automatic reset, as free functions. The rest of the system uses MProcessEvent.
+// Named auto-reset events, as free functions. The rest of the system uses MProcessEvent.
 #pragma once
 
 #include "platform.h"
 
-/// Creates an event, or opens the existing one of that name; not signalled when new.
+/// Creates an event, not signalled, or opens the existing one of that name.
 ///
 /// @param name  Name, shared with mappings; null or "" for an unnamed event.
-/// @return      A handle for MEvent_Delete. INVALID_HANDLE_VALUE after an entry in the error trace; null, without an
-///              entry, when the system refuses, for example because a mapping has the name. Callers test for both.
+/// @return      A handle for MEvent_Delete. On failure INVALID_HANDLE_VALUE after an entry in the error trace, or null
+///              without an entry when the system refuses, for example because a mapping has the name. Callers test for
+///              both.
 HANDLE MEvent_Create(const char* name);
 
 /// Closes the handle. 1, or 0 after an entry in the error trace.
@@ -16,8 +17,8 @@ int MEvent_Delete(HANDLE event);
 /// Waits for one event, which resets itself.
 ///
 /// @param event      Pointer to one handle.
-/// @param count      Ignored: exactly one handle is waited for.
-/// @param timeoutMs  Milliseconds; INFINITE waits for ever.
+/// @param count      Ignored: the call waits for exactly one handle.
+/// @param timeoutMs  Milliseconds; INFINITE: no limit.
 /// @return           0 signalled, -2 timed out, -1 failed, after an entry in the error trace.
 int MEvent_Wait(const HANDLE* event, int count, DWORD timeoutMs);
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <type_traits>
 
-/// What a line fifo begins with, little-endian, on an 8-byte boundary. A ring of slotCount slots holds slotCount - 1
-/// lines: empty when both indices are equal, full when one more would make them equal.
+/// Start of a line fifo, little-endian, on an 8-byte boundary. A ring of slotCount slots holds slotCount - 1 lines: it
+/// is empty when both indices are equal, and full when one more line would make them equal.
 struct LineFifoHeader {
     std::uint64_t writerMark;  //  0  0: no writer; else address of slot 0 in the writer's process; stored by the writer
     std::uint64_t writeIndex;  //  8  slot filled next, 0 .. slotCount-1; stored by the writer
@@ -22,49 +22,49 @@ static_assert(offsetof(LineFifoHeader, writerMark) == 0 && offsetof(LineFifoHead
 static_assert(offsetof(LineFifoHeader, readerMark) == 16 && offsetof(LineFifoHeader, readIndex) == 24);
 static_assert(offsetof(LineFifoHeader, lineLength) == 32 && offsetof(LineFifoHeader, slotCount) == 40);
 
-/// Bytes of memory that a fifo for lineCount lines needs.
+/// Bytes of memory for a fifo of lineCount lines.
 constexpr std::size_t MMemLineFifo_MemoryBytes(std::size_t lineCount, std::size_t lineLength) {
     return sizeof(LineFifoHeader) + (lineCount + 1) * lineLength;
 }
 
-/// Whether the slots of a header, copied out at one moment, lie in memorySize bytes.
+/// Whether all slots fit into memorySize bytes. The header is a copy, taken at one moment.
 constexpr bool MMemLineFifo_Fits(const LineFifoHeader& header, std::size_t memorySize) {
     if (memorySize < sizeof header) return false;
-    // Divided, not multiplied: the product of two foreign numbers may wrap.
+    // Division, not multiplication: the product of two foreign numbers may wrap.
     return header.slotCount == 0 || header.lineLength <= (memorySize - sizeof header) / header.slotCount;
 }
 
-/// Whether both indices are possible in its slots.
+/// Whether both indices lie within the slots.
 constexpr bool MMemLineFifo_HasPossibleIndices(const LineFifoHeader& header) {
     return header.readIndex < header.slotCount && header.writeIndex < header.slotCount;
 }
 
-// Every call takes the header's address in the caller's mapping. Null is answered with 0 or null, silently.
+// Every call takes the header's address in the caller's mapping. For null the result is 0 or null, without an entry.
 // Failures that leave an entry in the error trace say so; nothing is thrown.
 
 // ---- writing side
 
-/// Lays an empty fifo for lineCount lines of lineLength bytes. Whoever read from it before is detached.
+/// Creates an empty fifo for lineCount lines of lineLength bytes. A reader that was attached before is detached.
 /// @param memory  At least MMemLineFifo_MemoryBytes; the size is not checked here.
-/// @return        1; 0, with an entry, when memory is not 8-byte aligned: there is then no writer and no reader.
+/// @return        1; 0, with an entry, when memory is not 8-byte aligned. There is no writer and no reader then.
 int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLength);
 
-/// Lays the fifo with the most slots that fit into memorySize bytes, at least two.
+/// Creates the fifo with as many slots as fit into memorySize bytes, at least two.
 /// @return  1; 0, with an entry, when lineLength is 0, fewer than two slots fit, or memory is not aligned.
 int MMemLineFifo_CreateBySize(void* memory, std::size_t memorySize, std::size_t lineLength);
 
-/// Detaches the writer. Lines that wait stay readable.
+/// Detaches the writer. Waiting lines stay readable.
 void MMemLineFifo_Destroy(void* memory);
 
-/// The slot to fill next, in place, also when the ring is full; null while there is no writer.
+/// The slot to fill next, in place, even when the ring is full; null while there is no writer.
 void* MMemLineFifo_GetWriteLine(void* memory);
 
-/// Publishes the slot that GetWriteLine gave. 1; 0, silently, when the ring is full: try again later.
+/// Publishes the slot that GetWriteLine returned. 1; 0, without an entry, when the ring is full: try again later.
 int MMemLineFifo_PutLine(void* memory);
 
 // ---- reading side
 
-/// Attaches the one reader; a writer need not be there yet.
+/// Attaches the one reader, with or without a writer.
 /// @return  1; 0, with an entry, when a reader is attached or memory is not 8-byte aligned.
 int MMemLineFifo_Link(void* memory);
 
@@ -75,28 +75,29 @@ void MMemLineFifo_Unlink(void* memory);
 /// @return  lineLength bytes, valid until MMemLineFifo_ReleaseLine; null while no reader is linked or no line waits.
 void* MMemLineFifo_GetReadLine(void* memory);
 
-/// A slot of which a reader knows that GetReadLine gave its line, and the slot count that it has checked.
+/// The slot of a line that GetReadLine returned, and the slot count that the reader has checked.
 struct LineFifoSlot {
     std::uint64_t index;
     std::uint64_t slotCount;
 };
 
-/// Gives the oldest line's slot back to the writer; nothing on an empty fifo.
-/// @param taken  For a reader beside whom others store (MMemLineReader): this slot is given back, and only while the
-///               fifo still stands at it; the header's own slot count is not looked at. Null: the header is trusted.
+/// Returns the oldest line's slot to the writer; does nothing on an empty fifo.
+/// @param taken  For a reader while other processes store into the header (MMemLineReader): this slot is returned, and
+///               only while the fifo's read index still points to it; the header's slot count is not used. Null: the
+///               header is trusted.
 void MMemLineFifo_ReleaseLine(void* memory, const LineFifoSlot* taken = nullptr);
 
 // ---- either side
 
-/// Lines that wait, 0 .. slotCount - 1.
+/// Number of waiting lines, 0 .. slotCount - 1.
 std::size_t MMemLineFifo_GetCount(const void* memory);
 
-/// Lines that can be put before the ring is full.
+/// Number of lines that can be put before the ring is full.
 std::size_t MMemLineFifo_GetFree(const void* memory);
 
 /// Bytes per line.
 std::size_t MMemLineFifo_GetLineLength(const void* memory);
 
-/// 1 while a writer, or a reader, has its mark set. A process that died keeps its mark.
+/// 1 while a writer, or a reader, has its mark set. A process that died leaves its mark.
 int MMemLineFifo_IsWriterAttached(const void* memory);
 int MMemLineFifo_IsReaderAttached(const void* memory);

@@ -1,6 +1,6 @@
-// The reading end of a line fifo beside a process that may store anything into its header at any time. The geometry is
-// taken once, at link, and checked against the memory that is really there; what is stored later is checked against it,
-// so that no line outside the memory is ever handed out.
+// The reading end of a line fifo, safe against a process that may store anything into its header at any time. It takes
+// the geometry once, at link, and checks it against the memory that really exists. Whatever is stored later is checked
+// against that geometry, so it never returns a line outside the memory.
 #pragma once
 
 #include <cstddef>
@@ -9,44 +9,44 @@
 
 #include "mmemlinefifo.h"
 
-/// A value: copies read from the same fifo, and nothing is unlinked by itself. One thread. Unlinked it gives no line.
+/// A value: copies read from the same fifo, and no destructor unlinks. One thread. Returns no line while unlinked.
 class MMemLineReader {
 public:
     enum class Link {
         linked,
-        noHeader,   // the memory is too small for one
-        hasReader,  // or is not aligned; with an entry in the error trace
+        noHeader,   // the memory is too small for a header
+        hasReader,  // a reader is attached, or memory is not aligned; with an entry in the error trace
     };
 
-    /// What made a fifo unreadable until it is linked anew.
+    /// What makes a fifo unreadable until it is linked again.
     enum class Damage {
         none,
         slotsDoNotFit,
-        shortLines,         // shorter than the least that was asked for
-        otherGeometry,      // than the one that was taken
-        impossibleIndices,  // in the slots that there are
+        shortLines,         // shorter than the required least length
+        otherGeometry,      // differs from the geometry taken at link
+        impossibleIndices,  // outside the slots
     };
 
-    /// Tells whether the fifo's reader has its mark set; another one for tests that act between two steps.
+    /// Returns whether the fifo's reader has its mark set. Tests use another function, which acts between two steps.
     using MarkLook = int (*)(const void* memory);
     explicit MMemLineReader(MarkLook look) : _hasMark(look) {}
     MMemLineReader() = default;
 
-    /// Attaches as the reader and takes the geometry; damage tells what is wrong with that. A fifo that nobody has laid
-    /// yet has no slots, and nothing is wrong with it.
-    /// @param memorySize       Bytes that can be touched.
-    /// @param leastLineLength  Bytes that each line has to have.
+    /// Attaches as the reader and takes the geometry; damage says what is wrong with it. A fifo that nobody has created
+    /// yet has no slots and is not damaged.
+    /// @param memorySize       Bytes that may be accessed.
+    /// @param leastLineLength  Least length of a line in bytes.
     Link link(void* memory, std::size_t memorySize, std::size_t leastLineLength);
 
-    /// Detaches. @return The memory that was linked; null for none.
+    /// Detaches. @return The memory that was linked; null if none was.
     void* unlink();
 
-    /// The oldest waiting line, in place, valid until release; null when none waits, when the fifo has no reader, once
-    /// it is damaged, or while it is laid anew.
+    /// The oldest waiting line, in place, valid until release. Null when no line waits, the fifo has no reader, it is
+    /// damaged, or it is being recreated.
     const unsigned char* peek();
 
-    /// Gives that line's slot back to the writer; nothing when none was taken since, or when the fifo is no longer
-    /// the one that the line was taken from: recreated, emptied, or at another read index.
+    /// Returns that line's slot to the writer. Does nothing when no line was taken, or when the fifo is no longer the
+    /// one that the line was taken from: recreated, emptied, or at another read index.
     void release();
 
     void* memory() const { return _memory; }
@@ -55,19 +55,19 @@ public:
     bool isReadable() const { return _readable; }
     Damage damage() const { return _damage; }
 
-    /// The header in which the damage was found.
+    /// The header in which damage was found.
     const LineFifoHeader& damagedHeader() const { return _found; }
 
 private:
     void takeGeometry(std::size_t memorySize, std::size_t leastLineLength);
     const unsigned char* takeFront();
-    bool isLaidAnew() const;
+    bool isRecreated() const;
 
     MarkLook _hasMark = MMemLineFifo_IsReaderAttached;
     void* _memory = nullptr;
     std::uint64_t _lineLength = 0;
-    std::uint64_t _slotCount = 0;         // 0 while no writer has laid the fifo
-    std::optional<std::uint64_t> _front;  // slot that peek gave and release has not given back
+    std::uint64_t _slotCount = 0;         // 0 while no writer has created the fifo
+    std::optional<std::uint64_t> _front;  // slot that peek returned and that is not released yet
     bool _readable = true;
     Damage _damage = Damage::none;
     LineFifoHeader _found{};

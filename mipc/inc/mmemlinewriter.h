@@ -1,6 +1,6 @@
-// The writing end of a line fifo beside readers that may store anything into its header. What the writer alone stores
-// there is kept here too; the header's copy of it is compared, never used, so that no store of another process leads
-// out of the fifo.
+// The writing end of a line fifo, safe against readers that may store anything into its header. It keeps its own copy
+// of every field that only the writer stores. It compares the header with this copy but never uses the header's value,
+// so no store of another process leads outside the fifo.
 #pragma once
 
 #include <cstddef>
@@ -12,50 +12,50 @@
 /// A field of the header that another process has overwritten.
 struct LineFifoDamage {
     const char* field;     // as docs/wire-format.md names it
-    std::uint64_t found;   // what that one has stored
-    const char* known;     // what the next number says of it: "it was" or "it is at most"
-    std::uint64_t number;  // what the writer had stored; of the read index: the greatest that is possible
+    std::uint64_t found;   // what that process has stored
+    const char* known;     // how the next number relates to it: "it was" or "it is at most"
+    std::uint64_t number;  // what the writer had stored; for the read index: the greatest possible value
 };
 
 /// One thread. Without a ring, before lay and after leave, nothing waits and there is no slot.
 class MMemLineWriter {
 public:
-    /// Lays an empty ring. Whoever read from it before is detached.
+    /// Creates an empty ring. A reader that was attached before is detached.
     ///
-    /// @param memory  At least MMemLineFifo_MemoryBytes; stays mapped until leave.
+    /// @param memory  At least MMemLineFifo_MemoryBytes; must stay mapped until leave.
     /// @return        False, with an entry in the error trace, when memory is not 8-byte aligned.
     bool lay(void* memory, std::size_t lineCount, std::size_t lineBytes);
 
-    /// Recreates the ring, empty, with the same slots. A reader is detached and comes back at the next signal. The slot
-    /// that it may be looking at stays as it is until a reader attaches and takes a line.
-    void layAround();
+    /// Recreates the ring, empty, with the same slots. A reader is detached and attaches again at the next signal. The
+    /// slot that it may still be reading stays unchanged until a reader attaches and takes a line.
+    void recreate();
 
-    /// Stores other indices and another geometry into the header, for tests of readers. Nothing but lay or leave may
-    /// follow. The marks stay, so that an attached reader looks at it.
+    /// Stores other indices and another geometry into the header, for tests of readers. Only lay or leave may follow.
+    /// The marks stay, so an attached reader reads them.
     void spoil(const LineFifoHeader& values);
 
-    /// Detaches. Lines that wait stay readable.
+    /// Detaches. Waiting lines stay readable.
     void leave();
 
-    /// What somebody else has stored into the header since the ring was laid.
+    /// Reports a field that somebody else has overwritten since the ring was created.
     std::optional<LineFifoDamage> damage() const;
 
-    /// The slot to fill next; null when the ring is full. Once given it stays the writer's until put, though a host may
-    /// move the read index meanwhile: a reader has no way of taking room back.
+    /// The slot to fill next; null when the ring is full. Once returned, it belongs to the writer until put, even if a
+    /// host moves the read index in the meantime: a reader cannot take room back.
     std::uint8_t* slot();
 
-    /// Its number, 0 … lineCount.
+    /// Index of that slot, 0 … lineCount.
     std::size_t slotIndex() const { return static_cast<std::size_t>(_own.writeIndex); }
 
-    /// Publishes that slot. False when the ring is full; then it has to be asked for again.
+    /// Publishes that slot. False when the ring is full; then call slot again.
     bool put();
 
-    /// Slot that the reader takes next. While the header has none that is possible: the last one that was.
+    /// Slot that the reader takes next. While the header's value is impossible: the last possible one.
     std::uint64_t readIndex() const;
 
     bool hasReader() const;
 
-    /// Lines that wait, 0 … lineCount.
+    /// Number of waiting lines, 0 … lineCount.
     std::size_t waiting() const;
 
 private:
@@ -63,8 +63,8 @@ private:
     std::uint64_t behind(std::uint64_t index) const { return index + 1 == _own.slotCount ? 0 : index + 1; }
 
     LineFifoHeader* _header = nullptr;  // null: no ring
-    LineFifoHeader _own{};              // what the writer stored; without the reader's fields
-    bool _given = false;                // the slot to fill next
+    LineFifoHeader _own{};              // the writer's fields; the reader's fields are unused
+    bool _given = false;                // slot returned the slot to fill next
     mutable std::uint64_t _lastReadIndex = 0;
-    std::optional<std::uint64_t> _overwritten;  // write index of another process, which put has replaced
+    std::optional<std::uint64_t> _overwritten;  // write index stored by another process, which put has replaced
 };

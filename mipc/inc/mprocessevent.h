@@ -3,19 +3,19 @@
 
 #include "platform.h"
 
-/// What can be waited for and signalled. Implementations are used from any thread.
+/// An object that threads can wait for and signal. Any thread may use it.
 class MEvent {
 public:
     virtual ~MEvent() = default;
 
-    /// Waits, for a time in seconds that is cut to whole milliseconds (0.0009 polls; -0.001 is for ever, as its
-    /// milliseconds are those of an endless wait). 1 signalled, -1 timed out, 0 failed.
+    /// Waits for a time in seconds, which is cut to whole milliseconds: 0.0009 polls; -0.001 waits for ever, because
+    /// its milliseconds are those of an endless wait. 1 signalled, -1 timed out, 0 failed.
     virtual int Wait(double seconds) = 0;
 
     /// Signals: releases one wait, now or the next one. False after an entry in the error trace.
     virtual bool Notify() = 0;
 
-    /// Signals like Notify, but reports nothing when it fails.
+    /// Signals like Notify, but leaves no entry when it fails.
     virtual bool Set() = 0;
 
 protected:
@@ -24,12 +24,12 @@ protected:
     MEvent& operator=(const MEvent&) = default;
 };
 
-/// A named event of the system, shared by all processes that name it.
+/// A named event of the system, shared by all processes that use its name.
 class MProcessEvent : public MEvent {
 public:
-    /// @param name  Name; null or "" for an event of its own.
+    /// @param name  Name; null or "" for a private event.
     /// @throws std::runtime_error  when the event handle is the invalid one. A null handle is no failure here: Wait
-    ///                             then answers 0, Notify and Set false.
+    /// then returns 0, Notify and Set return false.
     explicit MProcessEvent(const char* name);
     ~MProcessEvent() override;
     MProcessEvent(const MProcessEvent&) = delete;
@@ -43,6 +43,6 @@ private:
     HANDLE _event;
 };
 
-/// Whole milliseconds of a time in seconds, as a 32-bit timeout: cut toward zero, then the low 32 bits (-1.0 gives
+/// Converts seconds to whole milliseconds as a 32-bit timeout: cut toward zero, then the low 32 bits (-1.0 gives
 /// 4294966296). Beyond 64 bits or +infinity: INFINITE; NaN and -infinity: 0.
 DWORD MProcessEvent_Milliseconds(double seconds);

@@ -1,5 +1,5 @@
-// The registry of shared memory under MSharedMem_…: which views this process holds. Not for use outside mipc and its
-// tests; every call needs the registry's lock, which MSharedMem_RegistryLock takes (it may be taken again).
+// The registry of shared memory below MSharedMem_…: which views this process holds. Only for mipc and its tests. Every
+// call needs the registry's lock, which MSharedMem_RegistryLock takes (recursive).
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ struct MSharedMemLinkInfo {
     std::string name;
     HANDLE handle;           // of the mapping, closed with the view
     std::size_t size;        // usable bytes
-    std::int32_t linkCount;  // links not yet given back
+    std::int32_t linkCount;  // links not yet returned
 };
 
 using MSharedMemRegistry = std::map<void*, MSharedMemLinkInfo>;
@@ -28,7 +28,7 @@ public:
     MSharedMem_RegistryLock(const MSharedMem_RegistryLock&) = delete;
     MSharedMem_RegistryLock& operator=(const MSharedMem_RegistryLock&) = delete;
 
-    /// Leaves the lock before the scope's end; once.
+    /// Releases the lock before the end of the scope; call it once.
     void leave();
 
 private:
@@ -36,16 +36,16 @@ private:
 };
 
 /// Registers a view with link count 0; the caller sets the count.
-/// @return  its entry, or the existing one if it has the same name, size and handle. Null for an empty name or null
-///          address; null when the address is registered: with an entry in the error trace if under the same name but
-///          with another size or handle, silently if under another name.
+/// @return  Its entry, or the existing one if it has the same name, size and handle. Null for an empty name or null
+///          address. Null when the address is already registered: with an entry in the error trace if name matches but
+///          size or handle differ, without one if the name differs.
 MSharedMemLinkInfo* SetNewLinkInfo(const std::string& name, void* address, HANDLE handle, std::size_t size);
 
-/// The entry of an address, or of a name (byte for byte); end() of the registry when there is none.
+/// Finds the entry of an address, or of a name (byte for byte); end() of the registry when there is none.
 MSharedMemRegistry::iterator SearchMemLinkInfo(const void* address);
 MSharedMemRegistry::iterator SearchMemLinkInfo(std::string_view name);
 
-/// What SearchMemLinkInfo gives when it finds nothing.
+/// Result of SearchMemLinkInfo when it finds nothing.
 MSharedMemRegistry::iterator MSharedMem_NoLinkInfo();
 
 /// Removes the entry of an address; false when there is none.

@@ -1,5 +1,5 @@
-// A name that one holder at a time has, among all processes: an event of that name that exists as long as its holder
-// does, however that ends. Nobody waits for it or signals it.
+// A name that only one holder among all processes can have at a time: an event of that name, which exists exactly as
+// long as its holder, even if the holder is killed. Nobody waits for it or signals it.
 #pragma once
 
 #include <string>
@@ -21,8 +21,8 @@ public:
         return event != nullptr;
     }
 
-    /// @return True when the name is this object's, now or since an earlier call; false when another has it, or when
-    ///         the system refuses (isTakenByAnother).
+    /// @return True when this object has the name, now or since an earlier call; false when another holder has it, or
+    ///         when the system refuses (isTakenByAnother).
     bool claim() {
         if (_event) return true;
         const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, _name.c_str());
@@ -38,10 +38,10 @@ public:
 
     bool isHeld() const { return _event != nullptr; }
 
-    /// After a claim that failed: whether another has the name.
+    /// After a failed claim: whether another holder has the name.
     bool isTakenByAnother() const { return _isTakenByAnother; }
 
-    /// After a claim that failed though no other has the name: why, as platform_explainRefusal takes it.
+    /// After a failed claim without another holder: the error, for platform_explainRefusal.
     DWORD error() const { return _error; }
     const std::string& name() const { return _name; }
 

@@ -19,7 +19,7 @@ constexpr std::size_t kReaderMark = offsetof(MMemFifo, readerMark);
 constexpr std::size_t kReadOffset = offsetof(MMemFifo, readOffset);
 constexpr std::size_t kDataSize = offsetof(MMemFifo, dataSize);
 
-// The header at one moment. Whoever copies works with this alone: the other process may store meanwhile.
+// A copy of the header, taken at one moment. Copying uses only this, because the other process may store meanwhile.
 struct Ring {
     std::uint64_t write;
     std::uint64_t read;
@@ -41,7 +41,7 @@ Ring ringOf(const void* memory) {
             load(memory, kDataSize, std::memory_order_relaxed)};
 }
 
-// Attached, and not by damage at an address where nobody can attach.
+// Attached, and not by a damaged mark at an address where nobody can attach.
 bool hasMark(const void* memory, std::size_t mark) {
     return memory && isAligned(memory) && load(memory, mark, std::memory_order_relaxed) != 0;
 }
@@ -84,7 +84,7 @@ int MMemFifo_Create(void* memory, std::size_t size) {
         return 0;
     }
     if (!isFieldAligned(memory, kWriteOffset)) {
-        // Cannot happen behind an aligned header; the text is part of what the library may say.
+        // Impossible with an aligned header; the text is part of what the library may report.
         M_ERRTRACE("MMemFifo_Create(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteOffset), kAlignment);
         store(memory, kWriterMark, 0, std::memory_order_release);
@@ -121,7 +121,7 @@ int MMemFifo_Link(void* memory) {
         return 0;
     }
     if (!isFieldAligned(memory, kWriteOffset)) {
-        // Cannot happen behind an aligned header; the text is part of what the library may say.
+        // Impossible with an aligned header; the text is part of what the library may report.
         M_ERRTRACE("MMemFifo_Link(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteOffset), kAlignment);
         store(memory, kReaderMark, 0, std::memory_order_release);
@@ -145,10 +145,10 @@ std::size_t MMemFifo_Read(void* memory, void* target, std::size_t maximum, std::
     const std::size_t count = std::min(static_cast<std::size_t>(ring.used()), maximum);
     copyOut(memory, ring, target, count);
     fullBarrier();
-    // A writer that laid the ring anew meanwhile has taken the mark away: what was copied is of no ring any more, and
-    // the new one's offset must stay as it is. One that does so between this look and the store meets an offset that is
-    // not its own; it is one of the same ring, so no byte is touched outside, and what seems to wait then is taken for
-    // a foreign frame.
+    // A writer that recreated the ring during the copy has removed the mark. The copied bytes then belong to no ring,
+    // and the new ring's offset must stay unchanged. If it recreates the ring between this check and the store, it
+    // finds an offset that it did not store; the offset is inside the ring, so no byte outside is touched, and what
+    // then seems to wait is treated as a foreign frame.
     if (!hasMark(memory, kReaderMark)) return 0;
     store(memory, kReadOffset, ring.next(ring.read, count), std::memory_order_release);
     return count;

@@ -17,21 +17,21 @@ constexpr std::size_t kReadIndex = offsetof(LineFifoHeader, readIndex);
 constexpr std::size_t kLineLength = offsetof(LineFifoHeader, lineLength);
 constexpr std::size_t kSlotCount = offsetof(LineFifoHeader, slotCount);
 
-// From the caller's own address, never from a mark: each process maps the fifo elsewhere. By numbers: what others have
-// stored may lead anywhere, and it is the caller who looks whether it does.
+// Computed from the caller's own address, never from a mark, because each process maps the fifo elsewhere. Computed
+// with integers: numbers stored by others may lead anywhere, and the caller checks that.
 void* slotAt(void* memory, std::uint64_t index) {
     return reinterpret_cast<void*>(
         static_cast<std::uintptr_t>(dataAreaOf(memory) + index * load(memory, kLineLength, std::memory_order_relaxed)));
 }
 
-// Moves the read index on where others may store it, too: from the slot that was taken alone. The step is one in the
+// Advances the read index where others may store it, too: only from the slot that was taken. The step is valid in the
 // ring that the line came from.
 void releaseTaken(void* memory, std::uint64_t taken, std::uint64_t next) {
     std::atomic_ref<std::uint64_t> readIndex = fieldAt(memory, kReadIndex);
     std::uint64_t expected = taken;
     if (!readIndex.compare_exchange_strong(expected, next)) return;
-    // A ring that was created anew stands at slot 0. If ours was that one, the step may have been one in the new ring,
-    // which would then seem to be full of old lines: it is taken back where the mark tells so.
+    // A recreated ring begins at slot 0. If the taken slot was slot 0, the step may have happened in the new ring,
+    // which would then seem to be full of old lines. The missing mark reveals this, and the step is undone.
     if (taken != 0 || MMemLineFifo_IsReaderAttached(memory)) return;
     expected = next;
     readIndex.compare_exchange_strong(expected, 0);
@@ -55,7 +55,7 @@ int MMemLineFifo_Create(void* memory, std::size_t lineCount, std::size_t lineLen
         return 0;
     }
     if (!isFieldAligned(memory, kWriteIndex)) {
-        // Cannot happen behind an aligned header; the text is part of what the library may say.
+        // Impossible with an aligned header; the text is part of what the library may report.
         M_ERRTRACE("MMemLineFifo_Create(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex), kAlignment);
         store(memory, kWriterMark, 0, std::memory_order_release);
@@ -111,7 +111,7 @@ int MMemLineFifo_Link(void* memory) {
         return 0;
     }
     if (!isFieldAligned(memory, kWriteIndex)) {
-        // Cannot happen behind an aligned header; the text is part of what the library may say.
+        // Impossible with an aligned header; the text is part of what the library may report.
         M_ERRTRACE("MMemLineFifo_Link(): Address of write offset (%p) is not aligned to %Iu",
                    shown(reinterpret_cast<std::uintptr_t>(memory) + kWriteIndex), kAlignment);
         store(memory, kReaderMark, 0, std::memory_order_release);
@@ -126,12 +126,13 @@ void MMemLineFifo_Unlink(void* memory) {
 
 void* MMemLineFifo_GetReadLine(void* memory) {
     if (!memory || load(memory, kReaderMark, std::memory_order_relaxed) == 0) return nullptr;
-    // Ours, but for a writer that lays the ring anew; so in order with the look at the mark below.
+    // Only this thread stores it, except for a writer that recreates the ring; hence the order before the mark's check
+    // below.
     const auto read = load(memory, kReadIndex, std::memory_order_acquire);
     // Pairs with the release in PutLine: once the index is seen, the slot's bytes are visible.
     if (load(memory, kWriteIndex, std::memory_order_acquire) == read) return nullptr;
-    // Once more, behind the loads: a writer that laid the ring anew since the first look took the mark away, and
-    // between its write index and our read index old lines seem to wait.
+    // Check again, after the loads: a writer that recreated the ring since the first check has removed the mark, and
+    // old lines seem to wait between its write index and our read index.
     if (load(memory, kReaderMark, std::memory_order_relaxed) == 0) return nullptr;
     return slotAt(memory, read);
 }

@@ -42,8 +42,8 @@ const unsigned char* MMemLineReader::peek() {
 
 void MMemLineReader::release() {
     const auto front = std::exchange(_front, std::nullopt);
-    // A writer that laid the fifo anew while the line was looked at has taken the reader's mark away: the line is gone
-    // with the old ring, and the new one's read index must stay as it is.
+    // If a writer recreated the fifo while the line was in use, it has removed the reader's mark: the line is gone with
+    // the old ring, and the new ring's read index must stay unchanged.
     if (!front || !_hasMark(_memory)) return;
     const LineFifoSlot taken{*front, _slotCount};
     MMemLineFifo_ReleaseLine(_memory, &taken);
@@ -56,12 +56,12 @@ void MMemLineReader::takeGeometry(std::size_t memorySize, std::size_t leastLineL
     if (_slotCount == 0) return;  // not laid yet
     const bool fits = MMemLineFifo_Fits(_found, memorySize);
     _readable = fits && _lineLength >= leastLineLength;
-    if (!_readable && !isLaidAnew()) _damage = fits ? Damage::shortLines : Damage::slotsDoNotFit;
+    if (!_readable && !isRecreated()) _damage = fits ? Damage::shortLines : Damage::slotsDoNotFit;
 }
 
-// A line waits, by what the header said. Its place follows from one copy of the header, and from the geometry that was
-// taken: then it lies inside the memory, whatever else is stored meanwhile. The mark is looked at once more behind all
-// loads: a fifo that was recreated in between has taken it away.
+// The header says that a line waits. Its place follows from one copy of the header and the checked geometry, so it lies
+// inside the memory, whatever else is stored meanwhile. After all loads the mark is checked once more: a writer that
+// recreated the fifo in between has removed it.
 const unsigned char* MMemLineReader::takeFront() {
     const LineFifoHeader now = copyOf(_memory);
     const bool sameGeometry = now.lineLength == _lineLength && now.slotCount == _slotCount;
@@ -70,16 +70,16 @@ const unsigned char* MMemLineReader::takeFront() {
         _front = now.readIndex;
         return static_cast<const unsigned char*>(_memory) + sizeof(LineFifoHeader) + now.readIndex * _lineLength;
     }
-    if (isLaidAnew()) return nullptr;
+    if (isRecreated()) return nullptr;
     _readable = false;
     _damage = sameGeometry ? Damage::impossibleIndices : Damage::otherGeometry;
     _found = now;
     return nullptr;
 }
 
-// A writer that lays the fifo anew stores the new geometry first and takes the reader's mark away straight after. So
-// what looks wrong is looked at again, with time for a writer that is between the two: without the mark, all is well.
-bool MMemLineReader::isLaidAnew() const {
+// A writer that recreates the fifo first stores the new geometry and removes the reader's mark straight after. So if
+// something looks wrong, this checks again and gives the writer time between both steps: without the mark, all is well.
+bool MMemLineReader::isRecreated() const {
     constexpr int kLooks = 1000;  // some microseconds
     for (int look = 0; look < kLooks; ++look) {
         if (!_hasMark(_memory)) return true;

@@ -50,22 +50,23 @@ bool MMemLineWriter::lay(void* memory, std::size_t lineCount, std::size_t lineBy
     return true;
 }
 
-void MMemLineWriter::layAround() {
+void MMemLineWriter::recreate() {
     if (!_header) return;
-    // First, and before the read index is looked at: without its mark a reader takes no further line and gives none
-    // back, but for one that has looked at its mark already and moves the index from the slot that stands there now.
+    // First, before the read index is read: without its mark a reader takes no further line and releases none. The one
+    // exception is a reader that has already checked its mark and now moves the index from the slot that is there.
     store(*_header, &LineFifoHeader::readerMark, 0);
     fullBarrier();
-    // Empty behind that slot: the writer comes round to it last, and finds the ring full before it.
+    // Empty from the slot after the reader's: the writer reaches the reader's slot last, and finds the ring full before
+    // it.
     const std::uint64_t begin = behind(readIndex());
     _own.writeIndex = _lastReadIndex = begin;
     _given = false;
     _overwritten.reset();
     for (const OwnField& own : kOwnFields) store(*_header, own.field, _own.*own.field);
-    // Last: to a host that attaches in between, no line but that slot seems to wait. Were this index first, the slot at
-    // it would seem to, which is the one filled next.
+    // Last: for a host that attaches in between, no line except that slot seems to wait. If this index came first, the
+    // slot to fill next would seem to wait.
     store(*_header, &LineFifoHeader::readIndex, begin);
-    // Again: one that attached in between has seen what stood there before.
+    // Again: a host that attached in between has seen the old values.
     store(*_header, &LineFifoHeader::readerMark, 0);
 }
 
@@ -104,8 +105,8 @@ bool MMemLineWriter::put() {
     if (!_header || isFull()) return false;
     const std::uint64_t before = _own.writeIndex;
     _own.writeIndex = behind(before);
-    // Full barrier and store in one step, and the index that another process may have stored since the last look is not
-    // lost sight of: a reader that saw it takes no line until the ring is recreated.
+    // Full barrier and store in one step. The exchange also reveals an index that another process has stored since the
+    // last check: a reader that saw it takes no line until the ring is recreated.
     const std::uint64_t found =
         std::atomic_ref(_header->writeIndex).exchange(_own.writeIndex, std::memory_order_seq_cst);
     if (found != before) _overwritten = found;

@@ -6,7 +6,7 @@ namespace {
 
 const char kFile[] = "mipc/src/msharedmem_win32";  // kept on purpose: docs/oddities.md, shared-memory-place
 
-// Both are made at the first use and never destroyed: memory may be unlinked by destructors of static objects.
+// Both are created at the first use and never destroyed, because destructors of static objects may unlink memory.
 MSharedMemRegistry& registry() {
     static auto* const only = new MSharedMemRegistry;
     return *only;

@@ -15,7 +15,7 @@ HANDLE createMapping(const char* name, std::size_t size) {
 
 void* mapWhole(HANDLE mapping) { return MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0); }
 
-/// Bytes from the begin of a view that can be touched: none of those that its maker reserved alone.
+/// Bytes from the start of a view that may be touched; excludes pages that its creator has only reserved.
 std::size_t regionSize(const void* view) {
     MEMORY_BASIC_INFORMATION information{};
     const bool known = VirtualQuery(view, &information, sizeof information) != 0;
@@ -24,7 +24,7 @@ std::size_t regionSize(const void* view) {
 
 bool isEmpty(const char* name) { return !name || !*name; }
 
-// Runs an operation of the registry, for whose own memory there may be none: a failure then, as any other.
+// Runs an operation of the registry. If there is no memory for it, it fails like any other call.
 template <typename Result, typename Operation>
 Result withMemory(const char* function, Result failure, Operation&& operation) {
     try {
@@ -35,7 +35,7 @@ Result withMemory(const char* function, Result failure, Operation&& operation) {
     }
 }
 
-// Registers a fresh view with its first link. A view that the registry refuses is given back.
+// Registers a new view with its first link. If the registry refuses the view, it is unmapped.
 void* registerView(const char* name, void* view, HANDLE mapping, std::size_t size) {
     MSharedMemLinkInfo* info = nullptr;
     try {
@@ -56,7 +56,7 @@ void traceTooSmall(const char* name, std::size_t existing, std::size_t asked) {
     M_ERRTRACE("%s(): existing size is too small for %s: %Iu < %Iu", "MSharedMem_LinkOrCreate", name, existing, asked);
 }
 
-// The view of a mapping that Create or LinkOrCreate made, or that LinkOrCreate found; `existed` tells which.
+// The view of a mapping that Create or LinkOrCreate created or that LinkOrCreate found, as `existed` says.
 void* linkView(const char* name, HANDLE mapping, bool existed, std::size_t size) {
     void* const view = mapWhole(mapping);
     if (!view) {
@@ -177,7 +177,7 @@ int unlinkMemory(void* memory) {
         return 0;
     }
     const HANDLE mapping = entry->second.handle;
-    // The link is given back whatever the system says below, so the result stays 1.
+    // The link is returned whatever the system reports below, so the result stays 1.
     // kept on purpose: docs/oddities.md, shared-memory-callers
     if (!DeleteLinkInfo(memory)) M_ERRTRACE("MSharedMem_Destroy(): DeleteLinkInfo() failed");
     if (!UnmapViewOfFile(memory)) {

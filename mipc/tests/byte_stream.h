@@ -1,4 +1,4 @@
-// A long stream of bytes in pieces of any size, for which both sides know every byte by its position.
+// A long stream of bytes in pieces of any size; its position determines each byte, for both sides.
 #pragma once
 
 #include <cstdint>
@@ -32,7 +32,7 @@ inline std::uint64_t streamBytes(int pieces) {
     return sum;
 }
 
-/// Writes the stream; false when the reader takes nothing for long.
+/// Writes the stream; false when the reader takes nothing for a long time.
 inline bool writeStream(void* memory, int pieces) {
     PieceSizes sizes(1);
     std::uint64_t position = 0;
@@ -51,10 +51,10 @@ inline bool writeStream(void* memory, int pieces) {
 
 struct StreamResult {
     std::uint64_t bytes = 0;
-    std::uint64_t wrong = 0;  // bytes that are not what belongs there
+    std::uint64_t wrong = 0;  // bytes that differ from the stream
 };
 
-/// Reads, in pieces of its own sizes, until the writer has gone and nothing waits, or nothing comes for long.
+/// Reads pieces of its own sizes until the writer has gone and nothing waits, or nothing arrives for a long time.
 inline StreamResult readStream(void* memory) {
     PieceSizes sizes(2);
     StreamResult result;
@@ -64,7 +64,7 @@ inline StreamResult readStream(void* memory) {
         LimitedWait limit;
         while (count == 0) {
             const bool gone = !MMemFifo_IsWriterAttached(memory);
-            count = MMemFifo_Read(memory, bytes, kLargestPiece);  // once more: the last bytes came before it went
+            count = MMemFifo_Read(memory, bytes, kLargestPiece);  // again: the last bytes came before the writer left
             if (count == 0 && (gone || limit.isOver())) return result;
         }
         for (std::size_t byte = 0; byte < count; ++byte) result.wrong += bytes[byte] != streamByte(result.bytes++);

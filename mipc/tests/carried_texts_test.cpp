@@ -1,4 +1,4 @@
-// Texts that no call can bring about, and that tools look for in the built files all the same.
+// Texts that no call can produce, but that tools look for in the built files.
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -18,13 +18,13 @@ std::string ownProgram() {
 }
 
 TEST(CarriedTexts, StandInTheBuiltFile) {
-    // So that both objects are linked.
+    // Makes the linker include both objects.
     EXPECT_EQ(MMemFifo_Create(nullptr, 1), 0);
     EXPECT_EQ(MMemLineFifo_Create(nullptr, 1, 1), 0);
     const std::string program = ownProgram();
     for (const std::string function :
          {"MMemFifo_Create", "MMemFifo_Link", "MMemLineFifo_Create", "MMemLineFifo_Link"}) {
-        // Underscores for spaces, or this test would find its own text.
+        // Underscores instead of spaces, so that this test does not find its own text.
         std::string rest = "():_Address_of_write_offset_(%p)_is_not_aligned_to_%Iu";
         std::replace(rest.begin(), rest.end(), '_', ' ');
         EXPECT_NE(program.find(function + rest), std::string::npos) << function;

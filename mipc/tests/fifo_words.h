@@ -1,4 +1,4 @@
-// What the tests of both fifos have in common: the header as eight words of 64 bits, and waits that have a limit.
+// Shared by the tests of both fifos: the header as eight 64-bit words, and waits with a limit.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@ inline void setWordAt(unsigned char* memory, std::size_t offset, std::uint64_t w
     std::memcpy(memory + offset, &word, sizeof word);
 }
 
-/// What a function reports of a data area that does not lie on an 8-byte boundary.
+/// The entry for a data area that is not on an 8-byte boundary.
 inline std::string notAligned(const std::string& function, std::uintptr_t dataArea) {
     char shown[200];
     platform_format(shown, sizeof shown, "(): Start address of data (%p) is not aligned to 8",
@@ -30,10 +30,10 @@ inline std::string notAligned(const std::string& function, std::uintptr_t dataAr
     return function + shown;
 }
 
-/// A loop's way out when nothing comes.
+/// Ends a loop when nothing arrives.
 class LimitedWait {
 public:
-    /// False, after giving the processor away, until the limit is over.
+    /// Yields the processor and returns false until the limit is over.
     bool isOver() {
         std::this_thread::yield();
         return std::chrono::steady_clock::now() > _end;

@@ -1,4 +1,4 @@
-// Events while the system answers what it seldom or never does.
+// Events while the system gives rare or impossible answers.
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -131,7 +131,7 @@ protected:
         return "nothing was thrown";
     }
 
-    // Error entries as a log reader sees them: "file: text".
+    // Error entries as a reader of the log sees them: "file: text".
     std::vector<std::string> errorLog() {
         std::vector<std::string> lines;
         for (const test::LogEntry& entry : _recorder.entries(LogSink::errorLog))

@@ -1,5 +1,5 @@
-// Built with a check of its own: a cast of what no integer can hold ends the program. Processors answer it with some
-// number, on x86 by chance with the right one.
+// Built with its own check: a cast of a value that no integer can hold ends the program. Without it, processors return
+// some number, on x86 by chance the right one.
 #include <cstdint>
 #include <limits>
 #include <ostream>

@@ -25,7 +25,7 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// One event of the free functions.
+// Holds one event of the free functions.
 class MEventTest : public testing::Test {
 protected:
     ~MEventTest() override { EXPECT_EQ(MEvent_Delete(_event), 1); }
@@ -123,7 +123,7 @@ TEST_F(MEventTest, BadHandleIsReportedByWait) {
     EXPECT_THAT(_reports.errorTraces(), ElementsAre("MEvent_Wait(): WaitForMultipleObjects() failed: 6"));
 }
 
-// The handle of an event that could not be created is also the process's own pseudo handle, which never signals.
+// The handle of a failed creation is also the process's own pseudo handle, which never signals.
 TEST_F(MEventTest, TheInvalidHandleTimesOutAndIsDeletedWithoutAnEntry) {
     const HANDLE invalid = INVALID_HANDLE_VALUE;
     EXPECT_EQ(MEvent_Wait(&invalid, 1, 5), -2);

@@ -1,5 +1,5 @@
-// A byte fifo whose header somebody else has damaged: whatever stands there, no byte outside the block is touched and
-// every loop ends. The blocks are of their exact size, so that AddressSanitizer sees the first byte too many.
+// A byte fifo whose header somebody else has damaged: whatever it contains, no byte outside the block is touched and
+// every loop ends. The blocks have exactly the needed size, so that AddressSanitizer sees an access one byte beyond.
 #include <atomic>
 #include <memory>
 #include <random>
@@ -31,7 +31,7 @@ protected:
         return MMemFifo_Read(_memory, std::vector<char>(maximum).data(), maximum, kBytes);
     }
 
-    // From new, so that it is aligned and nothing lies close behind.
+    // From new, so that it is aligned and nothing follows closely.
     std::unique_ptr<unsigned char[]> _block{new unsigned char[kBytes]};
     unsigned char* const _memory = _block.get();
 };
@@ -101,7 +101,7 @@ TEST_F(DamagedFifoTest, BytesGoToTheOwnMappingWhateverTheMarksHold) {
     EXPECT_EQ(wordAt(_memory, 16), 0x2000u);
 }
 
-// A value that a field might hold: near a border, far away, or anything.
+// A value for a field: near a limit, far away, or anything.
 std::uint64_t garbage(std::mt19937_64& random) {
     static const std::uint64_t kBorders[] = {0,          1,         kSize - 1, kSize,         kSize + 1,
                                              kSize + 2,  2 * kSize, 64,        kBytes,        kFar,

@@ -48,7 +48,7 @@ protected:
         char buffer[100];
         return {buffer, MMemFifo_Read(_memory, buffer, maximum)};
     }
-    // Both offsets, on an empty ring.
+    // Sets both offsets, on an empty ring.
     void moveTo(std::uint64_t offset) {
         setWordAt(_memory, kWriteOffset, offset);
         setWordAt(_memory, kReadOffset, offset);
@@ -262,7 +262,7 @@ TEST_F(MMemFifoTest, WithoutReadersMarkNothingIsRead) {
 TEST_F(MMemFifoTest, ReaderThatLosesItsMarkWhileItCopiesReadsNothing) {
     createAndLink();
     write(std::string(8, '\0'));
-    // The copy itself clears the mark here, as a writer that lays the ring anew would at that moment.
+    // Here the copy itself clears the mark, like a writer that recreates the ring at that moment.
     EXPECT_EQ(MMemFifo_Read(_memory, _memory + kReaderMark, 8), 0u);
     EXPECT_EQ(MMemFifo_IsReaderAttached(_memory), 0);
     EXPECT_EQ(wordAt(_memory, kReadOffset), 0u);

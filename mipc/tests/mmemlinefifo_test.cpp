@@ -48,7 +48,7 @@ protected:
         std::memset(MMemLineFifo_GetWriteLine(_memory), value, kLineLength);
         return MMemLineFifo_PutLine(_memory);
     }
-    // First and last byte of the oldest line as one number; -1 when none waits or the two differ.
+    // First and last byte of the oldest line as one number; -1 when no line waits or the two differ.
     int peek() {
         const auto* line = static_cast<const unsigned char*>(MMemLineFifo_GetReadLine(_memory));
         return line && line[0] == line[kLineLength - 1] ? line[0] : -1;
@@ -454,7 +454,7 @@ TEST(MMemLineFifoInTwoViews, EachSideGetsLinesInItsOwnView) {
 constexpr std::uint64_t kManyLines = 100'000;
 constexpr std::size_t kWordsPerLine = 128;
 
-// Every word of a line says which line it is, so that a torn one shows.
+// Every word of a line contains the line's number, so that a torn line shows.
 void fill(void* line, std::uint64_t number) {
     auto* words = static_cast<std::uint64_t*>(line);
     for (std::uint64_t word = 0; word < kWordsPerLine; ++word) words[word] = number * kWordsPerLine + word;

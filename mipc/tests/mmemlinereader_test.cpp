@@ -1,4 +1,4 @@
-// A fifo that its writer lays anew between two steps of its reader, or that another process has damaged.
+// A fifo that its writer recreates between two steps of its reader, or that another process has damaged.
 #include "mmemlinereader.h"
 
 #include <array>
@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t kLineLength = 88;
 constexpr std::size_t kLines = 4;
 
-// The moment after the reader has looked at its mark: what is set runs once, and the look's answer is an old one then.
+// Runs once, right after the reader has checked its mark; the result of that check is then outdated.
 std::function<void()> afterLook;
 
-// The moment before its last look at a line, behind all that it has loaded.
+// Runs before the reader's last check of a line, after all its loads.
 std::function<void()> beforeSecondLook;
 int looks = 0;
 
@@ -99,7 +99,7 @@ TEST_F(MMemLineReaderTest, FifoThatStaysIsReadOnAcrossTheWrap) {
     EXPECT_EQ(_header.readIndex, _header.writeIndex);
 }
 
-// Its address is that of slot 0, since the product wraps.
+// The product wraps, so its address is that of slot 0.
 TEST_F(MMemLineReaderTest, ReadIndexWhoseLineSeemsToLieInsideIsDamageAllTheSame) {
     MMemLineFifo_PutLine(_memory);
     _header.readIndex = std::uint64_t{1} << 61;

@@ -1,5 +1,5 @@
-// What another process may see of the ring's header between two stores of the writer: this one runs instruction by
-// instruction, and each is followed by a look.
+// What another process may see of the ring's header between two stores of the writer: this process runs instruction by
+// instruction and checks the header after each.
 #include <array>
 #include <atomic>
 #include <csignal>
@@ -21,7 +21,7 @@ int linesInTheNextSlot = 0;
 
 constexpr std::uint64_t kBehindTheReader = 2;
 
-// Called behind each instruction, while stepping.
+// Called after each instruction while stepping.
 void look(int, siginfo_t*, void* context) {
     greg_t& flags = static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL];
     flags = stepping ? flags | kTrapFlag : flags & ~kTrapFlag;
@@ -55,7 +55,7 @@ TEST(MMemLineWriterTest, SlotThatIsFilledNextIsAtNoMomentALineWhileTheRingIsRecr
     ASSERT_TRUE(writer.lay(memory.data(), kLines, kLineBytes));
     for (int line = 0; line < 4; ++line) ASSERT_TRUE(writer.put());
     std::atomic_ref(lookedAt->readIndex).store(1);
-    stepThrough([&] { writer.layAround(); });
+    stepThrough([&] { writer.recreate(); });
     EXPECT_GT(looks, 10);
     EXPECT_EQ(linesInTheNextSlot, 0);
     EXPECT_EQ(lookedAt->readIndex, kBehindTheReader);

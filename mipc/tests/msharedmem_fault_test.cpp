@@ -1,4 +1,4 @@
-// Shared memory while the system refuses, and what was taken so far has to be given back.
+// Shared memory while the system refuses; everything taken so far must be returned.
 #include <set>
 #include <vector>
 
@@ -23,8 +23,8 @@ PLATFORM_FAULT(BOOL, CloseHandle, (HANDLE handle), (handle))
 PLATFORM_FAULT(SIZE_T, VirtualQuery, (LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length),
                (address, information, length))
 
-// The registry's own DeleteLinkInfo can fail only when a view's entry vanished between two steps under one lock, so
-// msharedmem_win32.cpp is compiled with this one's name in its place (CMakeLists.txt).
+// The registry's own DeleteLinkInfo can fail only if a view's entry vanished between two steps under one lock. So
+// msharedmem_win32.cpp is compiled with the name of this function instead (CMakeLists.txt).
 #undef DeleteLinkInfo
 bool DeleteLinkInfo(void* address);
 static bool deleteFails = false;
@@ -46,7 +46,7 @@ LPVOID refuseMap(HANDLE, DWORD, DWORD, DWORD, SIZE_T) {
     return nullptr;
 }
 
-// Unmaps and closes, says that it did not, and changes the last error of whoever did not read it in time.
+// Unmaps and closes, reports a failure, and changes the last error for callers that did not read it at once.
 BOOL unmapAndFail(LPCVOID address) {
     real_UnmapViewOfFile(address);
     SetLastError(487);
@@ -61,7 +61,7 @@ BOOL closeAndFail(HANDLE handle) {
 
 class MSharedMemFaultTest : public test::SharedMemoryTest {
 protected:
-    // Notes which mappings are open. Handles of others, such as threads, pass.
+    // Notes which mappings are open. Other handles, such as those of threads, are ignored.
     void watchHandles() {
         fault_CreateFileMappingA = [this](HANDLE file, SECURITY_ATTRIBUTES* attributes, DWORD protect, DWORD high,
                                           DWORD low, LPCSTR name) {
@@ -258,7 +258,7 @@ TEST_F(MSharedMemFaultTest, LinkClosesTheMappingWhenItCannotBeMapped) {
     fault_CloseHandle = nullptr;
 }
 
-// An address that the registry has under another name already, which no system should give.
+// The registry already has the address under another name, which no system should do.
 class RefusedByTheRegistryTest : public MSharedMemFaultTest, public testing::WithParamInterface<const char*> {
 protected:
     void* enter() {

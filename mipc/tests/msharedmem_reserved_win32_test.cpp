@@ -1,4 +1,4 @@
-// Memory that another Windows program has reserved and not, or only in part, committed: touching the rest is a fault.
+// Memory that another Windows program has reserved but not, or only partly, committed: touching the rest is a fault.
 #include <gtest/gtest.h>
 
 #include "shared_memory_test.h"

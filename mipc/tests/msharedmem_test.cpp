@@ -364,7 +364,7 @@ TEST_F(MSharedMemTest, EveryFailureLeavesTheRegistryToOtherThreads) {
 
 // ---------------------------------------------------------------------------------------------------- two processes
 
-// Makes memory, says so, and gives it back when told.
+// Creates memory, says so, and unlinks it when told.
 CHILD_ROLE(createsMemory) {
     auto* const memory = static_cast<unsigned char*>(
         MSharedMem_Create(arguments.at(0).c_str(), static_cast<std::size_t>(std::stoul(arguments.at(1)))));

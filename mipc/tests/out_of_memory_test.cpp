@@ -1,5 +1,5 @@
-// Shared memory, fifos and events while each of their allocations fails once, those of the system's calls on Linux and
-// of the logging libraries included: a failure is a result, nothing is thrown, and no name stays taken.
+// Shared memory, fifos and events while each of their allocations fails once, including those of the Linux layer and of
+// the logging libraries: a failure is a result, nothing is thrown, and no name stays taken.
 #include <memory>
 #include <stdexcept>
 #include <string>

@@ -94,7 +94,7 @@ void ImageRing::setImageBytes(std::size_t imageBytes) {
     _lineBytes = imageLineBytes(imageBytes);
 }
 
-void ImageRing::layAgain(std::size_t imageBytes) {
+void ImageRing::recreateFor(std::size_t imageBytes) {
     if (!_memory) return;
     _lineBytes = imageLineBytes(imageBytes);
     _writer.lay(_memory, _lineCount, _lineBytes);

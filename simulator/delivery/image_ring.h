@@ -46,7 +46,7 @@ public:
 
     /// Lays the open ring anew in the same memory, empty, for images of that size; they are no larger than those that
     /// it was opened for. A reader that was attached is detached. Nothing while the ring is not open.
-    void layAgain(std::size_t imageBytes);
+    void recreateFor(std::size_t imageBytes);
 
     /// What another process has stored into the ring's header where only this one stores, or where nothing like it can
     /// stand; none: nothing. Nothing of it is ever used, but readers may have met it: then recreate.
@@ -54,7 +54,7 @@ public:
 
     /// Recreates the open ring, empty, in the same memory. A reader that was attached is detached; the image that it
     /// may be looking at stays whole until it is back.
-    void recreate() { _writer.layAround(); }
+    void recreate() { _writer.recreate(); }
 
     /// Overwrites geometry and indices of the open ring with absurd numbers, until it is laid again: nothing else may
     /// be called before. The marks stay, so that an attached reader looks at it.

@@ -158,7 +158,7 @@ TEST_F(FrameDeliveryTest, NothingIsDrawnAheadIntoAFullRingOrNone) {
 TEST_F(FrameDeliveryTest, WhatWasDrawnAheadInARingThatIsLaidAnewIsDrawnAgain) {
     drawAhead(0);
     const std::uint8_t* const before = _ring.slotPixels();
-    _ring.layAgain(kFormat.bytes());
+    _ring.recreateFor(kFormat.bytes());
     _delivery.ringLaid();
     ASSERT_EQ(_ring.slotPixels(), before);
     std::memset(_ring.slotPixels(), 77, kFormat.bytes());
