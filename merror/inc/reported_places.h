@@ -1,20 +1,19 @@
-// The place that an entry in a log names: source and number. Hosts and their logs' readers search by it, so no two
-// statements that report under one name may have the same number. This table owns what keeps them apart.
+// The place that a log entry names: source and number. Hosts and people search logs by it, so no two statements that
+// report under one name may have the same number. This table keeps them distinct.
 #pragma once
 
 #include <algorithm>
 #include <string_view>
 
-/// A source that reports under a name that it shares, or under which fixed numbers are known. Its statements report
-/// their line plus a number of its own, which is greater than the lines of any source.
+/// A source that shares its reporting name, or whose name has fixed numbers. Its statements report their line plus an
+/// offset, which is greater than the number of lines of any source.
 struct ReportedSource {
     std::string_view source;  // file name without folder
-    std::string_view name;    // what it calls itself in the logs
+    std::string_view name;    // its name in the logs
     int added;                // a multiple of 1000
 };
 
-/// Whoever divides a source gives the new one a row here; merror/tests/reported_places_test.py says when one is
-/// missing.
+/// If you divide a source, give the new one a row here; merror/tests/reported_places_test.py says when one is missing.
 // clang-format off
 inline constexpr ReportedSource kReportedSources[] = {
     { "DorVenPlugin.cpp",         "DorVenPlugin",                   1000 },
@@ -38,7 +37,7 @@ inline constexpr ReportedSource kReportedSources[] = {
     { "MIniData_template_core.cpp", "mutil/src/MIniData_template_core", 5000 },
 };
 
-/// A statement whose number stays, wherever it moves in its source.
+/// A statement whose number stays fixed wherever the statement moves in its source.
 struct FixedPlace {
     std::string_view name;
     int line;
@@ -47,7 +46,7 @@ struct FixedPlace {
 // kept on purpose: docs/oddities.md, entry-numbers
 inline constexpr FixedPlace kFixedPlaces[] = {
     { "DorVenPlugin",          31 },  // a device is made
-    { "DorVenPlugin",          41 },  // and goes
+    { "DorVenPlugin",          41 },  // a device is destroyed
     // commands to a device that was never opened:
     { "DorVenPluginQCamCtrl",  64 },  // set frame rate
     { "DorVenPluginQCamCtrl",  72 },  // frame rate
@@ -79,5 +78,5 @@ consteval int reportedLine(std::string_view file, int line) {
     return row == std::end(kReportedSources) ? line : row->added + line;
 }
 
-/// The number of the statement that stands here.
+/// The number that a statement on this line reports.
 #define M_HERE reportedLine(__FILE__, __LINE__)

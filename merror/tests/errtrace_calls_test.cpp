@@ -1,4 +1,4 @@
-// The exact calls that reporting makes to the host's libraries, which are played by the functions below.
+// The exact calls that reporting makes to the host's libraries; the functions below play these libraries.
 #undef platform_vformat  // here the real one; the source under test calls refusableVformat under this name
 #include <cstdarg>
 #include <stdexcept>
@@ -158,7 +158,7 @@ TEST_F(ReportCalls, TraceGivesTheCallingLine) {
     EXPECT_EQ(calls.at(1), format("_MTrace_Location(folder/source, %d, default, 4)", line));
 }
 
-// A source that shares its name reports its line plus its thousands, whatever folder the compiler names.
+// A source that shares its name reports its line plus its offset, whatever folder the compiler names.
 static_assert(reportedLine("TeskImagesFifo.cpp", 65) == 3065 && reportedLine("a/b/TeskImagesThread.cpp", 65) == 4065 &&
               reportedLine("C:\\b\\TeskImages.cpp", 65) == 1065);
 static_assert(reportedLine("mipc/src/mmemfifo.cpp", 65) == 65);

@@ -64,7 +64,7 @@ TEST(ErrTrace, ErrorsOutsideTheContextAreNotDumped) {
     EXPECT_THAT(recorder.errors(), ElementsAre("message"));
 }
 
-// Each thread reports texts that name the thread and the line given with them.
+// Each thread reports texts that contain the thread and the line.
 void report(int thread, int count) {
     const std::string file = std::string("F").append(std::to_string(thread));
     for (int line = 1; line <= count; ++line) {
