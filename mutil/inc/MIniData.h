@@ -1,7 +1,7 @@
-// The contents of an ini file. SAVE CAN LOSE A FILE: it writes what is held, also behind an Open that refused a line
-// and so read no further, and a replacing save takes place also when writing failed. Ask HoldsWholeFile before Save.
+// The contents of an ini file. SAVE CAN LOSE DATA: it writes what is in memory, even if Open stopped reading at a line
+// that it refused, and a replacing save replaces the file even if writing failed. Check HoldsWholeFile before Save.
 //
-// The class bears the name that the rest of the system uses; the functions are for callers that hold it by a plain
+// The class has the name that the rest of the system uses; the functions are for callers that hold it by a plain
 // pointer.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 #include "MIniData_template_core.h"
 
-/// Ini data with byte-wise, case-sensitive names. Usually held by shared pointer. See MIniDataT.
+/// Ini data with byte-wise, case-sensitive names. Usually held by a shared pointer. See MIniDataT.
 class MIniData : public MIniDataT<MIniDataCaseSensitiveCompare> {
 public:
     using MIniDataT::MIniDataT;
@@ -22,15 +22,15 @@ public:
 ///
 /// @param target      Untouched when there is no such entry or the size is 0.
 /// @param targetSize  Bytes at target.
-/// @return            Whether the whole value fitted; if not, after an entry in the error trace, target has its
-///                    beginning. A missing entry is false without such an entry.
+/// @return            Whether the whole value fitted. If not, target contains its beginning, and the error trace has an
+///                    entry. A missing entry is false without an error entry.
 bool MIniData_GetStringEntry(const MIniData* handle, const char* section, const char* entry, char* target,
                              std::size_t targetSize);
 
-/// The content string, zero-terminated, in memory that the caller gives back with free; null without memory.
+/// The content string, zero-terminated, in memory that the caller must free; null when there is no memory.
 char* MIniData_GetContentString(const MIniData* handle);
 
-// The members of these names. Without memory they answer false.
+// The members with the same names. When there is no memory, they return false.
 bool MIniData_SetContentString(MIniData* handle, const char* text);
 bool MIniData_GetLongEntry(const MIniData* handle, const char* section, const char* entry, std::int32_t& value);
 bool MIniData_GetLongLongEntry(const MIniData* handle, const char* section, const char* entry, std::int64_t& value);

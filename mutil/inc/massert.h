@@ -1,5 +1,5 @@
-// Assertions that report and go on: a failed one leaves one entry in the error log, nothing is thrown or stopped.
-// The line behind an assertion therefore guards itself; kept on purpose: docs/oddities.md, assertions-go-on
+// Assertions that report and continue: a failed one leaves one entry in the error log; nothing is thrown or stopped.
+// The line after an assertion must guard itself; kept on purpose: docs/oddities.md, assertions-go-on
 #pragma once
 
 #include <exception>
@@ -14,7 +14,7 @@ public:
     explicit MAssertException(std::string message);
     ~MAssertException() override;
 
-    /// The message, valid while the exception lives.
+    /// The message, valid as long as the exception exists.
     const char* what() const noexcept override;
 
     /// A copy of the message.
@@ -25,11 +25,12 @@ private:
 };
 
 /// Records a failed assertion in the error log: "Assertion failed: 'CONDITION', file FILE, line LINE: MESSAGE", without
-/// ": MESSAGE" when the message is empty. The entry's own location is the assertion facility's.
+/// ": MESSAGE" when the message is empty. The location of the entry is that of the assertion library.
 void MAssert_Failed(const char* condition, const char* file, int line, const char* format, ...) PLATFORM_FORMAT(4, 5);
 
-/// Checks a condition of the source file that kFile names. The text is given, not made from the expression, so that a
-/// search of the logs finds it however the expression is written. Yields whether the condition held.
+/// Checks a condition in the source file that kFile names. The text is given separately, not derived from the
+/// expression, so that a search of the logs finds it however the expression is written. Yields whether the condition
+/// held.
 #define M_ASSERT_AT(lineNumber, condition, text, ...) \
     (static_cast<bool>(condition) || (MAssert_Failed(text, kFile, (lineNumber), __VA_ARGS__), false))
 #define M_ASSERT(condition, text, ...) M_ASSERT_AT(M_HERE, condition, text, __VA_ARGS__)

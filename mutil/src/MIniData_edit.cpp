@@ -61,8 +61,8 @@ bool IniData::SetDoubleEntry(const char* section, const char* entry, double valu
                     [=](Section& target) { return target.SetDoubleEntry(entry, value); });
 }
 
-// Reports from the given line of this file why a name is refused, and notes it without the function's name, which comes
-// first. The entry's name follows; where the whole cannot be formatted, these two are told. Always false.
+// Reports, from the given line of this file, why a name is refused, and stores the reason without the leading function
+// name. The entry's name follows. If the whole cannot be formatted, only these two are reported. Always false.
 bool IniData::refuseComment(int codeLine, const char* format, ...) {
     constexpr std::size_t kGreatestName = 1'000'000'000;
     std::va_list arguments;
@@ -83,7 +83,7 @@ bool IniData::refuseComment(int codeLine, const char* format, ...) {
     return false;
 }
 
-// Sets an entry of a section, which is added if it is missing; when that fails, the given text is reported.
+// Sets an entry of a section, which is added if missing. On failure the given text is reported.
 template <typename Set>
 bool IniData::setEntry(std::string_view section, const char* failure, Set set) {
     IniSection* target = find_section(section);

@@ -16,7 +16,7 @@ namespace {
 
 const char kTooLarge[] = "is larger than 64 MB";
 
-// A reader that fails after so many bytes: a file may grow while it is read.
+// A reader that fails after a number of bytes, because a file may grow while it is read.
 class BoundedReader : public MFastFileReader {
 public:
     explicit BoundedReader(std::uint64_t greatest) : _left(greatest) {}
@@ -68,14 +68,14 @@ bool IniData::Open(const char* fileName) {
     return true;
 }
 
-// Refuses what could keep the reader waiting or never end. What else cannot be read is reported by the reader.
+// Refuses what could block the reader or never end. The reader reports all other obstacles.
 bool IniData::looksReadable() {
     const FileLook look = platform_lookAtFile(_fileName.c_str());
     if (look.other) return refuseFile(M_HERE, "is no regular file");
     return look.bytes <= kGreatestFile || refuseFile(M_HERE, kTooLarge);
 }
 
-// Reports from the given line of this file why a file is refused, and notes it. Always false.
+// Reports, from the given line of this file, why a file is refused, and stores the reason. Always false.
 bool IniData::refuseFile(int codeLine, const char* reason) {
     _lastError = reason;
     _MErrTrace_Location(0, kFile, codeLine);
@@ -105,10 +105,10 @@ bool IniData::readLines(MFastFileReader& reader) {
     return true;
 }
 
-// Cuts off a byte-order mark of UTF-8; false for one of UTF-16 or UTF-32.
+// Removes a UTF-8 byte-order mark; false for a mark of UTF-16 or UTF-32.
 bool IniData::takeMark(std::string& firstLine) {
     using namespace std::string_view_literals;
-    // UTF-32, high byte first; UTF-16, high byte first; UTF-16, low byte first, with which UTF-32 begins as well.
+    // UTF-32, high byte first; UTF-16, high byte first; UTF-16, low byte first, which is also how UTF-32 begins.
     for (const std::string_view mark : {"\x00\x00\xFE\xFF"sv, "\xFE\xFF"sv, "\xFF\xFE"sv}) {
         if (!firstLine.starts_with(mark)) continue;
         _lastError = "UTF16/32 Unicode format not supported.";

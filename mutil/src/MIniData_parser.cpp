@@ -1,4 +1,4 @@
-// A text taken as ini data: which lines are accepted, as what, and why others are refused.
+// Parses a text as ini data: which lines are accepted, as what, and why others are refused.
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -57,7 +57,7 @@ bool IniData::parseHeader(std::string_view line) {
     if (find_section(name)) {
         _lineDropped = true;
         if (!(_options & kReplaceSections)) return refuse(M_HERE, "Section [%s] seen twice", name.c_str());
-        // By its zero-terminated text a name with a byte 0 in it would be that of another section.
+        // A name that contains a byte 0 would, as a zero-terminated text, be that of another section.
         if (name.find('\0') != std::string::npos || !DeleteSection(name.c_str())) {
             M_ERRTRACE("MIniData::parse_line(): DeleteSection() failed");
             return refuse(M_HERE, "Section [%s] deleting previous version failed", name.c_str());
@@ -114,8 +114,8 @@ bool IniData::parseEntry(std::string_view line, std::size_t nameBegin) {
     return true;
 }
 
-// Does what the section's DeleteEntry does with an entry that was read before, without looking for its line each time:
-// of the lines that were read one at most has that name, and it is found unless one without a name stands above it.
+// Does what the section's DeleteEntry does with an entry that was read before, without searching for its line each
+// time: at most one of the lines read has that name, and it is found unless a line without a name is above it.
 bool IniData::replaceEntry(Section::EntryMap::iterator earlier, std::string_view name) {
     Section& section = *_currentSection;
     if (_fixedLines.contains(earlier->second)) {
@@ -134,7 +134,7 @@ void IniData::dropReplacedLines() {
     _replacedLines.clear();
 }
 
-// Notes why a line is refused and reports it from the given line of this file. Always false.
+// Stores why a line is refused and reports it from the given line of this file. Always false.
 bool IniData::refuse(int codeLine, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);

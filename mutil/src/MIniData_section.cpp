@@ -12,7 +12,7 @@
 
 namespace {
 
-// Assigns what the value begins with, and 0 when that is no number;
+// Assigns the number at the start of the value, or 0 if there is none;
 // kept on purpose: docs/oddities.md, no-number-is-zero
 template <typename Value, typename Convert>
 bool getNumber(const MIniDataEntry* entry, Value& value, Convert convert) {
@@ -139,7 +139,7 @@ bool IniSection::DeleteEntry(std::string_view name) {
         }
         // kept on purpose: docs/oddities.md, delete-by-exact-name
         if (entryName(lineText, begin, equals) != name) continue;
-        // A line without '=' may have been given this text as its value; its own name must not outlive it.
+        // A line without '=' may have received this text as its value; the entry of its own name must go with it.
         std::erase_if(entry_map, [&line](const auto& entry) { return entry.second == line->get(); });
         line_vec.erase(line);
         return true;

@@ -1,4 +1,4 @@
-// Ini data as a whole: construction, content strings, sections and entries looked up.
+// Ini data as a whole: construction, content strings, finding sections and entries.
 #include <string>
 #include <string_view>
 #include <vector>

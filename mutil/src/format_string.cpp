@@ -10,10 +10,10 @@ bool formatString(std::string& text, const char* format, std::va_list arguments)
     if (length >= 0 && static_cast<std::size_t>(length) < sizeof shortText) {
         text.assign(shortText, static_cast<std::size_t>(length));
     } else {
-        // Too long, or a formatter that answers a text too long with an error.
+        // Too long, or a formatter that reports an error when a text is too long.
         length = platform_vformat(nullptr, 0, format, measured);
         text.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-        // The terminator lands on the string's own.
+        // The terminator overwrites the string's own.
         if (length >= 0) length = platform_vformat(text.data(), text.size() + 1, format, written);
         if (length < 0) text.clear();
     }

@@ -1,4 +1,4 @@
-// printf-style formatting into a string of whatever length the text takes.
+// printf-style formatting into a string of any length.
 #pragma once
 
 #include <cstdarg>
@@ -6,7 +6,7 @@
 
 #include "platform.h"
 
-/// Formats as platform_vformat does.
+/// Formats like platform_vformat.
 ///
 /// @param text  Receives the whole text; empty when it cannot be formatted.
 /// @return      false when it cannot be formatted.

@@ -11,8 +11,8 @@ namespace {
 
 const char kFile[] = "mutil/src/stl_utilities";
 
-// Stores what convert reads at the text's start: something of it, or all of it where that is asked for. All of an empty
-// text is read as 0; kept on purpose: docs/oddities.md, empty-text-is-zero
+// Stores what convert reads at the start of the text; with `whole`, only when it reads the whole text. The whole of an
+// empty text is 0; kept on purpose: docs/oddities.md, empty-text-is-zero
 template <typename Value, typename Convert>
 bool convertText(const std::string& text, Value& value, bool whole, Convert convert) {
     char* end = nullptr;

@@ -156,7 +156,8 @@ TEST_F(MIniDataEditTest, DeleteEntryOfANameWithABlankBehindForgetsTheEntryAndLea
                             "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"s\",\"key \")"));
     EXPECT_FALSE(data.EntryExists("s", "key"));
     EXPECT_EQ(data.GetContentString(), "[s]\nkey = 1\nother=2\n");
-    // The line that stayed is nobody's: a new entry has a line of its own, and the first one goes when that is deleted.
+    // The line that stayed belongs to no entry: a new entry gets its own line, and deleting that entry removes the
+    // first one.
     EXPECT_TRUE(data.SetLongEntry("s", "key", 3));
     EXPECT_EQ(data.GetContentString(), "[s]\nkey = 1\nother=2\nkey=3\n");
     EXPECT_TRUE(data.DeleteEntry("s", "key"));
@@ -188,7 +189,7 @@ TEST_F(MIniDataEditTest, DeleteEntryOfAMissingOneIsReported) {
     EXPECT_TRUE(data.Unchanged());
 }
 
-// The entry is forgotten and its line stays: kept as it is.
+// The entry is removed but its line stays: kept as it is.
 TEST_F(MIniDataEditTest, DeleteEntryStopsAtALineWithoutNameOrEqualsSign) {
     const std::string rest(60, 'x');
     for (const auto& [line, cause] : {std::pair{"word" + rest, "no '=' found"}, {" =" + rest, "no entry name"}}) {

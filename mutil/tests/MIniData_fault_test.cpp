@@ -1,5 +1,5 @@
-// What is asked of the file writer, and ini data without memory. The sources of ini data are compiled into this program
-// and call recordedWrite under the writer's name.
+// Calls of the file writer, and ini data without memory. The sources of ini data are compiled into this program and
+// call recordedWrite under the writer's name.
 #include <cerrno>
 #include <cstring>
 #include <string>

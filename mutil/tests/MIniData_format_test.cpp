@@ -1,4 +1,4 @@
-// What setters of ini data answer when a text cannot be formatted.
+// What setters of ini data return when a text cannot be formatted.
 #include <string>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-// Files that others wrote: typical ones beside this test, and whatever this machine has. Each is read or refused with
-// one of the known reasons, and what was read comes back from a file.
+// Files written by other programs: typical ones beside this test, and any found on this machine. Each is read, or
+// refused for a known reason, and what was read survives saving and reading again.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -32,7 +32,7 @@ std::string sample(const std::string& name) {
     return bytes;
 }
 
-// The documented reasons: how each begins and what follows, with parts of the file between.
+// The documented reasons: their beginnings and ends, with parts of the file in between.
 bool isKnownReason(std::string_view reason) {
     struct Reason {
         std::string_view begin;
@@ -59,7 +59,7 @@ bool isKnownReason(std::string_view reason) {
 
 class MIniDataFoundFilesTest : public testing::Test {
 protected:
-    // Whether a file of these bytes is read; then what was read has to survive being written.
+    // Whether a file of these bytes is read. If so, its content must survive being written.
     bool isRead(const std::string& bytes, std::uint32_t options, const std::string& name) {
         const std::string file = _folder.file("copy.ini", bytes);
         MIniData data(options);
@@ -80,7 +80,7 @@ protected:
         return true;
     }
 
-    // The reason for which a file of these bytes is refused.
+    // The reason why a file of these bytes is refused.
     std::string refusal(const std::string& bytes) {
         MIniData data;
         EXPECT_FALSE(data.Open(_folder.file("refused.ini", bytes).c_str()));

@@ -17,7 +17,7 @@ class MIniDataFunctionsTest : public testing::Test {
 protected:
     MIniDataFunctionsTest() { EXPECT_TRUE(MIniData_SetContentString(&_data, "[s]\nk=value\nn= 12x\nd=1.5\n")); }
 
-    // What the string getter makes of a target of that size that is full of '#'.
+    // Result of the string getter for a target of that size that is filled with '#'.
     std::string got(const char* entry, std::size_t size, bool expected) {
         std::string target(8, '#');
         EXPECT_EQ(MIniData_GetStringEntry(&_data, "s", entry, target.data(), size), expected);

@@ -1,4 +1,4 @@
-// Looking up sections and entries, and the values that the getters make of them.
+// Finding sections and entries, and the values that the getters read from them.
 #include <cmath>
 #include <limits>
 #include <string>
@@ -31,7 +31,7 @@ void PrintTo(const Got<Value>& got, std::ostream* out) {
     *out << (got.found ? "true " : "false ") << got.value;
 }
 
-// What a getter makes of the entry "k=TEXT"; the output is 77 before.
+// Result of a getter for the entry "k=TEXT"; the output is 77 before.
 Got<std::int32_t> getLong(const std::string& text) {
     Got<std::int32_t> got{false, 77};
     got.found = withContent("[s]\nk=" + text).GetLongEntry("s", "k", got.value);

@@ -1,4 +1,4 @@
-// Ini data while memory runs out at any allocation: what it answers afterwards fits what it holds.
+// Ini data while memory runs out at any allocation: later answers agree with the content.
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -19,7 +19,7 @@ using testing::IsEmpty;
 
 constexpr int kUsualLines = 10;  // the next one makes a section's list grow
 
-// Longer than a string holds within itself.
+// Longer than the internal buffer of a string.
 std::string nameOf(int number) { return "a name of some length " + std::to_string(number); }
 
 std::string lines(int count) {
@@ -44,7 +44,7 @@ bool runsOut(int count, Call call) {
     return failed;
 }
 
-// Each entry of the content is found and can be removed, and no other is.
+// Each entry of the content is found and can be removed; no other entry is.
 void expectConsistent(MIniData& data, int most) {
     for (int number = 0; number < most; ++number) {
         const std::string name = nameOf(number);
@@ -89,7 +89,7 @@ TEST(MIniDataMemory, AParserThatRunsOutOfMemoryKeepsWholeLinesOnly) {
     EXPECT_GE(failures, 3 * (kUsualLines + 1));
 }
 
-// Longer than a string holds within itself, so that the layer needs memory to look at the name.
+// Longer than the internal buffer of a string, so that the layer needs memory to examine the name.
 TEST(MIniDataMemory, AFileThatCouldNotBeLookedAtIsNotHeldSoThatSavingCannotEmptyItUnawares) {
     const test::TemporaryFolder folder;
     const std::string file = folder.file("a file of some length.ini", lines(kUsualLines));
@@ -100,7 +100,7 @@ TEST(MIniDataMemory, AFileThatCouldNotBeLookedAtIsNotHeldSoThatSavingCannotEmpty
         try {
             data.Open(file.c_str());
         } catch (const std::bad_alloc&) {
-            // Some allocations let it out.
+            // Some allocations let the exception out.
         }
         failed = test::allocationHasFailed();
         test::failAllocation(0);
@@ -109,7 +109,7 @@ TEST(MIniDataMemory, AFileThatCouldNotBeLookedAtIsNotHeldSoThatSavingCannotEmpty
     EXPECT_GE(failures, 3);
 }
 
-// The functions for callers in C style throw nothing.
+// The C-style functions throw nothing.
 TEST(MIniDataMemory, FunctionsAnswerWithoutMemoryAsForAnyOtherFailure) {
     const test::LogRecorder recorder;
     const std::string value(100, 'v');

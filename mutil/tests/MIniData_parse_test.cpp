@@ -26,7 +26,7 @@ protected:
         return value;
     }
 
-    // The content is refused, with this last error and these entries of the error trace before the usual two.
+    // The content is refused with this last error, and with these entries of the error trace before the usual two.
     void expectRefused(MIniData& data, const std::string& content, const std::string& lastError,
                        std::vector<std::string> traces = {}) {
         _recorder.clear();
@@ -113,7 +113,7 @@ TEST_F(MIniDataParseTest, ARepeatedHeaderReplacesTheSectionOnRequest) {
     EXPECT_THAT(_recorder.entries(), IsEmpty());
 }
 
-// Sections are deleted by zero-terminated names, so one with a byte 0 in it cannot be replaced.
+// Sections are deleted by zero-terminated names, so one whose name contains a byte 0 cannot be replaced.
 TEST_F(MIniDataParseTest, ASectionThatCannotBeReplacedIsRefused) {
     MIniData data(MIniData::kReplaceSections);
     expectRefused(data, "[a]\nk=1\n[a\0b]\n[a\0b]"s, "Section [a] deleting previous version failed",

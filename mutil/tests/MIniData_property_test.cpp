@@ -1,4 +1,4 @@
-// Random sequences of changes, saves and new openings, beside a plain model of sections and lines.
+// Random sequences of changes, saves and reopenings, compared with a plain model of sections and lines.
 #include <algorithm>
 #include <cstdio>
 #include <map>
@@ -25,7 +25,7 @@ struct Line {
     std::string value;
 };
 
-// What ini data should be: the lines of each section in order.
+// The expected ini data: the lines of each section in order.
 struct Model {
     using Lines = std::vector<Line>;
 
@@ -133,7 +133,7 @@ std::string asText(double value) {
     return text;
 }
 
-// Does the step to both; what is asked of the data has to agree with the model.
+// Applies the step to both; the data must answer as the model does.
 void run(const Step& step, Model& model, MIniData& data) {
     const char* const section = step.section.c_str();
     const char* const entry = step.entry.c_str();
@@ -226,7 +226,7 @@ RC_GTEST_PROP(MIniDataProperty, AnyDoubleComesBack, (double value)) {
     RC_ASSERT(read == value);
 }
 
-// What reading with kReplaceEntries is to do, line by line: the earlier line of a name goes, looked for from the top.
+// Expected result of reading with kReplaceEntries: the earlier line of a name is removed, searched from the top.
 struct RepeatedLines {
     bool read(const std::string& line) {
         const bool comment = line.starts_with('#');
@@ -271,7 +271,7 @@ RC_GTEST_PROP(MIniDataProperty, ARepeatedEntryReplacesTheEarlierOneWhateverStand
     RC_ASSERT(data.GetContentString() == expected);
 }
 
-// Whatever the text: what was read of it reads the same again.
+// For any text: the part that was read reads the same again.
 RC_GTEST_PROP(MIniDataProperty, AnyContentThatIsReadComesBack, ()) {
     const test::LogRecorder recorder;
     const auto character =

@@ -1,4 +1,4 @@
-// Writing into files, and what comes back from them.
+// Writing into files, and reading them back.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -122,7 +122,7 @@ TEST_F(MIniDataSaveTest, ATextThatTookTheFilesPlaceIsNotTheFile) {
     MIniData data(_folder.file("a.ini", "[s]\nk=1\n").c_str());
     EXPECT_TRUE(data.SetContentString("[s]\nk=1\n"));
     EXPECT_FALSE(data.HoldsWholeFile());
-    // A copy reads the lines; where it cannot, it does not hold them.
+    // A copy reads the lines; if it cannot, it does not hold them.
     MIniData broken(_folder.file("a.ini", "[s]\nk=1\n[t]\n").c_str());
     EXPECT_TRUE(broken.SetStringEntry("s", "k", "1\nno entry"));
     EXPECT_TRUE(broken.HoldsWholeFile());
@@ -169,7 +169,7 @@ TEST_F(MIniDataSaveTest, SaveWithoutAFileNameFails) {
     EXPECT_FALSE(data.Unchanged());
 }
 
-// With and without replacement of the whole file; nothing else is left in the folder.
+// With and without replacement of the whole file; the folder contains nothing else afterwards.
 TEST_F(MIniDataSaveTest, EveryWayOfSavingWritesTheSameBytes) {
     for (const std::uint32_t options : {std::uint32_t{0}, MIniData::kFlushOnSave, MIniData::kReplaceOnSave,
                                         MIniData::kFlushOnSave | MIniData::kReplaceOnSave}) {

@@ -1,4 +1,4 @@
-// What the setters make of the lines, and which names they refuse.
+// How the setters change the lines, and which names they refuse.
 #include <functional>
 #include <limits>
 #include <ostream>
@@ -203,7 +203,7 @@ TEST(MIniDataSet, ALongRefusedTextIsReportedWhole) {
                 ElementsAre(kClass + "SetStringEntry(): cannot add comment as an entry: \"#k=" + text + "\""));
 }
 
-// Names that read differently from a file are taken as they are: kept as it is.
+// Names that read back differently are stored unchanged: kept as it is.
 TEST(MIniDataSet, NamesThatBreakTheFormatAreTaken) {
     const test::LogRecorder recorder;
     MIniData data;
@@ -221,7 +221,7 @@ TEST(MIniDataSet, NamesThatBreakTheFormatAreTaken) {
     EXPECT_FALSE(MIniData(data).SectionExists("t]u"));  // a copy reads the lines
 }
 
-// A bare line is its own value, so that a new value takes its place; its name stays: kept as it is.
+// A bare line is its own value, so a new value replaces it; the entry keeps its name: kept as it is.
 TEST(MIniDataSet, ABareLineIsReplacedAsAWhole) {
     MIniData data(MIniData::kAcceptBareLines);
     EXPECT_TRUE(data.SetContentString("[s]\n word\n"));

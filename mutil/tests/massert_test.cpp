@@ -62,7 +62,7 @@ TEST(MAssert, AMessageOfAnyLengthIsWhole) {
     for (const std::size_t length : {1022, 1023, 1024, 1025, 100000}) {
         const test::LogRecorder recorder;
         const std::string message(length - 1, 'x');
-        // Several arguments, so that a list that is read twice shows.
+        // Several arguments, so that reading the list twice would show.
         MAssert_Failed("c", "F", 7, "%s%d %d %d %d %d %d %.1f", message.c_str(), 1, 2, 3, 4, 5, 6, 7.5);
         EXPECT_THAT(recorder.errors(),
                     ElementsAre("Assertion failed: 'c', file F, line 7: " + message + "1 2 3 4 5 6 7.5"));

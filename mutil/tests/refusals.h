@@ -1,13 +1,13 @@
-// Calls that fail on demand. No formatter fails on both systems, nor does the coder at all, so the sources under test,
-// which are compiled into this program, call these functions under the names of platform_vformat and MBase64_Encode.
+// Calls that fail on demand. No formatter fails on both systems, and the coder never fails. So the sources under test
+// are compiled into this program and call these functions under the names of platform_vformat and MBase64_Encode.
 #pragma once
 
 namespace test {
 
-/// How many calls of the formatter fail from now on.
+/// How many of the next formatter calls fail.
 extern int formatsRefused;
 
-/// Whether the coder answers 2 characters less than it wrote.
+/// Whether the coder reports 2 characters fewer than it wrote.
 extern bool encodesShort;
 
 }  // namespace test

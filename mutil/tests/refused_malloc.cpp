@@ -1,5 +1,5 @@
-// The functions over ini data with a malloc that fails on demand: no way of replacing it as a whole works on both
-// systems, so that their source is compiled here with another name for it.
+// The C-style functions over ini data with a malloc that fails on demand. No way of replacing malloc as a whole works
+// on both systems, so their source is compiled here with another name for it.
 #include "refused_malloc.h"
 
 #include <algorithm>

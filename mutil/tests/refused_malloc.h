@@ -1,4 +1,4 @@
-// Refuses memory to MIniData_GetContentString in this test program.
+// Lets the allocation in MIniData_GetContentString fail in this test program.
 #pragma once
 
 namespace test {

@@ -1,4 +1,4 @@
-// What the string helpers report when the formatter or the coder under them fails.
+// What the string helpers report when the formatter or the coder below them fails.
 #include <cstdarg>
 #include <string>
 
