@@ -1,6 +1,6 @@
-// Files. A SAFE REPLACEMENT CAN LOSE THE OLD CONTENT: nobody meets half of a file while all goes well, but it renames
-// also when writing failed, so that on a full disk the beginning of the new content, or nothing of it, replaces the
-// old. Who cannot afford that writes another file, looks at the result and calls file_rename.
+// Files. A SAFE REPLACEMENT CAN LOSE THE OLD CONTENT: no reader sees half a file while all goes well, but the rename
+// happens even if writing failed. On a full disk the beginning of the new content, or nothing, then replaces the old
+// content. If you cannot afford that, write another file, check the result and call file_rename.
 //
 // A buffered reader, a buffered writer, and functions that read and write whole files, with conversion of line ends and
 // safe replacement. All failures are reported in the error trace and by a result; nothing is thrown.
@@ -13,16 +13,16 @@
 
 #include "platform.h"
 
-/// What buffered readers and writers have in common. Used by one thread at a time.
+/// The common part of buffered readers and writers. Used by one thread at a time.
 class MFastFile {
 public:
     static constexpr std::size_t kBufferSize = 8192;
 
     // Modes of writing. Every other number is refused: "openwritefile(): unknown mode %d for %s".
     static constexpr int kCreateNew = 0;     // fails if the file exists
-    static constexpr int kAppend = 1;        // behind what is there; creates a missing file
+    static constexpr int kAppend = 1;        // at the end of the file; creates a missing file
     static constexpr int kTruncate = 2;      // empties the file; creates a missing one
-    static constexpr int kSafeReplace = 10;  // whole-file writes alone, see MFastFile_WriteAtOnce and the top
+    static constexpr int kSafeReplace = 10;  // only for whole-file writes, see MFastFile_WriteAtOnce and the top
     static constexpr int kFlush = 4;         // added to one of these: see MFastFileWriter::Open, MFastFile_WriteAtOnce
 
     MFastFile(const MFastFile&) = delete;
@@ -35,12 +35,12 @@ protected:
     MFastFile() = default;
     ~MFastFile() = default;
 
-    /// Remembers the name. False without memory for it, as last error 8 tells.
+    /// Stores the name. False when there is no memory for it; the last error is then 8.
     bool keepName(const char* fileName);
 
     char _buffer[kBufferSize];
-    char* _end = _buffer;      // behind the valid data
-    char* _current = _buffer;  // next byte to be taken or stored
+    char* _end = _buffer;      // after the valid data
+    char* _current = _buffer;  // next byte to read or store
     HANDLE _file = INVALID_HANDLE_VALUE;
     std::int32_t _openState = kClosed;
     std::string _fileName;
@@ -49,19 +49,20 @@ protected:
 /// Reads a file from its start to its end. Operations on a closed reader fail.
 class MFastFileReader : public MFastFile {
 protected:
-    /// Reads the next bytes of the file into the used-up buffer; at the end of the file the buffer stays as it is, so
-    /// that current >= end marks the end. Declared before the destructor: the order of the virtual operations is kept.
+    /// Reads the next bytes of the file into the used-up buffer. At the end of the file the buffer stays unchanged, so
+    /// that current >= end marks the end. Declared before the destructor: the order of the virtual operations must not
+    /// change.
     virtual bool fill_buffer();
 
 public:
     MFastFileReader() = default;
 
-    /// Opens the file; when that fails the object stays closed.
+    /// Opens the file; if that fails, the object stays closed.
     explicit MFastFileReader(const char* fileName);
 
     virtual ~MFastFileReader();
 
-    /// Opens an existing file, after closing one that is open. Writers may have the file open, too.
+    /// Opens an existing file; closes an open one first. Writers may have the file open, too.
     bool Open(const char* fileName);
 
     /// Closes the file. True also for a closed reader.
@@ -69,43 +70,42 @@ public:
 
     bool IsOpen() const { return _openState == kOpen; }
 
-    /// True when nothing more comes, and for a closed reader. False when reading fails, so that the next read operation
-    /// reports it.
+    /// True when no bytes are left, and for a closed reader. False when reading fails, so that the next read operation
+    /// reports the failure.
     bool IsEOF() { return usedUp() && atEnd(); }
 
-    /// Reads bytes. What is not yet buffered is read straight into the target if it is kBufferSize or more; a smaller
-    /// rest takes what one refill of the buffer gives.
+    /// Reads bytes. If kBufferSize bytes or more are still missing, they are read straight into the target; fewer are
+    /// taken from one refill of the buffer.
     ///
-    /// @return  Bytes read, fewer than count near the end of the file and 0 there; -1 when reading fails.
+    /// @return  Bytes read, fewer than count near the end of the file and 0 at its end; -1 when reading fails.
     std::ptrdiff_t Read(void* target, std::size_t count);
 
-    /// Reads up to the next line end, CR LF, LF or a CR alone, which is consumed and not stored.
+    /// Reads up to the next line end (CR LF, LF or a single CR), which is consumed and not stored.
     ///
     /// @param line  Receives the text; empty at the end of the file, where the result is true as well (see IsEOF).
-    /// @return      False when reading fails, and when there is no memory for the line, which then may be lost in part.
+    /// @return      False when reading fails, and when there is no memory for the line, which may then be partly lost.
     bool ReadLine(std::string& line);
 
-    /// Reads a line as above into a character buffer. A longer line is cut and consumed as a whole.
+    /// Reads a line into a character buffer. A longer line is cut and consumed as a whole.
     ///
     /// @param line  Receives at most maximum characters, and a terminating zero if there were fewer.
     /// @return      Characters stored; -1 when reading fails.
     std::ptrdiff_t ReadLine(char* line, std::size_t maximum);
 
-    /// Reads up to the next byte 0, which is consumed and not stored, or to the end of the file. Fails as ReadLine
-    /// does.
+    /// Reads up to the next byte 0, which is consumed and not stored, or to the end of the file. Fails like ReadLine.
     bool ReadString(std::string& text);
 
     /// Reads one byte. False, with the output untouched, at the end of the file or when reading fails (see IsEOF).
     bool ReadChar(char& character);
 
-    /// ReadChar that takes CR LF as one LF. A CR alone stays a CR.
+    /// Same as ReadChar, but reads CR LF as one LF. A single CR stays a CR.
     bool ReadCharNL(char& character);
 
     /// Steps back one byte, so that it is read again. Possible as far as the buffer reaches back.
     bool UnReadChar();
 
     // Binary values of 4, 2, 4, 4 and 8 bytes, little-endian. False, with the output untouched, when the file ends
-    // before or within the value or reading fails.
+    // before or inside the value, or reading fails.
     bool ReadInt(std::int32_t& value);
     bool ReadShort(std::int16_t& value);
     bool ReadLong(std::int32_t& value);
@@ -131,31 +131,31 @@ private:
     bool readValue(Value& value);
 };
 
-/// Writes a file from its start, or behind what is there, to its end. While it is open others may read the file, but a
-/// second writer is refused. Bytes wait in the buffer until it is full, or for Flush or Close; bytes that could not be
-/// written wait on, and the next of these tries again.
+/// Writes a file from its start, or from the end of its present content. While it is open, others may read the file,
+/// but a second writer is refused. Bytes wait in the buffer until it is full, or until Flush or Close; bytes that could
+/// not be written keep waiting, and the next of these calls tries again.
 class MFastFileWriter : public MFastFile {
 public:
     MFastFileWriter();
 
-    /// Opens the file; when that fails the object stays closed.
+    /// Opens the file; if that fails, the object stays closed.
     MFastFileWriter(const char* fileName, int mode);
 
     virtual ~MFastFileWriter();
 
-    /// Opens a file, after closing one that is open.
+    /// Opens a file; closes an open one first.
     ///
-    /// @param mode  kCreateNew, kAppend or kTruncate. With kFlush each write of the buffer goes through to the disk;
-    ///              what waits in the buffer does not.
+    /// @param mode  kCreateNew, kAppend or kTruncate. With kFlush each write of the buffer goes through to the disk,
+    ///              but bytes that wait in the buffer do not.
     bool Open(const char* fileName, int mode);
 
-    /// Writes what waits and closes the file. False when either fails; the writer is closed in any case. True also for
-    /// a closed writer.
+    /// Writes waiting bytes and closes the file. False when either fails; the writer is closed in any case. True also
+    /// for a closed writer.
     bool Close();
 
     bool IsOpen() const { return _openState == kOpen; }
 
-    /// Writes what waits and has the system bring the file to the disk.
+    /// Writes waiting bytes and makes the system write the file to the disk.
     bool Flush();
 
     /// Writes bytes.
@@ -166,21 +166,21 @@ public:
     /// Writes one byte.
     bool WriteChar(char character);
 
-    /// WriteChar that writes an LF as CR LF.
+    /// Same as WriteChar, but writes an LF as CR LF.
     bool WriteCharNL(char character);
 
-    // Texts, without a terminator. Each answers the number of bytes that it wrote, line ends included, or -1.
+    // Texts, without a terminator. Each call returns the number of bytes written, including line ends, or -1.
 
-    /// Writes a text as it is.
+    /// Writes a text unchanged.
     std::ptrdiff_t WriteString(std::string_view text);
 
-    /// Writes a text with CR LF for every LF. A CR stays what it is, so CR LF becomes CR CR LF.
+    /// Writes a text with CR LF for every LF. A CR is not changed, so CR LF becomes CR CR LF.
     std::ptrdiff_t WriteStringNL(std::string_view text);
 
-    /// Writes a text as it is, and CR LF. A text that holds an LF is refused whole.
+    /// Writes a text unchanged, and CR LF. A text that contains an LF is refused as a whole.
     std::ptrdiff_t WriteLine(std::string_view line);
 
-    /// WriteStringNL, and CR LF.
+    /// WriteStringNL, then CR LF.
     std::ptrdiff_t WriteLineNL(std::string_view text);
 
     // Binary values of 4, 2, 4, 4 and 8 bytes, little-endian.
@@ -208,8 +208,8 @@ std::ptrdiff_t MFastFile_ReadAtOnce(const char* fileName, void* buffer, std::siz
 /// @param content  Receives the bytes; empty on failure.
 std::ptrdiff_t MFastFile_ReadAtOnce(const char* fileName, std::string& content);
 
-/// MFastFile_ReadAtOnce that makes one LF of every CR LF and every CR alone. The buffer form looks at the first size
-/// bytes of the file; behind the result the buffer's content is left over.
+/// Same as MFastFile_ReadAtOnce, but turns every CR LF and every single CR into one LF. The form with a buffer reads
+/// the first size bytes of the file; the buffer's content after the result is undefined.
 ///
 /// @return  Length of the converted text.
 std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, char* buffer, std::size_t size);
@@ -218,22 +218,23 @@ std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, std::string& text
 /// Writes a whole file with one write.
 ///
 /// @param mode  kCreateNew, kAppend or kTruncate; or kSafeReplace, which writes a temporary file ("ffw….tmp") in the
-///              same folder, brings it to the disk and renames it onto the name, so that a reader meets the old content
-///              or the new; when writing fails, as much of the new as was written. With kFlush the bytes are on the
-///              disk before the call returns, in every mode.
-/// @return      size; -1 when any step failed. In a safe replacement the rename takes place all the same, unless no
+///              same folder, brings it to the disk and renames it to the name. A reader then finds the old content or
+///              the new one; when writing fails, the part of the new one that was written. With kFlush the bytes are on
+///              the disk before the call returns, in every mode.
+/// @return      size; -1 when any step failed. A safe replacement then renames all the same, unless it could not create
+///              a temporary file; a temporary file that could not be renamed is removed.
 ///              temporary file could be made; a temporary file that could not be renamed is removed.
 ///
-/// A safe replacement brings the content to the disk, not the folder: after a power failure the name may still lead to
-/// the old content. Its folder's name has at most 246 characters. On Windows it fails while anybody has the file open;
-/// on Linux who has it open keeps the old content. A read-only file, on Linux one that its owner may not write, is not
-/// replaced: -1, and it stays as it was. On Linux the new file takes over the permissions of the old one. A symbolic
-/// link is replaced, not the file that it leads to; kept on purpose: docs/oddities.md, link-replaced.
-/// What somebody puts in place of the temporary file meanwhile is not written; nor is it renamed, unless it comes in
-/// the moment between the last look at it and the rename.
+/// A safe replacement brings the content to the disk, but not the folder: after a power failure the name may still
+/// refer to the old content. The name of its folder has at most 246 characters. On Windows it fails while anybody has
+/// the file open; on Linux whoever has it open keeps the old content. A read-only file (on Linux: one that its owner
+/// may not write) is not replaced: -1, and it stays unchanged. On Linux the new file gets the permissions of the old
+/// one. A symbolic link is replaced itself, not its target; kept on purpose: docs/oddities.md, link-replaced.
+/// If somebody puts another file in place of the temporary file, that file is not written. It is renamed only if it
+/// appears between the last check and the rename.
 std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std::size_t size, int mode);
 
-/// MFastFile_WriteAtOnce of a text with CR LF for every LF and every CR alone; CR LF stays.
+/// Same as MFastFile_WriteAtOnce for a text, with CR LF for every LF and every single CR; CR LF stays.
 ///
 /// @return  Bytes written, counted after the conversion.
 std::ptrdiff_t MFastFile_WriteLinesAtOnce(const char* fileName, const char* text, std::size_t size, int mode);

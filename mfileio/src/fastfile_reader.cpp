@@ -10,7 +10,7 @@
 
 namespace {
 
-// The first CR or LF; both in one pass, 16 bytes at a time.
+// Finds the first CR or LF; both in one pass, 16 bytes at a time.
 const char* findLineEnd(const char* begin, const char* end) {
     const __m128i returns = _mm_set1_epi8('\r');
     const __m128i feeds = _mm_set1_epi8('\n');
@@ -51,7 +51,7 @@ bool MFastFileReader::Open(const char* fileName) {
 
 bool MFastFileReader::Close() {
     if (_openState != kOpen) return true;
-    // A handle that cannot be closed is given up: by the next attempt its number may belong to another file.
+    // A handle that cannot be closed is abandoned: before another attempt, its number may belong to another file.
     const HANDLE file = _file;
     _file = INVALID_HANDLE_VALUE;
     _openState = kClosed;
@@ -129,7 +129,7 @@ std::ptrdiff_t MFastFileReader::read_char_from_buffer(char& character) {
     return 1;
 }
 
-// Hands buffer by buffer to store what stands before the place that find names; stops there, or at the end.
+// Passes each buffer's bytes, up to the place that find returns, to store. Stops there, or at the end.
 template <typename Find, typename Store>
 MFastFileReader::Scan MFastFileReader::scan(Find find, Store store) {
     for (;;) {
@@ -154,7 +154,7 @@ MFastFileReader::LineScan MFastFileReader::scanLine(Store store) {
     return LineScan::done;
 }
 
-// For want of memory. Always false.
+// Reports that there is no memory. Always false.
 bool MFastFileReader::refuseLine(std::string& line) {
     line.clear();
     M_ERRTRACE("MFastFileReader::ReadLine(STL): no memory for the line");

@@ -15,7 +15,7 @@ namespace {
 
 using Block = std::unique_ptr<char[]>;
 
-// Null when there is no memory. Never for no bytes, which some allocators answer with null.
+// Null when there is no memory. Allocates at least one byte, because some allocators return null for none.
 Block allocate(std::size_t size) {
     if (size > PTRDIFF_MAX) {
         errno = ENOMEM;  // not asked for: no allocator has that much, and some end the program over it
@@ -24,7 +24,7 @@ Block allocate(std::size_t size) {
     return Block(new (std::nothrow) char[std::max<std::size_t>(size, 1)]);
 }
 
-// Makes one LF of each CR LF and each CR alone, in place. @return the new length.
+// Turns each CR LF and each single CR into one LF, in place. @return the new length.
 std::size_t convertToLf(char* text, std::size_t size) {
     const char* const end = text + size;
     char* target = text;
@@ -39,7 +39,8 @@ std::size_t convertToLf(char* text, std::size_t size) {
     return static_cast<std::size_t>(target - text);
 }
 
-// Makes CR LF of each LF and each CR alone; CR LF stays. The target takes 2 * size bytes. @return the bytes written.
+// Turns each LF and each single CR into CR LF; CR LF stays. The target has room for 2 * size bytes. @return bytes
+// written.
 std::size_t convertToCrLf(const char* text, std::size_t size, char* target) {
     const char* const end = text + size;
     const char* const start = target;
@@ -58,7 +59,7 @@ std::size_t convertToCrLf(const char* text, std::size_t size, char* target) {
 // The name of a new, empty file in the folder of fileName; null after a report.
 Block makeTemporaryFile(const char* fileName) {
     const std::size_t length = std::strlen(fileName);
-    // The system wants room for its longest name, however short ours is.
+    // The system requires room for its longest name, however short ours is.
     Block temporary = allocate(std::max<std::size_t>(length + 12, MAX_PATH));
     const Block folder = allocate(length + 12);
     if (!temporary || !folder) {
@@ -80,7 +81,7 @@ Block makeTemporaryFile(const char* fileName) {
     return nullptr;
 }
 
-// Opens, writes, flushes if wanted, closes. False when any of it failed.
+// Opens, writes, flushes if requested, closes. False when any step failed.
 bool writeFile(const char* fileName, const void* data, std::size_t size, int mode, bool flush) {
     static constexpr char kCaller[] = "MFastFile_WriteAtOnce";
     const HANDLE file = openwritefile(fileName, mode);

@@ -30,7 +30,7 @@ bool MFastFileWriter::Open(const char* fileName, int mode) {
 bool MFastFileWriter::Close() {
     if (_openState != kOpen) return true;
     const bool written = write_to_disk();
-    // A handle that cannot be closed is given up: by the next attempt its number may belong to another file.
+    // A handle that cannot be closed is abandoned: before another attempt, its number may belong to another file.
     const HANDLE file = _file;
     _file = INVALID_HANDLE_VALUE;
     _openState = kClosed;
@@ -68,7 +68,7 @@ bool MFastFileWriter::write_to_disk() {
         M_ERRTRACE("%s(): wrote only %u bytes instead of %Iu bytes", "MFastFileWriter::write_to_disk",
                    static_cast<unsigned>(written), pending);
     }
-    // What was not written waits on, at the buffer's start.
+    // Unwritten bytes wait at the start of the buffer.
     _current = std::copy(_buffer + written, _buffer + pending, _buffer);
     return written == pending;
 }

@@ -1,4 +1,4 @@
-// Files while memory runs out at any allocation: a result says so, nothing is thrown, and no file stays open.
+// Files while memory runs out at any allocation: a result reports it, nothing is thrown, and no file stays open.
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -17,7 +17,7 @@ const std::string kLongText(20'000, 'x');  // beyond the buffer and beyond what 
 
 class MFastFileMemoryTest : public testing::Test {
 protected:
-    // Lets each allocation of a call fail once: the call answers false and throws nothing. Then it succeeds.
+    // Lets each allocation of a call fail once: the call returns false and throws nothing. Then it succeeds.
     // @return the number of its allocations.
     template <typename Call>
     static int expectFalseWithoutMemory(Call call) {
@@ -38,7 +38,7 @@ protected:
         }
     }
 
-    // Whether nobody has the file open for writing, which would keep a second writer out.
+    // Whether nobody has the file open for writing, which would refuse a second writer.
     bool isFree() const { return MFastFileWriter(_name.c_str(), MFastFile::kAppend).IsOpen(); }
 
     std::ptrdiff_t filesInFolder() const {

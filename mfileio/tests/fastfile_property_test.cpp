@@ -1,4 +1,4 @@
-// Random bytes and random operations: what the writing forms write, the reading forms read.
+// Random bytes and random operations: the reading calls return what the writing calls wrote.
 #include <algorithm>
 #include <functional>
 #include <string>
@@ -49,7 +49,7 @@ std::string replaced(const std::string& text, const std::string& from, const std
     return result + text.substr(at);
 }
 
-// The rule for lines, without a buffer: each of CR LF, CR and LF ends one.
+// The rule for lines, without a buffer: each CR LF, single CR and LF ends one.
 std::string withLf(const std::string& text) { return replaced(replaced(text, "\r\n", "\n"), "\r", "\n"); }
 
 std::vector<std::string> linesOf(const std::string& bytes) {
@@ -161,7 +161,7 @@ RC_GTEST_PROP(MFastFileProperty, ReadLinesAtOnceYieldsTheTextWithLf, ()) {
 
 // ------------------------------------------------------------------------------------------------------------ writing
 
-// One operation of the writer on random bytes. @return what it is to leave in the file.
+// One operation of the writer on random bytes. @return the expected bytes in the file.
 std::string writeSomething(MFastFileWriter& writer) {
     const std::string bytes = *bytesAtTheBorder();
     const auto wrote = [](std::ptrdiff_t result, const std::string& expected) {
@@ -203,7 +203,7 @@ RC_GTEST_PROP(MFastFileProperty, WhatIsWrittenInAnyFormStandsInTheFile, ()) {
     RC_ASSERT(contentOfFile() == expected);
 }
 
-// A binary value: how it is written, and whether the same is read.
+// A binary value: how it is written, and whether reading returns the same.
 struct Value {
     std::function<bool(MFastFileWriter&)> write;
     std::function<bool(MFastFileReader&)> readBack;
@@ -228,7 +228,7 @@ rc::Gen<Value> anyValue() {
                           valueOf(&MFastFileWriter::WriteDouble, &MFastFileReader::ReadDouble));
 }
 
-// The bytes in front let a value of any size lie across the border of the buffer, in the writer and in the reader.
+// The bytes before a value let it cross the border of the buffer, in the writer and in the reader.
 RC_GTEST_PROP(MFastFileProperty, ValuesAcrossTheBorderAreReadBack, ()) {
     const std::string front(*rc::gen::inRange<std::size_t>(kBorder - 30, kBorder + 1), 'x');
     std::vector<Value> values;

@@ -1,4 +1,4 @@
-// What a reader does when the system fails it.
+// What a reader does when the system fails.
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -33,7 +33,7 @@ auto readsThenFails(int reads, DWORD error = ERROR_IO_DEVICE) {
     };
 }
 
-// Closes, and says that it could not.
+// Closes, and reports a failure.
 BOOL closeAndFail(HANDLE handle) {
     real_CloseHandle(handle);
     SetLastError(ERROR_INVALID_HANDLE);
@@ -270,7 +270,7 @@ TEST_F(MFastFileReaderFaultTest, ReadCharNLReportsAReadErrorBehindACr) {
                               "MFastFileReader::ReadCharNL(): read_char_from_buffer() #2 failed"}));
 }
 
-// Supplies a CR, then closes itself while it supplies the character behind.
+// Supplies a CR, then closes itself while it supplies the next character.
 class SelfClosingReader : public MFastFileReader {
 public:
     bool Start() {

@@ -1,4 +1,4 @@
-// What a reader makes of the bytes of a file.
+// How a reader interprets the bytes of a file.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 using Lines = std::vector<std::string>;
 
-// Bytes that tell where they stand.
+// Bytes that reveal their position.
 std::string numberedBytes(std::size_t count) {
     std::string bytes(count, '\0');
     for (std::size_t at = 0; at < count; ++at) bytes[at] = static_cast<char>(at * 31 + at / 256 * 7);

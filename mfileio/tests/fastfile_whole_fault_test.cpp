@@ -1,4 +1,4 @@
-// What the whole-file functions and the small file operations do when the system fails them.
+// What the whole-file functions and the small file operations do when the system fails.
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -63,7 +63,7 @@ BOOL failingWrite(HANDLE, LPCVOID, DWORD, DWORD* bytesWritten, OVERLAPPED*) {
     return fail(ERROR_DISK_FULL);
 }
 
-// Writes the first bytes only; then says so, or fails.
+// Writes only the first bytes; then reports the short count, or fails.
 auto cutAfter(std::size_t room, bool reported) {
     return [room, reported](HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVERLAPPED* overlapped) {
         const auto fitting = static_cast<DWORD>(std::min<std::size_t>(size, room));
@@ -75,7 +75,7 @@ auto cutAfter(std::size_t room, bool reported) {
 class MFastFileFaultTest : public testing::Test {
 protected:
     MFastFileFaultTest() : _name(_folder.path("f")) {
-        // Remembers the temporary name, which the texts hold.
+        // Stores the temporary name, which the entries contain.
         fault_GetTempFileNameA = [this](LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR fileName) {
             const UINT number = real_GetTempFileNameA(folder, prefix, unique, fileName);
             _temporary = fileName;
@@ -307,7 +307,7 @@ TEST_F(MFastFileFaultTest, ASafeReplacementOnADiskThatIsFullAtAnyByteFailsAndLea
             _folder.file("f", "old");
             const test::Fault fault(fault_WriteFile, cutAfter(room, reported));
             ASSERT_EQ(write(bytes, 10), -1) << room;
-            // What a failing write leaves is the system's affair; never anything but the first bytes.
+            // The system decides how much a failing write leaves, but it is always the beginning of the bytes.
             ASSERT_EQ(contentOf(_name), bytes.substr(0, room));
             ASSERT_EQ(filesInFolder(), 1);
         }

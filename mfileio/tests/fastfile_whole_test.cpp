@@ -189,7 +189,7 @@ TEST_F(MFastFileTest, SafeReplaceTakesBothSeparatorsOfFolders) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(_folder.path("sub")), {}), 2);
 }
 
-// Runs in a folder of its own, back in the old one at the end.
+// Runs in its own working folder, and restores the old one at the end.
 class CurrentFolder {
 public:
     explicit CurrentFolder(const std::string& folder) : _former(std::filesystem::current_path()) {

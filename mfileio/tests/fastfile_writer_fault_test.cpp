@@ -1,4 +1,4 @@
-// What a writer does when the system fails it.
+// What a writer does when the system fails.
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -42,7 +42,7 @@ BOOL failingWrite(HANDLE, LPCVOID, DWORD, DWORD* bytesWritten, OVERLAPPED*) {
     return fail(ERROR_DISK_FULL);
 }
 
-// A disk with room for a number of bytes. One write that goes beyond is either refused whole or cut.
+// A disk with room for a number of bytes. A write beyond that is either refused as a whole or cut.
 auto diskOf(std::size_t room, bool cuts) {
     return [room, cuts](HANDLE file, LPCVOID buffer, DWORD size, DWORD* bytesWritten, OVERLAPPED* overlapped) mutable {
         if (size > room && !cuts) return failingWrite(file, buffer, size, bytesWritten, overlapped);

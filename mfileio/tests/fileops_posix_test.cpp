@@ -1,4 +1,4 @@
-// What is different for files on Linux: nothing is hidden, and an open file is replaced.
+// What differs for files on Linux: nothing is hidden, and an open file is replaced.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -59,7 +59,7 @@ TEST(FileOperationsOfLinux, ASafeReplacementKeepsThePermissions) {
     }
 }
 
-// As on Windows; no test of both systems, because Wine replaces such files.
+// As on Windows. Not tested on both systems, because Wine replaces such files.
 TEST(FileOperationsOfLinux, ASafeReplacementOfAReadOnlyFileFailsAndLeavesItAsItWas) {
     const test::TemporaryFolder folder;
     const std::string name = folder.file("f", "old");
@@ -106,7 +106,7 @@ TEST(FileOperationsOfLinux, ASafeReplacementInAFolderOfALongNameFails) {
         sub.append("/").append(length, 'n');
     ASSERT_EQ(sub.size() + 1, 247u);
     folder.file(sub.substr(folder.path().size() + 1) + "/f", "old");
-    // The folder is named with a separator at its end: one character more than fits.
+    // The folder's name ends with a separator, which makes it one character too long.
     EXPECT_EQ(MFastFile_WriteAtOnce((sub + "/f").c_str(), "new", 3, MFastFile::kSafeReplace), -1);
     EXPECT_THAT(recorder.errorTraces(), ElementsAre("MFastFile_WriteAtOnce(): GetTempFileName() failed:111"));
     EXPECT_EQ(contentOf(sub + "/f"), "old");

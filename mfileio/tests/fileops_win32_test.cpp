@@ -1,4 +1,4 @@
-// What is different for files on Windows: some are hidden, and an open one is not replaced.
+// What differs for files on Windows: some are hidden, and an open file is not replaced.
 #include <string>
 
 #include <gmock/gmock.h>

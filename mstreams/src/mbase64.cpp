@@ -15,7 +15,7 @@ constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmn
 constexpr std::uint8_t kPadding = 0x40;  // above every 6-bit value, as is kIllegal
 constexpr std::uint8_t kIllegal = 0x80;
 
-// The two characters of each 12-bit half of a group, the first one in the low byte: one lookup writes two characters.
+// Both characters for each 12-bit half of a group, the first one in the low byte: one lookup writes two characters.
 constexpr auto kPairs = [] {
     std::array<std::uint16_t, 4096> pairs{};
     for (std::size_t half = 0; half < pairs.size(); ++half) {
@@ -42,12 +42,12 @@ struct Length {
     std::size_t size;
 };
 
-// A group's 24 bits as four characters.
+// The four characters for a group's 24 bits.
 std::uint32_t encodedGroup(std::uint32_t bits) {
     return kPairs[bits >> 12] | static_cast<std::uint32_t>(kPairs[bits & 0xFFF]) << 16;
 }
 
-// What the four characters of a group stand for. Held in registers while the bytes below them are written.
+// The values of a group's four characters. Kept in registers while the bytes before them are written.
 struct Group {
     explicit Group(const char* source)
         : first(valueOf(source[0])),
@@ -67,7 +67,7 @@ struct Group {
     std::uint32_t fourth;
 };
 
-// Reports the first character of the group's first count ones that stands for no value; the last one if no other.
+// Reports the first illegal character among the group's first count characters; the last one if all others are legal.
 std::ptrdiff_t refuse(const char* group, std::size_t count) {
     std::size_t i = 0;
     while (i + 1 < count && Group::valueOf(group[i]) < kPadding) ++i;
@@ -76,13 +76,13 @@ std::ptrdiff_t refuse(const char* group, std::size_t count) {
     return -1;
 }
 
-// Bytes of a group that ends the data: 3, or fewer with padding.
+// Number of bytes in the last group: 3, or fewer with padding.
 std::size_t bytesOfLastGroup(const Group& group) {
     if (group.fourth != kPadding) return 3;
     return group.third == kPadding ? 1 : 2;
 }
 
-// Whether all characters that make so many bytes stand for values.
+// Whether all characters that form that many bytes are legal.
 bool makesBytes(const Group& group, std::size_t count) {
     const std::uint32_t third = count > 1 ? group.third : 0;
     const std::uint32_t fourth = count > 2 ? group.fourth : 0;
@@ -102,8 +102,8 @@ std::ptrdiff_t MBase64_Encode(char* destination, const void* source, std::ptrdif
     const std::size_t rest = input.size % 3;
     const std::size_t encoded = MBase64_EncodedSize(input.size);
 
-    // From the end to the start, and each group's bytes before its characters: so that what is written in place never
-    // reaches bytes that are still to be read.
+    // From the end to the start, and each group's bytes are read before its characters are written. So writing in place
+    // never overwrites bytes that are still to be read.
     if (rest > 0) {
         const std::uint8_t* const group = bytes + 3 * whole;
         const std::uint32_t bits = static_cast<std::uint32_t>(group[0] << 16 | (rest > 1 ? group[1] << 8 : 0));
@@ -136,7 +136,8 @@ std::ptrdiff_t MBase64_Decode(void* destination, const char* source, std::ptrdif
         for (; source != last; source += 4) {
             const Group group(source);
             if (!group.whole()) return refuse(source, 4);
-            // A fourth byte goes where the next group's first one belongs; in place that has been read.
+            // A fourth byte lands where the next group's first one belongs; in place, that character has been read
+            // already.
             const std::uint32_t bits = group.bits();
             const std::uint32_t ordered = bits >> 16 | (bits & 0xFF00) | (bits & 0xFF) << 16;
             std::memcpy(bytes + written, &ordered, sizeof ordered);

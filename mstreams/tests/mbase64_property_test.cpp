@@ -35,7 +35,7 @@ RC_GTEST_PROP(MBase64Property, InPlaceBothWaysGivesBackTheBytes, (const std::str
     RC_ASSERT(buffer.substr(0, bytes.size()) == bytes);
 }
 
-// A text that decodes is what the bytes encode to, but for bits of its last character that no byte takes.
+// A text that decodes equals the encoding of its bytes, except for bits of its last character that belong to no byte.
 RC_GTEST_PROP(MBase64Property, WhatDecodesEncodesToTheSame, ()) {
     const test::LogRecorder recorder;
     std::string text = *rc::gen::container<std::string>(

@@ -156,7 +156,7 @@ TEST(MBase64Decode, RefusesALengthThatIsNoMultipleOfFour) {
     EXPECT_THAT(recorder.errors(), IsEmpty());
 }
 
-// Each text with the first character in it that is illegal where it stands.
+// Each text, and its first character that is illegal at its position.
 TEST(MBase64Decode, RefusesIllegalCharactersWhereverTheyStand) {
     // clang-format off
     const std::vector<std::pair<std::string, std::string>> refused = {

@@ -1,4 +1,4 @@
-// The same texts as those of the coder that every system brings along.
+// Compares with the texts of the base64 tool that every system includes.
 #include <array>
 #include <cstdio>
 #include <fstream>
