@@ -1,4 +1,4 @@
-// The numbers of section "image" of a camera's configuration, and what the camera makes of each.
+// The numbers in section "image" of a camera's configuration, and how the camera reads them.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,9 @@ inline constexpr char kImageSection[] = "image";
 
 struct CameraNumber {
     const char* key;
-    std::int64_t standard;  // without an entry
-    // A size has 64 bits, and one whose text is no number is 0. The others have 32 bits, and keep the standard then.
+    std::int64_t standard;  // used when there is no entry
+    // A size has 64 bits, and a text that is no number gives 0. The others have 32 bits, and such a text gives the
+    // standard.
     // kept on purpose: docs/oddities.md, size-without-number
     bool isSize;
 };
@@ -27,11 +28,11 @@ inline constexpr CameraNumber kArrangeType   {"arrange_type",    0,    false};
 inline constexpr CameraNumber kTimeStampType {"time_stamp_type", 1,    false};
 // clang-format on
 
-/// The number that the camera takes: the one that the entry's value begins with, limited to the bits that it has; text
-/// behind it does not matter.
+/// The number that the camera reads: the one at the start of the entry's value, limited to its number of bits; text
+/// after it is ignored.
 ///
-/// @param value  Untouched when the camera takes none.
-/// @return       false: the camera takes none and keeps what it has.
+/// @param value  Untouched when the camera reads none.
+/// @return       false: the camera reads none and keeps its present number.
 inline bool readCameraNumber(const MIniData& ini, const CameraNumber& number, std::int64_t& value) {
     std::string text;
     if (!ini.GetStringEntry(kImageSection, number.key, text)) return false;

@@ -1,9 +1,9 @@
-// The files of a camera's configuration. Whoever wants to know what the camera is told walks them with this.
+// The files of a camera's configuration, in the order in which the camera reads them.
 //
-// A file is an ini file. Its key "camera_config" of section "Dorven" names another one that counts in its place, and so
-// on, as often as files name further ones. The name is taken as it stands behind the '=', blanks included. It is
-// absolute when it begins with '/' or '\\' or has a ':'; else it counts from the folder of the file that holds it, from
-// "./" when that one's name has no folder.
+// A file is an ini file. If its section "Dorven" has the key "camera_config", the file named there is used instead,
+// which may name another one, and so on. The name is used exactly as written after the '=', including blanks. It is
+// absolute when it begins with '/' or '\\' or contains a ':'. Otherwise it is relative to the folder of the file that
+// contains it, or to "./" when that file's name has no folder.
 #pragma once
 
 #include <memory>
@@ -20,13 +20,13 @@ namespace image_road {
 inline constexpr char kRedirectSection[] = "Dorven";
 inline constexpr char kRedirectKey[] = "camera_config";
 
-/// What a file of the chain is. The chain ends with the first one that does not lead on.
+/// The kind of a file in the chain. The chain ends with the first file that does not name another one.
 enum class ConfigFile {
-    leadsOn,     // it names another one
+    leadsOn,     // it names another file
     camera,      // it is the camera's configuration
-    absent,      // there is none of that name: an empty configuration
-    unreadable,  // a folder, a pipe, a device, more than 64 MB, or no ini file; nothing was waited for
-    circle,      // it was read before, from the same folder
+    absent,      // there is no such file: an empty configuration
+    unreadable,  // a folder, a pipe, a device, more than 64 MB, or no ini file; never blocks
+    circle,      // it was already read, from the same folder
 };
 
 /// A walk along the files:
@@ -37,25 +37,25 @@ class ConfigChain {
 public:
     explicit ConfigChain(std::string path);
 
-    /// The file that is read next, or was read last.
+    /// The file to read next, or read last.
     const std::string& path() const { return _path; }
 
     /// Reads the file.
     ConfigFile read();
 
-    /// What the file is, as read answered.
+    /// The result of read.
     ConfigFile file() const { return _file; }
 
-    /// Goes on to the file that this one names. After read has answered leadsOn.
+    /// Moves to the file that this one names. Call it after read has returned leadsOn.
     void follow();
 
-    /// The name of the next file, as it stands in this one. After read has answered leadsOn.
+    /// The name of the next file, as written in this one. Call it after read has returned leadsOn.
     const std::string& target() const { return _target; }
 
     /// What was read, empty when the file is absent; never null after read.
     const std::shared_ptr<MIniData>& ini() const { return _ini; }
 
-    /// Why the chain cannot go on, for people, such as "there is no such file"; empty when it can.
+    /// Why the chain cannot continue, for people, such as "there is no such file"; empty when it can.
     std::string reason() const;
 
 private:
@@ -67,7 +67,7 @@ private:
     std::shared_ptr<MIniData> _ini;
     ConfigFile _file = ConfigFile::absent;
     std::set<std::string> _paths;
-    // Folder and file: from the same folder the same file leads to the same next one, whatever the names are.
+    // Folder and file: from the same folder, the same file always leads to the same next one, whatever the names are.
     std::set<std::pair<FileIdentity, FileIdentity>> _visited;
 };
 

@@ -9,7 +9,7 @@ bool isAbsolute(const std::string& path) {
     return path.find(':') != std::string::npos || (!path.empty() && (path[0] == '/' || path[0] == '\\'));
 }
 
-/// The folder of a file with its separator, "./" when its name has none.
+/// The folder of a file with its separator; "./" when the name has none.
 std::string folderOf(const std::string& path) {
     const std::size_t separator = path.find_last_of("\\/");
     return separator == std::string::npos ? "./" : path.substr(0, separator + 1);

@@ -22,7 +22,7 @@ void PrintTo(const NumberCase& row, std::ostream* stream) { *stream << (row.text
 
 class CameraNumbersTest : public testing::TestWithParam<NumberCase> {
 protected:
-    // What a number is after reading, kBefore when it stays.
+    // The value of a number after reading; kBefore when it stays unchanged.
     static std::int64_t read(const CameraNumber& number) {
         const test::LogRecorder quiet;
         MIniData ini;

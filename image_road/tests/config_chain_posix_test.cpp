@@ -1,4 +1,4 @@
-// Links: other names for one file, and one name for files that lead to different ones.
+// Links: different names for one file, and one name for files that lead to different ones.
 #include <filesystem>
 
 #include <gtest/gtest.h>

@@ -20,7 +20,7 @@ std::string leadsTo(const std::string& value) { return "[Dorven]\ncamera_config=
 
 class ConfigChainWalkTest : public testing::Test {
 protected:
-    /// Where a walk ends; _walked has the files on its way.
+    /// Where a walk ends; _walked contains the files passed.
     ConfigChain walk(const std::string& path) {
         ConfigChain chain(path);
         _walked = {path};

@@ -4,7 +4,7 @@
 
 namespace {
 
-// Camera and simulator are built apart and may be of different versions: these names never change.
+// Camera and simulator are built separately and may have different versions: these names never change.
 
 TEST(ObjectNames, OfTheRingAreThoseThatEveryVersionKnows) {
     EXPECT_STREQ(image_road::kImagesMemory, "DorVenImages");
