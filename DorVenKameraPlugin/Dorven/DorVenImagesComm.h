@@ -27,17 +27,17 @@ public:
     void* incomingData() override;
     const void* execute() override;
 
-    /// Answers a request of the peer's, on the messenger's thread. One that cannot be answered comes back with command
-    /// 0 and all else as it was.
+    /// Answers a request of the peer, on the messenger's thread. A request that cannot be answered is returned with
+    /// command 0 and otherwise unchanged.
     virtual ImagesMessage handle(const ImagesMessage& request);
 
-    /// Asks the peer; one caller at a time. Blocks as IPMessenger::send does.
-    /// @return The answer; all zero when the messenger is gone or nobody answered in time. Use this copy: a late answer
-    ///         is still written to responseData.
+    /// Asks the peer; one caller at a time. Blocks like IPMessenger::send.
+    /// @return The answer; all zero when the messenger is gone or nobody answered in time. Use this copy, because a
+    ///         late answer is still written to responseData.
     virtual ImagesMessage ask(const ImagesMessage& request);
 
 private:
-    std::weak_ptr<IPMessenger> _messenger;  // weak: the messenger holds its channel
+    std::weak_ptr<IPMessenger> _messenger;  // weak, because the messenger owns its channel
     ImagesMessage _request{};
     ImagesMessage _response{};
     ImagesMessage _incoming{};

@@ -1,5 +1,5 @@
-// A field of the image record where two threads meet in it: the record has no lock, so each gets the value before or
-// after. Fields that meet nobody are read and written as they are.
+// Access to a field of the image record that two threads use. The record has no lock, so each thread gets the value
+// before or after a change. Fields that only one thread uses are read and written directly.
 #pragma once
 
 #include <atomic>

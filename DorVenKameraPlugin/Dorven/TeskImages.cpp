@@ -24,10 +24,10 @@ constexpr double kDefaultFrameRate = 200.0;
 constexpr double kPixelSizeUm = 5.2;
 constexpr double kTemperatureC = 23.5;
 
-/// A signal can be taken by another process that waits for the same event. Then the worker thread is woken again.
+/// Another process that waits for the same event can take a signal. Then the worker thread is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
 
-/// Does something when its scope ends, however it ends.
+/// Runs a function when its scope ends, however it ends.
 template <typename Action>
 class AtEnd {
 public:
@@ -87,7 +87,7 @@ TeskImages::~TeskImages() {
     M_TRACE(4, "%s", "kest::dorven::TeskImages::~TeskImages");
     refuseGrabs();
     stopImageThread();
-    // What is left is this thread: destroyed by its own callback, it touches nothing of this object any more.
+    // Only this thread is left: destroyed by its own callback, it uses nothing of this object any more.
     for (const Worker& worker : _leaving) worker.thread->detach();
     _messenger.reset();  // first of the members: its thread may still be answering from the others
 }
@@ -100,13 +100,13 @@ std::shared_ptr<TeskImages> TeskImages::create(const char* path) {
 
 std::shared_ptr<TeskImages> TeskImages::createUnlinked(const char* path) {
     M_TRACE(4, "%s  - %s", "kest::dorven::TeskImages::create", path ? path : "(nullptr)");
-    // Of this very class: a derived part would be destroyed first, while the link still asks by virtual calls.
+    // Exactly this class: a derived part would be destroyed first, while the link still makes virtual calls.
     std::shared_ptr<TeskImages> source(new TeskImages(Unlinked{}));
     if (const auto ini = openIniFile(path)) applyImageSection(*ini, *source->_imageMemory);
     return source;
 }
 
-/// The second size and the clipping keep these values whatever is configured;
+/// The second size and the clipping have these values whatever is configured;
 /// kept on purpose: docs/oddities.md, second-size
 void TeskImages::initImageMemory() {
     NUV::IMAGEMEMORY& record = *_imageMemory;
@@ -175,7 +175,7 @@ bool TeskImages::grab() {
     return true;
 }
 
-/// What is frozen here goes on at once, whoever begins it.
+/// This freeze is followed by a new grab at once, whoever starts it.
 void TeskImages::freezeToGrabAnew() {
     const auto note = [this](std::thread::id thread) {
         const std::lock_guard lock(_threadMutex);
@@ -210,7 +210,7 @@ bool TeskImages::calledByCallback() const {
     return isWorkerThread();
 }
 
-/// Called with the lock.
+/// Call it with the lock held.
 bool TeskImages::isWorkerThread() const {
     return isThisThread(_thread) || std::any_of(_leaving.begin(), _leaving.end(),
                                                 [](const Worker& worker) { return isThisThread(worker.thread); });
@@ -253,8 +253,8 @@ bool TeskImages::startImageThread() {
     return true;
 }
 
-/// Whether the calling thread is a callback that another thread waits for: a grab of its own would go on behind the
-/// other's back. The other then counts as having stopped it. Called with the lock.
+/// Whether the calling thread is a callback that another thread waits for: a grab of its own would continue unnoticed
+/// by that thread. The grab is refused and counts as stopped by the other thread. Call it with the lock held.
 bool TeskImages::refusesGrabOfCallback() {
     if (_waitingStops == 0 || !isWorkerThread()) return false;
     ++_refusedGrabs;
@@ -288,17 +288,17 @@ bool TeskImages::stopImageThread() {
     return false;
 }
 
-/// When the caller is a callback whose grab another thread is ending: the images that still wait are not handed to it.
-/// Called with the lock.
-/// @return False when it is none, or has left before.
+/// If the caller is a callback whose grab another thread is ending, it gets none of the images that still wait. Call it
+/// with the lock held.
+/// @return False when the caller is no such callback, or has left before.
 bool TeskImages::leaveEndingRun() {
     const auto own = std::find_if(_leaving.begin(), _leaving.end(),
                                   [](const Worker& worker) { return isThisThread(worker.thread); });
     return own != _leaving.end() && !std::exchange(own->run->left, true);
 }
 
-/// Notes the running thread as one that leaves. Called with the lock.
-/// @return Its run, to wait for; null when it is the calling thread: one cannot wait for oneself, and this one ends
+/// Records the running thread as leaving. Call it with the lock held.
+/// @return Its run, to wait for; null when it is the calling thread: a thread cannot wait for itself, and this one ends
 ///         when its callback returns.
 std::shared_ptr<TeskImages::Run> TeskImages::tellThreadToEnd() {
     _leaving.push_back({_thread, _run});
@@ -316,8 +316,9 @@ void TeskImages::wakeUntilEnded(Run& run) {
     } while (!run.waitForEnd(kNotifyAgain));
 }
 
-/// Waits for the threads that were told to end; the calling one, which cannot wait for itself, stays noted. A callback
-/// waits for none but those that ended before it began or wait behind it, and so for no other callback.
+/// Waits for the threads that were told to end. The calling thread, which cannot wait for itself, stays in the list. A
+/// callback waits only for threads that ended before it began or that wait for their turn after it, and so for no other
+/// callback.
 void TeskImages::joinLeavingThreads() {
     std::vector<std::shared_ptr<Run>> runs;
     {
@@ -327,7 +328,7 @@ void TeskImages::joinLeavingThreads() {
         }
     }
     for (const auto& run : runs) run->waitForEnd();
-    // They stay noted as long as their callbacks may ask who they are.
+    // They stay in the list as long as their callbacks may ask who they are.
     std::vector<Worker> ended;
     {
         const std::lock_guard lock(_threadMutex);

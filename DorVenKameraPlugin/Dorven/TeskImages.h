@@ -1,5 +1,5 @@
-// The image source: the simulated camera itself. It owns the record that the host reads, and while it grabs, a worker
-// thread that hands the simulator's images to the host's callback, or faked ones when no simulator answers.
+// The image source: the simulated camera itself. It owns the record that the host reads. While it grabs, a worker
+// thread passes the simulator's images to the host's callback, or faked images when no simulator answers.
 #pragma once
 
 #include <atomic>
@@ -19,22 +19,22 @@ namespace kest::dorven {
 class IPMessenger;
 class TeskImagesComm;
 
-/// Thread-safe but for the record, which is shared with the host without a lock. The callback runs on the worker
-/// thread, with no lock held, and may call any operation but end; it had better not destroy the source.
+/// Thread-safe except for the record, which is shared with the host without a lock. The callback runs on the worker
+/// thread with no lock held. It may call any operation except end, and should not destroy the source.
 struct TeskImages {
-    /// With the system's event that the simulator signals (object_names.h).
+    /// Uses the system's event that the simulator signals (object_names.h).
     TeskImages();
 
-    /// With another event and another way to start the worker thread, for tests.
+    /// Uses another event and another way to start the worker thread, for tests.
     explicit TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread = {});
 
     TeskImages(const TeskImages&) = delete;
     TeskImages& operator=(const TeskImages&) = delete;
 
-    // Virtual operations in the order of their slots. Each leaves its name in the trace.
+    // Virtual operations in the order of their slots. Each writes its name to the trace.
 
-    /// Ends a worker thread that still runs, as end does; its owner had better call end. Destroyed by its own callback
-    /// it leaves a thread behind that nobody can wait for.
+    /// Ends a worker thread that still runs, like end; the owner should have called end before. If its own callback
+    /// destroys it, a thread remains that nobody can wait for.
     virtual ~TeskImages();
 
     /// The record of the latest image.
@@ -48,47 +48,47 @@ struct TeskImages {
     virtual std::vector<double> pixelSize();
     /// Frames per second.
     virtual double frameRate();
-    /// Stores any rate; one that is not above 0 is reported. The pace of a running grab stays as it is.
+    /// Stores any rate; a rate that is not above 0 is reported. The pace of a running grab does not change.
     virtual double setFrameRate(const double& f);
 
-    /// Starts the worker thread, ending one that runs. False after an entry in the error log: always so after end, and
-    /// to the callback while another thread's freeze waits for it.
+    /// Starts the worker thread and ends a running one first. False after an entry in the error log: always after end,
+    /// and for the callback while another thread's freeze waits for it.
     /// @throws std::system_error  when the system has no thread left; nothing runs then.
     virtual bool grab();
 
-    /// Ends the worker thread: no callback runs after it returned, not even one that stopped its own grab or tried to
-    /// grab anew meanwhile, except when the callback itself calls it: it is not called again for this grab then, also
-    /// when another thread's freeze waits for it. False, after entries in the error log, when none ran or tried to.
+    /// Ends the worker thread. No callback runs after it returned, not even one that stopped its own grab or tried to
+    /// grab again meanwhile. The callback may call it too: it is then not called again for this grab, even if another
+    /// thread's freeze waits for it. False, after entries in the error log, when no thread ran or tried to.
     virtual bool freeze();
 
     // ---- not virtual
 
-    /// Makes an image source configured by an ini file (openIniFile); without one it has its defaults.
+    /// Creates an image source configured by an ini file (openIniFile); without a file it has its defaults.
     static std::shared_ptr<TeskImages> create(const char* path);
 
-    /// The same but for the link to the simulator, whose names another source of this process may still hold: all that
-    /// can fail without them is done.
+    /// The same without the link to the simulator, whose names another source of this process may still hold. Does
+    /// everything else that can fail.
     static std::shared_ptr<TeskImages> createUnlinked(const char* path);
 
-    /// Makes the link to the simulator, which answers from now on; nothing when it is there. For the owner's thread.
-    /// An event or a memory that the system refuses is no failure; the error trace tells what failed;
+    /// Creates the link to the simulator, which answers from now on; does nothing when it exists. Only for the owner's
+    /// thread. If the system refuses an event or a memory, that is no failure; the error trace says what failed;
     /// kept on purpose: docs/oddities.md, dead-link-opens
-    /// @throws std::runtime_error  when an event's handle is the invalid one, which no system answers with.
+    /// @throws std::runtime_error  when an event's handle is the invalid one, which no system returns.
     /// @throws std::system_error   when the system has no thread left.
     void link();
 
-    /// @param function  Called for each image; null for none. It is called with its own context always, also when both
-    ///                  are replaced meanwhile.
+    /// @param function  Called for each image; null: no callback. It always gets its own context, even if both are
+    ///                  replaced meanwhile.
     void setCallback(void* context, NUV::ImageCallback function);
 
-    /// Whether a worker thread was started and not yet told to end.
+    /// Whether a worker thread was started and has not been told to end.
     bool isRunning() const;
 
-    /// Whether the calling thread is a worker thread of this source: then it is inside the callback.
+    /// Whether the calling thread is a worker thread of this source, and thus inside the callback.
     bool calledByCallback() const;
 
-    /// For the owner, before it lets go: freezes a grab that runs, and waits for every callback. From here on grab is
-    /// refused, and freeze finds nothing to report.
+    /// For the owner, before it releases the source: freezes a running grab and waits for every callback. From then on
+    /// grab is refused, and freeze reports nothing.
     void end();
 
 protected:
@@ -96,7 +96,7 @@ protected:
     TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread, std::shared_ptr<NUV::IMAGEMEMORY> record,
                std::shared_ptr<NUV::SmartMetaDataDouble> temperature);
 
-    /// With the system's event, or as the above, and without the link.
+    /// Marks the constructors that create no link.
     struct Unlinked {};
     explicit TeskImages(Unlinked);
     TeskImages(Unlinked, std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
@@ -125,8 +125,8 @@ private:
     void wakeUntilEnded(Run& run);
     void joinLeavingThreads();
 
-    // On the worker thread, TeskImagesThread.cpp. After a callback they touch nothing of this object but when the run
-    // was not left: the callback may have ended it, and this object with it.
+    // On the worker thread, TeskImagesThread.cpp. After a callback they use this object only if the callback has not
+    // left the run: it may have ended the run, and this object with it.
     void imageThread(Run& run);
     void prepareRun(Run& run);
     int waitForImages(Run& run);
@@ -144,25 +144,25 @@ private:
     double _pixelSize[2];
     std::atomic<double> _frameRate;
     std::shared_ptr<TeskImagesComm> _comm;    // answers the simulator from this object …
-    std::shared_ptr<IPMessenger> _messenger;  // … on a thread of its own, from link to the destructor
+    std::shared_ptr<IPMessenger> _messenger;  // … on a separate thread, from link to the destructor
     std::shared_ptr<MEvent> _imageEvent;
 
-    std::mutex _callbackMutex;  // held for a copy of the pair alone
+    std::mutex _callbackMutex;  // held only for a copy of the pair
     NUV::PluginInterfaceCallbackData _callback;
 
     ThreadStarter _startThread;
-    mutable std::mutex _threadMutex;       // guards all below; never held while a thread is waited for
+    mutable std::mutex _threadMutex;       // guards everything below; never held while waiting for a thread
     std::shared_ptr<std::thread> _thread;  // null: not running
-    std::shared_ptr<Run> _run;             // of _thread, or of the grab before
-    std::vector<Worker> _leaving;          // told to end, maybe still inside their callback
+    std::shared_ptr<Run> _run;             // of _thread, or of the previous grab
+    std::vector<Worker> _leaving;          // told to end, may still be inside their callback
     bool _ended = false;                   // no thread is started any more
-    std::thread::id _grabsAnew;            // whose freeze is part of its grab, so that others may grab as well
-    int _waitingStops = 0;                 // of threads that are no callback: until the last is done no callback grabs
-    unsigned _refusedGrabs = 0;            // to callbacks, by those
+    std::thread::id _grabsAnew;            // thread whose freeze is part of its own grab; others may grab
+    int _waitingStops = 0;                 // number of waiting threads outside callbacks; 0: callbacks may grab
+    unsigned _refusedGrabs = 0;            // grabs refused to callbacks because of them
 
 protected:
-    std::vector<unsigned char> _fakeImageMem;   // the worker thread's
-    std::function<void(double seconds)> _rest;  // for tests: in place of the time that a failed wait takes
+    std::vector<unsigned char> _fakeImageMem;   // used by the worker thread
+    std::function<void(double seconds)> _rest;  // for tests: replaces the time that a failed wait takes
 };
 
 }  // namespace kest::dorven

@@ -15,7 +15,7 @@ const char kFile[] = "Dorven/TeskImagesComm";
 std::uint64_t bitsOf(std::uint64_t value) { return value; }
 std::uint64_t bitsOf(double value) { return std::bit_cast<std::uint64_t>(value); }
 
-/// Puts a pair from the source into an answer. False when the source has none.
+/// Writes a pair from the source into an answer. False when the source has none.
 template <typename Number>
 bool storePair(const std::vector<Number>& pair, ImagesMessage& answer) {
     if (pair.size() < 2) return false;

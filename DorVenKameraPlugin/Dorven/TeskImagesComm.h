@@ -10,10 +10,10 @@ namespace kest::dorven {
 
 struct TeskImages;
 
-/// The simulator's view with both directions exchanged: sends on kCameraAsks and listens on kSimulatorAsks.
+/// The simulator's view with both directions swapped: sends on kCameraAsks and listens on kSimulatorAsks.
 class TeskImagesComm : public DorVenImagesComm {
 public:
-    /// @param plugin  The image source that answers; outlives the messenger. Null: each request is reported and failed.
+    /// @param plugin  The image source that answers; outlives the messenger. Null: each request is reported and fails.
     explicit TeskImagesComm(TeskImages* plugin);
 
     static std::shared_ptr<TeskImagesComm> create(TeskImages* plugin);
@@ -21,7 +21,7 @@ public:
     std::string requestId() override;
     std::string responseId() override;
 
-    /// Each answered request leaves the source's own lines in the trace.
+    /// Each answered request also leaves the source's own lines in the trace.
     ImagesMessage handle(const ImagesMessage& request) override;
 
 private:

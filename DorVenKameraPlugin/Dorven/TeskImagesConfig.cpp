@@ -18,7 +18,7 @@ using image_road::CameraNumber;
 using image_road::ConfigChain;
 using image_road::ConfigFile;
 
-/// Calls take with the number that the configuration gives.
+/// Calls take with the configured number.
 template <typename Take>
 void apply(const MIniData& ini, const CameraNumber& number, Take take) {
     if (std::int64_t value = 0; readCameraNumber(ini, number, value)) take(value);

@@ -20,10 +20,10 @@ const char kFile[] = "Dorven/TeskImages";
 const char kOpen[] = "kest::dorven::openImageFifo";
 const char kFront[] = "kest::dorven::frontLine";
 
-/// A field as %Iu takes it.
+/// A field as a value for %Iu.
 std::size_t shown(std::uint64_t field) { return static_cast<std::size_t>(field); }
 
-/// Bytes of the memory that can be touched.
+/// Bytes of the memory that may be accessed.
 std::size_t mappedBytes(const void* memory) {
     const std::size_t size = MSharedMem_GetSize(memory);
     return size == static_cast<std::size_t>(-1) ? 0 : size;

@@ -1,4 +1,4 @@
-// What one grab consists of, from the start of its worker thread to its end.
+// The state of one grab, from the start of its worker thread to its end.
 #pragma once
 
 #include <atomic>
@@ -14,11 +14,11 @@
 
 namespace kest::dorven {
 
-/// Shared by the worker thread and those who start and stop it; lives until the last of them lets go.
+/// Shared by the worker thread and those who start and stop it; exists until the last of them releases it.
 struct TeskImages::Run {
     enum class State { waiting, grabbing, faking };
 
-    /// @param former  The grab before, or null. One that has ended leaves those before it to wait for.
+    /// @param former  The previous grab, or null. If it has ended, the one before it is waited for instead.
     explicit Run(std::shared_ptr<Run> former) {
         while (former && former->hasEnded()) former = former->_former;
         _former = std::move(former);
@@ -27,34 +27,34 @@ struct TeskImages::Run {
 
     std::atomic<bool> running{true};  // cleared by stop
 
-    // ---- the worker thread's alone
+    // ---- only for the worker thread
 
-    bool left = false;       // the callback itself stopped this grab: whatever owned it may be gone
-    double periodS = 0.0;    // from one faked image to the next, as of the start
-    double timeoutS = 0.0;   // of the next wait; tells waiting and grabbing from faking
+    bool left = false;       // the callback itself stopped this grab: its owner may be gone
+    double periodS = 0.0;    // from one faked image to the next, fixed at the start
+    double timeoutS = 0.0;   // of the next wait; distinguishes waiting and grabbing from faking
     int misses = 0;          // waits in a row without a signal
-    double askAgainS = 0.0;  // after a failed wait: the time that passes before the event is asked again; 0: it works
-    double restedS = 0.0;    // of that
+    double askAgainS = 0.0;  // after a failed wait: time until the event is waited for again; 0: it works
+    double restedS = 0.0;    // elapsed part of that time
     ImageFifo fifo;
 
     /// Told by the timeout; kept on purpose: docs/oddities.md, faking-by-timeout
     State state() const {
-        constexpr double kFakingBelowS = 1.6;  // a wait of at least this was one for the simulator
+        constexpr double kFakingBelowS = 1.6;  // a wait of at least this long was one for the simulator
         if (!(timeoutS >= kFakingBelowS)) return State::faking;
         return fifo ? State::grabbing : State::waiting;
     }
 
     // ---- the thread's turn and its end
 
-    /// Ends the grab; one that had no turn yet never gets it.
+    /// Ends the grab; if it had no turn yet, it never gets one.
     void stop() {
         const std::lock_guard lock(_mutex);
         running = false;
         _changed.notify_all();
     }
 
-    /// Waits for the end of a time in seconds or for stop, whichever comes first. A time that is negative, no number or
-    /// longer than an event can wait has no end.
+    /// Waits for a time in seconds or for stop, whichever comes first. A time that is negative, no number or longer
+    /// than an event can wait never ends.
     void rest(double seconds) {
         constexpr double kLongestS = 4294967.0;
         const auto stopped = [this] { return !running; };
@@ -65,14 +65,14 @@ struct TeskImages::Run {
             _changed.wait(lock, stopped);
     }
 
-    /// Whether it waits for the event, or soon will. After stop the answer stays.
+    /// Whether it waits for the event, or soon will. After stop the answer does not change.
     bool hadItsTurn() {
         const std::lock_guard lock(_mutex);
         return _began;
     }
 
-    /// Waits on the new thread for the end of the grab before, which may still be inside its callback. One that was
-    /// stopped before its own turn leaves the grab before it to wait for, so that no two ever work at once.
+    /// On the new thread: waits until the previous grab has ended, which may still be inside its callback. A grab that
+    /// is stopped before its own turn passes the wait for the previous one on, so that two never work at once.
     /// @return False when this grab was stopped meanwhile.
     bool waitForTurn() {
         while (!takeTurn()) {
@@ -111,14 +111,14 @@ private:
         return _began;
     }
 
-    std::shared_ptr<Run> _former;  // not yet known to have ended; this thread's, after its end the next one's
+    std::shared_ptr<Run> _former;  // may still run; used by this thread, after its end by the next one
     std::mutex _mutex;
-    std::condition_variable _changed;  // running or _ended
+    std::condition_variable _changed;  // running or _ended has changed
     bool _began = false;
     bool _ended = false;
 };
 
-/// Whole microseconds of a time in seconds; a negative one wraps as the record's unsigned field does. Not finite, or
+/// Converts seconds to whole microseconds. A negative time wraps like the record's unsigned field. Not finite, or
 /// beyond 64 bits: 0.
 std::uint64_t microseconds(double seconds);
 

@@ -7,8 +7,8 @@
 //   faking    frame period  open the ring, read all images,  fake one image
 //                           go to grabbing
 //
-// Time comes in through the event's waits. One that fails does so at once, and then takes the time of its timeout all
-// the same.
+// The event's waits measure the time. A failing wait fails at once; the thread then waits for the rest of the timeout
+// by other means.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -38,26 +38,26 @@ constexpr int kMissesBeforeFaking = 10;   // the next one in a row begins faking
 constexpr unsigned char kFakeGrey = 10;   // level of a fresh fake image
 constexpr double kLowestPacedRate = 1.0;  // frames per second; at or below it is reported
 
-// A size beyond this is a mistake in the configuration, and no reason to take the machine's memory.
+// A larger size is a mistake in the configuration, and no reason to use up the machine's memory.
 constexpr std::uint64_t kLargestFakeImage = 1ull << 32;
 constexpr std::size_t kFillPortion = 1u << 23;  // bytes filled between two looks at whether the grab was stopped
 
-// What a wait answers.
+// Results of a wait.
 constexpr int kSignalled = 1;
 constexpr int kTimedOut = -1;
 constexpr int kFailed = 0;
 
-/// Each failed wait leaves an entry in the error trace, so an event that fails for ever is asked ever more rarely.
+/// Each failed wait leaves an entry in the error trace, so an event that keeps failing is waited for less and less
+/// often.
 constexpr double kRarestAskS = 60.0;
 
-/// What a failed wait takes at least, however high the frame rate: the processor stays free for others.
+/// Shortest time that a failed wait takes, however high the frame rate, so that the processor stays free for others.
 constexpr double kShortestRestS = 1e-4;
 
-/// Negative stays so: as a timeout it has no end.
+/// Negative stays negative: such a timeout never ends.
 double restOf(double timeoutS) { return timeoutS >= 0.0 ? std::max(timeoutS, kShortestRestS) : timeoutS; }
 
-/// Bytes of an image as the record describes it; the largest number, which no vector takes, where they are beyond 64
-/// bits.
+/// Bytes of an image according to the record; the largest number, which no vector accepts, if they exceed 64 bits.
 std::uint64_t imageBytes(const NUV::IMAGEMEMORY& record) {
     const auto times = [](std::uint64_t a, std::uint64_t b) {
         return b != 0 && a > UINT64_MAX / b ? UINT64_MAX : a * b;
@@ -65,7 +65,7 @@ std::uint64_t imageBytes(const NUV::IMAGEMEMORY& record) {
     return times(times(record.width, record.height), static_cast<std::uint64_t>(record.bytesPerPixel));
 }
 
-/// Opens the ring afresh. One that its writer has recreated is replaced without giving the old link back;
+/// Reopens the ring. If its writer has recreated it, the old link is not returned;
 /// kept on purpose: docs/oddities.md, old-link-held
 bool openAfresh(ImageFifo& fifo) {
     fifo = openImageFifo();
@@ -74,7 +74,7 @@ bool openAfresh(ImageFifo& fifo) {
     return true;
 }
 
-/// Lines shorter than the image are handed on all the same, with an entry in the trace;
+/// Lines shorter than the image are delivered all the same, with an entry in the trace;
 /// kept on purpose: docs/oddities.md, short-lines
 void tellShortLine(ImageFifo& fifo, const NUV::IMAGEMEMORY& record) {
     const std::uint64_t pixelBytes = fifo.ring.lineLength() - sizeof(image_road::ImageLineHeader);
@@ -120,8 +120,8 @@ void TeskImages::imageThread(Run& run) {
     closeImageFifo(run.fifo);
 }
 
-/// Waits for the image event with the current timeout. While waits fail, the time passes without the event for as long
-/// again after each of them.
+/// Waits for the image event with the current timeout. While waits fail, the time until the event is waited for again
+/// doubles with each failure.
 int TeskImages::waitForImages(Run& run) {
     const char function[] = "kest::dorven::TeskImages::imageThread";
     const bool failedBefore = run.askAgainS != 0.0;
@@ -145,7 +145,7 @@ int TeskImages::waitForImages(Run& run) {
     return kFailed;
 }
 
-/// Lets the time of the current timeout pass; a stop ends it.
+/// Waits for the current timeout; a stop ends it.
 void TeskImages::rest(Run& run) {
     const double seconds = restOf(run.timeoutS);
     run.restedS += seconds;
@@ -173,8 +173,8 @@ void TeskImages::prepareRun(Run& run) {
     }
 }
 
-/// Bytes of an earlier grab stay as they are, new ones are grey. A grab that is stopped meanwhile leaves the image as
-/// it was: filling a large one takes seconds, and nothing will be faked from it.
+/// Bytes from an earlier grab stay, new ones are grey. If the grab is stopped meanwhile, the image stays unchanged:
+/// filling a large one takes seconds, and no image will be faked from it.
 void TeskImages::sizeFakeImage(const Run& run, std::size_t size) {
     if (size <= _fakeImageMem.size()) return _fakeImageMem.resize(size);
     std::vector<unsigned char> grown;
@@ -209,7 +209,7 @@ void TeskImages::faking(Run& run, bool signalled) {
     if (openAfresh(run.fifo)) readImages(run);
 }
 
-/// A wait for the simulator, in vain: the eleventh in a row gives it up.
+/// A wait for the simulator without a signal; after the eleventh in a row images are faked.
 void TeskImages::missSignal(Run& run) {
     M_TRACE(4, "dorven is not responding: %d", run.misses);
     if (run.misses++ < kMissesBeforeFaking) return;
@@ -239,8 +239,8 @@ void TeskImages::readImages(Run& run) {
         handOver(*record);
         popLine(run.fifo);
         if (run.left) return;
-        // All that waited when the grab was stopped are handed on, but a simulator that floods the ring does not hold
-        // up the stop for ever.
+        // All images that waited when the grab was stopped are delivered, but a simulator that floods the ring cannot
+        // delay the stop for ever.
         if (!run.running && ++afterStop >= run.fifo.ring.slotCount()) return;
     }
 }

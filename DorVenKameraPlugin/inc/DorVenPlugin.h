@@ -1,4 +1,4 @@
-// The simulated camera as the host sees it: image, camera control and light commands in front of an image source.
+// The simulated camera as the host sees it: image, camera control and light commands on top of an image source.
 #pragma once
 
 #include <functional>
@@ -13,31 +13,32 @@ struct TeskImages;
 
 namespace NUV {
 
-/// Operations that need the image source report a failed assertion and answer (-4, 0) until openImageDevice has
-/// succeeded. What the host was given by address: the image memory and the caps are the source's and go with it; the
-/// bitmap description is the device's and goes with the next openImageDevice that succeeds.
+/// Operations that need the image source report a failed assertion and return (-4, 0) until openImageDevice has
+/// succeeded. Lifetime of objects whose address the host gets: the image memory and the caps belong to the source and
+/// end with it; the bitmap description belongs to the device and ends with the next successful openImageDevice.
 ///
-/// The callback may send any command to its own device but openImageDevice, and must not destroy it.
+/// The callback may send any command to its own device except openImageDevice, and must not destroy it.
 class DorVenPlugin : public PluginDeviceBase {
 public:
-    /// Makes the image source that openImageDevice opens, unlinked, while the one before still works; what it makes may
-    /// be null.
+    /// Creates the image source that openImageDevice opens, unlinked, while the previous one still works. The result
+    /// may be null.
     using SourceFactory = std::function<std::shared_ptr<kest::dorven::TeskImages>(const char* path)>;
 
     explicit DorVenPlugin(const std::string& moduleFolder);
 
-    /// With another source than the system's, for tests.
+    /// With another source than usual, for tests.
     DorVenPlugin(const std::string& moduleFolder, SourceFactory createSource);
 
-    /// Stops acquisition; no callback runs any more, but one that destroys the device itself, which it must not.
+    /// Stops acquisition. Afterwards no callback runs, except one that destroys the device itself, which is not
+    /// allowed.
     ~DorVenPlugin() override;
 
     // ---- image
 
     bool imageSupported() override { return true; }
-    /// Refused, with an entry in the error log and nothing touched, inside the device's own callback. What fails before
-    /// the new source is linked leaves the open one as it is; when linking throws, or the factory makes nothing, none
-    /// is open.
+    /// Refused inside the device's own callback, with an entry in the error log and nothing changed. If something fails
+    /// before the new source is linked, the open source stays. If linking throws or the factory creates nothing, no
+    /// source is open.
     PluginCallStatus openImageDevice(const char* path, const tagBITMAPINFO** bitmap) override;
     PluginCallStatus grab() override;
     PluginCallStatus stop() override;
@@ -54,7 +55,7 @@ public:
                                         std::uint64_t* step) override;
     PluginCallStatus metaDataCaps(SmartMetaDataCaps** caps) override;
 
-    // ---- camera control: beside the frame rate everything is accepted and ignored, so that a host's dialogs work
+    // ---- camera control: everything except the frame rate is accepted and ignored, so that a host's dialogs work
 
     bool cameraControlSupported() override { return true; }
     PluginCallStatus setCameraControlText(const char*) override { return kDone; }
@@ -69,7 +70,7 @@ public:
     PluginCallStatus feature1110(PluginInterfaceFeatureData*) override { return kDone; }
     PluginCallStatus feature1111(PluginInterfaceFeatureData*) override { return kDone; }
 
-    // ---- light: one that is always there
+    // ---- light: one light that always exists
 
     bool lightSupported() override { return true; }
     PluginCallStatus setLightText(const char*) override { return kDone; }
@@ -79,8 +80,8 @@ public:
     PluginCallStatus light1208(std::uint64_t* value) override;
 
 protected:
-    /// Takes an image source in place of the present one, which is let go, links it and describes its images. An empty
-    /// one leaves the device without.
+    /// Releases the present image source, takes the given one, links it and describes its images. With an empty one the
+    /// device has no source.
     void useSource(std::shared_ptr<kest::dorven::TeskImages> source);
 
 private:

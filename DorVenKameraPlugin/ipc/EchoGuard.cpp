@@ -6,8 +6,8 @@
 namespace kest::dorven {
 namespace {
 
-/// Frames of one foreign id in a row: then they are one frame that goes to and fro, between handlers that change it
-/// each time, and leave no room for anything else.
+/// That many frames of one foreign id in a row are one frame that goes back and forth between handlers that change it
+/// each time, and leaves no room for anything else.
 constexpr int kRounds = 1000;
 
 }  // namespace
@@ -20,8 +20,8 @@ void EchoGuard::asked(std::uint64_t id) {
 
 bool EchoGuard::isEcho(std::uint64_t id, const void* payload, std::size_t size) {
     if (Request* const own = findOwn(id)) return std::exchange(own->cameLate, true);
-    // A foreign id. One who asks with the same id each time, and happens to ask what was answered before, loses one
-    // request at most: it is told from an echo by coming again.
+    // A foreign id. A peer that always asks with the same id, and happens to repeat the last answer, loses at most one
+    // request: when the id comes again, it is no echo.
     if (!_hasAsked || id == _droppedId || !isRoundTrip(id, payload, size)) return false;
     _droppedId = id;
     return true;

@@ -1,5 +1,5 @@
-// What stands before every payload in a message fifo. These bytes are shared between processes; docs/wire-format.md
-// draws them.
+// The header of every payload in a message fifo. These bytes are shared between processes; docs/wire-format.md draws
+// them.
 #pragma once
 
 #include <cstddef>
@@ -10,8 +10,8 @@ namespace kest::dorven {
 
 struct FrameHeader {
     std::uint32_t step;      //  0  a step code
-    std::uint32_t reserved;  //  4  0; an answer carries back what the request had
-    std::uint64_t id;        //  8  the request's random number, never 0 or 1; an answer carries the request's
+    std::uint32_t reserved;  //   4  0; an answer repeats the request's value
+    std::uint64_t id;        //   8  the request's random number, never 0 or 1; an answer repeats it
 };                           // 16  payload begins here
 static_assert(std::is_trivially_copyable_v<FrameHeader> && sizeof(FrameHeader) == 16);
 static_assert(offsetof(FrameHeader, reserved) == 4 && offsetof(FrameHeader, id) == 8);

@@ -1,4 +1,4 @@
-// What the two ends of a message fifo have in common: names, event, and the fifo's memory while it is attached.
+// The common part of both ends of a message fifo: names, event, and the fifo's memory while it is attached.
 #pragma once
 
 #include <cstddef>
@@ -10,25 +10,25 @@
 
 namespace kest::dorven {
 
-/// Not used by itself. The channel id names event and memory (object_names.h).
+/// A base class only. The channel id names event and memory (object_names.h).
 class IPMessageEndpoint {
 public:
     IPMessageEndpoint(const IPMessageEndpoint&) = delete;
     IPMessageEndpoint& operator=(const IPMessageEndpoint&) = delete;
 
 protected:
-    /// @param event  May be null, which the ends report.
+    /// @param event  May be null; the ends report that.
     IPMessageEndpoint(const std::string& id, std::size_t size, std::shared_ptr<MEvent> event);
     ~IPMessageEndpoint() = default;
 
-    /// Bytes that the shared memory needs.
+    /// Bytes of shared memory that the fifo needs.
     std::size_t memorySize() const { return _size + kMMemFifoOverhead; }
 
-    /// Keeps linked memory; null leaves the end unattached.
+    /// Takes over linked memory; null leaves the end unattached.
     void attach(void* memory);
-    /// Gives the memory back.
+    /// Unlinks the memory.
     void detach();
-    /// Event, memory, writer and reader are all there.
+    /// Whether event, memory, writer and reader all exist.
     bool isComplete() const;
 
     std::string _id;

@@ -13,7 +13,7 @@ namespace {
 
 const char kFile[] = "ipc/IPMessageReceiver";
 
-/// Of the list of those receivers of this process that have set a mark. Never destroyed: receivers may outlive it.
+/// Guards the list of those receivers of this process that have set a mark. Never destroyed: receivers may outlive it.
 std::mutex& holdersMutex() {
     static auto* const only = new std::mutex;
     return *only;
@@ -87,7 +87,7 @@ void IPMessageReceiver::read(void* buffer, const std::size_t& size) {
     M_ASSERT(size <= _size, "size <= _size", "fifo %s is too small: %zu > %zu", name.c_str(), size, _size);
     M_ASSERT(MMemFifo_IsReaderAttached(_mem), "MMemFifo_IsReaderAttached( _mem )", "fifo has no reader attached: %s",
              name.c_str());
-    // An empty fifo is none of it, also one that nobody has laid yet: zeroed memory.
+    // An empty fifo is not reported, not even one that was never created: zeroed memory.
     if (_mem && MMemFifo_GetUsed(_mem) != 0 && !MMemFifo_IsSound(_mem, _mappedSize))
         M_ERRLOG("%s() : message fifo %s is inconsistent: what waits in it is dropped",
                  "kest::dorven::IPMessageReceiver::read", name.c_str());
@@ -106,7 +106,7 @@ int IPMessageReceiver::wait(const double& timeoutSeconds) {
         return 2;
     }
     if (!isConnected()) {
-        // Trace "fifo laid anew". Close takes no mark away that is another reader's now.
+        // Trace "fifo recreated". Close does not remove a mark that now belongs to another reader.
         if (hasLostItsMark()) close();
         open();
         if (!isConnected()) return 3;
@@ -143,14 +143,14 @@ bool IPMessageReceiver::readWhole(void* buffer, std::size_t size) {
 
 void IPMessageReceiver::drop() { MMemFifo_Clear(_mem); }
 
-// A writer that lays the fifo anew, after a restart for example, takes the reader's mark away and does not know that
-// somebody still reads. Nobody but this end can put it back.
+// A writer that recreates the fifo, for example after a restart, removes the reader's mark and does not know that
+// somebody still reads. Only this end can restore it.
 bool IPMessageReceiver::hasLostItsMark() const {
     return _mem && !(MMemFifo_HasReaderMarkOf(_mem, _mem) && holdsMark());
 }
 
-// The mark is an address, and all links of one process to a memory have the same one, so the mark alone does not tell
-// one receiver of a process from another: the last one that has set it holds it.
+// The mark is an address, and all links of one process to a memory have the same one. So the mark alone does not
+// distinguish receivers of one process: it belongs to the last one that has set it.
 void IPMessageReceiver::holdMark() {
     forgetMark();
     const std::lock_guard lock(holdersMutex());

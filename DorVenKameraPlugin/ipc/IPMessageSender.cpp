@@ -12,7 +12,7 @@ namespace {
 
 const char kFile[] = "ipc/IPMessageSender";
 
-/// The memory, new or as another sender or a receiver still holds it; null after a trace.
+/// The memory, new or still held by another sender or a receiver; null after a trace.
 void* createOrLink(const std::string& name, std::size_t size, std::size_t capacity) {
     if (void* const created = MSharedMem_Create(name.c_str(), size)) return created;
     M_TRACE(4, "shared mem %s already opened, linking...", name.c_str());
@@ -42,9 +42,9 @@ std::shared_ptr<IPMessageSender> IPMessageSender::create(const std::string& id, 
 IPMessageSender::~IPMessageSender() { IPMessageSender::close(); }
 
 void IPMessageSender::open() {
-    // Another sender of this id has closed and taken the mark with it: without one nothing can be written any more.
+    // Another sender of this id has closed and removed the mark: without one nothing can be written any more.
     if (hasLostItsMark()) close();
-    if (!isSound()) layAnew();
+    if (!isSound()) recreate();
     if (_mem) return;
     const std::string name = memoryName();
     const std::size_t size = memorySize();
@@ -56,7 +56,8 @@ void IPMessageSender::open() {
         detach();  // a message would run over its end
         return;
     }
-    // Also in memory that another sender has laid out: what waited there is dropped, and its reader attaches anew.
+    // Even in memory where another sender has created a fifo: what waited there is dropped, and its reader attaches
+    // again.
     if (MMemFifo_Create(_mem, _size)) return;
     M_TRACE(4, "could not create fifo %s of size: %zu", name.c_str(), _size);
     detach();
@@ -91,7 +92,7 @@ std::string IPMessageSender::eventName() { return image_road::eventOf(_id); }
 
 std::string IPMessageSender::memoryName() { return image_road::memoryOf(_id); }
 
-// A reader may stand between its two reads, so that the header has room and the payload has not: a header without its
+// A reader may be between its two reads, so that the header has room and the payload does not; a header without its
 // payload would be taken for a frame.
 void IPMessageSender::writeFrame(const FrameHeader& header, const void* payload, std::size_t payloadSize) {
     _withheld = !hasRoomFor(sizeof header + payloadSize);
@@ -102,12 +103,12 @@ void IPMessageSender::writeFrame(const FrameHeader& header, const void* payload,
     _withheld = false;
 }
 
-void IPMessageSender::layAnew() {
+void IPMessageSender::recreate() {
     if (_mem) MMemFifo_Create(_mem, _size);
 }
 
 bool IPMessageSender::isSound() const {
-    // Nobody but the writer stores the ring's size, so another one is damage, even where it would fit.
+    // Only the writer stores the ring's size, so another size is damage, even if it would fit.
     return !_mem || (MMemFifo_IsSound(_mem, _mappedSize) && MMemFifo_GetDataSize(_mem) == _size + 1);
 }
 
@@ -115,8 +116,8 @@ IPMessageSender::Place IPMessageSender::place() const {
     return {MMemFifo_GetWriteOffset(_mem), MMemFifo_IsReaderAttached(_mem) != 0};
 }
 
-// A second camera that opens lays the fifo anew, and a payload alone in it would keep all frames out until the reader
-// drops it. A ring laid anew begins at 0 without a reader; at the end of the ring the offset alone says nothing.
+// A second camera that opens recreates the fifo, and a payload alone in it would block all frames until the reader
+// drops it. A recreated ring begins at 0 without a reader; at the end of the ring the offset alone proves nothing.
 bool IPMessageSender::isBehind(const Place& begin, std::size_t size) const {
     const std::size_t ring = MMemFifo_GetDataSize(_mem);
     const Place now = place();
@@ -124,7 +125,7 @@ bool IPMessageSender::isBehind(const Place& begin, std::size_t size) const {
     return now.offset != 0 || !begin.hadReader || now.hadReader;
 }
 
-// Nobody takes the room away before the frame is written: the other side only makes more of it.
+// Nobody takes this room away before the frame is written: the other side only adds room.
 bool IPMessageSender::hasRoomFor(std::size_t size) const { return _mem && MMemFifo_GetFree(_mem) >= size; }
 
 }  // namespace kest::dorven

@@ -18,7 +18,7 @@ namespace {
 
 const char kFile[] = "ipc/IPMessenger";
 
-// What the receiver's wait answers.
+// Results of the receiver's wait.
 constexpr int kTimedOut = -1;
 constexpr int kWaitFailed = 0;
 constexpr int kSignalled = 1;
@@ -32,15 +32,15 @@ constexpr double kCloseS = -1.0;  // kept on purpose: docs/oddities.md, negative
 
 constexpr std::uint64_t kNothingSent = 1;
 
-/// Keeps a wait that answers at once from taking a whole processor; one that fails, as on an event that is none, pauses
-/// twice as long each time, up to as long as a wait, and so does not fill the log either.
+/// Keeps a wait that returns at once from using up a processor. If waits keep failing, for example because the event
+/// could not be created, the pause doubles each time up to the length of a wait, so the log does not fill up either.
 constexpr std::chrono::milliseconds kPauseAfterError{10};
 constexpr std::chrono::milliseconds kLongestPause{5000};
 
 /// Another messenger of the same ids may take a signal; then the closer is woken again.
 constexpr std::chrono::milliseconds kNotifyAgain{200};
 
-/// 0 stands for none and 1 for nothing sent; neither goes out.
+/// 0 stands for none and 1 for nothing sent; neither is ever sent.
 bool isMessageId(std::uint64_t id) { return id > kNothingSent; }
 
 std::size_t shown(std::uint64_t id) { return static_cast<std::size_t>(id); }
@@ -48,23 +48,23 @@ int shown(std::uint32_t step) { return static_cast<int>(step); }
 
 }  // namespace
 
-/// Requests in a row that found no answer, after which one that the fifo has no room for lays it anew.
+/// After this many requests in a row without an answer, a request that has no room in the fifo recreates it.
 constexpr int kUnanswered = 2;
 
-/// A peer that reads but is not heard for this long will not be heard any more: its waits take five seconds at most.
+/// If a peer reads but nothing is heard from it for this long, nothing will be: its waits take five seconds at most.
 constexpr std::chrono::milliseconds kDeaf{5500};
 
-/// A frame that is there in part and not whole after this long will not be whole any more: as long as a wait.
+/// If only a part of a frame has arrived after this long, the rest will not come: as long as a wait.
 constexpr std::chrono::milliseconds kInPart{5000};
 
-/// Between two looks whether the other reader is still there. Costs some twenty microseconds.
+/// Time between two checks whether the other reader still exists. A check costs some twenty microseconds.
 constexpr std::chrono::milliseconds kLook{500};
 
-/// Looks in a row that find the fifo without a reader, before a side that stands by takes it: one that has only lost
-/// its mark, as its peer has laid the fifo anew, comes back at the peer's next signal.
+/// A side that stands by takes over the fifo after this many checks in a row without a reader. A reader that has only
+/// lost its mark, because its peer has recreated the fifo, returns at the peer's next signal.
 constexpr int kFreeLooks = 2;
 
-/// What the thread keeps for itself; it outlives a messenger that is destroyed by its own channel's execute.
+/// The thread's own data; outlives a messenger that its own channel's execute destroys.
 struct IPMessenger::Run {
     Run(std::size_t requestSize, std::size_t responseSize) : payload(requestSize), received(responseSize) {}
 
@@ -115,7 +115,7 @@ IPMessenger::~IPMessenger() {
     M_TRACE(5, "%s - closing", "kest::dorven::IPMessenger::~IPMessenger");
     close();
     if (_thread) {
-        // What is left is this thread: once the channel's execute returns, it touches nothing of this object any more.
+        // Only this thread is left: once the channel's execute returns, it uses nothing of this object any more.
         _run->left = true;
         _thread->detach();
     }
@@ -127,7 +127,7 @@ IPMessenger::~IPMessenger() {
 }
 
 void IPMessenger::start(const ThreadStarter& startThread) {
-    // The thread holds no share of this object: the last share of the owners ends it.
+    // The thread does not own this object: when the last owner releases it, it ends.
     _thread = startThread([this, run = _run] { this->run(*run); });
 }
 
@@ -140,7 +140,7 @@ bool IPMessenger::send() {
     wakeThread();
     int result = _finished->Wait(kSendS);
     FrameHeader outcome = last();
-    // What came too late for the request before completes that one, not this one.
+    // An outcome that came too late for the previous request completes that one, not this one.
     while (result == kSignalled && outcome.id != id) {
         const std::chrono::duration<double> rest = end - _now();
         result = rest.count() > 0.0 ? _finished->Wait(rest.count()) : kTimedOut;
@@ -160,7 +160,7 @@ void IPMessenger::close() {
     wakeThread();
     if (std::this_thread::get_id() == _runThread || !_thread) return;
     setCloser(Closer::waits);
-    // The thread may have woken by itself and ended, and its signal been cleared just now.
+    // The thread may have woken and ended by itself, and its signal may have just been cleared.
     if (!_ended) _finished->Wait(kCloseS);
     setCloser(Closer::woke);
     M_TRACE(4, "%s - %s - waiting for thread to close", function, requestId().c_str());
@@ -172,21 +172,21 @@ void IPMessenger::close() {
 /// @return The step's new id.
 std::uint64_t IPMessenger::setStep(std::uint32_t step) {
     const std::uint64_t id = nextId();
-    // A close that meets the thread in the middle of a pass is sent like a request, so it has a payload, too.
+    // If a close meets the thread in the middle of a pass, it is sent like a request, so it has a payload, too.
     const auto* const request = step == kStepWait ? nullptr : static_cast<const char*>(_comm->requestData());
     {
         const std::lock_guard lock(_mutex);
         _current.step = step;
         _current.id = id;
         if (step == kStepSend) _awaited = id;
-        // Copied here: the channel's record may change while the thread still sends a request that came to nothing.
+        // Copied here, because the channel's record may change while the thread still sends an abandoned request.
         if (request) std::copy_n(request, _request.size(), _request.begin());
     }
     M_TRACE(5, "%s - %s - %d %zu", "kest::dorven::IPMessenger::setStep", requestId().c_str(), shown(step), shown(id));
     return id;
 }
 
-// Behind the clearing of old completions: the thread may complete the new step at once.
+// After old completions are cleared, because the thread may complete the new step at once.
 void IPMessenger::wakeThread() {
     _receiver->notify();
     _stepChanged.notify_all();
@@ -223,8 +223,8 @@ void IPMessenger::run(Run& run) {
         if (establishedConnection(status)) {
             handleSignal(run);
             if (run.left) return;
-            // Trace "eager asker": beside a peer that asks more often than every five seconds no wait times out, and an
-            // end that an earlier departure of the peer has closed would stay closed for ever.
+            // Trace "eager asker": if a peer asks more often than every five seconds, no wait times out, and an end
+            // that was closed when the peer left earlier would stay closed for ever.
             openEnds();
             run.deafSince.reset();
         } else if (status == kTimedOut) {
@@ -245,7 +245,7 @@ void IPMessenger::run(Run& run) {
     while (!waitForCloser()) _finished->Notify();
 }
 
-/// That after a failed wait is ended at once by the owner's next step.
+/// The owner's next step ends the pause after a failed wait at once.
 void IPMessenger::pauseAfter(int status, Run& run) {
     const bool failed = status == kWaitFailed || (status == kNotConnected && _receiver->didWaitFail());
     if (!failed) {
@@ -258,8 +258,8 @@ void IPMessenger::pauseAfter(int status, Run& run) {
     run.pause = std::min(2 * run.pause, kLongestPause);
 }
 
-/// One wait, but for a side that only answers and finds another one of its kind reading: the event releases one of the
-/// two, and it has to be the one that reads.
+/// Normally one wait. A side that only answers and finds another one of its kind reading stands by instead: the event
+/// releases one of the two, and it must be the one that reads.
 int IPMessenger::nextStatus(Run& run) {
     if (_receiver->isTaken() && mayStandBy()) {
         standBy(run);
@@ -268,17 +268,17 @@ int IPMessenger::nextStatus(Run& run) {
         if (_receiver->isTaken()) return kNotConnected;
     }
     const int status = _receiver->wait(kWaitS);
-    // Once at most before it stands by, so the two do not pass a signal to and fro.
+    // At most once before it stands by, so that the two do not pass a signal back and forth.
     if (status == kNotConnected && _receiver->isTaken() && _receiver->tookSignal() && mayStandBy()) _receiver->notify();
     return status;
 }
 
-/// A side that asks does not: it has its own ways to get rid of the mark of a reader that died.
+/// A side that asks does not stand by: it has other ways to remove the mark of a dead reader.
 bool IPMessenger::mayStandBy() const { return current().step != kStepSend; }
 
-/// Stays off the event until the other reader has gone, or the owner wants something. Mark and content of the sending
-/// fifo are the other one's, too; leaving takes neither away. Whether the other one lives cannot be seen from its mark:
-/// that of a dead one goes when the peer, which is not answered, lays its fifo anew.
+/// Does not wait for the event until the other reader has gone, or the owner wants something. Mark and content of the
+/// sending fifo belong to the other one, too; leaving removes neither. The mark does not show whether the other one is
+/// alive: a dead one's mark goes when the peer, which gets no answer, recreates its fifo.
 void IPMessenger::standBy(Run& run) {
     _sender->letGo();
     run.stoodBy = true;
@@ -293,12 +293,12 @@ void IPMessenger::openEnds() {
     if (!_receiver->isConnected()) _receiver->open();
 }
 
-/// One frame of the peer's at most, then the owner's step. Nothing is lost by it: a fifo holds one frame.
+/// At most one frame of the peer, then the owner's step. Nothing is lost: a fifo holds one frame.
 void IPMessenger::handleSignal(Run& run) {
-    // Before there is something to answer; another camera that closes takes the mark away that both have set.
+    // Before there is something to answer: another camera that closes removes the mark that both have set.
     if (std::exchange(run.stoodBy, false) || _sender->hasLostItsMark()) _sender->open();
     FrameHeader header{};
-    // A damaged fifo seems to hold a frame and gives none.
+    // A damaged fifo seems to contain a frame but returns none.
     if (hasFrame(run) && _receiver->readWhole(&header, sizeof header)) {
         run.unanswered = 0;
         if (header.id == run.lastSent)
@@ -316,7 +316,7 @@ void IPMessenger::handleSignal(Run& run) {
         processSend(step, run);
 }
 
-/// Whether header and payload are there, both: the signal of a message before, or one's own, may come between the two.
+/// Whether both header and payload have arrived: an earlier message's signal, or an own one, may come between the two.
 bool IPMessenger::hasFrame(Run& run) {
     if (!_receiver->hasData()) {
         run.partSince.reset();
@@ -325,9 +325,9 @@ bool IPMessenger::hasFrame(Run& run) {
     return !isInPart(run, false);
 }
 
-/// A part of a frame that was seen before is dropped at the next timeout; beside an owner or a peer that signals all
-/// the time, and so lets no wait time out, after as long as a wait.
-/// @return Whether there is, or just was, no more than a part.
+/// At a timeout, drops a part of a frame that was seen before. If an owner or a peer signals all the time, so that no
+/// wait times out, drops it after the length of a wait.
+/// @return Whether only a part is there, or just was.
 bool IPMessenger::isInPart(Run& run, bool timedOut) {
     if (_receiver->waiting() == 0 || !_receiver->isShortOf(frameSize())) {
         run.partSince.reset();
@@ -348,8 +348,8 @@ void IPMessenger::dropPart(Run& run) {
     run.partSince.reset();
 }
 
-/// Stores the payload in a record of the channel's once it is there as a whole: the peer may lay the fifo anew behind
-/// the header, and what the record holds from before would count.
+/// Stores the payload in a record of the channel once it is complete. The peer may recreate the fifo after the header;
+/// the record's old content would then be taken for the payload.
 bool IPMessenger::readPayload(void* record, Run& run) {
     if (!_receiver->readWhole(run.received.data(), run.received.size())) return false;
     std::copy(run.received.begin(), run.received.end(), static_cast<char*>(record));
@@ -375,8 +375,9 @@ void IPMessenger::processExec(const FrameHeader& header, Run& run) {
                  "kest::dorven::IPMessenger::processExec", _receiver->memoryName().c_str(), shown(header.id));
         return;
     }
-    // Trace "late answer": its asker has sent another request since and takes it for a request of the peer's; so does
-    // the peer with the answer to that, and the two would pass it to and fro for ever, with no room for anything else.
+    // Trace "late answer": its asker has sent another request since and takes it for a request of the peer. The peer
+    // does the same with the answer to that, so the two would send it back and forth for ever, with no room for
+    // anything else.
     if (run.echoes.isEcho(header.id, request, comm->responseSize())) return;
     const void* const reply = comm->execute();
     if (run.left) return;
@@ -393,9 +394,9 @@ void IPMessenger::processSend(const FrameHeader& step, Run& run) {
     _sender->writeFrame(step, run.payload.data(), run.payload.size());
     if (++run.unanswered > kUnanswered && _sender->wasRefused()) {
         // Trace "answering side killed and back": the mark of the dead reader keeps the new one from attaching, and the
-        // fifo is full of what nobody will read. Only the writer can take both away. The refused request stays refused;
+        // fifo is full of what nobody will read. Only the writer can remove both. The refused request stays refused;
         // the owner's next one finds room.
-        _sender->layAnew();
+        _sender->recreate();
         run.unanswered = 0;
     }
     _sender->notify();
@@ -416,14 +417,15 @@ void IPMessenger::processError(Run& run) {
     step.step = kStepError;
     {
         const std::lock_guard lock(_mutex);
-        // The answer to a request of which the owner's thread has not woken yet stays: its peer has answered and left.
+        // If the owner's thread has not yet woken for its answered request, that outcome stays: the peer has answered
+        // and left.
         if (_awaited != step.id || _last.id != step.id) _last = step;
     }
     _finished->Notify();
 }
 
-/// Brings two living sides together that would wait for each other for ever. Only a side that has something to ask does
-/// this; one that only answers stays as quiet as its peer left it.
+/// Connects two living sides that would otherwise wait for each other for ever. Only a side that wants to ask does
+/// this; a side that only answers stays as quiet as its peer left it.
 void IPMessenger::seekPeer(Run& run) {
     const FrameHeader step = current();
     if (step.step != kStepSend || step.id == run.lastSent) return;
@@ -436,8 +438,8 @@ void IPMessenger::seekPeer(Run& run) {
         run.deafSince = now;
         run.knocked = false;
     } else if (now - *run.deafSince >= kDeaf && run.leftFor != step.id) {
-        // Trace "asker killed, asker back": a reader that died has left its mark in the peer's fifo. The peer lays a
-        // new one after it has seen this side leave and come back.
+        // Trace "asker killed, asker back": a reader that died has left its mark in the peer's fifo. The peer recreates
+        // the fifo after it has seen this side leave and return.
         run.deafSince.reset();
         run.leftFor = step.id;
         _sender->close();
@@ -446,8 +448,8 @@ void IPMessenger::seekPeer(Run& run) {
     }
 }
 
-/// Makes the peer look at once. Only when there is something new to see: a peer that opens its ends when a wait has
-/// timed out, and only then, has to be left in peace for as long as that takes.
+/// Makes the peer look at once. Only when there is something new to see: a peer that opens its ends only when a wait
+/// has timed out must be left in peace for that long.
 void IPMessenger::knock(Run& run) {
     run.knocked = true;
     _sender->notify();
@@ -466,7 +468,7 @@ FrameHeader IPMessenger::current() const {
     return _current;
 }
 
-/// @return The owner's step; when it is one that was not sent yet, its payload is in the run, of the same moment.
+/// @return The owner's step; if it was not sent yet, its payload, from the same moment, is in the run.
 FrameHeader IPMessenger::takeStep(Run& run) const {
     const std::lock_guard lock(_mutex);
     if (_current.id != run.lastSent) std::copy(_request.begin(), _request.end(), run.payload.begin());
@@ -483,7 +485,7 @@ void IPMessenger::setLast(const FrameHeader& header) {
     _last = header;
 }
 
-/// Nothing waits for an outcome any more: an error step may take the place of the last one.
+/// Nothing waits for an outcome any more, so an error step may replace the last one.
 void IPMessenger::forgetAwaited() {
     const std::lock_guard lock(_mutex);
     _awaited = 0;
@@ -495,8 +497,8 @@ void IPMessenger::setCloser(Closer closer) {
     _closerChanged.notify_all();
 }
 
-/// Waits until somebody closes from another thread; a channel that closed its own messenger leaves that to its owner.
-/// @return Whether close has seen the end of the thread, which it gets a while for.
+/// Waits until another thread closes; a channel that closed its own messenger leaves that to its owner.
+/// @return Whether close has seen the thread end; it waits for a while.
 bool IPMessenger::waitForCloser() {
     std::unique_lock lock(_mutex);
     _closerChanged.wait(lock, [this] { return _closer != Closer::none; });

@@ -1,6 +1,6 @@
-// A request/response link with another process: two message fifos, one for each direction, driven by one thread. What
-// is said on it is a channel's business (IPMessenger::Comm); each side has a messenger, and their channels mirror each
-// other.
+// A request/response link with another process: two message fifos, one for each direction, driven by one thread. A
+// channel (IPMessenger::Comm) defines the content of the messages. Each side has a messenger, and their channels mirror
+// each other.
 #pragma once
 
 #include <atomic>
@@ -22,38 +22,38 @@
 
 namespace kest::dorven {
 
-/// One owner's thread sends and closes, one send at a time; the messenger's own thread does the rest. The link makes
-/// itself: the peer may start later, go and come back, and is found again within about ten seconds.
+/// One owner's thread sends and closes, one send at a time; the messenger's own thread does the rest. The link connects
+/// by itself: the peer may start later, go and come back, and is found again within about ten seconds.
 class IPMessenger {
 public:
-    /// A channel: which fifos, how large the payloads, where they live, and how a request is answered.
+    /// A channel: which fifos, payload sizes and buffers it uses, and how it answers a request.
     struct Comm {
         // Virtual operations in the order of their slots.
 
         virtual ~Comm() = default;
         /// Called once, before the messenger's thread starts. Keep a weak reference only.
         virtual void setMessenger(const std::shared_ptr<IPMessenger>& messenger) = 0;
-        /// Outgoing request: read by send, on its caller's thread.
+        /// Outgoing request: send reads it on its caller's thread.
         virtual void* requestData() = 0;
-        /// Bytes of a payload, in either direction, on the sending fifo.
+        /// Bytes of a payload on the sending fifo, for requests and answers.
         virtual std::size_t requestSize() = 0;
         /// Id of the sending fifo.
         virtual std::string requestId() = 0;
-        /// Answer to an own request: written by the messenger's thread.
+        /// Answer to an own request: the messenger's thread writes it.
         virtual void* responseData() = 0;
-        /// Bytes of a payload, in either direction, on the listening fifo.
+        /// Bytes of a payload on the listening fifo, for requests and answers.
         virtual std::size_t responseSize() = 0;
         /// Id of the listening fifo.
         virtual std::string responseId() = 0;
-        /// The peer's request: written by the messenger's thread.
+        /// The peer's request: the messenger's thread writes it.
         virtual void* incomingData() = 0;
-        /// Answers the request in incomingData, on the messenger's thread: requestSize bytes that stay valid until the
-        /// next call.
+        /// Answers the request in incomingData, on the messenger's thread. Returns requestSize bytes that stay valid
+        /// until the next call.
         virtual const void* execute() = 0;
     };
 
-    /// Makes both ends and the thread, which serves the peer from now on.
-    /// An event or a memory that is refused leaves a link that asks nobody until it can be opened.
+    /// Creates both ends and the thread, which serves the peer from now on. If an event or a memory is refused, the
+    /// link cannot ask anybody until it can be opened.
     /// @throws std::system_error   when the system has no thread left.
     static std::shared_ptr<IPMessenger> create(const std::shared_ptr<Comm>& comm,
                                                const ThreadStarter& startThread = {});
@@ -63,18 +63,18 @@ public:
 
     // Virtual operations in the order of their slots.
 
-    /// Closes; everything that the link named is then gone from this process.
+    /// Closes; afterwards no object of the link is left in this process.
     virtual ~IPMessenger();
 
-    /// Asks the peer what stands in the channel's requestData, and waits for the answer, at most about 2 seconds.
-    /// @return True with the answer in responseData. False when the link is down or the peer does not answer in time;
-    ///         an answer that comes later is still stored in responseData.
+    /// Sends the request in the channel's requestData and waits for the answer, at most about 2 seconds.
+    /// @return True with the answer in responseData. False when the link is down or the peer does not answer in time; a
+    ///         later answer is still stored in responseData.
     virtual bool send();
 
     // ---- not virtual
 
-    /// Ends the thread and detaches both ends; a second call does nothing. Called by the channel's execute it only asks
-    /// the thread to end.
+    /// Ends the thread and detaches both ends; a second call does nothing. If the channel's execute calls it, it only
+    /// asks the thread to end.
     void close();
 
 protected:
@@ -87,21 +87,21 @@ protected:
     FrameHeader last() const;
 
     std::shared_ptr<Comm> _comm;
-    std::shared_ptr<IPMessageSender> _sender;      // the thread's
-    std::shared_ptr<IPMessageReceiver> _receiver;  // the thread's, but for notify
+    std::shared_ptr<IPMessageSender> _sender;      // used by the thread
+    std::shared_ptr<IPMessageReceiver> _receiver;  // used by the thread, except for notify
 
 private:
-    FrameHeader _current;  // the step that the owner asked for last
+    FrameHeader _current;  // the step that the owner requested last
     FrameHeader _last;     // the outcome of the last completed step
 
 protected:
-    std::shared_ptr<MEvent> _finished;  // a step of the owner's was completed, or the thread has ended
+    std::shared_ptr<MEvent> _finished;  // a step of the owner is completed, or the thread has ended
 
 private:
     std::shared_ptr<std::thread> _thread;  // the owner's; null: none, or closed
 
     struct Run;
-    /// Whoever closes, as far as the thread has to know.
+    /// Who closes, as far as the thread must know.
     enum class Closer { none, waits, woke };
 
     std::string requestId() const { return _comm->requestId(); }
@@ -134,14 +134,14 @@ private:
     void knock(Run& run);
     void processClose();
 
-    mutable std::mutex _mutex;  // of _current, _last and the three below; never held while a channel or a log is called
+    mutable std::mutex _mutex;  // guards _current, _last and the three below; never held in calls of a channel or log
     std::vector<char> _request;  // payload of the last send or close
     std::uint64_t _awaited = 0;  // id of the request that a send waits for; 0: none
     Closer _closer = Closer::none;
     std::condition_variable _closerChanged;
     std::condition_variable _stepChanged;
 
-    std::atomic<bool> _closing{false};  // step 2 was set; no later step takes it back
+    std::atomic<bool> _closing{false};  // step 2 was set; no later step revokes it
     std::atomic<bool> _ended{false};    // the thread has closed both ends
     std::atomic<std::thread::id> _runThread{};
     std::shared_ptr<Run> _run;  // shared with the thread
@@ -151,10 +151,10 @@ protected:
     std::function<Clock::time_point()> _now = &Clock::now;  // read by the thread; set before it starts
 };
 
-/// A number for a message, from 2 up, that no other message of this process has but by chance. Any thread.
+/// A number for a message, at least 2, that no other message of this process has except by chance. Any thread.
 std::uint64_t nextId();
 
-/// The monotonic clock in nanoseconds, low 32 bits, for the numbers of this process; traces it.
+/// The low 32 bits of the monotonic clock in nanoseconds, as the seed of this process's numbers; traces it.
 std::uint32_t calcSeed();
 
 }  // namespace kest::dorven

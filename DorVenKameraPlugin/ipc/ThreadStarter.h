@@ -1,4 +1,4 @@
-// How a class starts its thread, so that tests can let the start fail.
+// How a class starts its thread; tests can let the start fail.
 #pragma once
 
 #include <functional>

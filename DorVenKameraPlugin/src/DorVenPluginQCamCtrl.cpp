@@ -1,4 +1,4 @@
-// The camera control operations of the simulated camera that do something: the frame rate.
+// The camera control operations of the simulated camera that have an effect: the frame rate.
 #include "DorVenPlugin.h"
 #include "TeskImages.h"
 #include "massert.h"

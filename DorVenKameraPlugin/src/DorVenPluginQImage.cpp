@@ -21,21 +21,22 @@ const char kFile[] = "DorVenPluginQImage";
 
 std::uint32_t low32(std::uint64_t value) { return static_cast<std::uint32_t>(value & 0xFFFFFFFFu); }
 
-/// Describes the images of a source to the host's display. Depth and palette are the same whatever the source
+/// Describes the images of a source for the host's display. Depth and palette are the same whatever the source
 /// delivers; kept on purpose: docs/oddities.md, bitmap-depth
 tagBITMAPINFO describe(const IMAGEMEMORY& record) {
     tagBITMAPINFO bitmap{};
     bitmap.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
     bitmap.bmiHeader.biWidth = static_cast<LONG>(low32(record.width));
     const std::uint32_t height = low32(record.height);
-    // A negative height tells that the first line is the top line. Negated as unsigned: every value has its negative.
+    // A negative height says that the first line is the top line. Negated as unsigned, which is defined for every
+    // value.
     bitmap.bmiHeader.biHeight = static_cast<LONG>(record.arrangeType == 0 ? 0u - height : height);
     bitmap.bmiHeader.biPlanes = 1;
     bitmap.bmiHeader.biBitCount = 8;
     return bitmap;
 }
 
-/// Whatever is thrown below ends here: a host's command never throws.
+/// Catches everything thrown below: a host's command never throws.
 template <typename Operation>
 PluginCallStatus guarded(const char* name, Operation&& operation) {
     try {
@@ -69,7 +70,7 @@ PluginCallStatus DorVenPlugin::openImageDevice(const char* path, const tagBITMAP
 void DorVenPlugin::useSource(std::shared_ptr<kest::dorven::TeskImages> source) {
     const auto record = source ? source->imageMemory() : nullptr;
     auto bitmap = record ? std::make_shared<tagBITMAPINFO>(describe(*record)) : nullptr;
-    // All that can fail without it is done: both links would name the same objects of the system.
+    // Everything that can fail without it is done. The old source must go first: both links use the same object names.
     letGoOfSource();
     if (!source) return;
     source->link();
@@ -80,7 +81,7 @@ void DorVenPlugin::useSource(std::shared_ptr<kest::dorven::TeskImages> source) {
 
 void DorVenPlugin::letGoOfSource() {
     if (!_teskImages) return;
-    // Until this is done callbacks may still ask for the source.
+    // Until this is done, callbacks may still ask for the source.
     guarded("NUV::DorVenPlugin::letGoOfSource", [&] {
         _teskImages->end();
         return kDone;
@@ -183,7 +184,7 @@ PluginCallStatus DorVenPlugin::setClipping(std::uint64_t x, std::uint64_t y, std
     const auto store = [&](std::uint64_t PluginInterfaceClippingData::*field, std::uint64_t value) {
         if (const auto record = _teskImages->imageMemory()) storeField(record->clipping.*field, value);
     };
-    // The record is asked for afresh for each value: each asking leaves its line in the trace.
+    // Each value gets the record again, because each request leaves its line in the trace.
     store(&PluginInterfaceClippingData::x, x);
     store(&PluginInterfaceClippingData::y, y);
     store(&PluginInterfaceClippingData::width, width);

@@ -1,4 +1,4 @@
-// The plugin's two exports. Their names stand in exports.def and exports.map.
+// The plugin's two exports. exports.def and exports.map list their names.
 #include <cstdint>
 
 #include "DorVenCameraPlugin.h"
@@ -7,9 +7,9 @@ extern "C" {
 
 /// Creates a plugin object for the host.
 ///
-/// @param plugin  The host's cleared slot; receives the object, which the host gives back through ReleasePlugin.
-/// @param module  Handle of this library; its folder is handed to the devices.
-/// @return        0; -1, with the slot left alone, when there is no slot or it is not cleared.
+/// @param plugin  The host's cleared slot; receives the object, which the host returns through ReleasePlugin.
+/// @param module  Handle of this library; the devices get its folder.
+/// @return        0; -1, with the slot unchanged, when there is no slot or it is not cleared.
 /// @throws std::bad_alloc  when memory is exhausted.
 std::int32_t CreatePlugin(PluginInterface** plugin, HMODULE module) {
     if (!plugin || *plugin) return -1;

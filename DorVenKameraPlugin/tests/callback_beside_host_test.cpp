@@ -1,5 +1,5 @@
-// Every command sent by the callback, beside the host's thread that sends them all, too. What the two share is told by
-// ThreadSanitizer; what they are answered is looked at here.
+// The callback sends every command while the host's thread sends them all, too. ThreadSanitizer checks what the two
+// share; this test checks the answers.
 #include <algorithm>
 #include <atomic>
 #include <memory>
@@ -22,7 +22,7 @@ using kest::dorven::TeskImages;
 using test::CommandRow;
 using test::commandRows;
 
-/// No simulator, and no time: images are faked as fast as they are taken.
+/// No simulator, and no waiting: images are faked as fast as they are taken.
 class ImpatientEvent : public MEvent {
 public:
     int Wait(double) override {
@@ -33,7 +33,7 @@ public:
     bool Set() override { return true; }
 };
 
-/// A source whose images are quickly made.
+/// A source with small images, which are made quickly.
 struct SmallSource : TeskImages {
     SmallSource()
         : TeskImages(Unlinked{}, std::make_shared<ImpatientEvent>(), {}, std::make_shared<IMAGEMEMORY>(),
@@ -43,7 +43,7 @@ struct SmallSource : TeskImages {
     }
 };
 
-/// Values that one of the two threads sets; the record and the rate start with none of them.
+/// Values that only one of the two threads sets; the record and the rate start with none of them.
 struct Marks {
     std::uint64_t clipping;
     double rate;
@@ -80,7 +80,7 @@ protected:
         return _device.call(1106, &parameter, nullptr);
     }
 
-    /// Sends one command, with a value of the sender's where it sets one, and looks at what it answers with.
+    /// Sends one command, with the sender's value if it sets one, and checks the answer.
     void send(const CommandRow& command, const Marks& marks, ImageCallback function) {
         if (command.id == 1005) {
             EXPECT_EQ(setCallback(function), kDone);
@@ -108,26 +108,26 @@ protected:
         return 0;
     }
 
-    /// Leaves the callback these commands alone.
+    /// Restricts the callback to these commands.
     void only(const std::vector<std::int32_t>& ids) {
         _commands.clear();
         for (const CommandRow& command : commandRows()) {
             if (std::find(ids.begin(), ids.end(), command.id) != ids.end()) _commands.push_back(command);
         }
     }
-    /// The callback's: its next few commands.
+    /// For the callback: sends its next few commands.
     void sendSome(ImageCallback next) {
         for (int i = 0; i < 8; ++i) {
             const CommandRow& command = _commands[_next++ % _commands.size()];
             if (command.id != 1001) send(command, kCallbacks, next);
-            // Whoever ends the images begins them again; that may be refused while the host ends them.
+            // Whoever ends the images restarts them; that may be refused while the host ends them.
             if (command.id == 1006) setCallback(next);
             if (command.id == 1003 || command.id == 1004) _device.call(1002, nullptr, nullptr);
         }
     }
     std::size_t callbackRounds() const { return _next / _commands.size(); }
 
-    /// The host's: all of them.
+    /// For the host: sends all commands.
     void sendAll() {
         for (const CommandRow& command : commandRows()) {
             if (command.id == 1001)

@@ -21,7 +21,7 @@ using testing::IsEmpty;
 constexpr std::size_t kPixelBytes = 4096;
 constexpr std::size_t kRingLines = 8;
 
-/// A simulator thread that writes until it is ended.
+/// A simulator thread that writes until told to stop.
 class LiveWriter {
 public:
     LiveWriter() : _ring(kPixelBytes, kRingLines), _thread([this] { test::writeImages(_ring, 1, ~0ull, &_stop); }) {}

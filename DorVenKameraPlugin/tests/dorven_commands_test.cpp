@@ -50,13 +50,13 @@ Expected ofOpenedCamera(std::int32_t id) {
     }
 }
 
-/// Before it is opened: what the image source would do is refused.
+/// Before it is opened, operations of the image source are refused.
 Expected ofClosedCamera(std::int32_t id) {
     const bool needsSource = (id >= 1002 && id <= 1015 && id != 1012) || id == 1106 || id == 1107;
     return needsSource ? Expected{kNotSupported, false} : ofOpenedCamera(id);
 }
 
-/// A camera whose log stays out of the test's output.
+/// A camera whose log does not appear in the test's output.
 std::shared_ptr<PluginDeviceBase> camera(bool opened) {
     struct Quiet {
         LogRecorder recorder;

@@ -1,4 +1,4 @@
-// Opening with image sources that are not the usual one.
+// Opening with unusual image sources.
 #include <cstring>
 #include <memory>
 #include <stdexcept>

@@ -448,7 +448,7 @@ TEST_F(OpenTest, SecondOpenStopsTheOldSourceAndTheNewOneWaitsForGrab) {
     EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone);
 }
 
-/// While it lives, asking for an event whose name begins so answers with this handle.
+/// While it exists, creating an event whose name begins with the prefix returns this handle.
 class EventsAnswer {
 public:
     EventsAnswer(HANDLE answer, std::string prefix)
@@ -466,13 +466,12 @@ private:
     test::Fault<decltype(fault_CreateEventA)> _fault;
 };
 
-/// Makes the event object throw. No system answers so: it stands for what does throw, a heap or a system without
-/// another thread.
+/// Makes the event object throw. No system does that; it stands for other causes, such as no memory or no free thread.
 struct EventsThrow : EventsAnswer {
     explicit EventsThrow(std::string prefix) : EventsAnswer(INVALID_HANDLE_VALUE, std::move(prefix)) {}
 };
 
-/// As a system refuses an event.
+/// The system refuses an event.
 struct EventsAreRefused : EventsAnswer {
     explicit EventsAreRefused(std::string prefix) : EventsAnswer(nullptr, std::move(prefix)) {}
 };
@@ -651,7 +650,7 @@ TEST(SourceWithoutRecord, IsReportedAndLeavesOutputsAloneButTheRecordItself) {
     }
 }
 
-/// A source that is built of what the test has.
+/// A source that consists of the test's parts.
 struct BuiltSource : TeskImages {
     BuiltSource(std::shared_ptr<IMAGEMEMORY> record, std::shared_ptr<SmartMetaDataDouble> temperature)
         : TeskImages(std::make_shared<MProcessEvent>(image_road::kImagesEvent), {}, record, temperature) {}

@@ -1,4 +1,4 @@
-// What others rely on beside the commands: the order of the camera's fields and the operations of its image source.
+// What others rely on besides the commands: the order of the camera's fields and the operations of its image source.
 #include <functional>
 #include <memory>
 #include <type_traits>

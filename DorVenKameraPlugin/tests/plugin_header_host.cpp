@@ -1,5 +1,5 @@
-// A host that links nothing of the plugin's side: it has the headers of host_interface/ and the library's path.
-// Exit code 0: every step answered as it should; else the number of the step.
+// A host that links nothing of the plugin's side: it has only the headers of host_interface/ and the library's path.
+// Exit code 0: every step gave the expected result; otherwise the number of the step.
 #include <cstring>
 
 #include "PluginBase.h"

@@ -10,8 +10,8 @@
 #include "received_images.h"
 #include "temporary_folder.h"
 
-// What a module keeps to the end of the process cannot be told from a leak once the module is unloaded, so leaks are
-// looked for in the programs that link the plugin's parts, not here.
+// What a module keeps until the process ends looks like a leak once the module is unloaded. So the programs that link
+// the plugin's parts look for leaks, and this one does not.
 extern "C" int __lsan_is_turned_off() { return 1; }
 
 namespace {

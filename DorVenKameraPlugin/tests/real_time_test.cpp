@@ -1,5 +1,5 @@
-// What takes real seconds: without a simulator images are faked after eleven waits of two seconds, then at the pace of
-// the frame rate.
+// What takes real seconds: without a simulator, images are faked after eleven waits of two seconds, then at the frame
+// rate.
 #include <algorithm>
 
 #include <gmock/gmock.h>

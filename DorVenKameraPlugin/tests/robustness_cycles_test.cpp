@@ -1,4 +1,4 @@
-// Many lives of the camera in one process: what each takes it gives back.
+// Many lives of the camera in one process: each returns everything that it takes.
 #include <chrono>
 #include <thread>
 
@@ -19,7 +19,7 @@ using test::ProcessCounts;
 constexpr int kWarmUps = 5;
 constexpr int kCycles = 200;
 
-/// What is held more after many runs than after the first few.
+/// How much more is held after many runs than after the first few.
 template <typename Cycle>
 ProcessCounts heldAfter(int cycles, const Cycle& cycle) {
     for (int i = 0; i < kWarmUps; ++i) cycle();
@@ -28,7 +28,7 @@ ProcessCounts heldAfter(int cycles, const Cycle& cycle) {
     return ProcessCounts::now() - before;
 }
 
-/// A handle, index or thread that comes and goes with time is allowed; one for each run is not.
+/// A handle, index or thread more or less at the time of counting is allowed; one for each run is not.
 void expectNothingHeld(const ProcessCounts& held) {
     EXPECT_LT(held.handles, 10) << held;
     EXPECT_LT(held.tlsIndices, 10) << held;
@@ -97,7 +97,7 @@ TEST(TwoHundredOpens, OfOneDeviceWhileItGrabsLeaveNothing) {
     EXPECT_THAT(log.errors(), testing::IsEmpty());
 }
 
-// The counts themselves: whatever is kept, they notice.
+// The counts themselves: they notice whatever is kept.
 TEST(ProcessCounts, NoticeWhatIsKept) {
     // ThreadSanitizer starts a thread of its own with the first one.
     std::thread([] {}).join();

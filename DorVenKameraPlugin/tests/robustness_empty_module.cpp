@@ -1,5 +1,5 @@
-// A library of the same build with nothing in it but the language's runtime: what it leaves behind when it is unloaded
-// is the runtime's.
+// A library of the same build that contains only the language's runtime: what it leaves behind after unloading comes
+// from the runtime.
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -7,7 +7,7 @@
 
 extern "C" {
 
-/// Starts a thread, and throws and catches, as the plugin does. @return 42.
+/// Starts a thread, throws and catches, as the plugin does. @return 42.
 int useRuntime() {
     std::mutex mutex;
     int answer = 0;

@@ -1,4 +1,4 @@
-// Loading and unloading the built library many times, beside an empty one of the same build.
+// Loading and unloading the built library many times, compared with an empty one of the same build.
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -30,7 +30,7 @@ Function exported(HMODULE module, const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-/// What a host holds loaded all the time, so that the plugin alone comes and goes.
+/// What a host keeps loaded all the time, so that only the plugin is loaded and unloaded.
 void holdHostLibraries() {
     for (const char* stem : {"trace", "errorlog", "errortrace", "NUV_Base"}) load(stem);
 }

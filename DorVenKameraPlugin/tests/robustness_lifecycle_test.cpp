@@ -1,4 +1,4 @@
-// What a host should not do, or does seldom: opening while images come, releasing in the middle, two cameras at once.
+// What a host should not do, or does seldom: opening while images arrive, releasing in the middle, two cameras at once.
 #include <atomic>
 #include <memory>
 #include <thread>
@@ -17,7 +17,7 @@ using namespace NUV;
 using namespace std::chrono_literals;
 using testing::IsEmpty;
 
-/// A camera in a plugin object of its own, as a host holds it.
+/// A camera in a separate plugin object, as a host holds it.
 class HostedCamera {
 public:
     HostedCamera() {
@@ -43,7 +43,7 @@ private:
     std::unique_ptr<PluginBase> _plugin = std::make_unique<DorVenCameraPlugin>(nullptr);
 };
 
-/// Images as fast as they are taken, from a thread.
+/// A thread delivers images as fast as they are taken.
 class RobustnessTest : public testing::Test {
 protected:
     RobustnessTest() : _writer([this] { test::writeImages(_ring, 1, ~0ull, &_stop); }) {}
@@ -149,7 +149,7 @@ TEST_F(RobustnessTest, ReleaseOfOneOfTwoGrabbingCamerasLeavesTheOtherWorking) {
     EXPECT_NE(first->device().deviceId(), second.device().deviceId());
     EXPECT_EQ(second.grab(), kDone);
     first.reset();
-    // The ring has one reader at a time; the other camera looks for it at every signal.
+    // The ring has one reader at a time; the other camera tries at every signal.
     ASSERT_TRUE(second.received.waitFor(second.received.count() + 20));
     EXPECT_EQ(second.freeze(), kDone);
 }

@@ -1,12 +1,12 @@
-// What this process holds of the system, to be compared before and after.
+// Counts of the system's resources that this process holds, to compare before and after.
 #pragma once
 
 #include <ostream>
 
 namespace test {
 
-/// On Windows handles and TLS indices are told by the values that the next fresh ones get: slots that were given back
-/// are given out again. Elsewhere open files, and mappings of the process; there is no TLS index to count.
+/// On Windows, handles and TLS indices are counted by the values of the next new ones, because released slots are
+/// reused. Elsewhere open files and mappings of the process are counted; there is no TLS index to count.
 struct ProcessCounts {
     long handles = 0;
     long tlsIndices = 0;
@@ -26,7 +26,7 @@ inline std::ostream& operator<<(std::ostream& out, const ProcessCounts& counts) 
                << " threads, " << counts.mappings << " mappings";
 }
 
-/// Each takes something and keeps it, so that a test sees whether the counts notice; and tells what they should.
+/// Each takes and keeps something, and returns the counts that this should change.
 ProcessCounts keepAHandle();
 ProcessCounts keepAMapping();
 ProcessCounts keepATlsIndex();

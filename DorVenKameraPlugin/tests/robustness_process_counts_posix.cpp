@@ -18,7 +18,7 @@ long entriesOf(const char* folder) {
     return static_cast<long>(std::distance(begin(entries), end(entries)));
 }
 
-/// Mappings of files and shared memory. The heap and the stacks of ended threads are kept for the next one.
+/// Mappings of files and shared memory. The heap and the stacks of ended threads are reused.
 long namedMappings() {
     std::ifstream maps("/proc/self/maps");
     long count = 0;

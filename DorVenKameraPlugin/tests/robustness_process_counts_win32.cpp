@@ -1,7 +1,7 @@
 #include "platform.h"
 #include "robustness_process_counts.h"
 
-// It needs what platform.h includes.
+// Needs what platform.h includes.
 // clang-format off
 #include <tlhelp32.h>
 // clang-format on
@@ -9,7 +9,7 @@
 namespace test {
 namespace {
 
-// Handle values are multiples of 4, the lowest free one is given out.
+// Handle values are multiples of 4, and the lowest free one is used next.
 long nextHandle() {
     const HANDLE fresh = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     CloseHandle(fresh);
@@ -35,7 +35,7 @@ long threadsOfThisProcess() {
 
 }  // namespace
 
-// Mappings are not listed here: a view that is kept keeps its handle too.
+// Mappings are not counted here: a view that is kept keeps its handle too.
 ProcessCounts ProcessCounts::now() { return {nextHandle(), nextTlsIndex(), threadsOfThisProcess(), 0}; }
 
 ProcessCounts keepAHandle() {

@@ -1,4 +1,4 @@
-// Every command with absurd values, in every state of the camera: it answers, and throws nothing.
+// Every command with absurd values, in every state of the camera: each returns a result and throws nothing.
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -48,7 +48,7 @@ std::vector<T> absurdValues() {
     } else if constexpr (std::is_same_v<T, CSmartCamParamBase*>) {
         return {nullptr, reinterpret_cast<T>(std::uintptr_t{1})};
     } else if constexpr (std::is_same_v<T, PluginInterfaceCallbackData>) {
-        // A function that is none cannot be told from one; a context can be anything.
+        // An invalid function pointer cannot be recognised; a context can be anything.
         return {{nullptr, nullptr}, {reinterpret_cast<void*>(std::uintptr_t{1}), nullptr}};
     } else {
         std::vector<T> values(4);
@@ -70,7 +70,7 @@ void expectKnownStatus(PluginCallStatus status) {
         << status.code << ", " << status.valid;
 }
 
-/// Past call(), which would catch what is thrown.
+/// Not through call(), which would catch what is thrown.
 void send(PluginDeviceBase& device, std::int32_t id, const PluginInterfaceParameterBase* parameter,
           PluginInterfaceReturnBase* result) {
     EXPECT_NO_THROW(expectKnownStatus(device.commandMap().at(id)(device, parameter, result)));
@@ -116,7 +116,7 @@ void openWithoutEvent(PluginDeviceBase& device) {
     const test::Fault fault(
         fault_CreateEventA,
         [](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL signalled, LPCSTR name) -> HANDLE {
-            // Threads end with nameless events of their own on Windows.
+            // On Windows, threads end with nameless events of their own.
             if (!name) return real_CreateEventA(attributes, manualReset, signalled, name);
             SetLastError(ERROR_NOT_ENOUGH_MEMORY);
             return INVALID_HANDLE_VALUE;

@@ -1,4 +1,4 @@
-// What a callback may do: throw, stop the grab, start it anew, destroy the source.
+// What a callback may do: throw, stop the grab, restart it, destroy the source.
 #include <atomic>
 #include <chrono>
 #include <future>

@@ -43,7 +43,8 @@ bool isPending(const std::future<T>& future) {
 
 class CallbackCommandsTest : public testing::Test {
 protected:
-    /// Makes the device with a source that is made behind the old one's end: both have the same link to the simulator.
+    /// Creates the device with a source that is created after the old one has ended: both have the same link to the
+    /// simulator.
     template <typename Source, typename... Arguments>
     std::shared_ptr<Source> use(Arguments&&... arguments) {
         _device.reset();
@@ -62,7 +63,7 @@ protected:
         PluginInterfaceParameter<PluginInterfaceCallbackData> parameter({this, function});
         return _device->call(1005, &parameter, nullptr);
     }
-    /// Grabs so many images, one for each function, and plays the script to its end.
+    /// Grabs one image for each function, and plays the script to its end.
     void grabImages(std::vector<std::function<void(IMAGEMEMORY&)>> inside) {
         beginGrab(std::move(inside));
         _event->playToEnd();
@@ -73,7 +74,7 @@ protected:
         _event->answer(-1, 10 + static_cast<int>(_inside.size()));  // the eleventh silent wait fakes the first
         ASSERT_EQ(send(1002), kDone);
     }
-    /// The host's command in a thread of its own.
+    /// Sends the host's command on a separate thread.
     std::future<PluginCallStatus> sendBeside(std::int32_t id) {
         return std::async(std::launch::async, [this, id] { return send(id); });
     }
@@ -374,7 +375,7 @@ TEST_F(CallbackCommandsTest, ReleaseWaitsForACallbackThatFroze) {
     EXPECT_THAT(_log.errors(), IsEmpty());
 }
 
-/// A source whose freeze gives the callback the time to be quicker.
+/// A source whose freeze gives the callback time to be faster.
 struct SlowlyFrozenSource : TeskImages {
     using TeskImages::TeskImages;
     bool freeze() override {

@@ -104,7 +104,8 @@ TEST_F(AcquisitionTest, FailedWaitsCountAsSilentOnesAndTakeTheTimeOfTheTimeout) 
     EXPECT_THAT(std::vector<double>(rests.begin(), rests.begin() + 11), Each(2.0));
     EXPECT_THAT(std::vector<double>(rests.begin() + 11, rests.end()), Each(0.005));
     EXPECT_EQ(_received.count(), rests.size() - 10);  // the eleventh silent wait fakes the first
-    // Each failed wait leaves an entry in the error trace: the event is asked after twice the time each time.
+    // Each failed wait leaves an entry in the error trace, so the time until the next wait for the event doubles each
+    // time.
     EXPECT_THAT(_event->timeouts(), ElementsAre(2.0, 2.0, 2.0, 2.0, 0.005));
 }
 

@@ -1,4 +1,4 @@
-// A grab whose waits are played by a scripted event, so that every case runs at once.
+// A grab whose waits are answered by a scripted event, so that every case runs at once.
 #pragma once
 
 #include <memory>
@@ -30,7 +30,7 @@ inline std::string assertion(const std::string& condition, const std::string& me
     return "Assertion failed: '" + condition + "', file Dorven/TeskImages, line .*: " + message;
 }
 
-/// A source whose record a test may take away, and whose fake image it may look at when no thread runs.
+/// A source whose record a test may remove, and whose fake image it may inspect when no thread runs.
 struct OpenSource : kest::dorven::TeskImages {
     using TeskImages::_fakeImageMem;
     using TeskImages::_imageMemory;
@@ -50,21 +50,21 @@ protected:
         ASSERT_TRUE(_source->grab());
         _event->playToEnd();
     }
-    /// Goes through the eleven silent waits after which images are faked: one image.
+    /// Passes the eleven silent waits after which images are faked: one image.
     void startFaking() { _event->answer(kTimeout, 11); }
 
-    /// A signal behind which so many images wait.
+    /// A signal with that many waiting images.
     void signalWith(test::SimulatorRing& ring, std::vector<std::uint64_t> counters) {
         _event->step([&ring, counters] {
             for (const std::uint64_t counter : counters) ring.put(counter);
             return kSignal;
         });
     }
-    /// What the grab traced beside names of operations, and beside the remark that its images fill no whole record.
+    /// What the grab traced, without names of operations and without the remark that its images fill no whole record.
     std::vector<std::string> progress() const {
         std::vector<std::string> found;
         for (const std::string& text : _log.traces()) {
-            // The seed comes once per process, with its first messenger.
+            // The seed is traced once per process, with its first messenger.
             const bool other = text.starts_with("kest::dorven::TeskImages") ||
                                text.starts_with("kest::dorven::calcSeed") ||
                                text.starts_with("image fifo has lines of");

@@ -1,4 +1,4 @@
-// The worker thread with a simulator: real images, a ring that comes, goes and is laid anew.
+// The worker thread with a simulator: real images, a ring that appears, disappears and is recreated.
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -48,7 +48,7 @@ TEST_F(AcquisitionTest, RecordTellsWhatTheSimulatorWrote) {
 
 TEST_F(AcquisitionTest, FrameTimeIsCopiedBitForBit) {
     test::SimulatorRing ring(kPixelBytes, 4);
-    // Numbers that are none keep what they carry: a quiet one, and one that any arithmetic would change.
+    // NaNs keep their payload: a quiet one, and one that any arithmetic would change.
     const std::uint64_t payloads[] = {0xFFF8'0000'0000'BEEFu, 0x7FF0'0000'0000'0001u};
     _event->step([&] {
         for (const std::uint64_t payload : payloads) ring.put(1, 0.0, std::bit_cast<double>(payload));

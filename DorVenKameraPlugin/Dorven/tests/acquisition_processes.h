@@ -24,16 +24,16 @@ using namespace std::chrono_literals;
 
 inline constexpr std::size_t kPixelBytes = 4096;
 
-/// A source whose images have as many bytes as a test's simulator writes.
+/// A source whose images have the size that a test's simulator writes.
 struct SmallSource : kest::dorven::TeskImages {
     explicit SmallSource(std::shared_ptr<MEvent> event) : TeskImages(std::move(event)) {
         _imageMemory->width = kPixelBytes;
         _imageMemory->height = 1;
-        setFrameRate(2.0);  // on the fast clock one faked image each 5 ms
+        setFrameRate(2.0);  // on the fast clock one faked image every 5 ms
     }
 };
 
-/// Notes the counters of real and of faked images, and whether every image was whole.
+/// Notes the counters of real and faked images, and whether every image was whole.
 class ProcessTest : public testing::Test {
 protected:
     ProcessTest() {

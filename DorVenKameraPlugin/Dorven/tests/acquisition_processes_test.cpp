@@ -1,4 +1,4 @@
-// The camera and simulators in other processes, which come, go, die and come again.
+// The camera and simulators in other processes, which start, end, die and start again.
 #include "acquisition_processes.h"
 
 #include "object_names.h"
@@ -24,7 +24,7 @@ CHILD_ROLE(writesForEver) {
     return test::writeImages(ring, 1, 1000000000) ? 0 : 1;
 }
 
-/// Lays its ring three times, each time with other slots, and writes ten images into each.
+/// Creates its ring three times, each time with other slots, and writes ten images into each.
 CHILD_ROLE(laysItsRingAnew) {
     test::SimulatorRing ring(kPixelBytes, 8);
     for (std::uint64_t part = 0; part < 3; ++part) {

@@ -1,5 +1,5 @@
-// A simulator that ends without a word after each single store that it makes: the camera hands on whole images in
-// order, says that nobody is there, and grabs from the next simulator.
+// A simulator that dies after each single store that it makes: the camera delivers whole images in order, reports that
+// nobody is there, and grabs from the next simulator.
 #include <cstdlib>
 #include <cstring>
 
@@ -76,7 +76,7 @@ constexpr int kAttachSteps = 6;
 constexpr int kPutSteps = 7;  // header, times, two halves, index, signal
 constexpr int kSteps = kAttachSteps + kPutSteps * static_cast<int>(kStagedImages) + 1;
 
-/// argument: the step after which it ends; beyond the last one it comes to its end
+/// argument: the step after which it ends; beyond the last step it ends normally
 CHILD_ROLE(diesAfterAStep) {
     StagedSimulator simulator(std::stoi(arguments.at(0)), 5);
     simulator.attach();
@@ -90,8 +90,8 @@ CHILD_ROLE(writesElevenToFifteen) {
     return test::writeImages(ring, 11, 15) ? 0 : 1;
 }
 
-/// The simulator's images that arrived since the first `before`: those of a staged one, whole and in order from the
-/// first and at least so many, then those of its successor.
+/// Checks the simulators' images after the first `before`: at least that many from the staged one, whole and in order
+/// from the first, then those of its successor.
 void expectWholeImagesInOrder(const std::vector<std::uint32_t>& images, std::size_t before, int atLeast) {
     const std::vector<std::uint32_t> since(images.begin() + static_cast<std::ptrdiff_t>(before), images.end());
     const std::size_t staged = since.size() < 5 ? 0 : since.size() - 5;

@@ -281,7 +281,7 @@ TEST_F(Link, SourceMayBeAskedWhileItIsBuilt) {
     std::atomic<bool> stop{false};
     std::atomic<bool> enough{false};
     auto asked = std::async(std::launch::async, [&] {
-        // By hand, since it has to be quicker than a messenger to see each source from its beginning.
+        // Created by hand, because it must be faster than a messenger to see each source from its start.
         const test::RawPeer simulator({image_road::kSimulatorAsks, image_road::kCameraAsks}, sizeof(ImagesMessage),
                                       sizeof(ImagesMessage));
         std::vector<ImagesMessage> answers;
@@ -307,7 +307,7 @@ TEST_F(Link, SourceMayBeAskedWhileItIsBuilt) {
     stop = true;
     const auto answers = asked.get();
     for (const ImagesMessage& answer : answers) {
-        // Before the configuration is applied, or after: never something else.
+        // The values before or after the configuration is applied, never anything else.
         if (answer.command == 1) {
             EXPECT_TRUE(answer.first == 1280 || answer.first == 640) << answer.first;
         }

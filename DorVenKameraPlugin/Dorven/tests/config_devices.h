@@ -1,4 +1,4 @@
-// Opening the camera (1001) with a configuration that is no file: a pipe, a device.
+// Opening the camera (1001) with a configuration that is not a file: a pipe, a device.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Configurations that are no regular files: opening them neither waits nor reads for ever.
+// Configurations that are no regular files: opening them neither blocks nor reads for ever.
 #include <string>
 
 #include <sys/stat.h>

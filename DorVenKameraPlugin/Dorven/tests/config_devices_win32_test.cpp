@@ -1,4 +1,4 @@
-// Configurations that are no regular files: devices that every folder seems to hold, and pipes.
+// Configurations that are no regular files: devices that seem to exist in every folder, and pipes.
 #include <string>
 
 #include "config_devices.h"

@@ -1,4 +1,4 @@
-// Redirection through folders that are links: there the folder above is not the one that the text names.
+// Redirection through folders that are links: their parent folder is not the one that the path suggests.
 #include <filesystem>
 #include <string>
 

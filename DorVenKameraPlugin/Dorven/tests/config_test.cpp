@@ -18,7 +18,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Writes a file whose name may have any bytes: no std::filesystem, which converts names on Windows.
+/// Writes a file whose name may have any bytes; std::filesystem would convert the name on Windows.
 void write(const std::string& path, const std::string& content) {
     std::FILE* const file = std::fopen(path.c_str(), "wb");
     ASSERT_NE(file, nullptr) << path;
@@ -88,7 +88,7 @@ TEST_P(CircleTest, EndsAtTheFirstFileThatWasReadBefore) {
     EXPECT_THAT(_log.errors(), ElementsAre(refused(beside(path) + GetParam())));
 }
 
-// As the file plugin.ini of the folder "cfg" gives them.
+// As written in the file plugin.ini of the folder "cfg".
 INSTANTIATE_TEST_SUITE_P(Spellings, CircleTest,
                          testing::Values("plugin.ini", "./plugin.ini", "././/plugin.ini", "sub/../plugin.ini",
                                          "sub\\.\\..\\plugin.ini", "../cfg/plugin.ini"));

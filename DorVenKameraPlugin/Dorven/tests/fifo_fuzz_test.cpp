@@ -1,5 +1,5 @@
-// A simulator that misbehaves: it stores anything into any field of the ring's header, at any time. Each round's
-// numbers come from a seed, which is printed; DORVEN_FUZZ_SEED gives it again.
+// A misbehaving simulator: it stores anything into any field of the ring's header, at any time. The numbers of each
+// round come from a seed, which is printed; DORVEN_FUZZ_SEED sets it again.
 #include <algorithm>
 #include <iterator>
 
@@ -17,7 +17,8 @@ const char kFile[] = "fifo_fuzz_test";
 
 constexpr int kRounds = 10000;
 
-/// Rounds of a test. A look at the ring lets others run first, which takes long beside many: then there are fewer.
+/// Rounds of a test. Each look at the ring lets other threads run first, which is slow on a busy machine: then fewer
+/// rounds.
 class Rounds {
 public:
     bool next() {
@@ -50,7 +51,7 @@ public:
     void damageOne(void* memory) { store(memory, kFields[below(std::size(kFields))], value()); }
 };
 
-/// Reads what the ring gives, with more damage meanwhile, and looks at every byte of it.
+/// Reads the ring while it is damaged further, and reads every byte of each line.
 void readAll(kest::dorven::ImageFifo& fifo, Misbehaviour& simulator, std::uint64_t damages) {
     const auto* const begin = static_cast<const unsigned char*>(fifo.ring.memory());
     std::uint64_t lines = 0;
@@ -67,7 +68,7 @@ void readAll(kest::dorven::ImageFifo& fifo, Misbehaviour& simulator, std::uint64
 class MisbehavingSimulator : public testing::Test {
 protected:
     ~MisbehavingSimulator() override { test::dropImagesMemory(); }
-    /// Opens the ring, damages and reads, closes; then the same ring in order again has to work.
+    /// Opens the ring, damages and reads it, closes it; afterwards an intact ring must work again.
     template <typename Damage>
     void runRounds(Damage damage) {
         for (Rounds rounds; rounds.next() && !HasFatalFailure();) {
@@ -113,7 +114,7 @@ TEST_F(MisbehavingSimulator, AnyGeometryAtTheOpeningStaysInsideTheMapping) {
         auto fifo = kest::dorven::openImageFifo();
         ASSERT_TRUE(fifo);
         if (fifo.ring.isReadable() && fifo.ring.slotCount() > 0) {
-            // Divided: the product of what was stored may wrap.
+            // Division, because the product of stored numbers may wrap.
             EXPECT_LE(fifo.ring.lineLength(), (kMemoryBytes - sizeof(LineFifoHeader)) / fifo.ring.slotCount());
         }
         readAll(fifo, _simulator, 0);
@@ -121,15 +122,15 @@ TEST_F(MisbehavingSimulator, AnyGeometryAtTheOpeningStaysInsideTheMapping) {
     });
 }
 
-/// Waits until something is so, but not for long.
+/// Waits a short time until a condition is true.
 template <typename Condition>
 void waitShortly(std::chrono::microseconds limit, Condition&& condition) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
 }
 
-/// Many rounds: lays its ring, mostly has the camera attach, puts some images, signals, and stores anything
-/// while the camera reads. In some of them it waits as long as a camera on a busy machine takes.
+/// Many rounds: creates its ring, usually lets the camera attach, puts some images, signals, and stores anything while
+/// the camera reads. In some rounds it waits as long as a camera on a busy machine needs.
 /// argument: the seed
 CHILD_ROLE(misbehaves) {
     Misbehaviour simulator(static_cast<unsigned>(std::stoul(arguments.at(0))));
@@ -156,8 +157,8 @@ CHILD_ROLE(behaves) {
     return test::writeImages(ring, 1, 20) ? 0 : 1;
 }
 
-/// The most bytes from the mapping's begin that a line which was handed out reaches: from traces of the length of lines
-/// at each opening, and of where each image began.
+/// The greatest distance from the mapping's start that a delivered line reaches, from traced line lengths at each
+/// opening and from where each image began.
 std::size_t farthestEnd(const std::vector<std::string>& traces) {
     const std::string opening = "kest::dorven::TeskImages::imageThread() : image fifo has lines of ",
                       image = "image at ";

@@ -1,4 +1,5 @@
-// A ring that its writer lays anew with another geometry, at any moment of the reader's: that is in order, and no news.
+// A ring that its writer recreates with another geometry, at any moment for the reader: this is no fault and not
+// reported.
 #include <atomic>
 #include <thread>
 

@@ -1,4 +1,4 @@
-// A ring that cannot be trusted: what another process stores never leads out of the mapping.
+// A ring that cannot be trusted: nothing that another process stores leads outside the mapping.
 #include <algorithm>
 #include <functional>
 
@@ -23,7 +23,7 @@ auto distrustIn(const std::string& function, const std::string& report) {
 
 class CorruptRingTest : public AcquisitionTest {
 protected:
-    /// Opens the ring, lets the simulator damage it, and signals twice: it is read no more and reported once.
+    /// Opens the ring, lets the simulator damage it, and signals twice: it is no longer read, and reported once.
     void expectDistrust(std::function<void(LineFifoHeader&)> damage, const std::string& report) {
         signalWith(_ring, {1});
         _event->step([this, damage] {
@@ -136,7 +136,7 @@ TEST_F(CorruptRingTest, IsReadAgainOnceItIsOpenedAfresh) {
 
 class MisfitRingTest : public CorruptRingTest {
 protected:
-    /// Opens a ring of such a geometry and signals twice: it is read from not at all and reported once.
+    /// Opens a ring of such a geometry and signals twice: it is never read, and reported once.
     void expectDistrust(std::uint64_t slotCount, std::uint64_t lineLength, const std::string& report) {
         _ring.put(1);
         _ring.header().slotCount = slotCount;
@@ -147,7 +147,7 @@ protected:
         const std::string function = slotCount == 0 ? "frontLine" : "openImageFifo";
         EXPECT_THAT(_log.errors(), ElementsAre(distrustIn(function, report)));
     }
-    /// Bytes behind the header that slots may take.
+    /// Bytes after the header that slots may take.
     std::uint64_t slotBytes() const { return MSharedMem_GetSize(_ring.memory()) - sizeof(LineFifoHeader); }
     std::string misfit(std::uint64_t slotCount, std::uint64_t lineLength) const {
         return std::to_string(slotCount) + " slots of " + std::to_string(lineLength) + " bytes do not fit into " +

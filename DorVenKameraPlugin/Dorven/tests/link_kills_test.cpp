@@ -1,5 +1,5 @@
-// Either side of the link, or both, killed at random moments of exchanges and started again: the link is usable again
-// in time, every time. scripts/kills.sh runs more of it.
+// Either side of the link, or both, killed at random moments of exchanges and restarted: the link is usable again in
+// time, every time. scripts/kills.sh runs more rounds.
 #include <algorithm>
 #include <chrono>
 #include <memory>
@@ -27,10 +27,10 @@ using kest::dorven::IPMessenger;
 using kest::dorven::TeskImages;
 using test::ChildProcess;
 
-/// The link is to be usable again within this time, whatever became of it before.
+/// The link must be usable again within this time, whatever happened before.
 constexpr double kUsableAgainS = 12.0;
 
-/// As many as fit into some twenty seconds.
+/// As many as fit into about twenty seconds.
 constexpr int kFewKills = 6;
 
 CHILD_ROLE(answersForEver) {
@@ -65,11 +65,11 @@ public:
     void killCamera() { _camera->kill(); }
     void killAsker() { _asker->kill(); }
 
-    /// Seconds until a question that was asked from now on is answered; none when that takes too long, or a side has
-    /// ended by itself.
+    /// Seconds until a question asked from now on is answered; none when that takes too long, or a side has ended by
+    /// itself.
     std::optional<double> usableAfter() {
         const auto begin = std::chrono::steady_clock::now();
-        // Two answers that were given before may still be told: one stands in the event, one is about to.
+        // Two earlier answers may still be signalled: one signal is kept in the event, one is about to be set.
         for (int answer = 0; answer < 3; ++answer) {
             const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
             if (_answered.Wait(std::max(0.0, test::KillPlan::limit(kUsableAgainS) - passed.count())) != 1)

@@ -1,4 +1,4 @@
-// Image source and simulator as two processes: asked while it grabs and across openings, each side killed and
+// Image source and simulator as two processes: questions during a grab and across openings, each side killed and
 // restarted.
 #include <bit>
 #include <thread>
@@ -27,10 +27,10 @@ using kest::dorven::TeskImages;
 using testing::Contains;
 using testing::IsEmpty;
 
-/// Both sides are to find each other within this time, whatever became of the one before.
+/// Both sides must find each other within this time, whatever happened to the previous one.
 constexpr auto kFindAgain = 60s;
 
-/// A simulator as far as it asks.
+/// The asking part of a simulator.
 class AskingSimulator {
 public:
     ImagesMessage ask(std::uint32_t command) { return _channel->ask({command, 0, 11, 12}); }
@@ -176,7 +176,7 @@ TEST_F(PluginLink, MemoryIsGoneAfterTheSimulatorHasLeft) {
     open(nullptr);
     test::ChildProcess simulator("asksAllThree");
     ASSERT_EQ(simulator.join(60s), 0);
-    // The next wait tells: five seconds at most.
+    // The next wait notices it: after five seconds at most.
     EXPECT_TRUE(test::becomesTrue(
         [] {
             const HANDLE memory =

@@ -1,4 +1,4 @@
-// A camera that goes while its simulator asks. What the two threads share meanwhile is told by ThreadSanitizer.
+// A camera that is destroyed while its simulator asks. ThreadSanitizer checks what the two threads share meanwhile.
 #include <atomic>
 #include <memory>
 #include <thread>
@@ -26,13 +26,13 @@ public:
         _thread.join();
     }
 
-    /// Waits for so many answers, by counting alone: nothing else orders what the other threads do before what the
-    /// caller does next.
+    /// Waits for that many answers by counting alone: nothing else orders the other threads' actions before the
+    /// caller's next ones.
     void waitForAnswers(int count) const {
         while (answers() < count) std::this_thread::yield();
     }
     int answers() const { return _answers.load(std::memory_order_relaxed); }
-    /// Waits until two questions in a row, or more, have found no answer.
+    /// Waits until at least two questions in a row have found no answer.
     void waitForSilence() const {
         while (_silent < 2) std::this_thread::yield();
     }
@@ -66,8 +66,8 @@ TEST(CameraThatIsAsked, GoesInTheMidstOfQuestions) {
     const int answers = simulator.answers();
     device = std::make_unique<DorVenPlugin>("");
     EXPECT_EQ(device->call(1001, nullptr, nullptr), kDone);
-    // It has gone as a camera goes that another one may follow: the test ends only with a further answer. Entries of
-    // the error log are no fault: whoever asks while nobody is there reports that.
+    // It is destroyed like a camera that another one may follow: the test ends only with a further answer. Entries in
+    // the error log are no fault: asking while nobody is there is reported.
     simulator.waitForAnswers(answers + 1);
 }
 

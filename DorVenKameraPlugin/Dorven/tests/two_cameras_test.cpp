@@ -1,4 +1,4 @@
-// Two cameras on one machine: both wait for the same event, and only one can read what the simulator asks.
+// Two cameras on one machine: both wait for the same event, but only one can read the simulator's questions.
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -29,7 +29,7 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
-/// Whoever is left is to answer within this time.
+/// The remaining one must answer within this time.
 constexpr auto kAnsweredAgain = 60s;
 
 // ---- one process, a peer by hand
@@ -39,7 +39,7 @@ protected:
     bool isAnswered(std::uint64_t id, std::chrono::milliseconds limit = 60s) const {
         _peer.send({1, 0, id}, Payload(8, 1));
         auto answer = _peer.receive(limit);
-        // What a busy machine had no time for when it was asked before.
+        // Late answers from a busy machine to earlier questions.
         while (answer && answer->header.id < id) answer = _peer.receive(limit);
         return answer && answer->header.id == id;
     }
@@ -72,7 +72,7 @@ TEST_F(TwoEnds, SecondOneLeavesNoSignalOfTheFirst) {
     test::SteppedMessenger reader(std::make_shared<TestChannel>(_ids));
     reader.timeOut();
     const auto other = IPMessenger::create(std::make_shared<TestChannel>(_ids));
-    // The reader is busy; what signals it has to be there when it looks.
+    // The reader is busy; the cause of its signal must be there when it looks.
     MProcessEvent event(image_road::eventOf(_ids.answering).c_str());
     for (int signal = 0; signal < 20; ++signal) {
         event.Notify();
@@ -98,7 +98,7 @@ TEST_F(TwoEnds, SignalThatWasMeantForTheReaderIsHandedOnOnceAndNoFurtherOneIsWai
 }
 
 TEST_F(TwoEnds, ThatCameBeforeThePeerShareItWithoutALoss) {
-    // Both wait when nobody can read yet; whoever takes the first signal reads, and the other one meets the next.
+    // Both wait before anybody can read; whoever takes the first signal reads, and the other one gets the next.
     const auto firstChannel = std::make_shared<TestChannel>(_ids);
     const auto secondChannel = std::make_shared<TestChannel>(_ids);
     _peer.sender->close();
@@ -143,7 +143,7 @@ TEST_F(TwoEnds, OnlyOneReadsAfterThePeerHasLaidTheFifoAnew) {
     ASSERT_TRUE(isAnsweredInTime(100));
     const auto second = IPMessenger::create(secondChannel);
     for (int round = 0; round < 3; ++round) {
-        _peer.sender->layAnew();              // silently: nobody is woken
+        _peer.sender->recreate();              // silently: nobody is woken
         std::this_thread::sleep_for(1500ms);  // the second one takes what the first has lost
         ASSERT_TRUE(isAnsweredInTime(1000 * (round + 1)));
         const int before = firstChannel->executions + secondChannel->executions;
@@ -163,7 +163,7 @@ TEST_F(TwoEnds, OneThatStandsByAndAsksAllTheSameIsToldAtOnce) {
 
 class Asker {
 public:
-    /// Asks again and again: a request may meet a link that is just being made.
+    /// Asks again and again, because a request may meet a link that is just being created.
     bool isAnsweredAtLast() {
         _messenger->setPatient(false);
         return test::becomesTrue([this] { return asks(); }, kAnsweredAgain);

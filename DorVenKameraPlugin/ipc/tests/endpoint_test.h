@@ -1,4 +1,4 @@
-// What the tests of both ends of a message fifo have in common: recorded reports, a channel of its own and the memory.
+// Shared by the tests of both ends of a message fifo: recorded reports, a unique channel and its memory.
 #pragma once
 
 #include <algorithm>
@@ -34,7 +34,7 @@ MATCHER_P3(FailedAssertion, condition, file, message, "") {
     return line.find_first_not_of("0123456789") == std::string::npos && line != "0";
 }
 
-/// Answers as told, and remembers what it was asked.
+/// Answers as told, and records the questions.
 class ScriptedEvent : public MEvent {
 public:
     int Wait(double seconds) override {
@@ -49,7 +49,7 @@ public:
     std::vector<double> waits;
 };
 
-/// A further link to a memory of this process.
+/// Another link to a memory of this process.
 class LinkedMemory {
 public:
     explicit LinkedMemory(const std::string& name)
@@ -81,7 +81,7 @@ protected:
         return IPMessageReceiver::create(_id, size);
     }
 
-    // Texts of one log since the last look at any; failed assertions all come from the one place that hosts know.
+    // New texts of one log; failed assertions all come from the one place that hosts know.
     std::vector<std::string> take(LogSink sink) {
         std::vector<std::string> texts;
         for (const LogEntry& entry : _log.entries(sink)) {
@@ -95,7 +95,7 @@ protected:
     }
     std::vector<std::string> errors() { return take(LogSink::errorLog); }
 
-    // Level and text of the traces since the last look.
+    // Level and text of new traces.
     std::vector<std::pair<int, std::string>> traces() {
         std::vector<std::pair<int, std::string>> found;
         for (const LogEntry& entry : _log.entries(LogSink::trace)) found.emplace_back(entry.level, entry.text);

@@ -1,4 +1,4 @@
-// Both ends of a message fifo while the system, or the fifo itself, does not do what it should.
+// Both ends of a message fifo while the system, or the fifo itself, fails.
 #include <functional>
 #include <stdexcept>
 
@@ -20,19 +20,19 @@ PLATFORM_FAULT(BOOL, UnmapViewOfFile, (LPCVOID address), (address))
 PLATFORM_FAULT(SIZE_T, VirtualQuery, (LPCVOID address, MEMORY_BASIC_INFORMATION* information, SIZE_T length),
                (address, information, length))
 
-// IPMessageReceiver.cpp is compiled with these in the place of the fifo's own (CMakeLists.txt).
+// IPMessageReceiver.cpp is compiled with these instead of the fifo's own functions (CMakeLists.txt).
 #undef MMemFifo_Read
 #undef MMemFifo_Unlink
 std::size_t MMemFifo_Read(void* memory, void* target, std::size_t maximum, std::size_t memorySize);
 void MMemFifo_Unlink(void* memory);
 
-// A fifo never reads more than it was asked for.
+// A real fifo never reads more than requested.
 static std::size_t bytesTooMany = 0;
 std::size_t readTooMany(void* memory, void* target, std::size_t maximum, std::size_t memorySize) {
     return MMemFifo_Read(memory, target, maximum, memorySize) + bytesTooMany;
 }
 
-// The moment before a reader takes a mark away, its own or not.
+// Runs before a reader removes a mark, its own or not.
 static std::function<void()> beforeUnlink;
 void watchedUnlink(void* memory) {
     if (beforeUnlink) beforeUnlink();
@@ -49,7 +49,7 @@ namespace {
 
 class MessageFaultTest : public test::EndpointTest {
 protected:
-    // Views that do not begin on an 8-byte boundary, in which no fifo can be laid.
+    // Views that do not begin on an 8-byte boundary, where no fifo can be created.
     void shiftViews() {
         fault_MapViewOfFile = [](HANDLE mapping, DWORD access, DWORD high, DWORD low, SIZE_T bytes) -> LPVOID {
             return static_cast<char*>(real_MapViewOfFile(mapping, access, high, low, bytes)) + 4;
@@ -131,7 +131,7 @@ TEST_F(MessageFaultTest, FailedWaitIsZeroWhileConnectedAndThreeOtherwise) {
 TEST_F(MessageFaultTest, ReceiverThatAttachesAnewLeavesAMarkThatAnotherOneHasTakenMeanwhile) {
     const auto sender = makeSender();
     const auto receiver = makeReceiver();
-    sender->layAnew();
+    sender->recreate();
     const test::LinkedMemory memory(_memoryName);
     int unlinks = 0;
     beforeUnlink = [&] {

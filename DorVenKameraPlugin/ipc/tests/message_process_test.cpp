@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint64_t kMessages = 1000;
 
-// A header and a payload, as a messenger sends them; every word tells which message it is of.
+// A header and a payload, as a messenger sends them; every word contains the number of its message.
 struct Message {
     std::uint64_t head[2];
     std::uint64_t payload[3];
@@ -25,7 +25,7 @@ static_assert(sizeof(Message) == test::kMessageSize);
 
 Message messageOf(std::uint64_t number) { return {{number, ~number}, {number * 3, number * 5, number * 7}}; }
 
-// Until a wait answers with that status; false when it never does.
+// Waits until a wait returns that status; false when none does.
 bool waitFor(IPMessageReceiver& receiver, int status) {
     for (int round = 0; round < 1200; ++round) {
         if (receiver.wait(0.05) == status) return true;
@@ -56,7 +56,7 @@ bool receive(IPMessageReceiver& receiver, std::uint64_t number) {
     return std::memcmp(&message, &expected, sizeof message) == 0;
 }
 
-// Sends back, by a channel of its own, every message that it receives.
+// Returns every message that it receives, on a separate channel.
 CHILD_ROLE(answersMessages) {
     const auto receiver = IPMessageReceiver::create(arguments.at(0), test::kMessageSize);
     const auto sender = IPMessageSender::create(arguments.at(1), test::kMessageSize);
@@ -65,8 +65,8 @@ CHILD_ROLE(answersMessages) {
         if (!receive(*receiver, number)) return 2;
         send(*sender, number);
     }
-    // It leaves first, so that the other process sees it go, but not before its last answer was read: what waits when
-    // the sender has gone is not read any more.
+    // It leaves first, so that the other process sees it go, but not before its last answer was read: what still waits
+    // when the sender has gone is never read.
     return test::readyAndAwaitGo(arguments) ? 0 : 3;
 }
 

@@ -240,7 +240,7 @@ TEST_F(IPMessageReceiverTest, DamagedHeaderIsReportedAndWhatWaitsIsDropped) {
     EXPECT_EQ(read(*receiver, 3), "def");
 }
 
-// A receiver attaches to memory whether or not a sender has laid its fifo there.
+// A receiver attaches to memory whether or not a sender has created its fifo there.
 TEST_F(IPMessageReceiverTest, ReadFromAFifoThatWasNeverLaidReadsNothingAndReportsNothing) {
     const ForeignMemory memory(_memoryName, 105);
     const auto receiver = makeReceiver();

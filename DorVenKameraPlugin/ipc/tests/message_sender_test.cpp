@@ -291,13 +291,13 @@ TEST_F(IPMessageSenderTest, LayingAnewDropsWhatWaitsAndDetachesTheReaderWhileThe
     const auto receiver = IPMessageReceiver::create(_id, 40);
     write(*sender, std::string(40, 'a'));
     const LinkedMemory memory(_memoryName);
-    sender->layAnew();
+    sender->recreate();
     EXPECT_EQ(MMemFifo_IsWriterAttached(memory.fifo()), 1);
     EXPECT_EQ(MMemFifo_GetFree(memory.fifo()), 40u);
     EXPECT_EQ(receiver->wait(0.0), -1);  // attached again, and has not seen the writer leave
     EXPECT_TRUE(sender->isConnected());
     sender->close();
-    sender->layAnew();
+    sender->recreate();
     EXPECT_EQ(MMemFifo_IsWriterAttached(memory.fifo()), 0);
     EXPECT_EQ(receiver->wait(0.0), 2);
     EXPECT_THAT(_log.entries(), IsEmpty());

@@ -197,7 +197,7 @@ TEST_F(MessengerClose, TwoThousandLivesBesideAPeerThatNeverStops) {
     stop = true;
     chatter.join();
     EXPECT_GT(answers, 0);
-    // Lives that end in the middle of a frame are reported by both ends of a fifo, and by no messenger.
+    // If a life ends in the middle of a frame, both ends of a fifo report it, but no messenger does.
     for (const std::string& error : _log.errors())
         EXPECT_THAT(error, testing::Not(testing::HasSubstr("file ipc/IPMessenger,")));
 }

@@ -1,4 +1,4 @@
-// Frames that answer nothing: late answers, those for somebody before, and peers that number all their requests alike.
+// Frames that answer nothing: late answers, answers for an earlier process, and peers that number all requests alike.
 #include <algorithm>
 #include <array>
 #include <thread>
@@ -40,13 +40,13 @@ protected:
         _messenger.signal();
         _channel->executions = 0;
     }
-    // The messenger's answer to a frame of the peer's.
+    // The messenger's answer to a frame of the peer.
     std::optional<Frame> answerTo(std::uint64_t id, const Payload& payload = Payload(8, 0x10)) {
         _peer.send({1, 0, id}, payload);
         _messenger.signal();
         return _peer.receive(0ms);
     }
-    // Of so many requests with one id, those that are not answered.
+    // Sends that many requests with one id; returns those that are not answered.
     std::vector<int> missedOf(int requests) {
         std::vector<int> missed;
         for (int request = 1; request <= requests; ++request) {
@@ -93,7 +93,7 @@ TEST_F(MessengerEcho, PeerThatNumbersItsRequestsAlikeAndAsksWithTheLastAnswerMis
     }
 }
 
-// Nothing tells the first of these from a frame that goes to and fro; all later ones are answered.
+// The first of these looks like a frame that goes back and forth; all later ones are answered.
 TEST_F(MessengerEcho, PeerThatNumbersItsRequestsAlikeMissesOneAtMostOfOneThatHasAskedItself) {
     askAndHear();
     std::vector<int> missed;
@@ -108,7 +108,7 @@ TEST_F(MessengerEcho, PeerThatNumbersItsRequestsAlikeMissesOneAtMostOfOneThatHas
     EXPECT_THAT(missedOf(3000), IsEmpty());
 }
 
-// The asker before was killed; its answer reaches this one, whose answer to that comes back as it was.
+// The previous asker was killed; its answer reaches this one, whose answer to that returns unchanged.
 TEST_F(MessengerEcho, AnswerForTheAskerBeforeIsHandledOnce) {
     ask();
     const auto answer = answerTo(kForeign);
@@ -128,7 +128,7 @@ TEST_F(MessengerEcho, FrameThatGoesToAndFroWhileARequestFindsNoAnswerIsEndedOnce
 
 class IdleLink : public testing::Test {
 protected:
-    // Asks once, so that one side has asked and was answered, and lays a foreign frame before the other one.
+    // One side asks and is answered; then a foreign frame is put into the other side's fifo.
     void layForeignFrame(const std::shared_ptr<TestChannel>& asker, const std::shared_ptr<TestChannel>& answerer) {
         _answering = test::IPMessenger::create(answerer);
         _asking = test::IPMessenger::create(asker);
@@ -157,7 +157,7 @@ protected:
     std::shared_ptr<test::IPMessenger> _answering, _asking;
 };
 
-// As the image channel does: what was answered once is answered like that again.
+// Like the image channel: the same question always gets the same answer.
 class SettledChannel : public TestChannel {
 public:
     using TestChannel::TestChannel;

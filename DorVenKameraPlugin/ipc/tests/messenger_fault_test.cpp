@@ -74,12 +74,12 @@ TEST_F(MessengerFaults, WaitsReachTheSystemAsTheyAlwaysDid) {
     EXPECT_THAT(waits, Contains(4294966296u));
 }
 
-// Events that are none: every wait fails at once.
+// Events that could not be created: every wait fails at once.
 TEST_F(MessengerFaults, WaitsThatFailAtOnceDoNotKeepTheThreadBusy) {
     const test::Fault fault(
         fault_CreateEventA,
         [&](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) -> HANDLE {
-            // Not those without a name, which threads may be made of.
+            // Only named events: threads may need nameless ones.
             if (!name) return real_CreateEventA(attributes, manualReset, initialState, name);
             SetLastError(ERROR_INVALID_HANDLE);
             return nullptr;

@@ -1,4 +1,4 @@
-// Frames that come in part: a header without its payload, and a reader that stands between the two.
+// Frames that arrive in part: a header without its payload, and a reader between the two.
 #include <functional>
 #include <utility>
 
@@ -34,7 +34,7 @@ protected:
         _log.clear();
         return errors;
     }
-    // What waits for the peer, as bytes.
+    // Number of bytes that wait for the peer.
     std::size_t waitingForPeer() {
         void* const memory = MSharedMem_Link(image_road::memoryOf(_ids.asking).c_str());
         const std::size_t bytes = MMemFifo_GetUsed(memory);
@@ -61,7 +61,7 @@ protected:
 TEST_F(MessengerFrames, RequestIsNotAnsweredWithWhatAnotherOneAsked) {
     _channel->onIncoming = [this] {
         if (_channel->executions > 0) return;
-        // The peer has given up and asks again, while this side has taken the first header but not its payload.
+        // The peer has given up and asks again, while this side has read the first header but not its payload.
         write(FrameHeader{1, 0, 12});
         write(Payload(8, 0x20));  // finds no room
     };
@@ -132,7 +132,7 @@ TEST_F(MessengerFrames, AnswerIsNotTakenWithoutItsPayload) {
 }
 
 TEST_F(MessengerFrames, RequestWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNotAnswered) {
-    _channel->onIncoming = [this] { _peer.sender->layAnew(); };
+    _channel->onIncoming = [this] { _peer.sender->recreate(); };
     _channel->incoming.assign(8, 0x66);
     _peer.send({1, 0, 11}, Payload(8, 0x10));
     _messenger.signal();
@@ -148,7 +148,7 @@ TEST_F(MessengerFrames, RequestWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNotAn
 }
 
 TEST_F(MessengerFrames, AnswerWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNoSuccess) {
-    _channel->onResponse = [this] { _peer.sender->layAnew(); };
+    _channel->onResponse = [this] { _peer.sender->recreate(); };
     _channel->response.assign(8, 0x66);
     const std::uint64_t id = _messenger.setStep(1);
     _messenger.signal();
@@ -163,7 +163,7 @@ TEST_F(MessengerFrames, FrameOfAnotherReaderSinceTheHeaderIsNotTaken) {
     std::shared_ptr<test::IPMessageReceiver> other;
     _channel->onIncoming = [&] {
         if (other) return;
-        _peer.sender->layAnew();
+        _peer.sender->recreate();
         other = test::IPMessageReceiver::create(_ids.answering, 24);
         write(FrameHeader{1, 0, 12});
         write(Payload(8, 0x20));
@@ -176,7 +176,7 @@ TEST_F(MessengerFrames, FrameOfAnotherReaderSinceTheHeaderIsNotTaken) {
 
 TEST_F(MessengerFrames, DamagedFifoRunsNoHandlerAndPutsNothingOnTheWire) {
     for (const std::size_t field : {8u, 24u, 32u}) {
-        _peer.sender->layAnew();
+        _peer.sender->recreate();
         _messenger.timeOut();
         _peer.send({1, 0, 11}, Payload(8, 0x10));
         void* const memory = MSharedMem_Link(image_road::memoryOf(_ids.answering).c_str());
@@ -237,7 +237,7 @@ TEST_F(MessengerFrames, AnswerThatFitsInPartIsNotWrittenAtAll) {
 
 // ---- beside a second camera
 
-/// A sender that does something between its writes.
+/// A sender that runs a function between its writes.
 class PausingSender : public test::IPMessageSender {
 public:
     PausingSender(const std::string& id, std::size_t size)
@@ -260,7 +260,7 @@ TEST(MessageFrames, PayloadIsNotWrittenIntoAFifoThatAnotherSenderHasLaidSinceThe
     const Payload payload(8, 1);
     FrameHeader header{1, 0, 11};
     for (int round = 0; round < 30; ++round) {  // the header ends everywhere in the ring of 25 bytes, at its end, too
-        sender.afterWrite = [&] { other->layAnew(); };
+        sender.afterWrite = [&] { other->recreate(); };
         sender.writeFrame(header, payload.data(), payload.size());
         receiver->wait(0.0);
         EXPECT_EQ(receiver->waiting(), 0u) << round;

@@ -1,4 +1,4 @@
-// Links that are stuck, and what brings them back: real ends and real waits, so each test takes its seconds.
+// Links that are stuck, and how they recover: real ends and real waits, so each test takes seconds.
 #include <atomic>
 #include <thread>
 
@@ -25,7 +25,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
-/// Within this time two living sides are to talk again.
+/// Two living sides must exchange messages again within this time.
 constexpr auto kHealed = 60s;
 
 class MessengerHealing : public testing::Test {
@@ -57,7 +57,7 @@ protected:
     std::shared_ptr<TestChannel> _channel = std::make_shared<TestChannel>(_ids);
 };
 
-/// Answers as the written rules have it and not a step more: ends are opened when a wait has timed out, and only then.
+/// A peer that does exactly what the written rules say: it opens its ends only when a wait has timed out.
 class PeerByTheRules {
 public:
     explicit PeerByTheRules(const test::Ids& ids) : _peer(ids), _thread([this] { run(); }) {}
@@ -183,7 +183,7 @@ TEST_F(MessengerHealing, DamagedHeaderOfEitherFifoIsRepairedByItsWriter) {
     }
 }
 
-// No wait of the messenger times out beside such a peer.
+// With such a peer no wait of the messenger times out.
 TEST_F(MessengerHealing, HeaderWithoutPayloadIsDroppedAlsoBesideAPeerThatSignalsAllTheTime) {
     const RawPeer peer(_ids.mirrored(), 24, 24);
     const auto channel = std::make_shared<TestChannel>(_ids, 24, 24);

@@ -1,4 +1,4 @@
-// Messengers in two processes: both at once, one that goes while the other asks, and a peer that writes nonsense.
+// Messengers in two processes: both at once, one that leaves while the other asks, and a peer that writes nonsense.
 #include <random>
 #include <thread>
 
@@ -39,7 +39,7 @@ struct Appointment {
     MProcessEvent go{goName.c_str()};
 };
 
-// Starts when it is told to, asks, and goes when it is told to.
+// Starts when told to, asks, and ends when told to.
 CHILD_ROLE(startsTogether) {
     const test::LogRecorder quiet;
     Appointment appointment(arguments);
@@ -67,7 +67,7 @@ TEST(MessengerProcesses, ThatStartAtOnceFindEachOther) {
     }
 }
 
-// Asks without a pause until it is told to stop, then only answers until it is told to go.
+// Asks without a pause until told to stop, then only answers until told to end.
 CHILD_ROLE(asksWithoutPause) {
     const test::LogRecorder quiet;
     Appointment appointment(arguments);
@@ -92,7 +92,7 @@ TEST(MessengerProcesses, OneMayCloseWhileTheOtherAsks) {
     const auto messenger = IPMessenger::create(channel);
     channel->executions = 0;
     EXPECT_TRUE(test::becomesTrue([&] { return channel->executions > 0; }, kFindEachOther));
-    // Two sides that ask at once refuse each other's answers, since a fifo holds one frame: so only one of them asks.
+    // Two sides that ask at once refuse each other's answers, because a fifo holds one frame: so only one of them asks.
     appointment.go.Notify();
     ASSERT_EQ(appointment.ready.Wait(60.0), 1);
     EXPECT_TRUE(askUntilAnswered(*messenger));
@@ -100,7 +100,7 @@ TEST(MessengerProcesses, OneMayCloseWhileTheOtherAsks) {
     EXPECT_EQ(peer.join(60s), 0);
 }
 
-// Headers without payload, payloads without header, frames of nobody, and bytes of any kind.
+// Headers without payload, payloads without header, frames from nobody, and any other bytes.
 CHILD_ROLE(writesNonsense) {
     const test::LogRecorder quiet;
     const Appointment appointment(arguments);
@@ -108,7 +108,7 @@ CHILD_ROLE(writesNonsense) {
     if (!peer.meet()) return 1;
     std::mt19937_64 random(5);
     for (int round = 0; round < 500; ++round) {
-        if (round % 3 == 0) peer.sender->layAnew();  // what is no whole frame would stand in the way
+        if (round % 3 == 0) peer.sender->recreate();  // what is no whole frame would stand in the way
         Payload bytes(random() % 25);
         for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
         if (round % 3 == 0) peer.send({static_cast<std::uint32_t>(random()), 9, random()}, Payload(round % 2 ? 8 : 0));

@@ -1,4 +1,4 @@
-// The messenger's thread, wait by wait: its ends are played by a script, so no case takes time.
+// The messenger's thread, wait by wait: a script plays its ends, so no case takes time.
 #include <algorithm>
 #include <future>
 
@@ -277,7 +277,7 @@ TEST_F(MessengerSteps, OneThatAsksAndIsReadButHearsNothingLeavesOncePerRequestAn
     EXPECT_THAT(_messenger.calls.take(), ElementsAre("sender close", "sender notify"));
 }
 
-// The time that a side is not heard begins anew with everything that is heard of it, or shows that all is well.
+// The time without a word from the peer restarts with every word from it, and with every sign that all is well.
 class DeafTime : public MessengerSteps {
 protected:
     void expectNewBeginAfter(const std::function<void()>& event) {
@@ -314,7 +314,7 @@ TEST_F(DeafTime, BeginsAnewWhenThePeerStopsReading) {
 
 class MessengerOutcome : public MessengerSteps {
 protected:
-    // The peer has the request and answers it before this thread waits for that.
+    // The peer gets the request and answers it before this thread waits for the answer.
     void answerAtOnce() {
         _receiver.onNotify = [&] {
             if (_answered) return;
@@ -331,7 +331,7 @@ protected:
 TEST_F(MessengerOutcome, AnswerOfAPeerThatLeavesAtOnceIsAnAnswer) {
     play({});
     answerAtOnce();
-    // It has left before this thread looks at the answer.
+    // The peer has left before this thread looks at the answer.
     _messenger.finished->onWoken = [&] { play({kPeerLeft}); };
     EXPECT_TRUE(_messenger.send());
     EXPECT_THAT(tracesWith("processError"), Not(IsEmpty()));
@@ -382,7 +382,7 @@ TEST_F(MessengerSteps, OneThatItsOwnChannelHasClosedSignalsItsEndOnceUntilSomebo
 
 TEST_F(MessengerSteps, CloseReturnsWhenTheThreadEndedBeforeItsSignalWasCleared) {
     play({});
-    // The thread wakes by itself between step and clearing, and is gone when the clearing takes its signal.
+    // The thread wakes by itself between step and clearing, and has ended when the clearing takes its signal.
     _messenger.finished->onClear = [&] {
         _receiver.answer(kTimedOut);
         ASSERT_TRUE(becomesTrue([&] { return _messenger.finished->notifications() > 0; }));
@@ -395,7 +395,7 @@ TEST_F(MessengerSteps, CloseReturnsWhenTheThreadEndedBeforeItsSignalWasCleared) 
 TEST_F(MessengerSteps, CloseReturnsWhenAnotherMessengerTakesItsSignal) {
     play({});
     _messenger.finished->loseNotifications(3);
-    // The thread ends when close waits for it already.
+    // The thread ends while close is already waiting for it.
     _receiver.onClose = [&] {
         EXPECT_TRUE(becomesTrue([&] { return testing::Value(_messenger.finished->timeouts(), Contains(-1.0)); }));
     };
@@ -405,7 +405,7 @@ TEST_F(MessengerSteps, CloseReturnsWhenAnotherMessengerTakesItsSignal) {
 
 // ---- events that cannot be made
 
-/// As one whose name stands for something else: each wait fails at once.
+/// Like an event whose name belongs to another object: each wait fails at once.
 class NoEvent : public MEvent {
 public:
     int Wait(double) override {
@@ -463,7 +463,7 @@ TEST_F(MessengerWithoutEvent, TriesLessAndLessOftenAndSoDoesNotFillTheLog) {
 TEST_F(MessengerWithoutEvent, SendEndsAPause) {
     Messenger messenger(std::make_shared<TestChannel>(_ids), _event);
     bool ended = false;
-    // Where a busy machine sends behind a pause, the next one is longer.
+    // If a busy machine sends after a pause, the next pause is longer.
     for (std::size_t wait = 6; wait < 12 && !ended; ++wait) {
         ASSERT_TRUE(waitForWaits(wait + 1));
         EXPECT_FALSE(messenger.send());

@@ -1,4 +1,4 @@
-// The messenger with a peer in the same process: what goes over the wire, who is answered, what is traced.
+// The messenger with a peer in the same process: what is sent, who is answered, what is traced.
 #include <algorithm>
 #include <bit>
 #include <future>
@@ -33,7 +33,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
-// Traces of one function, as far as they belong to one messenger; a pointer in them is replaced by P.
+// Traces of one function that belong to one messenger; a pointer in them is replaced by P.
 std::vector<std::string> tracesOf(const test::LogRecorder& log, const std::string& function, const std::string& id) {
     std::vector<std::string> found;
     for (const std::string& text : log.traces()) {
@@ -135,7 +135,7 @@ TEST_F(MessengerTest, EqualIdsAreReportedAfterBothEndsWereMade) {
                 ElementsAre(MatchesRegex("Assertion failed: '_comm->requestId\\(\\) != _comm->responseId\\(\\)', file "
                                          "ipc/IPMessenger, line .+: same ids for sending fifo and listening fifo "
                                          "provided: 'a' == 'a'")));
-    // The receiver found what the sender had made, or it would have said so.
+    // The receiver found the sender's memory, or it would have said so.
     EXPECT_THAT(_log.traces(), Not(Contains("could not allocate shared mem: a_mem 89(24)")));
 }
 
@@ -302,7 +302,7 @@ TEST(MessageIds, AreDistinctAboveOneAndDrawnByAnyThread) {
     std::vector<std::uint64_t> ids = draw();
     for (const std::uint64_t id : other.get()) ids.push_back(id);
     EXPECT_GT(*std::min_element(ids.begin(), ids.end()), 1u);
-    // Over all 64 bits, not only the low ones.
+    // Spread over all 64 bits, not only the low ones.
     EXPECT_GT(*std::max_element(ids.begin(), ids.end()), std::uint64_t(1) << 63);
     EXPECT_EQ(std::set<std::uint64_t>(ids.begin(), ids.end()).size(), 10000u);
 }

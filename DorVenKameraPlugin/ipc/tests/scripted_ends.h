@@ -1,4 +1,4 @@
-// Both ends of a messenger as a script plays them: each wait answers what the test says, each call is noted.
+// Both ends of a messenger, played by a script: each wait returns what the test says, each call is recorded.
 #pragma once
 
 #include <algorithm>
@@ -18,7 +18,7 @@
 
 namespace test {
 
-/// What both ends did, in order, from any thread.
+/// The calls of both ends, in order, from any thread.
 class Calls {
 public:
     void note(const std::string& call) {
@@ -58,7 +58,7 @@ public:
     }
     void notify() override { _calls.note("sender notify"); }
 
-    /// The payload that was written last.
+    /// The last payload written.
     Payload payload() const {
         const std::lock_guard lock(_mutex);
         return _payload;
@@ -77,13 +77,13 @@ public:
     explicit ScriptedReceiver(Calls& calls)
         : IPMessageReceiver("", 0, std::make_shared<MProcessEvent>(nullptr)), _calls(calls) {}
 
-    /// Appends an answer to a wait. A wait beyond the script blocks until notify, which makes it answer 3.
+    /// Appends a result of a wait. A wait beyond the script blocks until notify, which makes it return 3.
     void answer(int status) {
         const std::lock_guard lock(_mutex);
         _script.push_back(status);
         _changed.notify_all();
     }
-    /// Waits until every answer was given and the thread waits beyond them.
+    /// Waits until every result was returned and the thread waits again.
     bool playToEnd() {
         std::unique_lock lock(_mutex);
         return _changed.wait_for(lock, std::chrono::seconds(60), [this] { return _script.empty() && _waiting; });
@@ -148,7 +148,7 @@ private:
     bool _notified = false;
 };
 
-/// An event whose waits and signals a test may step into.
+/// An event with hooks into its waits and signals.
 class HookedEvent : public MEvent {
 public:
     int Wait(double seconds) override {
@@ -171,7 +171,7 @@ public:
     }
     bool Set() override { return Notify(); }
 
-    /// The next notifications wake nobody, as when another process takes them.
+    /// The next notifications wake nobody, as if another process took them.
     void loseNotifications(int count) {
         const std::lock_guard lock(_mutex);
         _deaf = count;
@@ -196,7 +196,7 @@ private:
     int _deaf = 0;
 };
 
-/// A messenger whose ends, completion event and clock are the test's.
+/// A messenger whose ends, completion event and clock belong to the test.
 class ScriptedMessenger : public IPMessenger {
 public:
     explicit ScriptedMessenger(std::shared_ptr<Comm> comm) : IPMessenger(std::move(comm)) {
