@@ -1,8 +1,8 @@
-// Parameter and result type of a command, found in its operation's signature.
+// Parameter and result type of a command, derived from its operation's signature.
 //
-// An operation takes at most one parameter, by value, by const address, or spread over several arguments, and then the
-// addresses of its outputs. Where one structure stands for several arguments, or the output is handed out in another
-// form, the types are named (CommandList.inc).
+// An operation takes at most one parameter, by value, by const address or spread over several arguments, and then the
+// addresses of its outputs. If one structure stands for several arguments, or if the output is returned in another
+// form, CommandList.inc names the types.
 #pragma once
 
 #include <type_traits>
@@ -11,21 +11,21 @@
 
 namespace NUV {
 
-/// No parameter, or no value beside the status.
+/// No parameter, or no value besides the status.
 struct None {};
 
-/// Parameter and result type are found in the signature.
+/// Parameter and result type are derived from the signature.
 struct FromSignature {};
 
-// ---- what a signature tells
+// ---- what a signature says
 
-/// Outputs are addresses of something that can be written. Smart camera parameters are the one exception: they are
-/// opaque objects of the host, handed through.
+/// Outputs are addresses of writable objects. The only exception are smart camera parameters: opaque objects of the
+/// host that are passed through.
 template <typename T>
 inline constexpr bool kIsOutput =
     std::is_pointer_v<T> && !std::is_const_v<std::remove_pointer_t<T>> && !std::is_same_v<T, CSmartCamParamBase*>;
 
-/// The parameter object's type behind an argument: texts and opaque objects as they are, structures without address.
+/// The parameter object's type for an argument: texts and opaque objects unchanged, structures without address.
 template <typename T>
 struct ParameterBehind {
     using type = T;
@@ -63,7 +63,7 @@ struct Signature<PluginCallStatus (PluginDeviceBase::*)(Input, Output)> {
 
 // ---- a command's types
 
-/// @tparam P, R  Parameter and result type themselves; when they are left out, the signature tells them.
+/// @tparam P, R  Parameter and result type; if omitted, they are derived from the signature.
 template <auto operation, typename P = FromSignature, typename R = FromSignature>
 struct CommandTypes {
     using Parameter = P;

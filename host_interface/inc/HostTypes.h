@@ -1,5 +1,5 @@
-// Value types of the host framework that cross the plugin's boundary. Some fields are read and written by this plugin
-// and described here; the rest belong to the host's own dealings and are carried only.
+// Value types of the host framework that cross the plugin's boundary. Fields that this plugin reads or writes are
+// described here; the plugin only passes on the others.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ static_assert(sizeof(PluginDeviceRecord::label) == 40 * sizeof(wchar_t));
 
 namespace NUV {
 
-/// What a device can be driven as. A device is enumerated once for each kind that it supports.
+/// The kinds of device that a device can be used as. It is enumerated once for each kind that it supports.
 enum class InterfaceKind : std::uint32_t {
     none = 0,
     image = 1,          // commands 1001 to 1015
@@ -38,7 +38,7 @@ enum class InterfaceKind : std::uint32_t {
 
 // ---- images
 
-/// A region of the image, in pixels and lines. No range is enforced: the plugin keeps what the host sets.
+/// A region of the image, in pixels and lines. No range is enforced: the plugin stores what the host sets.
 struct PluginInterfaceClippingData {
     std::uint64_t x;       // first column
     std::uint64_t y;       // first line
@@ -65,13 +65,13 @@ struct PluginInterfacePixelSizeData {
 };
 static_assert(sizeof(PluginInterfacePixelSizeData) == 16);
 
-/// How a pixel's bytes are to be read. The values are the host's; the camera reports the configured one.
+/// How to read a pixel's bytes. The host defines the values; the camera reports the configured one.
 enum class PIXELFORMAT : std::uint32_t {};
 
-/// What a piece of meta data tells.
+/// The subject of a piece of meta data.
 enum class SMARTMETADATAKEY : std::int32_t { temperature = 0 };
 
-/// A piece of meta data; its type is told by name.
+/// A piece of meta data; its type is identified by name.
 class SmartMetaData {
 public:
     virtual ~SmartMetaData() = default;
@@ -92,24 +92,24 @@ public:
     double value;
 };
 
-/// Which meta data a camera can deliver, by key. Carried only.
+/// Which meta data a camera can deliver, by key. Only passed on.
 struct SMARTMETADATAPARAMS {
     std::uint64_t reserved[4];
 };
 using SmartMetaDataCaps = std::map<SMARTMETADATAKEY, SMARTMETADATAPARAMS>;
 
-/// What is known about an image beside its fields.
+/// Further information about an image.
 using SmartMetaDataMap = std::map<SMARTMETADATAKEY, std::shared_ptr<SmartMetaData>>;
 
-/// One image and what is known about it. Owned by the image source, which fills it for each image and hands its address
-/// to the callback. It is written without a lock: the host reads it in the callback, or while nothing is grabbed. Its
-/// address stays valid until the device is opened again.
+/// One image and its properties. Owned by the image source, which fills it for each image and passes its address to the
+/// callback. It is written without a lock: the host may read it in the callback, or while no grab runs. Its address
+/// stays valid until the device is opened again.
 struct IMAGEMEMORY {
     std::uint64_t width;                   // pixels in a line
     std::uint64_t height;                  // lines
     std::uint64_t secondWidth;             // pixels; does not follow the configured size
     std::uint64_t secondHeight;            // lines; does not follow the configured size
-    PluginInterfaceClippingData clipping;  // as the host set it; does not change the image
+    PluginInterfaceClippingData clipping;  // as set by the host; does not change the image
     std::int32_t bytesPerPixel;            // 1 or more; as configured, not checked
     unsigned char* imageBuffer;            // first line, lines without gaps; null before the first image. Not the
                                            // host's to free or keep: a real image's bytes are valid during the callback
@@ -117,26 +117,26 @@ struct IMAGEMEMORY {
     std::int32_t timeStampType;            // 1: timeStamp counts microseconds
     std::uint64_t timeStamp;               // microseconds
     double frameTime;                      // seconds from one image to the next
-    std::uint32_t imageCounter;            // number of the image; a gap tells of lost ones
+    std::uint32_t imageCounter;            // number of the image; a gap means lost images
     PIXELFORMAT pixelFormat;               // as configured
     SmartMetaDataMap metaData;             // shared with the image source
 };
 static_assert(sizeof(IMAGEMEMORY) == 112 + sizeof(SmartMetaDataMap), "no padding but after bytesPerPixel");
 
-/// Called for every image on the acquisition thread. What it returns is ignored; what it throws is caught and logged.
-/// It may send its own device any command but 1001, which is refused there, at any time beside the host's thread; it
-/// must never call ReleasePlugin, since nobody could wait for the thread that it runs on.
+/// Called for every image on the acquisition thread. Its result is ignored; an exception is caught and logged. It may
+/// send any command to its own device at any time, also while the host's thread does; only 1001 is refused there. It
+/// must never call ReleasePlugin, because nobody could wait for the thread that it runs on.
 /// @param context  As given with the function.   @param record  The source's record.
 using ImageCallback = int (*)(void* context, IMAGEMEMORY* record);
 
-/// A callback with its context. A null function: none.
+/// A callback with its context. A null function: no callback.
 struct PluginInterfaceCallbackData {
     void* context;
     ImageCallback function;
 };
 static_assert(sizeof(PluginInterfaceCallbackData) == 16 && offsetof(PluginInterfaceCallbackData, function) == 8);
 
-// ---- camera control; the values of the enumerations and the reserved words are the host's, carried only
+// ---- camera control; the host defines the enumerations' values and the reserved words; they are only passed on
 
 enum class TRIGGERMODE : std::int32_t {};
 enum class SCANNINGMODE : std::int32_t {};

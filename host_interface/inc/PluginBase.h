@@ -16,14 +16,14 @@ namespace NUV {
 /// Called by one thread at a time.
 class PluginBase : public PluginInterface {
 public:
-    /// @param module  The plugin's own module; its folder is handed to the devices.
+    /// @param module  The plugin's own module; the devices get its folder.
     explicit PluginBase(HMODULE module);
 
     /// Destroys the devices in the order of their creation.
     ~PluginBase() override;
 
-    /// Creates the devices at the first call, then fills one record per call; see PluginInterface. A device creation
-    /// that throws is tried again at the next call.
+    /// Creates the devices at the first call, then fills one record per call; see PluginInterface. If creating a device
+    /// throws, the next call tries again.
     std::int32_t enumerate(PluginDeviceRecord* record) override;
 
     /// Adds the plugin's devices (addDevice); none here.
@@ -33,10 +33,10 @@ public:
     /// Appends a device; null is ignored.
     void addDevice(std::unique_ptr<PluginDeviceBase> device);
 
-    /// The module's file name up to its last backslash, or all of it when it holds none; "" when it is unknown.
+    /// The module's file name up to its last backslash, or all of it if it contains none; "" when it is unknown.
     const char* moduleFolder() const { return _moduleFolder; }
 
-    // ---- for hosts; need nothing but this header
+    // ---- for hosts; needs only this header
 
     /// Devices created so far: none before the first enumerate.
     std::size_t deviceCount() const { return _devices.size(); }
@@ -50,7 +50,7 @@ private:
     HMODULE _module;
     char _moduleFolder[MAX_PATH];
     bool _devicesPending;
-    std::int32_t _cursor;  // device that enumerate looks at
+    std::int32_t _cursor;  // current device of enumerate
     std::vector<std::unique_ptr<PluginDeviceBase>> _devices;
 };
 

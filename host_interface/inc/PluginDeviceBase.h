@@ -17,23 +17,24 @@ namespace NUV {
 
 class PluginDeviceBase;
 
-/// Unpacks a command's parameter, calls one operation of the device and packs its result. Throws nothing: what the
-/// operation throws is answered with (-4, 0) and the result left as it was.
+/// Unpacks a command's parameter, calls one operation of the device and packs its result. Throws nothing: if the
+/// operation throws, the result is (-4, 0) and the result object stays unchanged.
 using CommandAdapter = PluginCallStatus (*)(PluginDeviceBase& device, const PluginInterfaceParameterBase* parameter,
                                             PluginInterfaceReturnBase* result);
 
-/// Commands are called by one thread at a time. An operation answers (0, 1) when done; (-4, 0) when it is not supported
-/// or failed, which is what each does here unless said otherwise, and leaves its outputs as they were.
+/// Commands are called by one thread at a time. An operation returns (0, 1) when done. It returns (-4, 0), with its
+/// outputs unchanged, when it is not supported or failed; in this class every operation does so unless stated
+/// otherwise.
 ///
-/// The operations stand in the order of their slots, and the order is a contract with hosts: none may be moved, added
-/// in between or overloaded. Behind each stands its slot and its command.
+/// The operations stand in the order of their slots, which is a contract with hosts: none may be moved, inserted in
+/// between or overloaded. The comment after each one gives its slot and its command.
 class PluginDeviceBase {
 public:
     /// A device of type 8, number 0, labelled "20250313".
     /// @param moduleFolder  Folder of the plugin's module.
     explicit PluginDeviceBase(const std::string& moduleFolder);
 
-    /// @param label  At most 40 characters are kept; null for none.
+    /// @param label  At most 40 characters are kept; null: no label.
     PluginDeviceBase(const wchar_t* label, std::int32_t typeCode, std::int32_t number, const std::string& moduleFolder);
 
     virtual ~PluginDeviceBase();  // 0
@@ -44,22 +45,22 @@ public:
 
     /// The property's text, valid until it is set or cleared; null when there is none.
     virtual const char* getProperty(std::int32_t id);  // 1
-    /// Stores a text without its trailing blanks and bytes 0x15. A null text changes nothing.
+    /// Stores a text without trailing blanks and bytes 0x15. A null text changes nothing.
     virtual PluginCallStatus setProperty(std::int32_t id, const char* text);  // 2
     virtual PluginCallStatus clearProperties();                               // 3
 
     // ---- image (kind 1)
 
     virtual bool imageSupported();  // 4
-    /// Opens the device. @param path  Configuration file; null, or one that does not exist, for the defaults.
-    /// @param bitmap  Set to the description of the images, the device's until the next successful open; null when
-    /// there is none.
+    /// Opens the device. @param path  Configuration file; null or a missing file: the defaults.
+    /// @param bitmap  Receives the description of the images, which belongs to the device until the next successful
+    ///                open; null when there is none.
     virtual PluginCallStatus openImageDevice(const char* path, const tagBITMAPINFO** bitmap);  // 5  1001
     /// Starts, or restarts, delivering images to the callback.
     virtual PluginCallStatus grab();  // 6  1002
-    /// As freeze; the answer is the device's own.
+    /// Same as freeze; the result is the device's own.
     virtual PluginCallStatus stop();  // 7  1003
-    /// Stops delivering images; none is delivered after it returned.
+    /// Stops delivering images; none is delivered after it has returned.
     virtual PluginCallStatus freeze();                                                 // 8  1004
     virtual PluginCallStatus setImageCallback(void* context, ImageCallback function);  // 9  1005
     virtual PluginCallStatus removeImageCallback();                                    // 10  1006
@@ -67,7 +68,7 @@ public:
                                          std::uint64_t height);  // 11  1007
     virtual PluginCallStatus clipping(std::uint64_t* x, std::uint64_t* y, std::uint64_t* width,
                                       std::uint64_t* height);  // 12  1008
-    /// Pixel data of the latest image, to be read in the callback only; null before the first.
+    /// Pixel data of the latest image, to be read only in the callback; null before the first image.
     virtual PluginCallStatus imageBuffer(char** buffer);                     // 13  1009
     virtual PluginCallStatus imageMemory(IMAGEMEMORY** record);              // 14  1011
     virtual PluginCallStatus pixelFormat(PIXELFORMAT* format);               // 15  1010
@@ -181,7 +182,7 @@ public:
     virtual PluginCallStatus sensor1337();                                             // 108  1337
     virtual PluginCallStatus sensorDeviceInformation(const char** document);           // 109  1338
 
-    // ---- light (kind 3); the argument of 1203, 1207, 1209 and 1212 tells which light
+    // ---- light (kind 3); the argument of 1203, 1207, 1209 and 1212 selects the light
 
     virtual bool lightSupported();                                                                         // 110
     virtual PluginCallStatus setLightText(const char* text);                                               // 111  1201
@@ -199,10 +200,10 @@ public:
 
     // ---- identity
 
-    /// An XML document of the properties; the operations ...DeviceInformation above all answer with it.
-    /// May be called by several threads at once while nobody changes the properties.
-    /// @param document  Set to a text that stays valid while the document is the same: until a call after a change of
-    ///                  the properties, or the device's end. Untouched, with the status (0, 0), when the document could
+    /// An XML document of the properties; all operations ...DeviceInformation above return it.
+    /// Several threads may call it at once while nobody changes the properties.
+    /// @param document  Receives a text that stays valid while the document is the same: until a call after a change of
+    ///                  the properties, or the device's end. Unchanged, with the status (0, 0), when the document could
     ///                  not be built.
     virtual PluginCallStatus deviceInformation(const char** document);  // 123
 
@@ -212,7 +213,7 @@ public:
     std::int32_t deviceNumber() const { return _deviceNumber; }
     const std::string& moduleFolder() const { return _moduleFolder; }
 
-    /// Makes a new device id from type code and number.
+    /// Creates a new device id from type code and number.
     void remakeDeviceId();
 
     /// The next of the device's interface kinds, in the order image, camera control, motor, I/O port, sensor, light.
@@ -220,14 +221,14 @@ public:
     /// @param kind  Zero when there is none left.   @return  Whether there was one.
     bool nextInterfaceKind(std::uint32_t* kind);
 
-    // ---- for hosts; needs nothing but this header
+    // ---- for hosts; needs only this header
 
     /// Sends a command.
     ///
-    /// @param parameter  Object of the command's type, or null where it takes none.
-    /// @param result     Receives status and value; an object of another type is left as it is. May be null.
+    /// @param parameter  Object of the command's type, or null if it takes none.
+    /// @param result     Receives status and value; an object of another type stays unchanged. May be null.
     /// @return           The operation's status; (-1, 0) when the parameter has the wrong type; (-4, 0), with the
-    ///                   result untouched, for an unknown id and for whatever was thrown.
+    ///                   result unchanged, for an unknown id and for any exception.
     PluginCallStatus call(std::int32_t commandId, const PluginInterfaceParameterBase* parameter,
                           PluginInterfaceReturnBase* result) {
         try {
@@ -256,7 +257,7 @@ private:
     std::map<std::int32_t, CommandAdapter> _commandMap;
 };
 
-/// Properties that the information document shows, in its order. Other ids can be stored and read all the same.
+/// Properties that the information document shows, in its order. Other ids can be stored and read, too.
 enum PropertyId : std::int32_t {
     kManufacturer = 0,
     kDeviceName = 1,

@@ -12,9 +12,9 @@ public:
 
     /// Fills a record for the next pair of device and interface kind.
     ///
-    /// @param record  Written only when 1 is returned. Null is answered with 0 and changes nothing.
-    /// @return        1: filled. 0: the current device has no further kind; the next call goes on with the next
-    ///                device, and answers 0 for ever after the last one.
+    /// @param record  Written only when 1 is returned. For null the result is 0, and nothing changes.
+    /// @return        1: filled. 0: the current device has no further kind; the next call continues with the next
+    ///                device, and always returns 0 after the last one.
     virtual std::int32_t enumerate(PluginDeviceRecord* record) = 0;
 
 protected:

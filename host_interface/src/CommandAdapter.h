@@ -1,4 +1,4 @@
-// bind<&PluginDeviceBase::operation>() makes the adapter of a command from the operation's signature.
+// bind<&PluginDeviceBase::operation>() creates the adapter of a command from the operation's signature.
 // Parameter and result type follow from the signature, or are named (CommandSignature.h).
 #pragma once
 
@@ -27,7 +27,7 @@ auto inputs(T& value) {
 template <typename T>
 UnpackedParameter<T> unpack(const PluginInterfaceParameterBase* parameter) {
     UnpackedParameter<T> unpacked(parameter);
-    // Texts are optional: an object of another type, or none, is a null text.
+    // Texts are optional: an object of another type, or no object, is a null text.
     if constexpr (std::is_same_v<T, const char*>) unpacked.valid = true;
     return unpacked;
 }
@@ -40,8 +40,8 @@ inline UnpackedParameter<None> unpack<None>(const PluginInterfaceParameterBase*)
 
 // ---- from outputs to a result's value
 
-/// Where an operation puts its outputs: they start as the host's own value, because an operation may answer (0, 1)
-/// without writing them and the host's value then has to stay.
+/// The outputs of an operation. They start with the host's own value, because an operation may return (0, 1) without
+/// writing them, and the host's value must then stay.
 template <typename T>
 struct Outputs {
     T value{};
@@ -58,7 +58,7 @@ struct Outputs {
     void finish() {}
 };
 
-/// A bitmap description is handed out by address, null when there is none, and copied for the host.
+/// A bitmap description is returned by address, null when there is none, and copied for the host.
 template <>
 struct Outputs<tagBITMAPINFO> {
     tagBITMAPINFO value{};
@@ -71,7 +71,7 @@ struct Outputs<tagBITMAPINFO> {
 
 // ---- the adapter
 
-/// Status alone: any result object takes it.
+/// Status only: any result object accepts it.
 inline PluginCallStatus report(PluginCallStatus status, PluginInterfaceReturnBase* result) {
     if (result) result->status = status;
     return status;
@@ -99,7 +99,8 @@ PluginCallStatus send(PluginDeviceBase& device, const PluginInterfaceParameterBa
     }
 }
 
-/// Whatever is thrown ends here, for hosts take adapters from the command map, too. The result stays as it was.
+/// Catches every exception, because hosts also take adapters from the command map. The result object then stays
+/// unchanged.
 template <auto operation, typename Parameter, typename Result>
 PluginCallStatus adapter(PluginDeviceBase& device, const PluginInterfaceParameterBase* parameter,
                          PluginInterfaceReturnBase* result) {

@@ -43,10 +43,10 @@ constexpr PropertyKey kPropertyKeys[] = {
 };
 // clang-format on
 
-// "Local only" is unique enough: the id has to differ on this machine.
+// "Local only" is unique enough: the id must differ only on this machine.
 bool isUnique(RPC_STATUS status) { return status == RPC_S_OK || status == RPC_S_UUID_LOCAL_ONLY; }
 
-/// What differs within this machine where the system makes no UUID: process, moment and a count.
+/// Differs within this machine when the system creates no UUID: process, time and a count.
 UUID localUuid() {
     static std::atomic<std::uint32_t> count{0};
     LARGE_INTEGER moment{};
@@ -60,7 +60,7 @@ UUID localUuid() {
     return uuid;
 }
 
-/// The text of a UUID where the system gives none. In which order its bytes come does not matter.
+/// The text of a UUID when the system gives none. The order of its bytes does not matter.
 std::string ownTextOf(const UUID& uuid) {
     unsigned char bytes[sizeof uuid];
     std::memcpy(bytes, &uuid, sizeof uuid);
@@ -84,8 +84,8 @@ std::string newUuid() {
     return copy;
 }
 
-/// Replaces a device's text by another one. The same text stays where it is: whoever was given its address, on another
-/// thread maybe, goes on reading there.
+/// Replaces a device's text. If the text is the same, it stays in place: whoever has its address, perhaps on another
+/// thread, may still be reading it.
 /// @return Its address.
 const char* keptText(std::string& kept, std::string text) {
     static std::mutex mutex;  // of all devices: hosts know a device's fields, so that none can be added
@@ -98,7 +98,7 @@ const char* keptText(std::string& kept, std::string text) {
 
 PluginDeviceBase::PluginDeviceBase(const std::string& moduleFolder)
     : PluginDeviceBase(L"", kTypeCode, kNumber, moduleFolder) {
-    // "%ls": in a wide format a plain "%s" means another kind of text on each system.
+    // "%ls": in a wide format, a plain "%s" means different kinds of text on the two systems.
     std::swprintf(_deviceLabel, kLabelLength, L"%ls", CStringHelper::ToWString(kLabel).c_str());
 }
 
@@ -132,7 +132,7 @@ PluginCallStatus PluginDeviceBase::clearProperties() {
     return kDone;
 }
 
-// ---- what a device supports none of, in slot order
+// ---- operations that a device does not support by default, in slot order
 
 #define QUERY(operation) \
     bool PluginDeviceBase::operation() { return false; }
@@ -275,7 +275,7 @@ DOCUMENT(lightDeviceInformation)
 // ---- identity
 
 PluginCallStatus PluginDeviceBase::deviceInformation(const char** document) {
-    // The root has neither name nor value; the header takes their place.
+    // The root has neither name nor value; the header replaces them.
     CXmlNode tree(nullptr, nullptr, nullptr);
     CXmlNode* info = tree.AddNode(L"Info");
     if (!info) return {0, 0};  // kept on purpose: docs/oddities.md, no-document-yet

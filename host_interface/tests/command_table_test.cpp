@@ -9,7 +9,7 @@ using namespace NUV;
 
 namespace test {
 
-// A device that supports nothing: every command answers so, and only the six questions for the document get an answer.
+// A device that supports nothing: every command reports that, and only the six requests for the document succeed.
 INSTANTIATE_TEST_SUITE_P(AllCommands, CommandSuite,
                          testing::Values(SuiteDevice{
                              "BareDevice", [] { return std::make_shared<PluginDeviceBase>("folder"); },
@@ -32,7 +32,7 @@ TEST(CommandTable, SixQuestionsGetTheSameDocument) {
     }
 }
 
-/// Notes what it is called with, and answers with values.
+/// Records its calls, and returns values.
 class NotingDevice : public PluginDeviceBase {
 public:
     NotingDevice() : PluginDeviceBase("folder") {}
@@ -197,7 +197,7 @@ TEST(CommandAdapter, PassesEnumerations) {
     PluginInterfaceReturn<TRIGGERMODE> result({9, 9}, TRIGGERMODE{});
     EXPECT_EQ(device.call(1109, nullptr, &result), kDone);
     EXPECT_EQ(result.value, TRIGGERMODE{4});
-    // An enumeration is not the number behind it.
+    // An enumeration is not the same type as its underlying number.
     PluginInterfaceParameter<std::int32_t> number(5);
     EXPECT_EQ(device.call(1108, &number, nullptr), kWrongParameter);
     EXPECT_EQ(device.noted, std::vector<std::uint64_t>{3});

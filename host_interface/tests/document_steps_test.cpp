@@ -1,4 +1,4 @@
-// How the device builds its information document, seen by the library that it builds it with (recording/NUV_Base.h).
+// How the device builds its information document, seen from the library that it uses (recording/NUV_Base.h).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

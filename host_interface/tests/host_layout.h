@@ -1,5 +1,5 @@
-// Where hosts find the fields of the framework's structures. What a header can say about its own structure it says
-// itself; here stands what needs a compiler that is told not to mind the containers.
+// Where hosts find the fields of the framework's structures. Headers check their own structures where they can; these
+// checks need a compiler option that permits offsetof with containers.
 #pragma once
 
 #include <cstddef>

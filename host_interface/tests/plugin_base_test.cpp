@@ -27,7 +27,7 @@ public:
     std::vector<std::int32_t>* destroyed = nullptr;
 };
 
-/// A plugin whose devices a test gives.
+/// A plugin with the devices of a test.
 class GivenPlugin : public PluginBase {
 public:
     explicit GivenPlugin(HMODULE module = nullptr) : PluginBase(module) {}
@@ -49,7 +49,7 @@ public:
     std::string folderAsked;
 };
 
-/// A record that holds a pattern, so that every write shows.
+/// A record filled with a pattern, so that every write shows.
 struct PatternRecord {
     PluginDeviceRecord record;
     std::uint64_t behind = 0x5A5A5A5A5A5A5A5Au;

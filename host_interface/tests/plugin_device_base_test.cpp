@@ -239,7 +239,7 @@ TEST(InterfaceKinds, AreAskedForOnce) {
 }
 
 TEST(InterfaceKinds, OfEachQueryStandForIt) {
-    /// Supports the one kind that a test picks.
+    /// Supports only the kind that a test selects.
     class OneKind : public PluginDeviceBase {
     public:
         explicit OneKind(InterfaceKind only) : PluginDeviceBase(""), kind(only) {}

@@ -1,5 +1,5 @@
-// Makes a compiler emit the tables of every class that a host or a debugger meets. Compiled only, with the headers of
-// stubs/ in place of the standard ones; vtables.py reads what comes out.
+// Makes a compiler emit the tables of every class that a host or a debugger uses. Only compiled, with the headers of
+// stubs/ instead of the standard ones; vtables.py reads the output.
 #include "../call_object_types.h"
 #include "../host_layout.h"
 #include "DorVenCameraPlugin.h"

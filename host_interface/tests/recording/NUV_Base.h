@@ -1,4 +1,4 @@
-// Stands in for the host's base library in a test: notes how the device uses it, and builds nothing.
+// Replaces the host's base library in a test: records how the device uses it, and builds nothing.
 #pragma once
 
 #include <cstddef>
@@ -10,10 +10,10 @@
 
 namespace test {
 
-/// What was asked of the library, in order, and what it is to refuse.
+/// The requests to the library, in order, and the ones that it must refuse.
 struct XmlRecord {
     std::vector<std::wstring> calls;
-    std::vector<std::wstring> refused;  // names of elements that are not added, each once
+    std::vector<std::wstring> refused;  // names of elements that are refused, each once
     int living = 0;                     // nodes that exist
 };
 inline XmlRecord xml;

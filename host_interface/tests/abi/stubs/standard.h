@@ -1,5 +1,5 @@
-// As much of the standard library, and of platform.h, as the class declarations need to be compiled without
-// either: names and sizes, and no behaviour. Nothing compiled with these is ever run.
+// The minimum of the standard library, and of platform.h, that the class declarations need to be compiled without
+// either: names and sizes, no behaviour. Nothing compiled with these is ever run.
 #pragma once
 
 #include <stdarg.h>
