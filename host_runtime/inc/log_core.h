@@ -1,26 +1,25 @@
-// The one place that trace, errorlog and errortrace write to: the log file, and a capture in memory for tests. One line
-// per entry, out when its function returns:
+// The one target of trace, errorlog and errortrace: the log file, and a capture in memory for tests. One line per
+// entry, written when its function returns:
 //   2026-01-31 12:34:56.789 errorlog 0 Dorven/TeskImages:75 text      (time, sink, level, source file:line, text)
-// Control characters are written escaped (\n, \x1b). Nothing here throws, nothing ends the program, and nothing holds
-// it up for long.
+// Control characters are escaped (\n, \x1b). Nothing here throws, ends the program or delays it for long.
 //
-// Environment, read at the first use; what is wrong with it is said once on standard error:
+// Environment, read at the first use; faults in it are reported once on standard error:
 //   DORVEN_LOG_LEVEL   the trace master level 0 … 5 (default 0: errors, and traces of level 0)
-//   DORVEN_LOG_FILE    a file that entries of any number of processes are appended to (default: standard error)
-//   DORVEN_LOG_MAX_MB  size in MB at which that file is renamed to FILE.1, in the place of the one before, and begun
-//                      anew (default 64; 0: never). All processes that write one file need the same.
+//   DORVEN_LOG_FILE    a file to which any number of processes append entries (default: standard error)
+//   DORVEN_LOG_MAX_MB  size in MB at which that file is renamed to FILE.1, which replaces an older FILE.1, and a new
+//                      file is started (default 64; 0: never). All processes that write one file need the same value.
 //
-// Equal entries of one sink that come in a row are counted, not written: "last entry repeated 118 times" follows after
-// 1 s, then after 2 s, 4 s … 64 s more, before the next other entry, and at the end of the program (not when it is
-// killed). Its time is that of the last of them.
+// Equal entries of one sink in a row are counted, not written: "last entry repeated 118 times" follows after 1 s, then
+// after 2 s, 4 s … 64 s more, before the next different entry, and at the end of the program (not when it is killed).
+// It has the time of the last of them.
 //
-// What cannot be written is lost: a full disk, a pipe without a reader, and a pipe, terminal or locked file that stays
-// blocked for half a second (for a tenth of the time, where that happens often). As soon as the log can be written
-// again, an entry of log_core tells how many entries were lost there. No signal comes from that, and the program's own
-// signal settings stay as they are. Not covered: a file on a server that does not answer.
+// What cannot be written is lost: on a full disk, with a pipe without a reader, and with a pipe, terminal or locked
+// file that stays blocked for half a second (for a tenth of the time, if that happens often). As soon as the log can be
+// written again, an entry of log_core reports how many entries were lost there. None of this causes a signal, and the
+// program's own signal settings stay unchanged. Not covered: a file on a server that does not answer.
 //
-// A child that the program forks logs as well, and tells nothing of what its parent has counted. The fork waits for an
-// entry that another thread is writing.
+// A forked child logs as well, and does not report what its parent has counted. The fork waits for an entry that
+// another thread is writing.
 #pragma once
 
 #include <cstdarg>
@@ -30,7 +29,7 @@
 
 enum class LogSink : int { trace = 0, errorLog = 1, errorTrace = 2 };
 
-/// One entry as a capture hands it out; texts are copies that live during the call.
+/// One entry as a capture receives it; texts are copies that exist during the call.
 struct LogEntryView {
     LogSink sink;
     int level;         // of a trace message; 0 for the other sinks
@@ -38,21 +37,21 @@ struct LogEntryView {
     int line;
     const char* channel;  // of a trace message; "" for the other sinks
     const char* text;
-    unsigned long long thread;  // number of the reporting thread; given by the log, whatever the reporter says
+    unsigned long long thread;  // number of the reporting thread; set by the log, whatever the reporter says
 };
 
 extern "C" {
 
 /// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix. errno and the last error
-/// stay as they were.
+/// stay unchanged.
 LOG_CORE_API void LogCore_Write(const LogEntryView* entry);
 
-/// The trace master level, 0 … 5, from the environment or as set; setting keeps to that range.
+/// The trace master level, 0 … 5, from the environment or as set; a set value is limited to that range.
 LOG_CORE_API int LogCore_MasterLevel();
 LOG_CORE_API void LogCore_SetMasterLevel(int level);
 
-/// Starts to hand every entry to a function as well, on the reporting thread and under the log's lock, so it must
-/// neither report itself nor fork; null ends it. While a capture runs, the log itself is not written, so that tests
+/// From now on also passes every entry to a function, on the reporting thread and under the log's lock, so the function
+/// must neither report nor fork; null ends the capture. During a capture the log itself is not written, so that tests
 /// stay quiet.
 LOG_CORE_API void LogCore_SetCapture(void (*function)(void* context, const LogEntryView* entry), void* context);
 

@@ -37,7 +37,7 @@ void keep(Context& context, const char* text) {
         context.entries.push_back({location.file, location.line, text});
         if (context.entries.size() > kKeptEntries) context.entries.pop_front();
     } catch (...) {
-        // Out of memory: it stands in the error trace all the same.
+        // Out of memory: it is in the error trace all the same.
     }
 }
 

@@ -33,7 +33,7 @@ constexpr int kLevelNotRead = -1;
 constexpr std::uint64_t kBytesPerMb = 1000000;
 constexpr const char* kSinkNames[] = {"trace", "errorlog", "errortrace"};
 
-// Formats a line and hands it to the file in one piece. The log's lock guards it.
+// Formats a line and passes it to the file in one piece. Guarded by the log's lock.
 class LineSink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
 public:
     explicit LineSink(LogFile& file)
@@ -41,7 +41,7 @@ public:
                                                                 spdlog::pattern_time_type::local, "\n")),
           _file(file) {}
 
-    /// Lines that are lost with the last one.
+    /// Number of lines lost with the last one.
     std::size_t takeLost() { return std::exchange(_lost, 0); }
 
 private:
@@ -68,8 +68,8 @@ struct Log {
     std::uint64_t lost = 0;  // entries, since one was written last
 };
 
-// Never destroyed, on purpose, and this library is never unloaded: other modules' destructors may report when this
-// one's would have run already, and the file is opened once however often a plugin is loaded.
+// Never destroyed, on purpose, and this library is never unloaded. Destructors of other modules may report after this
+// one's would have run, and the file is opened only once, however often a plugin is loaded.
 Log& theLog() {
     alignas(Log) static std::byte storage[sizeof(Log)];
     static Log* const log = [] {
@@ -83,7 +83,7 @@ Log& theLog() {
 void lockForFork() { theLog().mutex.lock(); }
 void unlockInParent() { theLog().mutex.unlock(); }
 
-// What the parent has counted, it tells itself.
+// The parent itself reports what it has counted.
 void beginAnewInChild() {
     Log& log = theLog();
     for (LogRow& row : log.rows) row = LogRow();
@@ -92,7 +92,7 @@ void beginAnewInChild() {
     log.mutex.unlock();
 }
 
-// When this library is loaded: a fork while another thread writes the first entry waits for that one, too.
+// Registered when this library is loaded: a fork while another thread writes the first entry waits for that entry, too.
 [[maybe_unused]] const bool isRegistered = [] {
     platform_runAroundForks(lockForFork, unlockInParent, beginAnewInChild);
     return true;
@@ -137,7 +137,7 @@ void appendOnOneLine(std::string& line, const char* text) {
     }
 }
 
-// Says it on standard error, whatever the log is. All that is said shares one patience; the log's lock guards it.
+// Reports on standard error, wherever the log goes. All these reports share one patience. Guarded by the log's lock.
 void say(const std::string& what) {
     const std::string line = what + "\n";
     static LogFile* const standardError = new LogFile;  // never destroyed, as the log itself
@@ -165,7 +165,7 @@ void complainAbout(const NumberVariable& variable, const char* text, const char*
     }
 }
 
-// What is wrong is said on standard error. A number out of range becomes the nearest, other texts the default.
+// Reports a fault on standard error. A number out of range becomes the nearest one, any other text the default.
 int numberFromEnvironment(const NumberVariable& variable, const char* usedPrefix) {
     const char* text = environmentText(variable.name);
     if (!text) return variable.byDefault;
@@ -206,7 +206,7 @@ void sayOverfull(Log& log) {
     }
 }
 
-// False: it is lost, and not counted yet.
+// False: it is lost, and not yet counted as lost.
 bool writeLine(Log& log, LogSink origin, std::chrono::system_clock::time_point time, const std::string& line) {
     const char* name = kSinkNames[static_cast<int>(origin)];
     log.sink->log(spdlog::details::log_msg(time, spdlog::source_loc{}, name, spdlog::level::info, line));
@@ -216,7 +216,7 @@ bool writeLine(Log& log, LogSink origin, std::chrono::system_clock::time_point t
     return lost == 0;
 }
 
-// Once the log works again, what it has missed comes first.
+// When the log works again, the report of the loss comes first.
 bool writeLossNote(Log& log) {
     if (log.lost == 0) return true;
     const std::string count = std::to_string(log.lost) + (log.lost == 1 ? " entry was" : " entries were");
@@ -227,7 +227,7 @@ bool writeLossNote(Log& log) {
     return true;
 }
 
-// Also of those that end for lack of memory.
+// Counts the loss, also if writing ends because memory runs out.
 struct LossUnlessOut {
     ~LossUnlessOut() {
         if (!isOut) log.lost += entries;
@@ -237,7 +237,7 @@ struct LossUnlessOut {
     bool isOut = false;
 };
 
-// False: it is lost, and not counted yet.
+// False: it is lost, and not yet counted as lost.
 bool writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::time_point time, const char* text) {
     std::string line = std::to_string(entry.level);
     line += ' ';
@@ -249,7 +249,7 @@ bool writeEntry(Log& log, const LogEntryView& entry, std::chrono::system_clock::
     return writeLossNote(log) && writeLine(log, entry.sink, time, line);
 }
 
-// One that came once more only is written as it is.
+// An entry that was repeated only once is written as it is.
 void writeRepeats(Log& log, LogRow& row) {
     if (!row.hasRepeats()) return;
     const LogEntryView entry = row.entry();
@@ -259,7 +259,7 @@ void writeRepeats(Log& log, LogRow& row) {
     loss.isOut = writeEntry(log, entry, row.lastTime(), text.c_str());
 }
 
-// In the order in which they came last.
+// In the order of their last repeats.
 void writeAllRepeats(Log& log) {
     LogRow* rows[std::size(kSinkNames)];
     std::transform(std::begin(log.rows), std::end(log.rows), rows, [](LogRow& row) { return &row; });
@@ -281,8 +281,8 @@ void add(Log& log, const LogEntryView& entry) {
     if (loss.isOut) row.begin(entry, now);
 }
 
-// At the end of the program nothing more may come, so what is counted is written, and nothing counted any more. A
-// thread that was ended by the system may have the lock.
+// At the end of the program nothing more may follow, so the counted repeats are written, and nothing is counted any
+// more. A thread that the system has ended may hold the lock.
 struct LastRepeats {
     ~LastRepeats() {
         Log& log = theLog();
@@ -315,7 +315,7 @@ LogEntryView completed(const LogEntryView& entry) {
     return whole;
 }
 
-// Callers report a failure and then tell its cause: what they ask for is as it was before.
+// Callers report a failure and then return its cause, so the errors that they read must stay unchanged.
 class ErrorsOfCaller {
 public:
     ErrorsOfCaller() = default;

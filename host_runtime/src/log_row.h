@@ -1,5 +1,5 @@
-// Equal entries that come one after the other are counted instead of written, so that a fault that repeats 200 times a
-// second does not fill a disk. The clock is the caller's.
+// Equal entries in a row are counted instead of written, so that a fault that repeats 200 times a second does not fill
+// a disk. The caller supplies the clock.
 #pragma once
 
 #include <chrono>
@@ -7,34 +7,34 @@
 
 #include "log_core.h"
 
-/// The last entry of one sink, and how often it has come again without having been written. Entries are equal when
-/// level, place and text are.
+/// The last entry of one sink, and how often it has been repeated without being written. Entries are equal when level,
+/// place and text are.
 class LogRow {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// A row that has gone on for a second is summed up; then after 2 s, 4 s … and at last every 64 s.
+    /// A row is summed up after one second, then after 2 s, 4 s … and finally every 64 s.
     static constexpr Clock::duration kFirstInterval = std::chrono::seconds(1);
     static constexpr Clock::duration kLongestInterval = std::chrono::seconds(64);
 
     enum class Step {
-        write,    // a new entry, or one that has not come for an interval: begin() a row with it once it is out
+        write,    // a new entry, or one that was not repeated for an interval: call begin() once it is written
         counted,  // one of many
-        sumUp,    // counted, and it is time to write how many there were
+        sumUp,    // counted, and it is time to write the number
     };
 
     Step next(const LogEntryView& entry, Clock::time_point now);
     void begin(const LogEntryView& entry, Clock::time_point now);
-    void end() { _begun = false; }  // whatever comes next is new
+    void end() { _begun = false; }  // the next entry is new in any case
 
-    /// How often the entry has come since it, or its last sum, was written; this one counts as written now.
+    /// Number of repeats since the entry, or its last sum, was written; the sum counts as written now.
     unsigned long long takeRepeats();
 
     bool hasRepeats() const { return _repeats > 0; }
-    Clock::time_point last() const { return _last; }                              // when the entry came last
+    Clock::time_point last() const { return _last; }                              // time of the last repeat
     std::chrono::system_clock::time_point lastTime() const { return _lastTime; }  // by the clock on the wall
 
-    /// The entry itself; its texts live as long as the row goes on.
+    /// The entry itself; its texts exist as long as the row continues.
     LogEntryView entry() const;
 
 private:

@@ -1,4 +1,4 @@
-// What trace, errorlog and errortrace share: the location that a thread gave last, and texts of any length.
+// Shared by trace, errorlog and errortrace: the location that a thread set last, and texts of any length.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 #include "platform.h"
 
-/// Where a thread's next entry comes from. Plain data, so that it can be thread_local in a library that is unloaded.
+/// The location of a thread's next entry. Plain data, so that it can be thread_local in a library that is unloaded.
 struct ReportLocation {
     char file[260];
     char channel[64];
@@ -18,7 +18,7 @@ struct ReportLocation {
     int level;
 };
 
-/// Copies a name; of one that is too long, its end, which tells most.
+/// Copies a name; of one that is too long, its end, which says most.
 template <std::size_t size>
 void keepName(char (&kept)[size], const char* name) {
     if (!name) name = "";
@@ -27,7 +27,7 @@ void keepName(char (&kept)[size], const char* name) {
     std::memcpy(kept, name + (length - count), count + 1);
 }
 
-/// As platform_vformat; negative also when memory runs out.
+/// Same as platform_vformat; negative also when memory runs out.
 inline int formatted(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
     try {
         return platform_vformat(buffer, size, format, arguments);
@@ -36,8 +36,8 @@ inline int formatted(char* buffer, std::size_t size, const char* format, std::va
     }
 }
 
-/// Formats as platform_vformat does and hands the text, of whatever length, to a function. A text that cannot be
-/// formatted is handed on as its format, so that the entry is not lost.
+/// Formats like platform_vformat and passes the text, of any length, to a function. If a text cannot be formatted, its
+/// format is passed, so that the entry is not lost.
 template <typename Function>
 void withFormattedText(const char* format, std::va_list arguments, Function&& use) {
     if (!format) return use("");
@@ -50,7 +50,7 @@ void withFormattedText(const char* format, std::va_list arguments, Function&& us
     if (length >= static_cast<int>(sizeof buffer)) {
         const std::size_t size = static_cast<std::size_t>(length) + 1;
         large.reset(new (std::nothrow) char[size]);
-        // Without memory the cut text has to do.
+        // Without memory the cut text must do.
         if (large && formatted(large.get(), size, format, again) >= 0) text = large.get();
     }
     va_end(again);

@@ -14,10 +14,10 @@ using Document = rapidxml::xml_document<wchar_t>;
 using Node = rapidxml::xml_node<wchar_t>;
 using Attribute = rapidxml::xml_attribute<wchar_t>;
 
-// wchar_t has a sign on one system and none on the other.
+// wchar_t is signed on one system and unsigned on the other.
 char32_t codeOf(wchar_t character) { return static_cast<std::make_unsigned_t<wchar_t>>(character); }
 
-// Control characters, and U+FFFE and U+FFFF, cannot stand in a document in any form.
+// A document cannot contain control characters, U+FFFE and U+FFFF in any form.
 bool isForbidden(char32_t code) { return code < U' ' || code == 0xFFFE || code == 0xFFFF; }
 
 bool isName(const wchar_t* name) {
@@ -50,7 +50,7 @@ void writeCharacter(std::wstring& text, wchar_t character) {
         case L'\'':
             text += L"&apos;";
             break;
-        // A reader would take these for blanks.
+        // A reader would replace these by blanks.
         case L'\t':
             text += L"&#9;";
             break;

@@ -1,9 +1,9 @@
-// Standard error in the ways in which a log may find it. For children only: nobody puts it back.
+// Standard error in the conditions that a log may meet. For children only: nobody restores it.
 #pragma once
 
 #include <string>
 
-/// Standard error becomes a pipe that holds some kilobytes, with its reader in this process.
+/// Turns standard error into a pipe that holds some kilobytes, with its reader in this process.
 class StandardErrorPipe {
 public:
     StandardErrorPipe();
@@ -11,7 +11,7 @@ public:
     StandardErrorPipe(const StandardErrorPipe&) = delete;
     StandardErrorPipe& operator=(const StandardErrorPipe&) = delete;
 
-    /// Takes what is in it, without waiting for more.
+    /// Reads its present content without waiting for more.
     std::string read();
 
     void closeReader();
@@ -29,10 +29,10 @@ public:
     PipeForChild(const PipeForChild&) = delete;
     PipeForChild& operator=(const PipeForChild&) = delete;
 
-    /// What the child opens (standardErrorBecomes).
+    /// The name that the child opens (standardErrorBecomes).
     const std::string& name() const { return _name; }
 
-    /// Takes what is in it, without waiting for more.
+    /// Reads its present content without waiting for more.
     std::string read();
 
 private:
@@ -40,10 +40,10 @@ private:
     void* _reader = nullptr;
 };
 
-/// Standard error becomes a PipeForChild, or a file that exists.
+/// Turns standard error into a PipeForChild, or into an existing file.
 void standardErrorBecomes(const std::string& name);
 
-/// A process that was stopped in the middle of a line: it has the log file's lock.
+/// A process that was stopped in the middle of a line while it holds the log file's lock.
 class StoppedWriter {
 public:
     explicit StoppedWriter(const std::string& path);

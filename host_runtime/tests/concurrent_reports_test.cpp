@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kEntries = 500;
 
-// Every entry of a thread names the thread in its file, its number in its line, and both in its text.
+// Every entry of a thread contains the thread in its file, its number in its line, and both in its text.
 void reportAll(const std::string& name) {
     for (int i = 0; i < kEntries; ++i) {
         _MTrace_Location(name.c_str(), i, name.c_str(), 1);

@@ -83,7 +83,7 @@ CHILD_ROLE(reportsAroundACapture) {
     return 0;
 }
 
-// In a time zone of its own where the system takes one from the environment, so that UTC is not local time.
+// In its own time zone, if the system reads one from the environment, so that UTC differs from local time.
 CHILD_ROLE(comparesTheTimeOfItsEntry) {
     setEnvironment("TZ", "TST-05:30");
     beginReporter(arguments);

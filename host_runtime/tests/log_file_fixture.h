@@ -1,4 +1,4 @@
-// What tests of the log file share: children that report, and the lines that they leave.
+// Shared by tests of the log file: children that report, and the lines that they leave.
 #pragma once
 
 #include <algorithm>
@@ -29,7 +29,7 @@ inline void setEnvironment(const std::string& name, const std::string& value) {
     ASSERT_EQ(putenv(kept.back().data()), 0);
 }
 
-// Standard error of a child as a file; msvcrt's "\r\n" taken for one line end.
+// Standard error of a child as a file; msvcrt's "\r\n" counts as one line end.
 inline std::vector<std::string> standardErrorLines(const std::string& path) {
     std::vector<std::string> lines = linesOf(path);
     for (std::string& line : lines) {

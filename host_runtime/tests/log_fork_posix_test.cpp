@@ -20,7 +20,7 @@ void report(const char* text) {
     _MErrLog_Add("%s", text);
 }
 
-// In a child, which a signal ends when it is stuck. Whether it came to its end.
+// Runs in a child; a signal ends it if it hangs. Whether it finished.
 template <typename Function>
 bool endsInForkedChild(Function function) {
     const pid_t child = fork();
@@ -79,7 +79,7 @@ TEST_F(LogFileTest, WhatTheParentHasCountedIsWrittenOnce) {
         told += isSum ? std::stoul(match[1]) : 1;
     }
     EXPECT_EQ(told, 120u);
-    // The child's own entry stands there in full, too.
+    // The child's own entry is there in full, too.
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                             [](const std::string& line) { return line.find(":7 the same") != line.npos; }),
               2);

@@ -12,7 +12,7 @@ protected:
 
     static LogEntryView entry(const char* text) { return {LogSink::errorLog, 0, "file", 7, "", text, 0}; }
 
-    // What LogCore does with an entry.
+    // Does what LogCore does with an entry.
     Step add(const LogEntryView& entry, std::chrono::milliseconds at) {
         const auto now = LogRow::Clock::time_point(1h) + at;
         const Step step = row.next(entry, now);

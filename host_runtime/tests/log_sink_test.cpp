@@ -1,4 +1,4 @@
-// What a host meets when its log cannot take what is written to it, or takes too much of it.
+// What happens to a host whose log cannot accept what is written to it, or accepts too much.
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -37,7 +37,8 @@ std::vector<std::string> splitLines(const std::string& text) {
     return lines;
 }
 
-// How often an entry with that text was reported, as the log has it: in full, or counted. Needs the texts of one sink.
+// How often an entry with that text was reported according to the log: in full, or counted. Requires the texts of one
+// sink.
 std::size_t timesReported(const std::vector<std::string>& lines, const std::string& text) {
     std::size_t times = 0;
     bool isLast = false;
@@ -107,8 +108,7 @@ TEST(LogSink, ComplaintsAboutTheEnvironmentDoNotEndTheProgramEither) {
 
 constexpr std::size_t kUnreadEntries = 200;
 
-// Reports until the newest entry is the last that has come, so that nothing is still on its way; what has come
-// meanwhile.
+// Reports until the newest entry arrives last, so that nothing is still on its way. Returns what arrived meanwhile.
 std::string reportUntilSeen(StandardErrorPipe& pipe) {
     std::string text;
     for (int i = 0;; ++i) {
@@ -129,7 +129,7 @@ CHILD_ROLE(reportsIntoAPipeThatNobodyReads) {
     const std::string text = pipe.read() + reportUntilSeen(pipe);
     const std::vector<std::string> lines = splitLines(text);
     std::size_t reported = kUnreadEntries;
-    // The last entry's number tells how many were tried.
+    // The last entry's number says how many were tried.
     reported += std::stoul(lines.back().substr(lines.back().rfind(' '))) + 1;
     const std::size_t whole = linesWith(lines, " unread ") + linesWith(lines, ":7 after ");
     const std::size_t lost = lostEntries(lines);
@@ -154,7 +154,7 @@ std::size_t timesRepeated(const std::vector<std::string>& lines) {
     return times;
 }
 
-// The first of a row of equal entries finds the pipe full, and so do some more.
+// The pipe is full for the first of a row of equal entries, and for some more.
 CHILD_ROLE(reportsTheSameIntoAPipeThatNobodyReads) {
     logToStandardError();
     StandardErrorPipe pipe;
@@ -390,7 +390,7 @@ TEST_F(LogSizeTest, WhatIsNoSizeIsReportedAndTheNearestUsed) {
     EXPECT_THAT(logged(), SizeIs(30));
 }
 
-// A folder of the older file's name keeps the full one from being renamed.
+// A folder with the older file's name prevents the full one from being renamed.
 CHILD_ROLE(reportsUntilTheFileCanBePutAside) {
     beginReporter(arguments);
     setEnvironment("DORVEN_LOG_MAX_MB", "1");
@@ -414,7 +414,7 @@ TEST_F(LogSizeTest, AFileThatCannotBePutAsideEndsAtTwiceItsSize) {
                                                    "write into its folder."))));
 }
 
-// The file is made too large by somebody else, behind an entry that repeats.
+// Somebody else makes the file too large, after an entry that repeats.
 CHILD_ROLE(losesTheSumOfARow) {
     beginReporter(arguments);
     setEnvironment("DORVEN_LOG_MAX_MB", "1");
@@ -429,7 +429,7 @@ CHILD_ROLE(losesTheSumOfARow) {
     return 0;
 }
 
-// Whoever has summed up once or more, on a slow machine, has told the others before.
+// If a slow machine has summed up once or more, it has reported the others before.
 TEST_F(LogSizeTest, ASumThatIsLostCountsAsAllTheEntriesThatItStandsFor) {
     ASSERT_EQ(run("losesTheSumOfARow", "", log), 0);
     const std::vector<std::string> first = linesOf(older);
@@ -454,7 +454,7 @@ CHILD_ROLE(fillsTheFileWithOthers) {
     return 0;
 }
 
-// Fewer than two files full, so that every line is in the older one or in the new one.
+// Fewer than two files full, so that every line is in the older file or in the new one.
 TEST_F(LogSizeTest, SeveralProcessesPutTheFileAsideOnce) {
     std::list<Signal> ready;
     std::list<Signal> go;

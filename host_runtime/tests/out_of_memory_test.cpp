@@ -11,7 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// Takes entries without needing memory itself.
+// Accepts entries without needing memory itself.
 struct Received {
     Received() {
         LogCore_SetCapture(

@@ -75,7 +75,7 @@ TEST(StringHelper, APairIsOneCharacterOnlyWhereWideCharactersHave16Bits) {
 }
 
 TEST(StringHelper, AWideNumberBeyondTheLastCharacterBecomesAQuestionMark) {
-    // Cut to 16 bits it is an ordinary character.
+    // Cut to 16 bits, it would be an ordinary character.
     const std::wstring text{static_cast<wchar_t>(0x110041)};
     EXPECT_EQ(CStringHelper::ToString(text), sizeof(wchar_t) == 2 ? "A" : "?");
     EXPECT_EQ(CStringHelper::ToString({static_cast<wchar_t>(-1)}), sizeof(wchar_t) == 2 ? "\xef\xbf\xbf" : "?");

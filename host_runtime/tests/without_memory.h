@@ -1,4 +1,4 @@
-// Refuses memory to everything that asks on this thread, for a scope.
+// For a scope, makes every allocation on this thread fail.
 #pragma once
 
 class WithoutMemory {

@@ -19,7 +19,7 @@ std::wstring saved(const CXmlNode& node, const wchar_t* header = nullptr) {
     return text;
 }
 
-// The document as a host receives it: narrowed, then parsed by somebody else.
+// The document as a host receives it: converted to narrow text, then parsed by another library.
 class Parsed {
 public:
     explicit Parsed(const CXmlNode& node) : _text(CStringHelper::ToString(saved(node))) {
