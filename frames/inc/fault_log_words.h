@@ -5,21 +5,21 @@ namespace frames::fault_log {
 
 inline constexpr char kSchema[] = "dorven-fault-log/1";
 
-/// Of key "event".
+/// Values of key "event".
 inline constexpr char kRun[] = "run";
 inline constexpr char kFault[] = "fault";
 inline constexpr char kNote[] = "note";
 inline constexpr char kEnd[] = "end";
 
-/// Of key "note": why frames did not arrive that no fault took away.
+/// Values of key "note": why frames did not arrive although no fault took them away.
 inline constexpr char kRefused[] = "refused";           // the ring was full
 inline constexpr char kSkipped[] = "skipped";           // too late
-inline constexpr char kRingLaid[] = "ring-laid";        // unread when it was laid anew
-inline constexpr char kRingDamaged[] = "ring-damaged";  // unread when it was recreated after damage
+inline constexpr char kRingLaid[] = "ring-laid";        // unread when the ring was recreated
+inline constexpr char kRingDamaged[] = "ring-damaged";  // unread when the ring was recreated after damage
 
 }  // namespace frames::fault_log
 
-/// What a host finds wrong with images, as fault logs and the host's JSON name it.
+/// What a host may find wrong with images, as named in fault logs and in the host's JSON.
 namespace frames::finding {
 
 inline constexpr char kLost[] = "lost";

@@ -11,7 +11,7 @@ struct FrameRange {
     std::uint64_t last = 0;  // inclusive; not below first
 
     bool operator==(const FrameRange&) const = default;
-    /// Frames in it; 2^64 - 1 for all numbers that there are.
+    /// Number of frames; 2^64 - 1 for the range of all numbers.
     std::uint64_t frames() const { return last - first == UINT64_MAX ? UINT64_MAX : last - first + 1; }
     bool has(std::uint64_t number) const { return number >= first && number <= last; }
 };

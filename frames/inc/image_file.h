@@ -1,4 +1,4 @@
-// Images in files: written as PNG, read from PNG and binary PGM as grey.
+// Image files: writes PNG; reads PNG and binary PGM as grey.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ struct GreyImage {
     std::vector<std::uint8_t> pixels;
 };
 
-/// How much a PNG is compressed: 0 not at all, which takes a copy's time; 1 in the least time that compression takes;
-/// 9 as small as can be had.
+/// How much a PNG is compressed: 0 not at all, as fast as a copy; 1 as fast as compression allows; 9 as small as
+/// possible.
 constexpr int kMaxPngLevel = 9;
 constexpr int kDefaultPngLevel = 1;
 
@@ -29,11 +29,11 @@ constexpr int kDefaultPngLevel = 1;
 bool encodePng(const ImageView& image, std::vector<std::uint8_t>& file, std::string& error,
                int level = kDefaultPngLevel);
 
-/// Writes an image as encodePng encodes it. @return false, with the file's name and the reason, when that fails.
+/// Writes an image as encoded by encodePng. @return false, with the file's name and the reason, when that fails.
 bool writePng(const std::string& path, const ImageView& image, std::string& error);
 
-/// Reads a PNG file, or a PGM file in binary form (P5), as readPicture does, as 8-bit grey: colours by
-/// their brightness, of 16 bits the upper 8, other ranges spread to 0 … 255.
+/// Reads a PNG file, or a binary PGM file (P5), like readPicture, as 8-bit grey: colours become their brightness, of 16
+/// bits the upper 8 are used, other ranges are spread to 0 … 255.
 /// @return  false, with the file's name and the reason; image is then untouched.
 bool readGreyImage(const std::string& path, GreyImage& image, std::string& error);
 

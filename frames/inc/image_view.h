@@ -29,14 +29,14 @@ struct ImageView {
 struct Canvas {
     std::uint8_t* pixels = nullptr;
     ImageFormat format;
-    unsigned bits = 16;  // significant ones of 2-byte pixels
+    unsigned bits = 16;  // significant bits of 2-byte pixels
 
     std::uint8_t* line(std::size_t y) const { return pixels + y * format.lineBytes(); }
     operator ImageView() const { return {pixels, format}; }
 };
 
-/// Sets count pixels of a line to one grey, 0 … 255, as PixelWriter writes it for their byte depth. What lies outside
-/// the canvas is left out.
+/// Sets count pixels of a line to one grey, 0 … 255, as PixelWriter writes it for their byte depth. Pixels outside the
+/// canvas are not written.
 void fillPixels(const Canvas& canvas, std::size_t x, std::size_t y, std::size_t count, std::uint8_t grey);
 
 }  // namespace frames

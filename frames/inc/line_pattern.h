@@ -1,5 +1,5 @@
-// Patterns made of few different lines: each is rendered once and copied to wherever the image shows it. CRCs are kept
-// with the lines, so that an image's CRC is made from them without reading the image.
+// Patterns that consist of few different lines: each is rendered once and copied wherever the image shows it. The CRCs
+// of the lines are stored, so that an image's CRC is computed from them without reading the image.
 #pragma once
 
 #include <cstdint>
@@ -13,12 +13,12 @@
 
 namespace frames {
 
-/// A line as wide as the image or wider, of which the image shows a part: its pixels from some offset on.
+/// A line at least as wide as the image, of which the image shows a part: its pixels from some offset on.
 class StoredLine {
 public:
-    /// Takes the pixels and sums up each part that can be shown.
+    /// Takes the pixels and computes the CRC of each part that can be shown.
     /// @param bytes   At least one line of the image's format.
-    /// @param append  Of blocks as long as a line of the image.
+    /// @param append  For blocks as long as a line of the image.
     void assign(std::vector<std::uint8_t> bytes, const ImageFormat& format, const Crc32Append& append);
 
     /// Greatest offset of a part.
@@ -35,20 +35,20 @@ private:
 /// Some lines, counted from the first one below the strip.
 struct LineRange {
     std::size_t first = 0;
-    std::size_t end = 0;  // behind the last
+    std::size_t end = 0;  // one after the last
 };
 
-/// Base of such patterns. Lines are counted from the first one below the strip.
+/// Base class of such patterns. Lines are counted from the first one below the strip.
 class LinePattern : public Pattern {
 public:
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) final;
 
 protected:
-    /// @param digits  Draw the frame number into the upper left corner.
+    /// @param digits  Whether to draw the frame number into the upper left corner.
     LinePattern(const ImageFormat& format, unsigned bits, bool digits);
 
-    /// What a line of the image shows: a part of a stored line, and where there is another one, that one's part mixed
-    /// into it, bit by bit exclusive or.
+    /// What a line of the image shows: a part of a stored line. If there is a second one, its part is combined with it
+    /// by bitwise exclusive or.
     struct Shown {
         const StoredLine* line;
         std::size_t offset = 0;
@@ -56,7 +56,7 @@ protected:
         std::size_t mixedOffset = 0;
     };
 
-    /// Gets the lines of a frame ready, before shown is asked for them.
+    /// Prepares the lines of a frame, before shown is called for them.
     virtual void prepare(std::uint64_t frameNumber) = 0;
     virtual Shown shown(std::size_t y) const = 0;
 
@@ -90,10 +90,10 @@ private:
     std::size_t _top;
     std::size_t _digitScale;  // 0: no digits
     Crc32Append _appendLine;
-    std::uint32_t _crcOfZeros;  // of a line of zeros
+    std::uint32_t _crcOfZeros;  // CRC of a line of zeros
 };
 
-/// Base of line patterns that never change: lines are got ready once.
+/// Base class of line patterns that never change: lines are prepared once.
 class StillPattern : public LinePattern {
 protected:
     using LinePattern::LinePattern;

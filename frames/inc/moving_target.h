@@ -1,5 +1,5 @@
-// The moving target: a fixed scale of grey steps and a grid, over which a disc and a bar move, and the frame
-// number in digits. No two neighbouring frames are equal, and none is uniform.
+// The moving target: a fixed scale of grey steps and a grid, over which a disc and a bar move, and the frame number in
+// digits. No two consecutive frames are equal, and none is uniform.
 #pragma once
 
 #include <cstdint>
@@ -12,17 +12,17 @@
 
 namespace frames {
 
-/// Renders the target for one image format. Draw from one thread at a time.
+/// Renders the target for one image format. Use it from one thread at a time.
 class MovingTarget {
 public:
     /// @param bits  Significant bits of 2-byte pixels, 8 … 16.
     explicit MovingTarget(const ImageFormat& format, unsigned bits = kFullBits);
 
-    /// Draws a frame. The strip's lines are left out where the format carries one.
+    /// Draws a frame, without the strip's lines if the format has a strip.
     ///
     /// @param pixels  An image of the format.
-    /// @param before  Number of the frame that this target drew into these pixels last, with nothing changed since
-    ///                but the strip's lines: then only what moves is drawn. None: everything is.
+    /// @param before  Number of the frame that this target drew into these pixels last, if nothing but the strip's
+    ///                lines has changed since: then only moving parts are drawn. None: everything is drawn.
     /// @return        CRC-32 of the bytes below the strip.
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const;
 

@@ -1,4 +1,5 @@
-// The one definition of percentiles for all programs: the smallest value that so large a share of all does not exceed.
+// The one definition of percentiles for all programs: the smallest value that the given share of all values does not
+// exceed.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 
 namespace frames {
 
-/// Place of a percentile among values in rising order. That of 0.99 is the last one when there are fewer than 100.
+/// Rank of a percentile among values in ascending order. For 0.99 it is the last one when there are fewer than 100.
 ///
 /// @param share  0 … 1.   @param count  At least 1.   @return 1 … count.
 inline std::uint64_t percentileRank(double share, std::uint64_t count) {
@@ -19,7 +20,7 @@ inline std::uint64_t percentileRank(double share, std::uint64_t count) {
     return std::clamp(static_cast<std::uint64_t>(std::max(rank, 1.0)), std::uint64_t{1}, count);
 }
 
-/// @param values  Are reordered.   @return none without values.
+/// @param values  Are reordered.   @return None without values.
 inline std::optional<double> percentile(std::vector<double>& values, double share) {
     if (values.empty()) return std::nullopt;
     const auto place = values.begin() + static_cast<std::ptrdiff_t>(percentileRank(share, values.size())) - 1;

@@ -12,7 +12,7 @@
 
 namespace frames {
 
-/// Significant bits of 2-byte pixels, unless somebody asks for fewer.
+/// Significant bits of 2-byte pixels by default.
 constexpr unsigned kFullBits = 16;
 
 /// Brightness of the three colours, each 0 dark … 1 bright.
@@ -21,25 +21,25 @@ struct Colour {
     double green = 0.0;
     double blue = 0.0;
 
-    /// What the eye sees of it: weights 0.299, 0.587, 0.114.
+    /// Perceived brightness: weights 0.299, 0.587, 0.114.
     double brightness() const { return 0.299 * red + 0.587 * green + 0.114 * blue; }
 };
 
 class PixelWriter {
 public:
-    /// @param bits  8 … 16; counts for 2 bytes per pixel only.
+    /// @param bits  8 … 16; used for 2 bytes per pixel only.
     explicit PixelWriter(std::size_t bytesPerPixel, unsigned bits = kFullBits);
 
-    /// Writes one pixel, rounded to the nearest grey; brightness beyond 0 … 1 is cut.
+    /// Writes one pixel, rounded to the nearest grey; brightness outside 0 … 1 is clipped.
     void put(std::uint8_t* pixel, double brightness) const;
 
-    /// Writes one pixel; where the format has no colours, its brightness.
+    /// Writes one pixel; if the format has no colours, its brightness.
     void put(std::uint8_t* pixel, const Colour& colour) const;
 
     /// Writes one pixel from a grey of 8 bits: 0 black … 255 white.
     void put(std::uint8_t* pixel, std::uint8_t grey) const { put(pixel, grey / 255.0); }
 
-    /// Grey of a pixel, 0 … whiteGrey(); of a coloured one its red.
+    /// Grey of a pixel, 0 … whiteGrey(); for a coloured pixel its red.
     unsigned grey(const std::uint8_t* pixel) const;
 
     /// Grey of white: 255, for 2 bytes 2^bits - 1.

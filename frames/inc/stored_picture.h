@@ -1,5 +1,5 @@
-// A picture of which images show a part, ready to be copied: its pixels in the images' format, with the CRC of each
-// part of a line that an image can show. Two blocks, whatever its shape: what it takes is known beforehand.
+// A picture of which images show a part, ready to copy: its pixels in the images' format, with the CRC of each part of
+// a line that an image can show. It uses two blocks, whatever its shape, so its memory is known beforehand.
 #pragma once
 
 #include <cstddef>
@@ -13,29 +13,29 @@
 
 namespace frames {
 
-/// Sums up each part of a line that an image can show.
-/// @param line    Of bytes, at least one line of the image's format.
-/// @param append  Of blocks as long as a line of the image.
+/// Computes the CRC of each part of a line that an image can show.
+/// @param line    Line with that many bytes, at least one line of the image's format.
+/// @param append  For blocks as long as a line of the image.
 /// @param crcs    Receives the CRC of the part from each pixel on: (bytes - image line) / bytes per pixel + 1 of them.
 void sumUpParts(const std::uint8_t* line, std::size_t bytes, const ImageFormat& image, const Crc32Append& append,
                 std::uint32_t* crcs);
 
 class StoredPicture {
 public:
-    /// @param image    Format of the images, in no direction larger than the picture.
-    /// @param append   Of blocks as long as a line of them.
+    /// @param image    Format of the images, in neither direction larger than the picture.
+    /// @param append   For blocks as long as a line of them.
     /// @param picture  Is empty afterwards.
     StoredPicture(Picture&& picture, const ImageFormat& image, const PixelWriter& writer, const Crc32Append& append);
 
-    /// Bytes that a picture of that size takes, itself included.
+    /// Bytes that a picture of that size uses, including this object.
     static std::size_t bytes(std::size_t width, std::size_t height, const ImageFormat& image);
 
-    /// Bytes that this one takes. @param image  Format of the images.
+    /// Bytes that this picture uses. @param image  Format of the images.
     std::size_t bytes(const ImageFormat& image) const {
         return bytes(lastX() + image.width, lastY() + image.height, image);
     }
 
-    /// Greatest place of an image's upper left corner.
+    /// Greatest position of an image's upper left corner.
     std::size_t lastX() const { return _parts - 1; }
     std::size_t lastY() const { return _lastY; }
 

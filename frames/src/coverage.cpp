@@ -12,7 +12,8 @@ double underArc(double radius, double x) {
     return (x * height + radius * radius * std::asin(std::min(x / radius, 1.0))) / 2;
 }
 
-// Area that the disc shares with the rectangle from its centre to (x, y), counted negative where x or y is.
+// Area that the disc shares with the rectangle from its centre to (x, y); negative if exactly one of x and y is
+// negative.
 double quarterArea(double radius, double x, double y) {
     const double sign = (x < 0) == (y < 0) ? 1.0 : -1.0;
     x = std::min(std::abs(x), radius);
@@ -38,7 +39,7 @@ double discArea(double radius, double left, double top, double right, double bot
 }
 
 double discCoverage(double radius, double x, double y) {
-    // Far inside and far outside need no area.
+    // Pixels far inside or far outside need no computation.
     const double distance = std::hypot(x, y);
     if (distance >= radius + 0.71) return 0.0;
     if (distance <= radius - 0.71) return 1.0;
@@ -50,7 +51,7 @@ double halfPlaneCoverage(double normalX, double normalY, double distance) {
     const double narrow = std::min(std::abs(normalX), std::abs(normalY)) / 2;
     if (distance >= wide + narrow) return 0.0;
     if (distance <= -wide - narrow) return 1.0;
-    // Below that the formula divides what is left of nearly equal squares; the line is then straight to 1e-6 pixel.
+    // Below that, the formula divides a difference of nearly equal squares; the line is then straight to 1e-6 pixel.
     if (narrow < 1e-6) return std::clamp(0.5 - distance / (2 * wide), 0.0, 1.0);
     const double area = squaredAbove(wide + narrow - distance) - squaredAbove(wide - narrow - distance) -
                         squaredAbove(narrow - wide - distance);

@@ -12,7 +12,7 @@ constinit thread_local DecoderMemory* watching = nullptr;
 
 }  // namespace
 
-/// Stands before each block.
+/// Header of each block.
 struct alignas(std::max_align_t) DecoderMemory::Head {
     std::size_t bytes;
     Kind kind;

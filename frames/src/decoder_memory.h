@@ -1,40 +1,40 @@
-// The memory of the picture decoder, counted and limited: a small file could make it take all that the machine has.
+// Counts and limits the memory of the picture decoder: a small file could make it use all memory of the machine.
 #pragma once
 
 #include <cstddef>
 
 namespace frames {
 
-/// Limits what the decoder takes on this thread, as long as the object lives. One at a time.
+/// Limits the decoder's memory on this thread as long as the object exists. One at a time.
 class DecoderMemory {
 public:
     enum class Refusal {
         none,
-        limit,     // all blocks together would have taken more than the limit
-        inflated,  // the pixels would have inflated to more than they may
-        system,    // the system has no more
+        limit,     // all blocks together would have exceeded the limit
+        inflated,  // the inflated pixels would have exceeded their limit
+        system,    // the system has no more memory
     };
 
-    /// @param limit          Bytes that all blocks may take at a time.
-    /// @param inflatedBytes  Bytes that the block which the pixels inflate into may grow to.
+    /// @param limit          Limit on the bytes of all blocks at a time.
+    /// @param inflatedBytes  Limit on the bytes of the block that receives the inflated pixels.
     DecoderMemory(std::size_t limit, std::size_t inflatedBytes);
     ~DecoderMemory();
     DecoderMemory(const DecoderMemory&) = delete;
     DecoderMemory& operator=(const DecoderMemory&) = delete;
 
-    /// Why the last block was refused; the decoder has given up then.
+    /// Why the last block was refused; the decoder has then given up.
     Refusal refusal() const { return _refusal; }
 
-    /// Bytes that the blocks take now.
+    /// Bytes that the blocks use now.
     std::size_t taken() const { return _taken; }
 
-    // ---- what the decoder calls; blocks that no object watches are not limited
+    // ---- called by the decoder; blocks are not limited while no object exists
 
-    /// A block, or null.
+    /// Allocates a block, or returns null.
     static void* take(std::size_t bytes);
 
-    /// A larger block with the content of another, which is then given back; null leaves the other as it is. Without
-    /// another it is one for packed pixels: only a block of take() is one that pixels inflate into.
+    /// Allocates a larger block with the content of another one, which is then freed; on null, the other one stays
+    /// unchanged. Without another one, the block is for packed pixels: only blocks of take() receive inflated pixels.
     static void* grow(void* block, std::size_t bytes);
 
     static void giveBack(void* block);

@@ -21,7 +21,7 @@ constexpr std::uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A,
 constexpr int kPngColourTypes[] = {-1, 0, 0, 2, 6};  // by bytes per pixel: grey, 16-bit grey, colour, with opacity
 constexpr std::uint8_t kFilterUp = 2;                // each line as its difference from the one above
 constexpr std::uint8_t kFilterNone = 0;
-// What the library calls quality, by level: so many earlier places it compares with. Below 5 it takes 5.
+// The library's "quality" for each level: the number of earlier places that it compares. It treats values below 5 as 5.
 constexpr int kDeflateQualities[] = {0, 5, 6, 7, 8, 10, 14, 20, 40, 80};
 static_assert(std::size(kDeflateQualities) == kMaxPngLevel + 1);
 constexpr std::size_t kMaxStoredBlock = 65'535;  // bytes
@@ -43,14 +43,14 @@ void putChunk(Bytes& file, const char* type, const std::uint8_t* content, std::s
     putBigEndian(file, crc32(file.data() + checked, file.size() - checked));
 }
 
-// One line of the image as PNG stores it: 16-bit samples with the upper byte first.
+// One line of the image as stored in a PNG: 16-bit samples with the upper byte first.
 void storedLine(const ImageView& image, std::size_t y, Bytes& line) {
     std::copy_n(image.line(y), line.size(), line.begin());
     if (image.format.bytesPerPixel != 2) return;
     for (std::size_t byte = 0; byte + 1 < line.size(); byte += 2) std::swap(line[byte], line[byte + 1]);
 }
 
-// All lines with the number of their filter before each.
+// All lines, each preceded by the number of its filter.
 Bytes filteredLines(const ImageView& image, std::uint8_t filter) {
     const std::size_t lineBytes = image.format.lineBytes();
     Bytes filtered((lineBytes + 1) * image.format.height);
@@ -68,7 +68,7 @@ Bytes filteredLines(const ImageView& image, std::uint8_t filter) {
     return filtered;
 }
 
-// A zlib stream that holds the bytes as they are.
+// A zlib stream that stores the bytes uncompressed.
 Bytes storedStream(const Bytes& bytes) {
     const std::size_t blocks = (bytes.size() + kMaxStoredBlock - 1) / kMaxStoredBlock;
     Bytes stream{0x78, 0x01};

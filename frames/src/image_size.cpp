@@ -7,7 +7,7 @@
 namespace frames {
 namespace {
 
-// A whole number from 1 to the greatest, and nothing else.
+// Reads a whole number from 1 to the greatest, with nothing around it.
 bool parseCount(std::string_view text, std::size_t greatest, std::size_t& value) {
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
     return failure == std::errc() && end == text.data() + text.size() && value >= 1 && value <= greatest;

@@ -7,7 +7,7 @@ namespace {
 
 bool everyByteIs(std::uint8_t value, const ImageView& image) {
     const std::size_t size = image.format.bytes();
-    // When the first byte has the value and each equals its predecessor, all have it.
+    // If the first byte has the value and each byte equals its predecessor, all have it.
     return size > 0 && image.pixels[0] == value && std::memcmp(image.pixels, image.pixels + 1, size - 1) == 0;
 }
 

@@ -63,7 +63,7 @@ void LinePattern::drawLine(std::uint8_t* pixels, const Shown& part) const {
         std::memcpy(pixels, part.line->pixels(part.offset), size);
 }
 
-// A CRC is linear but for what it begins and ends with, which the zeros' one takes back.
+// A CRC is linear except for its initial and final inversion, which the CRC of zeros cancels.
 std::uint32_t LinePattern::crcOf(const Shown& part) const {
     const std::uint32_t own = part.line->crc(part.offset);
     return part.mixedIn ? own ^ part.mixedIn->crc(part.mixedOffset) ^ _crcOfZeros : own;

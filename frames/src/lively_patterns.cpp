@@ -1,4 +1,4 @@
-// Patterns with more to see: target, ball, zone plate, noise, frame counter.
+// Patterns with more detail: target, ball, zone plate, noise, frame counter.
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -29,15 +29,15 @@ private:
     MovingTarget _target;
 };
 
-// There and back again: 0 … range, then down.
+// Back and forth: 0 … range, then down.
 std::size_t swing(std::uint64_t position, std::size_t range) {
     if (range == 0) return 0;
     const std::uint64_t phase = position % (2 * range);
     return static_cast<std::size_t>(phase <= range ? phase : 2 * range - phase);
 }
 
-/// A disc that bounces between the edges, with different speeds across and down. Each of its lines is stored with the
-/// disc behind as much dark as it may have to its left.
+/// A disc that bounces between the edges, at different speeds across and down. Each of its lines is stored with the
+/// disc preceded by as much dark as it may have on its left.
 class Ball : public LinePattern {
 public:
     Ball(const ImageFormat& format, const PatternSettings& settings)
@@ -79,7 +79,7 @@ private:
     std::size_t _offset = 0;
 };
 
-/// Rings around the centre, finer and finer: as fine as pixels can show where the wider half of the image ends.
+/// Rings around the centre that get finer outwards, down to the pixel limit at the end of the image's wider half.
 class ZonePlate : public StillPattern {
 public:
     ZonePlate(const ImageFormat& format, const PatternSettings& settings)
@@ -102,7 +102,7 @@ private:
     std::vector<StoredLine> _lines;
 };
 
-// A generator with one word of state and good bits from any seed (splitmix64).
+// A generator with one word of state and good bits for any seed (splitmix64).
 std::uint64_t mixed(std::uint64_t value) {
     value += 0x9E3779B97F4A7C15u;
     value = (value ^ value >> 30) * 0xBF58476D1CE4E5B9u;
@@ -110,9 +110,9 @@ std::uint64_t mixed(std::uint64_t value) {
     return value ^ value >> 31;
 }
 
-/// Uniform noise. A line shows a part of one stored line mixed with a part of another. Each line of an image has a pair
-/// of its own, and the pairs are drawn by lot for each frame, so that nothing in an image comes twice; mixing greys
-/// that are equally likely leaves them so.
+/// Uniform noise. A line combines a part of one stored line with a part of another. Each line of an image has its own
+/// pair, drawn at random for each frame, so nothing repeats within an image. Greys that are equally likely stay so when
+/// combined.
 class Noise : public LinePattern {
 public:
     Noise(const ImageFormat& format, const PatternSettings& settings)
@@ -127,7 +127,7 @@ public:
         const std::vector<std::uint8_t> black = blacks();
         for (StoredLine& line : _mixedLines) {
             std::vector<std::uint8_t> bytes = greys(state);
-            // What black has in its bytes, as opacity, stays what it is when the line is mixed in.
+            // Bytes that black has set, such as opacity, must stay unchanged when the line is combined.
             std::transform(bytes.begin(), bytes.end(), black.begin(), bytes.begin(), std::bit_xor());
             line.assign(std::move(bytes), format, appendLine());
         }
@@ -151,7 +151,7 @@ private:
         return bytes;
     }
 
-    // A pair for each line, another one for each: every step can be undone.
+    // Each line gets a different pair, because every step can be undone.
     std::size_t pairOf(std::size_t y, std::uint64_t lots) const {
         const std::uint64_t mask = (std::uint64_t{1} << 2 * _lineBits) - 1;
         std::uint64_t pair = (y + lots) & mask;
@@ -183,7 +183,7 @@ private:
     std::vector<Shown> _shown;  // of the frame
 };
 
-/// The frame number in digits as large as fit.
+/// The frame number in digits as large as possible.
 class Counter : public LinePattern {
 public:
     Counter(const ImageFormat& format, const PatternSettings& settings)

@@ -1,4 +1,4 @@
-// Targets whose place is known exactly; they move across, by parts of a pixel too.
+// Targets whose place is known exactly; they move across, also by fractions of a pixel.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -12,7 +12,7 @@
 namespace frames {
 namespace {
 
-/// What all targets share: a place of rest in the middle of what is below the strip, and a distance from it.
+/// Common to all targets: a resting place in the middle of the area below the strip, and a distance from it.
 class MeasuringTarget : public LinePattern {
 public:
     MeasuringTarget(const ImageFormat& format, const PatternSettings& settings)
@@ -25,11 +25,11 @@ protected:
     double xAt(std::uint64_t frameNumber) const {
         return static_cast<double>(width() - 1) / 2 + _motion.offset(frameNumber);
     }
-    /// Line below the strip in which the place lies; the middle of that line.
+    /// The line, counted below the strip, that contains the place, which is at the middle of that line.
     std::size_t centreLine() const { return (height() - 1) / 2; }
     double yTruth() const { return static_cast<double>(top() + centreLine()); }
 
-    /// Lines of what does not depend on y: all or none.
+    /// For targets that do not depend on y: all lines or none.
     LineRange differing(std::uint64_t frameNumber, std::uint64_t other) const override {
         return xAt(frameNumber) == xAt(other) ? LineRange{} : everyLine();
     }
@@ -41,7 +41,7 @@ protected:
     }
     virtual void prepareAt(double x) = 0;
 
-    /// Brightness of a pixel of which the target's bright part covers that share.
+    /// Brightness of a pixel if the target's bright part covers that share of it.
     double shade(double share) const { return _dark + share * (_bright - _dark); }
 
 private:
@@ -72,8 +72,8 @@ private:
     StoredLine _line;
 };
 
-/// The edge, leaning: one pixel to the right every kSlope lines. So lines kSlope apart are parts of the same stored
-/// one.
+/// A slanted edge: one pixel to the right every kSlope lines. So lines that are kSlope apart are parts of the same
+/// stored line.
 class SlantedEdge : public MeasuringTarget {
 public:
     SlantedEdge(const ImageFormat& format, const PatternSettings& settings)
@@ -88,7 +88,7 @@ public:
 private:
     static constexpr std::size_t kSlope = 11;  // 5.19 degrees
 
-    // Line y lies y - centreLine lines below the place: so many whole pixels and so many parts to the right.
+    // Line y lies y - centreLine lines below the place: by so many whole pixels and so many fractions to the right.
     std::size_t linesFromLeast(std::size_t y) const {
         const std::size_t least = (centreLine() + kSlope - 1) / kSlope * kSlope;
         return y + least - centreLine();
@@ -98,7 +98,7 @@ private:
     void prepareAt(double edge) override {
         const double length = std::hypot(1.0, 1.0 / kSlope);
         for (std::size_t part = 0; part < kSlope; ++part) {
-            // Shown from offset _shifts on, the line stands leastShift pixels further left than the part alone.
+            // Shown from offset _shifts on, the line is leastShift pixels further left than the fraction alone.
             const double place = edge + static_cast<double>(part) / kSlope - static_cast<double>(leastShift());
             render(_lines[part], width() + _shifts, [&](std::size_t x) {
                 const double distance = place + static_cast<double>(_shifts) - static_cast<double>(x);
@@ -139,7 +139,7 @@ private:
             _lines[dy].assign(discLine(centre, static_cast<double>(dy)), format(), appendLine());
     }
 
-    // Areas are computed where the disc's border is; what lies between is copied.
+    // Areas are computed only at the disc's border; the inside is copied.
     std::vector<std::uint8_t> discLine(double centre, double dy) const {
         std::vector<std::uint8_t> bytes(_darkLine.pixels(0), _darkLine.pixels(0) + format().lineBytes());
         const double outer = halfChord(std::max(dy - 0.5, 0.0));
@@ -183,7 +183,7 @@ constexpr std::size_t kPitch = 64;
 /// x modulo a length, 0 … length.
 double wrapped(double x, double length) { return x - std::floor(x / length) * length; }
 
-/// Bright discs on a square grid; one of them stands in the place.
+/// Bright discs on a square grid; one of them is at the place.
 class DotGrid : public MeasuringTarget {
 public:
     DotGrid(const ImageFormat& format, const PatternSettings& settings)
@@ -199,7 +199,7 @@ private:
 
     void prepareAt(double dot) override {
         for (std::size_t dy = 0; dy < _lines.size(); ++dy) {
-            // All dots of a line fall on the pixels in the same way.
+            // All dots of a line cover the pixels in the same way.
             std::array<double, kPitch> shades{};
             for (std::size_t x = 0; x < kPitch; ++x) {
                 const double right = wrapped(static_cast<double>(x) - dot + kPitch / 2.0, kPitch) - kPitch / 2.0;
@@ -216,7 +216,7 @@ private:
     std::vector<StoredLine> _lines;  // by distance from the nearest dots' line
 };
 
-/// Dark and bright squares; in the place four of them meet, at the lower edge of its line's upper neighbour.
+/// Dark and bright squares; four of them meet at the place, at the lower edge of the line above.
 class Checkerboard : public MeasuringTarget {
 public:
     using MeasuringTarget::MeasuringTarget;

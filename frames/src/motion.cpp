@@ -6,7 +6,7 @@
 namespace frames {
 
 double Motion::offset(std::uint64_t frameNumber) const {
-    // The whole periods go first: a late frame is as exact as an early one.
+    // Whole periods are removed first, so that a late frame is as exact as an early one.
     const auto phase = static_cast<double>(frameNumber % periodFrames);
     const auto period = static_cast<double>(periodFrames);
     switch (kind) {

@@ -22,7 +22,7 @@ constexpr std::uint8_t kPaper = 0;
 
 bool onGrid(std::size_t position) { return position % kGridPitch == kGridPitch / 2; }
 
-// There and back again: 0 … range, then down, one step per frame.
+// Back and forth: 0 … range, then down, one step per frame.
 std::size_t swing(std::uint64_t position, std::size_t range) {
     if (range == 0) return 0;
     const std::uint64_t phase = position % (2 * range);
@@ -68,7 +68,7 @@ std::uint32_t MovingTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber
     return crcOf(image, disc);
 }
 
-// Beside the disc's and the digits' lines there are but two kinds: those on the grid and those between.
+// Besides the lines with disc or digits there are only two kinds: those on the grid and those between.
 std::uint32_t MovingTarget::crcOf(const Canvas& image, const Rectangle& disc) const {
     const Rectangle digits = digitsArea();
     const auto reaches = [](const Rectangle& area, std::size_t y) {
@@ -98,7 +98,7 @@ MovingTarget::Rectangle MovingTarget::digitsArea() const {
     return {_scale * 4, _top + _scale * 4, numberWidth(_scale, kDigits), numberHeight(_scale)};
 }
 
-// The disc bounces between the edges, with different speeds across and down.
+// The disc bounces between the edges, at different speeds across and down.
 MovingTarget::Rectangle MovingTarget::discArea(std::uint64_t frameNumber) const {
     const std::size_t size = std::max<std::size_t>(2 * _radius, 1);
     const std::size_t left = swing(frameNumber * 5, _format.width - size);
@@ -106,7 +106,7 @@ MovingTarget::Rectangle MovingTarget::discArea(std::uint64_t frameNumber) const 
     return {left, top, size, size};
 }
 
-// A bar a few pixels wide runs from left to right over the whole height.
+// A bar a few pixels wide that runs from left to right over the whole height.
 MovingTarget::Rectangle MovingTarget::barArea(std::uint64_t frameNumber) const {
     const std::size_t width = std::max<std::size_t>(_format.width / 160, 1);
     const auto left = static_cast<std::size_t>(frameNumber * width % _format.width);
@@ -116,7 +116,7 @@ MovingTarget::Rectangle MovingTarget::barArea(std::uint64_t frameNumber) const {
 void MovingTarget::drawDisc(const Canvas& image, const Rectangle& area) const {
     const auto doubledRadius = static_cast<std::int64_t>(area.width);
     for (std::size_t line = 0; line < area.height; ++line) {
-        // Twice the distance from the centre, so that everything stays whole.
+        // Twice the distance from the centre, so that all numbers stay whole.
         const std::int64_t dy = 2 * static_cast<std::int64_t>(line) + 1 - doubledRadius;
         std::size_t inset = 0;
         while (inset < area.width / 2) {

@@ -56,7 +56,7 @@ constexpr PatternRow kPatterns[] = {
 };
 // clang-format on
 
-// What of a name counts.
+// The part of a name that is compared.
 std::string bare(std::string_view name) {
     std::string counting;
     for (const char character : name) {
@@ -94,7 +94,7 @@ std::size_t patternBytes(const PatternRow& row, const ImageFormat& format) {
         case PatternStore::fewLines:
             return always + lines(24, 2 * format.width + format.height / 11 + 1);
         case PatternStore::manyLines:
-            // With the two that are being made, and what each line of an image shows.
+            // Including the two that are being made, and what each line of an image shows.
             return always + lines((std::size_t{2} << noiseLineBits(format.height)) + 2, format.width + 255) +
                    format.height * 4 * sizeof(void*);
         case PatternStore::disc:

@@ -19,8 +19,8 @@ PatternMaker makeBlack, makeWhite, makeHorizontalRamp, makeVerticalRamp, makeMov
 // lively_patterns.cpp
 PatternMaker makeTarget, makeBall, makeZonePlate, makeNoise, makeCounter;
 
-/// Noise keeps two to the power of this many lines of each of two kinds: so many that there is a pair for each line of
-/// an image; no more, so that they stay near the processor.
+/// Noise stores two to the power of this many lines of each of two kinds. That is enough for a different pair for each
+/// line of an image, and not more, so that the lines stay in the processor's cache.
 inline unsigned noiseLineBits(std::size_t height) {
     unsigned bits = 5;
     while (height > std::size_t{1} << 2 * bits) ++bits;

@@ -26,13 +26,13 @@ constexpr std::size_t kMaxSample = 65535;
 constexpr std::size_t kMaxFileBytes = std::numeric_limits<int>::max();  // of a picture: the decoder counts so far
 constexpr std::size_t kMegabyte = 1'000'000;
 
-// " than there is memory for", in the words of whoever can change that.
+// " than there is memory for", or the limit and the option that changes it.
 std::string thanAllowed(const PictureWish& wish) {
     if (!wish.maxBytesOption) return " than there is memory for";
     return " than the " + std::to_string(wish.maxBytes / kMegabyte) + " MB that are left of " + wish.maxBytesOption;
 }
 
-// A file that is to be read whole.
+// Opens a file that will be read whole.
 bool openWhole(const std::string& path, const PictureWish& wish, RegularFile& file, std::string& error) {
     if (!file.open(path, error)) return false;
     const std::uint64_t bytes = file.stamp().bytes;
@@ -42,13 +42,13 @@ bool openWhole(const std::string& path, const PictureWish& wish, RegularFile& fi
     return false;
 }
 
-// PGM: "P5", width, height, greatest value, each behind blanks or comments, one blank, then the pixels.
+// PGM: "P5", width, height, greatest value, each preceded by blanks or comments, one blank, then the pixels.
 
 class PgmHeader {
 public:
     explicit PgmHeader(const Bytes& file) : _file(file) {}
 
-    // The next number, or none when there is no sensible one.
+    // The next number, or false when there is no sensible one.
     bool number(std::size_t& value) {
         skipBlanksAndComments();
         const std::size_t first = _position;
@@ -58,7 +58,7 @@ public:
         return _position > first;
     }
 
-    // Where the pixels begin: behind exactly one blank.
+    // The position of the pixels: after exactly one blank.
     bool pixels(std::size_t& position) {
         if (_position >= _file.size() || std::isspace(_file[_position]) == 0) return false;
         position = _position + 1;
@@ -93,7 +93,7 @@ std::string tooMuch(std::size_t width, std::size_t height, std::size_t bytes, co
            std::to_string(wish.maxBytes / kMegabyte) + " MB are left of " + wish.maxBytesOption;
 }
 
-// Why so many pixels are refused; empty when they are not.
+// Why so many pixels are refused; empty when they are accepted.
 std::string tooLarge(std::size_t width, std::size_t height) {
     const std::size_t pixels = width * height;  // both below 2^32
     if (pixels > kMaxPixels) return sizeText(width, height) + ", more than there is memory for";
@@ -106,7 +106,7 @@ std::uint16_t spread(std::size_t value, std::size_t greatest) {
     return static_cast<std::uint16_t>((std::min(value, greatest) * kMaxSample + greatest / 2) / greatest);
 }
 
-// Each decoder answers why it cannot, or an empty text.
+// Each decoder returns the reason why it failed, or an empty text.
 
 std::string decodePgm(const Bytes& file, const PictureWish& wish, Picture& picture) {
     PgmHeader header(file);
@@ -138,7 +138,7 @@ struct GivingBack {
 };
 using Samples = std::unique_ptr<std::uint16_t, GivingBack>;
 
-/// What the header of a PNG file says. The decoder has looked at it: each field has a value that there is.
+/// The header of a PNG file. The decoder has checked it: each field has a valid value.
 class PngHeader {
 public:
     explicit PngHeader(const Bytes& file)
@@ -147,7 +147,7 @@ public:
         _channels = kChannels[file[25]];
     }
 
-    /// Bytes that the pixels inflate to, at most: the decoder begins with a block for those of an image that is not
+    /// Greatest number of bytes of the inflated pixels. The decoder begins with a block for an image that is not
     /// interlaced, and doubles it until the image fits.
     std::size_t inflatedBytes() const {
         std::size_t bytes = ((_width * _depth + 7) / 8 * _channels + 1) * _height;
@@ -156,7 +156,7 @@ public:
     }
 
 private:
-    /// Where the pixels of one pass of an interlaced image stand.
+    /// Position of the pixels of one pass of an interlaced image.
     struct Pass {
         std::size_t left, top, across, down;
     };
@@ -192,7 +192,7 @@ private:
     bool _interlaced;
 };
 
-// Why the decoder has given up. Not each of its own failures has a reason.
+// Why the decoder has given up. It does not give a reason for each of its own failures.
 std::string decodersReason(DecoderMemory::Refusal refusal, const Picture& picture, std::size_t bytes,
                            const PictureWish& wish) {
     switch (refusal) {
@@ -230,7 +230,7 @@ std::string decodeSamples(const Bytes& file, const PictureWish& wish, Picture& p
 std::string decodePng(const Bytes& file, const PictureWish& wish, Picture& picture) {
     constexpr std::size_t kSizePlace = 16;
     if (file.size() < kSizePlace + 8) return "is damaged: ends within its header";
-    // Before the library looks at it, which names no reason for absurd sizes.
+    // Before the library reads it, because it gives no reason for absurd sizes.
     const std::size_t storedWidth = bigEndian(&file[kSizePlace]);
     const std::size_t storedHeight = bigEndian(&file[kSizePlace + 4]);
     if (std::string reason = tooLarge(storedWidth, storedHeight); !reason.empty()) return reason;
@@ -263,7 +263,7 @@ std::string formatText(const ImageFormat& format) {
            std::to_string(format.bytesPerPixel) + (format.bytesPerPixel == 1 ? " byte" : " bytes");
 }
 
-// The samples of one raw pixel, appended.
+// Appends the samples of one raw pixel.
 void appendSamples(const std::uint8_t* pixel, const PixelWriter& depth, std::size_t channels,
                    std::vector<std::uint16_t>& samples) {
     if (channels == 3) {

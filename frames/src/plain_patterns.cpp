@@ -28,7 +28,7 @@ double along(std::size_t place, std::size_t count) {
     return count > 1 ? static_cast<double>(place) / static_cast<double>(count - 1) : 0.0;
 }
 
-/// Every line is the same one.
+/// All lines are equal.
 class RepeatedLine : public StillPattern {
 public:
     template <typename Brightness>
@@ -47,7 +47,7 @@ class Checkers : public StillPattern {
 public:
     Checkers(const ImageFormat& format, const PatternSettings& settings)
         : StillPattern(format, settings.bits, withDigits(settings)) {
-        // The other kind of line is this one, a field further.
+        // The other kind of line is this one, shifted by a field.
         render(_line, width() + kCheckerSide, [](std::size_t x) { return x / kCheckerSide % 2 == 0 ? 0.0 : 1.0; });
     }
 
@@ -57,7 +57,7 @@ private:
     StoredLine _line;
 };
 
-/// From left to right, one pixel with each frame, and in again at the left: a part of a line that repeats itself.
+/// Moves from left to right by one pixel per frame, and reappears at the left: a part of a line that repeats itself.
 class MovingAcross : public LinePattern {
 public:
     template <typename Brightness>
@@ -75,7 +75,7 @@ private:
     std::size_t _offset = 0;
 };
 
-/// One uniform line per grey of a list of lines, still or moving down, one line with each frame.
+/// One uniform line for each grey in a list, still or moving down by one line per frame.
 class UniformLines : public LinePattern {
 public:
     /// @param brightness  Of line y below the strip.

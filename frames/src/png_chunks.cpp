@@ -15,14 +15,14 @@ struct Chunk {
     std::string type;
 };
 
-// The chunk there, checked for itself; why it is none, or an empty text.
+// Reads and checks the chunk there; why it is invalid, or an empty text.
 std::string readChunk(const std::uint8_t* at, std::size_t left, Chunk& chunk) {
     if (left < kFrameBytes) return "ends within its chunks";
     chunk.bytes = bigEndian(at);
     if (chunk.bytes > left - kFrameBytes) return "ends within a chunk";
     const std::uint8_t* const type = at + 4;
     for (std::size_t letter = 0; letter < kTypeBytes; ++letter) {
-        // Not as the user's language has letters.
+        // Independent of the letters of the user's language.
         const unsigned capital = type[letter] & ~0x20u;
         if (capital < 'A' || capital > 'Z') return "has a chunk whose type is no word";
     }
@@ -35,7 +35,7 @@ std::string readChunk(const std::uint8_t* at, std::size_t left, Chunk& chunk) {
 // Keeps track of which chunk may follow.
 class Order {
 public:
-    // Why the chunk must not stand here, or an empty text.
+    // Why the chunk must not be here, or an empty text.
     std::string take(const Chunk& chunk) {
         const bool isHeader = chunk.type == "IHDR";
         if (isHeader == _begun || (isHeader && chunk.bytes != kHeaderBytes)) return "does not begin with one header";

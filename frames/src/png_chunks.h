@@ -1,4 +1,4 @@
-// The frame of a PNG file, checked before a decoder goes into it.
+// Checks the chunks of a PNG file before a decoder reads it.
 #pragma once
 
 #include <cstddef>
@@ -7,13 +7,13 @@
 
 namespace frames {
 
-/// A number of four bytes, as PNG files have them.
+/// A four-byte number in the byte order of PNG files.
 inline std::uint32_t bigEndian(const std::uint8_t* bytes) {
     return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-/// Whether the chunks of a PNG file are whole: IHDR first, IEND last, pixels in IDATs that follow each other between
-/// them, and each one's check sum right. What stands behind IEND does not count.
+/// Whether the chunks of a PNG file are complete: IHDR first, IEND last, the pixels in consecutive IDATs between them,
+/// and each check sum correct. Bytes after IEND are ignored.
 ///
 /// @param file  Begins with the signature.
 /// @return      Why not, in words that follow the file's name; empty when they are.

@@ -7,7 +7,7 @@
 namespace frames {
 namespace {
 
-/// Of which source pixels a pixel is made: weights of those from first on, 1 together.
+/// The source pixels that make up a pixel: weights from `first` on, whose sum is 1.
 struct Mix {
     std::size_t first;
     std::vector<double> weights;
@@ -25,7 +25,7 @@ Mix boxMix(std::size_t place, double ratio, std::size_t source) {
     return mix;
 }
 
-// The two neighbours of where the pixel's centre falls; beyond the outermost centres the outermost alone.
+// The two neighbours of the pixel's centre; beyond the outermost centres only the outermost pixel.
 Mix linearMix(std::size_t place, double ratio, std::size_t source) {
     const double last = static_cast<double>(source - 1);
     const double centre = std::clamp((static_cast<double>(place) + 0.5) * ratio - 0.5, 0.0, last);
@@ -79,7 +79,8 @@ Picture scaled(const Picture& picture, std::size_t width, std::size_t height) {
     return result;
 }
 
-// A line of its own per source pixel has one weight, one of the result's at least two, in blocks that grow by doubling.
+// Each source pixel needs a separate line with one weight, each result pixel at least two, in blocks that grow by
+// doubling.
 std::size_t scalingBytes(const Picture& picture, std::size_t width, std::size_t height) {
     constexpr std::size_t kBlock = 32;  // of the allocator's own for each block
     const auto mixBytes = [](std::size_t source, std::size_t target) {

@@ -1,4 +1,4 @@
-// stb with the settings that everybody here uses.
+// stb with the settings used everywhere here.
 #pragma once
 
 #define STBI_ONLY_PNG
@@ -9,6 +9,6 @@
 #include <stb/stb_image.h>
 #include <stb/stb_image_write.h>
 
-/// Deflates size bytes, with a zlib header; a block of *packedSize bytes for free(), or null. The library defines it
-/// without declaring it.
+/// Deflates size bytes, with a zlib header. Returns a block of *packedSize bytes for free(), or null. The library
+/// defines this function without declaring it.
 extern "C" unsigned char* stbi_zlib_compress(unsigned char* data, int size, int* packedSize, int quality);

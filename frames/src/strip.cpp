@@ -14,7 +14,7 @@ constexpr std::size_t kStripBytes = kFieldBytes + 4 + 4;
 static_assert(kStripBytes * 8 == kStripCells);
 using StripBytes = std::array<std::uint8_t, kStripBytes>;
 
-// Both walk the fields with the most significant byte first.
+// Both classes process the fields with the most significant byte first.
 class FieldWriter {
 public:
     explicit FieldWriter(StripBytes& bytes) : _next(bytes.data()) {}

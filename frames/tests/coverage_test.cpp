@@ -17,7 +17,7 @@ using frames::stripeCoverage;
 
 constexpr int kSamples = 400;
 
-/// Share of a grid of points within pixel (x, y) for which inside(x, y) holds: what the formulas are held against.
+/// Share of a grid of points within pixel (x, y) for which inside(x, y) is true: the formulas are compared with this.
 template <typename Inside>
 double sampled(double x, double y, Inside inside) {
     int hits = 0;

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Bit by bit, straight from the definition.
+// Bit by bit, directly from the definition.
 std::uint32_t slowCrc32(const std::vector<unsigned char>& bytes) {
     std::uint32_t value = 0xFFFFFFFFu;
     for (const unsigned char byte : bytes) {

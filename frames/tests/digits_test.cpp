@@ -23,7 +23,7 @@ std::string shape(unsigned digit) {
     return text;
 }
 
-// Reads a drawn digit back: the one whose every cell agrees with the image, or -1.
+// Reads a drawn digit: the one whose every cell agrees with the image, or -1.
 int readDigit(const Canvas& image, std::size_t x, std::size_t y, std::size_t scale, std::uint8_t ink) {
     for (unsigned digit = 0; digit < 10; ++digit) {
         bool fits = true;

@@ -77,7 +77,7 @@ TEST_F(ImageFileTest, SavedGreyImageIsEightBitGrey) {
 }
 
 TEST_F(ImageFileTest, EveryPngLevelKeepsEveryByteAndHigherOnesTakeNoMoreRoom) {
-    // Beyond the 65,535 bytes of a stored block, and with the noise of a camera.
+    // More than the 65,535 bytes of a stored block, and with noise like a camera's.
     const ImageFormat format{640, 240, 1};
     std::vector<std::uint8_t> bytes(format.bytes());
     frames::MovingTarget(format).draw(bytes.data(), 33, std::nullopt);

@@ -1,4 +1,4 @@
-// The truth of the measuring targets, found again from their pixels alone.
+// The truth of the measuring targets, measured from their pixels alone.
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -27,7 +27,7 @@ struct Seen {
 
     double at(std::size_t x, std::size_t y) const { return shares[y * format.width + x]; }
 
-    /// Place of an edge in one line, dark on its left, among pixels first … end - 1: all that is bright stands right.
+    /// Position of an edge in one line, dark on its left, among pixels first … end - 1.
     double edge(std::size_t y, std::size_t first, std::size_t end) const {
         double bright = 0;
         for (std::size_t x = first; x < end; ++x) bright += at(x, y);
@@ -68,7 +68,7 @@ protected:
         for (const auto& [key, value] : pattern->truth(GetParam().frame)) seen.truth[key] = value;
         return seen;
     }
-    /// Where the truth says that the place is, before the motion: the middle of the lines below the strip.
+    /// The place before the motion, according to the truth: the middle of the lines below the strip.
     static double restX(const Seen& seen) { return static_cast<double>(seen.format.width - 1) / 2; }
 };
 
@@ -123,7 +123,7 @@ TEST_P(MeasuringTargetTest, CircleStandsWhereItsCentroidSaysAndHasItsArea) {
 TEST_P(MeasuringTargetTest, DotsStandOnTheirGrid) {
     const Seen seen = see("dot-grid");
     const double pitch = seen.truth.at("pitch_px");
-    // The dot of the truth and its neighbours, each weighed within its own square.
+    // The dot at the truth and its neighbours, each weighed within its own square.
     for (int row = -2; row <= 2; ++row) {
         for (int column = -2; column <= 2; ++column) {
             const double centreX = seen.truth.at("x_px") + column * pitch;
@@ -155,7 +155,7 @@ TEST_P(MeasuringTargetTest, SquaresMeetInTheCorner) {
     const auto below = static_cast<std::size_t>(std::lround(y + 0.5));
     const std::size_t first = column - 32;
     const std::size_t end = column + 32;
-    // Above the corner dark stands left, below it right.
+    // Above the corner, dark is on the left; below it, on the right.
     EXPECT_NEAR(seen.edge(below - 1, first, end), x, 0.005);
     const double mirrored =
         static_cast<double>(first) - 0.5 + (static_cast<double>(end) - 0.5 - seen.edge(below, first, end));

@@ -44,7 +44,7 @@ std::vector<std::uint8_t> drawn(Pattern& pattern, const ImageFormat& format, std
     return bytes;
 }
 
-/// Everything that is drawn by default, moving: measuring targets too.
+/// The default settings, with motion: measuring targets move too.
 PatternSettings moving() {
     PatternSettings settings;
     settings.motion = {Motion::Kind::sine, 7.3, 50};
@@ -189,7 +189,7 @@ TEST(PatternTest, KindsHaveNames) {
     EXPECT_STREQ(patternKindName(PatternKind::measuring), "measuring");
 }
 
-/// The greys of a pattern without a strip, of which each test knows what they are.
+/// The greys of a pattern without a strip, which each test knows.
 class PatternLookTest : public testing::Test {
 protected:
     static constexpr ImageFormat kSmall{200, 100, 1};
@@ -330,7 +330,7 @@ TEST_F(PatternLookTest, NoiseIsOpaqueWhereItHasAnOpacity) {
     }
 }
 
-// Neither a line nor a part of one, wherever it stands: eight equal bytes in a row are no accident.
+// Neither a line nor a part of one repeats, wherever it is: eight equal bytes in a row are no accident.
 TEST_F(PatternLookTest, NothingOfNoiseComesTwiceWithinAnImage) {
     const ImageFormat format{640, 480, 1};
     const std::size_t top = stripLines(format);
@@ -345,7 +345,7 @@ TEST_F(PatternLookTest, NothingOfNoiseComesTwiceWithinAnImage) {
     }
 }
 
-// More lines than any table of whole ones has room for.
+// More lines than any table of whole ones has.
 TEST_F(PatternLookTest, NoLineOfATallNoiseIsAnothers) {
     const ImageFormat format{16, 65536, 1};
     const auto bytes = look("noise", 3, format);

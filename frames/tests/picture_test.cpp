@@ -124,16 +124,16 @@ TEST_F(PictureTest, DamagedAndOtherFilesAreRefused) {
     EXPECT_THAT(refusal(_folder.file("x.pgm", "P5 3 2 256\nabcde")), EndsWith("ends before its last pixel"));
 }
 
-// A PNG file of one pixel, with what stands between its header and its end.
+// A PNG file of one pixel, with the given bytes between its header and its end.
 std::string pngOf(const std::string& chunks) {
     return "\x89PNG\r\n\x1A\n" + test::pngChunk("IHDR", std::string("\0\0\0\1\0\0\0\1\x08\0\0\0\0", 13)) + chunks +
            test::pngChunk("IEND", "");
 }
 
-// The line of one pixel, packed without packing.
+// The line of one pixel, packed without compression.
 const std::string kPixel("\x78\x01\x01\x02\x00\xFD\xFF\x00\x5A\x00\x5C\x00\x5B", 13);
 
-// Pixels with a zlib header and nothing packed; the decoder does not look at the check sum.
+// Pixels with a zlib header and without compression; the decoder ignores the check sum.
 std::string unpacked(const std::string& pixels) {
     const auto low = [](std::size_t value) { return static_cast<char>(value & 0xFF); };
     const std::size_t size = pixels.size();
@@ -141,7 +141,7 @@ std::string unpacked(const std::string& pixels) {
     return std::string(head, sizeof head) + pixels + "sums";
 }
 
-// White lines of one bit a pixel, in the seven passes of an interlaced image.
+// White lines with one bit per pixel, in the seven passes of an interlaced image.
 std::string interlacedLines(std::size_t width, std::size_t height) {
     // clang-format off
     constexpr std::size_t kPasses[][4] = {
@@ -195,13 +195,13 @@ TEST_F(PictureTest, ChunksOfAPngAreChecked) {
                 EndsWith("is damaged: has a chunk whose type is no word"));
 }
 
-// The decoder has no words for a block of the fourth kind, which there is not.
+// The decoder reports no reason for a block of the fourth kind, which does not exist.
 TEST_F(PictureTest, DamageThatTheDecoderDoesNotNameIsRefusedAsWell) {
     EXPECT_THAT(refusal(_folder.file("x.png", pngOf(test::pngChunk("IDAT", "\x78\x01\x07")))),
                 HasSubstr("x.png: is damaged: "));
 }
 
-// The passes of an interlaced image have more lines than the image, each with a byte of its own.
+// The passes of an interlaced image have more lines than the image, each with its own filter byte.
 TEST_F(PictureTest, InterlacedPngIsReadHoweverSmallItIs) {
     for (std::size_t width = 1; width <= 9; ++width) {
         for (std::size_t height = 1; height <= 9; ++height) {
@@ -233,7 +233,7 @@ TEST_F(PictureTest, PngThatEndsTooSoonIsRefused) {
 }
 
 TEST_F(PictureTest, AbsurdSizesAreRefusedBeforeMemoryIsTaken) {
-    // A header of 60000 x 60000 pixels, and nothing behind it.
+    // A header of 60000 x 60000 pixels, and nothing after it.
     const std::string header("\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\xEA\x60\0\0\xEA\x60\x08\0\0\0\0\0\0\0\0", 33);
     EXPECT_THAT(refusal(_folder.file("x.png", header)),
                 EndsWith("has 60000 x 60000 pixels, more than there is memory for"));
@@ -348,7 +348,7 @@ TEST(ScalingTest, ShrinkingTakesTheMeanOfTheArea) {
     const Picture picture{4, 2, 1, {0, 100, 200, 300, 400, 500, 600, 700}};
     EXPECT_THAT(scaled(picture, 2, 1).samples, ElementsAre(250, 450));
     EXPECT_THAT(scaled(picture, 1, 1).samples, ElementsAre(350));
-    // Three pixels onto two: the middle one falls half onto each.
+    // Three pixels onto two: half of the middle one falls onto each.
     EXPECT_THAT(scaled({3, 1, 1, {0, 300, 900}}, 2, 1).samples, ElementsAre(100, 700));
 }
 

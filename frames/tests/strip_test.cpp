@@ -130,7 +130,7 @@ TEST(StripTest, IsReadThroughNoiseInItsCells) {
     EXPECT_EQ(readStrip(picture.canvas()), kStrip);
 }
 
-// An image whose fields are all right but for one that another version would have.
+// An image whose fields are all correct except for the version.
 TEST(StripTest, AnotherVersionIsNotRead) {
     Picture picture({1280, 1024, 1});
     stampStrip(picture.canvas(), kStrip);
