@@ -1,4 +1,4 @@
-// "Did you mean …": finds the name that somebody probably meant.
+// "Did you mean …": finds the name that the user probably meant.
 #pragma once
 
 #include <algorithm>
@@ -10,13 +10,13 @@
 
 namespace options {
 
-/// Letters to insert, remove, replace or exchange with their neighbour until one text is the other; upper and lower
-/// case count as the same.
+/// Number of letters to insert, remove, replace or swap with their neighbour to turn one text into the other; upper and
+/// lower case are equal.
 inline std::size_t editDistance(std::string_view given, std::string_view name) {
     const auto same = [](char left, char right) {
         return std::tolower(static_cast<unsigned char>(left)) == std::tolower(static_cast<unsigned char>(right));
     };
-    // Three rows of the table: distances of all beginnings.
+    // Three rows of the table: distances of all prefixes.
     std::vector<std::size_t> beforeLast(name.size() + 1), last(name.size() + 1), row(name.size() + 1);
     for (std::size_t column = 0; column <= name.size(); ++column) last[column] = column;
     for (std::size_t line = 1; line <= given.size(); ++line) {
@@ -34,8 +34,8 @@ inline std::size_t editDistance(std::string_view given, std::string_view name) {
     return last[name.size()];
 }
 
-/// The name that is nearest to the given one, the first of several; "" when none is near: more than a third of its
-/// letters, at least two, would have to change, or all of them.
+/// The name closest to the given one, the first of several; "" when none is close. A name is not close when more than a
+/// third of its letters (at least two), or all of them, would have to change.
 /// @param names  Any range of texts.
 template <typename Names>
 std::string closestName(std::string_view given, const Names& names) {
@@ -51,7 +51,7 @@ std::string closestName(std::string_view given, const Names& names) {
     return closest;
 }
 
-/// "; did you mean 'NAME'?", or "" when no name is near.
+/// "; did you mean 'NAME'?", or "" when no name is close.
 template <typename Names>
 std::string didYouMean(std::string_view given, const Names& names) {
     const std::string name = closestName(given, names);

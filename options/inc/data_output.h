@@ -1,4 +1,4 @@
-// Standard output as data: a program whose data did not arrive has failed.
+// Standard output as data: if a program's data did not arrive, it has failed.
 #pragma once
 
 #include <ostream>
@@ -7,7 +7,7 @@ namespace options {
 
 /// Flushes what a program has written.
 ///
-/// @param exitCode  Of the program so far.   @param program  Its name, for the message.
+/// @param exitCode  The program's exit code so far.   @param program  Its name, for the message.
 /// @return          exitCode; 1, after a message, when the data could not be written.
 inline int afterWriting(std::ostream& data, int exitCode, const char* program, std::ostream& people) {
     if (data.flush()) return exitCode;

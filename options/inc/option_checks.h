@@ -1,4 +1,4 @@
-// Checks that options of both programs share.
+// Checks for options of both programs.
 #pragma once
 
 #include <cmath>
@@ -12,7 +12,7 @@
 
 namespace options {
 
-/// Whether a text is a number within limits; one that is not a number (nan) is within none.
+/// Whether a text is a number within limits; nan is outside all limits.
 template <typename Number>
 bool isWithin(const std::string& text, Number least, Number greatest) {
     return CLI::Range(least, greatest)(text).empty() && !std::isnan(std::strtod(text.c_str(), nullptr));
@@ -28,7 +28,7 @@ CLI::Validator within(Number least, Number greatest, const char* limits) {
         "");
 }
 
-/// A file that can be read. Not CLI's own check, which does not take names in the encoding in which Windows gives them.
+/// A file that can be read. CLI's own check does not read names in the encoding in which Windows passes them.
 inline CLI::Validator existingFile() {
     return CLI::Validator(
         [](const std::string& path) {
@@ -41,7 +41,7 @@ inline CLI::Validator existingFile() {
         "");
 }
 
-/// A file that can be read whole: no pipe or device either, which could keep the program waiting.
+/// A file that can be read whole; no pipe or device, which could block the program.
 inline CLI::Validator regularFile() {
     return CLI::Validator(
         [](const std::string& path) {

@@ -1,19 +1,19 @@
-// Options of a program from four sources. What is stronger wins: the command line, the environment, the user's
+// Options of a program from four sources. The stronger source wins: the command line, the environment, the user's
 // configuration file, the default.
 //
-// One rule names them all. The option --save-every of dorven-host is DORVEN_HOST_SAVE_EVERY in the environment and
-// save-every in the file; both count for every command of the program that has the option. A section in the file,
-// [grab], holds keys for that command alone, and wins over keys above all sections. A flag is true or false. Several
-// values for one option stand in one text with blanks between them, in quotes where they hold blanks, or in the file on
-// lines of their own one after the other. An empty variable is none.
+// One rule gives all names. The option --save-every of dorven-host is DORVEN_HOST_SAVE_EVERY in the environment and
+// save-every in the file; both apply to every command that has the option. A section in the file, [grab], contains keys
+// for that command only, which win over keys above all sections. A flag is true or false. Several values for one option
+// are written in one text, separated by blanks, in quotes if they contain blanks; in the file also on consecutive lines
+// with the same key. An empty variable counts as not set.
 //
 //   # ~/.config/dorven/host.conf
 //   timeout = 20
 //   [grab]
 //   every = 100
 //
-// A weaker source yields: a setting that the command line's options exclude, or that needs an option that nobody gave,
-// does not count. A variable or key that names no option, and a value that the option refuses, end the program.
+// A weaker source yields: a setting is ignored if an option on the command line excludes it, or if it needs an option
+// that was not given. An unknown variable or key, and a value that the option refuses, end the program.
 #pragma once
 
 #include <optional>
@@ -29,12 +29,13 @@ namespace options {
 constexpr int kDone = 0;
 constexpr int kWrongUsage = 2;
 
-/// Adds the command `config`, reads the command line, and lets environment and configuration file fill what it leaves.
+/// Adds the command `config`, reads the command line, and fills missing options from environment and configuration
+/// file.
 ///
 /// @param app     Named dorven-PROGRAM, with all its options and commands; commands are one level deep.
-/// @param data    Receives what --help, --version and config ask for.
-/// @param people  Receives the reason when something is wrong: the option, or the variable, or the file and its key.
-/// @return        The exit code when the program is to end now; none: the variables behind the options are set.
+/// @param data    Receives the output of --help, --version and config.
+/// @param people  Receives the reason when something is wrong: the option, the variable, or the file and its key.
+/// @return        The exit code when the program must end now; none: the variables of the options are set.
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::ostream& data, std::ostream& people,
                          const Surroundings& surroundings = platform_surroundings());
 

@@ -1,4 +1,4 @@
-// JSON from files that anybody may have written.
+// JSON from files of unknown origin.
 #pragma once
 
 #include <stdexcept>
@@ -8,7 +8,7 @@
 
 namespace options {
 
-/// Lists and objects within each other: far more than any file of ours has.
+/// Greatest nesting of lists and objects: far more than any file of ours has.
 constexpr int kDeepestJson = 10;
 
 class NestedTooDeeply : public std::runtime_error {
@@ -16,8 +16,8 @@ public:
     NestedTooDeeply() : std::runtime_error("nested too deeply") {}
 };
 
-/// Reads JSON, but none that is nested so deeply that whoever goes through it by recursion runs out of stack.
-/// @throws NestedTooDeeply, or nlohmann::json::exception, which tells line and column.
+/// Reads JSON, but refuses deep nesting, which could overflow the stack of code that processes it recursively.
+/// @throws NestedTooDeeply, or nlohmann::json::exception, which gives line and column.
 inline nlohmann::json parseShallowJson(std::string_view text) {
     using Json = nlohmann::json;
     return Json::parse(text, [](int depth, Json::parse_event_t, const Json&) {

@@ -16,7 +16,7 @@ constexpr std::size_t kGreatestSize = 1 << 20;
 
 enum class Presence { absent, readable, unreadable };
 
-// Not by std::filesystem, which does not take names in the encoding in which Windows gives them.
+// std::filesystem would not read names in the encoding in which Windows passes them.
 Presence presence(const std::string& path) {
     const HANDLE file =
         CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -26,11 +26,11 @@ Presence presence(const std::string& path) {
     }
     const DWORD error = GetLastError();
     if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return Presence::absent;
-    // Where a folder on the way cannot be entered, such as somebody else's home, the user has no file.
+    // If a folder of the path may not be entered, such as somebody else's home, the user has no file.
     return _access(path.c_str(), 0) != 0 && errno == EACCES ? Presence::absent : Presence::unreadable;
 }
 
-// Anything that the library's reader would pass over in silence.
+// Finds faults that the library's reader would ignore.
 std::string problemOf(const std::string& text) {
     if (text.find('\0') != std::string::npos) return "is no text file";
     std::istringstream lines(text);
@@ -45,14 +45,14 @@ std::string problemOf(const std::string& text) {
     return "";
 }
 
-// Values are whole lines: no arrays, no nested sections, no comments behind them.
+// Values are whole lines: no arrays, no nested sections, no comments after them.
 CLI::ConfigBase reader() {
     CLI::ConfigBase config;
     config.comment('\x01')->arrayBounds('\x02', '\x03')->arrayDelimiter('\x04')->parentSeparator('\x05');
     return config;
 }
 
-// A section without keys leaves no entry with the library, and a wrong name is to be found all the same.
+// The library gives no entry for a section without keys, but a wrong section name must still be found.
 void addHeads(const std::string& text, std::vector<FileEntry>& entries) {
     std::istringstream lines(text);
     for (std::string whole; std::getline(lines, whole);) {

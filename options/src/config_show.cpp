@@ -26,7 +26,7 @@ std::string joined(const std::vector<std::string>& values) {
     return text;
 }
 
-// What the option was told to show, else what its variable holds.
+// The default that the option was told to show, otherwise the value of its variable.
 std::optional<std::string> defaultOf(CLI::Option& option) {
     if (option.get_default_str().empty()) {
         if (option.get_expected_min() == 0) return "false";
@@ -52,7 +52,7 @@ Shown shown(const GivenSettings& given, const CLI::App& app, const CLI::App& com
     return row;
 }
 
-// After all have been read: a check sets the variable behind an option, which another command may share.
+// Checked after all options have been read: a check sets the option's variable, which another command may share.
 std::string firstProblem(const GivenSettings& given, CLI::App& app) {
     for (CLI::App* command : commandsOf(app)) {
         for (CLI::Option* option : settableOptions(*command)) {
@@ -78,7 +78,7 @@ void printJson(const GivenSettings& given, const std::vector<Shown>& rows, std::
         entry["place"] = row.place.empty() ? nullptr : nlohmann::ordered_json(row.place);
         object["options"].push_back(entry);
     }
-    // Paths and values may be in any encoding.
+    // Paths and values may have any encoding.
     stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
 }
 

@@ -1,4 +1,4 @@
-// What `config --show` prints: each option's value, and which source it is from.
+// Output of `config --show`: each option's value, and the source that it comes from.
 #pragma once
 
 #include <ostream>
@@ -13,14 +13,14 @@ namespace options {
 /// Version of the JSON object.
 constexpr const char* kConfigSchema = "dorven-config/1";
 
-/// For each option of each command the value that counts, and its source: "command line", "environment", "file" or
-/// "default". A default that is worked out elsewhere, such as by asking the camera, has no value here.
+/// For each option of each command, the value in force and its source: "command line", "environment", "file" or
+/// "default". A default that is determined elsewhere, for example by asking the camera, has no value here.
 ///
 /// @param data  Receives a table for people, or with json one object; nothing when a value is refused.
-/// @return      The reason when an option refuses its value; else empty.
+/// @return      The reason when an option refuses its value; otherwise empty.
 std::string showConfig(CLI::App& app, const GivenSettings& given, bool json, std::ostream& data);
 
-/// What the help of `config` says of the sources, with examples.
+/// What the help of `config` says about the sources, with examples.
 std::string configHelp(const CLI::App& app);
 
 }  // namespace options

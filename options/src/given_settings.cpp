@@ -21,7 +21,7 @@ bool anyHasKey(CLI::App& app, const std::string& key) {
     return std::any_of(commands.begin(), commands.end(), [&](CLI::App* command) { return hasKey(*command, key); });
 }
 
-// The long name that a variable stands for; empty: it names no option.
+// The long name for a variable; empty: it names no option.
 std::string keyOfVariable(CLI::App& app, const std::string& name) {
     for (CLI::App* command : commandsOf(app)) {
         for (const CLI::Option* option : settableOptions(*command)) {
@@ -54,7 +54,7 @@ CLI::App* commandOfSection(CLI::App& app, const std::string& section) {
     return nullptr;
 }
 
-// Sections first, since they win over what stands above them.
+// Sections first, because they win over keys above them.
 void sectionsFirst(std::vector<FileEntry>& entries) {
     std::stable_partition(entries.begin(), entries.end(),
                           [](const FileEntry& entry) { return !entry.section.empty(); });
@@ -87,7 +87,7 @@ std::string collectFile(CLI::App& app, GivenSettings& given) {
     return "";
 }
 
-// The words of a text with blanks between them, in quotes where they hold blanks; \ before a quote within such quotes.
+// Splits a text at blanks into words, which are in quotes if they contain blanks; in quotes, \ escapes a quote.
 std::vector<std::string> wordsOf(std::string_view text) {
     std::vector<std::string> words;
     while (!(text = trimmed(text)).empty()) {
@@ -107,7 +107,7 @@ std::vector<std::string> wordsOf(std::string_view text) {
     return words;
 }
 
-// Several values in one text are for options that take several and have no separator of their own.
+// Splits one text into several values only for options that take several and have no separator of their own.
 std::vector<std::string> valuesFor(const CLI::Option& option, const Setting& setting) {
     if (setting.values.size() != 1 || option.get_items_expected_max() <= 1 || option.get_delimiter() != '\0')
         return setting.values;
@@ -146,7 +146,7 @@ std::string problemOf(CLI::Option& option, const Setting& setting) {
         option.run_callback();
         return "";
     } catch (const CLI::ParseError& error) {
-        // The place names the option already.
+        // The place already names the option.
         const std::string reason = error.what();
         const std::string name = option.get_name() + ": ";
         return setting.place + ": " + (reason.starts_with(name) ? reason.substr(name.size()) : reason);

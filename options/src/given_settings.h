@@ -1,6 +1,6 @@
-// What environment and configuration file say to a program's options. Not by the library's envname and set_config:
-// there the file wins over the environment, a setting that the command line excludes ends the program, and no message
-// names the place of a bad value.
+// The settings in environment and configuration file for a program's options. Not done by the library's envname and
+// set_config: there the file wins over the environment, a setting that the command line excludes ends the program, and
+// no message names the place of a bad value.
 #pragma once
 
 #include <string>
@@ -13,32 +13,32 @@
 
 namespace options {
 
-/// What one source says to one option.
+/// A setting in one source for one option.
 struct Setting {
-    std::string section;              // only for that command; empty: for all that have the option
+    std::string section;              // only for that command; empty: for all commands that have the option
     std::string key;                  // the option's long name
-    std::vector<std::string> values;  // as they stand there
+    std::vector<std::string> values;  // as written there
     std::string source;               // "environment" or "file"
     std::string place;                // for people: "FILE: [grab] timeout", "environment variable DORVEN_HOST_TIMEOUT"
 };
 
 struct GivenSettings {
-    std::string filePath;  // where the user's file is, or would be; empty: nowhere
+    std::string filePath;  // where the user's file is, or would be; empty: no such place
     std::vector<Setting> settings;
 };
 
-/// Collects both sources, the stronger ones first.
-/// @return  The reason when a source cannot be read or names what is no option; else empty.
+/// Collects both sources, the stronger one first.
+/// @return  The reason when a source cannot be read or names an unknown option; otherwise empty.
 std::string collectSettings(CLI::App& app, const Surroundings& surroundings, GivenSettings& given);
 
 /// The strongest setting for an option of a command; null: none.
 const Setting* settingFor(const GivenSettings& given, const CLI::App& app, const CLI::App& command,
                           const CLI::Option& option);
 
-/// Puts a setting's values into an option that has none.
+/// Sets an option without a value to a setting's values.
 void give(CLI::Option& option, const Setting& setting);
 
-/// Why an option refuses a setting, with the place; empty when it takes it. Sets the variable behind the option.
+/// Why an option refuses a setting, with the place; empty when it accepts it. Sets the option's variable.
 std::string problemOf(CLI::Option& option, const Setting& setting);
 
 }  // namespace options

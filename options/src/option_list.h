@@ -1,4 +1,4 @@
-// The options of a program as everything beside the command line sees them.
+// The options of a program, for everything except the command line.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 
 namespace options {
 
-/// The command that shows all this; has no options that can be set elsewhere.
+/// The command that shows all of this; it has no options that can be set elsewhere.
 constexpr const char* kConfigCommand = "config";
 
 /// The program itself, with an empty name, then its commands.
 std::vector<CLI::App*> commandsOf(CLI::App& app);
 std::string commandName(const CLI::App& app, const CLI::App& command);
 
-/// Those of a command that environment and file can set: that have a long name, but for help and version.
+/// Options of a command that environment and file can set: those with a long name, except help and version.
 std::vector<CLI::Option*> settableOptions(CLI::App& command);
 
 /// The name without dashes: "save-every".

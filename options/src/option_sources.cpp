@@ -30,7 +30,7 @@ bool isAmong(const CLI::Option* option, const std::vector<Filling>& fillings) {
     return std::any_of(fillings.begin(), fillings.end(), [&](const Filling& one) { return one.option == option; });
 }
 
-// Whether an option can be filled beside those that have a value already.
+// Whether an option can be set together with those that already have a value.
 bool goesWith(const CLI::Option& option, const std::vector<Filling>& filled) {
     const auto isSet = [&](const CLI::Option* other) { return other->count() > 0 || isAmong(other, filled); };
     const auto excluded = option.get_excludes();
@@ -38,8 +38,8 @@ bool goesWith(const CLI::Option& option, const std::vector<Filling>& filled) {
     return std::none_of(excluded.begin(), excluded.end(), isSet) && std::all_of(needed.begin(), needed.end(), isSet);
 }
 
-// What the command line leaves to the other sources, in the order of their strength; an option comes after those that
-// it needs.
+// The settings that the command line leaves to the other sources, strongest first; an option comes after those that it
+// needs.
 std::vector<Filling> fillingsFor(const GivenSettings& given, const CLI::App& app, CLI::App& command) {
     std::vector<Filling> wanted;
     for (CLI::Option* option : settableOptions(command)) {
@@ -59,7 +59,7 @@ std::vector<Filling> fillingsFor(const GivenSettings& given, const CLI::App& app
     return filled;
 }
 
-// A second reading, with the values of the weaker sources in front: whatever an option wants of others holds for all.
+// Parses again, with the values of the weaker sources first, so that rules between options apply to all of them.
 std::optional<int> parseFilled(CLI::App& app, CLI::App& command, const std::vector<Filling>& fillings, int argc,
                                const char* const* argv, std::ostream& data, std::ostream& people) {
     for (const Filling& filling : fillings) {
@@ -80,7 +80,7 @@ std::optional<int> parseFilled(CLI::App& app, CLI::App& command, const std::vect
     return exitCode;
 }
 
-// What the command line lacks, another source may have.
+// Another source may supply what the command line lacks.
 bool mayBeFilled(const CLI::ParseError& error) {
     return error.get_name() == "RequiredError" || error.get_name() == "RequiresError";
 }

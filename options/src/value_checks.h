@@ -1,12 +1,12 @@
-// What no option takes, whichever it is.
+// Checks for every option.
 #pragma once
 
 #include <CLI/CLI.hpp>
 
 namespace options {
 
-/// Lets every named option refuse an empty value, which a script's unset variable leaves behind, and every flag all but
-/// true and false and the usual words for them. What an option checks itself comes first.
+/// Makes every named option refuse an empty value, as left by a script's unset variable, and every flag refuse
+/// everything except true, false and their usual synonyms. The option's own checks come first.
 void addValueChecks(CLI::App& app);
 
 }  // namespace options

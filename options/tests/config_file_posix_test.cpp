@@ -1,4 +1,4 @@
-// The user's configuration file where the user may not look: under a home that belongs to somebody else.
+// The user's configuration file in a place that the user may not read: in a home that belongs to somebody else.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ protected:
     const std::string file;
 };
 
-// As an ordinary user, whom a missing right keeps out. Answers what the reader says of the file.
+// Runs as an ordinary user, who is kept out by missing rights. Reports what the reader says about the file.
 CHILD_ROLE(readsAConfigurationFileAsAnOrdinaryUser) {
     if (geteuid() == 0 && setresuid(kSomebodyElse, kSomebodyElse, kSomebodyElse) != 0) return 1;
     std::vector<options::FileEntry> entries;
@@ -48,7 +48,7 @@ TEST_F(ClosedHomeTest, FileThatIsSeenAndCannotBeReadIsRefused) {
     EXPECT_EQ(reader.join(60s), 11);
 }
 
-// What a program does with it.
+// What a program does with that file.
 CHILD_ROLE(runsAsAnOrdinaryUser) {
     if (geteuid() == 0 && setresuid(kSomebodyElse, kSomebodyElse, kSomebodyElse) != 0) return 1;
     CLI::App app("A sample.", "dorven-sample");

@@ -1,5 +1,5 @@
-// A program with a bit of everything, for tests: options of its own, two commands that share some, lists, flags,
-// options that need or exclude others.
+// A program with some of everything, for tests: options of its own, two commands that share some, lists, flags, options
+// that need or exclude others.
 #pragma once
 
 #include <optional>
