@@ -1,4 +1,4 @@
-// Which images a run makes. The options say so; what they leave open, the camera or its configuration file says.
+// Which images a run makes: according to the options, otherwise to the camera or its configuration file.
 #pragma once
 
 #include <cstddef>
@@ -13,17 +13,17 @@
 
 namespace simulator {
 
-/// What was told, but for what the options say.
+/// The given format, changed by the options.
 frames::ImageFormat formatFor(const SimulatorOptions& options, const frames::ImageFormat& told);
 
-/// The images that the options ask for; null, with the reason, when that cannot be done.
-/// @param camera  What the camera told: counts before the configuration file, but after the other options.
-/// @param held    Counts against the limit of the options beside what is made.
+/// Creates the images that the options request; null, with the reason, on failure.
+/// @param camera  The camera's format: wins over the configuration file, but not over the other options.
+/// @param held    Memory in use that counts against the limit of the options.
 std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, std::string& error,
                                              const std::optional<frames::ImageFormat>& camera = std::nullopt,
                                              const HeldMemory& held = {});
 
-/// Bytes of an image for which the ring has room from the beginning, as far as the camera may ask for larger images.
+/// Bytes of an image for which the ring has room from the beginning, if the camera may ask for larger images.
 std::size_t ringRoomFor(const SimulatorOptions& options);
 
 /// "320 x 240 pixels, 1 byte per pixel"

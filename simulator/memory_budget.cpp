@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kMegabyte = 1'000'000;
 constexpr std::size_t kShareOfMachine = 4;
 
-/// One that waits for its successor, one that is delivered twice, and half of the one before for torn ones.
+/// One that waits for its successor, one that is delivered twice, and half of the previous one for torn images.
 constexpr std::size_t kCopiesForFaults = 3;
 
 std::size_t allowed(const SimulatorOptions& options) {
@@ -46,7 +46,7 @@ std::size_t MemoryBudget::fixedBytes(const frames::ImageFormat& format) const {
 std::string MemoryBudget::problem(const frames::ImageFormat& format, std::size_t sourceBytes) const {
     const std::size_t needed = fixedBytes(format) + sourceBytes;
     if (needed <= _bytes) return {};
-    // Then smaller images would take as much.
+    // If true, smaller images would need as much memory.
     const bool isRoom = _roomForBytes > format.bytes();
     const std::string room =
         isRoom ? " that has room for the images of a camera (" + formatText(kDefaultFormat) + ")" : "";

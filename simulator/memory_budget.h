@@ -1,5 +1,5 @@
-// The memory that a run may take by the size of its images: ring, pattern or pictures, and the copies of images that
-// faults need. What does not grow with the images is not counted.
+// The memory that depends on the size of a run's images: ring, pattern or pictures, and the copies of images that
+// faults need. Memory that does not grow with the images is not counted.
 #pragma once
 
 #include <cstddef>
@@ -11,21 +11,21 @@
 
 namespace simulator {
 
-/// Bytes that are taken already while images of another format are made.
+/// Bytes in use while images of another format are created.
 struct HeldMemory {
-    std::size_t images = 0;  // pattern or pictures from before, which stay
-    std::size_t ring = 0;    // of before, until there is the new one
+    std::size_t images = 0;  // earlier pattern or pictures, which stay
+    std::size_t ring = 0;    // the previous ring, until the new one exists
 };
 
 class MemoryBudget : public PictureBudget {
 public:
-    /// Of --max-memory; without it a quarter of the machine's memory, or of the container's.
+    /// Uses --max-memory; by default a quarter of the memory of the machine or the container.
     explicit MemoryBudget(const SimulatorOptions& options, const HeldMemory& held = {});
 
-    /// Bytes that the run may take.
+    /// Bytes that the run may use.
     std::size_t bytes() const { return _bytes; }
 
-    // Of pictures, and as well of a pattern.
+    // For pictures; also for a pattern.
     std::size_t left() const override { return below(_held.images + _held.ring); }
     std::size_t leftBeside(const frames::ImageFormat& format) const override { return below(fixedBytes(format)); }
     std::string problem(const frames::ImageFormat& format, std::size_t sourceBytes) const override;
@@ -37,8 +37,8 @@ private:
     std::size_t _bytes;
     HeldMemory _held;
     std::size_t _lineCount;
-    std::size_t _roomForBytes;  // of one image that the ring has room for, however small its images are
-    std::size_t _copies;        // of images
+    std::size_t _roomForBytes;  // bytes of one image for which the ring has room, however small its images are
+    std::size_t _copies;        // number of copied images
 };
 
 }  // namespace simulator

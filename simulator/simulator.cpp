@@ -17,10 +17,10 @@ constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr int kFailed = 1;
 const char kProgram[] = "dorven-simulator: ";
 
-/// The camera gets that long to answer before the first image; later answers count as well.
+/// The camera gets this long to answer before the first image; later answers are used as well.
 constexpr std::chrono::milliseconds kFirstAnswer{500};
 
-/// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
+/// How often the camera, and a ring that waits for its memory, are checked between images that are far apart.
 constexpr std::int64_t kLookNs = 100'000'000;
 
 }  // namespace
@@ -115,8 +115,8 @@ bool Simulator::deliverOnGrid() {
     return true;
 }
 
-/// Draws a frame in the middle between the slot before and its own. Not right behind the slot before: who was woken by
-/// that one's image may have got this processor to run on.
+/// Draws a frame in the middle between the previous slot and its own. Not right after the previous slot: the process
+/// that was woken by that image may now be running on this processor.
 /// @return False when a stop was requested.
 bool Simulator::drawInTime(const PacingGrid& grid, std::uint64_t frame) {
     if (!sleepUntil(grid.dueNs(frame) - grid.periodNs() / 2, false)) return false;
@@ -127,7 +127,7 @@ bool Simulator::drawInTime(const PacingGrid& grid, std::uint64_t frame) {
 /// The frame to deliver now instead of the next one.
 std::uint64_t Simulator::skipLate(const PacingGrid& grid, std::uint64_t frame) {
     if (_options.pacing.late == LatePolicy::burst) return frame;
-    // What the ring can take at once.
+    // What the ring can accept at once.
     const std::uint64_t tolerated = _options.delivery.lineCount / 2;
     std::uint64_t due = grid.frameToDeliver(frame, platform_monotonicNanoseconds(), tolerated);
     if (_options.pacing.frameCount != 0) due = std::min(due, _options.pacing.frameCount - 1);
@@ -142,7 +142,7 @@ void Simulator::lookAfterRing() {
     lookAfterReader();
 }
 
-/// Nothing of the damage was used, but a reader that met it takes no image until it may attach to a new ring.
+/// The damaged values were never used, but a reader that read them takes no image until it can attach to a new ring.
 void Simulator::recreateDamagedRing(const LineFifoDamage& damage) {
     const std::vector<std::uint64_t> unread = takeUnread();
     for (const FrameRange& lost : rangesOf(unread)) _delivery.tellNote(frames::fault_log::kRingDamaged, lost);
@@ -157,7 +157,7 @@ void Simulator::recreateDamagedRing(const LineFifoDamage& damage) {
     _reader.roomSeen();
 }
 
-/// A reader that died leaves the ring full for ever.
+/// A dead reader would leave the ring full for ever.
 void Simulator::lookAfterReader() {
     if (!_ring.isOpen() || _ring.waiting() < _options.delivery.lineCount) return _reader.roomSeen();
     if (!_reader.isDead(_ring.readerIndex(), platform_monotonicNanoseconds())) return;
@@ -168,7 +168,7 @@ void Simulator::lookAfterReader() {
     _delivery.ringLaid();
 }
 
-/// Follows the camera before it sleeps: that is when there is time for it.
+/// Follows the camera before it sleeps, because there is time then.
 /// @return False when a stop was requested.
 bool Simulator::sleepUntil(std::int64_t dueNs, bool exactly) {
     for (;;) {
@@ -203,7 +203,7 @@ void Simulator::followCamera() {
 
 void Simulator::takeFormat(const frames::ImageFormat& camera) {
     _people << kProgram << "the camera has " << formatText(camera);
-    // Pictures are not loaded again for a camera that only has been opened anew: images go on meanwhile.
+    // Pictures are not reloaded for a camera that was only reopened: images continue meanwhile.
     if (formatFor(_options, camera) == format()) {
         _people << (format() == camera ? "" : ", but the options ask for " + formatText(format())) << std::endl;
         return;
@@ -228,8 +228,8 @@ HeldMemory Simulator::heldMemory() const {
     return {first + _source->memoryBytes(), _ring.isOpen() ? _ring.memoryBytes() : 0};
 }
 
-/// Frame numbers go on. A ring that cannot be laid at once is tried again; one for which there is no memory at all is
-/// laid as it was.
+/// Frame numbers continue. If the ring cannot be created at once, this is tried again; if there is no memory at all for
+/// it, the old one is recreated.
 void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
     _delivery.deliverHeld();
     for (const FrameRange& lost : rangesOf(takeUnread())) _delivery.tellNote(frames::fault_log::kRingLaid, lost);
@@ -248,7 +248,7 @@ void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
     if (_laid) tellStripless();
 }
 
-/// Tries again, now and then, to lay a ring that is not; while somebody holds smaller memory, frames are refused.
+/// Tries now and then to create a missing ring; while somebody holds a smaller memory, frames are refused.
 /// @return False when there will be none.
 bool Simulator::ringIsThere() {
     if (_ring.isOpen()) return true;

@@ -23,13 +23,13 @@
 
 namespace simulator {
 
-/// Runs on one thread.
+/// Used by one thread.
 class Simulator {
 public:
-    /// @param source  The images to begin with.   @param people  Receives messages for people.
-    /// @param camera  Whose format the images follow; null: none.
-    /// @param faults  What is provoked; null: nothing.
-    /// All four outlive the simulator. The thread that makes it runs it.
+    /// @param source  The first images.   @param people  Receives messages for people.
+    /// @param camera  The camera whose format the images follow; may be null.
+    /// @param faults  The faults to provoke; may be null.
+    /// All four must outlive the simulator. The thread that creates it also runs it.
     Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera = nullptr,
               Faults* faults = nullptr);
 
@@ -41,20 +41,20 @@ public:
 
     // ---- the steps of run
 
-    /// Opens the ring; tells people once when it cannot be had yet.
+    /// Opens the ring; reports once when it is not yet available.
     ImageRing::OpenResult openRing();
 
-    /// Draws a frame into the ring, unless that was done ahead, and publishes it, with the faults of images that strike
-    /// at it, or counts it as refused.
+    /// Draws a frame into the ring, unless that was done ahead, and publishes it with the image faults that strike at
+    /// it; or counts it as refused.
     void deliver(std::uint64_t frameNumber);
 
-    /// Carries out what strikes at a slot rather than at its image (FaultRow::ofImage).
+    /// Carries out faults that strike at a slot, not at its image (FaultRow::ofImage).
     ///
-    /// @param frames  The last one is to be delivered now, those before were skipped.
+    /// @param frames  The last one is to be delivered now, the others were skipped.
     /// @return        The frame to deliver next: frames.last, or a later one. None: the run ends.
     std::optional<std::uint64_t> strikeSlots(const PacingGrid& grid, const FrameRange& frames);
 
-    /// Takes what has become known of the camera: tells people, and lays the ring anew when its images are others.
+    /// Processes news about the camera: reports them, and recreates the ring when its images have changed.
     void followCamera();
 
     const frames::ImageFormat& format() const { return _source->format(); }
@@ -91,7 +91,7 @@ private:
     SimulatorOptions _options;
     ImageSource* _source;
     const ImageSource& _firstSource;             // stays until the end
-    std::unique_ptr<ImageSource> _cameraSource;  // what _source points to once the camera told another format
+    std::unique_ptr<ImageSource> _cameraSource;  // what _source points to once the camera has reported another format
     std::ostream& _people;
     CameraLink* _camera;
     Faults* _faults;
@@ -100,12 +100,12 @@ private:
     SimulatorTotals _totals;
     FrameDelivery _delivery;
     ReaderWatch _reader;
-    std::uint64_t _nextFrame = 0;  // none below is delivered any more
-    /// After a stall that is made up for: frames below the first count as complete when they were due.
+    std::uint64_t _nextFrame = 0;  // no lower frame is delivered any more
+    /// After a stall that is made up for: frames below the first number count as complete when they were due.
     std::optional<std::pair<std::uint64_t, PacingGrid>> _stalled;
     bool _toldTooSmall = false;
     bool _laid = false;            // the ring was opened once
-    std::int64_t _nextOpenNs = 0;  // a ring that could not be laid anew is tried again then
+    std::int64_t _nextOpenNs = 0;  // when to retry a ring that could not be recreated
 };
 
 }  // namespace simulator

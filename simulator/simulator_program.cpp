@@ -20,13 +20,13 @@ namespace {
 constexpr int kFailed = 1;
 const char kProgram[] = "dorven-simulator: ";
 
-// The log of what is drawn, for all sources of this run; false, with the reason, when it cannot be made.
+// Creates the log of what is drawn, for all sources of this run; false, with the reason, on failure.
 bool openTruth(PatternOptions& options, std::string& error) {
     if (!options.truthFile.empty()) options.truth = TruthLog::open(options.truthFile, error);
     return options.truthFile.empty() || options.truth;
 }
 
-// Also of a log that was not wanted.
+// The log is null if it was not requested.
 template <typename Log>
 bool isWhole(const Log* log, std::ostream& people) {
     if (!log || log->complete()) return true;

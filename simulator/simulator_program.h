@@ -14,7 +14,7 @@ namespace simulator {
 /// @return  Exit code.
 int simulatorMain(int argc, const char* const* argv);
 
-/// The faults of a run's options (Faults::open).
+/// Opens the faults of a run's options (Faults::open).
 std::unique_ptr<Faults> openFaults(const SimulatorOptions& options, std::ostream& people, std::string& error);
 
 }  // namespace simulator

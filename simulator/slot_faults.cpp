@@ -1,4 +1,4 @@
-// What the simulator does at a slot on purpose: to the ring, to time, to itself.
+// Deliberate faults at a slot: of the ring, of time, of the process.
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kCrashed = 1;
 
-/// Before a ring is laid anew on purpose, an attached reader gets that long to take what waits: then it is known for
-/// sure which images it never saw.
+/// Before a ring is deliberately recreated, an attached reader gets this long to take what waits, so that it is certain
+/// which images it never saw.
 constexpr std::int64_t kDrainNs = 200'000'000;
 constexpr std::int64_t kDrainLookNs = 100'000;
 
@@ -28,7 +28,7 @@ std::vector<Expectation> lost(const std::vector<FrameRange>& ranges) {
     return expectations;
 }
 
-// First frame after `frame` that is due a time after it; without a time, its successor.
+// First frame after `frame` that is due a time after it; without a time, the next frame.
 std::uint64_t frameAfter(const PacingGrid& grid, std::uint64_t frame, std::int64_t timeNs) {
     if (timeNs == 0) return frame + 1;
     return std::max(grid.latestAt(grid.dueNs(frame) + timeNs - 1) + 1, frame + 1);
@@ -46,7 +46,7 @@ std::optional<std::uint64_t> Simulator::strikeSlots(const PacingGrid& grid, cons
     for (const Strike& due : slotStrikes(frames)) {
         _delivery.deliverHeld();
         const auto next = strike(grid, due, frame);
-        // The first one that takes time leaves none for others.
+        // The first fault that takes time leaves none for others.
         if (!next || !goesOn(due.kind)) return next;
     }
     return frame;
@@ -90,7 +90,7 @@ std::optional<std::uint64_t> Simulator::strike(const PacingGrid& grid, const Str
     }
 }
 
-/// Forgets the frames that wait unread, and counts them.
+/// Forgets the unread frames, and counts them.
 std::vector<std::uint64_t> Simulator::takeUnread() {
     std::vector<std::uint64_t> frames = _delivery.unread();
     _totals.unread += frames.size();
@@ -111,7 +111,7 @@ void Simulator::recreate(std::uint64_t frame) {
     _delivery.tellFault(FaultKind::recreate, frame, lost(unread));
 }
 
-/// Until a stop is requested.
+/// Hangs until a stop is requested.
 void Simulator::hang(std::uint64_t frame) {
     _nextFrame = frame;
     _delivery.tellFault(FaultKind::hang, frame, {{frames::finding::kStopped, frame, {}, {}}});
@@ -125,7 +125,7 @@ void Simulator::crash(std::uint64_t frame) {
     std::_Exit(kCrashed);
 }
 
-/// The frames that are left out from `frame` to below `next`; fewer when the run ends before.
+/// The frames from `frame` to below `next`, which are left out; fewer when the run ends before.
 FrameRange Simulator::missed(const PacingGrid& grid, std::uint64_t frame, std::uint64_t next) const {
     std::uint64_t last = next - 1;
     if (platform_stopRequested())
@@ -134,7 +134,7 @@ FrameRange Simulator::missed(const PacingGrid& grid, std::uint64_t frame, std::u
     return {frame, last};
 }
 
-/// Makes the ring one that no reader can use, for a while.
+/// Makes the ring unusable for readers, for a while.
 std::uint64_t Simulator::disturbRing(const PacingGrid& grid, const Strike& strike, std::uint64_t frame) {
     const std::uint64_t next = frameAfter(grid, frame, strike.timeNs);
     drainReader();

@@ -34,16 +34,16 @@ struct Answers {
     ImagesMessage size, pixel, format;
 };
 
-/// Times from question to answer of the latest questions.
+/// Round-trip times of the latest questions.
 class RoundTrips {
 public:
     void add(double microseconds) {
         _trips.push_back(microseconds);
         if (_trips.size() > kRememberedTrips) _trips.pop_front();
     }
-    /// Microseconds. There is one: each question that was answered is a trip.
+    /// Microseconds. Always available, because each answered question is a trip.
     double p50() const { return percentile(0.50); }
-    /// none: of so few it would be the longest one.
+    /// None for so few trips that it would be the longest one.
     std::optional<double> p99() const {
         return _trips.size() < kTripsForP99 ? std::nullopt : std::optional(percentile(0.99));
     }
@@ -63,7 +63,7 @@ public:
     Questions(CameraAsker& asker, double timeoutSeconds)
         : _asker(asker), _timeoutNs(static_cast<std::int64_t>(timeoutSeconds * 1e9)) {}
 
-    /// All three; none when one was not answered in time, or a stop was requested.
+    /// Asks all three questions; none when one was not answered in time, or a stop was requested.
     std::optional<Answers> askAll() {
         const auto size = askUntilAnswered(kest::dorven::kCommandImageSize);
         const auto pixel = size ? askUntilAnswered(kest::dorven::kCommandPixelSize) : std::nullopt;
@@ -71,7 +71,8 @@ public:
         if (!format) return std::nullopt;
         return Answers{*size, *pixel, *format};
     }
-    /// Asks on until the trips suffice for all percentiles, as far as that takes no long time and answers come.
+    /// Continues to ask until there are enough trips for all percentiles, as long as answers come and it takes no long
+    /// time.
     void measureTrips() {
         const std::int64_t endNs = platform_monotonicNanoseconds() + kMeasuringNs;
         while (_trips.count() < kTripsForP99 && platform_monotonicNanoseconds() < endNs && !platform_stopRequested())

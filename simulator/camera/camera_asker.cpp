@@ -25,8 +25,8 @@ std::string refusalText(const std::string& name, DWORD error) {
     return "no link to the camera: " + platform_explainRefusal(name.c_str(), error, 0).text();
 }
 
-/// The events of both fifos, held. A messenger goes on without one that the system refuses, and hears nothing then; so
-/// they are made before it.
+/// Holds the events of both fifos. A messenger would continue without an event that the system refuses, and receive
+/// nothing; so they are created before it.
 class LinkEvents {
 public:
     LinkEvents() {
@@ -38,7 +38,7 @@ public:
     LinkEvents(const LinkEvents&) = delete;
     LinkEvents& operator=(const LinkEvents&) = delete;
 
-    /// Why one cannot be made; empty: both are there.
+    /// Why one cannot be created; empty: both exist.
     const std::string& problem() const { return _problem; }
 
 private:
@@ -55,7 +55,7 @@ private:
     std::string _problem;
 };
 
-/// Answers as the channel does, but for what was provoked.
+/// Answers like the channel, except for provoked faults.
 class FaultyImagesComm : public DorVenImagesComm {
 public:
     explicit FaultyImagesComm(std::shared_ptr<AnswerFaults> faults) : _faults(std::move(faults)) {}

@@ -1,4 +1,4 @@
-// The simulator's end of the link to the camera: asks it for the size and the format of its images.
+// The simulator's end of the link to the camera: asks the camera for the size and format of its images.
 #pragma once
 
 #include <cstdint>
@@ -19,17 +19,17 @@ namespace simulator {
 
 class AnswerFaults;
 
-/// Said by who finds the link taken.
+/// The problem of an asker that finds the link taken.
 constexpr const char* kLinkTaken = "another simulator has the link to the camera";
 
-/// One at a time among all processes: a second one would lay the fifo anew that the first one sends through. It stands
-/// on the link only while the camera does, so that waiting for it leaves nothing in the logs; there it also answers
-/// what the camera's side asks. Used by one thread at a time.
+/// One at a time among all processes: a second one would recreate the fifo that the first one uses. It uses the link
+/// only while the camera does, so that waiting for the camera leaves nothing in the logs. On the link it also answers
+/// requests of the camera's side. Used by one thread at a time.
 class CameraAsker {
 public:
-    /// @param faults   Of the answers to the camera's side; null: none.
-    /// @param problem  Receives why there is none: kLinkTaken, or what the system refuses and what to do.
-    /// @return         null when another asker has the link, or when one of its events cannot be made.
+    /// @param faults   Faults of the answers to the camera's side; may be null.
+    /// @param problem  Receives the reason for a null result: kLinkTaken, or what the system refuses and what to do.
+    /// @return         null when another asker has the link, or when one of its events cannot be created.
     static std::unique_ptr<CameraAsker> open(const std::shared_ptr<AnswerFaults>& faults, std::string& problem);
 
     ~CameraAsker();
@@ -38,16 +38,17 @@ public:
 
     /// Asks one question; blocks for about 2 seconds at most.
     /// @param command  kCommandImageSize, kCommandPixelSize or kCommandImageFormat.
-    /// @return         The answer as it came, unchecked; none when nobody answered, or could not, or a problem is left.
+    /// @return         The answer, unchecked; none when nobody answered, the question could not be sent, or a problem
+    ///                 remains.
     std::optional<kest::dorven::ImagesMessage> ask(std::uint32_t command);
 
-    /// Asks for size and bytes per pixel. As they came, unchecked.
+    /// Asks for size and bytes per pixel. Unchecked.
     std::optional<frames::ImageFormat> askFormat();
 
-    /// Whether a host has the camera open, or asks as one: whoever does not answer then is there all the same.
+    /// Whether a host has the camera open, or asks like one; the camera may then exist without answering.
     static bool cameraIsThere();
 
-    /// Why the last question could not be asked; empty: it could, or no camera is there.
+    /// Why the last question could not be asked; empty when it could, or when there is no camera.
     const std::string& problem() const { return _problem; }
 
 private:
@@ -57,7 +58,7 @@ private:
     NamedClaim _claim;
     std::string _problem;
     std::shared_ptr<kest::dorven::DorVenImagesComm> _channel;
-    std::shared_ptr<kest::dorven::IPMessenger> _messenger;  // null while no camera is there
+    std::shared_ptr<kest::dorven::IPMessenger> _messenger;  // null while there is no camera
 };
 
 /// Whether the simulator can make such images.

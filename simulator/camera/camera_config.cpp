@@ -19,7 +19,7 @@ std::string refusalOf(const ConfigChain& chain) {
     return chain.path() + ": could not open camera config file" + joint + chain.reason();
 }
 
-// " ('wide' is no number)", or nothing when the entry begins with one.
+// " ('wide' is no number)", or nothing if the entry begins with one.
 std::string remarkOn(const MIniData& ini, const CameraNumber& number) {
     std::string text;
     std::int64_t value = 0;

@@ -68,7 +68,7 @@ CameraNews CameraLink::askOnce() {
     return news;
 }
 
-/// @return False when the link is to end.
+/// @return False when the link must end.
 bool CameraLink::pause(std::chrono::milliseconds time) {
     std::unique_lock lock(_mutex);
     return !_changed.wait_for(lock, time, [this] { return _stopped; });

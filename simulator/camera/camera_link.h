@@ -1,5 +1,4 @@
-// What the camera says about its images, asked again and again on a thread of its own, so that images never wait for an
-// answer.
+// Asks the camera about its images again and again on a separate thread, so that images never wait for an answer.
 #pragma once
 
 #include <atomic>
@@ -19,12 +18,12 @@ namespace simulator {
 class AnswerFaults;
 class CameraAsker;
 
-/// What is known of the camera.
+/// What is known about the camera.
 struct CameraNews {
     enum class Kind {
         silent,       // it does not answer
-        format,       // it told its format
-        absurd,       // it told a format that no simulator can make
+        format,       // it reported its format
+        absurd,       // it reported a format that no simulator can make
         unavailable,  // it cannot be asked; see problem
     };
     Kind kind = Kind::silent;
@@ -34,8 +33,8 @@ struct CameraNews {
     bool operator==(const CameraNews&) const = default;
 };
 
-/// Pauses between questions, and how long a camera that has answered may fail to before it counts as silent: it is
-/// away for a moment whenever a host opens it anew.
+/// Pauses between questions, and how long a camera that has answered may stay silent before it counts as silent: it is
+/// away briefly whenever a host reopens it.
 struct AskingPace {
     std::chrono::milliseconds answered{1000};
     std::chrono::milliseconds unanswered{100};
@@ -44,24 +43,25 @@ struct AskingPace {
 
 class CameraLink {
 public:
-    /// Looks whether the link can be had, and begins to ask.
-    /// @param faults  Of the answers to the camera's side; null: none.
+    /// Tries to take the link, and begins to ask.
+    /// @param faults  Faults of the answers to the camera's side; may be null.
     explicit CameraLink(const AskingPace& pace = {}, std::shared_ptr<AnswerFaults> faults = nullptr);
 
-    /// Ends the thread; a question under way takes about 2 seconds at most.
+    /// Ends the thread; a running question takes about 2 seconds at most.
     ~CameraLink();
     CameraLink(const CameraLink&) = delete;
     CameraLink& operator=(const CameraLink&) = delete;
 
-    /// Why the system refused the link when this began, and what to do; empty: it did not, or another simulator has it.
+    /// Why the system refused the link at the start, and what to do; empty when it did not, or when another simulator
+    /// has it.
     const std::string& refusal() const { return _refusal; }
 
-    /// Waits until something else than silence is known.
+    /// Waits until anything except silence is known.
     /// @return False when the limit has passed.
     bool waitForNews(std::chrono::milliseconds limit);
 
-    /// What is known now, when that has changed since the last call; the silence of the beginning is no news. Costs one
-    /// load when there is none. One thread.
+    /// What is known now, if it has changed since the last call; the silence at the beginning is not reported. Costs
+    /// one load if nothing has changed. One thread.
     std::optional<CameraNews> takeNews();
 
 private:
@@ -72,13 +72,13 @@ private:
     AskingPace _pace;
     std::shared_ptr<AnswerFaults> _faults;
     std::string _refusal;
-    std::unique_ptr<CameraAsker> _asker;  // the thread's, as soon as there is one; null: tried again
+    std::unique_ptr<CameraAsker> _asker;  // used by the thread; null: none yet, tried again
     std::mutex _mutex;                    // guards the three below
     std::condition_variable _changed;
     CameraNews _news;
     bool _stopped = false;
     std::atomic<std::uint64_t> _version{0};  // counts what becomes known
-    std::uint64_t _taken = 0;                // version that takeNews has given; its caller's
+    std::uint64_t _taken = 0;                // version that takeNews returned; used by its caller
     std::thread _thread;
 };
 

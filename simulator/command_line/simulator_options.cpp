@@ -29,7 +29,7 @@ std::string checkSize(const std::string& text) {
     return "'" + text + "' is no image size such as 1280x1024, each side from 1 to " + std::to_string(frames::kMaxSide);
 }
 
-// Less than a millisecond would be rounded to none, and none means never.
+// Less than a millisecond would be rounded to 0, which means never.
 std::string checkReaderTimeout(const std::string& text) {
     if (options::isWithin(text, 0.0, 0.0) || options::isWithin(text, kMinReaderTimeout, kMaxTimeout)) return {};
     return "'" + text + "' is neither 0 nor a number from 0.001 to 86400";
@@ -46,7 +46,7 @@ void addAskOptions(CLI::App& command, AskOptions& options) {
         ->type_name("SECONDS");
 }
 
-// What stays aside until the whole line is read.
+// Options that wait until the whole line is read.
 struct RawOptions {
     std::string size;
     bool noStrip = false;
@@ -125,7 +125,7 @@ void addFaultOption(CLI::App& app, FaultOptions& options) {
     app.add_option_function<std::vector<std::string>>(
            "--fault",
            [&options](const std::vector<std::string>& texts) {
-               // Afresh: it is called again when the environment or the user's file fill other options.
+               // Read again, because this is called again when the environment or the user's file sets other options.
                std::vector<FaultRequest> requests;
                std::string error;
                for (const std::string& text : texts) {
@@ -206,7 +206,7 @@ void addFooters(CLI::App& app, const Commands& commands) {
         asking + exitCodes);
 }
 
-// An option of the program itself that stands beside a subcommand; empty: none does.
+// An option of the program itself that was given with a subcommand; empty: there is none.
 std::string optionBesideSubcommand(const CLI::App& app) {
     for (const CLI::Option* option : app.get_options()) {
         if (option->count() > 0) return option->get_name();
@@ -214,7 +214,7 @@ std::string optionBesideSubcommand(const CLI::App& app) {
     return "";
 }
 
-// An option of a run that was given beside another command; empty: none was.
+// An option of a run that was given with another command; empty: there is none.
 std::string takeCommand(const CLI::App& app, const Commands& commands, SimulatorOptions& options) {
     if (commands.ask->parsed()) {
         options.command = SimulatorOptions::Command::ask;

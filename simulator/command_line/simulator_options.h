@@ -1,4 +1,4 @@
-// What the simulator's command line asks for.
+// The options on the simulator's command line.
 #pragma once
 
 #include <cstddef>
@@ -24,8 +24,8 @@ struct SimulatorOptions {
     Command command = Command::run;
 
     // run
-    std::optional<frames::ImageFormat> size;   // --size; its byte depth does not count
-    std::string configFile;                    // --config; empty: none
+    std::optional<frames::ImageFormat> size;   // --size; its byte depth is unused
+    std::string configFile;                    // --config; empty: not given
     std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
     std::optional<std::size_t> maxMemoryMb;    // --max-memory, millions of bytes
     bool ask = true;                           // ask the camera for the format; not with --no-ask
@@ -39,15 +39,15 @@ struct SimulatorOptions {
     bool listsAsJson = false;  // patterns
 };
 
-/// Reads a command line. Options that the user gave win over what the configuration file says.
+/// Reads a command line. Options from the user win over the configuration file.
 ///
-/// @param data    Receives what --help and --version ask for.
+/// @param data    Receives the output of --help and --version.
 /// @param people  Receives the reason when the command line is wrong.
-/// @return        The exit code when the program is to end now: 0 after --help and --version, 2 for wrong usage.
+/// @return        The exit code when the program must end now: 0 after --help and --version, 2 for wrong usage.
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
                                          std::ostream& data, std::ostream& people);
 
-/// The same with other variables and another user's file than this process has.
+/// The same with other variables and another user's file than those of this process.
 std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, SimulatorOptions& options,
                                          std::ostream& data, std::ostream& people, const Surroundings& surroundings);
 

@@ -26,7 +26,7 @@ Expectation lateBy(std::uint64_t frame, std::int64_t timeNs) {
     return {frames::finding::kLate, frame, frame, timeNs / 1000};
 }
 
-// First byte of the half that a torn image has of another one.
+// First byte of the half that a torn image takes from another one.
 std::size_t lowerHalf(const frames::ImageFormat& format) {
     return std::max(format.height / 2, stripLines(format)) * format.lineBytes();
 }
@@ -117,12 +117,12 @@ void FrameDelivery::tellFindings(const Made& made) {
     if (_log) _log->settle();
 }
 
-// What only a strip can show, nobody finds without one.
+// Without a strip, nobody can find what only a strip shows.
 std::vector<Expectation> FrameDelivery::ifVerifiable(const Expectation& expectation) const {
     return _verifiable ? std::vector{expectation} : std::vector<Expectation>();
 }
 
-/// @param drawn  The frame that the pixels hold; none when unknown. Becomes `frame`.
+/// @param drawn  The frame that the pixels contain; none when unknown. Set to `frame`.
 /// @return       CRC-32 of the bytes below the strip's lines.
 std::uint32_t FrameDelivery::draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
                                   std::uint64_t frame) {
@@ -164,8 +164,8 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     return made;
 }
 
-/// Exchanges the lower half with that of the frame before; black before the first one.
-/// @return Whether the image has become another one by it.
+/// Swaps the lower half with that of the previous frame; black before the first one.
+/// @return Whether this has changed the image.
 bool FrameDelivery::tear(const frames::Canvas& image, std::uint32_t crc) {
     const std::size_t begin = lowerHalf(image.format);
     _older.resize(image.format.bytes() - begin);
@@ -177,7 +177,7 @@ void FrameDelivery::keepForTearing(const frames::ImageView& image) {
     _older.assign(image.pixels + lowerHalf(image.format), image.pixels + image.format.bytes());
 }
 
-/// To the next multiple of 2^32. Only who saw an image before can tell.
+/// Moves it to the next multiple of 2^32. Only a reader that saw an earlier image can notice.
 void FrameDelivery::shiftCounter(Made& made) const {
     made.counterShift = (((made.frame >> 32) + 1) << 32) - made.frame;
     const bool visible = _lastStampNs && static_cast<std::uint32_t>(made.counterShift - _counterShift) != 0;

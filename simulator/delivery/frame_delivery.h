@@ -1,4 +1,4 @@
-// Makes one image after the other in the ring's slots and publishes them, with the faults that are asked for.
+// Makes images one by one in the ring's slots and publishes them, with the requested faults.
 #pragma once
 
 #include <cstdint>
@@ -15,73 +15,73 @@
 
 namespace simulator {
 
-/// What became of the frame numbers.
+/// Counts of what happened to the frame numbers.
 struct SimulatorTotals {
     std::uint64_t written = 0;
     std::uint64_t refused = 0;      // by the full ring
-    std::uint64_t skipped = 0;      // too late: more than half a ring of later ones was due already
-    std::uint64_t unread = 0;       // waited in a ring that was laid anew
-    std::uint64_t faults = 0;       // injected on purpose; frames that they dropped are in none of the above
-    std::uint64_t ringDamaged = 0;  // times that another process had overwritten the ring's header
+    std::uint64_t skipped = 0;      // too late: more than half a ring of later ones was already due
+    std::uint64_t unread = 0;       // waited in a ring that was recreated
+    std::uint64_t faults = 0;       // injected on purpose; frames dropped by them are not counted above
+    std::uint64_t ringDamaged = 0;  // how often another process had overwritten the ring's header
 };
 
-/// One thread's.
+/// Used by one thread.
 class FrameDelivery {
 public:
-    /// @param log     null: none.
-    /// @param totals  Counted up. All but the rate outlive the delivery.
+    /// @param log     May be null.
+    /// @param totals  Are incremented. All arguments but the rate must outlive the delivery.
     FrameDelivery(const DeliveryOptions& options, const FrameRate& rate, ImageRing& ring, PreciseTimer& timer,
                   FaultLog* log, SimulatorTotals& totals);
 
-    /// From now on frames may be torn or not; where they may, each one is kept for its successor.
+    /// From now on frames may, or may not, be torn; if they may, each one is kept for its successor.
     void setTearing(bool tearing) { _tearing = tearing; }
 
-    /// Draws a frame into the slot that it will be published in, if there is room for it: what is left for deliver
-    /// then does not depend on what the frame shows.
+    /// If there is room, draws a frame into the slot in which it will be published. The work left for deliver then does
+    /// not depend on the content of the frame.
     void drawAhead(ImageSource& source, std::uint64_t frame);
 
     /// Draws a frame into the ring, unless that was done ahead, and publishes it; or counts it as refused.
     ///
-    /// @return  False when a stop was requested while the frame waited for its delay: it is nowhere then.
-    /// @param faults      Those of images that strike at the frame (FaultRow::ofImage). Where they exclude each other,
-    ///                    drop wins, then reorder, which leaves out delay, jitter and repeat.
-    /// @param completeNs  When the image counts as complete; none: when it is.
+    /// @return  False when a stop was requested during the frame's delay: the frame is then lost.
+    /// @param faults      The image faults of this frame (FaultRow::ofImage). If they exclude each other, drop wins,
+    ///                    then reorder, which cancels delay, jitter and repeat.
+    /// @param completeNs  When the image counts as complete; none: when it really is.
     bool deliver(ImageSource& source, std::uint64_t frame, const std::vector<Strike>& faults = {},
                  std::optional<std::int64_t> completeNs = std::nullopt);
 
-    /// Publishes a frame that waits for its successor, which will not come.
+    /// Publishes a frame that waits for its successor if that will not come.
     void deliverHeld();
 
     /// Numbers of the frames that wait unread in the ring.
     std::vector<std::uint64_t> unread() const;
 
-    /// The ring was laid anew, empty; its images may have another size.
+    /// The ring was recreated, empty; its images may have another size.
     void ringLaid();
 
-    /// Counts a fault, and logs it.
+    /// Counts and logs a fault.
     void tellFault(FaultKind kind, std::uint64_t frame, const std::vector<Expectation>& expectations);
 
-    /// Frames that did not arrive for another reason than a fault (FaultLog::note).
+    /// Logs frames that did not arrive for a reason other than a fault (FaultLog::note).
     void tellNote(const char* note, const FrameRange& frames);
 
 private:
-    /// Pixels that are drawn, but neither stamped nor published yet.
+    /// Pixels that are drawn, but not yet stamped or published.
     struct Drawn {
         const std::uint8_t* pixels = nullptr;
         std::uint64_t frame = 0;
         std::uint32_t crc = 0;
     };
-    /// An image that is made, but not published yet.
+    /// An image that is made, but not yet published.
     struct Made {
         struct Finding {
             FaultKind kind;
             std::vector<Expectation> expectations;
         };
         std::uint64_t frame = 0;
-        std::int64_t completeNs = 0;     // really
-        std::int64_t stampNs = 0;        // as it says
+        std::int64_t completeNs = 0;     // the real time
+        std::int64_t stampNs = 0;        // the time in the image
         std::uint64_t counterShift = 0;  // image counter minus frame number
-        std::vector<Finding> findings;   // told once it is published
+        std::vector<Finding> findings;   // logged once it is published
     };
     struct Held {
         Made made;
@@ -115,14 +115,14 @@ private:
     SimulatorTotals& _totals;
     std::optional<Drawn> _ahead;                             // in the slot to be published next
     std::vector<std::optional<std::uint64_t>> _drawnInSlot;  // frame whose unchanged pixels each slot holds
-    std::vector<std::uint64_t> _numberInSlot;                // frame that was published in it last
+    std::vector<std::uint64_t> _numberInSlot;                // frame that was last published in it
     std::uint64_t _counterShift = 0;                         // image counter minus frame number
     std::optional<std::int64_t> _lastStampNs;                // of the image that was published last
     std::optional<Held> _held;                               // waits for its successor
-    bool _tearing = false;                                   // a frame may be torn: its predecessor is kept
-    std::vector<std::uint8_t> _older;                        // lower half of the frame before
-    bool _verifiable = false;                                // the images carry a strip
-    std::optional<std::int64_t> _stampNs;  // of the image that is being made; none: when it is complete
+    bool _tearing = false;                                   // a frame may be torn, so its predecessor is kept
+    std::vector<std::uint8_t> _older;                        // lower half of the previous frame
+    bool _verifiable = false;                                // the images have a strip
+    std::optional<std::int64_t> _stampNs;  // for the image that is being made; none: when it is complete
 };
 
 }  // namespace simulator

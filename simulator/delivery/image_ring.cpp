@@ -22,7 +22,7 @@ namespace {
 
 std::string eventText(const std::string& name) { return "no event \"" + name + '"'; }
 
-/// Of every spoilt field: beyond each memory and each slot count, yet far from wrapping.
+/// Value of every spoilt field: beyond each memory and each slot count, yet far from wrapping.
 constexpr std::uint64_t kAbsurd = std::uint64_t{1} << 62;
 
 }  // namespace
@@ -59,7 +59,7 @@ ImageRing::OpenResult ImageRing::open() {
 
 bool ImageRing::openEvent() {
     if (_event) return true;
-    // Without it no reader would ever be woken, so no MProcessEvent, which goes on without.
+    // Without it no reader would ever be woken. Not an MProcessEvent, which would continue without it.
     const HANDLE event = MEvent_Create(kImagesEvent);
     const DWORD error = GetLastError();
     if (event && event != INVALID_HANDLE_VALUE) _event = event;
@@ -75,7 +75,7 @@ bool ImageRing::openMemory(std::size_t bytes) {
     return _memory != nullptr;
 }
 
-// What it takes all in all is needed, whichever object is the first one that does not fit.
+// Reports the total need, whichever object is the first that does not fit.
 void ImageRing::tellRefusal(const std::string& what, const char* name, DWORD error) {
     const ObjectRefusal refusal = platform_explainRefusal(name, error, std::max(memoryBytes(), _roomBytes));
     _problem = what + ": " + refusal.text();

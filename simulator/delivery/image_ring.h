@@ -1,5 +1,5 @@
-// The simulator's end of the image connection: shared memory with a line fifo of whole images, and the event that tells
-// readers of new ones (object_names.h). docs/wire-format.md draws what is shared.
+// The simulator's end of the image connection: shared memory with a line fifo of whole images, and the event that
+// notifies readers (object_names.h). docs/wire-format.md draws what is shared.
 #pragma once
 
 #include <cstddef>
@@ -15,19 +15,19 @@
 
 namespace simulator {
 
-/// The writing side. One thread.
+/// The writing side. Used by one thread.
 class ImageRing {
 public:
     enum class OpenResult {
         opened,
         otherWriter,  // another simulator has the ring
-        tooSmall,     // somebody still holds smaller memory of that name: try again later
-        failed,       // no memory or no event; problem() tells why
+        tooSmall,     // somebody still holds a smaller memory of that name: try again later
+        failed,       // no memory or no event; problem() says why
     };
 
     /// @param imageBytes    Of one image.   @param lineCount  Images that the ring holds, at least 1.
-    /// @param roomForBytes  The memory has room for images of that size too: a host keeps the memory that it has once
-    ///                      seen until it ends, and only into that can a larger ring be laid then.
+    /// @param roomForBytes  The memory also has room for images of that size. A host keeps a memory that it has once
+    ///                      seen until the host ends, and a larger ring can then be created only inside it.
     ImageRing(std::size_t imageBytes, std::size_t lineCount, std::size_t roomForBytes = 0);
 
     /// Closes.
@@ -35,29 +35,29 @@ public:
     ImageRing(const ImageRing&) = delete;
     ImageRing& operator=(const ImageRing&) = delete;
 
-    /// Lays the ring anew, empty. A reader that was attached is detached and comes back at the next signal.
+    /// Recreates the ring, empty. An attached reader is detached and attaches again at the next signal.
     OpenResult open();
 
-    /// Detaches. Images that wait stay readable for who holds the memory.
+    /// Detaches. Waiting images stay readable for whoever holds the memory.
     void close();
 
-    /// Closes; the next open lays lines for images of that size. The ring stays this simulator's.
+    /// Closes; the next open creates lines for images of that size. The ring stays reserved for this simulator.
     void setImageBytes(std::size_t imageBytes);
 
-    /// Lays the open ring anew in the same memory, empty, for images of that size; they are no larger than those that
-    /// it was opened for. A reader that was attached is detached. Nothing while the ring is not open.
+    /// Recreates the open ring in the same memory, empty, for images of that size, which must not be larger than when
+    /// it was opened. An attached reader is detached. Does nothing while the ring is not open.
     void recreateFor(std::size_t imageBytes);
 
-    /// What another process has stored into the ring's header where only this one stores, or where nothing like it can
-    /// stand; none: nothing. Nothing of it is ever used, but readers may have met it: then recreate.
+    /// A value in the ring's header that another process has stored in a field of this one, or that is impossible;
+    /// none: there is none. The simulator never uses such a value, but readers may have read it: call recreate.
     std::optional<LineFifoDamage> damage() const { return _writer.damage(); }
 
-    /// Recreates the open ring, empty, in the same memory. A reader that was attached is detached; the image that it
-    /// may be looking at stays whole until it is back.
+    /// Recreates the open ring, empty, in the same memory. An attached reader is detached; the image that it may still
+    /// be reading stays intact until it attaches again.
     void recreate() { _writer.recreate(); }
 
-    /// Overwrites geometry and indices of the open ring with absurd numbers, until it is laid again: nothing else may
-    /// be called before. The marks stay, so that an attached reader looks at it.
+    /// Overwrites geometry and indices of the open ring with absurd numbers, until it is recreated; nothing else may be
+    /// called before that. The marks stay, so an attached reader reads them.
     void spoilHeader(std::uint64_t seed);
 
     /// Why the last open failed, and what to do, for people.
@@ -68,23 +68,23 @@ public:
     /// Pixels of the slot to fill next; null while the ring is full or not open.
     std::uint8_t* slotPixels();
 
-    /// Number of that slot, 0 … lineCount.
+    /// Index of that slot, 0 … lineCount.
     std::size_t slotIndex() const { return _writer.slotIndex(); }
 
-    /// Images that wait unread, 0 … lineCount; 0 while the ring is not open.
+    /// Number of unread images, 0 … lineCount; 0 while the ring is not open.
     std::size_t waiting() const { return _writer.waiting(); }
 
-    /// Slot that the attached reader takes next; none while none is attached or the ring is not open.
+    /// Slot that the attached reader takes next; none while no reader is attached or the ring is not open.
     std::optional<std::uint64_t> readerIndex() const;
 
     /// Publishes the slot and wakes the reader. False when the ring is full or not open.
     bool publish(const image_road::ImageLineHeader& header);
 
-    /// Wakes the reader without a new image, so that one which came while the ring was full finds it. Nothing before
-    /// the first open that succeeded.
+    /// Wakes the reader without a new image, so that a reader that came while the ring was full finds it. Does nothing
+    /// before the first successful open.
     void wakeReader();
 
-    /// Bytes of memory that the ring needs, and of one line: header and pixels, up to a multiple of 8.
+    /// Bytes of memory that the ring needs, and of one line: header and pixels, rounded up to a multiple of 8.
     std::size_t memoryBytes() const;
     static std::size_t memoryBytesFor(std::size_t imageBytes, std::size_t lineCount);
     std::size_t lineBytes() const { return _lineBytes; }
@@ -96,10 +96,10 @@ private:
 
     std::size_t _lineBytes;
     std::size_t _lineCount;
-    std::size_t _roomBytes;  // that the memory takes at least
+    std::size_t _roomBytes;  // least size of the memory
     void* _memory = nullptr;
     MMemLineWriter _writer;                              // in that memory
-    NamedClaim _writerClaim{image_road::kImagesWriter};  // while a simulator runs
+    NamedClaim _writerClaim{image_road::kImagesWriter};  // held while a simulator runs
     HANDLE _event = nullptr;
     std::string _problem;
 };

@@ -1,5 +1,5 @@
-// Faults in the simulator's answers to the camera's side: armed by the thread that delivers images, met by the one that
-// answers.
+// Faults in the simulator's answers to the camera's side. The thread that delivers images sets them; the answering
+// thread applies them.
 #pragma once
 
 #include <condition_variable>
@@ -12,20 +12,20 @@ namespace simulator {
 
 class AnswerFaults {
 public:
-    /// The next request for a picture is answered that much later.
+    /// Delays the answer to the next request for a picture by that time.
     void delayNext(std::int64_t timeNs);
 
-    /// The next request for a picture is answered with other bytes.
+    /// Changes the bytes of the answer to the next request for a picture.
     void falsifyNext();
 
-    /// Called by who answers: takes what is armed, waits and changes the answer accordingly.
+    /// Called by the answering thread: takes the faults that are set, waits and changes the answer accordingly.
     void apply(kest::dorven::ImagesMessage& answer);
 
-    /// No answer waits any more, from now on.
+    /// From now on no answer is delayed.
     void cancel();
 
 private:
-    std::mutex _mutex;  // guards all below
+    std::mutex _mutex;  // guards everything below
     std::condition_variable _cancelledChanged;
     std::int64_t _delayNs = 0;
     bool _falsify = false;

@@ -18,7 +18,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// A note that could still grow is written after that long all the same, for whoever reads along.
+/// A note that could still grow is written after this time all the same, for whoever follows the file.
 constexpr std::int64_t kHoldNs = 1'000'000'000;
 
 Json jsonOf(const Expectation& expectation) {

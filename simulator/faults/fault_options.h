@@ -1,4 +1,4 @@
-// The options that ask for faults.
+// The options for faults.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,8 @@ namespace simulator {
 
 struct FaultOptions {
     std::vector<FaultRequest> requests;  // --fault
-    std::string scenarioFile;            // --scenario; empty: none
-    std::string logFile;                 // --fault-log; empty: none
+    std::string scenarioFile;            // --scenario; empty: not given
+    std::string logFile;                 // --fault-log; empty: not given
     std::optional<std::uint64_t> seed;   // --seed
     bool off = false;                    // --no-faults
 };

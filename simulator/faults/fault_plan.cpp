@@ -6,7 +6,7 @@
 namespace simulator {
 namespace {
 
-// Spreads each bit over all (the finaliser of SplitMix64).
+// Spreads each bit over all others (the finaliser of SplitMix64).
 std::uint64_t mix(std::uint64_t value) {
     value += 0x9E3779B97F4A7C15u;
     value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9u;
@@ -14,7 +14,7 @@ std::uint64_t mix(std::uint64_t value) {
     return value ^ (value >> 31);
 }
 
-// 0 to below 1, of 53 bits.
+// From 0 to below 1, with 53 bits.
 double share(std::uint64_t number) { return static_cast<double>(number >> 11) * 0x1p-53; }
 
 }  // namespace
@@ -51,7 +51,7 @@ bool FaultPlan::has(FaultKind kind) const {
 bool FaultPlan::strikes(const FaultRequest& request, std::uint64_t draw, std::uint64_t frame) const {
     const FaultWhen& when = request.when;
     if (frame < request.since) return false;
-    // What is said of one frame holds for all that follow: a single late frame would be a delay.
+    // Jitter at one frame also applies to all following ones: a single late frame would be a delay.
     const bool goesOn = request.kind == FaultKind::jitter;
     switch (when.kind) {
         case FaultWhen::Kind::once:

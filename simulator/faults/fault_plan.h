@@ -1,5 +1,5 @@
-// Which faults strike at which frame. The same faults, seed and rate give the same answer for the same frame, whatever
-// was asked before.
+// Which faults strike at which frame. The same faults, seed and rate give the same result for the same frame, whatever
+// was requested before.
 #pragma once
 
 #include <cstdint>
@@ -13,21 +13,20 @@ namespace simulator {
 /// One fault at one frame.
 struct Strike {
     FaultKind kind = FaultKind::drop;
-    std::int64_t timeNs = 0;  // of the fault; of jitter: the shift of this frame; 0: none was said
+    std::int64_t timeNs = 0;  // of the fault; of jitter: the shift of this frame; 0: not given
 
     bool operator==(const Strike&) const = default;
 };
 
 class FaultPlan {
 public:
-    /// @param requests  In the order in which they were given: where one kind strikes twice at a frame, the first
-    ///                  counts.
+    /// @param requests  In the order in which they were given: if one kind strikes twice at a frame, the first counts.
     FaultPlan(std::vector<FaultRequest> requests, std::uint64_t seed, const FrameRate& rate);
 
-    /// Those that strike at the frame, at most one of a kind, in the order in which they take effect.
+    /// The faults that strike at the frame, at most one of a kind, in the order in which they take effect.
     std::vector<Strike> strikesAt(std::uint64_t frame) const;
 
-    /// Whether one of the kind may ever strike.
+    /// Whether a fault of that kind may ever strike.
     bool has(FaultKind kind) const;
 
     const std::vector<FaultRequest>& requests() const { return _requests; }
@@ -40,7 +39,7 @@ private:
     PacingGrid _grid;
 };
 
-/// A number that looks random and depends on nothing but its arguments.
+/// A number that looks random and depends only on its arguments.
 std::uint64_t scatter(std::uint64_t seed, std::uint64_t stream, std::uint64_t index);
 
 }  // namespace simulator

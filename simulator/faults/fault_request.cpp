@@ -117,7 +117,7 @@ bool parseWhen(std::string_view text, FaultWhen& when) {
 
 std::string quoted(std::string_view text) { return std::string(1, '\'').append(text).append("'"); }
 
-// The part behind the name; none: there is no ':'.
+// Reads the part after the name; none: there is no ':'.
 bool parseFaultTime(const FaultRow& row, std::optional<std::string_view> text, FaultRequest& request,
                     std::string& problem) {
     if (!text) {

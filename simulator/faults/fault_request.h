@@ -1,5 +1,4 @@
-// Faults that can be provoked on purpose: their table, and how people ask for them. docs/faults.md tells what each
-// does.
+// Faults that can be provoked on purpose: their table, and their notation. docs/faults.md describes each of them.
 #pragma once
 
 #include <cstdint>
@@ -35,12 +34,12 @@ struct FaultRow {
 
     FaultKind kind;
     const char* name;
-    Time time;         // whether a time stands behind the name
-    bool ofImage;      // changes one image, or how it is delivered; else it strikes at the slot, image or not
+    Time time;         // whether a time follows the name
+    bool ofImage;      // changes one image or its delivery; otherwise it strikes at the slot, image or not
     const char* does;  // one line for people
 };
 
-/// Every fault there is.
+/// All faults.
 std::span<const FaultRow> faultTable();
 
 const FaultRow& rowOf(FaultKind kind);
@@ -48,9 +47,9 @@ const FaultRow& rowOf(FaultKind kind);
 /// At which frames a fault strikes.
 struct FaultWhen {
     enum class Kind {
-        once,         // nothing was said: at the frame from which the fault is in force; jitter from there on
+        once,         // not specified: at the frame from which the fault is in force; jitter from there on
         at,           // at frame `first`; jitter from there on
-        every,        // at each multiple of `first` but 0
+        every,        // at each multiple of `first` except 0
         probability,  // at each frame with that probability
         time,         // at the first frame that is due `timeNs` after the start or later; jitter from there on
         from,         // from frame `first` on
@@ -63,17 +62,17 @@ struct FaultWhen {
     std::int64_t timeNs = 0;
 };
 
-/// A fault that somebody asks for.
+/// A fault that a user requests.
 struct FaultRequest {
     FaultKind kind = FaultKind::drop;
-    std::int64_t timeNs = 0;  // of the fault itself; 0: none was said
+    std::int64_t timeNs = 0;  // of the fault itself; 0: not given
     FaultWhen when;
-    std::string text;         // as it was written
+    std::string text;         // as written
     std::uint64_t since = 0;  // frame from which it is in force
 };
 
 /// Reads NAME[:TIME][@WHEN], such as "drop@100", "delay:20ms@every:50", "torn@p:0.01", "stall:5s@t:3s".
-/// @return  none, with the reason and, for a misspelled name, the one that was probably meant.
+/// @return  None, with the reason and, for a misspelled name, the name that was probably meant.
 std::optional<FaultRequest> parseFault(std::string_view text, std::string& error);
 
 }  // namespace simulator

@@ -10,7 +10,7 @@ namespace {
 
 const char kProgram[] = "dorven-simulator: ";
 
-/// The first fault that only the link to the camera can carry out, while there is none.
+/// The first fault that needs a link to the camera, if there is no link.
 const FaultRequest* withoutLink(const std::vector<FaultRequest>& requests) {
     const auto needsLink = [](const FaultRequest& request) {
         return request.kind == FaultKind::lateAnswer || request.kind == FaultKind::wrongAnswer;
@@ -58,13 +58,13 @@ bool Faults::openScenario(std::string& error) {
         _watch = std::make_unique<ScenarioWatch>(
             [look = ScenarioLook(_options.scenarioFile, *text)]() mutable { return look.look(); });
     }
-    // A random one of 32 bits, so that it can be typed.
+    // A random seed of 32 bits, so that it can be typed.
     _seed = _options.seed ? *_options.seed : scenario.seed ? *scenario.seed : std::random_device()();
     return takeScenario(scenario, 0, error);
 }
 
-/// A fault of the scenario that was in force already stays so: one without frames does not strike again. Written twice,
-/// it is two.
+/// A fault of the scenario that was already in force stays so: one without frames does not strike again. A fault that
+/// is written twice counts as two.
 bool Faults::takeScenario(const Scenario& scenario, std::uint64_t frame, std::string& error) {
     std::vector<FaultRequest> requests = _options.requests;
     std::vector<FaultRequest> formers = _scenarioFaults;

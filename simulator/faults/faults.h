@@ -18,29 +18,30 @@
 
 namespace simulator {
 
-/// One thread's, but for answers(). A scenario's file is watched by a further one.
+/// Used by one thread, except answers(). Another thread watches a scenario's file.
 class Faults {
 public:
     /// Reads the scenario and opens the log.
     ///
     /// @param hasLink  Whether the run has a link to the camera; some faults need it.
-    /// @param people   Learns seed and faults now, and later what becomes of a scenario that changes. Outlives the
+    /// @param people   Receives seed and faults now, and later reports about a changing scenario. Must outlive the
     ///                 faults.
-    /// @return         null when neither faults nor a log are wanted, and, with the reason, when that cannot be done.
+    /// @return         null when neither faults nor a log are wanted; also null, with the reason, on failure.
     static std::unique_ptr<Faults> open(const FaultOptions& options, const FrameRate& rate, bool hasLink,
                                         std::ostream& people, std::string& error);
 
-    /// What strikes at the frame, in the order in which it takes effect.
+    /// The faults that strike at the frame, in the order in which they take effect.
     std::vector<Strike> strikesAt(std::uint64_t frame) const { return _plan.strikesAt(frame); }
 
-    /// Whether one of the kind may strike as things are.
+    /// Whether a fault of that kind may strike with the present scenario.
     bool has(FaultKind kind) const { return _plan.has(kind); }
 
-    /// Asks whether the scenario was changed. Cheap: another thread reads the file.
+    /// Checks whether the scenario was changed. Cheap: another thread reads the file.
     void look();
 
-    /// Puts a changed scenario into force: the frame is the next one. A broken one is told of, and the former stays.
-    /// @return  Whether the faults are others now.
+    /// Applies a changed scenario; the frame is the next one. A broken scenario is reported, and the previous one
+    /// stays.
+    /// @return  Whether the faults have changed.
     bool applyChange(std::uint64_t frame);
 
     bool watches() const { return _watch != nullptr; }
@@ -62,7 +63,7 @@ private:
     std::ostream& _people;
     std::uint64_t _seed = 0;
     FaultPlan _plan;
-    std::vector<FaultRequest> _scenarioFaults;  // those of the plan that the scenario brought
+    std::vector<FaultRequest> _scenarioFaults;  // faults of the plan that came from the scenario
     std::unique_ptr<FaultLog> _log;
     std::unique_ptr<ScenarioWatch> _watch;
     std::optional<std::string> _changed;  // text that waits for its frame

@@ -17,14 +17,14 @@ constexpr std::size_t kMaxBytes = 1'000'000;
 constexpr std::uint64_t kMaxSeed = std::uint64_t{1} << 53;  // what every reader of JSON keeps exactly
 const char kSchema[] = "dorven-scenario/1";
 
-// An entry in place; null when there is none. No copies: they would go down nested values by recursion.
+// A reference to an entry; null when there is none. Not a copy, because copying nested values is recursive.
 const Json& entryOf(const Json& object, const char* name) {
     static const Json none;
     const auto found = object.find(name);
     return found == object.end() ? none : *found;
 }
 
-// Names the first entry of an object that is none of those.
+// Names the first unknown entry of an object.
 std::string strayEntry(const Json& object, std::initializer_list<const char*> known) {
     for (const auto& [name, value] : object.items()) {
         bool isKnown = false;
@@ -34,7 +34,7 @@ std::string strayEntry(const Json& object, std::initializer_list<const char*> kn
     return "";
 }
 
-// "NAME:VALUE@WHEN" from an object's entries. False, with the reason, when they are others than these.
+// Builds "NAME:VALUE@WHEN" from an object's entries. False, with the reason, when there are other entries.
 bool joinFault(const Json& object, std::string& text, std::string& error) {
     if (const std::string stray = strayEntry(object, {"fault", "value", "when"}); !stray.empty()) {
         error = "a fault has no entry '" + stray + "', but fault, value and when";

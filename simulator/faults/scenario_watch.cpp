@@ -43,7 +43,7 @@ std::optional<std::string> ScenarioLook::look() {
     return text;
 }
 
-/// What outlives a watch whose look hangs.
+/// What outlives a watch whose check hangs.
 struct ScenarioWatch::Shared {
     explicit Shared(Look wantedLook) : look(std::move(wantedLook)) {}
 

@@ -16,7 +16,7 @@ struct TimeUnit {
     std::uint64_t nanoseconds;
 };
 
-// A name that ends like another one stands before it.
+// A name that ends like another one comes first.
 // clang-format off
 constexpr TimeUnit kTimeUnits[] = {
     {"ns", 1            },
@@ -47,7 +47,7 @@ std::optional<Fraction> parseRatio(std::string_view text) {
     return inLowestTerms(*above, *below);
 }
 
-// By division, since products of two long numbers do not fit.
+// By division, because products of two long numbers would overflow.
 bool isInRange(const Fraction& rate) {
     const bool tooFast = rate.numerator / rate.denominator > kMaxFramesPerSecond ||
                          (rate.numerator / rate.denominator == kMaxFramesPerSecond && rate.denominator != 1);

@@ -8,7 +8,7 @@
 
 namespace simulator {
 
-/// A number that is not negative, as a fraction in lowest terms.
+/// A non-negative number, as a fraction in lowest terms.
 struct Fraction {
     std::uint64_t numerator = 0;
     std::uint64_t denominator = 1;
@@ -17,7 +17,7 @@ struct Fraction {
 };
 
 /// Reads a decimal such as "59.94" exactly.
-/// @return  none when it is no such number, or has more than 18 digits.
+/// @return  None when it is not such a number, or has more than 18 digits.
 std::optional<Fraction> parseDecimal(std::string_view text);
 
 /// Images per second, 0.01 to 10000, without rounding.
@@ -34,14 +34,14 @@ struct FrameRate {
 };
 
 /// Reads a rate: a decimal ("59.94"), or a fraction of whole numbers ("60000/1001").
-/// @return  none, with the reason, when it is neither, out of range, or has too many digits to be kept exactly.
+/// @return  None, with the reason, when it is neither, out of range, or has too many digits to be kept exactly.
 std::optional<FrameRate> parseFrameRate(std::string_view text, std::string& error);
 
-/// "100", "59.94" or "60000/1001": a decimal where it is one of few digits.
+/// "100", "59.94" or "60000/1001": a decimal if it has few digits.
 std::string rateText(const FrameRate& rate);
 
 /// Reads a time of up to one day with its unit: "20ms", "1.5s"; ns, us, ms or s.
-/// @return  Nanoseconds; none when it is no such time, or not a whole number of nanoseconds.
+/// @return  Nanoseconds; none when it is not such a time, or not a whole number of nanoseconds.
 std::optional<std::int64_t> parseTime(std::string_view text);
 
 }  // namespace simulator

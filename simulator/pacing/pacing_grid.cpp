@@ -7,14 +7,14 @@ constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 
 }  // namespace
 
-// Both terms of a rate are at most 10^9, so none of the products here and below passes 10^18.
+// Both terms of a rate are at most 10^9, so no product here or below exceeds 10^18.
 PacingGrid::PacingGrid(std::int64_t startNs, const FrameRate& rate)
     : _startNs(startNs),
       _frames(rate.frames),
       _wholeNs(rate.seconds * kNanosecondsPerSecond / rate.frames),
       _restNs(rate.seconds * kNanosecondsPerSecond % rate.frames) {}
 
-// Periods in groups of _frames have no rest, so the groups are taken out before the rest is multiplied.
+// Groups of _frames periods have no remainder, so they are removed before the remainder is multiplied.
 std::int64_t PacingGrid::offsetNs(std::uint64_t frame) const {
     const std::uint64_t groups = frame / _frames;
     const std::uint64_t beyond = frame % _frames;
@@ -24,7 +24,7 @@ std::int64_t PacingGrid::offsetNs(std::uint64_t frame) const {
 std::uint64_t PacingGrid::latestAt(std::int64_t timeNs) const {
     if (timeNs < _startNs) return 0;
     const auto elapsedNs = static_cast<std::uint64_t>(timeNs - _startNs);
-    // The period lies between _wholeNs and one more; what is due lies between what these two give.
+    // The period lies between _wholeNs and _wholeNs + 1, so the due frame lies between the results for these two.
     std::uint64_t due = elapsedNs / (_wholeNs + 1);
     std::uint64_t beyond = elapsedNs / _wholeNs + 1;
     while (beyond - due > 1) {

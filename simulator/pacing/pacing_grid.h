@@ -1,4 +1,4 @@
-// When which frame is due: a grid in time that does not drift, whatever happens between its slots.
+// When each frame is due: a grid in time that does not drift, whatever happens between its slots.
 #pragma once
 
 #include <cstdint>
@@ -7,14 +7,14 @@
 
 namespace simulator {
 
-/// What becomes of frames that are late.
+/// What happens to late frames.
 enum class LatePolicy {
-    skip,   // their slots are left out, and the numbers show it
-    burst,  // they are delivered one straight after the other until the grid is reached again
+    skip,   // their slots are left out, and the frame numbers show it
+    burst,  // they are delivered back to back until the grid is reached again
 };
 
-/// Frame n is due at start + n / rate, rounded down to a whole nanosecond each time anew: nothing adds up. All times
-/// are of one monotonic clock. Good for as long as 64 bits of nanoseconds last, 292 years.
+/// Frame n is due at start + n / rate, rounded down to a whole nanosecond for each n, so errors do not add up. All
+/// times are of one monotonic clock. Works as long as 64 bits of nanoseconds last, 292 years.
 class PacingGrid {
 public:
     PacingGrid(std::int64_t startNs, const FrameRate& rate);
@@ -24,12 +24,12 @@ public:
     /// Time from the start to the frame.
     std::int64_t offsetNs(std::uint64_t frame) const;
 
-    /// The last frame that is due by then; 0 before the start.
+    /// The last frame that is due at that time; 0 before the start.
     std::uint64_t latestAt(std::int64_t timeNs) const;
 
-    /// The frame to deliver now when `frame` is the next one: itself as long as no more than `tolerated` of its
-    /// successors are due, so that what was held up is made up for at once; else the latest that is due. Those between
-    /// have been missed.
+    /// The frame to deliver now when `frame` is the next one. It is `frame` itself as long as no more than `tolerated`
+    /// of its successors are due, so that a short delay is made up for at once; otherwise the latest due frame. Those
+    /// between have been missed.
     std::uint64_t frameToDeliver(std::uint64_t frame, std::int64_t nowNs, std::uint64_t tolerated) const;
 
     /// Whole nanoseconds from one frame to the next, rounded down.

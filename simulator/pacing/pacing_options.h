@@ -1,4 +1,4 @@
-// The options that say when the images of a run are due, and how many there are.
+// The options for the pace and the number of a run's images.
 #pragma once
 
 #include <cstdint>

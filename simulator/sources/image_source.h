@@ -11,27 +11,27 @@
 
 namespace simulator {
 
-/// Images of one format. Drawn by one thread.
+/// Images of one format. Used by one thread.
 class ImageSource {
 public:
     virtual ~ImageSource() = default;
     ImageSource(const ImageSource&) = delete;
     ImageSource& operator=(const ImageSource&) = delete;
 
-    /// Draws a frame in place, but not the strip. May be called for a frame that is not delivered after all.
+    /// Draws a frame in place, without the strip. May be called for a frame that is then not delivered.
     ///
     /// @param before  Number of the frame that this source drew into these pixels last; none when unknown.
     /// @return        CRC-32 of the bytes below the strip's lines.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;
 
-    /// Takes down that a frame was made as it was drawn.
+    /// Records that a frame was made as it was drawn.
     virtual void record(std::uint64_t) {}
 
-    /// What the strip says about where the pixels come from.
+    /// The strip's flags about the origin of the pixels.
     virtual std::uint8_t stripFlags() const = 0;
 
-    /// Bytes that it goes on taking, as far as they grow with the images.
+    /// Bytes that it uses permanently, if they depend on the size of the images.
     virtual std::size_t memoryBytes() const = 0;
 
     const frames::ImageFormat& format() const { return _format; }
@@ -43,7 +43,7 @@ private:
     frames::ImageFormat _format;
 };
 
-/// A pattern. Where it stands in each recorded frame is written into the options' truth log, if there is one.
+/// A pattern. If the options have a truth log, its place in each recorded frame is written there.
 class RenderedImages : public ImageSource {
 public:
     explicit RenderedImages(const frames::ImageFormat& format, const PatternOptions& options = {});
@@ -55,7 +55,7 @@ public:
 private:
     PatternOptions _options;
     std::unique_ptr<frames::Pattern> _pattern;
-    bool _begun = false;  // the truth log knows what is made
+    bool _begun = false;  // the truth log's first line is written
 };
 
 }  // namespace simulator

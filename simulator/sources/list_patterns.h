@@ -1,4 +1,4 @@
-// dorven-simulator patterns: which patterns there are.
+// dorven-simulator patterns: lists the patterns.
 #pragma once
 
 #include <ostream>

@@ -56,7 +56,7 @@ std::string checkBits(const std::string& text) {
     return text == "10" || text == "12" || text == "16" ? std::string() : "'" + text + "' is none of 10, 12, 16";
 }
 
-// The library would take a negative number, and cut one that is too large.
+// The library would accept a negative number, and truncate one that is too large.
 std::string checkSeed(const std::string& text) {
     std::uint64_t seed = 0;
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), seed);

@@ -18,20 +18,20 @@ namespace simulator {
 struct PatternOptions {
     const frames::PatternRow* pattern = &frames::patterns().front();  // --pattern
     frames::PatternSettings settings;                                 // --bits, --pattern-seed, --digits, --motion …
-    std::string truthFile;                                            // --truth; empty: none
-    std::shared_ptr<TruthLog> truth;                                  // opened by who runs; shared by all that draw
+    std::string truthFile;                                            // --truth; empty: not given
+    std::shared_ptr<TruthLog> truth;                                  // opened by the program; shared by its sources
 };
 
-/// Adds the options to a command line and reads what they say.
+/// Adds the options to a command line and evaluates them.
 class PatternCommandLine {
 public:
-    /// @param options  Outlives the parsing; set by take.
+    /// @param options  Must outlive the parsing; set by take.
     PatternCommandLine(CLI::App& app, PatternOptions& options);
 
-    /// To call after parsing. @return why the options do not go together; empty when they do.
+    /// Call it after parsing. @return Why the options contradict each other; empty when they do not.
     std::string take();
 
-    /// The first option given that asks for a pattern, such as "--motion"; empty when none was.
+    /// The first given option that asks for a pattern, such as "--motion"; empty when there is none.
     std::string firstGiven() const;
 
 private:

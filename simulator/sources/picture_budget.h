@@ -1,4 +1,4 @@
-// How much memory pictures may take beside all else of a run. Who runs knows what else there is, and answers.
+// How much memory pictures may use besides everything else of a run. The program knows the rest and implements this.
 #pragma once
 
 #include <cstddef>
@@ -12,13 +12,13 @@ class PictureBudget {
 public:
     virtual ~PictureBudget() = default;
 
-    /// Bytes that are left for pictures, as long as their format is not known.
+    /// Bytes left for pictures while their format is unknown.
     virtual std::size_t left() const = 0;
 
-    /// Bytes that are left for them beside all else that images of a format take.
+    /// Bytes left for them besides everything else that images of that format need.
     virtual std::size_t leftBeside(const frames::ImageFormat& format) const = 0;
 
-    /// Why images of a format cannot be made from so many bytes of pictures; empty when they can.
+    /// Why images of a format cannot be made from that many bytes of pictures; empty when they can.
     virtual std::string problem(const frames::ImageFormat& format, std::size_t sourceBytes) const = 0;
 };
 

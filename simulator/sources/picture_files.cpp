@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Files of a folder whose names are wanted, in name order; false, with the reason, when it cannot be read.
+// Files of a folder with the wanted names, in name order; false, with the reason, when it cannot be read.
 template <typename Wanted>
 bool filesIn(const fs::path& folder, Wanted wanted, std::vector<std::string>& files, std::string& error) {
     std::error_code failure;
@@ -49,7 +49,7 @@ bool filesOf(const std::string& path, bool raw, std::vector<std::string>& files,
     return !files.empty();
 }
 
-// Where the next one begins, in a name of UTF-8.
+// Position of the next character in a UTF-8 name.
 std::size_t behindCharacter(const std::string& name, std::size_t at) {
     const auto isInside = [&] { return at < name.size() && (static_cast<unsigned char>(name[at]) & 0xC0) == 0x80; };
     for (++at; isInside();) ++at;
@@ -62,7 +62,7 @@ bool isGlob(const std::string& path) {
     return textOfPath(pathOfText(path).filename()).find_first_of("*?") != std::string::npos;
 }
 
-// On a mismatch the last star takes one character more; an earlier star never has to.
+// On a mismatch the last star takes one character more; earlier stars never need to.
 bool fitsGlob(const std::string& name, const std::string& pattern) {
     std::size_t at = 0;
     std::size_t next = 0;

@@ -1,4 +1,4 @@
-// The options that choose own pictures and how they are shown.
+// The options that choose a user's own pictures and how they are shown.
 #pragma once
 
 #include <cstddef>
@@ -17,12 +17,12 @@ namespace simulator {
 
 /// Which picture a frame shows, of those in order.
 enum class Play {
-    loop,      // all, and again from the first
-    pingPong,  // there and back again, the outermost once each
-    hold,      // each once, then the last one for good
+    loop,      // all, then again from the first
+    pingPong,  // back and forth, the outermost once each
+    hold,      // each once, then the last one for ever
 };
 
-/// Number of the picture that a frame shows. @param count  Pictures, at least 1.
+/// Index of the picture that a frame shows. @param count  Pictures, at least 1.
 std::size_t pictureOfFrame(Play play, std::uint64_t frameNumber, std::size_t count);
 
 struct PictureOptions {
@@ -34,14 +34,14 @@ struct PictureOptions {
     std::size_t memoryMb = 2048;                 // --image-memory, millions of bytes
 };
 
-/// Adds the options to a command line and reads what they say.
+/// Adds the options to a command line and evaluates them.
 class PictureCommandLine {
 public:
-    /// @param options  Outlives the parsing; set by take.
+    /// @param options  Must outlive the parsing; set by take.
     PictureCommandLine(CLI::App& app, PictureOptions& options);
 
-    /// To call after parsing. @return why the options do not go together; empty when they do.
-    /// @param patternOption  One that asks for a pattern; empty: none was given.
+    /// Call it after parsing. @return Why the options contradict each other; empty when they do not.
+    /// @param patternOption  A given option that asks for a pattern; empty: there is none.
     std::string take(const std::string& patternOption);
 
 private:

@@ -23,7 +23,7 @@ std::string sizeText(std::size_t width, std::size_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
 }
 
-// From 0 to spare and back, nowhere faster than told.
+// From 0 to spare and back, never faster than given.
 std::size_t swayed(std::uint64_t frameNumber, std::size_t spare, double fastest) {
     if (spare == 0) return 0;
     const double range = static_cast<double>(spare);
@@ -38,7 +38,7 @@ WindowPlace windowAt(std::uint64_t frameNumber, std::size_t spareX, std::size_t 
     return {swayed(frameNumber, spareX, kFastestAcross), swayed(frameNumber, spareY, kFastestDown)};
 }
 
-/// Loads pictures one after the other into lines of one format.
+/// Loads pictures one by one into lines of one format.
 class PictureLoader {
 public:
     PictureLoader(const PictureOptions& options, const std::optional<frames::ImageFormat>& size,
@@ -67,10 +67,10 @@ public:
     }
 
 private:
-    // Who stops the program waits for no further picture; without any there would be nothing to end in order.
+    // After a stop request no further picture is loaded; but without any there would be nothing to end in order.
     bool isEnough() const { return !_pictures.empty() && platform_stopRequested(); }
 
-    // Less than what the option for pictures allows may be left of what the whole run may take.
+    // The whole run may leave less than the option for pictures allows.
     void keepWithin(std::size_t left) {
         if (left >= _room) return;
         _room = left;
@@ -95,7 +95,7 @@ private:
         return readRawPictures(path, format, _bits, wish, take, _error) && added;
     }
 
-    /// @param beside  Bytes that reading it goes on taking meanwhile.
+    /// @param beside  Bytes in use meanwhile for reading it.
     bool add(const std::string& path, frames::Picture picture, std::size_t beside) {
         if (_pictures.empty() && !begin(path, picture)) return false;
         if (!_options.scale && !fits(picture)) {
@@ -113,7 +113,7 @@ private:
         return _options.scale && (picture.width != _format.width || picture.height != _format.height);
     }
 
-    // Room for a picture in the images' format, beside what making it takes.
+    // Checks that there is room for a picture in the images' format, besides what creating it needs.
     bool takeRoom(const std::string& path, const frames::Picture& picture, std::size_t beside) {
         const bool scaling = needsScaling(picture);
         const std::size_t width = scaling ? _format.width : picture.width;
@@ -131,7 +131,7 @@ private:
         return true;
     }
 
-    // With the first picture the size is known.
+    // The first picture sets the size.
     bool begin(const std::string& path, const frames::Picture& picture) {
         if (_sizeOwner.empty()) {
             _format.width = picture.width;
@@ -177,7 +177,7 @@ std::unique_ptr<ReplayedImages> ReplayedImages::load(const PictureOptions& optio
 ReplayedImages::ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures)
     : ImageSource(format), _play(play), _appendLine(format.lineBytes()), _pictures(std::move(pictures)) {}
 
-// Always the whole picture: a reader may have drawn into the slot, and the CRC is the file's.
+// Always the whole picture: a reader may have changed the slot, and the CRC is that of the file.
 std::uint32_t ReplayedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t>) {
     const frames::StoredPicture& picture = _pictures[pictureOfFrame(_play, frameNumber, _pictures.size())];
     const WindowPlace window = windowAt(frameNumber, picture.lastX(), picture.lastY());

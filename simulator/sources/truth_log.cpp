@@ -66,7 +66,7 @@ void TruthLog::begin(const frames::PatternRow& pattern, const frames::ImageForma
     *_stream << object.dump() << '\n' << std::flush;
 }
 
-// Each line at once: whoever follows the file sees it, and a killed simulator leaves whole lines.
+// Each line is written at once: whoever follows the file sees it, and a killed simulator leaves whole lines.
 void TruthLog::frame(std::uint64_t frameNumber, const std::vector<frames::TrueValue>& truth) {
     Json object;
     object["frame"] = frameNumber;

@@ -1,4 +1,4 @@
-// Each fault end to end: what a reader finds in the images is what the log says that it must find, and nothing else.
+// Each fault end to end: a reader finds in the images exactly what the log says that it must find.
 #include <fstream>
 #include <future>
 #include <map>
@@ -86,7 +86,7 @@ std::vector<Json> readLog(const std::string& path) {
     return lines;
 }
 
-/// All that the log explains but lateness; what no arrival can show, beyond the last one, is left out.
+/// Everything that the log explains except lateness; what no arrival can show, beyond the last one, is omitted.
 Findings expectedIn(const std::vector<Json>& log, std::uint64_t lastNumber) {
     Findings findings;
     const auto add = [&](const std::string& finding, const Json& range) {
@@ -152,7 +152,7 @@ protected:
         });
         Simulator simulator(_options, source, _people, nullptr, faults.get());
         EXPECT_EQ(simulator.run(), 0);
-        // Whoever attached keeps the memory alive, so that what waits is still read.
+        // An attached reader keeps the memory alive, so it still reads what waits.
         ended = true;
         thread.join();
         _totals = simulator.totals();
@@ -240,7 +240,7 @@ TEST_F(FaultRunTest, StallWithBurstsLosesNothingButIsLate) {
     _options.pacing.late = simulator::LatePolicy::burst;
     fault("stall:100ms@20");
     auto arrivals = run();
-    // Where a busy machine was late already, the frame before bears a later time than the stalled one was due at.
+    // If a busy machine was already late, the previous frame has a later time than the stalled one's due time.
     for (int more = 0; more < 8 && findingsIn(arrivals) == Findings{"time_back 20"}; ++more) arrivals = run();
     EXPECT_THAT(findingsIn(arrivals), IsEmpty());
     EXPECT_EQ(arrivals.size(), 60u);
@@ -321,7 +321,7 @@ protected:
             "dorven-simulator", {"--size", "900x60", "--fps", "200", "--no-ask", "--lines", "50", "--late", "burst",
                                  "--fault", fault, "--fault-log", _options.faults.logFile});
     }
-    /// Takes images to that number, and what comes in a second behind it.
+    /// Takes images up to that number, and what arrives within a second after it.
     static std::vector<Arrival> takeBeyond(test::RingReader& reader, std::uint64_t number) {
         std::vector<Arrival> arrivals;
         const auto isThere = [&] { return !arrivals.empty() && arrivals.back().number() >= number; };
@@ -357,7 +357,7 @@ TEST_F(FaultProgramTest, HangLivesOnAttachedAndDeliversNothing) {
     program.kill();
 }
 
-// Two sides that ask at once may refuse each other's answers, since a fifo holds one message.
+// Two sides that ask at once may refuse each other's answers, because a fifo holds one message.
 constexpr simulator::AskingPace kAsksOnce{60s, 20ms, 60s};
 
 TEST(AnswerFaultTest, NextAnswerHasOtherBytesAndTheOneAfterIsRightAgain) {

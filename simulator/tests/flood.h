@@ -1,4 +1,4 @@
-// A host that misbehaves, for tests: numbers that hurt, stored anywhere. DORVEN_FLOOD_STORES is the number of stores of
+// A misbehaving host, for tests: it stores harmful numbers anywhere. DORVEN_FLOOD_STORES is the number of stores of
 // each test.
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace test {
 
-/// Enough for a test among many; what a thorough run takes is 10,000,000.
+/// Enough for one test among many; a thorough run uses 10,000,000.
 inline std::uint64_t floodStores() {
     constexpr std::uint64_t kFew = 200'000;
     const char* const given = std::getenv("DORVEN_FLOOD_STORES");
@@ -24,14 +24,14 @@ inline unsigned floodSeed() { return fuzzSeed(" DORVEN_FLOOD_STORES=" + std::to_
 
 class Flood {
 public:
-    /// @param memory  Of whole words of 64 bits.   @param bytes  Of it, for numbers near its end.
-    /// @param lineBytes, lineCount  Of what stands in it, for numbers near what is right.
+    /// @param memory  Whole words of 64 bits.   @param bytes  Its size, for numbers near its end.
+    /// @param lineBytes, lineCount  The geometry in it, for numbers close to correct ones.
     Flood(void* memory, std::size_t bytes, std::size_t lineBytes, std::size_t lineCount, unsigned seed)
         : _words(static_cast<std::uint64_t*>(memory)), _numbers(seed, {lineCount, lineBytes, bytes, bytes / 2}) {}
 
     std::uint64_t below(std::uint64_t limit) { return _numbers.below(limit); }
 
-    /// Stores anything into one of the words from the begin on.
+    /// Stores any number into one of the first words.
     void store(std::size_t words) { set(below(words), _numbers.value()); }
 
     void set(std::size_t word, std::uint64_t value) {

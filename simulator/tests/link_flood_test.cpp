@@ -1,5 +1,5 @@
 // The simulator's end of the link to the camera while a host stores anything into the memory of both directions: into
-// the headers of the fifos and into the messages.
+// the fifos' headers and into the messages.
 #include <array>
 #include <chrono>
 #include <memory>
@@ -39,8 +39,8 @@ CHILD_ROLE(answers) {
     return leave.Wait(300.0) == 1 ? 0 : 2;
 }
 
-/// A host that stores into the link's memory. In a process of its own, as neither end of the link orders its accesses
-/// with what a stranger stores into a message.
+/// A host that stores into the link's memory. It is a separate process, because neither end of the link orders its
+/// accesses with a stranger's stores into a message.
 /// argument: the seed
 CHILD_ROLE(floodsTheLink) {
     const test::LogRecorder quiet(3);
@@ -60,7 +60,7 @@ CHILD_ROLE(floodsTheLink) {
         asks.store(kWords);
         answers.store(kWords);
         if (asks.below(test::floodStores() / 4000 + 1) != 0) continue;
-        // Some two thousand times both sides are woken, so that they look at what stands there now.
+        // Both sides are woken about two thousand times, so that they read the present values.
         asked.Notify();
         answered.Notify();
         std::this_thread::yield();
@@ -69,7 +69,7 @@ CHILD_ROLE(floodsTheLink) {
     return 0;
 }
 
-/// Waits until the camera has told a size.
+/// Waits until the camera has reported a size.
 bool learns(CameraLink& link, const frames::ImageFormat& format, std::chrono::seconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (std::chrono::steady_clock::now() < end) {

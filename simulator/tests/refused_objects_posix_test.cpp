@@ -1,4 +1,4 @@
-// The simulator where something else stands in the place of one of its objects, which are files on Linux.
+// The simulator when something else has the place of one of its objects, which are files on Linux.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

@@ -1,5 +1,5 @@
-// The simulator beside a host that stores anything into the ring's header, at any time: it writes nothing outside the
-// ring, goes on, and whoever reads has images again as soon as the stores end.
+// The simulator with a host that stores anything into the ring's header at any time: it writes nothing outside the
+// ring, continues, and readers get images again as soon as the stores end.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -47,7 +47,7 @@ std::size_t countOf(const std::string& text, const std::string& part) {
     return count;
 }
 
-/// Memory of the ring's name with as much room behind the ring as in it, which nobody has a reason to touch.
+/// Memory of the ring's name with as much room after the ring as in it, which nobody may touch.
 class RoomyMemory {
 public:
     RoomyMemory() : _memory(static_cast<std::uint8_t*>(MSharedMem_Create(image_road::kImagesMemory, 2 * ringBytes()))) {
@@ -73,7 +73,7 @@ class RingFloodTest : public testing::Test {
 protected:
     RingFloodTest() { EXPECT_EQ(_simulator.openRing(), ImageRing::OpenResult::opened); }
 
-    /// After the last store, a reader that attaches has the next images, whole and in order.
+    /// After the last store, a reader that attaches gets the next images, whole and in order.
     void expectImagesFlow() {
         test::RingReader reader(kFormat);
         _simulator.deliver(_frame++);  // which recreates the ring
@@ -89,7 +89,7 @@ protected:
         }
     }
 
-    /// Delivers and reads images while a thread does something as often as there are stores.
+    /// Delivers and reads images while a thread calls store as often as requested.
     template <typename Store>
     void deliverDuring(Store store) {
         std::atomic<bool> ended = false;
@@ -142,7 +142,7 @@ TEST_F(RingFloodTest, StoresAtAnyMomentLeadNowhereOutOfTheRing) {
     EXPECT_GT(_simulator.totals().ringDamaged, 0u);
 }
 
-// A ring may be full at one look and have room at the next.
+// A ring may be full at one check and have room at the next.
 TEST_F(RingFloodTest, ReadIndexThatMovesAtAnyMomentTakesNoSlotAwayThatIsBeingFilled) {
     constexpr std::size_t kReadIndex = 3;
     deliverDuring([this] { _host.set(kReadIndex, _host.below(kLines + 1)); });
@@ -151,7 +151,7 @@ TEST_F(RingFloodTest, ReadIndexThatMovesAtAnyMomentTakesNoSlotAwayThatIsBeingFil
     EXPECT_GT(_simulator.totals().written, 0u);
 }
 
-/// A simulator in a process of its own, which draws as fast as it can until an event is set.
+/// A simulator in a separate process, which draws as fast as it can until an event is set.
 /// argument: the event
 CHILD_ROLE(simulates) {
     const test::LogRecorder quiet(3);
@@ -192,7 +192,7 @@ TEST(RingFlood, TheProgramGoesOnWhileAHostStoresAnythingIntoItsRing) {
     const test::LogRecorder log(3);
     test::Arguments arguments{"--size",   "900x20",           "--lines", std::to_string(kLines), "--fps", "2000",
                               "--no-ask", "--reader-timeout", "0"};
-    // The ring's own ways of being laid anew, and every way into a slot.
+    // All ways to recreate the ring, and every way into a slot.
     for (const char* fault : {"repeat@p:0.1", "reorder@p:0.1", "torn@p:0.1", "recreate@p:0.002",
                               "garbage-header@p:0.002", "wrong-size@p:0.002"})
         arguments.insert(arguments.end(), {"--fault", fault});

@@ -39,7 +39,7 @@ constexpr ImageFormat kHuge{1280, 1024, 2};  // the memory has no room for it fr
 
 class SimulatorCameraTest : public testing::Test {
 protected:
-    /// The simulator's next step, once the camera was heard anew.
+    /// The simulator's next step after new information from the camera.
     void follow(Simulator& simulator) {
         const auto end = std::chrono::steady_clock::now() + 60s;
         const std::string before = _people.str();
@@ -213,7 +213,7 @@ TEST_F(SimulatorCameraTest, PicturesOfAnotherSizeAreReplayedAsTheyAreWithALine) 
     EXPECT_EQ(simulator.format(), (ImageFormat{900, 20, 2}));
 }
 
-// A host that opens the camera again and again must not hold up the images.
+// A host that opens the camera again and again must not delay the images.
 TEST_F(SimulatorCameraTest, PicturesAreNotLoadedAgainForACameraThatHasTheirFormat) {
     const test::TemporaryFolder folder;
     _options.pictures.images = {folder.file("a.pgm", "P5 320 240 255\n" + std::string(320 * 240, 'a'))};

@@ -37,7 +37,7 @@ using namespace std::chrono_literals;
 const std::string kLinkEvents[] = {image_road::eventOf(image_road::kCameraAsks),
                                    image_road::eventOf(image_road::kSimulatorAsks)};
 
-/// What CreateEventA does while the system refuses one event.
+/// CreateEventA while the system refuses one event.
 auto refusing(const std::string& refused) {
     return [refused](SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState, LPCSTR name) -> HANDLE {
         if (!name || name != refused) return real_CreateEventA(attributes, manualReset, initialState, name);

@@ -1,4 +1,4 @@
-// The simulator as a process of its own beside the plugin: it learns the camera's format while images flow.
+// The simulator as a separate process next to the plugin: it learns the camera's format while images flow.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -72,13 +72,13 @@ public:
     }
     void freeze() { EXPECT_EQ(_device.call(1004, nullptr, nullptr), kDone); }
 
-    /// Forgets those that have come.
+    /// Discards the images so far.
     void forget() {
         const std::lock_guard lock(_mutex);
         _whole = 0;
     }
 
-    /// Waits for five whole images of the simulator's, of that many bytes.
+    /// Waits for five whole images of the simulator with that many bytes.
     bool receives(std::uint64_t bytes, std::chrono::seconds limit = 60s) {
         const auto end = std::chrono::steady_clock::now() + limit;
         for (;;) {
@@ -229,7 +229,7 @@ TEST_F(SimulatorLinkTest, WatchAsksAgainEachSecondAndEndsWithThreeWhenTheCameraI
     EXPECT_GE(third["round_trips"], 9);
 }
 
-// ---- with the plugin, last: a process whose plugin has seen a ring laid anew keeps its memory until it ends
+// ---- with the plugin, last: a process whose plugin has seen a recreated ring keeps its memory until it ends
 
 TEST_F(SimulatorLinkTest, SimulatorLearnsTheConfiguredSizeWhileThePluginGrabs) {
     GrabbingCamera camera;

@@ -127,7 +127,7 @@ TEST_F(SimulatorTest, ReaderOfARunSeesConsecutiveTimesOnTheGrid) {
     for (std::size_t index = 1; index < images.size(); ++index) {
         EXPECT_GT(images[index].header.imageCounter, images[index - 1].header.imageCounter);
         EXPECT_GT(images[index].header.timeStampS, images[index - 1].header.timeStampS);
-        // No image is ahead of its slot: n periods after the first one, which itself may have been late.
+        // No image is ahead of its slot: it comes n periods after the first one, which itself may have been late.
         const double slots = static_cast<double>(images[index].header.imageCounter - images[0].header.imageCounter);
         EXPECT_GT(images[index].header.timeStampS - images[0].header.timeStampS, slots * 0.02 - 0.02);
     }
@@ -143,7 +143,7 @@ TEST_F(SimulatorTest, RunTakesAsLongAsItsGrid) {
     EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 31u);
 }
 
-// Draws so slowly that slots are missed, and reads in between what is there.
+// Draws so slowly that slots are missed, and reads what has arrived in between.
 class SlowImages : public RenderedImages {
 public:
     using RenderedImages::RenderedImages;
@@ -299,7 +299,7 @@ TEST_F(SimulatorTest, ReaderComesBackToASimulatorThatWasStartedAgain) {
     EXPECT_EQ(image->inspection.kind, frames::ImageKind::simulated);
 }
 
-// Reads one image, says so, and stays without reading on.
+// Reads one image, says so, and stays without reading any more.
 CHILD_ROLE(readsOneImageAndStays) {
     test::RingReader reader(kFormat);
     if (!reader.attachAtSignal() || !reader.waitAndTake()) return 1;
@@ -366,7 +366,7 @@ TEST_F(SimulatorTest, RingThatAnotherProcessHasOverwrittenIsToldOnceCountedAndRe
     _options.delivery.readerTimeoutSeconds = 0;
     _options.pacing.framesPerSecond = 1000;
     _options.pacing.frameCount = 30;
-    // Reads all that is there before each frame is published, and overwrites the header twice.
+    // Before each frame is published, reads everything there is; overwrites the header twice.
     class OverwritingHost : public RenderedImages {
     public:
         OverwritingHost() : RenderedImages(kFormat) {}

@@ -1,4 +1,4 @@
-// How the simulator ends when it is asked to: signals, so on Linux only.
+// How the simulator ends on request: by signals, so only on Linux.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -43,7 +43,7 @@ protected:
         ASSERT_EQ(posix_spawn(&_pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
     }
-    /// None is skipped or refused, however late a busy machine is.
+    /// No frame is skipped or refused, however late a busy machine is.
     void startWithEveryFrame(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(),
                          {"--size", "900x20", "--fps", "200", "--lines", "200", "--late", "burst", "--no-ask"});
@@ -147,7 +147,7 @@ protected:
     test::TemporaryFolder _folder;
 };
 
-// Asked to stop beforehand. @return How many pictures are loaded from a folder.
+// A stop is requested beforehand. @return How many pictures are loaded from a folder.
 CHILD_ROLE(loadsPictures) {
     platform_installStopHandler();
     raise(SIGTERM);

@@ -1,4 +1,4 @@
-// What the simulator learns of a camera: over the real link, with a camera that answers what the test tells it to.
+// What the simulator learns about a camera: over the real link, with a camera that answers what the test sets.
 #include "camera_link.h"
 
 #include <chrono>
@@ -40,7 +40,7 @@ protected:
         }
     }
     static CameraNews told(const ImageFormat& format) { return {CameraNews::Kind::format, format, ""}; }
-    /// Whether these news come, be it after others: a busy camera may be taken for a silent one, and come back.
+    /// Whether these news come, even after others: a busy camera may be taken for silent, and return.
     static bool hears(CameraLink& link, const CameraNews& wanted) {
         while (const auto news = newsWithin(link)) {
             if (*news == wanted) return true;

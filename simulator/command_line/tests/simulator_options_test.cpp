@@ -73,7 +73,7 @@ TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
     EXPECT_EQ(all.options.delivery.readerTimeoutSeconds, 0.5);
 }
 
-// Each fault's text, of a command line with variables of the environment.
+// The text of each fault, for a command line with variables of the environment.
 std::vector<std::string> faultsOf(std::vector<const char*> arguments, const std::vector<std::string>& environment) {
     arguments.insert(arguments.begin(), "dorven-simulator");
     SimulatorOptions options;
@@ -231,7 +231,7 @@ TEST_F(ImageSourceChoiceTest, UnreadableConfigurationIsRefused) {
     EXPECT_THAT(error, HasSubstr("could not open camera config file"));
 }
 
-// How many of a help's lines show how to call a command.
+// How many lines of a help show how to call a command.
 int examplesIn(const std::string& help, const std::string& call) {
     int count = 0;
     for (std::size_t at = help.find(call); at != std::string::npos; at = help.find(call, at + 1)) ++count;

@@ -32,7 +32,7 @@ using testing::ElementsAre;
 
 constexpr frames::ImageFormat kFormat{900, 60, 1};
 
-/// Images as rendered, and what was asked for.
+/// Rendered images that record how they are drawn.
 class WatchedImages : public ImageSource {
 public:
     WatchedImages() : ImageSource(kFormat) {}
@@ -71,7 +71,7 @@ protected:
         EXPECT_TRUE(_reader.attach());
     }
 
-    /// Takes the oldest image and expects it to be a frame, whole, every byte below the strip.
+    /// Takes the oldest image and expects a certain frame, complete, with every byte below the strip.
     void expectFrame(std::uint64_t frame) {
         const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetReadLine(_reader.memory()));
         ASSERT_TRUE(line) << frame;
@@ -197,7 +197,7 @@ TEST_F(FrameDeliveryTest, WhatWasDrawnAheadIsForgottenWhenTheSlotIsTakenByAnothe
     expectFrame(0);
     deliver(1);
     expectFrame(1);
-    // The same slot comes round again, with the number that was drawn ahead in it.
+    // The same slot comes again and contains the number that was drawn ahead.
     drawAhead(2);
     deliver(3);
     for (std::uint64_t frame = 4; frame < 7; ++frame) {
@@ -237,7 +237,7 @@ TEST_F(FrameDeliveryTest, AFrameWhoseRoomAHostTakesBackMeanwhileCountsAsRefused)
     EXPECT_EQ(_totals.written, 1u);
 }
 
-// One that was drawn long before it was recorded is enough: drawn at its slot, none would be.
+// One frame drawn long before it was recorded is enough: none would be if they were drawn at their slots.
 TEST(FrameDelivery, ARunDrawsItsFramesInTheTimeBetweenSlots) {
     const test::LogRecorder quiet;
     SimulatorOptions options;

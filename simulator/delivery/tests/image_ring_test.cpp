@@ -35,7 +35,7 @@ bool write(ImageRing& ring, std::uint64_t number) {
     return ring.publish({number, 0.5 + static_cast<double>(number), 0.25});
 }
 
-// Takes `count` images in order; the number of the first wrong one, or -1 when all are right.
+// Takes `count` images in order; returns the number of the first wrong one, or -1 when all are correct.
 int readInOrder(test::RingReader& reader, std::uint64_t count) {
     for (std::uint64_t number = 0; number < count; ++number) {
         const auto image = reader.waitAndTake();

@@ -101,7 +101,7 @@ TEST(FaultRequestTest, DocumentationAndSchemaNameEveryFault) {
     }
 }
 
-// Frames below 100, at 100 images per second, that a fault strikes at.
+// Frames below 100, at 100 images per second, at which a fault strikes.
 std::vector<std::uint64_t> framesOf(const std::string& text, std::uint64_t since = 0) {
     FaultRequest request = parse(text);
     request.since = since;

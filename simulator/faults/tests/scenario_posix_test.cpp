@@ -1,4 +1,4 @@
-// Scenarios that are pipes: on Linux only.
+// Scenarios that are pipes: only on Linux.
 #include <filesystem>
 
 #include <gmock/gmock.h>

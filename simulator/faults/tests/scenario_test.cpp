@@ -123,7 +123,7 @@ TEST(ScenarioLookTest, ChangeIsToldOnceAndOnlyWhenItHasSettled) {
     EXPECT_EQ(look(), "one");
 }
 
-// Size and time are all that is asked of a file which has been the same for long.
+// A file that has been the same for long is checked only by size and time.
 TEST(ScenarioLookTest, FileIsReadOnlyForAWhileAfterItsSizeOrTimeChanged) {
     const test::TemporaryFolder folder;
     const std::string path = folder.file("s.json", "one");
@@ -152,7 +152,7 @@ protected:
         EXPECT_TRUE(faults) << _error;
         return faults;
     }
-    /// Looks until a change was seen or a second has passed.
+    /// Checks until a change was seen or a second has passed.
     bool change(Faults& faults, const std::string& text, std::uint64_t frame) {
         _folder.file("s.json", text);
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);

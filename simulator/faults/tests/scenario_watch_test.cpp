@@ -10,7 +10,7 @@ namespace {
 using simulator::ScenarioWatch;
 using namespace std::chrono_literals;
 
-// Asks until there is news.
+// Asks until a new text arrives.
 std::optional<std::string> newsOf(ScenarioWatch& watch) {
     for (const auto end = std::chrono::steady_clock::now() + 60s; std::chrono::steady_clock::now() < end;) {
         if (auto news = watch.take()) return news;

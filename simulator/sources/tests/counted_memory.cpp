@@ -7,7 +7,7 @@
 
 namespace {
 
-// What the allocator adds to a block of the usual kind, rounding left out.
+// What the allocator adds to a usual block, apart from rounding.
 constexpr std::size_t kHead = 16;
 
 std::atomic<std::size_t> taken{0};

@@ -1,11 +1,11 @@
-// Counts the memory of this test program.
+// Counts the memory that this test program uses.
 #pragma once
 
 #include <cstddef>
 
 namespace test {
 
-/// Greatest number of bytes that were taken at a time since this was made, beyond what was taken then.
+/// Greatest number of bytes in use since this was created, minus those in use at that time.
 class MemoryPeak {
 public:
     MemoryPeak();
@@ -15,7 +15,7 @@ private:
     std::size_t _before;
 };
 
-/// Bytes that are taken now.
+/// Bytes in use now.
 std::size_t takenMemory();
 
 }  // namespace test

@@ -1,4 +1,4 @@
-// What patterns really take, counted block by block, against what is counted for --max-memory.
+// Compares the memory that patterns really use, counted block by block, with what counts for --max-memory.
 #include <vector>
 
 #include <gmock/gmock.h>

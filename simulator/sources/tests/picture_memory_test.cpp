@@ -1,4 +1,4 @@
-// What loading pictures really takes, counted block by block, against what --image-memory allows.
+// Compares the memory that loading pictures really uses, counted block by block, with what --image-memory allows.
 #include <optional>
 
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ constexpr std::size_t kMegabyte = 1'000'000;
 /// Names of files, buffers and tables, which do not grow with the pictures.
 constexpr std::size_t kSlack = 300'000;
 
-/// The packed pixels of an image of so many black ones: some thousandths of their size.
+/// The compressed pixels of an image with that many black ones: a few thousandths of their size.
 std::string packed(std::size_t width, std::size_t height) {
     const std::vector<std::uint8_t> black(width * height);
     std::vector<std::uint8_t> file;
@@ -42,7 +42,7 @@ class PictureMemoryTest : public testing::Test {
 protected:
     PictureMemoryTest() { _options.images = {_folder.path()}; }
 
-    /// Loads, and expects that no more memory was taken than allowed, whether that went well or not.
+    /// Loads, and expects that no more memory was used than allowed, whether loading succeeded or not.
     bool load(const std::optional<ImageFormat>& size = std::nullopt, std::size_t bytesPerPixel = 1) {
         _images.reset();
         const test::MemoryPeak peak;
@@ -86,7 +86,7 @@ TEST_F(PictureMemoryTest, SmallPngOfManyPixelsIsRefusedBeforeItTakesTheirMemory)
     EXPECT_TRUE(load()) << _error;
 }
 
-// The line of one pixel took an object of its own, two blocks, and what the allocator adds to each.
+// A line of one pixel used an object, two blocks, and what the allocator adds to each.
 TEST_F(PictureMemoryTest, PictureOnePixelWideTakesWhatWasCounted) {
     _folder.file("a.pgm", "P5 1 60000 255\n" + std::string(60000, 'a'));
     _options.memoryMb = 1;

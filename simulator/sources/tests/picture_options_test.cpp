@@ -18,7 +18,7 @@ using testing::HasSubstr;
 
 class PictureOptionsTest : public testing::Test {
 protected:
-    /// The command line with --images and a file that exists, and more.
+    /// A command line with --images and an existing file, and more options.
     std::vector<const char*> with(const std::vector<const char*>& more) const {
         std::vector<const char*> line{"--images", _file.c_str()};
         line.insert(line.end(), more.begin(), more.end());

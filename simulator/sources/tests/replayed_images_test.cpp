@@ -224,7 +224,7 @@ TEST_F(ReplayedImagesTest, OtherSizesAreScaledOnRequestOnly) {
 }
 
 TEST_F(ReplayedImagesTest, LargerPictureIsSeenThroughAMovingWindow) {
-    // A world in which each pixel tells its place: 16 bits of 300 x 200.
+    // A picture in which each pixel encodes its position: 16 bits of 300 x 200.
     std::string world = "P5 300 200 65535\n";
     for (std::size_t at = 0; at < std::size_t{300} * 200; ++at) {
         world += static_cast<char>(at >> 8);
@@ -283,7 +283,7 @@ TEST_F(ReplayedImagesTest, PicturesTakeNoMoreMemoryThanTheyMay) {
     EXPECT_EQ(load()->pictureCount(), 2u);
 }
 
-// Not after it was scaled: these would take 8 GB.
+// Not after it was scaled, which would use 8 GB.
 TEST_F(ReplayedImagesTest, SizeIsCheckedBeforeAPictureIsScaled) {
     pgm("a.pgm", 2, 2, 10);
     _options.memoryMb = 10;

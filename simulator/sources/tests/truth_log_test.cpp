@@ -24,7 +24,7 @@ using simulator::RenderedImages;
 using simulator::TruthLog;
 using testing::HasSubstr;
 
-/// Takes a number of bytes, and no more: a disk that gets full.
+/// Accepts a number of bytes and no more, like a disk that gets full.
 class FullDisk : public std::streambuf {
 public:
     explicit FullDisk(std::size_t room) : _room(room) {}
