@@ -29,10 +29,10 @@ int fail(const std::string& reason) {
     return kExitFailed;
 }
 
-// null after a message.
+// Null after a message.
 std::unique_ptr<PluginLibrary> load(const std::string& pluginPath, const std::string& configFile) {
     std::string error;
-    // Another plugin may have files of another kind.
+    // Another plugin may use other kinds of files.
     if (pluginPath == defaultPluginPath()) error = problemOfConfiguration(configFile);
     auto library = error.empty() ? PluginLibrary::load(pluginPath, error) : nullptr;
     if (!library) fail(error);

@@ -32,7 +32,7 @@ std::string besideThisProgram(const std::string& program) {
     return plugin.substr(0, plugin.find_last_of("\\/") + 1) + program + DORVEN_PROGRAM_SUFFIX;
 }
 
-// Notes the times of images, in memory that is ready before.
+// Notes the times of images in memory that was reserved before.
 class Clock {
 public:
     explicit Clock(std::size_t capacity) { _samples.reserve(capacity); }
@@ -72,7 +72,7 @@ private:
     std::vector<Sample> _samples;
 };
 
-// A configuration file for a while.
+// A temporary configuration file.
 class ConfigFile {
 public:
     explicit ConfigFile(const BenchOptions& options)
@@ -95,7 +95,7 @@ private:
     std::string _path;
 };
 
-// Object names for this run alone, as far as the system has that.
+// Separate object names for this run, if the system supports them.
 class ObjectNames {
 public:
     ObjectNames() : _own(platform_beginOwnObjectNames()) {}
@@ -139,7 +139,7 @@ void addSamples(const std::vector<Clock::Sample>& samples, BenchRun& run) {
     std::vector<double> latencies;
     for (const Clock::Sample& sample : samples) {
         timesNs.push_back(sample.timeStampUs * 1000);
-        // 32 bits that may wrap: the difference counts.
+        // 32 bits that may wrap, so the difference is used.
         slots.push_back(static_cast<std::uint32_t>(sample.counter - samples.front().counter));
         latencies.push_back(static_cast<double>(sample.arrivalNs) / 1e3 - static_cast<double>(sample.timeStampUs));
     }
@@ -158,7 +158,7 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const BenchOptions& options, 
     const frames::ImageFormat& size = options.format;
     ChildProgram simulator;
     std::string error;
-    // The count ends the simulator when this process should be killed.
+    // If this process is killed, the count ends the simulator.
     const auto count = static_cast<std::uint64_t>(rate * (options.seconds + 60.0)) + 1;
     if (!simulator.start(options.simulatorPath,
                          {"--size", std::to_string(size.width) + "x" + std::to_string(size.height), "--bytes-per-pixel",

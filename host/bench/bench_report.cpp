@@ -12,7 +12,7 @@ constexpr const char* kSchema = "dorven-bench/1";
 
 using Json = nlohmann::ordered_json;
 
-// Of a core, that one memcpy of each image would take.
+// Share of a core that one memcpy of each image would take.
 double memcpyPercent(const BenchOptions& options, const BenchResults& results, const BenchRun& run) {
     return run.fps * static_cast<double>(options.format.bytes()) / 1e6 / results.memcpyMbPerS * 100;
 }

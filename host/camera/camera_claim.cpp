@@ -7,7 +7,7 @@
 namespace host {
 namespace {
 
-// Who looks whether the event is there has it for a moment, as a simulator does that asks for a camera.
+// A process that checks whether the event exists holds it briefly, like a simulator that asks for a camera.
 constexpr int kLooks = 5;
 constexpr std::int64_t kBetweenLooksNs = 20'000'000;
 

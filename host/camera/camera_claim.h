@@ -1,4 +1,4 @@
-// Whether this host may open the camera, which is one host's at a time.
+// Whether this host may open the camera. Only one host may at a time.
 #pragma once
 
 #include <string>
@@ -7,20 +7,20 @@
 
 namespace host {
 
-/// Why a host that is no first one ends. ask-snap stands where a camera does, so it is named as well.
+/// Why a second host ends. ask-snap takes the place of a camera, so it is named as well.
 constexpr const char* kCameraIsTaken =
     "another host has the camera open, or an ask-snap has its link: end that one first";
 
-/// The event that each opened camera holds as long as it lives, however its process ends. Held from before the camera
-/// is opened, it lets one of two hosts through that begin at the same time.
+/// The event that each open camera holds as long as it exists, however its process ends. This host holds it before it
+/// opens the camera, so that only one of two hosts that start together gets through.
 class CameraClaim {
 public:
     CameraClaim();
 
-    /// Whether the camera may be opened: nobody else has the event. One that cannot be made is nobody's.
+    /// Whether the camera may be opened: nobody else holds the event. If the event cannot be created, nobody holds it.
     bool take();
 
-    /// After a take that was granted: why the system refuses the event all the same, as a sentence; "": it does not.
+    /// After a successful take: why the system refuses the event, as a sentence; "": it does not.
     std::string problem() const;
 
 private:

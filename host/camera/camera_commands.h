@@ -1,5 +1,5 @@
-// Numbers of a device's commands, each under its operation's name: command_id::openImageDevice is 1001. The framework's
-// own list is where they stand.
+// Numbers of a device's commands, each under its operation's name: command_id::openImageDevice is 1001. They come from
+// the framework's own list.
 #pragma once
 
 #include <cstdint>

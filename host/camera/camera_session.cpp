@@ -9,7 +9,7 @@ CameraSession::~CameraSession() {
         std::string nobodyHears;
         stop(nobodyHears);
     } catch (...) {
-        // Out of memory for the words; the calls were made.
+        // No memory for the message; the calls were made.
     }
 }
 
@@ -55,7 +55,7 @@ bool CameraSession::stop(std::string& error) {
     return command(command_id::removeImageCallback, "remove the callback", error) && frozen;
 }
 
-// A second refusal stands behind the first one.
+// A second refusal is appended to the first one.
 bool CameraSession::command(std::int32_t id, const char* purpose, const NUV::PluginInterfaceParameterBase* parameter,
                             NUV::PluginInterfaceReturnBase* result, std::string& error) {
     const NUV::PluginCallStatus status = _device.call(id, parameter, result);

@@ -1,4 +1,4 @@
-// A camera as this host drives it: claimed, opened, grabbing, and at rest again however its user ends.
+// A camera as this host uses it: claimed, opened, grabbing, and stopped again however its user ends.
 #pragma once
 
 #include <cstdint>
@@ -9,38 +9,39 @@
 
 namespace host {
 
-/// Drives one device through its commands alone. One thread; the callback comes on the plugin's.
+/// Uses one device through its commands only. One thread; the callback runs on the plugin's.
 ///
-/// Operations answer false, with the reason, when the camera refuses a command: "the camera did not open the camera:
+/// Operations return false, with the reason, when the camera refuses a command: "the camera did not open the camera:
 /// command 1001 answered (-4, 0)".
 class CameraSession {
 public:
-    /// @param device  Outlives the session.
+    /// @param device  Must outlive the session.
     explicit CameraSession(NUV::PluginDeviceBase& device) : _device(device) {}
 
-    /// Stops grabbing, so that the camera calls nobody who is gone.
+    /// Stops grabbing, so that the camera does not call a destroyed object.
     ~CameraSession();
     CameraSession(const CameraSession&) = delete;
     CameraSession& operator=(const CameraSession&) = delete;
 
-    /// Holds the camera, which is one host's at a time, for as long as the session lives. Before open.
+    /// Holds the camera, which only one host may have at a time, as long as the session exists. Call it before open.
     /// @param share  Another host may have it as well.
     bool claim(bool share, std::string& error);
 
     /// @param configFile  Empty: the camera's defaults.
     bool open(const std::string& configFile, std::string& error);
 
-    /// The camera's record of its images. After open. @return  null, with the reason, also when it has none.
+    /// The camera's record of its images. Call it after open. @return null, with the reason, also when there is no
+    /// record.
     const NUV::IMAGEMEMORY* imageMemory(std::string& error);
 
-    /// @param framesPerSecond  Of the images that the camera fakes without a simulator. Set on success alone.
+    /// @param framesPerSecond  Rate of the images that the camera fakes without a simulator. Set only on success.
     bool frameRate(double& framesPerSecond, std::string& error);
 
-    /// Has each image handed to a callback, from now on. After open; not while grabbing.
-    /// @param callback  Its context outlives the session, or stop.
+    /// From now on each image is passed to a callback. Call it after open, not while grabbing.
+    /// @param callback  Its context must outlive the session, or the next stop.
     bool start(const NUV::PluginInterfaceCallbackData& callback, std::string& error);
 
-    /// No callback runs any more once it returns, whatever it answers. Nothing when not grabbing.
+    /// After it has returned, no callback runs any more, whatever it returns. Does nothing when not grabbing.
     bool stop(std::string& error);
 
 private:

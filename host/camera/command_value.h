@@ -1,5 +1,5 @@
-// What the host knows of the types that commands take and answer with: their names, their fields, and how a value is
-// written on the command line. One entry for each type, none for single commands.
+// The types of commands' parameters and results as the host knows them: their names, their fields, and how a value is
+// written on the command line. One entry per type, none per command.
 #pragma once
 
 #include <algorithm>
@@ -154,12 +154,12 @@ requires std::is_enum_v<T> ValueField field(std::string name, T value) {
 
 inline ValueField nullField(std::string name) { return {std::move(name), "null", ValueField::Kind::null}; }
 
-/// A text as it is.
+/// A text, unchanged.
 inline ValueField field(std::string name, const char* value) {
     return value ? ValueField{std::move(name), value, ValueField::Kind::text} : nullField(std::move(name));
 }
 
-/// An address: what it points to is not the host's to read.
+/// An address: the host may not read what it points to.
 inline ValueField addressField(std::string name, const void* address) {
     if (!address) return nullField(std::move(name));
     char text[24] = "0x";
@@ -181,7 +181,7 @@ std::vector<ValueField> fieldsOf(NUV::SmartMetaDataCaps* const& caps);
 
 // ---- from the command line to a value
 
-/// What one field has to look like, for messages.
+/// The required form of one field, for messages.
 template <typename T>
 std::string wanted() {
     if constexpr (std::is_enum_v<T>) {
@@ -225,7 +225,7 @@ inline std::vector<std::string_view> splitAtCommas(std::string_view text) {
 /// A host's callback that lets every image pass.
 int ignoreImage(void* context, NUV::IMAGEMEMORY* record);
 
-/// Reads a parameter's value. @return What is wrong with it; empty when it is good.
+/// Reads a parameter's value. @return What is wrong with it; empty when it is valid.
 template <typename T>
 std::string parseValue(const std::string& text, T& value) {
     const std::vector<std::string_view> parts = splitAtCommas(text);
@@ -257,7 +257,7 @@ inline std::string parseValue(const std::string& text, NUV::PluginInterfaceCallb
                                                   "null (none)";
 }
 
-/// A value that asks for nothing, as parseValue takes it.
+/// A value that requests nothing, in the form that parseValue reads.
 template <typename T>
 std::string neutralValue() {
     if constexpr (std::is_same_v<T, NUV::CSmartCamParamBase*> || std::is_same_v<T, NUV::PluginInterfaceCallbackData>) {

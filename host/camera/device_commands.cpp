@@ -32,7 +32,7 @@ std::vector<ValueField> fieldsOf(NUV::IMAGEMEMORY* const& record) {
     };
     for (const auto& [key, data] : record->metaData) {
         const std::string name = "meta_data_" + std::to_string(static_cast<std::int32_t>(key));
-        // Types are told by name: type information of another module need not be the same.
+        // Types are compared by name: type information of another module need not be the same.
         if (data && std::string_view(data->typeName()) == "Double")
             fields.push_back(field(name, static_cast<const NUV::SmartMetaDataDouble&>(*data).value));
     }
@@ -50,12 +50,12 @@ namespace {
 
 // ---- results
 
-/// A value's own bytes: those of a pointer, not of what it points to.
+/// A value's own bytes: those of a pointer, not of its target.
 template <typename T>
 constexpr std::size_t kValueBytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression)
 
-/// What a result's value holds before the command, so that one that was left alone shows. All of its bytes count, those
-/// between its fields too.
+/// Fills a result's value before the command, so that an untouched value is recognised. All bytes count, including
+/// those between fields.
 template <typename T>
 T untouchedValue() {
     T value{};
@@ -65,7 +65,7 @@ T untouchedValue() {
 
 template <typename T>
 bool isUntouched(const T& value, NUV::PluginCallStatus status) {
-    // So few bits can look untouched by chance: there the status decides.
+    // So few bits can look untouched by chance, so the status decides.
     if constexpr (kValueBytes<T> < 4) return status != NUV::kDone;
     const T untouched = untouchedValue<T>();
     return std::memcmp(static_cast<const void*>(&value), static_cast<const void*>(&untouched), kValueBytes<T>) == 0;

@@ -1,4 +1,4 @@
-// Every command of a device as the host can send it from text, made from the framework's own list of commands.
+// Every command of a device in a form in which the host can send it from text, built from the framework's own list.
 #pragma once
 
 #include <cstdint>
@@ -19,24 +19,24 @@ struct ValueField {
     Kind kind;
 };
 
-/// What a device answered to a command.
+/// A device's answer to a command.
 struct CommandAnswer {
     NUV::PluginCallStatus status;
-    bool wroteValue = false;        // false: the device left the result as it was
-    std::vector<ValueField> value;  // of what it wrote
+    bool wroteValue = false;        // false: the device left the result unchanged
+    std::vector<ValueField> value;  // what it wrote
 };
 
-/// The value of an answer in the form in which a command takes it as its parameter.
+/// The value of an answer in the form that a command accepts as its parameter.
 std::string asParameter(const CommandAnswer& answer);
 
-/// Text of a command's VALUE; none when the command line gives none.
+/// Text of a command's VALUE; none when the command line has none.
 using ValueText = std::optional<std::string>;
 
 struct DeviceCommand {
     std::int32_t id;
     const char* operation;      // of PluginDeviceBase
-    const char* parameterType;  // "none" for a command without one
-    const char* resultType;     // "none" for a command that answers with a status alone
+    const char* parameterType;  // "none" if it takes no parameter
+    const char* resultType;     // "none" if it returns only a status
 
     bool takesValue() const;
     bool hasResult() const;
@@ -44,10 +44,10 @@ struct DeviceCommand {
     /// What is wrong with a VALUE for this command; empty when it can be sent.
     std::string (*problem)(const ValueText& text);
 
-    /// Sends it. @param text  One without a problem.
+    /// Sends it. @param text  A valid one.
     CommandAnswer (*send)(NUV::PluginDeviceBase& device, std::int32_t id, const ValueText& text);
 
-    /// A VALUE that asks for nothing: zeros, null, or none.
+    /// A VALUE that requests nothing: zeros, null, or none.
     ValueText (*neutral)();
 };
 

@@ -1,4 +1,4 @@
-// The geometry that a camera's image record tells.
+// The image format in a camera's image record.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@
 
 namespace host {
 
-/// None when no memory can hold such an image, or its size cannot even be told. Bytes per pixel below 1 count as 0.
+/// None when no memory can hold such an image, or its size cannot be represented. Bytes per pixel below 1 count as 0.
 std::optional<frames::ImageFormat> formatOf(const NUV::IMAGEMEMORY& record);
 
 }  // namespace host

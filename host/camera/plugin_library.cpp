@@ -10,8 +10,8 @@ namespace {
 using CreatePluginFunction = std::int32_t (*)(PluginInterface** plugin, HMODULE module);
 using ReleasePluginFunction = std::int32_t (*)(PluginInterface** plugin);
 
-// A leak checker looks for references in the modules that are loaded at the end: with the plugin unloaded, its
-// registries, which live as long as their module, would count as leaks.
+// A leak checker searches the modules that are loaded at the end. If the plugin is unloaded, its registries, which live
+// as long as their module, look like leaks.
 #if defined(DORVEN_KEEP_PLUGIN_LOADED)
 constexpr bool kUnloads = false;
 #else

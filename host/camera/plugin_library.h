@@ -1,4 +1,4 @@
-// A camera plugin as the measuring host loads it: by absolute path at run time, with two known functions.
+// A camera plugin, loaded as a measuring host does: by absolute path at run time, with two known functions.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace host {
 
-/// A loaded plugin with its plugin object. One thread.
+/// A loaded plugin with its plugin object. Used by one thread.
 class PluginLibrary {
 public:
     /// Loads the library and creates its plugin object.
@@ -24,19 +24,19 @@ public:
     PluginLibrary(const PluginLibrary&) = delete;
     PluginLibrary& operator=(const PluginLibrary&) = delete;
 
-    /// All pairs of device and interface kind. Once per object: the plugin's cursor does not go back.
+    /// All pairs of device and interface kind. Call it once per object: the plugin's cursor never goes back.
     std::vector<PluginDeviceRecord> enumerate();
 
-    /// Enumerates. @return  The plugin's first device; null, with the reason, when it offers none.
+    /// Enumerates. @return The plugin's first device; null, with the reason, when it offers none.
     NUV::PluginDeviceBase* firstDevice(std::string& error);
 
-    /// What the plugin told of its devices when firstDevice enumerated it.
+    /// The plugin's device records from the enumeration in firstDevice.
     const std::vector<PluginDeviceRecord>& records() const { return _records; }
 
-    /// Interface kinds of the device that firstDevice gave.
+    /// Interface kinds of the device that firstDevice returned.
     std::vector<std::uint32_t> kindsOfFirstDevice() const;
 
-    /// A device; null when there are not that many. None before enumerate.
+    /// A device; null if there are fewer. None before enumerate.
     NUV::PluginDeviceBase* device(std::size_t index) const;
 
     const std::string& path() const { return _path; }
@@ -51,12 +51,12 @@ private:
     std::vector<PluginDeviceRecord> _records;
 };
 
-/// The plugin that a program finds without being told: beside it, or else in the plugin's folder of the same
-/// installation. Where there is neither, the path beside it.
+/// The plugin that a program finds by itself: next to the program, otherwise in the plugin's folder of the same
+/// installation. If neither exists, the path next to the program.
 /// @param program  Full path of the program.
 std::string pluginPathOf(const std::string& program);
 
-/// pluginPathOf this program.
+/// pluginPathOf for this program.
 std::string defaultPluginPath();
 
 }  // namespace host

@@ -37,7 +37,7 @@ void addCallOptions(CLI::App& command, CallOptions& options) {
         ->type_name("FILE");
 }
 
-// What is wrong with the command's VALUE; the device itself answers for ids that are unknown.
+// What is wrong with the command's VALUE; for unknown ids the device itself answers.
 std::string problemOfCall(const CallOptions& options) {
     const DeviceCommand* command = findDeviceCommand(options.id);
     if (!command) return "";
@@ -111,7 +111,7 @@ void addGrabOptions(CLI::App& command, GrabOptions& options) {
     addLimits(command, options);
 }
 
-// Behind the options of a grab, none of which goes with --findings.
+// Added after the options of a grab, none of which may be combined with --findings.
 void addVerifyOptions(CLI::App& command, VerifyOptions& options) {
     addGrabOptions(command, options);
     const auto grabOptions = command.get_options();

@@ -1,4 +1,4 @@
-// What the host's command line asks for.
+// The options on the host's command line.
 #pragma once
 
 #include <cstdint>
@@ -54,7 +54,7 @@ struct SaveOptions {
     std::size_t pngLevel = frames::kDefaultPngLevel;
     std::size_t aroundLoss = 0;     // images before the first loss, and as many after it
     std::uint64_t memoryMb = 1000;  // for images that wait or are kept
-    bool force = false;             // files that are there are replaced
+    bool force = false;             // existing files are replaced
 };
 
 struct GrabOptions : ImageOptions {
@@ -68,7 +68,7 @@ struct GrabOptions : ImageOptions {
 struct VerifyOptions : GrabOptions {
     std::string faultLog;         // the simulator's
     std::string findingsFile;     // empty: grab
-    bool allowExplained = false;  // findings that the simulator's notes explain are no mismatch
+    bool allowExplained = false;  // findings that the simulator's notes explain are not mismatches
 };
 
 struct SnapOptions : ImageOptions {

@@ -27,7 +27,7 @@ CLI::Validator imageFileName() {
         "");
 }
 
-// What would give the disk less to write.
+// How to reduce what must be written to the disk.
 const char* smallerFiles(const SaveOptions& options) {
     if (options.format != "png") return ", --format png";
     return options.pngLevel == 0 ? ", --png-level 1" : "";

@@ -1,4 +1,4 @@
-// Options of the commands that look at the machine, and those that several commands have.
+// Options of the commands that examine the machine, and options that several commands share.
 #pragma once
 
 #include "host_options.h"
@@ -21,7 +21,7 @@ void addDoctorOptions(CLI::App& command, DoctorOptions& options);
 /// All options of "bench".
 void addBenchOptions(CLI::App& command, BenchOptions& options);
 
-/// Adds "bench-partner", which no help tells of.
+/// Adds "bench-partner", which no help mentions.
 void addBenchPartner(CLI::App& app, HostOptions& options);
 
 }  // namespace host

@@ -29,15 +29,15 @@ using kest::dorven::IPMessenger;
 
 constexpr std::int64_t kRetryNs = 50'000'000;
 
-/// Any values: they show that all of the request comes back.
+/// Arbitrary values, to see whether the whole request comes back.
 constexpr ImagesMessage kRequest{kest::dorven::kCommandSnap, 1, 2, 3};
 
-/// The camera's end of the link, which is the simulator's the other way round, without a camera behind it.
+/// The camera's end of the link, without a camera: the simulator's end with both directions swapped.
 class SnapChannel : public DorVenImagesComm {
 public:
     std::string requestId() override { return DorVenImagesComm::responseId(); }
     std::string responseId() override { return DorVenImagesComm::requestId(); }
-    /// A simulator that asks for size or format is told that there is none.
+    /// Answers a simulator that asks for size or format: there is none.
     ImagesMessage handle(const ImagesMessage& request) override {
         ImagesMessage answer = request;
         answer.command = kest::dorven::kCommandFailed;
@@ -52,7 +52,7 @@ struct Answer {
 
 bool simulatorIsThere() { return NamedClaim::isTaken(image_road::finishedOf(image_road::kSimulatorAsks)); }
 
-/// Stands on the link only once a simulator is there, so that waiting for it leaves nothing in the logs.
+/// Uses the link only once a simulator is there, so that waiting for it leaves nothing in the logs.
 std::optional<Answer> askUntilAnswered(const std::shared_ptr<SnapChannel>& channel, double timeoutSeconds) {
     std::shared_ptr<IPMessenger> messenger;
     const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
@@ -61,7 +61,7 @@ std::optional<Answer> askUntilAnswered(const std::shared_ptr<SnapChannel>& chann
         if (!messenger && simulatorIsThere()) messenger = IPMessenger::create(channel);
         const ImagesMessage message = channel->ask(kRequest);
         const std::int64_t nowNs = platform_monotonicNanoseconds();
-        // All zero: nobody answered. A simulator that refuses sends the rest of the request back.
+        // All zero: nobody answered. A simulator that refuses returns the rest of the request.
         if (message.value32 != 0 || message.first != 0 || message.second != 0)
             return Answer{message, static_cast<double>(nowNs - askedNs) / 1e3};
         if (nowNs >= endNs || !platform_sleepUntil(std::min(nowNs + kRetryNs, endNs))) return std::nullopt;

@@ -1,4 +1,4 @@
-// The command "ask-snap": the one question that the camera's side of the link asks.
+// The command "ask-snap": asks the one question that the camera's side of the link has.
 #pragma once
 
 #include <ostream>
@@ -10,7 +10,7 @@ namespace host {
 /// Asks the simulator to take a picture, until it answers.
 ///
 /// @param data    Receives the JSON.   @param people  Receives everything else.
-/// @return        Exit code: done when the request came back as it was, which is how simulators take it; failed when
+/// @return        Exit code: done when the request came back unchanged, which is how simulators accept it; failed when
 ///                something else came back or a camera has the link; no answer in time (3).
 int askSnap(const AskSnapOptions& options, std::ostream& data, std::ostream& people);
 

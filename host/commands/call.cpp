@@ -21,7 +21,7 @@ bool open(NUV::PluginDeviceBase& device, const CallOptions& options, std::ostrea
     return false;
 }
 
-/// A command that the host knows no types of goes without parameter and result.
+/// A command whose types the host does not know is sent without parameter and result.
 CommandAnswer send(NUV::PluginDeviceBase& device, const CallOptions& options, const DeviceCommand* command) {
     if (command) return command->send(device, command->id, options.value);
     return {device.call(options.id, nullptr, nullptr), false, {}};
@@ -72,7 +72,7 @@ void printJson(const CallOptions& options, const DeviceCommand* command, bool kn
     object["wrote_value"] = answer.wroteValue;
     for (const ValueField& part : answer.value)
         object[part.name.empty() ? "value" : "value_" + part.name] = jsonOf(part);
-    // Texts of the plugin may be in any encoding.
+    // Texts of the plugin may have any encoding.
     stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
 }
 

@@ -18,7 +18,7 @@ constexpr const char* kSchema = "dorven-commands/1";
 using Status = std::optional<NUV::PluginCallStatus>;
 using Column = std::function<Status&(CommandReportRow&)>;
 
-/// Commands come in hundreds, one for each kind; motor and I/O port ones reach into the world.
+/// Each kind has its own hundred of command ids; motor and I/O port commands affect the real world.
 bool movesSomething(std::int32_t id, const std::vector<std::uint32_t>& kinds) {
     const auto offers = [&](NUV::InterfaceKind kind) {
         return std::find(kinds.begin(), kinds.end(), static_cast<std::uint32_t>(kind)) != kinds.end();
@@ -27,14 +27,14 @@ bool movesSomething(std::int32_t id, const std::vector<std::uint32_t>& kinds) {
            (id / 100 == 15 && offers(NUV::InterfaceKind::motor));
 }
 
-/// Puts the answers of one state of the device into one column of the table.
+/// Stores the answers in one state of the device in one column of the table.
 class Asking {
 public:
     Asking(NUV::PluginDeviceBase& device, std::vector<CommandReportRow>& rows, const std::vector<std::uint32_t>& kinds,
            Column column)
         : _device(device), _rows(rows), _kinds(kinds), _column(std::move(column)) {}
 
-    /// Those that neither open the device nor start or stop its images.
+    /// All commands except those that open the device, or start or stop its images.
     void askAllButAcquisition() {
         for (CommandReportRow& row : _rows) {
             if (row.id < command_id::openImageDevice || row.id > command_id::freeze) ask(row);
@@ -52,7 +52,7 @@ private:
         _column(row) = row.command->send(_device, row.id, harmlessValue(*row.command)).status;
     }
 
-    /// A setting is given what the device says it is, if the command behind it tells.
+    /// A setting gets the value that the device reports, if the next command reads it.
     ValueText harmlessValue(const DeviceCommand& command) const {
         const DeviceCommand* const next = findDeviceCommand(command.id + 1);
         if (!command.takesValue() || !next || next->takesValue() ||
@@ -128,7 +128,7 @@ std::vector<CommandReportRow> askEveryCommand(NUV::PluginDeviceBase& device, con
 
     Asking opened(device, rows, kinds, [](CommandReportRow& row) -> Status& { return row.opened; });
     opened.askAllButAcquisition();
-    // Stop and freeze are each asked while images are grabbed; opening again then brings the defaults back.
+    // Stop and freeze are each sent during a grab; opening again then restores the defaults.
     for (const std::int32_t id :
          {command_id::grab, command_id::stop, command_id::grab, command_id::freeze, command_id::openImageDevice})
         opened.ask(id);

@@ -38,7 +38,7 @@ const char* kindName(std::uint32_t kind) {
     return kind < std::size(kNames) ? kNames[kind] : "unknown";
 }
 
-// The label is plain ASCII in practice; anything else becomes '?'.
+// The label is plain ASCII in practice; other characters become '?'.
 std::string narrow(const wchar_t (&label)[40]) {
     std::string text;
     for (const wchar_t character : label) {
@@ -98,7 +98,7 @@ void printJson(const Info& info, std::ostream& stream) {
     }
     object["document"] =
         info.document.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(info.document);
-    // Texts of the plugin may be in any encoding.
+    // Texts of the plugin may have any encoding.
     stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
 }
 

@@ -24,15 +24,15 @@ namespace {
 
 constexpr std::int64_t kPollNs = 5'000'000;
 
-// Receives images until one is wanted.
+// Receives images until a suitable one comes.
 class Catcher {
 public:
     Catcher(bool any, std::int64_t startNs) : _any(any), _startNs(startNs) {}
 
-    /// True once there is an image, or one could not be handled.
+    /// True once there is an image, or one could not be processed.
     bool done() const { return _done; }
 
-    /// @throws std::runtime_error  when an image could not be handled.
+    /// @throws std::runtime_error  when an image could not be processed.
     std::optional<KeptFrame> take() {
         const std::lock_guard lock(_mutex);
         if (!_error.empty()) throw std::runtime_error(_error);
@@ -69,7 +69,7 @@ private:
         _done = true;
     }
 
-    // Slots follow the simulator's sizes, the record the camera's: an image may reach beyond the mapped memory.
+    // Slots have the simulator's size, the record the camera's, so an image may extend beyond the mapped memory.
     static frames::ImageView viewOf(const NUV::IMAGEMEMORY& record) {
         const auto format = formatOf(record);
         if (!format || (record.imageBuffer && platform_readableBytes(record.imageBuffer) < format->bytes()))

@@ -1,4 +1,4 @@
-// The command "snap": one image of the camera, in a file.
+// The command "snap": saves one image of the camera in a file.
 #pragma once
 
 #include <ostream>
@@ -8,7 +8,7 @@
 
 namespace host {
 
-/// Opens the camera, waits for an image that is wanted (SnapOptions::anyImage) and saves it.
+/// Opens the camera, waits for a suitable image (SnapOptions::anyImage) and saves it.
 ///
 /// @param data    Receives the JSON: the object of sidecarLine.   @param people  Receives everything else.
 /// @return        Exit code: done when the file is complete; no image in time (3), which a stop request is as well.

@@ -60,7 +60,7 @@ void printJson(const Findings& findings, std::ostream& stream) {
         checks.push_back(std::move(check));
     }
     object["checks"] = std::move(checks);
-    // Names of files may be in any encoding.
+    // File names may have any encoding.
     stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
 }
 

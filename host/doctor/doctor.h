@@ -1,8 +1,8 @@
-// The command "doctor": looks at all that a grab needs, says what it found and what to do about it.
+// The command "doctor": examines everything that a grab needs, reports what it found and what to do about it.
 //
-// It disturbs nobody: files are read; the plugin's library is loaded, but no camera made of it; named objects are
-// looked at from outside (object_look.h), so that no ring is attached to and no event taken. One object of a name
-// of its own is made, to see whether that works; like the first object of any program, it removes leftovers.
+// It disturbs nobody. Files are only read. The plugin's library is loaded, but no camera is created. Named objects are
+// examined from outside (object_look.h), so it attaches to no ring and takes no event's signal. One object with a
+// unique name is created to see whether that works; like the first object of any program, this removes leftovers.
 #pragma once
 
 #include <ostream>
@@ -15,12 +15,12 @@ namespace host {
 
 enum class FindingLevel {
     ok,
-    warning,  // works, but perhaps not as it is meant
+    warning,  // works, but perhaps not as intended
     problem,  // a grab cannot work, or not with these settings
 };
 
 struct Diagnosis {
-    const char* check;  // the name of what was looked at, such as "configuration"
+    const char* check;  // the name of what was examined, such as "configuration"
     FindingLevel level;
     std::string found;
     std::string advice;  // what to do; empty when there is nothing to do
@@ -28,13 +28,13 @@ struct Diagnosis {
 
 using Findings = std::vector<Diagnosis>;
 
-/// Looks at everything.
+/// Examines everything.
 ///
 /// @param options  pluginPath, configFile (empty: the camera's defaults).
 Findings examine(const DoctorOptions& options);
 
-/// Why a grab cannot work as that configuration says: a file of the chain is missing or cannot be read, the files lead
-/// in a circle, or a key has no value that can be. Empty: it can work, or there is no configuration.
+/// Why a grab cannot work with that configuration: a file of the chain is missing or cannot be read, the files lead in
+/// a circle, or a key has an impossible value. Empty: it can work, or there is no configuration.
 std::string problemOfConfiguration(const std::string& path);
 
 /// Examines and prints.

@@ -1,4 +1,4 @@
-// The parts of an examination. Each appends what it finds.
+// The parts of an examination. Each appends its findings.
 #pragma once
 
 #include <cstdint>
@@ -15,27 +15,27 @@ inline void add(Findings& findings, const char* check, FindingLevel level, std::
     findings.push_back({check, level, std::move(found), std::move(advice)});
 }
 
-/// The plugin's file: is there, is made for this machine, can be loaded, has its two functions.
+/// The plugin's file: whether it exists, is made for this machine, can be loaded and has its two functions.
 void examineLibrary(const std::string& path, Findings& findings);
 
-/// The configuration's files and what each key of the camera gets from where.
-/// @return  The images that the camera will make of it; none when that cannot be told.
+/// The configuration's files, and the value and origin of each key of the camera.
+/// @return  The images that the camera will make with it; none when unknown.
 std::optional<frames::ImageFormat> examineConfiguration(const std::string& path, Findings& findings);
 
-/// The folder of named objects: rights, leftovers. Nothing on a system that has none.
+/// The folder of named objects: rights, leftovers. Does nothing on a system without one.
 void examineObjectFolder(Findings& findings);
 
-/// Whether an object can be made: makes one, which removes leftovers as each program does. Comes behind
-/// examineObjectFolder, whose findings are not told again.
-/// @return  Whether it could be made.
+/// Creates an object to see whether that works; like in each program, this removes leftovers. Call it after
+/// examineObjectFolder, whose findings it does not repeat.
+/// @return  Whether it could be created.
 bool examineMaking(Findings& findings);
 
-/// Whether the ring of a simulator that asks the camera fits into the room, unless one is there.
+/// Whether the ring of a simulator that asks the camera would fit; does nothing if such a ring exists.
 /// @param expected  The camera's images; none when unknown: its defaults.
 void examineRoom(const ObjectRoom& room, const std::optional<frames::ImageFormat>& expected, Findings& findings);
 
-/// Programs that run, their events, the image ring and the link.
-/// @param expected  The camera's images, none when unknown.
+/// Running programs, their events, the image ring and the link.
+/// @param expected  The camera's images; none when unknown.
 void examineObjects(const std::optional<frames::ImageFormat>& expected, Findings& findings);
 
 }  // namespace host

@@ -32,7 +32,7 @@ struct KeyRow {
 };
 constexpr std::int64_t kLeast32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kGreatest32 = std::numeric_limits<std::int32_t>::max();
-// The camera takes any number; sizes and depth are those that a simulator can make.
+// The camera accepts any number; sizes and depth are limited to what a simulator can make.
 // clang-format off
 constexpr KeyRow kKeys[] = {
     {image_road::kWidth,         1,        frames::kMaxSide         },
@@ -49,7 +49,7 @@ std::string placeOf(const std::string& path, const char* kind, const std::string
     return std::string(path).append(": ").append(kind).append(" '").append(name).append("'");
 }
 
-// Names that nearly are one of those that are read, and in a section of the camera's all that are not.
+// Reports names similar to known ones and, in a section of the camera, all unknown names.
 void examineNames(const std::string& path, const MIniData& ini, Findings& findings) {
     const std::vector<std::string> sections{kRedirectSection, kImageSection};
     for (const std::string& section : ini.GetSectionNames()) {
@@ -104,7 +104,7 @@ void examineFile(const ConfigChain& chain, Findings& findings) {
             "move its keys to " + chain.target());
 }
 
-// The last file of the chain, whose name path becomes; null when the camera cannot read it.
+// The last file of the chain; path receives its name. Null when the camera cannot read it.
 std::shared_ptr<MIniData> followChain(std::string& path, Findings& findings) {
     ConfigChain chain(path);
     while (chain.read() == ConfigFile::leadsOn) {
@@ -117,7 +117,7 @@ std::shared_ptr<MIniData> followChain(std::string& path, Findings& findings) {
     return taken ? chain.ini() : nullptr;
 }
 
-// The finding on an entry: its number, as the ini reader takes it, and what stands behind it.
+// The finding for an entry: its number as the ini reader reads it, and the text after it.
 Diagnosis judge(const KeyRow& row, const std::string& text, const std::string& place, std::int64_t value) {
     const std::size_t begin = std::min(text.find_first_not_of(" \t"), text.size());
     const std::string name = std::string(row.number.key) + " = " + text.substr(begin) + " (" + place + ")";
@@ -135,7 +135,7 @@ Diagnosis judge(const KeyRow& row, const std::string& text, const std::string& p
     return {kCheck, FindingLevel::ok, name, ""};
 }
 
-// The number that the camera takes.
+// The number that the camera reads.
 std::int64_t examineKey(const KeyRow& row, const MIniData& ini, const std::string& path, Findings& findings) {
     std::int64_t value = row.number.standard;
     readCameraNumber(ini, row.number, value);

@@ -43,7 +43,7 @@ std::string nameOf(const Machine (&machines)[Count], std::uint16_t code) {
     return "machine " + std::to_string(code);
 }
 
-// A little-endian number of that many bytes; 0 when it does not lie in the text.
+// A little-endian number of that many bytes; 0 when it is not inside the text.
 std::uint64_t numberAt(const std::string& file, std::size_t offset, std::size_t bytes) {
     std::uint64_t value = 0;
     if (offset > file.size() || bytes > file.size() - offset) return 0;
@@ -56,8 +56,8 @@ std::uint16_t twoBytes(const std::string& file, std::size_t offset) {
     return static_cast<std::uint16_t>(numberAt(file, offset, 2));
 }
 
-// Bytes that the segments of a 64-bit Linux library reach to. The loader maps them without a look at the file's size,
-// and the process ends when it touches one that is not there. 0 for another file.
+// End of the segments of a 64-bit Linux library in its file. The loader maps them without checking the file's size, and
+// the process ends when it touches a missing part. 0 for another file.
 std::uint64_t reachOfSegments(const std::string& head) {
     if (head.compare(0, 4, kElfStart) != 0) return 0;
     constexpr std::size_t kEntryBytes = 56;
@@ -92,7 +92,7 @@ std::uint64_t sizeOf(const std::string& path) {
     return _stat64(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
-// Its beginning; false when it cannot be read.
+// Reads its beginning; false when that fails.
 bool readHead(const std::string& path, std::string& head) {
     const HANDLE file =
         CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -118,7 +118,7 @@ void examineExports(HMODULE module, Findings& findings) {
     }
 }
 
-// Only in sanitized builds, whose reports name functions of modules that are still there.
+// Only in sanitized builds, whose reports name functions of modules that are still loaded.
 #ifdef DORVEN_KEEP_PLUGIN_LOADED
 constexpr bool kUnloads = false;
 #else

@@ -34,8 +34,9 @@ std::string listed(const std::vector<std::string>& names) {
 
 bool isThere(const std::string& name) { return platform_lookAtObject(name.c_str(), 0).kind == Kind::event; }
 
-// Who stands on the two ends. Programs come and go while the doctor looks: one counts as there that was there at either
-// of two looks, one before and one behind those at the objects, so that no mark is taken for that of a dead one.
+// The programs on the two ends. Programs come and go while the doctor looks. A program counts as running if it ran at
+// one of two checks, one before and one after the objects were examined, so that its mark is not taken for a dead
+// one's.
 struct Presence {
     bool simulator = false;      // a dorven-simulator has the images
     bool camera = false;         // a host has a camera, or asks as one
@@ -86,7 +87,7 @@ struct Ring {
     std::uint64_t memoryBytes = 0;
 
     std::uint64_t waiting() const { return MMemLineFifo_GetCount(&header); }
-    // What cannot be in a ring that is whole; "" when all is possible.
+    // What is impossible in an intact ring; "" when all is possible.
     std::string damage() const {
         const std::string slots =
             std::to_string(header.slotCount) + " slots of " + std::to_string(header.lineLength) + " bytes";
@@ -167,7 +168,7 @@ void tellMarks(const Ring& before, const Ring& ring, const Presence& presence, F
     }
 }
 
-// The memory, as far as a ring can be in it; false, with a finding, when none is there to look at.
+// The memory, as far as it can contain a ring; false, with a finding, when there is none to examine.
 bool tellMemory(RingSight sight, const Ring& ring, const Presence& presence, Findings& findings) {
     constexpr const char* kMemory = "shared memory";
     const std::string name = std::string("\"") + kImagesMemory + "\" ";
@@ -193,7 +194,7 @@ bool tellMemory(RingSight sight, const Ring& ring, const Presence& presence, Fin
     return false;
 }
 
-// before: as it was 100 ms ago.
+// @param before  The ring 100 ms earlier.
 void tellRing(const Ring& before, const Ring& ring, const Presence& presence,
               const std::optional<frames::ImageFormat>& expected, Findings& findings) {
     if (const std::string damage = ring.damage(); !damage.empty()) {
@@ -280,7 +281,7 @@ void examineObjects(const std::optional<frames::ImageFormat>& expected, Findings
     lookAtRing(before);
     platform_sleepUntil(platform_monotonicNanoseconds() + kBetweenLooksNs);
     RingSight sight = lookAtRing(ring);
-    // Memory that a simulator is just making, and a ring that it is just laying, are whole at one of the next looks.
+    // A memory or ring that a simulator is just creating is complete at one of the next checks.
     const auto mayBecomeWhole = [&] { return !isWhole(sight, ring) && (early.simulator || sight == RingSight::there); };
     for (int look = 0; look < kMoreLooks && mayBecomeWhole(); ++look) {
         platform_sleepUntil(platform_monotonicNanoseconds() + kBetweenLooksNs);

@@ -1,4 +1,4 @@
-// Whether objects can be made, and whether those of a simulator fit.
+// Whether objects can be created, and whether those of a simulator fit.
 #include <string>
 
 #include "camera_numbers.h"
@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-// A simulator's ring has room for such images at least.
+// A simulator's ring has room at least for such images.
 constexpr frames::ImageFormat kUsualFormat{image_road::kWidth.standard, image_road::kHeight.standard,
                                            image_road::kBytesPerPixel.standard};
 constexpr std::uint64_t kUsualLines = 8;

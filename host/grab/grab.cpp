@@ -218,7 +218,7 @@ int Grab::onImage(void* self, NUV::IMAGEMEMORY* record) {
     return 1;
 }
 
-// Slots follow the simulator's sizes, the record the camera's: an image may reach beyond the mapped memory.
+// Slots have the simulator's size, the record the camera's, so an image may extend beyond the mapped memory.
 frames::ImageView Grab::viewOf(const NUV::IMAGEMEMORY& record, std::int64_t nowNs) {
     const auto format = formatOf(record);
     if (format && (!record.imageBuffer || canRead(record.imageBuffer, format->bytes(), nowNs)))

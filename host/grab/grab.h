@@ -22,29 +22,29 @@ namespace host {
 
 class CameraSession;
 
-/// What a grab keeps of its findings, and whether people are told of each.
+/// What a grab keeps of its findings, and whether each is reported to people.
 struct GrabFindings {
     std::size_t capacity = ImageCheckSettings{}.capacity;
-    std::optional<double> lateFromUs;  // latency from which an image is late, also without a limit on it
+    std::optional<double> lateFromUs;  // latency from which an image is late, even without a limit for it
     bool areTold = true;
 };
 
-/// Drives one device through its commands alone. run() is called once.
+/// Uses one device through its commands only. Call run() once.
 class Grab {
 public:
-    /// @param device  Outlives the grab, as options do.   @param people  Receives messages for people.
+    /// @param device  Must outlive the grab, like options.   @param people  Receives messages for people.
     Grab(NUV::PluginDeviceBase& device, const GrabOptions& options, std::ostream& people,
          const GrabFindings& findings = {});
     ~Grab();
     Grab(const Grab&) = delete;
     Grab& operator=(const Grab&) = delete;
 
-    /// Grabs until the wanted images have come, a stop was requested (platform_installStopHandler), no image came in
-    /// time, or the simulator's images gave way to faked ones. Saved images are on disk when it returns.
+    /// Grabs until the requested images have come, a stop was requested (platform_installStopHandler), no image came in
+    /// time, or faked images followed the simulator's. Saved images are on disk when it returns.
     /// @return  Exit code.
     int run();
 
-    /// Has an observer told while the grab runs. Before run(). @param observer  Outlives the grab.
+    /// Notifies an observer while the grab runs. Call it before run(). @param observer  Must outlive the grab.
     void watch(GrabObserver& observer) { _observers.push_back(&observer); }
 
     GrabResults results() const;
@@ -55,13 +55,13 @@ public:
     /// Why the grab ended: "count", "stop", "no_image", "connection_lost" or "failed".
     const char* end() const { return _end; }
 
-    /// Images that no observer was told of, since it was too slow for them.
+    /// Images that were not reported to observers because these were too slow.
     std::uint64_t framesOmitted() const;
 
     /// Outcome of saving; all zero when nothing was to be saved.
     ImageSaver::Outcome saved() const;
 
-    /// Takes one image, as the callback does; public for tests.
+    /// Processes one image, like the callback; public for tests.
     void receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs);
 
 private:
@@ -92,18 +92,18 @@ private:
     std::atomic<std::int64_t> _lastImageNs{0};
     const char* _end = "failed";
     std::vector<GrabObserver*> _observers;
-    IntervalSamples _spareInterval;  // the main thread's, exchanged for the callback's once a second
+    IntervalSamples _spareInterval;  // used by the main thread, exchanged with the callback's once a second
     std::vector<FrameRow> _spareRows;
     std::int64_t _startNs = 0, _startCpuNs = 0;  // when the grab began
     std::int64_t _lookNs = 0, _lookCpuNs = 0;    // at the last look
     std::int64_t _endNs = 0, _endCpuNs = 0;
-    // Memory that was last seen to be readable; the callback's own.
+    // Memory that was readable at the last check; used by the callback only.
     std::uintptr_t _extentBegin = 0, _extentEnd = 0;
     std::int64_t _extentSeenNs = 0;
-    mutable std::mutex _mutex;  // guards what follows: the callback writes, the main thread reads
+    mutable std::mutex _mutex;  // guards everything below: the callback writes, the main thread reads
     std::unique_ptr<GrabStatistics> _statistics;
     bool _keepRows = false;
-    std::vector<FrameRow> _rows;  // that observers do not know yet
+    std::vector<FrameRow> _rows;  // not yet reported to observers
     std::uint64_t _framesOmitted = 0;
     std::string _callbackError;
 };

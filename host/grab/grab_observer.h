@@ -1,4 +1,4 @@
-// Whoever wants to know of a grab while it runs.
+// The interface for observers of a running grab.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +9,12 @@
 
 namespace host {
 
-/// What a grab delivered since the last look, once a second.
+/// What a grab delivered since the last report, once a second.
 struct SecondNumbers {
     double elapsedS = 0;  // since the grab began
-    double lengthS = 0;   // of this look: about 1 s, the last one is shorter
+    double lengthS = 0;   // of this interval: about 1 s, the last one is shorter
     GrabResults totals;   // counts and rates since the grab began, without percentiles
-    GrabResults second;   // times, rates and processor load of this look alone; no counts
+    GrabResults second;   // times, rates and processor load of this interval only; no counts
 };
 
 /// One image that arrived.
@@ -36,15 +36,15 @@ public:
 
     virtual void onSecond(const SecondNumbers& numbers) = 0;
 
-    /// Whether onFrames is to be called; asked once, before the grab begins.
+    /// Whether onFrames must be called; queried once, before the grab begins.
     virtual bool wantsFrames() const { return false; }
     /// Images since the last call, in the order of their arrival.
     virtual void onFrames(std::span<const FrameRow>) {}
 
-    /// False: nobody hears any more, and the grab is to end.
+    /// False: nobody listens any more, and the grab must end.
     virtual bool goesOn() const { return true; }
 
-    /// The grab has ended; nothing else comes.
+    /// The grab has ended; no further call follows.
     virtual void onEnd() {}
 };
 

@@ -13,18 +13,18 @@
 
 namespace host {
 
-/// Name of the JSON of a grab and of its lines; its number rises when a key changes its meaning or goes. From 2 on
-/// numbers begin at the first image that was complete after the grab began, and mean rates leave pauses out. Earlier
-/// builds wrote the number alone.
+/// Schema name of a grab's JSON and of its lines; its number increases when a key changes its meaning or is removed.
+/// From 2 on, numbers begin at the first image that was complete after the grab began, and mean rates exclude pauses.
+/// Earlier builds wrote only the number.
 constexpr const char* kGrabSchema = "dorven-grab/2";
 
 /// One line per number, with its unit; "-" where nothing was measured.
 void printTable(const GrabResults& results, std::ostream& stream);
 
-/// Names the images that were not verified and why, a line for each reason; nothing when all were.
+/// Reports how many images were not verified and why, one line per reason; nothing when all were verified.
 void tellUnverified(const GrabResults& results, std::ostream& people);
 
-/// What the JSON of a whole grab tells.
+/// Content of the JSON of a whole grab.
 struct GrabReport {
     GrabResults results;
     std::string end;  // why it ended: "count", "stop", "no_image", "connection_lost", "failed"
@@ -35,7 +35,7 @@ struct GrabReport {
 /// One object on one line. Numbers that were not measured are null.
 void printJson(const GrabReport& report, std::ostream& stream);
 
-/// The JSON of a grab, line by line while it runs: an object for each second and, if wanted, for each image. Each line
+/// The JSON of a grab, line by line while it runs: one object per second and, if requested, one per image. Each line
 /// has a key "event".
 class JsonLines : public GrabObserver {
 public:
@@ -47,7 +47,7 @@ public:
     bool goesOn() const override { return _data.good(); }
 
     /// The last line: printJson's object with the event "end".
-    /// @param framesOmitted  Images that no line tells of.
+    /// @param framesOmitted  Images without a line.
     void printEnd(const GrabReport& report, std::uint64_t framesOmitted);
 
 private:

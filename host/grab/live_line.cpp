@@ -39,7 +39,7 @@ constexpr FaultRow kFaults[] = {
 };
 // clang-format on
 
-// The reason that most of the images have.
+// The reason that applies to most of the images.
 std::string unverifiedText(const GrabResults& totals) {
     const auto& because = totals.unverifiedBecause;
     const auto most = std::max_element(because.begin(), because.end()) - because.begin();
@@ -53,7 +53,7 @@ std::vector<Part> partsOf(const SecondNumbers& numbers, std::uint64_t wanted) {
     if (wanted != 0) images.append(" of ").append(std::to_string(wanted));
     const auto ms = [](const std::optional<double>& value) { return number(value, 1000.0, "%.2f"); };
     std::vector<Part> parts{{images + " images"}, {number(second.fpsMean, 1.0, "%.1f") + "/s"}};
-    // What went wrong comes before what a narrow terminal has no room for.
+    // Faults come before numbers that do not fit on a narrow terminal.
     for (const FaultRow& row : kFaults) {
         const std::uint64_t count = numbers.totals.*row.count;
         parts.push_back({std::string(row.label) + ' ' + std::to_string(count), count > 0});
@@ -84,7 +84,7 @@ std::string liveLine(const SecondNumbers& numbers, std::uint64_t wanted, std::si
 bool coloursAreWanted(const char* noColor) { return !noColor || *noColor == '\0'; }
 
 void LiveLine::onSecond(const SecondNumbers& numbers) {
-    // The last column stays free: some terminals begin a new line when it is filled.
+    // The last column stays free, because some terminals begin a new line when it is filled.
     _terminal << '\r' << liveLine(numbers, _wanted, platform_terminalColumns() - 1, _colours) << kClearToEnd
               << std::flush;
 }

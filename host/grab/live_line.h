@@ -1,4 +1,4 @@
-// The line that shows a running grab on a terminal, written over once a second.
+// The line that shows a running grab on a terminal, overwritten once a second.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 
 namespace host {
 
-/// The line, without control characters but colours.
+/// The line, without control characters except colours.
 ///
-/// @param wanted   Images that end the grab; 0: none does.
-/// @param columns  Characters that it may have at most; numbers that do not fit are left out from the end.
-/// @param colours  Faults that are not 0 are red.
+/// @param wanted   Number of images that ends the grab; 0: no such number.
+/// @param columns  Greatest length in characters; numbers that do not fit are left out from the end.
+/// @param colours  Whether faults that are not 0 are red.
 std::string liveLine(const SecondNumbers& numbers, std::uint64_t wanted, std::size_t columns, bool colours);
 
 /// @param noColor  The environment variable NO_COLOR; null when it is not set.
@@ -22,12 +22,12 @@ bool coloursAreWanted(const char* noColor);
 
 class LiveLine : public GrabObserver {
 public:
-    /// @param terminal  Standard error, when it is one.
+    /// @param terminal  Standard error, if it is a terminal.
     LiveLine(std::ostream& terminal, std::uint64_t wanted, bool colours)
         : _terminal(terminal), _wanted(wanted), _colours(colours) {}
 
     void onSecond(const SecondNumbers& numbers) override;
-    /// Takes the line away.
+    /// Removes the line.
     void onEnd() override;
 
 private:

@@ -1,4 +1,4 @@
-// Sets of frame numbers, kept as ranges: as many as there are gaps, however wide they are.
+// Sets of frame numbers, stored as ranges: memory depends on the number of gaps, not on their width.
 #pragma once
 
 #include <cstdint>
@@ -16,26 +16,26 @@ class FrameRangeSet {
 public:
     void add(const FrameRange& range);
 
-    /// What of a range is not in the set, in rising order.
+    /// The parts of a range that are not in the set, in ascending order.
     std::vector<FrameRange> outside(const FrameRange& range) const;
 
-    /// Whether all of a range is in the set.
+    /// Whether the whole range is in the set.
     bool covers(const FrameRange& range) const { return outside(range).empty(); }
 
 private:
     std::map<std::uint64_t, std::uint64_t> _ranges;  // first to last, without overlap
 };
 
-/// A bag: a number may be in it several times, since several ranges have it.
+/// A bag: it can contain a number several times, once for each range that has it.
 class FrameRangeBag {
 public:
     void add(const FrameRange& range) { _ranges.emplace(range.first, range.last); }
 
-    /// Takes each number of a range out once.
-    /// @return What of the range was not there, in rising order.
+    /// Removes each number of a range once.
+    /// @return The parts of the range that were not there, in ascending order.
     std::vector<FrameRange> take(const FrameRange& range);
 
-    /// What is left, in rising order.
+    /// The remaining numbers, in ascending order.
     std::vector<FrameRange> ranges() const;
 
 private:

@@ -153,8 +153,8 @@ std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits&
 
 std::vector<BrokenLimit> brokenLimits(const Limits& given, const GrabResults& results) {
     auto limits = limitsInForce(given, results.notSaved.has_value());
-    // Images that are torn one and all, as those of a simulator whose images are higher than the camera's, pass no
-    // limit as verified ones.
+    // If all images are torn, for example because the simulator's images are higher than the camera's, they must not
+    // pass a limit as if they were verified.
     if (const char* const setter = setterOf(given, false, SetBy::countingLimit);
         setter && !given[kTornRow] && results.simulated == 0 && results.torn > 0)
         limits[kTornRow] = {0, setter};

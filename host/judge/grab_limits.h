@@ -1,4 +1,4 @@
-// Limits on a grab's numbers, which set the exit code.
+// Limits on a grab's numbers, which determine the exit code.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ namespace host {
 
 enum class Comparison { atMost, below, atLeast };
 
-/// What the user gave that sets a limit which was not given. A limit that was set in this way sets no other.
+/// The options that set a limit which the user did not set. A limit set in this way sets no other.
 enum class SetBy { nothing, countingLimit, rateLimit, saving };
 
 struct LimitRow {
@@ -23,7 +23,7 @@ struct LimitRow {
     const char* unit;
     const char* help;
     bool whole;         // a count, without a fraction
-    bool countsImages;  // whoever gives it relies on what the images are
+    bool countsImages;  // a limit that depends on the kinds of the images
     SetBy setBy;
     double setTo;
     std::optional<double> (*value)(const GrabResults& results);
@@ -32,32 +32,32 @@ struct LimitRow {
 constexpr std::size_t kLimitCount = 16;
 std::span<const LimitRow, kLimitCount> limitRows();
 
-/// The limit of each row, as the user gave it; none: it was not given.
+/// The limit of each row as set by the user; none: not set.
 using Limits = std::array<std::optional<double>, kLimitCount>;
 
 struct LimitInForce {
     double limit;
-    const char* setBy;  // the option that set it; null: it was given itself
+    const char* setBy;  // the option that set it; null: set directly
 };
 
-/// Each row's limit; none: no limit. What was given counts; where nothing was, the row's setBy does.
-/// @param saves  The grab saves images (--output).
+/// Each row's limit; none: no limit. The user's value wins; otherwise the row's setBy decides.
+/// @param saves  Whether the grab saves images (--output).
 std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits& given, bool saves = false);
 
-/// Least latency, in nanoseconds, of which --max-latency-us says that it is too long; none without that limit.
+/// Smallest latency, in nanoseconds, that --max-latency-us considers too long; none without that limit.
 std::optional<std::int64_t> latencyLimitNs(const Limits& limits);
 
 struct BrokenLimit {
     const LimitRow* row;
     double limit;
     std::optional<double> value;  // none: it was not measured, which breaks every limit
-    const char* setBy = nullptr;  // as of LimitInForce
+    const char* setBy = nullptr;  // as in LimitInForce
 };
 
-/// Of the limits in force, in the order of the rows.
+/// The broken limits among those in force, in the order of the rows.
 std::vector<BrokenLimit> brokenLimits(const Limits& given, const GrabResults& results);
 
-/// One line each.
+/// Reports each on one line.
 void tellBrokenLimits(const std::vector<BrokenLimit>& broken, std::ostream& people);
 
 }  // namespace host

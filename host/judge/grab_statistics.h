@@ -1,4 +1,4 @@
-// What a grab measured, from the images' pixels and their arrival.
+// The measurements of a grab, from the images' pixels and their arrival.
 #pragma once
 
 #include <array>
@@ -13,8 +13,8 @@
 
 namespace host {
 
-/// Results of a grab, which begin at the first image that was complete after the grab began. Times in microseconds;
-/// none where nothing was measured.
+/// Results of a grab, from the first image on that was complete after the grab began. Times in microseconds; none if
+/// not measured.
 struct GrabResults {
     std::uint64_t images = 0;  // all: simulated + torn + faked + unverified
     std::uint64_t simulated = 0;
@@ -25,13 +25,13 @@ struct GrabResults {
     std::uint64_t lost = 0;
     std::uint64_t repeated = 0;
     std::uint64_t reordered = 0;
-    std::uint64_t stale = 0;  // with those from before the grab, which no other number counts
+    std::uint64_t stale = 0;  // including those from before the grab, which no other number counts
     std::uint64_t format = 0;
     std::uint64_t counter = 0;
     std::uint64_t timeBack = 0;
     std::uint64_t late = 0;
     std::uint64_t stopped = 0;
-    std::uint64_t restarts = 0;     // how often the simulator began anew
+    std::uint64_t restarts = 0;     // how often the simulator restarted
     std::uint64_t pauses = 0;       // see GrabStatistics
     std::optional<double> fpsMean;  // images per second, without pauses
     std::optional<double> periodP50Us, periodP99Us, periodMaxUs;
@@ -39,16 +39,16 @@ struct GrabResults {
     std::optional<double> latencyP50Us, latencyP99Us, latencyMaxUs;
     std::optional<double> mbPerS;      // 10^6 bytes of pixels per second, without pauses
     std::optional<double> cpuPercent;  // of one core, by this process
-    std::optional<double> durationS;   // from the start to the last look
+    std::optional<double> durationS;   // from the start to the last report
     std::optional<double> pauseS;      // all pauses together
-    std::optional<double> lateFromUs;  // least latency that counted as late
-    std::optional<FrameRange> sight;   // smallest and greatest frame number that came since the grab began
+    std::optional<double> lateFromUs;  // smallest latency that counted as late
+    std::optional<FrameRange> sight;   // smallest and greatest frame number since the grab began
     // None when nothing was to be saved.
     std::optional<std::uint64_t> saved, notSaved;
     const char* notSavedReason = nullptr;  // ImageSaver::Outcome::reason
 };
 
-/// What arrived since somebody last took it.
+/// What arrived since the samples were last taken.
 struct IntervalSamples {
     TimeHistogram periods;
     TimeHistogram latencies;
@@ -57,43 +57,43 @@ struct IntervalSamples {
 
     void clear();
 
-    /// Percentiles and rates alone. @param seconds  Length of the interval.
+    /// Percentiles and rates only. @param seconds  Length of the interval.
     GrabResults measures(double seconds) const;
 };
 
-/// A time without an image is a pause when it is longer than this, and than kPausePeriods median periods.
+/// A time without an image is a pause when it is longer than this and longer than kPausePeriods median periods.
 constexpr std::int64_t kPauseNs = 2'000'000'000;
 constexpr double kPausePeriods = 3.0;
 
-/// Collects images as they arrive. The caller sees to it that one thread at a time calls.
+/// Collects images as they arrive. The caller ensures that one thread at a time calls.
 class GrabStatistics {
 public:
-    /// Images that were complete before the grab began waited in the ring from before: they are counted as stale, and
-    /// tell nothing else about this grab. Pauses are periods too, but no part of the mean rates.
+    /// Images that were complete before the grab began were waiting in the ring: they count as stale and as nothing
+    /// else. Pauses are periods too, but not part of the mean rates.
     explicit GrabStatistics(const ImageCheckSettings& settings);
 
-    /// What an image told about itself and its arrival.
+    /// What an image reveals about itself and its arrival.
     struct Told {
         std::optional<std::uint64_t> number;
-        std::optional<std::int64_t> periodNs;  // since the image before it arrived; none for the first one
+        std::optional<std::int64_t> periodNs;  // since the previous image arrived; none for the first one
         std::optional<std::int64_t> latencyNs;
         bool fromBefore = false;  // stale and nothing else; images() does not count it
     };
     Told add(const ReceivedImage& image);
 
-    /// No image comes any more (ImageCheck::stopped).
+    /// Call it when no image comes any more (ImageCheck::stopped).
     void stopped() { _check.stopped(); }
 
-    /// No image came any more until then: the time since the last one may be a pause.
+    /// Call it when no image has come until this time: the time since the last one may be a pause.
     void waitedUntil(std::int64_t nowNs) { _waitedUntilNs = nowNs; }
 
     /// Percentiles are of all images.
     GrabResults results() const;
 
-    /// Counts and mean rates alone: results() without its walk through the distributions.
+    /// Counts and mean rates only: results() without evaluating the distributions.
     GrabResults counts() const;
 
-    /// Exchanges what arrived since the last exchange for empty samples, in a moment.
+    /// Swaps what arrived since the last call for empty samples; takes a moment.
     void exchangeInterval(IntervalSamples& empty) { std::swap(_interval, empty); }
 
     std::uint64_t images() const { return _counts.images; }
@@ -102,20 +102,20 @@ public:
 private:
     struct Gap {
         std::int64_t ns;
-        std::size_t bytes;  // of the image behind it
+        std::size_t bytes;  // of the image after it
     };
     struct Pauses {
         std::uint64_t between = 0;  // two images
         std::int64_t betweenNs = 0;
         std::uint64_t bytes = 0;
-        std::int64_t atEndNs = 0;  // since the last image; 0: that is no pause
+        std::int64_t atEndNs = 0;  // since the last image; 0: that is not a pause
     };
 
     void countPeriod(const ReceivedImage& image, std::int64_t periodNs);
     void countKind(const frames::Inspection& inspection);
     Pauses pauses() const;
 
-    GrabResults _counts;  // the four kinds and their sum; the rest is made in results()
+    GrabResults _counts;  // the four kinds and their sum; results() computes the rest
     ImageCheck _check;
     TimeHistogram _periods;
     TimeHistogram _latencies;
@@ -124,7 +124,7 @@ private:
     std::int64_t _lastArrivalNs = 0;
     std::int64_t _waitedUntilNs = 0;
     std::uint64_t _bytesAfterFirst = 0;
-    std::vector<Gap> _longGaps;  // above kPauseNs: at most one in that time
+    std::vector<Gap> _longGaps;  // above kPauseNs, so at most one in that time
 };
 
 }  // namespace host

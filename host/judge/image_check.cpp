@@ -10,7 +10,7 @@ constexpr std::uint64_t kMaxCounterGap = 1000;  // between images that a counter
 constexpr std::uint64_t kPlausibleAgeUs = 60'000'000;  // of an image that waited in the ring
 constexpr std::uint64_t kSameClockUs = 1000;           // between the time stamps of record and strip
 
-// A time stamp of the future must not make all that follow look old.
+// A time stamp in the future must not make all later images look old.
 std::uint64_t timeStampOf(const frames::Strip& strip, std::int64_t arrivalNs) {
     return std::min(strip.timeStampNs, static_cast<std::uint64_t>(std::max<std::int64_t>(arrivalNs, 0)));
 }
@@ -31,7 +31,7 @@ bool ImageCheck::isFromBefore(const ReceivedImage& image) const {
            image.timeStampUs < startNs / 1000;
 }
 
-// As long as no strip has told, by its plausibility: a clock that began elsewhere is hardly so near.
+// Until a strip has shown it, judged by plausibility: a clock with another origin is hardly ever this close.
 bool ImageCheck::recordHasStripsClock(const ReceivedImage& image) const {
     if (_recordsHaveStripsClock) return *_recordsHaveStripsClock;
     const std::uint64_t arrivalUs = static_cast<std::uint64_t>(image.arrivalNs) / 1000;
@@ -70,8 +70,8 @@ ImageCheck::Told ImageCheck::add(const ReceivedImage& image) {
     return {};
 }
 
-// The record's counter tells which one it is: it came, so that it is not lost too. One that is far from the others
-// tells nothing.
+// The record's counter identifies it: it has come, so it is not lost too. A counter far from the others identifies
+// nothing.
 void ImageCheck::checkWithoutStrip(const ReceivedImage& image) {
     if (!_newest) return;
     const std::uint64_t number = numberByCounter(image.counter);
@@ -82,7 +82,7 @@ void ImageCheck::checkWithoutStrip(const ReceivedImage& image) {
     _newest = number;
 }
 
-// Within 2^31 of the newest; 0 when there is none to count from.
+// Within 2^31 of the newest number; 0 when there is none to count from.
 std::uint64_t ImageCheck::numberByCounter(std::uint32_t counter) const {
     if (!_newest || !_counterAhead) return 0;
     const auto step = static_cast<std::int32_t>(counter - *_counterAhead - static_cast<std::uint32_t>(*_newest));
@@ -135,7 +135,7 @@ std::optional<std::int64_t> ImageCheck::checkTime(std::uint64_t number, std::uin
     return latencyNs;
 }
 
-// For a frame that came behind greater ones: whether a smaller one of the latest is stamped later.
+// For a frame that came after greater ones: whether a smaller recent one has a later time stamp.
 bool ImageCheck::wentBack(std::uint64_t number, std::uint64_t timeStampNs) const {
     return std::any_of(_stamps.begin(), _stamps.end(),
                        [&](const Stamp& stamp) { return stamp.number < number && stamp.timeStampNs > timeStampNs; });

@@ -1,4 +1,4 @@
-// One image as the callback got it.
+// One image as the callback received it.
 #pragma once
 
 #include <cstdint>

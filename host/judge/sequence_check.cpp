@@ -14,7 +14,7 @@ constexpr std::uint64_t kOvertaken = 16;  // numbers by which a frame may be ove
 Follows SequenceCheck::add(std::uint64_t frameNumber, std::uint64_t timeStampNs) {
     const bool later = timeStampNs > _latestTimeStampNs;
     _latestTimeStampNs = std::max(_latestTimeStampNs, timeStampNs);
-    // A gap just behind: a frame that was overtaken, by one whose time stamp went back.
+    // Missing just before: a frame that was overtaken by one whose time stamp went back.
     const bool overtaken = _greatest && *_greatest - frameNumber <= kOvertaken && isMissing(frameNumber);
     if (!_greatest || (frameNumber < *_greatest && later && !overtaken)) {
         const Follows follows = _greatest ? Follows::anew : Follows::first;

@@ -13,36 +13,36 @@ namespace host {
 
 using frames::FrameRange;
 
-/// How a frame's number follows those before it.
+/// How a frame's number relates to those before it.
 enum class Follows {
     first,      // nothing came before it
-    anew,       // the simulator began anew with it
+    anew,       // the first after the simulator restarted
     ahead,      // it is the greatest so far, with or without a gap before it
-    repeated,   // its number had come already
-    reordered,  // a greater number had come already, its own had not
+    repeated,   // its number was received before
+    reordered,  // a greater number was received before, its own was not
 };
 
-/// Watches the frame numbers of one grab in the order of their arrival, in bounded memory.
+/// Checks the frame numbers of one grab in the order of their arrival, in bounded memory.
 class SequenceCheck {
 public:
-    /// Takes the next frame. The first one, and the first after the simulator began anew (a smaller number with a
-    /// later time stamp, unless it is missing among the latest sixteen), begin a sequence.
+    /// Adds the next frame. The first one begins a sequence, and so does the first one after the simulator restarted: a
+    /// smaller number with a later time stamp, unless it is missing among the latest sixteen.
     Follows add(std::uint64_t frameNumber, std::uint64_t timeStampNs);
 
     /// Numbers that were left out and did not come later.
     std::uint64_t lost() const { return _lost; }
-    /// Frames whose number had come already.
+    /// Frames whose number was received before.
     std::uint64_t repeated() const { return _repeated; }
-    /// Frames that came behind one with a greater number.
+    /// Frames that came after one with a greater number.
     std::uint64_t reordered() const { return _reordered; }
 
-    /// Ranges of lost numbers, first to last, since the simulator began anew: the latest hundred thousand. A frame that
-    /// comes late out of an older one counts as repeated and its number as lost.
+    /// Ranges of lost numbers, first to last, since the simulator restarted: the latest hundred thousand. A late frame
+    /// from an older range counts as repeated and its number as lost.
     const std::map<std::uint64_t, std::uint64_t>& missing() const { return _missing; }
 
     /// Ranges before those, in the order in which they were lost: the first hundred thousand.
     const std::vector<FrameRange>& settled() const { return _settled; }
-    /// Ranges, and frames in them, that neither of both holds.
+    /// Number of ranges, and of their frames, that are in neither of the two.
     std::uint64_t omittedRanges() const { return _omittedRanges; }
     std::uint64_t omittedFrames() const { return _omittedFrames; }
 

@@ -44,13 +44,13 @@ void TimeHistogram::clear() {
     _count = _leastNs = _greatestNs = 0;
 }
 
-// Greatest value of a slot, but none beyond those that were added.
+// Greatest value of a class, but not above the greatest time that was added.
 std::uint64_t TimeHistogram::valueAt(std::size_t octave, std::size_t slot) const {
     const std::uint64_t value = octave == 0 ? slot : ((slot + kSlots + 1) << octave) - 1;
     return std::clamp(value, _leastNs, _greatestNs);
 }
 
-// Calls visit(value, count) in rising order until it answers false.
+// Calls visit(value, count) in ascending order until it returns false.
 template <typename Visit>
 void TimeHistogram::visit(Visit&& visit) const {
     for (std::size_t octave = 0; octave < _octaves.size(); ++octave)

@@ -7,27 +7,28 @@
 
 namespace host {
 
-/// Counts times in classes: exact below 8 us, from there on 4096 classes to each doubling, so that what it tells is at
-/// most 1/4096 (0.025 %) too great. Memory follows the doublings that occur: 32 kB each, 2 MB at most. One thread.
+/// Counts times in classes: exact below 8 us, above that 4096 classes per doubling, so that its results are at most
+/// 1/4096 (0.025 %) too great. Memory depends on the doublings that occur: 32 kB each, 2 MB at most. Used by one
+/// thread.
 class TimeHistogram {
 public:
-    /// @param nanoseconds  Negative ones count as 0, those beyond 2^62 as 2^62.
+    /// @param nanoseconds  Negative values count as 0, those beyond 2^62 as 2^62.
     void add(std::int64_t nanoseconds);
 
-    /// Forgets all times but keeps the memory.
+    /// Discards all times but keeps the memory.
     void clear();
 
     std::uint64_t count() const { return _count; }
 
     /// Smallest time that at least that share of all times does not exceed; between the least and the greatest of all.
-    /// @param share  0 … 1.   @return microseconds; none when there are no times.
+    /// @param share  0 … 1.   @return Microseconds; none when there are no times.
     std::optional<double> percentileUs(double share) const;
 
     /// Smallest distance from the median within which at least that share of all times lies.
-    /// @param share  0 … 1.   @return microseconds; none when there are no times.
+    /// @param share  0 … 1.   @return Microseconds; none when there are no times.
     std::optional<double> spreadUs(double share) const;
 
-    /// Greatest time, exact. @return microseconds; none when there are no times.
+    /// Greatest time, exact. @return Microseconds; none when there are no times.
     std::optional<double> maxUs() const;
 
 private:
@@ -36,7 +37,7 @@ private:
     template <typename Visit>
     void visit(Visit&& visit) const;
 
-    std::vector<std::vector<std::uint64_t>> _octaves;  // counts; an empty one had no times yet
+    std::vector<std::vector<std::uint64_t>> _octaves;  // counts; empty while there are no times
     std::uint64_t _count = 0;
     std::uint64_t _leastNs = 0;
     std::uint64_t _greatestNs = 0;

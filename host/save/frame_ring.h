@@ -1,4 +1,4 @@
-// The latest images of a grab, kept in memory until it is known whether they are wanted.
+// The latest images of a grab, kept in memory until it is known whether they are needed.
 #pragma once
 
 #include <cstddef>
@@ -13,28 +13,28 @@
 
 namespace host {
 
-/// What could not keep up with the images that were to be saved.
+/// What was too slow for the images that were to be saved.
 enum class Bottleneck { compressor, disk };
 
-/// An image that is ours, with what is known about it.
+/// A copy of an image, with what is known about it.
 struct KeptFrame {
     std::vector<std::uint8_t> bytes;  // empty: it came without pixels
     frames::ImageFormat format;
     FrameNote note;
-    std::optional<Bottleneck> dropped{};  // counted as one that this could not keep up with
+    std::optional<Bottleneck> dropped{};  // it was counted as dropped because of this
 };
 
-/// Keeps those of the latest images that it is given. One thread.
+/// Keeps those of the latest images that are pushed. Used by one thread.
 class FrameRing {
 public:
-    /// @param reach  So many positions back an image is kept; 0: none is.
+    /// @param reach  For how many positions an image is kept; 0: no image is kept.
     explicit FrameRing(std::size_t reach) : _reach(reach) {}
 
-    /// Adds a frame whose position is greater than that of the one before.
+    /// Adds a frame whose position is greater than the previous one's.
     void push(KeptFrame frame) { _frames.push_back(std::move(frame)); }
 
-    /// Gives out the oldest buffer that is out of reach once the image at that position has come; an empty one when
-    /// there is none.
+    /// Returns the oldest buffer that is out of reach when the image at that position has come; an empty one when there
+    /// is none.
     std::vector<std::uint8_t> takeOutOfReach(std::uint64_t latestImage) {
         if (_frames.empty() || latestImage - _frames.front().note.image < _reach) return {};
         std::vector<std::uint8_t> bytes = std::move(_frames.front().bytes);
@@ -42,7 +42,7 @@ public:
         return bytes;
     }
 
-    /// Gives out all frames, the oldest first.
+    /// Returns all frames, the oldest first.
     std::deque<KeptFrame> takeAll() { return std::exchange(_frames, {}); }
 
 private:

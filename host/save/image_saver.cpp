@@ -14,12 +14,12 @@ namespace {
 
 constexpr std::size_t kQueue = 16;  // images that may wait, unless many threads want more
 
-// What a thread takes while it encodes, in images: lines, their compressed form as it grows, the file.
+// Memory of a thread while it encodes, in images: lines, their growing compressed form, the file.
 constexpr std::size_t kEncoderImages = 5;
 
 bool makeFolder(const std::string& folder, std::string& error) {
     std::error_code failure;
-    // Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
+    // Our programs use UTF-8 in narrow texts; Windows would not read a path of plain char as UTF-8.
     const std::filesystem::path path(reinterpret_cast<const char8_t*>(folder.c_str()));
     std::filesystem::create_directories(path, failure);
     if (!failure && std::filesystem::is_directory(path, failure)) return true;
@@ -29,7 +29,7 @@ bool makeFolder(const std::string& folder, std::string& error) {
 
 std::string megabytes(std::size_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; }
 
-// One processor is left to the thread that receives the images.
+// One processor is reserved for the thread that receives the images.
 std::size_t processorsToSpare() {
     const std::size_t processors = std::thread::hardware_concurrency();
     return processors > 1 ? processors - 1 : 1;
@@ -46,8 +46,8 @@ struct Plan {
     std::size_t threads = 0;
 };
 
-// As many threads as are wanted and have memory: each has two images of the queue, and each but the first counts for
-// what it takes itself.
+// As many threads as requested, if there is memory for them: each has two images of the queue, and each except the
+// first counts its own memory too.
 Plan planFor(const SaveSettings& settings, std::size_t imageBytes, std::string& error) {
     const std::size_t image = std::max<std::size_t>(imageBytes, 1);
     const std::size_t fitting = settings.memoryBytes / image;
@@ -125,7 +125,7 @@ void ImageSaver::beginLoss(std::uint64_t image) {
     _changed.notify_all();
 }
 
-// A place of the queue for an image, or one more that was dropped.
+// Takes a place in the queue for an image, or counts one more as dropped.
 bool ImageSaver::reservePlace(std::optional<Bottleneck>& dropped) {
     const std::lock_guard lock(_mutex);
     if (_placesTaken < _queueCapacity) {
@@ -137,7 +137,8 @@ bool ImageSaver::reservePlace(std::optional<Bottleneck>& dropped) {
     return false;
 }
 
-// With the lock. Seen at one moment, but at that of each image that is dropped: most of them tell.
+// Call it with the lock held. A single call sees only this moment, but one is made for each dropped image, and the
+// cause of most of them is reported.
 Bottleneck ImageSaver::bottleneck() const {
     if (_settings.fileFormat != frames::ImageFileFormat::png) return Bottleneck::disk;
     const bool diskIsBehind = _writing && (_encoding == 0 || _waiting > 0);
@@ -148,7 +149,7 @@ std::uint64_t& ImageSaver::countOf(Bottleneck dropped) {
     return dropped == Bottleneck::compressor ? _outcome.droppedByCompressor : _outcome.droppedByDisk;
 }
 
-// The copy runs without the lock, so that the workers go on meanwhile.
+// The copy runs without the lock, so that the workers continue meanwhile.
 KeptFrame ImageSaver::copyOf(const frames::ImageView& image, const FrameNote& note) {
     KeptFrame frame{{}, image.format, note};
     if (!image.pixels) return frame;
@@ -214,7 +215,7 @@ const char* ImageSaver::Outcome::reason() const {
     return droppedByCompressor >= droppedByDisk ? "compressor" : "disk";
 }
 
-// Each worker takes the next image, encodes it beside the others, waits for its turn, and writes alone.
+// Each worker takes the next image, encodes it in parallel with the others, waits for its turn, and writes alone.
 void ImageSaver::run() {
     std::vector<std::uint8_t> file;
     std::unique_lock lock(_mutex);
@@ -266,7 +267,7 @@ bool ImageSaver::write(const KeptFrame& frame, const std::vector<std::uint8_t>& 
     }
 }
 
-// With the lock: counts the image, and hands the turn on.
+// Call it with the lock held. Counts the image, and passes the turn on.
 void ImageSaver::end(Job job, bool written, const std::string& error) {
     ++_turn;
     _turned.notify_all();

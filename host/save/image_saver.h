@@ -1,5 +1,5 @@
-// Saves images of a grab without holding up whoever hands them over: copied into memory that was made ready before,
-// encoded by threads of its own at the same time, and written by these one behind the other in the images' order.
+// Saves images of a grab without delaying the thread that offers them. The images are copied into memory that was
+// reserved before, encoded in parallel by the saver's own threads, and written one at a time in the images' order.
 #pragma once
 
 #include <condition_variable>
@@ -22,7 +22,7 @@
 
 namespace host {
 
-/// Makes an image the bytes of a file, as frames::encodeImage does.
+/// Encodes an image as the bytes of a file, like frames::encodeImage.
 using ImageEncoder = std::function<bool(const frames::ImageView& image, frames::ImageFileFormat format,
                                         std::vector<std::uint8_t>& file, std::string& error, int pngLevel)>;
 
@@ -30,30 +30,30 @@ struct SaveSettings {
     std::string folder;
     frames::ImageFileFormat fileFormat = frames::ImageFileFormat::png;
     int pngLevel = frames::kDefaultPngLevel;
-    std::size_t threads = 0;     // that compress PNG; 0: as many as there are processors to spare. Others: one
-    std::uint64_t every = 1;     // every nth image, beginning with the first; 0: none but those around a loss
-    std::size_t aroundLoss = 0;  // so many images before the first loss is seen, and so many from then on
-    std::size_t memoryBytes = std::size_t{1} << 30;  // at most, for all images that are kept or wait
+    std::size_t threads = 0;     // for compressing PNG; 0: all spare processors. Other formats: one
+    std::uint64_t every = 1;     // every nth image, beginning with the first; 0: only those around a loss
+    std::size_t aroundLoss = 0;  // number of images before the first loss is noticed, and of those from then on
+    std::size_t memoryBytes = std::size_t{1} << 30;  // limit for all images that are kept or wait
     ExistingFile existing = ExistingFile::refuse;
-    ImageEncoder encode = frames::encodeImage;  // of tests: one that they can hold up. Called by several threads
+    ImageEncoder encode = frames::encodeImage;  // tests use one that they can delay. Called by several threads
 };
 
-/// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab, and for each one, once it
-/// is complete, a line into the sidecar beside them (sidecar.h). An image whose line cannot be written is removed
-/// again, and nothing more is saved then: what the sidecar names is there, and what is there it names.
+/// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab. When a file is complete,
+/// a line for it is added to the sidecar in the same folder (sidecar.h). If that line cannot be written, the image is
+/// removed again and nothing more is saved. So the sidecar lists exactly the images that exist.
 class ImageSaver {
 public:
-    /// Makes the folder and the sidecar in it.
+    /// Creates the folder and the sidecar in it.
     ///
-    /// @return  null, with the reason: no folder, or a sidecar that is there already (SaveSettings::existing) or cannot
-    ///          be written.
+    /// @return  null, with the reason, when there is no folder, or when the sidecar already exists
+    ///          (SaveSettings::existing) or cannot be written.
     static std::unique_ptr<ImageSaver> create(const SaveSettings& settings, std::string& error);
 
-    /// Sets all memory aside and is ready for images. Once, before the first one.
+    /// Reserves all memory and is then ready for images. Call it once, before the first image.
     ///
     /// @param expected  Format of the images.
     /// @return          false, with the reason, when that takes more memory than SaveSettings::memoryBytes.
-    /// @throws std::bad_alloc  when the machine has not that much.
+    /// @throws std::bad_alloc  when the machine does not have that much.
     bool reserve(const frames::ImageFormat& expected, std::string& error);
 
     /// Finishes.
@@ -61,40 +61,40 @@ public:
     ImageSaver(const ImageSaver&) = delete;
     ImageSaver& operator=(const ImageSaver&) = delete;
 
-    /// Takes the next image: copies it if it is to be saved or kept, or counts it as dropped when it was to be saved
-    /// and compressor or disk are too far behind. One without pixels fails when its turn comes. One thread; takes as
-    /// long as the copy. Those around the loss are never dropped.
+    /// Takes the next image: copies it if it is to be saved or kept, or counts it as dropped if it is to be saved but
+    /// compressor or disk are too far behind. An image without pixels fails when its turn comes. Used by one thread;
+    /// takes as long as the copy. Images around the loss are never dropped.
     ///
     /// @param note      Its positions ascend.
     /// @param lossSeen  Whether an image is known to be missing by now.
-    /// @throws std::bad_alloc, std::length_error  when there is no memory for a copy of an image that is larger than
-    ///                  expected.
+    /// @throws std::bad_alloc, std::length_error  when there is no memory to copy an image that is larger than
+    /// expected.
     void offer(const frames::ImageView& image, const FrameNote& note, bool lossSeen);
 
-    /// Waits until everything is written. Nothing may be offered any more. A sidecar without a line is removed.
+    /// Waits until everything is written. Nothing may be offered afterwards. A sidecar without a line is removed.
     void finish();
 
     struct Outcome {
         std::uint64_t saved = 0;
-        std::uint64_t droppedByCompressor = 0;  // that it could not keep up with
+        std::uint64_t droppedByCompressor = 0;  // because the compressor was too slow
         std::uint64_t droppedByDisk = 0;
         std::uint64_t failed = 0;
         std::string firstError;                  // of those that failed
         std::optional<std::uint64_t> lossImage;  // position of the image that showed the first loss
 
         std::uint64_t dropped() const { return droppedByCompressor + droppedByDisk; }
-        /// Images that were to be saved and were not.
+        /// Images that were to be saved but were not.
         std::uint64_t notSaved() const { return dropped() + failed; }
-        /// Why, by what cost most of them: "compressor", "disk" or "error"; null when all were saved.
+        /// Why, by the cause of most of them: "compressor", "disk" or "error"; null when all were saved.
         const char* reason() const;
     };
     Outcome outcome() const;
 
-    /// Images that may wait to be saved, beside those around a loss.
+    /// Number of images that may wait to be saved, besides those around a loss.
     std::size_t queueCapacity() const { return _queueCapacity; }
-    /// Bytes that were set aside.
+    /// Number of reserved bytes.
     std::size_t reservedBytes() const { return _reservedBytes; }
-    /// Images that are encoded at the same time.
+    /// Number of images that are encoded at the same time.
     std::size_t threads() const { return _workers.size(); }
 
 private:
@@ -124,30 +124,30 @@ private:
     std::size_t _queueCapacity = 0;
     std::size_t _reservedBytes = 0;
 
-    // The offering thread's own.
+    // Used by the offering thread only.
     FrameRing _ring;
     bool _lossSeen = false;
     std::size_t _toSaveAfterLoss = 0;
 
-    // Of the worker whose turn it is: the turn is handed on under the mutex.
+    // Used by the worker whose turn it is: the turn is passed on under the mutex.
     GrowingFile _sidecar;
     bool _sidecarHasLines = false;
     std::string _sidecarError;
 
-    mutable std::mutex _mutex;  // guards what follows
+    mutable std::mutex _mutex;  // guards everything below
     std::condition_variable _changed;
     std::condition_variable _turned;
     std::deque<Job> _queue;
     std::vector<std::vector<std::uint8_t>> _spareBuffers;  // their pages are warm
     std::size_t _placesTaken = 0;                          // of the queue's capacity: from the copy to the disk
     std::uint64_t _jobsTaken = 0;                          // from the queue, in its order
-    std::uint64_t _turn = 0;                               // of them, the one that is written next
+    std::uint64_t _turn = 0;                               // of them, the next one to write
     std::size_t _encoding = 0;                             // workers
     std::size_t _waiting = 0;                              // workers that have encoded and wait for their turn
     bool _writing = false;
     bool _finishing = false;
     Outcome _outcome;
-    std::vector<std::thread> _workers;  // begun by reserve, ended by finish
+    std::vector<std::thread> _workers;  // started by reserve, ended by finish
 };
 
 }  // namespace host

@@ -36,7 +36,7 @@ HANDLE createNew(const std::string& path) {
                        nullptr);
 }
 
-// ERROR_SUCCESS, or why not all was written.
+// ERROR_SUCCESS, or why not everything was written.
 DWORD writeAll(HANDLE file, const std::uint8_t* bytes, std::size_t size) {
     while (size > 0) {
         DWORD written = 0;
@@ -49,7 +49,7 @@ DWORD writeAll(HANDLE file, const std::uint8_t* bytes, std::size_t size) {
     return ERROR_SUCCESS;
 }
 
-// What keeps its old content until the new one is complete, and is never written through a link.
+// A file that keeps its old content until the new one is complete, and is never written through a link.
 DWORD replaceFile(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
     ReplacementFile file;
     DWORD code = file.open(path);

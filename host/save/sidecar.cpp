@@ -36,7 +36,7 @@ std::string sidecarLine(const std::string& file, const FrameNote& note, const fr
     object["width_px"] = format.width;
     object["height_px"] = format.height;
     object["bytes_per_pixel"] = format.bytesPerPixel;
-    // Names of files may be in any encoding.
+    // File names may have any encoding.
     return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
 }
 

@@ -1,4 +1,4 @@
-// What is known about an image beside its pixels, and its line in the file that lies beside saved images.
+// Data about an image besides its pixels, and its line in the file next to saved images.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,14 @@ constexpr const char* kSidecarName = "frames.jsonl";
 struct FrameNote {
     std::uint64_t image = 0;                   // position in the grab, from 0
     std::uint32_t counter = 0;                 // as the camera counts
-    std::optional<std::uint64_t> frameNumber;  // of the strip; none when the image carries no valid one
-    std::uint64_t timeStampUs = 0;             // as the camera tells it
-    double frameTimeS = 0;                     // likewise
+    std::optional<std::uint64_t> frameNumber;  // of the strip; none when the image has no valid one
+    std::uint64_t timeStampUs = 0;             // as reported by the camera
+    double frameTimeS = 0;                     // as reported by the camera
     std::int64_t arrivalNs = 0;                // when the callback was entered, on the machine's monotonic clock
     frames::ImageKind kind = frames::ImageKind::unverified;
 };
 
-/// Takes a note of an image of a grab.
+/// The note for an image of a grab.
 FrameNote noteOf(const NUV::IMAGEMEMORY& record, const frames::Inspection& inspection, std::uint64_t image,
                  std::int64_t arrivalNs);
 

@@ -1,4 +1,4 @@
-// One configuration, three readers: the camera, the simulator and doctor walk the same files and take the same numbers.
+// One configuration, three readers: the camera, the simulator and doctor read the same files and get the same numbers.
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -136,7 +136,7 @@ protected:
         _given = _folder.path(GetParam().files.front().first);
     }
 
-    // Texts of one line, of which nobody has to read a screenful.
+    // One-line texts, not a screenful.
     static void expectReadable(const std::string& text) {
         EXPECT_LT(text.size(), 400u);
         EXPECT_EQ(text.find('\n'), std::string::npos) << text;

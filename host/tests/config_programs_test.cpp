@@ -1,4 +1,4 @@
-// Configurations that cannot be read: both programs say which file and why, and end.
+// Configurations that cannot be read: both programs report which file and why, and end.
 #include <string>
 #include <vector>
 
@@ -84,7 +84,7 @@ TEST_P(UnreadableConfigTest, DoctorTellsOfTheSameFile) {
 
 INSTANTIATE_TEST_SUITE_P(Configs, UnreadableConfigTest, testing::ValuesIn(kCases));
 
-// What a file says, but no camera can have.
+// A file can contain it, but no camera can have it.
 TEST_F(ProgramsTest, AbsurdSizesAreRefusedByBothProgramsWithTheirRange) {
     for (const char* size : {"0", "-5", "99999999", "99999999999999999999"}) {
         const std::string config = _folder.file("absurd.ini", "[image]\nimage_size_x=" + std::string(size) + "\n");

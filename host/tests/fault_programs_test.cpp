@@ -1,5 +1,5 @@
 // Every fault that can be provoked, end to end: the simulator injects it at known frames, and the host finds exactly
-// that in the images, and nothing else.
+// that in the images.
 #include <algorithm>
 #include <set>
 #include <string>
@@ -40,7 +40,7 @@ void PrintTo(const FaultCase& row, std::ostream* stream) { *stream << row.fault;
 
 constexpr std::uint64_t kFirst = 60;  // frame at which a fault strikes, but for those that end all
 
-// The frames lie behind the first half second, when the host grabs for sure, even on a busy machine.
+// The frames come after the first half second, when the host grabs for certain, even on a busy machine.
 // clang-format off
 const FaultCase kCases[] = {
     {"drop",           "drop@60",                 "100", {{"lost", 60, 60}},      1},
@@ -78,7 +78,7 @@ TEST_P(EachFaultProgramTest, HostFindsWhatWasInjectedAtTheSameFramesAndNothingEl
     FrameFindings expected;
     for (const ExpectedFinding& finding : row.findings)
         test::addFindings(expected, finding.finding, finding.first, finding.last);
-    // A busy machine may add frames before: those that wait unread when the ring is laid anew.
+    // A busy machine may add earlier frames: those that wait unread when the ring is recreated.
     FrameFindings found = test::foundIn(result, kFirst);
     for (const std::string& noted : test::notedIn(result)) found.erase(noted);
     EXPECT_EQ(found, expected) << people();
@@ -108,7 +108,7 @@ TEST(EachFaultHasARow, ThatInjectsItEndToEnd) {
     EXPECT_EQ(tried, known);
 }
 
-// Also what the answers' faults are for images: nothing that they show.
+// The log expects no finding for them either.
 TEST_F(FaultRunsTest, FaultsOfAnswersShowInNoImage) {
     const FaultRun result = run({"--fault", "wrong-answer@20", "--fault", "late-answer:1ms@20"}, {"--count", "60"});
     ASSERT_NO_FATAL_FAILURE(expectProven(result));
@@ -151,7 +151,7 @@ TEST_F(FaultRunsTest, NoFaultsOverridesFaultsAndScenarioSoThatNothingIsFound) {
     EXPECT_EQ(result.verify["grab"]["torn"], 0);
 }
 
-// What a host finds without a fault of the log would have to be told of: here the log is another run's.
+// The log belongs to another run, so it does not explain the host's findings.
 TEST_F(FaultRunsTest, FindingsThatTheLogDoesNotHaveFailTheHost) {
     auto host = startVerify({"--count", "100"});
     auto simulator = startSimulator(
@@ -173,7 +173,7 @@ TEST_F(FaultRunsTest, FindingsThatTheLogDoesNotHaveFailTheHost) {
 
 class AnswerFaultProgramsTest : public FaultRunsTest {
 protected:
-    /// A simulator whose answers from now on have the fault.
+    /// Starts a simulator whose answers have the fault from now on.
     test::ChildProcess startSimulatorWith(const std::string& name, const std::string& fault) {
         const std::string scenario =
             _folder.file("s.json", R"({"schema":"dorven-scenario/1","faults":[")" + fault + "\"]}");
@@ -185,7 +185,7 @@ protected:
     int askSnap(const char* timeout = "30") {
         return startHost({"ask-snap", "--json", "--timeout", timeout}).join(60s);
     }
-    /// Asks again until it ends like that. @return the last exit code.
+    /// Asks again until it ends with this exit code. @return The last exit code.
     int askSnapUntil(int wanted) {
         int exitCode = askSnap();
         for (int attempt = 1; attempt < 20 && exitCode != wanted; ++attempt) exitCode = askSnap();
@@ -193,8 +193,8 @@ protected:
     }
 };
 
-// Each frame makes the next answer wrong: while the link comes up, requests get answers for which nobody waits any
-// more, and a second request within one frame time gets a right one.
+// Each frame makes the next answer wrong. While the link is being established, requests get answers for which nobody
+// waits any more, and a second request within one frame time gets a correct one.
 TEST_F(AnswerFaultProgramsTest, CameraGetsWrongAnswersUntilTheScenarioChanges) {
     auto simulator = startSimulatorWith("wrong-answer", "wrong-answer@from:5");
     EXPECT_EQ(askSnapUntil(host::kExitFailed), host::kExitFailed) << people();
@@ -207,8 +207,8 @@ TEST_F(AnswerFaultProgramsTest, CameraGetsWrongAnswersUntilTheScenarioChanges) {
     simulator.kill();
 }
 
-// Both sides ask at times, and their fifos hold few messages: an answer that waited so long may find no room, and the
-// camera then asks again after two seconds. So not every round trip is that of a late answer.
+// Both sides ask from time to time, and their fifos hold few messages: an answer that has waited this long may find no
+// room, and the camera then asks again after two seconds. So not every round trip contains a late answer.
 TEST_F(AnswerFaultProgramsTest, CameraWaitsForTheLateAnswer) {
     auto simulator = startSimulatorWith("late-answer", "late-answer:200ms@from:5");
     double longestUs = 0;

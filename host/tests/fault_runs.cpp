@@ -15,7 +15,7 @@ namespace {
 using Json = nlohmann::json;
 using namespace std::chrono_literals;
 
-// Frames with two others on each side, which is what a finding needs at most.
+// Frames with two others on each side, which is the most that a finding needs.
 struct Sight {
     std::uint64_t first = 1;
     std::uint64_t last = 0;
@@ -28,7 +28,7 @@ Sight sightOf(const FaultRun& run) {
     return {grab["first_frame"].get<std::uint64_t>() + 2, grab["last_frame"].get<std::uint64_t>() - 2};
 }
 
-// A stop lies behind all frames, and each counts.
+// A stop comes after all frames, and each counts.
 void addRange(FrameFindings& findings, const Json& range, const std::string& finding, const Sight& sight) {
     const std::uint64_t first = range["first"];
     if (finding == "stopped") {
@@ -79,9 +79,9 @@ ChildProcess FaultRunsTest::startVerify(Arguments arguments) {
 }
 
 ChildProcess FaultRunsTest::startFaults(Arguments arguments) const {
-    // Not as the camera answers: for a moment, until it has read its configuration, it answers with its defaults.
+    // Not the camera's answer: until it has read its configuration, it briefly answers with its defaults.
     arguments.insert(arguments.begin(), {"--size", "900x40", "--fault-log", _log});
-    // Late by five seconds before it skips a frame.
+    // Five seconds late before it skips a frame.
     for (const auto& [option, value] : {std::pair{"--fps", "100"}, std::pair{"--lines", "1000"}}) {
         if (std::ranges::find(arguments, option) == arguments.end()) arguments.insert(arguments.end(), {option, value});
     }

@@ -1,5 +1,5 @@
-// What becomes of files when the disk is full: /dev/full, and a limit for the size of each file of a process, which
-// Linux alone has.
+// What happens to files when the disk is full: /dev/full, and a limit on the size of each file of a process, which only
+// Linux has.
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -27,7 +27,7 @@ constexpr std::uintmax_t kImageBytes = std::uintmax_t{900} * 40;
 
 class FullDiskTest : public ProgramsTest {
 protected:
-    /// No file of a program that is started while it lives grows beyond a size.
+    /// While it exists, no file of a started program grows beyond a size.
     class FileSizeLimit {
     public:
         explicit FileSizeLimit(rlim_t bytes) {
@@ -54,7 +54,7 @@ protected:
             files.insert(entry.path().filename().string());
         return files;
     }
-    /// Files that the sidecar names; each line is a whole one.
+    /// Files that the sidecar lists; each line is a whole one.
     std::set<std::string> filesOfSidecar(const std::string& folder) const {
         std::set<std::string> files;
         std::ifstream sidecar(folder + "/frames.jsonl");
@@ -68,7 +68,7 @@ protected:
 
 TEST_F(FullDiskTest, SavedImagesStayAndTheSidecarNamesExactlyThem) {
     auto simulator = startSimulator({"--config", _config, "--fps", "200", "--lines", "100"});
-    // Room for every image, but not for a line about each.
+    // Room for every image, but not for a line for each.
     auto host = startHostWithLimit(kImageBytes + 5000, {"grab", "--config", _config, "--count", "300", "--output",
                                                         _output, "--format", "raw", "--json"});
     EXPECT_EQ(host.join(60s), host::kExitFailed) << people();

@@ -1,4 +1,4 @@
-// The tables of docs/host.md, against what the program prints.
+// Compares the tables of docs/host.md with what the program prints.
 #include <algorithm>
 #include <regex>
 #include <sstream>
@@ -25,7 +25,7 @@ using testing::IsSupersetOf;
 using testing::SizeIs;
 using Names = std::vector<std::string>;
 
-// The names in backticks that stand in the first cells of a table, given by the beginning of its head, below a heading.
+// The names in backticks in the first cells of a table, which is given by the start of its header, below a heading.
 Names namesOf(const std::string& heading, const std::string& tableHead) {
     const test::Page page(HOST_PAGE);
     Names names;

@@ -1,4 +1,4 @@
-// What the program is made of.
+// Which code the program contains.
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -13,7 +13,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-// A source names itself in the messages that it writes.
+// A source contains its own name in its messages.
 TEST(LinkedCodeTest, HostHasTheLinkToTheSimulatorAndNothingElseOfThePlugin) {
     std::ifstream file(test::programFolder() + "dorven-host" + DORVEN_PROGRAM_SUFFIX, std::ios::binary);
     const std::string program{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

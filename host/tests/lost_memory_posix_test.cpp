@@ -1,4 +1,4 @@
-// What both programs say when another one cuts the ring short that they use.
+// What both programs report when another one truncates the ring that they use.
 #include <cstring>
 #include <filesystem>
 #include <thread>

@@ -1,4 +1,4 @@
-// Paths that the system's own code page cannot write, on the command line of the program.
+// Paths that the system's own code page cannot represent, on the command line of the program.
 #include <filesystem>
 #include <fstream>
 #include <string>

@@ -1,5 +1,5 @@
-// Host and simulator as processes, killed and started again in any order: whole images in ascending time come again,
-// every time. scripts/kills.sh runs more of it.
+// Host and simulator as processes, killed and restarted in any order: whole images in ascending time come again, every
+// time. scripts/kills.sh runs more rounds.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -22,15 +22,15 @@ namespace {
 using namespace std::chrono_literals;
 using test::ChildProcess;
 
-/// Images are to come again within this time. A killed host keeps the ring until the simulator gives it up, a second
-/// later here; the rest is for a busy machine.
+/// Images must come again within this time. A killed host keeps the ring until the simulator gives the host up, here a
+/// second later; the rest is for a busy machine.
 constexpr double kAgainS = 15.0;
-/// As many as fit into some twenty seconds.
+/// As many as fit into about twenty seconds.
 constexpr int kFewKills = 10;
 
 constexpr frames::ImageFormat kFormat{900, 40, 1};
 
-// What the host's callback found wrong, as its exit code.
+// Faults found by the host's callback, as its exit code.
 constexpr int kTorn = 3;
 constexpr int kNotLater = 4;
 constexpr int kNoStrip = 5;
@@ -77,7 +77,7 @@ CHILD_ROLE(grabsAndTells) {
     return watch.wrong;
 }
 
-/// Both programs; each is there or not.
+/// Both programs; each may be running or not.
 class Pair {
 public:
     Pair() {
@@ -103,7 +103,7 @@ public:
     /// Seconds until a new image came; none when that took too long, or a program has ended by itself.
     std::optional<double> imagesAfter() {
         const auto begin = std::chrono::steady_clock::now();
-        // One that came before may still be told.
+        // An earlier image may still be reported.
         for (int image = 0; image < 2; ++image) {
             const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
             if (_arrived.Wait(std::max(0.0, test::KillPlan::limit(kAgainS) - passed.count())) != 1) return std::nullopt;
@@ -112,7 +112,7 @@ public:
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     }
 
-    /// Why there were none: what the host ended with, or that it still runs.
+    /// Why there were none: the host's exit code, or that it still runs.
     std::string state() {
         std::string text = _simulator->running() ? "the simulator runs" : "the simulator has ended";
         if (_host->running()) return text + ", the host runs";
@@ -129,7 +129,7 @@ private:
 
 CHILD_ROLE(endsWithSeven) { return 7; }
 
-// What a failure tells depends on it.
+// The message of a failure depends on it.
 TEST(ProgramKills, ExitCodeIsKnownAfterTheEndWasSeen) {
     ChildProcess process("endsWithSeven");
     while (process.running()) std::this_thread::sleep_for(1ms);

@@ -1,4 +1,4 @@
-// Starts host and simulator as processes of their own, with the host's outputs in files.
+// Starts host and simulator as separate processes, with the host's outputs in files.
 #pragma once
 
 #include <fstream>

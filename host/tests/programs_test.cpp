@@ -231,7 +231,7 @@ TEST_F(ProgramsTest, SimulatorWithSmallerImagesFailsTheGrabWithAdvice) {
                                     "same --config"));
 }
 
-// This test is the writer, so that it can do what a sound simulator never does.
+// This test is the writer, so that it can do what an intact simulator never does.
 class ScriptedWriterTest : public ProgramsTest {
 protected:
     void SetUp() override { ASSERT_EQ(_ring.open(), ImageRing::OpenResult::opened); }

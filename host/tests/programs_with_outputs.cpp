@@ -1,5 +1,5 @@
-// The child roles hostWithOutputs and simulatorWithOutputs: arguments are the files for standard output and standard
-// error, then the program's own.
+// The child roles hostWithOutputs and simulatorWithOutputs. Arguments: the files for standard output and standard
+// error, then the program's own arguments.
 #include <cstdio>
 #include <vector>
 
@@ -11,7 +11,7 @@ namespace {
 
 using Main = int (*)(int argc, const char* const* argv);
 
-// The program's own main with its outputs in files, which works the same on both systems.
+// Runs the program's own main with its outputs in files, which works the same on both systems.
 int runWithOutputs(Main programsMain, const char* name, const test::Arguments& arguments) {
     if (!std::freopen(arguments.at(0).c_str(), "w", stdout) || !std::freopen(arguments.at(1).c_str(), "w", stderr))
         return 98;

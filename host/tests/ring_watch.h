@@ -1,4 +1,4 @@
-// What tests of whole programs wait for, as it is seen in the ring between simulator and camera.
+// Waits for tests of whole programs, observed in the ring between simulator and camera.
 #pragma once
 
 #include <atomic>
@@ -11,7 +11,7 @@
 
 namespace test {
 
-/// The ring of images, looked at from outside. Each wait answers false when nothing comes of it in a minute.
+/// The ring of images, seen from outside. Each wait returns false after a minute.
 class RingWatch {
 public:
     RingWatch() = default;
@@ -21,11 +21,11 @@ public:
     RingWatch(const RingWatch&) = delete;
     RingWatch& operator=(const RingWatch&) = delete;
 
-    /// Until so many images wait in it.
+    /// Waits until that many images wait in it.
     bool waitForWaiting(std::size_t images) {
         return becomesTrue([&] { return exists() && MMemLineFifo_GetCount(_memory) >= images; });
     }
-    /// Until the camera has taken so many, or more, from now on.
+    /// Waits until the camera has taken at least that many from now on.
     bool waitForTaken(int images) {
         std::uint64_t last = 0;
         return becomesTrue([&] {

@@ -31,8 +31,8 @@ protected:
         arguments.insert(arguments.begin(), {_folder.path("out.txt"), _folder.path("err.txt")});
         return test::ChildProcess("hostWithOutputs", arguments).join(60s);
     }
-    // With a ring in which a busy machine may be seconds late, and its size from the start: a camera that is just being
-    // opened may still answer with its own.
+    // With a ring that lets a busy machine be seconds late, and with the size from the start: a camera that is just
+    // being opened may still answer with its own.
     test::ChildProcess startSimulator() {
         return test::ChildProcess::program(
             "dorven-simulator",
@@ -69,8 +69,8 @@ TEST_F(SavingProgramsTest, SixteenBitImagesAreSavedWithoutLossInEveryFormat) {
     EXPECT_EQ(image.width, 450u);
 }
 
-// One image may wait, so that one thread compresses: the slowest machine that draws images at this rate, and the
-// fastest that compresses noise, are still far apart.
+// One image may wait, so one thread compresses. At this rate even the slowest machine that draws images and the fastest
+// that compresses noise are far apart.
 TEST_F(SavingProgramsTest, ImagesThatCouldNotBeSavedFailTheGrabAndAreNamed) {
     auto simulator = test::ChildProcess::program(
         "dorven-simulator",
@@ -170,7 +170,7 @@ TEST_F(SavingProgramsTest, BenchWithoutASimulatorFailsWithTheReason) {
     EXPECT_THAT(people(), HasSubstr("/no/such/program: there is no such program; name it with --simulator"));
     EXPECT_EQ(host({"bench", "--seconds", "0.2", "--simulator", _folder.file("none.exe", "text")}), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("none.exe: cannot be started"));
-    // A program that knows none of the simulator's options.
+    // A program that does not know the simulator's options.
     const std::string otherProgram =
         test::programFolder() + "dorven-host" + std::filesystem::path(test::programPath()).extension().string();
     EXPECT_EQ(host({"bench", "--seconds", "0.2", "--simulator", otherProgram}), host::kExitFailed);

@@ -1,4 +1,4 @@
-// Scenario files end to end: each of those that are installed, and one that changes while images flow.
+// Scenario files end to end: each installed one, and one that changes while images flow.
 #include <filesystem>
 #include <set>
 #include <string>

@@ -29,7 +29,7 @@ constexpr const char* kInsist = ", or insist with --share\n";
 
 class SecondHostTest : public ProgramsTest {
 protected:
-    // With outputs of its own.
+    // With its own output files.
     test::ChildProcess startFirst(Arguments arguments) {
         arguments.insert(arguments.begin(), {_folder.path("first_out.txt"), _folder.path("first_err.txt")});
         return {"hostWithOutputs", arguments};
@@ -92,7 +92,7 @@ TEST_F(SecondHostTest, AskSnapWhileAHostHasTheCameraIsToldOfBoth) {
     first.kill();
 }
 
-// Its mark still stands in the ring then.
+// Its mark is then still in the ring.
 TEST_F(SecondHostTest, GrabWorksAtOnceAfterTheFirstHostWasKilled) {
     auto simulator =
         startSimulator({"--config", _config, "--size", "900x40", "--fps", "100", "--reader-timeout", "0.5"});

@@ -1,4 +1,4 @@
-// Both programs, started without standard input, output or error as a service manager or a shell's 2>&- does.
+// Both programs, started without standard input, output or error, as by a service manager or a shell's 2>&-.
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -19,7 +19,7 @@ namespace {
 
 using testing::Each;
 
-// A program of ours without some of its standard streams.
+// One of our programs without some of its standard streams.
 class Started {
 public:
     Started(const std::string& name, std::vector<std::string> arguments, const std::vector<int>& missing) {

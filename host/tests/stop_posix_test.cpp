@@ -1,4 +1,4 @@
-// How a grab ends when it is asked to: signals, so on Linux only.
+// How a grab ends on request: by signals, so only on Linux.
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -67,7 +67,7 @@ TEST_P(HostStopTest, GrabEndsCleanlyAndStillPrints) {
     MSharedMem_Unlink(memory);
 }
 
-/// Runs a command of the shell, with the folder of the programs in $bin and a folder to write into.
+/// Runs a shell command with the folder of the programs in $bin and a folder to write into.
 /// @return  Its exit code.
 int runInShell(const test::TemporaryFolder& folder, const std::string& command) {
     const std::string text = "bin='" + test::programFolder() + "'; cd '" + folder.path() + "'; " + command;

@@ -20,13 +20,13 @@ namespace {
 using test::ProgramsTest;
 using namespace std::chrono_literals;
 
-// What the system runs in a process, on a thread of its own, when its console tells of something.
+// The routine that the system runs in a process, on a separate thread, when its console reports something.
 LPTHREAD_START_ROUTINE consoleRoutine() {
     return reinterpret_cast<LPTHREAD_START_ROUTINE>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernelbase.dll"), "CtrlRoutine")));
 }
 
-// Ends the process behind it, as the system does.
+// Ends the process afterwards, as the system does.
 DWORD WINAPI closeConsole(void*) {
     const auto close = static_cast<std::uintptr_t>(CTRL_CLOSE_EVENT);
     consoleRoutine()(reinterpret_cast<void*>(close));

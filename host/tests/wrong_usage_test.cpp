@@ -1,5 +1,5 @@
-// Wrong usage of every option of both programs: exit code 2, the option and what it takes on standard error, nothing on
-// standard output. The programs themselves list their options, so that none is without a row.
+// Wrong usage of every option of both programs: exit code 2, the option and its valid values on standard error, nothing
+// on standard output. The programs themselves list their options, so none can be missing here.
 #include <algorithm>
 #include <functional>
 #include <iterator>
@@ -57,7 +57,7 @@ void expectWrongUsage(const std::string& program, const Words& words, const Word
     for (const std::string& text : texts) EXPECT_THAT(outcome.people, HasSubstr(text)) << line;
 }
 
-/// An option as the programs name it: "dorven-host grab --count".
+/// An option with its program: "dorven-host grab --count".
 struct Option {
     std::string program;
     std::string command;  // empty: the program itself
@@ -67,7 +67,7 @@ struct Option {
     std::string text() const { return program + " " + command + " " + name; }
 };
 
-/// All options that a program has, from itself.
+/// All options of a program, as it lists them itself.
 std::vector<Option> optionsOf(const std::string& program) {
     std::vector<Option> options;
     const auto shown = nlohmann::json::parse(run(program, {"config", "--show", "--json"}).data);
@@ -82,7 +82,7 @@ std::vector<Option> allOptions() {
     return options;
 }
 
-// What the values of an option are, and so what is wrong for all of the kind.
+// The kind of an option's values, which determines what is wrong for all options of the kind.
 enum class Kind {
     flag,    // true or false
     whole,   // a whole number
@@ -206,7 +206,7 @@ const OptionRow* rowOf(const Option& option) {
     return found == rows().end() ? nullptr : &*found;
 }
 
-// Wrong for every option of a kind.
+// Values that are wrong for every option of a kind.
 Words wrongOfKind(Kind kind) {
     Words noNumber{"", "x", "5x", "5 5", "nan", "inf", "-inf", "1e999", "-1e999", "100000000000000000000000"};
     switch (kind) {
@@ -248,7 +248,7 @@ TEST(WrongUsageTest, WrongValuesAreRefusedWithTheOptionAndItsRange) {
         values.insert(values.end(), row->wrong.begin(), row->wrong.end());
         for (const std::string& value : values) {
             Words words = option.words();
-            // Nothing behind = would count as no value at all.
+            // An empty text after = would count as no value at all.
             if (value.empty()) {
                 words.insert(words.end(), {option.name, value});
             } else {
@@ -360,7 +360,7 @@ TEST(WrongUsageTest, EveryCommandRefusesAnOptionThatItDoesNotHaveAndASurplusWord
     for (const auto& [program, command] : commands) {
         const Words words = command.empty() ? Words{} : Words{command};
         for (const char* surplus : {"--no-such-option", "no-such-word-17"}) {
-            // What a command needs of its own has to be there, or that would be told of first.
+            // Whatever a command itself needs must be there, or that would be reported first.
             Words line = words;
             if (command == "snap") line.push_back("a.png");
             if (command == "call") line.insert(line.end(), {"1106", "50"});

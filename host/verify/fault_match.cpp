@@ -11,14 +11,14 @@ namespace {
 
 constexpr double kStaleUs = 1e6;
 
-// What of both ranges is common.
+// The common part of both ranges.
 std::optional<FrameRange> common(const FrameRange& left, const FrameRange& right) {
     const FrameRange both{std::max(left.first, right.first), std::min(left.last, right.last)};
     if (both.first > both.last) return std::nullopt;
     return both;
 }
 
-// Frames at which a finding of a kind can be made in that sight.
+// Frames at which a finding of a kind is possible in that sight.
 std::optional<FrameRange> visible(FindingKind kind, const FrameRange& sight) {
     FrameRange range = sight;
     const bool needsOneBefore =
@@ -156,7 +156,7 @@ Matcher::Verdict Matcher::judge(const InjectedFault& fault, const Expectation& e
     return hidden == range->frames() ? Verdict::outOfSight : Verdict::found;
 }
 
-// What of the expectation was not found.
+// The part of the expectation that was not found.
 std::vector<FrameRange> Matcher::takeFound(const Expectation& expectation, const FrameRange& range) {
     const bool aged = expectation.kind == FindingKind::late || expectation.kind == FindingKind::stale;
     return aged ? takeAged(expectation, range) : bag(expectation.kind).take(range);
@@ -170,7 +170,7 @@ std::vector<FrameRange> Matcher::takeAged(const Expectation& expectation, const 
         const double latencyUs = age->second.latencyUs;
         const bool stale = age->second.kind == FindingKind::stale;
         if (expectation.kind == FindingKind::stale ? !stale : latencyUs < expectation.minUs) continue;
-        // What is stale beyond the injected delay is so for another reason.
+        // If it is stale for longer than the injected delay, there is another reason.
         if (!stale || expectation.kind == FindingKind::stale || latencyUs - expectation.minUs <= kStaleUs)
             age->second.injected = true;
         absent.take({age->first, age->first});
@@ -178,7 +178,7 @@ std::vector<FrameRange> Matcher::takeAged(const Expectation& expectation, const 
     return absent.ranges();
 }
 
-// What of the frames at which nothing was found the host could have seen.
+// The frames without a finding that the host could have seen.
 std::vector<FrameRange> Matcher::missedOf(const Expectation& expectation, const FrameRange& absent) {
     const FrameRange& sight = *_evidence.sight;
     if (expectation.kind == FindingKind::lost) return {absent};
@@ -188,7 +188,7 @@ std::vector<FrameRange> Matcher::missedOf(const Expectation& expectation, const 
     if (late) missed = outsideOf(_ageless, missed);
     const bool repeated = expectation.kind == FindingKind::repeated;
     if (missed.empty() || (!repeated && expectation.kind != FindingKind::reordered)) return missed;
-    // Its second half was on the way when the grab ended: the repetition, or the frame that had been overtaken.
+    // Its second half was on the way when the grab ended: the repetition, or the overtaken frame.
     const std::uint64_t edge = repeated || sight.last == 0 ? sight.last : sight.last - 1;
     FrameRange& last = missed.back();
     if (!repeated && last.has(edge)) bag(FindingKind::lost).take({edge, edge});
@@ -202,7 +202,7 @@ std::vector<FrameRange> Matcher::missedOf(const Expectation& expectation, const 
     return missed;
 }
 
-// Whether all frames from the stop that was found to the announced one are told not to have been delivered.
+// Whether all frames from the stop that was found to the announced one are reported as not delivered.
 bool Matcher::leadsTo(std::uint64_t announced) const {
     return _stop && *_stop <= announced && (*_stop == announced || _undelivered.covers({*_stop, announced - 1}));
 }
@@ -228,7 +228,7 @@ void Matcher::judgeStop() {
     _match.uninjected.push_back({{FindingKind::stopped, {*_stop, *_stop}, {}}, ""});
 }
 
-// Notes tell of frames that were not delivered.
+// Notes explain frames that were not delivered.
 void Matcher::tellUninjected(FindingKind kind, const FrameRange& range) {
     std::vector<FrameRange> rest{range};
     const auto tell = [&](const std::vector<FrameRange>& parts, const std::string& because) {

@@ -11,18 +11,18 @@
 
 namespace host {
 
-/// What a grab knows of its images.
+/// What a grab knows about its images.
 struct GrabEvidence {
     std::vector<Finding> findings;
     std::optional<FrameRange> sight;     // smallest and greatest frame number since the grab began
-    std::optional<double> lateFromUs;    // least latency of a finding "late"; none: there is none
-    bool judgesLateness = false;         // lateness that was not injected is a fault too
+    std::optional<double> lateFromUs;    // smallest latency of a finding "late"; none: there is none
+    bool judgesLateness = false;         // lateness that was not injected is also a fault
     std::optional<double> judgedFromUs;  // then: from this latency on; none: from lateFromUs on
 };
 
 /// A part of an expectation that was not found.
 struct MissedFault {
-    const InjectedFault* fault;  // of the log that was matched
+    const InjectedFault* fault;  // of the log that was compared
     FindingKind kind;
     FrameRange frames;
     double minUs = 0;  // late
@@ -31,14 +31,14 @@ struct MissedFault {
 /// A part of a finding that was not injected.
 struct UninjectedFinding {
     Finding finding;
-    std::string because;  // name of the simulator's note that explains it; empty: none does
+    std::string because;  // name of the simulator's note that explains it; empty: none
 };
 
 struct FaultMatch {
     std::uint64_t injected = 0;  // faults in the log: found + missed + outOfSight + invisible
     std::uint64_t found = 0;
     std::uint64_t missed = 0;      // in whole or in part
-    std::uint64_t outOfSight = 0;  // the host was not there
+    std::uint64_t outOfSight = 0;  // the host could not see them
     std::uint64_t invisible = 0;   // nothing that images show
     std::vector<MissedFault> missing;
     std::vector<UninjectedFinding> uninjected;
@@ -47,22 +47,22 @@ struct FaultMatch {
 
     std::uint64_t explained() const;
 
-    /// @param explainedToo  Findings that a note explains count as injected.
+    /// @param explainedToo  Whether findings that a note explains count as injected.
     bool oneToOne(bool explainedToo) const {
         return missed == 0 && (explainedToo ? explained() : 0) == uninjected.size();
     }
 };
 
-/// How the edges are treated. A host sees the frames from the smallest to the greatest number that it received since
-/// the grab began. Out of its sight are:
-///   - what was injected into frames outside that range; lost frames have to lie between two that came;
-///   - what needs the frame before, at the first one: counter, time_back;
-///   - what needs a later one, at the last one: repeated; and reordered at the one before the last;
-///   - frames that another fault or the simulator's notes say were not delivered, but as lost ones;
-///   - lateness below what the grab was asked to find, and that of reordered and time_back frames;
+/// Rules for the edges. A host sees the frames from the smallest to the greatest number that it received since the grab
+/// began. Out of its sight are:
+///   - faults in frames outside that range; lost frames must be between two received ones;
+///   - faults that need the previous frame, at the first one: counter, time_back;
+///   - faults that need a later frame, at the last one: repeated; also reordered at the last but one;
+///   - frames that were not delivered according to another fault or the simulator's notes, except as lost ones;
+///   - lateness below the latency that the grab looked for, and that of reordered and time_back frames;
 ///   - stopped, when the grab ended before;
 ///   - findings in images from before the grab.
-/// An orderly end of the simulator is a stop that was announced.
+/// An orderly end of the simulator is an announced stop.
 FaultMatch matchFaults(const FaultLog& log, const GrabEvidence& evidence);
 
 }  // namespace host

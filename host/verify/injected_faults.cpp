@@ -19,7 +19,7 @@ using Json = nlohmann::json;
 
 constexpr std::size_t kMaxName = 64;
 
-// What is wrong with a line; caught where its number is known.
+// What is wrong with a line; caught where the line number is known.
 class LineError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -78,7 +78,7 @@ InjectedFault faultOf(const Json& object) {
     return fault;
 }
 
-// Takes the lines one by one.
+// Reads the lines one by one.
 class Reader {
 public:
     void takeLine(const std::string& text, std::uint64_t lineNumber) {
@@ -114,7 +114,7 @@ private:
 
 enum class LineEnd { whole, cut, tooLong, none };
 
-// A line without its end, and how it ends.
+// Reads a line without its end, and returns how it ended.
 LineEnd nextLine(std::istream& stream, std::string& text) {
     text.clear();
     for (int character = stream.get(); character != std::istream::traits_type::eof(); character = stream.get()) {
@@ -125,7 +125,7 @@ LineEnd nextLine(std::istream& stream, std::string& text) {
     return text.empty() ? LineEnd::none : LineEnd::cut;
 }
 
-// Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
+// Our programs use UTF-8 in narrow texts; Windows would not read a path of plain char as UTF-8.
 std::filesystem::path pathOf(const std::string& text) { return reinterpret_cast<const char8_t*>(text.c_str()); }
 
 FaultLogLook lookForFolder(const std::filesystem::path& folder, const std::string& path, std::string& problem) {
@@ -208,7 +208,7 @@ FaultLogLook lookAtFaultLog(const std::string& path, std::string& problem) {
     if (type == std::filesystem::file_type::not_found) return lookForFolder(file.parent_path(), path, problem);
     const bool isSeen = type != std::filesystem::file_type::none && type != std::filesystem::file_type::unknown;
     if (isSeen && type != std::filesystem::file_type::directory) {
-        // What is read from a pipe is gone.
+        // Reading from a pipe would consume its content.
         if (type != std::filesystem::file_type::regular) return FaultLogLook::readable;
         std::ifstream stream(file, std::ios::binary);
         if (stream) return lookAtFirstLine(stream, path, problem);

@@ -11,11 +11,11 @@
 
 namespace host {
 
-/// What a host has to find because of a fault.
+/// What a host must find because of a fault.
 struct Expectation {
     FindingKind kind = FindingKind::lost;
     FrameRange frames;  // stopped: from first on, and last is 2^64 - 1
-    double minUs = 0;   // late: least latency that the frame shows
+    double minUs = 0;   // late: smallest latency of the frame
 };
 
 struct InjectedFault {
@@ -25,10 +25,10 @@ struct InjectedFault {
     std::vector<Expectation> expect;  // empty: nothing that images show
 };
 
-/// What happened without having been injected.
+/// Something that happened without being injected.
 struct SimulatorNote {
-    /// refused: the ring was full; skipped: too late; ring-laid, ring-damaged: waited unread when it was laid anew, or
-    /// recreated after damage
+    /// refused: the ring was full; skipped: too late; ring-laid, ring-damaged: waited unread when the ring was
+    /// recreated, or recreated after damage
     std::string name;
     FrameRange frames;
 };
@@ -39,7 +39,7 @@ struct FaultLog {
     std::vector<SimulatorNote> notes;
     std::optional<std::uint64_t> nextFrame;  // of an orderly end
     std::uint64_t lines = 0;
-    bool cut = false;  // the last line ends in its middle: it is being written, or never was
+    bool cut = false;  // the last line is incomplete: still being written, or abandoned
 };
 
 constexpr std::size_t kMaxFaultLogLine = 65'536;  // bytes
@@ -48,8 +48,8 @@ constexpr std::uint64_t kMaxFaultLogMegabytes = 1024;
 /// Reads a log, which may still be growing.
 ///
 /// @param path       For messages.
-/// @param log        Set on success alone.
-/// @param megabytes  A longer log (of 2^20 bytes each) is refused.
+/// @param log        Set only on success.
+/// @param megabytes  A longer log (in units of 2^20 bytes) is refused.
 /// @return           false, with file, line and reason, when it is no such log.
 bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, std::string& error,
                   std::uint64_t megabytes = kMaxFaultLogMegabytes);
@@ -57,14 +57,14 @@ bool readFaultLog(std::istream& stream, const std::string& path, FaultLog& log, 
 /// Opens and reads it.
 bool readFaultLog(const std::string& path, FaultLog& log, std::string& error);
 
-/// What a look at a log's place shows before a grab.
+/// What a check of a log's place shows before a grab.
 enum class FaultLogLook {
-    readable,  // its first line is right; also a pipe, which is not looked into
+    readable,  // its first line is correct; also a pipe, which is not read
     notYet,    // no file, or no whole line in it: a simulator that is started later writes it
-    never      // nothing that a simulator starts makes it readable
+    never      // no simulator that is started later can make it readable
 };
 
-/// Looks whether there can be a log at the end of a grab. @param problem  File and reason, unless it is readable.
+/// Checks whether there can be a log at the end of a grab. @param problem  File and reason, unless it is readable.
 FaultLogLook lookAtFaultLog(const std::string& path, std::string& problem);
 
 }  // namespace host

@@ -59,7 +59,7 @@ Finding findingOf(const Json& object) {
     return finding;
 }
 
-// Findings mean the same in all of them. Earlier builds wrote the number alone.
+// Findings mean the same in all of them. Earlier builds wrote only the number.
 bool isKnown(const Json& schema) { return schema == kGrabSchema || schema == 1 || schema == 2; }
 
 std::string shown(const Json& value) {
@@ -87,7 +87,7 @@ GrabEvidence evidenceOf(const Json& object) {
     return evidence;
 }
 
-// Null when it is no JSON.
+// Null when it is not JSON.
 Json jsonOrNull(std::string_view text) {
     try {
         return options::parseShallowJson(text);
@@ -130,7 +130,7 @@ bool readSavedFindings(std::string_view text, GrabEvidence& evidence, std::strin
 }
 
 bool readSavedFindingsFile(const std::string& path, GrabEvidence& evidence, std::string& error) {
-    // Narrow texts are UTF-8 in this program; a path of plain char would not be taken for it on Windows.
+    // Our programs use UTF-8 in narrow texts; Windows would not read a path of plain char as UTF-8.
     const std::filesystem::path file(reinterpret_cast<const char8_t*>(path.c_str()));
     std::ifstream stream(file, std::ios::binary);
     std::string text;

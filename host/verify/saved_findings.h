@@ -9,9 +9,9 @@
 namespace host {
 
 /// @param text      A JSON object, or lines of which the last one is the object.
-/// @param evidence  Set on success alone.
-/// @return          false, with the reason, when the text is no such result, or one that cannot be compared: findings
-///                  were left out, or the simulator began anew.
+/// @param evidence  Set only on success.
+/// @return          false, with the reason, when the text is no such result or cannot be compared: findings were left
+///                  out, or the simulator restarted.
 bool readSavedFindings(std::string_view text, GrabEvidence& evidence, std::string& error);
 
 /// Reads the file. @return false, with file and reason, as above and when it cannot be read or has more than 256 MiB.

@@ -15,7 +15,7 @@ namespace {
 constexpr int kReadings = 10;  // of a log that does not explain everything yet
 constexpr std::int64_t kReadingNs = 200'000'000;
 
-// Images are kept as late from the lateness on of which fault logs tell.
+// Images are kept as late from the smallest lateness on that fault logs contain.
 constexpr GrabFindings kGrabFindings{200'000, 1000.0, false};
 
 bool fail(std::ostream& people, const std::string& reason) {
@@ -23,7 +23,7 @@ bool fail(std::ostream& people, const std::string& reason) {
     return false;
 }
 
-// A log in its final state, as far as that can be told, and what it says to the findings.
+// A log in its final state, as far as that can be known, and its comparison with the findings.
 struct LogComparison {
     FaultLog log;
     FaultMatch match;
@@ -37,7 +37,7 @@ std::string compare(const VerifyOptions& options, const GrabEvidence& evidence, 
         result.match = matchFaults(result.log, evidence);
         const bool settled = !result.log.cut && (result.match.oneToOne(false) || result.log.nextFrame);
         if (settled || reading >= readings) break;
-        // Not a sleep that Ctrl-C ends: that is how the grab before may have ended.
+        // Not a sleep that Ctrl-C ends: Ctrl-C may have ended the grab before.
         std::this_thread::sleep_for(std::chrono::nanoseconds(kReadingNs));
     }
     if (!result.log.cut) return "";
@@ -45,7 +45,7 @@ std::string compare(const VerifyOptions& options, const GrabEvidence& evidence, 
            ": ends in its middle; the simulator was killed, or its disk is full";
 }
 
-// What speaks against any comparison at the end of the grab; empty: nothing, though people may have been warned.
+// What prevents any comparison at the end of the grab; empty: nothing, though there may have been a warning.
 std::string problemBeforeGrab(const VerifyOptions& options, std::ostream& people) {
     std::string problem;
     switch (lookAtFaultLog(options.faultLog, problem)) {
@@ -60,7 +60,7 @@ std::string problemBeforeGrab(const VerifyOptions& options, std::ostream& people
     return "";
 }
 
-// The object of a comparison that was not made. @param grab  null: none was made.
+// The object of a comparison that did not take place. @param grab  null: there was no grab.
 void printProblem(const VerifyOptions& options, const std::string& problem, const GrabReport* grab,
                   std::ostream& data) {
     const LogComparison none;
@@ -68,7 +68,7 @@ void printProblem(const VerifyOptions& options, const std::string& problem, cons
         printVerifyJson({options.faultLog, none.log, none.match, false, grab, problem}, options.jsonLines, data);
 }
 
-// The grab's own exit code keeps its meaning, unless the log tells of the stop that ended it.
+// The grab's own exit code keeps its meaning, unless the log contains the stop that ended it.
 int exitCodeOf(int grabExitCode, const FaultMatch& match, bool matched, bool limitsKept) {
     const bool stopped = grabExitCode == kExitNoImage || grabExitCode == kExitConnectionLost;
     if (stopped && !match.stopFound) return grabExitCode;

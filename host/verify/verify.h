@@ -9,13 +9,13 @@
 
 namespace host {
 
-/// Looks at the simulator's fault log, grabs as the options say, then reads the log and compares. A log that is not
-/// there yet may come; one that never can be read ends the command before the grab. The log may still be growing: what
-/// it does not explain yet is read again for up to two seconds.
+/// Checks the simulator's fault log, grabs as the options say, then reads the log and compares. A log that does not
+/// exist yet may still appear; one that can never be read ends the command before the grab. The log may still be
+/// growing: if it does not explain everything yet, it is read again for up to two seconds.
 ///
 /// @param data    Receives the JSON, also when nothing could be compared.   @param people  Receives everything else.
 /// @return        Exit code: done when both match one to one and no limit is broken; also when the grab ended because
-///                no image came any more, or faked ones did, and the log tells of that. Otherwise failed, no image in
+///                no image came any more, or faked ones did, and the log contains that. Otherwise failed, no image in
 ///                time or connection lost.
 int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std::ostream& data, std::ostream& people);
 

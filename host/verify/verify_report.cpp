@@ -130,7 +130,7 @@ void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& dat
     object["not_injected_findings"] = listOf(report.match.uninjected);
     object["lists_omitted"] = omittedOf(report.match.missing) + omittedOf(report.match.uninjected);
     if (!asEvent) object["grab"] = report.grab ? grabJson(*report.grab) : Json(nullptr);
-    // A path may have bytes that are no UTF-8.
+    // A path may contain bytes that are not UTF-8.
     data << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
 }
 

@@ -13,18 +13,18 @@ struct VerifyReport {
     std::string logPath;
     const FaultLog& log;
     const FaultMatch& match;
-    bool matched;            // one to one, as was asked
-    const GrabReport* grab;  // null: none was made
+    bool matched;            // one to one, as requested
+    const GrabReport* grab;  // null: there was no grab
     std::string problem{};   // why nothing was compared; empty: log and match are those of a comparison
 };
 
-/// A line for what was counted, one for each fault that was missed and each finding that was not injected (a hundred of
-/// each at most), and the verdict.
+/// One line for the counts, one for each missed fault and each finding that was not injected (at most a hundred of
+/// each), and the verdict.
 void tellVerify(const VerifyReport& report, std::ostream& people);
 
-/// One object on one line; its lists have ten thousand entries at most. Numbers of a comparison that was not made are
-/// null.
-/// @param asEvent  As a line of --json-lines: with the event "verify" and without the grab, which has its own.
+/// One object on one line; its lists have at most ten thousand entries. Numbers of a comparison that did not take place
+/// are null.
+/// @param asEvent  As a line of --json-lines: with the event "verify" and without the grab, which has its own line.
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data);
 
 }  // namespace host

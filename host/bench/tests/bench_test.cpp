@@ -23,7 +23,7 @@ using testing::IsEmpty;
 TEST(BenchTest, LatenessCountsFromTheEarliestGridThatFits) {
     EXPECT_THAT(host::latenessOf({}, {}, 1000.0), IsEmpty());
     EXPECT_THAT(host::latenessOf({5000}, {7}, 1000.0), ElementsAre(0.0));
-    // Slots 0, 1 and 3 of 10 us; the second is 2 us early against the first, the last 1 us late.
+    // Slots 0, 1 and 3 of 10 us; the second is 2 us early relative to the first, the last 1 us late.
     EXPECT_THAT(host::latenessOf({100'000, 108'000, 131'000}, {0, 1, 3}, 10'000.0), ElementsAre(2.0, 0.0, 3.0));
 }
 

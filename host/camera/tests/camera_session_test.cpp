@@ -21,7 +21,7 @@ constexpr NUV::PluginCallStatus kRefused = NUV::kNotSupported;
 
 int takeImage(void*, NUV::IMAGEMEMORY*) { return 0; }
 
-// Notes what a session asks of it, and refuses what the test names.
+// Records the session's calls, and refuses what the test names.
 class NotingCamera : public NUV::PluginDeviceBase {
 public:
     NotingCamera() : PluginDeviceBase("") {}

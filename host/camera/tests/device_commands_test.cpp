@@ -18,7 +18,7 @@ using testing::HasSubstr;
 
 std::string problem(std::int32_t id, const ValueText& text) { return findDeviceCommand(id)->problem(text); }
 
-/// Notes what it is called with, and answers with values.
+/// Records its calls, and returns values.
 class AnsweringDevice : public NUV::PluginDeviceBase {
 public:
     AnsweringDevice() : PluginDeviceBase("folder") {}
@@ -130,7 +130,7 @@ protected:
         EXPECT_EQ(problem(id, text), "");
         return findDeviceCommand(id)->send(_device, id, text);
     }
-    /// The value of a result that is one value; "-" when the device left it alone.
+    /// The value of a result that consists of one value; "-" when the device left it unchanged.
     std::string value(std::int32_t id, const ValueText& text = std::nullopt) {
         const CommandAnswer answer = send(id, text);
         EXPECT_EQ(answer.status, NUV::kDone);
@@ -155,8 +155,8 @@ TEST_F(DeviceCommandsTest, AreTheDevicesOwnInTheirOrder) {
     EXPECT_STREQ(findDeviceCommand(1107)->operation, "frameRate");
 }
 
-// A parameter of a type that the device does not take would be answered with (-1, 0), a result of another type left
-// alone: so the device itself tells whether the host has the types right.
+// For a parameter of the wrong type the device returns (-1, 0), and a result of the wrong type stays unchanged. So the
+// device itself shows whether the host has the types right.
 TEST_F(DeviceCommandsTest, HaveTheTypesOfTheDevicesAdapters) {
     for (const test::CommandRow& row : test::commandRows()) {
         SCOPED_TRACE(row.id);

@@ -29,7 +29,7 @@ TEST(PluginLibraryTest, PluginBesideTheProgramLoadsAndEnumeratesItsDevice) {
     EXPECT_EQ(library->device(1), nullptr);
 }
 
-// Where an installation of this build has its plugin, seen from a program in PREFIX/bin/.
+// Where an installation of this build has its plugin, relative to a program in PREFIX/bin/.
 std::string installedPlugin(const test::TemporaryFolder& prefix) {
     const auto plugin = std::filesystem::path("bin") / DORVEN_PLUGIN_FROM_PROGRAM / DORVEN_PLUGIN_FILE;
     return prefix.file(plugin.lexically_normal().generic_string(), "");

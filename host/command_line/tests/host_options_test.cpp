@@ -263,7 +263,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"call", "1107", "--config", "/no/such/file"}, "--config"},
                     Wrong{{"info", "--open"}, "--open"}, Wrong{{"call", "1107", "--commands"}, "--commands"}));
 
-// How many of a help's lines show how to call a command.
+// How many lines of a help show how to call a command.
 int examplesIn(const std::string& help, const std::string& call) {
     int count = 0;
     for (std::size_t at = help.find(call); at != std::string::npos; at = help.find(call, at + 1)) ++count;

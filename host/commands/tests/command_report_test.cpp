@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-/// Notes the commands that change it, in their order.
+/// Records the commands that change it, in order.
 class NotingDevice : public NUV::PluginDeviceBase {
 public:
     NotingDevice() : PluginDeviceBase("folder") {}

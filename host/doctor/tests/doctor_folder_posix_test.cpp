@@ -1,4 +1,4 @@
-// What is told of the folder of named objects when something else has its name; it is a folder on Linux only.
+// What is reported when something else has the name of the folder of named objects; only Linux has this folder.
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -57,7 +57,7 @@ TEST_F(DoctorFolderTest, FolderThatServesInsteadIsTold) {
     EXPECT_THAT(findings[1].found, HasSubstr(_usual + "-"));
 }
 
-// A process of its own, which has made no object yet: (place of the folder, file for the outcome).
+// A separate process that has created no object yet: (place of the folder, file for the outcome).
 CHILD_ROLE(doctorInPlace) {
     ObjectParent_Place().root = arguments.at(0);
     std::ofstream people(arguments.at(1));
@@ -68,7 +68,7 @@ CHILD_ROLE(doctorInPlace) {
 
 class DoctorPlaceTest : public testing::Test {
 protected:
-    // The exit code; what is said goes to _people.
+    // Returns the exit code; the messages go to _people.
     int examineIn(const std::string& place) {
         const std::string outcome = _folder.path("outcome");
         const int exitCode = test::ChildProcess("doctorInPlace", {place, outcome}).join(std::chrono::seconds(60));

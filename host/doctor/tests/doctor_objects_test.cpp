@@ -46,7 +46,7 @@ protected:
         _findings.clear();
         host::examineObjects(expected, _findings);
     }
-    // "check: text" of all of a level.
+    // "check: text" of all findings of a level.
     std::vector<std::string> found(FindingLevel level) const {
         std::vector<std::string> texts;
         for (const Diagnosis& finding : _findings) {
@@ -126,7 +126,7 @@ TEST_F(DoctorObjectsTest, FullRingWhoseReaderTakesNothingIsAWarning) {
     MSharedMem_Unlink(memory);
 }
 
-// A simulator that just begins has its claim first, its memory a moment later.
+// A simulator that is just starting has its claim first, and its memory a moment later.
 TEST_F(DoctorObjectsTest, MemoryThatASimulatorIsJustMakingIsWaitedFor) {
     NamedClaim claim(image_road::kImagesWriter);
     ASSERT_TRUE(claim.claim());
@@ -202,7 +202,7 @@ TEST_F(DoctorObjectsTest, SimulatorWithoutItsObjectsIsAProblem) {
 }
 
 TEST_F(DoctorObjectsTest, RoomThatARingDoesNotFitIntoIsAProblem) {
-    // 9 lines of 1310744 bytes and 64 of the header, in whole pages, and on Linux one page more.
+    // 9 lines of 1310744 bytes and 64 of the header, in whole pages; on Linux one page more.
     const std::uint64_t needed = platform_roomFor(64 + 9 * 1310744);
     host::examineRoom({"/dev/shm", needed - 1, 67108864}, kFormat, _findings);
     EXPECT_THAT(problems(), testing::ElementsAre("room: /dev/shm has " + std::to_string(needed - 1) +

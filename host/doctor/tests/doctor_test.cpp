@@ -87,7 +87,7 @@ std::string pe(const std::string& machine) {
     return file + "PE" + std::string(2, '\0') + machine + std::string(40, '\0');
 }
 
-// A library of nothing but its header, for the system that this test runs on.
+// A library that consists only of its header, for the system that runs this test.
 std::string wanted() {
     const bool windows = host::defaultPluginPath().find(".dll") != std::string::npos;
     return windows ? pe("\x64\x86") : elf('\x3E');
@@ -103,7 +103,7 @@ TEST_F(LibraryTest, LibraryForAnotherMachineIsNamed) {
 TEST_F(LibraryTest, LibraryThatIsCutShortIsNotLoaded) {
     std::ifstream file(host::defaultPluginPath(), std::ios::binary);
     std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    // Within its code: what is for the debugger stands behind it, and is not loaded.
+    // Within its code: what follows is for the debugger and is not loaded.
     for (const std::size_t size : {std::size_t{1000}, std::size_t{40'000}}) {
         ASSERT_GT(content.size(), 2 * size);
         const Diagnosis finding = lastOf(content.substr(0, size));

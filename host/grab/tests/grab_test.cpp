@@ -63,7 +63,7 @@ TEST_F(GrabTest, EndsWhenTheWantedImagesHaveComeAndCountsNoMore) {
     EXPECT_THAT(people(), HasSubstr("900 x 20 pixels, 1 byte per pixel; fakes 200 images per second"));
 }
 
-// Images of a ring that was full before the grab began.
+// Images in a ring that was full before the grab began.
 void deliverLeftOver(ScriptedDevice& device, std::uint64_t count) {
     const std::int64_t longAgoNs = platform_monotonicNanoseconds() - 60'000'000'000;
     for (std::uint64_t number = 0; number < count; ++number) device.deliver(simulated(number, longAgoNs).data());
@@ -265,7 +265,7 @@ TEST_F(GrabTest, ImagesThatCannotBeWrittenFailTheGrabWithTheReason) {
     EXPECT_THAT(people(), HasSubstr("image_000000.png: cannot be written"));
 }
 
-// The record names more bytes than there can be.
+// The record claims more bytes than possible.
 TEST_F(GrabTest, WhatTheCallbackThrowsStaysInItAndFailsTheGrab) {
     const test::TemporaryFolder folder;
     _options.save.folder = folder.path();
@@ -305,7 +305,7 @@ TEST_F(GrabTest, GeometryWhoseSizeCannotBeToldIsRefusedAtOpen) {
     }
 }
 
-// Takes text until it breaks.
+// Accepts text until it breaks.
 class BreakingBuffer : public std::stringbuf {
 public:
     std::atomic<bool> broken{false};
@@ -471,7 +471,7 @@ TEST_F(GrabTest, ImagesFromBeforeAreNoRows) {
     EXPECT_EQ(recorder.seconds.back().totals.stale, 3u);
 }
 
-// The observer holds up the thread that tells it, as a full pipe does; the camera's thread goes on.
+// The observer blocks the thread that calls it, as a full pipe does; the camera's thread continues.
 class StuckObserver : public Recorder {
 public:
     void onFrames(std::span<const host::FrameRow> some) override {
@@ -533,7 +533,7 @@ TEST_F(GrabTest, LatencyLimitMakesLateImages) {
     EXPECT_THAT(people(), HasSubstr("late frames: 0-1\n"));
 }
 
-// A record with another counter or size than the pixels tell of.
+// A record whose counter or size differs from what the pixels say.
 TEST_F(GrabTest, RecordsAreCheckedAgainstThePixels) {
     _options.imageCount = 4;
     ScriptedDevice device([](ScriptedDevice& self) {

@@ -29,7 +29,7 @@ Limits only(const std::string& option, double limit) {
     return limits;
 }
 
-// With all that it would set given as well, wide enough.
+// With all limits that it would set also given, wide enough.
 Limits alone(const std::string& option, double limit) {
     Limits limits;
     for (const char* const other :
@@ -45,7 +45,7 @@ std::string told(const Limits& limits, const GrabResults& results) {
     return people.str();
 }
 
-// A grab in which every number is another one.
+// A grab in which all numbers differ.
 GrabResults measured() {
     GrabResults results;
     results.images = 100;

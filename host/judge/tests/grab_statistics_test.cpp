@@ -118,7 +118,7 @@ TEST(GrabStatisticsTest, RatePeriodAndJitterBeginAtTheFirstFreshImage) {
     EXPECT_EQ(results.stale, 100u);
 }
 
-// Stretches of a hundred images each, with these gaps between them.
+// Series of a hundred images each, with these gaps between them.
 GrabStatistics withGaps(std::initializer_list<std::int64_t> gapsNs, std::int64_t periodNs = 10'000'000) {
     GrabStatistics statistics = begun(0);
     std::int64_t arrivalNs = 5;
@@ -219,7 +219,7 @@ TEST(GrabStatisticsTest, CountsAreTheResultsWithoutPercentiles) {
     EXPECT_NE(statistics.results().periodP50Us, std::nullopt);
 }
 
-// All of them count, however many there are, in memory that does not grow.
+// All images count, however many there are, in memory that does not grow.
 TEST(GrabStatisticsTest, PercentilesAreOfAllImages) {
     GrabStatistics statistics = begun(0);
     std::int64_t arrivalNs = 0;

@@ -19,7 +19,7 @@ constexpr std::int64_t kStartNs = 5'000'000'000;
 constexpr std::int64_t kPeriodNs = 10'000'000;
 constexpr std::int64_t kLatencyNs = 50'000;
 
-// Frame of a grab whose frame 100 was complete when the grab began.
+// Time of a frame in a grab whose frame 100 was complete when the grab began.
 std::int64_t timeOf(std::uint64_t number) { return kStartNs + (static_cast<std::int64_t>(number) - 100) * kPeriodNs; }
 
 ReceivedImage good(std::uint64_t number) {

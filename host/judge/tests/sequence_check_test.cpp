@@ -88,7 +88,7 @@ TEST(SequenceCheckTest, LossBeforeANewBeginningStaysCounted) {
     EXPECT_THAT(check.missing(), ElementsAre(Pair(1u, 2u)));
 }
 
-// Its successor's time stamp went back, so that it is stamped later than all that came.
+// Its successor's time stamp went back, so its own is later than all others.
 TEST(SequenceCheckTest, OvertakenFrameThatIsStampedLaterIsReordered) {
     const auto check = after({{500, 5000}, {502, 4000}, {501, 5010}, {503, 5030}});
     EXPECT_FOUND(check, 0u, 0u, 1u);

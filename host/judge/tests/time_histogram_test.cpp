@@ -48,7 +48,7 @@ TEST(TimeHistogramTest, TimesBelowEightMicrosecondsAreExact) {
     EXPECT_THAT(histogram.percentileUs(1.0), Optional(8.191));
 }
 
-// Against a sorted list of the same times, over eleven orders of magnitude.
+// Compared with a sorted list of the same times, over eleven orders of magnitude.
 TEST(TimeHistogramTest, PercentilesAreAtMostOneFourThousandthTooGreat) {
     std::mt19937_64 random(7);
     std::uniform_real_distribution<double> exponent(0.0, 11.0);

@@ -56,7 +56,7 @@ protected:
         if (saver && !saver->reserve(expected, _error)) saver.reset();
         return saver;
     }
-    // An image whose bytes are its position.
+    // Offers an image whose bytes are its position.
     static void offer(ImageSaver& saver, std::uint64_t image, bool lossSeen = false) {
         saver.offer(view(std::vector<std::uint8_t>(12, static_cast<std::uint8_t>(image)), 4), note(image), lossSeen);
     }
@@ -66,7 +66,7 @@ protected:
         EXPECT_TRUE(frames::readGreyImage(_folder.path() + "/" + name, image, error)) << error;
         return image.pixels;
     }
-    // The positions that the sidecar names, each checked to have its file.
+    // The positions that the sidecar lists, each checked to have its file.
     std::vector<int> sidecar() {
         std::vector<int> images;
         std::ifstream file(_folder.path() + "/frames.jsonl");
@@ -130,7 +130,7 @@ TEST_F(ImageSaverTest, OnlyEveryNthImageIsSaved) {
     EXPECT_THAT(sidecar(), ElementsAre(0, 3, 6));
 }
 
-// Stops the writer at its first image until it is let go.
+// Stops the writer at its first image until released.
 class HeldDisk {
 public:
     HeldDisk()
@@ -164,7 +164,7 @@ TEST_F(ImageSaverTest, WhatDoesNotFitIntoTheQueueIsCountedAndTheRestIsSaved) {
     EXPECT_EQ(sidecar().size(), 16u);
 }
 
-// Encodes as the real one does, once the test lets it, and counts who is inside.
+// Encodes like the real one, when the test permits, and counts the threads inside.
 class HeldEncoder {
 public:
     host::ImageEncoder encoder() {
@@ -178,7 +178,7 @@ public:
             return good;
         };
     }
-    /// @param mayEnd  Asked again and again, with the image's position, by all threads.
+    /// @param mayEnd  Called again and again, with the image's position, by all threads.
     explicit HeldEncoder(std::function<bool(int image)> mayEnd) : _mayEnd(std::move(mayEnd)) {}
     HeldEncoder() : HeldEncoder([this](int) { return _released.load(); }) {}
 

@@ -1,4 +1,4 @@
-// Links that somebody planted where files are made.
+// Links that somebody has placed where files are created.
 #include <filesystem>
 #include <fstream>
 #include <iterator>

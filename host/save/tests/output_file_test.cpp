@@ -50,7 +50,7 @@ TEST_F(OutputFileTest, ExistingFileIsKeptUnlessItMayBeReplaced) {
     EXPECT_EQ(fileCount(), 1);
 }
 
-// A name that can be foreseen is somebody's: a file of the user's, or a link that was planted.
+// A predictable name may belong to somebody: a file of the user, or a prepared link.
 TEST_F(OutputFileTest, OwnFileWithTheNameOfAPartIsKept) {
     ASSERT_TRUE(write(_path, "old"));
     const std::string part = _folder.file("out.bin.part", "the user's");
@@ -100,7 +100,7 @@ TEST_F(OutputFileTest, GrowingFileHasItsPiecesAtOnce) {
     EXPECT_EQ(content(_path), "");
 }
 
-// As most programs open a file to read it: they let others write it, and on Windows do not let it be removed.
+// As most programs open a file for reading: they let others write it, and on Windows do not let it be removed.
 TEST_F(OutputFileTest, GrowingFileThatReplacedOneIsReadWhileItGrows) {
     ASSERT_TRUE(write(_path, "old"));
     GrowingFile file;
@@ -130,7 +130,7 @@ TEST_F(OutputFileTest, GrowingFileThatReplacedOneIsLeftAloneByOtherWriters) {
     EXPECT_EQ(content(_path), "one\n");
 }
 
-// Windows keeps a file in its place while somebody reads it who does not let it be removed.
+// On Windows a file stays in its place while somebody reads it without permitting removal.
 TEST_F(OutputFileTest, FileThatIsBeingReadIsReplacedOrNamedAsOpen) {
     ASSERT_TRUE(write(_path, "old"));
     std::ifstream reader(_path, std::ios::binary);

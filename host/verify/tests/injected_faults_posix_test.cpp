@@ -1,4 +1,4 @@
-// Fault logs that only Linux can have in this form.
+// Fault logs in forms that only Linux has.
 #include <filesystem>
 
 #include <gtest/gtest.h>

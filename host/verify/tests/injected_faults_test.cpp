@@ -186,7 +186,7 @@ TEST(InjectedFaultsTest, DeepNestingIsRefusedWithoutGoingDown) {
     EXPECT_TRUE(readAfterRun("{\"event\":\"end\",\"next_frame\":1,\"more\":" + deep + "}\n").good);
 }
 
-// An endless stream of good lines, as a device file or a runaway simulator is one.
+// An endless stream of valid lines, like a device file or a runaway simulator.
 class EndlessBuffer : public std::streambuf {
 protected:
     int underflow() override {
@@ -224,7 +224,7 @@ TEST(InjectedFaultsTest, FileThatIsNotThereOrAFolderCannotBeRead) {
     EXPECT_TRUE(host::readFaultLog(path, log, error)) << error;
 }
 
-// Whatever bytes a log has, it is read or refused with a line.
+// Whatever bytes a log contains, it is read, or refused with a line.
 TEST(InjectedFaultsTest, MutatedLogsAreReadOrRefused) {
     const std::string good =
         std::string(kRun) +

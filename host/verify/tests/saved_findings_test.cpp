@@ -107,7 +107,7 @@ TEST(SavedFindingsTest, DeepNestingIsRefusedWithoutGoingDown) {
         EXPECT_EQ(read(text).error, "nested too deeply");
 }
 
-// Each change makes the result one that cannot be read.
+// Each change makes the result unreadable.
 TEST(SavedFindingsTest, WrongValuesAreRefusedWithTheirKey) {
     // clang-format off
     const std::pair<const char*, const char*> changes[] = {

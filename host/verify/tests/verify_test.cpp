@@ -69,7 +69,7 @@ protected:
         return verifyGrab(device, _options, _data, _people);
     }
     nlohmann::json data() const { return nlohmann::json::parse(_data.str(), nullptr, false); }
-    /// Why nothing was compared, by the data; "" when something was.
+    /// Why nothing was compared, according to the data; "" when something was.
     std::string problem() const {
         const nlohmann::json object = data();
         if (!object.is_object() || !object.contains("problem") || !object["problem"].is_string()) return "";
@@ -258,7 +258,7 @@ TEST_F(VerifyTest, InjectedDelayIsFoundWithoutALimit) {
     EXPECT_THAT(people(), HasSubstr("not injected: late 1\n"));
 }
 
-// A simulator that is started later makes it.
+// A simulator that is started later creates it.
 TEST_F(VerifyTest, LogThatIsNotThereYetIsToldOfBeforeTheGrabAndFailsItAfterwards) {
     _options.faultLog = _folder.path() + "/none.jsonl";
     std::string toldAtFirst;
@@ -292,7 +292,7 @@ TEST_F(VerifyTest, LogThatNeverCanBeReadEndsBeforeTheGrab) {
     EXPECT_THAT(told(_folder.file("grab.json", "{}\n")), EndsWith("grab.json, line 1: \"event\" is missing\n"));
 }
 
-// The simulator makes the file before it writes into it.
+// The simulator creates the file before it writes into it.
 TEST_F(VerifyTest, LogWithoutItsFirstLineYetIsWaitedFor) {
     for (const std::string& begun : {std::string(), std::string(kRun).substr(0, 20)}) {
         log(begun);
