@@ -15,23 +15,23 @@ namespace test {
 
 using Arguments = std::vector<std::string>;
 
-/// A running child. One that is still there when the object goes is killed and fails the test.
+/// A running child. If it still runs when the object is destroyed, it is killed and the test fails.
 class ChildProcess {
 public:
     /// Starts this program in a role (CHILD_ROLE) with further arguments.
     ChildProcess(const std::string& role, const Arguments& arguments = {});
 
-    /// Starts any program. On Windows a name without folder is looked for beside this program.
+    /// Starts any program. On Windows a name without a folder is searched next to this program.
     static ChildProcess program(const std::string& path, const Arguments& arguments);
 
     ~ChildProcess();
     ChildProcess(ChildProcess&& other) noexcept;
     ChildProcess& operator=(ChildProcess&&) = delete;
 
-    /// Waits for its end. Its exit code; -1, after killing it and failing the test, when it is late.
+    /// Waits for its end. Returns its exit code; -1, after killing it and failing the test, when it is late.
     int join(std::chrono::milliseconds limit);
 
-    /// Ends it at once, as a crash would: nothing of it runs any more. Waits until it is gone.
+    /// Ends it at once, like a crash. Waits until it is gone.
     void kill();
 
     bool running();
@@ -40,14 +40,14 @@ private:
     ChildProcess() = default;
     void start(const std::string& path, const Arguments& arguments);
     std::optional<int> ended(std::chrono::milliseconds limit);  // exit code, or none when still running
-    std::optional<int> wait(std::chrono::milliseconds limit);   // of a process that was not seen to have ended
+    std::optional<int> wait(std::chrono::milliseconds limit);   // for a process that was not yet seen to have ended
     void terminate();
 
     void* _process = nullptr;      // process handle, or process id
     std::optional<int> _exitCode;  // once it was seen to have ended
 };
 
-/// Full path of this test program, and the folder that it and what it loads stand in, with its separator.
+/// Full path of this test program, and its folder with a separator, which also contains what it loads.
 std::string programPath();
 std::string programFolder();
 
@@ -61,7 +61,7 @@ struct RoleRegistration {
 /// Runs the role that the command line names; none when it names none.
 std::optional<int> runRole(int argc, char** argv);
 
-/// A name for objects that no other test uses: made of the running test's name, the process and a count.
+/// A name for objects that no other test uses, built from the running test's name, the process and a count.
 std::string uniqueName(const std::string& stem);
 
 }  // namespace test

@@ -1,4 +1,4 @@
-// Every command with its parameter and result type, written down a second time, so that a suite can send each of them
+// Every command with its parameter and result type, written down independently, so that a suite can send each of them
 // in every situation.
 #pragma once
 
@@ -10,15 +10,15 @@
 
 namespace test {
 
-struct Nothing {};  // no parameter, or no value beside the status
-struct Stranger {   // a type that no command takes or answers with
+struct Nothing {};  // no parameter, or no value besides the status
+struct Stranger {   // a type that no command uses
     std::int64_t value = 77;
 };
 
 enum class Parameter { right, wrong, null };
 enum class Result { right, strange, statusOnly, null };
 
-/// What a command did.
+/// The effect of a command.
 struct Outcome {
     NUV::PluginCallStatus returned;
     NUV::PluginCallStatus inResult;  // in the result object, which started as (9, 9)
@@ -75,7 +75,7 @@ Outcome send(NUV::PluginDeviceBase& device, std::int32_t id, Parameter parameter
 struct CommandRow {
     std::int32_t id;
     bool typed;     // needs a parameter of its type
-    bool hasValue;  // answers with a value beside the status
+    bool hasValue;  // returns a value besides the status
     Outcome (*send)(NUV::PluginDeviceBase&, std::int32_t, Parameter, Result);
 };
 
@@ -181,7 +181,7 @@ inline bool isDocumentCommand(std::int32_t id) {
     return false;
 }
 
-/// What a device answers to a command with a right parameter, and whether it then writes the result's value.
+/// A device's answer to a command with a correct parameter, and whether it then writes the result's value.
 struct Expected {
     NUV::PluginCallStatus status;
     bool writesValue;

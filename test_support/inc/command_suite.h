@@ -1,5 +1,5 @@
-// The situations in which every command of a device is tried. A device's test includes this, defines a factory and what
-// its commands answer, and instantiates the suite: INSTANTIATE_TEST_SUITE_P(Name, CommandSuite, testing::Values(…)).
+// The situations in which every command of a device is tried. A device's test includes this, defines a factory and the
+// expected answers, and instantiates the suite: INSTANTIATE_TEST_SUITE_P(Name, CommandSuite, testing::Values(…)).
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@ namespace test {
 
 struct SuiteDevice {
     const char* name;
-    std::function<std::shared_ptr<NUV::PluginDeviceBase>()> make;  // ready to be sent any command
+    std::function<std::shared_ptr<NUV::PluginDeviceBase>()> make;  // ready for any command
     std::function<Expected(std::int32_t id)> expected;
 };
 
@@ -21,7 +21,7 @@ inline void PrintTo(const SuiteDevice& device, std::ostream* out) { *out << devi
 
 class CommandSuite : public testing::TestWithParam<SuiteDevice> {
 protected:
-    /// Runs a check for each command, each with a device of its own.
+    /// Runs a check for each command, each with a new device.
     template <typename Check>
     void forEachCommand(Check check) {
         ASSERT_EQ(commandRows().size(), 111u);

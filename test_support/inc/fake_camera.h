@@ -1,4 +1,4 @@
-// The camera's end of the link for tests: answers what it is told to.
+// The camera's end of the link for tests: answers as told.
 #pragma once
 
 #include <bit>
@@ -17,15 +17,15 @@ class FakeCamera {
 public:
     explicit FakeCamera(const frames::ImageFormat& format) { setFormat(format); }
 
-    /// From the next question for the size on: who asks for size and format one after the other is not told half of
-    /// the old one and half of this.
+    /// Takes effect at the next question for the size, so that questions for size and format in a row never get half of
+    /// the old format and half of this one.
     void setFormat(const frames::ImageFormat& format) { _channel->setFormat(format); }
 
     /// Asks the simulator for a picture, as a host may through the camera. @return The answer; all zero when there is
     /// none.
     kest::dorven::ImagesMessage askForPicture() { return _channel->ask({kest::dorven::kCommandSnap, 1, 2, 3}); }
 
-    /// Answers questions for the image format with "failed" from now on.
+    /// From now on answers questions for the image format with "failed".
     void refuseFormat() { _channel->refuseFormat(); }
 
 private:

@@ -1,5 +1,5 @@
-// The fields of the framework's classes in the order that hosts know, as structures of the same layout: a test reads a
-// live object through them.
+// The fields of the framework's classes in the order that hosts know, as structures of the same layout, through which a
+// test reads a live object.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Numbers for tests that store what nobody should. Those of a test come from a seed, which is printed;
-// DORVEN_FUZZ_SEED gives it again.
+// Harmful numbers for tests that store them where nobody should. They come from a seed, which is printed;
+// DORVEN_FUZZ_SEED sets it again.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace test {
 
-/// The seed of this run, told on standard output. @param further  Is told behind it.
+/// The seed of this run, printed to standard output. @param further  Printed after it.
 inline unsigned fuzzSeed(const std::string& further = "") {
     const char* const given = std::getenv("DORVEN_FUZZ_SEED");
     const unsigned seed = given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
@@ -23,14 +23,14 @@ inline unsigned fuzzSeed(const std::string& further = "") {
 
 class HurtfulNumbers {
 public:
-    /// @param marks  What is right, what is mapped: numbers about them hurt.
+    /// @param marks  Correct values and limits: numbers close to them are harmful.
     HurtfulNumbers(unsigned seed, std::vector<std::uint64_t> marks) : _numbers(seed), _marks(std::move(marks)) {
         _marks.insert(_marks.end(), {0, 1ull << 32, 1ull << 63});
     }
 
     std::uint64_t below(std::uint64_t limit) { return _numbers() % limit; }
 
-    /// Little, anything, any size of number, about a mark, or about where numbers wrap.
+    /// A small number, any number, one of any size, one close to a mark, or one close to where numbers wrap.
     std::uint64_t value() {
         switch (below(4)) {
             case 0:

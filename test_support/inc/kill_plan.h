@@ -1,4 +1,4 @@
-// Which of two processes is killed when, and in which order they are started again: random, but the same for a seed.
+// Which of two processes is killed when, and in which order they are restarted: random, but the same for the same seed.
 // The number of kills and the seed come from the environment, KILLS and KILLS_SEED; scripts/kills.sh sets them.
 #pragma once
 
@@ -10,16 +10,16 @@
 namespace test {
 
 struct Kill {
-    bool first = false;   // that one is killed,
-    bool second = false;  // or the other, or both
+    bool first = false;   // kill the first one,
+    bool second = false;  // or the second, or both
     bool secondStartsFirst = false;
     std::chrono::microseconds before{0};  // pause before the kill
-    std::chrono::milliseconds after{0};   // and behind it
+    std::chrono::milliseconds after{0};   // and after it
 };
 
 class KillPlan {
 public:
-    /// @param few  Kills when the environment names no number. Prints the seed.
+    /// @param few  Number of kills if the environment does not set it. Prints the seed.
     explicit KillPlan(int few);
 
     /// Whether the second one is started first at the very beginning.
@@ -28,17 +28,17 @@ public:
     /// The next kill; none after the last.
     std::optional<Kill> next();
 
-    /// Seconds in which all has to be well again: those of a free machine where the environment names the kills, else
-    /// a minute, as for a test beside many others.
+    /// Seconds within which everything must work again: those of an idle machine if the environment sets the kills;
+    /// otherwise a minute, because many other tests may run.
     static double limit(double ofAFreeMachine);
 
-    /// Notes how long after the kill all was well again.
+    /// Records how long after the kill everything worked again.
     void took(double seconds);
 
-    /// Number of the kill, the seed and who was killed, for a failure's message.
+    /// Number of the kill, the seed and who was killed, for the message of a failure.
     std::string where() const;
 
-    /// Prints how many kills there were and how long they took: scripts/kills.sh reads it.
+    /// Prints the number of kills and how long they took, for scripts/kills.sh.
     void report() const;
 
 private:

@@ -15,8 +15,8 @@ namespace test {
 /// Each byte of image n; never that of a faked image.
 inline unsigned char fillOf(std::uint64_t counter) { return static_cast<unsigned char>(100 + counter % 100); }
 
-/// Writes images first … last as fast as they are taken, and waits until all were. False when nobody takes them for
-/// a minute; a stop ends it early and in time.
+/// Writes images first … last as fast as they are taken, and waits until all were. False when nobody takes them for a
+/// minute; a stop ends it early.
 inline bool writeImages(SimulatorRing& ring, std::uint64_t first, std::uint64_t last,
                         const std::atomic<bool>* stop = nullptr) {
     using namespace std::chrono_literals;

@@ -1,4 +1,4 @@
-// Records every trace, error log and error trace entry of this process while it lives; the log itself stays quiet.
+// Records every entry of trace, error log and error trace of this process while it exists; the log itself stays quiet.
 #pragma once
 
 #include <mutex>
@@ -30,7 +30,7 @@ public:
     std::vector<LogEntry> entries() const;
     std::vector<LogEntry> entries(LogSink sink) const;
 
-    /// Texts alone, in order of arrival.
+    /// Only the texts, in order of arrival.
     std::vector<std::string> traces() const { return texts(LogSink::trace); }
     std::vector<std::string> errors() const { return texts(LogSink::errorLog); }
     std::vector<std::string> errorTraces() const { return texts(LogSink::errorTrace); }

@@ -18,7 +18,8 @@ inline bool await(const std::string& name) {
     return result == 0;
 }
 
-/// Signals an event by name. Somebody must hold it: an event that only the signaller holds is gone with its signal.
+/// Signals an event by name. Somebody else must hold it: an event that only the signaller holds vanishes with its
+/// signal.
 inline void signal(const std::string& name) {
     const HANDLE event = MEvent_Create(name.c_str());
     MEvent_Notify(event);
@@ -36,7 +37,7 @@ public:
     Meeting(const Meeting&) = delete;
     Meeting& operator=(const Meeting&) = delete;
 
-    /// Arguments for a child that says when it is ready and then waits for its go.
+    /// Arguments for a child that reports when it is ready and then waits until told to go.
     Arguments arguments(Arguments first) const {
         first.insert(first.end(), {_readyName, _goName});
         return first;

@@ -1,4 +1,4 @@
-// Refuses memory to single allocations of this test program.
+// Makes single allocations of this test program fail.
 #pragma once
 
 namespace test {
@@ -6,10 +6,10 @@ namespace test {
 /// The count-th allocation from now fails with std::bad_alloc; 1 is the next. Once.
 void failAllocation(int count);
 
-/// The same for allocations that answer with null (std::nothrow); errno is then ENOMEM.
+/// The same for allocations that return null (std::nothrow); errno is then ENOMEM.
 void failNothrowAllocation(int count);
 
-/// Whether no failure is waiting any more.
+/// Whether no failure is pending any more.
 bool allocationHasFailed();
 
 }  // namespace test

@@ -1,4 +1,4 @@
-// A page of docs/, as tests read it: by line, and by table.
+// A page of docs/, for tests: by line, and by table.
 #pragma once
 
 #include <fstream>
@@ -24,8 +24,8 @@ public:
 
     const std::vector<std::string>& lines() const { return _lines; }
 
-    /// Rows of the tables below a heading, given with its marks ("## Commands"), up to the next of its height; without
-    /// the first table's head; each cell without the blanks around.
+    /// Rows of the tables below a heading, which is given with its marks ("## Commands"), up to the next heading of its
+    /// level; without the first table's header row; each cell without surrounding blanks.
     std::vector<Row> tableOf(const std::string& heading) const {
         const std::string marks = heading.substr(0, heading.find(' ') + 1);
         std::vector<Row> rows;

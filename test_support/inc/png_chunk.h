@@ -1,4 +1,4 @@
-// Chunks of PNG files that tests put together.
+// Chunks of PNG files, for tests that build such files.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// A host's callback for tests: notes each image, and lets a test wait for them.
+// A host's callback for tests: records each image, and lets a test wait for them.
 #pragma once
 
 #include <chrono>
@@ -37,7 +37,7 @@ public:
         const std::lock_guard lock(_mutex);
         return _images;
     }
-    /// The latest one; only where one was received.
+    /// The latest image; call it only after one was received.
     ReceivedImage last() const {
         const std::lock_guard lock(_mutex);
         return _images.back();

@@ -1,4 +1,4 @@
-// Records what a test makes the library report, and checks where each entry says that it comes from.
+// Records what a test makes the library report, and checks the place that each entry names.
 #pragma once
 
 #include <string>
@@ -13,19 +13,19 @@ namespace test {
 
 class Reports {
 public:
-    /// @param file  The source file that every entry has to name.
+    /// @param file  The source file that every entry must name.
     explicit Reports(std::string file) : _file(std::move(file)) {}
     ~Reports() { EXPECT_THAT(errorTraces(), testing::IsEmpty()) << "reported, but not looked at"; }
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
-    /// Texts in the error trace since the last look; the other logs must be empty.
+    /// New texts in the error trace; the other logs must be empty.
     std::vector<std::string> errorTraces() { return take(LogSink::errorTrace); }
 
-    /// Texts in the error log since the last look; the other logs must be empty.
+    /// New texts in the error log; the other logs must be empty.
     std::vector<std::string> errors() { return take(LogSink::errorLog); }
 
-    /// Every entry since the last look.
+    /// All new entries.
     std::vector<LogEntry> entries() {
         auto all = _recorder.entries();
         _recorder.clear();

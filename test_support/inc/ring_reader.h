@@ -25,7 +25,7 @@ public:
     RingReader(const RingReader&) = delete;
     RingReader& operator=(const RingReader&) = delete;
 
-    /// Links memory and fifo, anew, if they are there.
+    /// Links memory and fifo again, if they exist.
     bool attach() {
         detachMemory();
         if (!memoryExists()) return false;
@@ -39,7 +39,7 @@ public:
         return false;
     }
 
-    /// As attach, again at every signal for some seconds.
+    /// Same as attach, tried again at every signal for some seconds.
     bool attachAtSignal(double seconds = 60.0) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
         while (!attach()) {
@@ -59,7 +59,7 @@ public:
     void* memory() const { return _memory; }
     MProcessEvent& event() { return _event; }
 
-    /// Header and inspection of the oldest waiting image, which is released; none when there is none.
+    /// Header and inspection of the oldest waiting image, which is released; none when no image waits.
     struct Image {
         image_road::ImageLineHeader header;
         frames::Inspection inspection;
@@ -74,7 +74,7 @@ public:
         return image;
     }
 
-    /// As take, waiting for a signal up to some seconds. A reader that the writer has detached comes back.
+    /// Same as take, but waits up to some seconds for a signal. A reader that the writer has detached attaches again.
     std::optional<Image> waitAndTake(double seconds = 60.0) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
         for (;;) {
@@ -95,7 +95,7 @@ private:
     std::uint64_t field(std::uint64_t LineFifoHeader::*which) const {
         return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->*which).load(std::memory_order_acquire);
     }
-    /// As a camera looks: nothing of a header that is not what it was at the attaching.
+    /// Checks like a camera: uses nothing of a header that has changed since the reader attached.
     const std::uint8_t* frontLine() const {
         if (!attached()) return nullptr;
         const std::uint64_t read = field(&LineFifoHeader::readIndex);
@@ -115,7 +115,7 @@ private:
     frames::ImageFormat _format;
     MProcessEvent _event;
     void* _memory = nullptr;
-    std::uint64_t _lineLength = 0;  // at the attaching
+    std::uint64_t _lineLength = 0;  // when the reader attached
     std::uint64_t _slotCount = 0;
 };
 

@@ -1,5 +1,5 @@
 // The simulator's event on a clock that runs a hundred times as fast: a wait of two seconds takes twenty milliseconds,
-// so that a grab between real processes shows in a moment what takes half a minute.
+// so that a grab between real processes shows in a moment what otherwise takes half a minute.
 #pragma once
 
 #include <chrono>
@@ -23,7 +23,7 @@ public:
     bool Notify() override { return _event.Notify(); }
     bool Set() override { return _event.Set(); }
 
-    /// Waits until the grab has come to two further silent waits: then it has read all that was signalled before.
+    /// Waits until the grab has had two further silent waits; by then it has read everything signalled before.
     bool waitForSilence() {
         std::unique_lock lock(_mutex);
         const int wanted = _silences + 2;

@@ -1,4 +1,4 @@
-// A device whose images the test scripts, driven through the same command map as the camera.
+// A device whose images the test scripts, used through the same command map as the camera.
 #pragma once
 
 #include <functional>
@@ -49,7 +49,7 @@ public:
         return NUV::kDone;
     }
 
-    /// Hands pixels to the callback.
+    /// Passes pixels to the callback.
     int deliver(unsigned char* pixels) {
         record.imageBuffer = pixels;
         return function(context, &record);

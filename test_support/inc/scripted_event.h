@@ -1,4 +1,4 @@
-// An event that answers waits from a script and notes what they waited for, so that a grab runs without time.
+// An event that answers waits from a script and records their timeouts, so that a grab takes no time.
 #pragma once
 
 #include <condition_variable>
@@ -13,7 +13,7 @@ namespace test {
 
 class ScriptedEvent : public MEvent {
 public:
-    /// What one wait does: runs on the worker thread, answers the wait's status.
+    /// The action of one wait: runs on the worker thread, returns the wait's status.
     using Step = std::function<int()>;
 
     /// Appends answers to waits. A wait beyond the script blocks until Notify.
@@ -62,13 +62,13 @@ public:
     }
     bool Set() override { return Notify(); }
 
-    /// Takes back the answers that nobody has waited for, and a notification.
+    /// Discards unused answers and a pending notification.
     void forgetScript() {
         const std::lock_guard lock(_mutex);
         _script.clear();
         _notified = false;
     }
-    /// The next notifications wake nobody, as when another process takes them.
+    /// The next notifications wake nobody, as if another process took them.
     void loseNotifications(int count) {
         const std::lock_guard lock(_mutex);
         _deaf = count;
@@ -77,7 +77,7 @@ public:
         const std::lock_guard lock(_mutex);
         return _timeouts;
     }
-    /// Whether a notification waits for somebody to take it.
+    /// Whether a notification is pending.
     bool isNotified() const {
         const std::lock_guard lock(_mutex);
         return _notified;

@@ -1,5 +1,5 @@
-// What the tests of shared memory have in common: recorded reports, a name of its own, and the certainty at the end
-// that the registry's lock is free.
+// Shared by the tests of shared memory: recorded reports, a unique name, and a check at the end that the registry's
+// lock is free.
 #pragma once
 
 #include <chrono>
@@ -26,7 +26,7 @@ protected:
         EXPECT_EQ(MSharedMem_Unlink(_kept), 1);
     }
 
-    /// Another thread can use the registry: whatever was called before has left the lock.
+    /// Another thread can use the registry: earlier calls have released the lock.
     void expectFreeRegistry() {
         std::promise<std::size_t> size;
         std::thread other([&] { size.set_value(MSharedMem_GetSize(_kept)); });
@@ -35,7 +35,7 @@ protected:
             ADD_FAILURE() << "the registry's lock was not left";
             std::abort();  // the thread would never end
         }
-        other.join();  // with its end, which closes handles, before the next test watches those
+        other.join();  // waits for its end, which closes handles, before the next test watches those
         EXPECT_EQ(answer.get(), 1u);
     }
 
@@ -44,7 +44,7 @@ protected:
     void* _kept;
 };
 
-/// Memory that this process's registry does not know, as if another process had made it.
+/// Memory that this process's registry does not know, as if another process had created it.
 class ForeignMemory {
 public:
     ForeignMemory(const std::string& name, DWORD size)

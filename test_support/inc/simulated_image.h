@@ -1,4 +1,4 @@
-// Small images as a simulator sends them.
+// Small images like those of a simulator.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace test {
 
 constexpr frames::ImageFormat kFormat{900, 20, 1};
 
-/// The image of that number, with a valid strip.
+/// The image with that number, with a valid strip.
 inline std::vector<unsigned char> simulated(std::uint64_t number,
                                             std::int64_t timeStampNs = platform_monotonicNanoseconds()) {
     std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));

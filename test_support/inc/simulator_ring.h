@@ -1,4 +1,4 @@
-// A simulator's side of the ring, for tests: lays "DorVenImages", writes images, signals "DorVenImagesEvent".
+// A simulator's side of the ring, for tests: creates "DorVenImages", writes images, signals "DorVenImagesEvent".
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ public:
     SimulatorRing(const SimulatorRing&) = delete;
     SimulatorRing& operator=(const SimulatorRing&) = delete;
 
-    /// Lays the ring, or lays it anew.
+    /// Creates or recreates the ring.
     void lay(std::size_t lines) {
         MMemLineFifo_Create(_memory, lines, sizeof(image_road::ImageLineHeader) + _pixelBytes);
     }
@@ -57,7 +57,7 @@ private:
     void* _memory = nullptr;
 };
 
-/// Gives back every link to the ring's memory that this process holds: a camera keeps those of rings laid anew.
+/// Returns every link to the ring's memory that this process holds: a camera keeps those of recreated rings.
 inline void dropImagesMemory() {
     const void* const memory = MSharedMem_Link(image_road::kImagesMemory);
     while (MSharedMem_GetName(memory)) MSharedMem_Unlink(const_cast<void*>(memory));

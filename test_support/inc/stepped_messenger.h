@@ -1,4 +1,4 @@
-// A messenger with real fifos, whose waits a test plays one by one: no case takes time.
+// A messenger with real fifos, whose waits a test plays one by one, so that no case takes time.
 #pragma once
 
 #include <memory>
@@ -13,7 +13,7 @@ namespace test {
 class SteppedMessenger : public IPMessenger {
 public:
     explicit SteppedMessenger(const std::shared_ptr<Comm>& comm) : IPMessenger(comm) {
-        _receiver.reset();  // gives the reader's mark to the next one
+        _receiver.reset();  // frees the reader's mark for the next one
         _receiver = IPMessageReceiver::create(comm->responseId(), comm->responseSize() + sizeof(FrameHeader), event);
     }
     ~SteppedMessenger() override { close(); }
@@ -21,7 +21,7 @@ public:
     using IPMessenger::last;
     using IPMessenger::setStep;
 
-    /// Lets the thread have one wait that is signalled, or one that times out, and waits until it has done its part.
+    /// Gives the thread one signalled wait, or one that times out, and waits until the thread has processed it.
     void signal() { play(1); }
     void timeOut() { play(-1); }
 

@@ -1,4 +1,4 @@
-// Time in tests: waiting for what comes, and how long something takes.
+// Time in tests: waiting for an event, and measuring durations.
 #pragma once
 
 #include <algorithm>
@@ -7,8 +7,9 @@
 
 namespace test {
 
-/// Seconds that the quickest of some calls took, each of which measures itself: a busy machine may hold up one, not
-/// each. No further one is made when one was quick enough.
+/// Seconds that the fastest of some calls took, each of which measures itself: a busy machine may delay one, but not
+/// all.
+/// Stops after the first call that was fast enough.
 template <typename Call>
 double quickestOf(int calls, double enough, Call&& call) {
     double quickest = call();
@@ -24,7 +25,7 @@ double secondsOf(Call&& call) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// Waits for a condition that another thread, or process, brings about.
+/// Waits until another thread or process makes a condition true.
 template <typename Condition>
 bool becomesTrue(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(60)) {
     const auto end = std::chrono::steady_clock::now() + limit;

@@ -1,4 +1,4 @@
-// A folder of its own for a test, removed with all its files at the end.
+// A separate folder for a test, removed with all its files at the end.
 #pragma once
 
 #include <filesystem>
@@ -15,10 +15,10 @@ public:
 
     std::string path() const { return _path.string(); }
 
-    /// Path of an entry in it; '/' separates further folders, which are made.
+    /// Path of an entry in it; '/' separates further folders, which are created.
     std::string path(const std::string& name) const;
 
-    /// Writes a file, byte for byte. @return its path.
+    /// Writes a file, byte for byte. @return Its path.
     std::string file(const std::string& name, const std::string& content) const;
 
 private:

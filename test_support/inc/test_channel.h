@@ -1,4 +1,4 @@
-// A channel for messengers under test, with a peer that is no messenger: it writes and reads frames by hand.
+// A channel for messengers under test, and a peer that is not a messenger: it writes and reads frames directly.
 #pragma once
 
 #include <atomic>
@@ -86,10 +86,10 @@ struct Frame {
     Payload payload;
 };
 
-/// The other side of a messenger, by hand.
+/// The other side of a messenger, controlled by the test.
 class RawPeer {
 public:
-    /// @param ids  The peer's own: mirrored those of the messenger.
+    /// @param ids  The peer's own ids: those of the messenger, swapped.
     explicit RawPeer(const Ids& ids, std::size_t sendBytes = 8, std::size_t receiveBytes = 8)
         : sender(IPMessageSender::create(ids.asking, sendBytes + 16)),
           receiver(IPMessageReceiver::create(ids.answering, receiveBytes + 16)),
@@ -101,7 +101,7 @@ public:
         sender->notify();
     }
 
-    /// The messenger's next frame, or none in time.
+    /// The messenger's next frame; none when it does not come in time.
     std::optional<Frame> receive(std::chrono::milliseconds limit = std::chrono::seconds(60)) const {
         const auto end = std::chrono::steady_clock::now() + limit;
         Frame frame{{}, Payload(_receiveBytes)};
@@ -114,7 +114,7 @@ public:
         return std::nullopt;
     }
 
-    /// Sends a request and takes its answer, so that both directions of the link stand.
+    /// Sends a request and takes its answer, so that both directions of the link work.
     bool meet() const {
         send({1, 0, 0xABCDEF}, Payload(8, 0));
         const auto answer = receive();
@@ -128,7 +128,7 @@ private:
     std::size_t _receiveBytes;
 };
 
-/// An event on which a wait with a limit lasts as long as a busy machine takes for an answer.
+/// An event on which a wait with a limit lasts as long as a busy machine needs for an answer.
 class PatientEvent : public MProcessEvent {
 public:
     using MProcessEvent::MProcessEvent;
@@ -139,7 +139,7 @@ private:
     static constexpr double kPatienceS = 60.0;
 };
 
-/// A messenger whose send gives up only when its request was truly lost: for tests of what is answered, not of when.
+/// A messenger whose send gives up only when its request was really lost: for tests of what is answered, not of when.
 class PatientMessenger : public IPMessenger {
 public:
     static std::shared_ptr<PatientMessenger> create(const std::shared_ptr<Comm>& comm) {
@@ -148,7 +148,7 @@ public:
         messenger->start(kest::dorven::startStandardThread);
         return messenger;
     }
-    /// Whether it waits so long, or as the product does: for a test that asks until it is heard.
+    /// Whether it waits that long, or as the product does: for a test that asks until it gets an answer.
     void setPatient(bool patient) { _patience->patient = patient; }
 
 private:
@@ -158,7 +158,7 @@ private:
         std::make_shared<PatientEvent>((_comm->requestId() + "_finished").c_str());
 };
 
-/// A point that one thread waits at until another opens it.
+/// A point where one thread waits until another opens it.
 class Gate {
 public:
     void open() {
@@ -166,14 +166,14 @@ public:
         _open = true;
         _changed.notify_all();
     }
-    /// Says that somebody stands here, and waits.
+    /// Reports an arrival, and waits.
     void pass() {
         std::unique_lock lock(_mutex);
         _reached = true;
         _changed.notify_all();
         _changed.wait_for(lock, std::chrono::seconds(60), [this] { return _open; });
     }
-    /// @return Whether somebody stands at the gate, or has passed it.
+    /// @return Whether somebody is at the gate, or has passed it.
     bool awaitArrival(std::chrono::milliseconds limit = std::chrono::seconds(60)) {
         std::unique_lock lock(_mutex);
         return _changed.wait_for(lock, limit, [this] { return _reached; });

@@ -1,4 +1,4 @@
-// Gives a test process, with its children, named objects of its own, so that tests run in parallel.
+// Gives a test process and its children separate named objects, so that tests run in parallel.
 #pragma once
 
 #include <cstdlib>
@@ -15,7 +15,7 @@ class ObjectNamespace {
 public:
     ObjectNamespace() {
         const char* const given = std::getenv(kVariable);
-        if (given && *given) return;  // a child: its parent's
+        if (given && *given) return;  // a child: uses its parent's
         _name = "test-" + std::to_string(::getpid());
         ::setenv(kVariable, _name.c_str(), 1);
     }

@@ -1,4 +1,4 @@
-// main of every test program: plays the child role that the command line names, else runs the tests.
+// main of every test program: runs the child role that the command line names, otherwise the tests.
 #include <gmock/gmock.h>
 
 #include "child_process.h"

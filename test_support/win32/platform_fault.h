@@ -1,6 +1,6 @@
 // Overrides a platform call in a test program, for every caller in it: PLATFORM_FAULT at file scope defines a hook,
 // and the call is listed under FAULTS of dorven_add_test. While the hook is empty the real call runs.
-// Imported calls go through a pointer __imp_NAME; one defined here stands before the import library's.
+// Imported calls go through a pointer __imp_NAME; one defined here replaces the import library's.
 #pragma once
 
 #include <atomic>

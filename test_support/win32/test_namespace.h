@@ -1,4 +1,4 @@
-// Windows has no name spaces of objects to choose from; tests use unique names and a CTest resource lock.
+// Windows has no selectable name spaces of objects; tests use unique names and a CTest resource lock.
 #pragma once
 
 namespace test {
