@@ -1,5 +1,5 @@
-// The limit that the image road is measured against: a ring of slots and a futex word in shared memory, with nothing
-// around them. One writer, one reader; no checks, no marks, no names beyond the one file.
+// The limit for the path of the images: a ring of slots and a futex word in shared memory, and nothing else. One
+// writer, one reader; no checks, no marks, no names except that of the one file.
 #pragma once
 
 #include <atomic>
@@ -11,7 +11,7 @@ namespace bench {
 
 class BareRing {
 public:
-    /// Creates the memory, or opens what the other process has created.
+    /// Creates the memory, or opens the other process's memory.
     BareRing(const std::string& name, std::size_t slots, std::size_t slotBytes, bool create);
     ~BareRing();
     BareRing(const BareRing&) = delete;
@@ -20,10 +20,10 @@ public:
     unsigned char* writeSlot();
     void put();
     bool isFull() const;
-    const unsigned char* readSlot();  // null: none waits
+    const unsigned char* readSlot();  // null: no slot waits
     void release();
 
-    /// An auto-reset signal on the shared futex word, and the wait for it, with a limit of 2 s as the image source has.
+    /// An auto-reset signal on the shared futex word, and the wait for it, with a limit of 2 s like the image source's.
     void signal();
     void wait();
 
@@ -44,9 +44,9 @@ private:
     Header* _header;
 };
 
-/// The futex word alone, in memory shared by name: what an event between processes costs at least.
+/// Only the futex word, in memory shared by name: the least that an event between processes costs.
 void futexSet(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters);
-/// @param limitMs  0 waits for ever.
+/// @param limitMs  0: no limit.
 /// @return         False when the limit passed.
 bool futexWait(std::atomic<std::uint32_t>& word, std::atomic<std::uint32_t>& waiters, int limitMs);
 

@@ -1,5 +1,5 @@
-// Base64 in memory, both ways, beside OpenSSL's block functions and GLib's step functions: all four write into a buffer
-// that is there. In turns of one run.
+// Base64 in memory, both directions, compared with OpenSSL's block functions and GLib's step functions: all write into
+// an existing buffer. Measured in turns within one run.
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -48,7 +48,7 @@ struct Peer {
     std::function<std::size_t()> call;
 };
 
-// Ours and the peers in turns.
+// Measures ours and the peers in turns.
 void compare(const std::string& what, std::size_t size, std::size_t expected, const std::function<std::size_t()>& ours,
              const std::vector<Peer>& peers, std::vector<bench::Result>& results) {
     std::vector<double> own;

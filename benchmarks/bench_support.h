@@ -1,4 +1,4 @@
-// What the benchmarks share: a second process in a role, placement on processors, medians, and the ratio table.
+// Shared by the benchmarks: a second process in a role, placement on processors, medians, and the table of ratios.
 #pragma once
 
 #include <cstddef>
@@ -7,22 +7,22 @@
 
 namespace bench {
 
-/// Starts this program again with further arguments; waited for by joinChild.
+/// Starts this program again with further arguments; wait for it with joinChild.
 int startChild(const std::vector<std::string>& arguments);
 
-/// Starts another program; waited for by joinChild.
+/// Starts another program; wait for it with joinChild.
 int startProgram(const std::string& path, const std::vector<std::string>& arguments);
 
-/// Waits for a child's end. @return its exit code.
+/// Waits for a child's end. @return Its exit code.
 int joinChild(int child);
 
-/// Keeps this thread, and children started from it, on one processor; -1 lets them run anywhere.
+/// Keeps this thread, and children that it starts, on one processor; -1: on any.
 void placeOn(int processor);
 
-/// Whole microseconds would hide what is measured here: nanoseconds of the monotonic clock.
+/// Nanoseconds of the monotonic clock, because microseconds would be too coarse here.
 long long now();
 
-/// Nanoseconds that this thread has run: what else the machine does meanwhile does not count.
+/// Nanoseconds that this thread has run, so that other load on the machine does not count.
 long long threadTime();
 
 /// 0 for none. Reorders its argument, as frames::percentile does.
@@ -30,19 +30,19 @@ double median(std::vector<double>& values);
 
 enum class Aim { atMost, atLeast };
 
-/// One line of a result: what was measured, ours and the limit's value, their ratio and the aim.
+/// One line of a result: what was measured, our value and the limit's, their ratio and the aim.
 struct Result {
     std::string name;
     std::string unit;
     double ours;
     double limit;
-    double aim;  // ratio that is wanted
+    double aim;  // required ratio
     Aim kind = Aim::atMost;
 };
 
 /// Prints results as a table.
 ///
-/// @param peer  What ours stands beside.
+/// @param peer  What ours is compared with.
 /// @return false when a ratio misses its aim.
 bool report(const std::string& title, const std::vector<Result>& results, const char* peer = "bare limit");
 

@@ -1,5 +1,5 @@
-// Messages of 40 bytes through the byte fifo: between two threads beside boost's ring for one producer and one
-// consumer, and put and got on one thread beside a bare ring of that type.
+// Messages of 40 bytes through the byte fifo: between two threads, compared with boost's ring for one producer and one
+// consumer; and put and taken on one thread, compared with a bare ring of that type.
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -52,7 +52,7 @@ private:
     boost::lockfree::spsc_queue<Message, boost::lockfree::capacity<kCapacity>> _queue;
 };
 
-// Slots of one type and two indices; each store of an index is a full barrier, as the fifo's is.
+// Slots of one type and two indices; each store of an index is a full barrier, like the fifo's.
 class BareTypedRing {
 public:
     bool put(const Message& message) {
@@ -84,7 +84,7 @@ void expectNumber(const Message& message, std::uint64_t value) {
     std::exit(1);
 }
 
-/// Nanoseconds per message from one thread to another. A side that finds the ring full or empty gives way.
+/// Nanoseconds per message from one thread to another. A side that finds the ring full or empty yields.
 template <typename Queue>
 double betweenThreads() {
     constexpr std::uint64_t kMessages = 200'000;
@@ -106,7 +106,7 @@ double betweenThreads() {
     return static_cast<double>(bench::now() - begin) / kMessages;
 }
 
-/// Nanoseconds to put one message and to get it again.
+/// Nanoseconds to put one message and take it again.
 template <typename Queue>
 double onOneThread() {
     constexpr std::uint64_t kMessages = 500'000;

@@ -1,6 +1,7 @@
-// Event round trip between two processes: MProcessEvent beside a bare shared futex word, in turns of one run. Waits
-// with a limit stand beside bare waits with a limit, endless ones beside endless ones: arming the kernel's timer has
-// its price on either side.
+// Event round trip between two processes: MProcessEvent compared with a bare shared futex word, in turns within one
+// run.
+// Waits with a limit are compared with bare waits with a limit, endless ones with endless ones, because starting the
+// kernel's timer costs time on either side.
 #include <cstdio>
 #include <memory>
 #include <string>

@@ -1,5 +1,5 @@
-// Faked images: their pace beside a bare loop of waits with the same period in whole milliseconds, in turns of one run.
-// The waits for a simulator that come before are answered at once.
+// Pace of faked images, compared with a bare loop of waits with the same period in whole milliseconds, in turns within
+// one run. The waits for a simulator before them end at once.
 #include <atomic>
 #include <cmath>
 #include <cstdio>
@@ -19,7 +19,7 @@ constexpr int kTurns = 15;
 constexpr double kTurnSeconds = 0.3;
 constexpr double kRates[] = {30.0, 60.0, 100.0, 200.0, 500.0};
 
-/// An event of its own on which nobody signals; a wait for a simulator is over at once.
+/// A private event that nobody signals; a wait for a simulator ends at once.
 class NoSimulator : public MProcessEvent {
 public:
     NoSimulator() : MProcessEvent(nullptr) {}

@@ -1,5 +1,5 @@
-// Reading lines and replacing a file safely, beside what a program would use instead, in turns of one run. Files stand
-// in the current folder's file system: a safe replacement is measured against a real disk.
+// Reading lines and replacing a file safely, compared with what a program would otherwise use, in turns within one run.
+// The files are in the current folder's file system, so that a safe replacement is measured on a real disk.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -66,7 +66,7 @@ std::size_t linesByGetline() {
     return count;
 }
 
-// A program that asks for the length of each line has to look through it once more.
+// A program that needs the length of each line must search it once more.
 template <typename Check>
 std::size_t linesByFgets(Check check) {
     std::FILE* const file = std::fopen(kTextName, "r");
@@ -88,7 +88,7 @@ std::size_t linesByFgetsAndStrlen() {
     return linesByFgets([](const char* line) { return std::strlen(line) == kLineBytes; });
 }
 
-// Processor time, the system's included: the file lies in memory, and nothing else of a busy machine counts.
+// Processor time including the system's: the file is in memory, and other load on the machine does not count.
 long long processorTime() {
     timespec time{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);

@@ -1,6 +1,6 @@
-// Hand-over of images from a writing process to a reading one: ours, into the host's callback, beside GStreamer's pair
-// shmsink and shmsrc, which share memory too and signal over a socket, in turns of one run. No byte of an image is
-// copied on either road. Built where GStreamer is installed (Debian: libgstreamer1.0-dev gstreamer1.0-plugins-bad).
+// Hand-over of images from a writing to a reading process: ours, into the host's callback, compared with GStreamer's
+// pair shmsink and shmsrc, which also share memory and signal over a socket, in turns within one run. Neither copies
+// any byte of an image. Built where GStreamer is installed (Debian: libgstreamer1.0-dev gstreamer1.0-plugins-bad).
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -41,7 +41,7 @@ GstElement* makePipeline(const std::string& description) {
     return pipeline;
 }
 
-/// Pushes straight into the sink from the caller's thread, into memory that is the sink's own: no queue, no copy.
+/// Pushes directly into the sink from the caller's thread, into the sink's own memory: no queue, no copy.
 class GStreamerWriter : public bench::ImageWriter {
 public:
     explicit GStreamerWriter(const std::string& object)
@@ -75,7 +75,7 @@ public:
         gst_buffer_unmap(_image, &_map);
         if (gst_pad_push(_pad, std::exchange(_image, nullptr)) != GST_FLOW_OK) fail("shmsink took no image");
     }
-    /// The sink returns from the end of the stream when the reader has given everything back.
+    /// At the end of the stream, the sink returns when the reader has returned everything.
     bool isDrained() override {
         gst_pad_push_event(_pad, gst_event_new_eos());
         return true;
@@ -105,7 +105,7 @@ private:
     GstMapInfo _map{};
 };
 
-/// Gives each image back at once; a sink that kept the last one would let the writer wait for ever.
+/// Returns each image at once, because a sink that keeps the last one would block the writer for ever.
 class GStreamerReader : public bench::ImageReader {
 public:
     GStreamerReader(const std::string& object, bench::ImageSink sink)
@@ -126,7 +126,7 @@ public:
     }
 
 private:
-    // The source finds the socket only once the writer, which comes later, listens there.
+    // The source finds the socket only when the writer, which starts later, listens on it.
     void start(const std::string& socket) {
         while (!_stopped) {
             if (access(socket.c_str(), F_OK) == 0 &&
@@ -160,7 +160,7 @@ const bench::Road kGStreamer{
         return std::make_unique<GStreamerReader>(object, std::move(sink));
     }};
 
-// Of each turn.
+// Figures of each turn.
 struct Figures {
     std::vector<double> p50, p99, cpu;
 

@@ -16,7 +16,7 @@ struct Watch {
     bool over;
 };
 
-// Called in the source's thread. The source leaves no number out, so the images' numbers are their count.
+// Called in the source's thread. The source skips no number, so the images' numbers are their count.
 void noteImage(GstElement*, GstBuffer* image, GstPad*, gpointer data) {
     Watch& watch = *static_cast<Watch*>(data);
     if (watch.over || watch.record.note(GST_BUFFER_OFFSET(image), now())) return;

@@ -1,4 +1,4 @@
-// GStreamer's live test source, as the peer whose pace and processor time the simulator's stand beside.
+// GStreamer's live test source, the peer for the simulator's pace and processor time.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace bench {
 
-/// Runs videotestsrc with 1280 x 1024 bytes an image in this process, and notes each image when the source hands it to
-/// a sink that does nothing. Ends the program, with the reason, when that cannot be done.
+/// Runs videotestsrc with 1280 x 1024 bytes per image in this process, and notes each image when the source passes it
+/// to a sink that does nothing. If that fails, ends the program with the reason.
 ///
-/// @param pattern  Of videotestsrc.
+/// @param pattern  Pattern of videotestsrc.
 Pace paceOfTestSource(const std::string& pattern, int framesPerSecond, double seconds);
 
 }  // namespace bench

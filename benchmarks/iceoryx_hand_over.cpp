@@ -1,6 +1,6 @@
-// Hand-over of images from a writing process to a reading one: ours, into the host's callback, beside iceoryx, a public
-// library that carries whole messages between processes without a copy, in turns of one run. Built where iceoryx is
-// installed (Debian: libiceoryx-posh-dev, and iceoryx for its daemon, which this program starts and ends).
+// Hand-over of images from a writing to a reading process: ours, into the host's callback, compared with iceoryx, a
+// public library that passes whole messages between processes without a copy, in turns within one run. Built where
+// iceoryx is installed (Debian: libiceoryx-posh-dev, and iceoryx for its daemon, which this program starts and ends).
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
     if (argc > 1) return measure();
     const int daemon = bench::startProgram(
         "/bin/sh", {"-c", "exec iox-roudi --monitoring-mode off --log-level error >/dev/null 2>&1"});
-    // In a process of its own, which is gone before the daemon: the daemon ends whoever is still joined to it.
+    // In a separate process, which ends before the daemon: the daemon ends every process that is still registered.
     const int exitCode = bench::joinChild(bench::startChild({"measure"}));
     kill(daemon, SIGTERM);
     bench::joinChild(daemon);

@@ -1,6 +1,6 @@
 // Hand-over of images from a writing process into the host's callback: the image source with its ring and event,
-// beside a bare ring and futex word, in turns of one run. No byte of an image is copied on either road; the writer
-// stamps the time just before it publishes a slot.
+// compared with a bare ring and futex word, in turns within one run. Neither copies any byte of an image; the writer
+// stores the time just before it publishes a slot.
 #include <cstdlib>
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
-// What the road of images bears and costs: images per second as fast as the writer can, processor time per image,
-// memory over a long run. The image source with its ring and event, beside a bare ring that signals as often, in turns
-// of one run.
+// Throughput and cost of the path of the images: images per second as fast as the writer can, processor time per image,
+// memory over a long run. The image source with its ring and event, compared with a bare ring that signals as often, in
+// turns within one run.
 #include <cstdio>
 #include <cstdlib>
 #include <functional>

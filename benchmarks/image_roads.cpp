@@ -144,7 +144,7 @@ void writeOne(unsigned char* slot, std::uint64_t counter, bool everyByte) {
     std::memcpy(slot + offsetof(image_road::ImageLineHeader, timeStampS), &seconds, sizeof seconds);
 }
 
-// What the reader notes while images come in.
+// What the reader records while images arrive.
 struct Notes {
     int images = 0;
     long long firstAt = 0, lastAt = 0;

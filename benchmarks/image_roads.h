@@ -1,6 +1,6 @@
-// Roads that carry whole images from a writing process to a reading one: ours, from the simulator's calls to the host's
-// callback; a bare ring with a futex word, as the limit; and others that are put beside them. A benchmark sends the
-// same load over two of them in turns.
+// Paths that carry whole images from a writing process to a reading one: ours, from the simulator's calls to the host's
+// callback; a bare ring with a futex word, as the limit; and others for comparison. A benchmark sends the same load
+// over two of them in turns.
 #pragma once
 
 #include <cstddef>
@@ -22,21 +22,21 @@ constexpr std::size_t kLines = 8;  // images that may wait
 class ImageWriter {
 public:
     virtual ~ImageWriter() = default;
-    /// kLineBytes to write the next image to; null while the road is full.
+    /// kLineBytes for the next image; null while the path is full.
     virtual unsigned char* slot() = 0;
-    /// Hands the slot's image over and wakes the reader.
+    /// Publishes the slot's image and wakes the reader.
     virtual void publish() = 0;
     /// Whether the reader has taken all images.
     virtual bool isDrained() = 0;
 };
 
-/// Reads on a thread of its own while it lives.
+/// Reads on a separate thread as long as it exists.
 class ImageReader {
 public:
     virtual ~ImageReader() = default;
 };
 
-/// Called for each image by the reader's thread, with the time stamp in microseconds.
+/// The reader's thread calls it for each image, with the time stamp in microseconds.
 using ImageSink = std::function<void(std::uint64_t counter, double stampUs)>;
 
 struct Road {
@@ -49,25 +49,25 @@ extern const Road kBare;
 
 struct Load {
     int images = 1'000;
-    std::int64_t gapNanoseconds = 0;  // 0: as fast as it goes
-    bool everyByte = false;           // written by the writer; else the line's header alone
+    std::int64_t gapNanoseconds = 0;  // 0: as fast as possible
+    bool everyByte = false;           // whether the writer writes all bytes; otherwise only the line's header
 };
 
 struct Carried {
-    std::vector<double> latenciesUs;  // of loads with a gap: from the writer's stamp into the sink
+    std::vector<double> latenciesUs;  // for loads with a gap: from the writer's stamp to the sink
     double imagesPerSecond;           // from the first to the last image, as the reader sees them
     double cpuUsPerImage;             // of both processes, from the first to the last image
     long growthKiB;                   // resident memory of the reading process, from image 1,000 to the last
     long heapGrowthBytes;             // the same for its heap
 };
 
-/// Sends a load over a road, from a second process into this one. Ends the program when images are missing.
+/// Sends a load over a path, from a second process into this one. Ends the program when images are missing.
 Carried carryImages(const Road& road, const Load& load);
 
-/// The time stamp of a line as the record has it: whole microseconds, so that all roads round alike.
+/// The time stamp of a line as in the record: whole microseconds, so that all paths round in the same way.
 double stampOf(const unsigned char* line);
 
-/// For main: the second process's part, when the command line asks for it. @return its exit code; -1: it does not.
+/// For main: runs the second process's part if the command line requests it. @return Its exit code; -1: not requested.
 int writeImages(const std::vector<Road>& roads, int argc, char** argv);
 
 }  // namespace bench

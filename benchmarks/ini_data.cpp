@@ -1,5 +1,5 @@
-// An ini file of 1 MB with comments: reading it, asking it and writing it back, beside GLib's key files and SimpleIni.
-// In turns of one run.
+// An ini file of 1 MB with comments: reading, querying and writing it, compared with GLib's key files and SimpleIni.
+// Measured in turns within one run.
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -10,7 +10,7 @@
 #include "MIniData.h"
 #include "bench_support.h"
 
-// Behind ours: it has TRUE and FALSE for itself.
+// After our headers, which define TRUE and FALSE themselves.
 #undef TRUE
 #undef FALSE
 #define SI_NO_CONVERSION  // bytes as they are
@@ -119,7 +119,7 @@ void compareGetters(const MIniData& data, GKeyFile* file, std::vector<bench::Res
                         },
                         {}};
     Contender theirNumber{[&] {
-                              // The units behind the number are refused, but the number is read.
+                              // The unit after the number is refused, but the number is read.
                               for (const auto& [section, key] : asked) {
                                   g_key_file_get_int64(file, section.c_str(), key.c_str(), nullptr);
                               }

@@ -1,6 +1,7 @@
-// Reading entries that replace earlier ones of their section: what a line costs among many beside what it costs among
-// few. If each replacement looked for the earlier line, the ratio would be that of the numbers, 16. In turns of one
-// run.
+// Reading entries that replace earlier ones of their section: the cost of a line among many, compared with that among
+// few.
+// If each replacement searched for the earlier line, the ratio would be that of the numbers, 16. Measured in turns
+// within one run.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -17,7 +18,7 @@ constexpr int kMany = 20'000;
 
 std::string lineOf(int number) { return "parameter_" + std::to_string(100'000 + number) + "=1\n"; }
 
-// Each name twice: upwards, then downwards, so that both the way to a line and the gap behind it would show.
+// Each name twice: first ascending, then descending, so that both the search for a line and closing its gap would show.
 std::string repeated(int entries) {
     std::string content = "[s]\n";
     for (int number = 0; number < entries; ++number) content += lineOf(number);

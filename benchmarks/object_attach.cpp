@@ -1,6 +1,6 @@
-// Attaching to a named block of memory that another process holds, mapping it and letting go of both: what the
-// platform layer's promises (a name lives as long as its holders, never longer) cost beside the plain calls that
-// promise nothing, in turns of one run.
+// Attaching to a named block of memory that another process holds, mapping it and releasing both. Compares the cost of
+// the platform layer's promise (a name exists exactly as long as its holders) with the plain calls, which promise
+// nothing, in turns within one run.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -26,7 +26,7 @@ constexpr DWORD kBytes = 4096;
     std::exit(1);
 }
 
-// The second process: holds the object until it is told to end.
+// The second process: holds the object until told to end.
 int hold(const std::string& name) {
     if (!CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kBytes, name.c_str())) return 1;
     const HANDLE ready = OpenEventA(EVENT_ALL_ACCESS, FALSE, (name + "_ready").c_str());
@@ -50,7 +50,7 @@ void attachPlain(const std::string& name) {
     if (memory == MAP_FAILED || munmap(memory, bytes) != 0 || close(descriptor) != 0) fail("mmap");
 }
 
-// Microseconds per attach, map and detach of one turn.
+// Microseconds in one turn to attach, map and detach.
 template <typename Attach>
 double measure(Attach attach, const std::string& name) {
     const long long start = bench::now();

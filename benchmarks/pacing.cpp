@@ -1,6 +1,6 @@
-// Pacing and processor time of dorven-simulator, as a program with one reader on its ring, beside GStreamer's live test
-// source with the same size, rate and like pattern, in turns of one run, each in a process of its own. Built where
-// GStreamer is installed (Debian: libgstreamer1.0-dev gstreamer1.0-plugins-base).
+// Pacing and processor time of the program dorven-simulator with one reader on its ring, compared with GStreamer's live
+// test source with the same size and rate and a similar pattern, in turns within one run, each in a separate process.
+// Built where GStreamer is installed (Debian: libgstreamer1.0-dev gstreamer1.0-plugins-base).
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -50,7 +50,7 @@ std::string simulatorPath() { return thisProgram().replace_filename("dorven-simu
 
 std::string quoted(const std::string& path) { return std::string(1, '\'') + path + "'"; }
 
-/// What a command of the shell writes to its standard output.
+/// The standard output of a shell command.
 std::string outputOf(const std::string& command) {
     FILE* const pipe = popen(command.c_str(), "r");
     if (!pipe) throw std::runtime_error("cannot start " + command);
@@ -63,7 +63,7 @@ std::string outputOf(const std::string& command) {
 
 // ---- ours
 
-/// The program, until the owner's end. Its ring outlasts the moments for which a virtual machine gets no processor.
+/// The program, until this object is destroyed. Its ring bridges moments in which a virtual machine gets no processor.
 class SimulatorProcess {
 public:
     SimulatorProcess(const std::string& pattern, int framesPerSecond) {
@@ -109,7 +109,7 @@ public:
     void release() { MMemLineFifo_ReleaseLine(_memory); }
 
 private:
-    // The memory is there at the first signal.
+    // The memory exists at the first signal.
     void attach() {
         waitForSignal();
         _memory = MSharedMem_Link(image_road::kImagesMemory);
@@ -176,7 +176,7 @@ double median(const std::vector<Pace>& turns, double Pace::*figure) {
     return bench::median(values);
 }
 
-/// The medians, but the greatest of the greatest and the sum of what is missing.
+/// The medians, but the greatest of all maxima and the sum of missing images.
 Pace summary(const std::vector<Pace>& turns) {
     Pace pace;
     for (double Pace::*const figure : {&Pace::lateP50Us, &Pace::lateP99Us, &Pace::framesPerSecond, &Pace::cpuShare})
@@ -207,7 +207,7 @@ Compared compare(const std::string& ours, const char* peers, int framesPerSecond
     return {summary(published), summary(arrived), summary(peer)};
 }
 
-/// Per image, since a source that falls behind its rate makes fewer of them.
+/// Per image, because a source that falls behind its rate makes fewer of them.
 double cpuPerImageUs(const Pace& pace) {
     return pace.framesPerSecond > 0.0 ? pace.cpuShare * 1e4 / pace.framesPerSecond : 0.0;
 }

@@ -1,7 +1,7 @@
-// What drawing a pattern costs the simulator: processor time per image of 1280 x 1024 with its check sum and strip, in
-// a ring of nine images as the simulator has it, and the share of one core that this is at 200 images per second. The
-// aim is 10 % at most, with 8 bits; a bare copy of the image and its check sum stand beside it. BM_Replay shows a
-// larger picture through a moving window.
+// Cost of drawing a pattern for the simulator: processor time per image of 1280 x 1024 with its check sum and strip, in
+// a ring of nine images like the simulator's, and the resulting share of one core at 200 images per second. The aim is
+// 10 % at most, with 8 bits; for comparison, a bare copy of the image and its check sum. BM_Replay shows a larger
+// picture through a moving window.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -27,7 +27,7 @@ constexpr frames::ImageFormat kFormat{1280, 1024, 1};
 
 frames::ImageFormat withBytes(std::size_t bytesPerPixel) { return {kFormat.width, kFormat.height, bytesPerPixel}; }
 
-/// Draws frame after frame into the slots of a ring. draw(pixels, frame, before) answers the CRC.
+/// Draws frame after frame into the slots of a ring. draw(pixels, frame, before) returns the CRC.
 template <typename Draw>
 void drawInRing(benchmark::State& state, const frames::ImageFormat& format, Draw draw) {
     std::vector<std::vector<std::uint8_t>> slots(kSlots, std::vector<std::uint8_t>(format.bytes()));
@@ -71,7 +71,7 @@ void BM_Replay(benchmark::State& state) {
     });
 }
 
-// What each image would cost if all of it were written and summed up.
+// What each image would cost if all of it were written and its CRC computed.
 void BM_CopyAndCrc(benchmark::State& state) {
     const std::vector<std::uint8_t> image(kFormat.bytes(), 7);
     drawInRing(state, kFormat, [&](std::uint8_t* pixels, std::uint64_t, std::optional<std::uint64_t>) {
@@ -80,7 +80,7 @@ void BM_CopyAndCrc(benchmark::State& state) {
     });
 }
 
-/// Shows the table and remembers what missed the aim.
+/// Shows the table and remembers which rows missed the aim.
 class AimReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {

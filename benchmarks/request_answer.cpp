@@ -1,7 +1,7 @@
-// A request and its answer between two processes on one processor: 40 bytes there and 40 bytes back. The ends of our
-// link (a message written, signalled, awaited, read) beside a bare pair of rings with futex words and beside a pair of
-// Unix packet sockets. Then the whole messenger: its owner hands each request to the messenger's thread and gets the
-// answer from there, so the two beside it hand over to a thread in the same way.
+// A request and its answer between two processes on one processor, 40 bytes in each direction. The ends of our link (a
+// message written, signalled, awaited, read) are compared with a bare pair of rings with futex words and with a pair of
+// Unix packet sockets. Then the whole messenger: its owner passes each request to the messenger's thread and gets the
+// answer from there, so both peers pass it to a thread in the same way.
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -45,7 +45,7 @@ using Message = std::array<unsigned char, kMessageBytes>;
     std::exit(1);
 }
 
-/// One process's end of a road that carries messages both ways.
+/// One process's end of a path that carries messages both ways.
 struct End {
     virtual ~End() = default;
     virtual void send(const Message& message) = 0;
@@ -123,7 +123,7 @@ int connectTo(const std::string& name) {
     return descriptor;
 }
 
-/// Answers that many messages with themselves, and leaves at one more: until then the last answer has to be readable.
+/// Answers that many messages by returning them, and leaves at one more: until then the last answer must stay readable.
 int answerAll(End& end) {
     Message message{};
     for (int round = 0; round < kRounds; ++round) {
@@ -151,7 +151,7 @@ int answerAsMessenger(const std::string& name) {
     return 0;
 }
 
-/// Hands requests of its owner to a thread of its own and gives the answers back, as the messenger does.
+/// Passes requests of its owner to a separate thread and returns the answers, like the messenger.
 class Handed {
 public:
     explicit Handed(End& end) : _end(end), _thread([this] { run(); }) {}
@@ -185,7 +185,7 @@ private:
     std::thread _thread;
 };
 
-/// Median in microseconds of all rounds but the first, which waits for the other process.
+/// Median in microseconds of all rounds except the first, which waits for the other process.
 template <typename Ask>
 double medianOf(Ask&& ask) {
     std::vector<double> times;

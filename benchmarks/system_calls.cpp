@@ -1,6 +1,6 @@
-// Sends images from a second process to the image source, in ways that scripts/count_system_calls.sh counts the system
-// calls of: to a reader that sleeps, to one that is awake, to none; and a grab without a simulator. What is counted
-// lies between two marks that a tracer sees and nobody else notices.
+// Sends images from a second process to the image source in several ways, whose system calls
+// scripts/count_system_calls.sh counts: to a sleeping reader, to a waking one, to none; also a grab without a
+// simulator. The calls are counted between two marks that only a tracer sees.
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -139,9 +139,8 @@ void readAll() {
 
 // ---- a grab without a simulator
 
-/// Marks what lies from the begin of one wait to the begin of the next, and counts the waits. The first is not marked:
-/// in it the process takes its seat among those that wait, which costs one call ever. Waits for a simulator may be
-/// answered at once.
+/// Marks the interval from the start of one wait to the start of the next, and counts the waits. The first one is not
+/// marked: in it the process takes a seat, which costs one call once. Waits for a simulator may be answered at once.
 class MarkedWaits : public MProcessEvent {
 public:
     MarkedWaits(const char* phase, bool skipsSimulator)

@@ -1,5 +1,5 @@
-// MBase64_Decode over any characters, in place and out of place: the same bytes, and what they encode to is the text
-// but for the bits of its last character that no byte takes.
+// MBase64_Decode with any characters, in place and out of place: the results are the same, and encode to the same text
+// except for the bits of its last character that belong to no byte.
 #include <string>
 
 #include "fuzz_target.h"

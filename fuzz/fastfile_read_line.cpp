@@ -1,5 +1,5 @@
-// MFastFileReader::ReadLine in both forms, over any bytes and with the borders of the buffer at any place: the lines
-// are those that a plain walk over the bytes finds.
+// MFastFileReader::ReadLine in both forms, with any bytes and any position of the buffer's borders: the lines equal
+// those that a simple loop over the bytes finds.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Serves a file's bytes from memory, so many at a time.
+// Serves a file's bytes from memory, in portions.
 class MemoryReader : public MFastFileReader {
 public:
     MemoryReader(const std::string& bytes, std::size_t portion) : _bytes(bytes), _portion(portion) {
@@ -54,7 +54,7 @@ std::vector<std::string> linesOf(const std::string& bytes) {
 
 }  // namespace
 
-// The first byte is the size of the portions, 0 for a whole buffer; the second the room of the character form.
+// The first byte is the size of the portions, 0 for a whole buffer; the second is the size of the character buffer.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2) return 0;
     const std::size_t portion = data[0] == 0 ? MFastFile::kBufferSize : data[0];

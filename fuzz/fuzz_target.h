@@ -1,4 +1,4 @@
-// What a fuzz target is, and how it says that the code under test broke its word.
+// The interface of a fuzz target, and how it reports that the code under test broke a promise.
 #pragma once
 
 #include <cstddef>
@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// The target: called with bytes of any kind, again and again in one process.
+/// The target: called with any bytes, again and again in one process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-/// Ends the program, as a crash that the fuzzer records, unless the condition holds.
+/// Ends the program, as a crash that the fuzzer records, unless the condition is true.
 inline void fuzzExpect(bool condition, const char* what) {
     if (condition) return;
     std::fprintf(stderr, "fuzz: %s\n", what);

@@ -1,5 +1,5 @@
-// MIniData over any text and options: lines are accepted or refused for a stated reason, what was accepted reads the
-// same again, and getters and changes work on whatever names came out of it.
+// MIniData with any text and options: lines are accepted or refused for a stated reason, accepted content reads the
+// same again, and getters and changes work with all names in it.
 #include <string>
 
 #include "MIniData.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-// Asks for and changes all that was read; sections and entries are named by texts without a byte 0.
+// Queries and changes everything that was read; sections and entries are named by texts without a byte 0.
 void useAll(MIniData& data) {
     for (const std::string& section : data.GetSectionNames()) {
         for (const std::string& entry : data.GetEntryNames(section.c_str())) {

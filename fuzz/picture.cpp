@@ -1,4 +1,4 @@
-// decodePicture over any bytes: a whole picture, or a reason that a terminal can show.
+// decodePicture with any bytes: gives a whole picture, or a reason that a terminal can show.
 #include "picture.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ std::size_t bigEndian(const std::uint8_t* bytes) {
     return std::size_t{bytes[0]} << 24 | std::size_t{bytes[1]} << 16 | std::size_t{bytes[2]} << 8 | bytes[3];
 }
 
-// Gives each chunk of a PNG file its check sum: hardly any other input gets past them.
+// Corrects the check sum of each chunk of a PNG file, because hardly any other input passes.
 void mendCheckSums(Bytes& file) {
     constexpr std::size_t kSignature = 8;
     for (std::size_t at = kSignature; at + 12 <= file.size();) {
@@ -32,7 +32,7 @@ void mendCheckSums(Bytes& file) {
 
 }  // namespace
 
-// The first byte: bit 0 asks for colours, bit 1 mends check sums.
+// The first byte: bit 0 requests colours, bit 1 corrects check sums.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     if (size < 1) return 0;
     Bytes file(bytes + 1, bytes + size);

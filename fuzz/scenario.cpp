@@ -1,5 +1,5 @@
-// parseScenario over any text: taken or refused for a reason that a terminal can show, and what was taken can be
-// written as an option too.
+// parseScenario with any text: accepted, or refused for a reason that a terminal can show; an accepted one can also be
+// written as an option.
 #include "scenario.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// stl_string_unquote_space over any text: it never grows, a refused text stays, and quoting any text gives it back.
+// stl_string_unquote_space with any text: it never grows, a refused text stays, and quoting any text is undone.
 #include <string>
 
 #include "fuzz_target.h"

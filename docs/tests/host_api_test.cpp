@@ -65,8 +65,8 @@ struct Operation {
     Row row() const { return {std::to_string(slot), name, arguments, returns, command}; }
 };
 
-/// The slot that a pointer to a virtual operation holds: one more than the place in the table, which begins with the
-/// two destructors of this compiler.
+/// The slot in a pointer to a virtual operation: one more than its index in the table, which begins with the two
+/// destructors of this compiler.
 template <typename Member>
 int slotOf(Member member) {
     std::intptr_t place = 0;
@@ -132,7 +132,7 @@ TEST(HostApiPage, CommandsAreThoseOfTheTable) {
 // --------------------------------------------------------------------------------------------------------------
 // answers
 
-/// What the camera answers to a right parameter and result: the status, and what became of the value.
+/// The camera's answer to a correct parameter and result: the status, and whether the value changed.
 std::string answer(const test::CommandRow& command, bool opened) {
     test::LogRecorder log;
     DorVenPlugin camera("");

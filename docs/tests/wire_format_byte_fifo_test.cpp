@@ -1,4 +1,4 @@
-// Compares what docs/wire-format.md says of the byte fifo and of message fifos with what the code stores.
+// Compares the description of the byte fifo and of message fifos in docs/wire-format.md with what the code stores.
 #include <algorithm>
 #include <array>
 #include <cstring>

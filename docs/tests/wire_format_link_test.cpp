@@ -1,4 +1,4 @@
-// Compares what docs/wire-format.md says of frames, image messages and commands with what the code stores and answers.
+// Compares the description of frames, image messages and commands in docs/wire-format.md with what the code does.
 #include <bit>
 #include <chrono>
 #include <cstring>
@@ -38,7 +38,7 @@ const Page& page() {
     return read;
 }
 
-/// Known bytes, each another one, and the number that they make at a field of a table.
+/// Known bytes, all different, and the number that they form at a field of a table.
 class KnownBytes {
 public:
     explicit KnownBytes(const std::string& section) {

@@ -1,5 +1,5 @@
-// Compares docs/wire-format.md, table by table, with what the code stores; and lets a process that knows nothing but
-// those offsets exchange images with the library.
+// Compares docs/wire-format.md, table by table, with what the code stores; also lets a process that knows only those
+// offsets exchange images with the library.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -67,7 +67,7 @@ std::vector<std::string> namesOf(const std::string& section) {
     return names;
 }
 
-// Every field begins where the one before ends.
+// Every field begins where the previous one ends.
 void expectWithoutGaps(const std::string& section) {
     std::size_t end = 0;
     for (const Row& row : tableOf(section)) {
@@ -76,14 +76,14 @@ void expectWithoutGaps(const std::string& section) {
     }
 }
 
-// The number that stands in some bytes, least significant first.
+// The number in some bytes, least significant first.
 std::uint64_t numberAt(const unsigned char* bytes, const Field& field) {
     std::uint64_t number = 0;
     for (std::size_t byte = field.size; byte-- > 0;) number = number << 8 | bytes[field.offset + byte];
     return number;
 }
 
-// Known bytes, each another one.
+// Known bytes, all different.
 template <std::size_t size>
 std::array<unsigned char, size> knownBytes() {
     std::array<unsigned char, size> bytes{};
@@ -230,14 +230,14 @@ TEST(WireFormatPage, PictureShowsTheBytesOfThatExchange) {
     EXPECT_EQ(MMemLineFifo_GetCount(memory), 0u);
 }
 
-// ---------------------------------------------------------------- a peer that has the page and nothing else of ours
+// ---------------------------------------------------------------- a peer that knows only the page
 
 constexpr std::uint64_t kImages = 2000;
 constexpr std::size_t kLineBytes = 24 + 1000;
 constexpr std::uint64_t kSlots = 4;
 constexpr std::size_t kBytes = 64 + kSlots * kLineBytes;
 
-// Memory that only system calls have touched.
+// Memory that is used through system calls only.
 class RawMemory {
 public:
     explicit RawMemory(const std::string& name)
@@ -290,7 +290,7 @@ bool holds(const unsigned char* line, const Image& image) {
            std::memcmp(line + 24, image.pixels, sizeof image.pixels) == 0;
 }
 
-// Tries until it is done or a limit is over.
+// Tries until it succeeds or a limit is over.
 template <typename Try>
 bool within40Seconds(Try&& done) {
     const auto end = std::chrono::steady_clock::now() + 60s;

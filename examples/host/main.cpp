@@ -1,8 +1,8 @@
-// The smallest host that does a host's job: loads the plugin, opens its camera, receives images, goes.
+// The smallest complete host: loads the plugin, opens its camera, receives images, ends.
 //
-//   example-host [IMAGES [PLUGIN]]     default: 100 images, by the plugin that it was built against
+//   example-host [IMAGES [PLUGIN]]     default: 100 images, with the plugin that it was built for
 //
-// Exit code 0: all images came; else 1, with the reason on standard error.
+// Exit code 0: all images came; otherwise 1, with the reason on standard error.
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -28,7 +28,7 @@ constexpr auto kLongestWait = std::chrono::seconds(60);
 
 std::atomic<int> imageCount{0};
 
-// On a thread of the camera; the record's pixels are valid until it returns.
+// Runs on a thread of the camera; the record's pixels are valid until it returns.
 int onImage(void*, NUV::IMAGEMEMORY* record) {
     if (++imageCount == 1) std::cout << "first image: " << record->width << " x " << record->height << std::endl;
     return 0;
