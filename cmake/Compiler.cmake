@@ -1,12 +1,12 @@
-# Which compiler this is, what it warns of, and how its results are kept. Options of GCC and Clang stand behind
-# DORVEN_GCC_OR_CLANG, as Microsoft's compiler knows none of them.
+# Which compiler this is, its warnings, and the cache of its results. Options of GCC and Clang depend on
+# DORVEN_GCC_OR_CLANG, because Microsoft's compiler knows none of them.
 option(DORVEN_WARNINGS_AS_ERRORS "Let a warning end the build" OFF)
 set(DORVEN_GCC_OR_CLANG OFF)
 if(CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang|AppleClang)$")
     set(DORVEN_GCC_OR_CLANG ON)
 endif()
 
-# Results are the same in all clones, also those with precompiled headers. A launcher that is given stays.
+# Results are the same in all clones, also with precompiled headers. A launcher that the user sets is kept.
 find_program(DORVEN_CCACHE ccache)
 if(DORVEN_CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
     set(environment "${CMAKE_COMMAND}" -E env)
@@ -25,7 +25,7 @@ function(dorven_warn target)
         target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${DORVEN_WARNINGS_AS_ERRORS}>:/WX>)
     endif()
     if(MINGW)
-        # %Iu is what this system's formats use; all else in them stays checked.
+        # This system's formats use %Iu; everything else in them is still checked.
         target_compile_options(${target} PRIVATE -Wno-pedantic-ms-format)
     endif()
 endfunction()

@@ -7,12 +7,12 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
-# Programs, plugin and libraries all land in one folder, so that they find each other there.
+# Programs, plugin and libraries are built into one folder, so that they find each other there.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-# Linked with what is called the RPATH of the installation: else CMake fills the RPATH up, with empty entries, which are
-# the current folder, whatever lies there. A host's own logging libraries have a folder that only the build tree names;
-# Install.cmake takes it away.
+# Links with the RPATH of the installation; otherwise CMake pads the RPATH with empty entries, which mean the current
+# folder and load whatever is there. A host's own logging libraries have a folder that only the build tree names;
+# Install.cmake removes it.
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 set(CMAKE_INSTALL_RPATH "$ORIGIN" ${DORVEN_HOST_RUNTIME_DIR})
 
@@ -22,24 +22,24 @@ else()
     set(DORVEN_SYSTEM posix)
 endif()
 if(MINGW)
-    # No runtime DLL of the compiler is needed beside the results.
+    # The results need no runtime DLL of the compiler.
     add_link_options(-static)
 endif()
 
 if(DORVEN_SANITIZE AND NOT DORVEN_GCC_OR_CLANG)
     message(FATAL_ERROR "DORVEN_SANITIZE needs GCC or Clang, and this is ${CMAKE_CXX_COMPILER_ID}")
 elseif(DORVEN_SANITIZE)
-    # No vptr check: a host calls the plugin's objects without having its type information.
+    # No vptr check, because a host calls the plugin's objects without having its type information.
     add_compile_options(-fsanitize=${DORVEN_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
-    # A sanitizer's own work costs more than -O1 leaves to be optimised; its reports need lines, but no variables.
+    # A sanitizer's own work costs more than optimising beyond -O1 would save; its reports need lines, but no variables.
     add_compile_options(-O1 -g1)
     add_link_options(-fsanitize=${DORVEN_SANITIZE})
 endif()
 
 function(_dorven_common target)
     dorven_warn(${target})
-    # Checked library containers wherever a sanitizer watches and in debug builds.
+    # Checked library containers in sanitized and debug builds.
     if(DORVEN_SANITIZE)
         target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
     endif()
@@ -64,15 +64,15 @@ function(dorven_add_library name)
 endfunction()
 
 # dorven_runs_once(SOURCES …)
-# Sources that read options: they run once, and optimising all that their headers bring takes half of their time to
-# compile.
+# Sources that read options. They run once, and optimising everything in their headers would take half of their compile
+# time.
 function(dorven_runs_once)
     set_source_files_properties(${ARGN} PROPERTIES
         COMPILE_OPTIONS "$<$<AND:$<BOOL:${DORVEN_GCC_OR_CLANG}>,$<CONFIG:Release>>:-O1>")
 endfunction()
 
 # dorven_add_shared_library(NAME EXPORTS BASENAME SOURCES … LINKS … [PRIVATE_LINKS …])
-# A shared library NAME.dll or NAME.so that exports what BASENAME.def and BASENAME.map list, and nothing else.
+# A shared library NAME.dll or NAME.so that exports only what BASENAME.def and BASENAME.map list.
 # Without EXPORTS the sources mark what they export.
 function(dorven_add_shared_library name)
     cmake_parse_arguments(arg "" "EXPORTS" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
@@ -82,7 +82,7 @@ function(dorven_add_shared_library name)
     if(arg_EXPORTS AND WIN32)
         target_sources(${name} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.def)
     elseif(arg_EXPORTS)
-        # The map decides what goes out; a symbol that is hidden already it could not bring back.
+        # The map decides what is exported; it could not export a symbol that is already hidden.
         set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET default)
         set(map ${CMAKE_CURRENT_SOURCE_DIR}/${arg_EXPORTS}.map)
         target_link_options(${name} PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined-version)
@@ -104,7 +104,7 @@ function(dorven_add_program name)
 endfunction()
 
 # GoogleMock's headers, precompiled once with the flags of every test program, for exactly those sources that include
-# them: so each source still has to include what it uses. The others are compiled as they stand.
+# them. So each source must still include what it uses. Other sources are compiled without them.
 function(_dorven_add_precompiled_gmock)
     if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         return()
@@ -115,7 +115,7 @@ function(_dorven_add_precompiled_gmock)
     _dorven_common(precompiled_gmock)
     target_compile_options(precompiled_gmock PRIVATE -O0 -fpch-preprocess)
     if(NOT WIN32)
-        # As programs are compiled, which a library is not.
+        # Compiled like programs, not like a library.
         set_target_properties(precompiled_gmock PROPERTIES POSITION_INDEPENDENT_CODE OFF)
         target_compile_options(precompiled_gmock PRIVATE -fPIE)
     endif()
@@ -138,18 +138,18 @@ function(_dorven_use_precompiled_gmock target)
         endif()
     endforeach()
     if(used)
-        target_compile_options(${target} PRIVATE -fpch-preprocess)  # ccache then sees through it
+        target_compile_options(${target} PRIVATE -fpch-preprocess)  # lets ccache handle it
         target_precompile_headers(${target} REUSE_FROM precompiled_gmock)
     endif()
 endfunction()
 
 # dorven_add_test(NAME SOURCES … LINKS … [FAULTS CALL …] [NEEDS TARGET …] [TIMEOUT SECONDS] [CONCURRENT])
-# A GoogleTest program. On Linux every test is a CTest entry of its own, so that they run in parallel; under Wine
-# the program is one entry, since each process start costs a quarter of a second.
+# A GoogleTest program. On Linux every test is a separate CTest entry, so that tests run in parallel. Under Wine the
+# program is one entry, because each process start costs a quarter of a second.
 #   FAULTS      platform calls that the program overrides (platform_fault.h)
-#   NEEDS       targets that have to stand in bin/ beside the program
-#   TIMEOUT     seconds for the longest test on a free machine (default 60); under Wine, for the program
-#   CONCURRENT  label "concurrent": run under ThreadSanitizer too
+#   NEEDS       targets that must be in bin/ beside the program
+#   TIMEOUT     seconds for the longest test on an idle machine (default 60); under Wine, for the whole program
+#   CONCURRENT  label "concurrent": also run under ThreadSanitizer
 function(dorven_add_test name)
     cmake_parse_arguments(arg "CONCURRENT" "TIMEOUT" "SOURCES;LINKS;FAULTS;NEEDS" ${ARGN})
     if(NOT DORVEN_BUILD_TESTS)
@@ -158,7 +158,7 @@ function(dorven_add_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 60)
     endif()
-    # Beside many others a test may take several times as long; one that hangs is late enough then.
+    # When many tests run, one may take several times as long; a hanging test is still found in time.
     math(EXPR limit "${arg_TIMEOUT} * 5")
     set(labels)
     if(arg_CONCURRENT)
@@ -167,10 +167,10 @@ function(dorven_add_test name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LINKS} test_support)
     if(IS_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/src")
-        target_include_directories(${name} PRIVATE src)  # tests see what their own folder keeps to itself
+        target_include_directories(${name} PRIVATE src)  # tests use headers that are private to their folder
     endif()
     _dorven_common(${name})
-    # What is tested is optimised, its tests are not: they would take twice as long to compile.
+    # The code under test is optimised, its tests are not: optimised ones would take twice as long to compile.
     target_compile_options(${name} PRIVATE $<$<BOOL:${DORVEN_GCC_OR_CLANG}>:-O0>)
     _dorven_use_precompiled_gmock(${name})
     if(arg_NEEDS)
@@ -181,7 +181,7 @@ function(dorven_add_test name)
     endif()
     if(WIN32)
         add_test(NAME ${name} COMMAND ${name})
-        # Those that may take long begin first.
+        # Long tests start first.
         set_tests_properties(${name} PROPERTIES TIMEOUT ${limit} LABELS "${labels}" COST ${arg_TIMEOUT})
     else()
         foreach(call IN LISTS arg_FAULTS)

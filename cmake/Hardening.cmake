@@ -1,10 +1,10 @@
-# What stands in the way of somebody who found a fault in a release build: tables that cannot be overwritten, broken
-# stacks that end the program, calls that check their buffers, jumps that land only where one may. The test reads the
-# built files. Builds with a sanitizer have checks of their own, those for the debugger none. What hardening costs is
-# measured beside a build without it (-DDORVEN_HARDEN=OFF).
+# Makes it harder to exploit a fault in a release build: tables that cannot be overwritten, damaged stacks that end the
+# program, calls that check their buffers, jumps that land only at permitted places. The test reads the built files.
+# Builds with a sanitizer have their own checks; debug builds have none. The cost of hardening is measured against a
+# build without it (-DDORVEN_HARDEN=OFF).
 #
-# On Windows the stack protector's own part stands in platform/src/stack_guard_win32.cpp: the compiler's would need one
-# more DLL of the system in each file.
+# On Windows platform/src/stack_guard_win32.cpp contains the runtime part of the stack protector: with the compiler's
+# own, each file would need one more DLL of the system.
 
 option(DORVEN_HARDEN "Harden release builds" ON)
 set(DORVEN_HARDENED "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
@@ -18,14 +18,14 @@ elseif(DORVEN_GCC_OR_CLANG)
     add_link_options("$<${DORVEN_HARDENED}:-Wl,-z,relro;-Wl,-z,now>")
 endif()
 
-# Compiles a target so. Not for tests: they are not optimised, which checked calls need.
+# Hardens a target. Not for tests: they are not optimised, which checked calls need.
 function(dorven_harden target)
     if(NOT DORVEN_GCC_OR_CLANG)
         return()
     elseif(WIN32)
         target_compile_options(${target} PRIVATE "$<${DORVEN_HARDENED}:-fstack-protector-strong>")
         if(NOT target STREQUAL "platform")
-            target_link_libraries(${target} PRIVATE "$<LINK_ONLY:platform>")  # has the protector's own part
+            target_link_libraries(${target} PRIVATE "$<LINK_ONLY:platform>")  # contains the protector's runtime part
         endif()
     else()
         target_compile_options(${target} PRIVATE
@@ -34,7 +34,7 @@ function(dorven_harden target)
 endfunction()
 
 # dorven_add_hardening_test(TARGET …)
-# All that is installed, and for empty entries of the RUNPATH all that stands beside it.
+# Tests everything that is installed; for empty RUNPATH entries also everything next to it.
 function(dorven_add_hardening_test)
     if(NOT DORVEN_BUILD_TESTS OR NOT DORVEN_HARDENED OR NOT CMAKE_BUILD_TYPE STREQUAL "Release")
         return()

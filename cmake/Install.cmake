@@ -1,5 +1,6 @@
-# What `cmake --install` lays: programs, plugin and logging libraries; headers, CMake package and pkg-config file for
-# hosts; man pages, completion, scenarios, examples and pages. Nothing in it names the prefix: the whole can be moved.
+# What `cmake --install` installs: programs, plugin and logging libraries; headers, CMake package and pkg-config file
+# for hosts; man pages, completion, scenarios, examples and pages. No file contains the prefix, so the whole can be
+# moved.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS dorven-simulator dorven-host RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
@@ -11,7 +12,7 @@ if(NOT WIN32)
     endif()
 endif()
 
-# A host's own logging libraries stay where they are.
+# A host's own logging libraries are not installed.
 set(libraries)
 if(NOT DORVEN_HOST_RUNTIME_DIR)
     set(libraries log_core trace errorlog errortrace NUV_Base)
@@ -21,7 +22,7 @@ if(NOT DORVEN_HOST_RUNTIME_DIR)
         ARCHIVE DESTINATION "${DORVEN_INSTALL_PLUGINDIR}" COMPONENT import_libraries EXCLUDE_FROM_ALL)
 endif()
 
-# For hosts that are built against the headers; the small library answers the system calls that they name on Linux.
+# For hosts that are built with the headers; on Linux the small library implements the system calls that these name.
 foreach(target host_interface_headers platform)
     get_target_property(folders ${target} INTERFACE_INCLUDE_DIRECTORIES)
     set_property(TARGET ${target} PROPERTY INTERFACE_INCLUDE_DIRECTORIES
@@ -33,8 +34,8 @@ install(TARGETS DorVenKameraPlugin host_interface_headers platform EXPORT DorVen
     LIBRARY DESTINATION "${DORVEN_INSTALL_PLUGINDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}/dorven")
 
-# A host has loaded its libraries before it loads the plugin: what is installed names no folder of the machine that
-# built it. CMake itself changes a RPATH with this call, which its manual leaves out.
+# A host has loaded its own libraries before it loads the plugin, so the installed files name no folder of the machine
+# that built them. CMake itself changes an RPATH with this undocumented call.
 function(install_without_host_folder target folder)
     get_target_property(entries ${target} INSTALL_RPATH)
     list(JOIN entries ":" built)
@@ -50,7 +51,7 @@ if(DORVEN_HOST_RUNTIME_DIR AND NOT WIN32)
     install_without_host_folder(DorVenKameraPlugin "${DORVEN_INSTALL_PLUGINDIR}")
 endif()
 
-# What hosts include, and what that leads to; the rest of platform/ is for this system's own programs.
+# Headers that hosts include, directly or indirectly; the rest of platform/ is for this system's own programs.
 set(platform_headers platform/inc/platform.h)
 if(NOT WIN32)
     list(APPEND platform_headers platform/inc/platform_posix.h)
@@ -66,14 +67,14 @@ configure_package_config_file(packaging/DorVenKameraPluginConfig.cmake.in
     "${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfig.cmake"
     INSTALL_DESTINATION "${package_folder}"
     PATH_VARS DORVEN_INSTALL_PLUGINDIR)
-# Objects of C++ cross between host and plugin, so another minor version is another interface.
+# Host and plugin exchange C++ objects, so another minor version is another interface.
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfigVersion.cmake"
     COMPATIBILITY SameMinorVersion)
 install(FILES "${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfig.cmake"
     "${CMAKE_BINARY_DIR}/packaging/DorVenKameraPluginConfigVersion.cmake"
     DESTINATION "${package_folder}")
 
-# pkg-config knows its own file's folder, and from there the prefix.
+# pkg-config knows the folder of its own file, and finds the prefix from there.
 file(RELATIVE_PATH DORVEN_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" DORVEN_PREFIX_FROM_PKGCONFIG "${DORVEN_PREFIX_FROM_PKGCONFIG}")
 set(DORVEN_SYSTEM_LIBRARIES "-luuid -ldl -lpthread")
@@ -94,7 +95,7 @@ file(GLOB licences CONFIGURE_DEPENDS LICEN[CS]E* COPYING*)
 if(licences)
     install(FILES ${licences} DESTINATION "${DORVEN_INSTALL_DOCDIR}")
 endif()
-# The programs hold these libraries, whose terms want their notices to come along; docs/third-party.md names them.
+# The programs contain these libraries, whose licences require their notices; docs/third-party.md names them.
 set(notices libcli11-dev nlohmann-json3-dev libstb-dev libspdlog-dev libfmt-dev librapidxml-dev zlib1g-dev)
 if(MINGW)
     list(APPEND notices gcc-mingw-w64-base mingw-w64-common)
@@ -106,7 +107,7 @@ foreach(package IN LISTS notices)
     endif()
 endforeach()
 
-# All that is installed, and nothing else: what packages are made of.
+# Everything that is installed, and nothing else: the content of packages.
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
 dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})
 dorven_add_host_runtime_test()

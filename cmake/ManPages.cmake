@@ -1,5 +1,5 @@
-# Man pages and bash completion, made of what the built programs say of themselves, so that they are never behind them.
-# Not where the programs do not run on the building machine, nor where a sanitizer makes that slow.
+# Man pages and bash completion, generated from the built programs' own help, so that they are always up to date. Not
+# available when the programs do not run on the building machine, nor with sanitizers, which make it slow.
 if(WIN32 OR DORVEN_SANITIZE)
     return()
 endif()

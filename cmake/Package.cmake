@@ -1,5 +1,5 @@
-# Packages of what Install.cmake lays: for Debian, and for Windows a zip that is unpacked anywhere. scripts/package.sh
-# makes both.
+# Packages of the files that Install.cmake installs: for Debian, and a zip for Windows that can be unpacked anywhere.
+# scripts/package.sh makes both.
 set(CPACK_PACKAGE_NAME dorven)
 set(CPACK_PACKAGE_VENDOR "DorVenCam developers")
 set(CPACK_PACKAGE_CONTACT "DorVenCam developers <developers@dorven.invalid>")
@@ -9,7 +9,7 @@ set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/packages")
 set(CPACK_PACKAGE_CHECKSUM SHA256)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
-# Folders that others own are not given other rights by ours.
+# Our packages do not change the rights of folders that belong to others.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
@@ -29,13 +29,13 @@ shared memory, and a reference host that verifies and measures them.
 .
 Holds the programs dorven-simulator and dorven-host, the plugin with its
 logging libraries, and headers, CMake package and pkg-config file for hosts.")
-    # What the programs and libraries link; a host is built with more.
+    # What the programs and libraries link; building a host needs more.
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
     set(CPACK_DEBIAN_PACKAGE_SUGGESTS "g++, cmake, uuid-dev")
     set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 
-    # What Debian wants to find beside a package's pages.
+    # What Debian requires next to a package's pages.
     string(TIMESTAMP date "%a, %d %b %Y 00:00:00 +0000" UTC)
     set(changelog "${CMAKE_BINARY_DIR}/packaging/changelog")
     configure_file(packaging/changelog.in "${changelog}" @ONLY)

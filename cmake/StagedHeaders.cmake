@@ -1,5 +1,5 @@
-# Header-only libraries of the system, reached through a folder of links in the build tree: /usr/include itself must
-# never be on the include path of a cross-build.
+# Header-only libraries of the system, through a folder of links in the build tree: a cross-build must never have
+# /usr/include itself on its include path.
 set(DORVEN_STAGED_HEADERS "${CMAKE_BINARY_DIR}/staged_headers")
 file(MAKE_DIRECTORY "${DORVEN_STAGED_HEADERS}")
 foreach(folder spdlog fmt CLI nlohmann stb rapidxml)

@@ -1,5 +1,5 @@
-# Fails unless the library FILE exports exactly the functions EXPECTED. Several symbols of one C++ function (its
-# constructor's variants, say) count as one.
+# Fails unless the library FILE exports exactly the functions EXPECTED. Several symbols of one C++ function, such as the
+# variants of its constructor, count as one.
 if(WINDOWS)
     execute_process(COMMAND ${OBJDUMP} -p ${FILE} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX REPLACE ".*\\[Ordinal/Name Pointer\\] Table" "" dump "${dump}")
@@ -11,7 +11,8 @@ endif()
 set(found)
 foreach(line IN LISTS lines)
     string(REGEX REPLACE ".*[] ]" "" symbol "${line}")
-    # _ZN3NUV8CXmlNode7AddNodeEPKw, _ZN3NUV8CXmlNodeC1E… and _ZN3NUV8CXmlNodeD1Ev by the names they stand for
+    # Converts _ZN3NUV8CXmlNode7AddNodeEPKw, _ZN3NUV8CXmlNodeC1E… and _ZN3NUV8CXmlNodeD1Ev to the names that they stand
+    # for
     if(symbol MATCHES "^_ZNK?3NUV[0-9]+(CXmlNode|CStringHelper)C[12]E")
         set(symbol "${CMAKE_MATCH_1}::${CMAKE_MATCH_1}")
     elseif(symbol MATCHES "^_ZNK?3NUV[0-9]+(CXmlNode|CStringHelper)D[12]E")
