@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
 # shellcheck disable=SC2317  # sections are called by their names
-# Attacks simulator and host from outside, as a faulty host, another user or a machine in trouble does, and requires
-# that they survive, or end with a code and a sentence that says what is wrong. Linux; each run has objects, files and,
-# where the machine allows it, mounts of its own. The programs are those of the build with sanitizers.
+# Attacks simulator and host from outside, like a faulty host, another user or a machine in trouble, and requires that
+# they survive, or end with a code and a sentence that says what is wrong. Linux. Each run has its own objects, files
+# and, if the machine allows it, mounts. The programs are those of the build with sanitizers.
 #
 #   scripts/attack.sh                      every section
-#   scripts/attack.sh --short [SECTION …]  a test: the sections that are quick, and all of them briefly
+#   scripts/attack.sh --short [SECTION …]  a test: only the quick sections, each briefly
 #   scripts/attack.sh SECTION …            these sections
 #   scripts/attack.sh --list               the sections
 #
-# A section that needs mounts of its own is skipped, by name, where they are not allowed.
+# A section that needs its own mounts is skipped where they are not allowed, and the output names it.
 set -euo pipefail
 script=$(realpath "$0")
 cd "$(dirname "$script")/.."
 
-# name | s: part of --short | m: needs mounts of its own | what is done
+# name | s: part of --short | m: needs its own mounts | what is done
 sections() {
     cat <<'TABLE'
 fields     | s | - | each field of the image ring gets each of a list of wrong numbers, while images flow
@@ -40,14 +40,14 @@ while [ $# -gt 0 ]; do
     case "$1" in
         --short) short=1 ;;
         --list) sections; exit ;;
-        --inside) inside=$2; shift ;;  # the script itself, once it has mounts of its own
+        --inside) inside=$2; shift ;;  # the script itself, once it has its own mounts
         -*) usage ;;
         *) sections | grep -q "^$1 " || usage; chosen+=("$1") ;;
     esac
     shift
 done
 
-# The mounts that this process sees. Inside they are its own: it mounts over /dev/shm, which would be the machine's.
+# The mounts that this process sees. Inside they are its own; otherwise it would mount over the machine's /dev/shm.
 mounts_seen() { readlink /proc/self/ns/mnt; }
 
 if [ -n "$inside" ] && { [ -z "${ATTACK_OUTSIDE:-}" ] || [ "$ATTACK_OUTSIDE" = "$(mounts_seen)" ]; }; then
@@ -71,7 +71,7 @@ seconds=${seconds:-30}
 seed=${ATTACK_SEED:-$(date +%s)}
 failed=0
 
-# No user's settings, and no object that another run has.
+# No user's settings, and no objects of other runs.
 export HOME=/nonexistent XDG_CONFIG_HOME=/nonexistent DORVEN_LOG_FILE=/dev/null ATTACK_TREE=$tree ATTACK_SEED=$seed
 export PLATFORM_OBJECT_NAMESPACE=attack-$$
 export ASAN_OPTIONS=exitcode=99:abort_on_error=0 UBSAN_OPTIONS=exitcode=99
@@ -84,7 +84,7 @@ else
     trap end_all EXIT
 fi
 
-# ---- what sections are made of
+# ---- the building blocks of sections
 
 folder() { echo "/dev/shm/dorven-objects-$(id -u)"; }
 space() { echo "$(folder)/$PLATFORM_OBJECT_NAMESPACE"; }
@@ -95,10 +95,10 @@ problem() { # text, [file to show]
     failed=1
 }
 
-# What a program has said may hold no report of a sanitizer.
+# The output of a program must not contain a report of a sanitizer.
 is_clean() { ! grep -qE 'Sanitizer|runtime error:' "$1"; }
 
-# Runs a program to its end: it has to end in time, with one of these codes, saying what is asked for.
+# Runs a program to its end: it must end in time, with one of these codes, and with output that matches.
 try() { # "CODE …", "pattern" or "", command …
     local codes=$1 pattern=$2 said=$work/said code=0
     shift 2
@@ -108,7 +108,7 @@ try() { # "CODE …", "pattern" or "", command …
     [ -z "$pattern" ] || grep -qE -- "$pattern" "$said" || problem "does not say '$pattern': $*" "$said"
 }
 
-# Starts a program that goes on; its process is in $started.
+# Starts a program that keeps running; its process is in $started.
 running=()
 start() { # name, command …
     local name=$1
@@ -118,7 +118,7 @@ start() { # name, command …
     running+=("$started")
 }
 
-# Ends one that was started, as Ctrl-C does: it still has to be there, and to end in time with one of these codes.
+# Ends a started program, as Ctrl-C does: it must still be running, and end in time with one of these codes.
 stop() { # name, process, "CODE …"
     local name=$1 process=$2 codes=$3 code=0 round
     kill -INT "$process" 2>/dev/null || true
@@ -139,7 +139,7 @@ end_all() {
     done
 }
 
-# Waits for a file, as long as a process goes on.
+# Waits for a file as long as a process runs.
 wait_for() { # file, process
     local round
     for ((round = 0; round < 1200; round++)); do
@@ -164,7 +164,7 @@ start_host() {
     wait_for "$(space)/DorVenCameraPlugin_tesk_asks_finished" "$host_process"
 }
 
-# Whatever was done to the simulator: a host gets whole images of it.
+# Whatever was done to the simulator: a host gets whole images from it.
 still_delivers() {
     try 0 '"simulated":50,' "$host" grab --config "$work/camera.ini" --count 50 --timeout 60 --max-torn 0 --json
 }
@@ -191,7 +191,7 @@ fifos() {
     start_host || return 0
     start_simulator || return 0
     for fifo in tesk_asks dorven_asks; do
-        # Made with the first message of each side.
+        # Created with the first message of each side.
         wait_for "$(space)/DorVenCameraPlugin_${fifo}_mem" "$simulator_process" || continue
         python3 scripts/attack_memory.py flood "$(space)/DorVenCameraPlugin_${fifo}_mem" "$seconds" "$seed" \
             "$simulator_process" "$host_process" >"$work/memory" 2>&1 ||
@@ -204,7 +204,7 @@ fifos() {
 
 remove() { rm -rf -- "${1:?}"; }
 
-# Puts something into a place; what a program says of it is in $said.
+# Puts something into a place; a program's words for it are in $said.
 squat() { # kind, path
     remove "$2"
     case "$1" in
@@ -226,7 +226,7 @@ victim_is_whole() { cmp -s "$work/victim" <(echo precious) || problem "a link wa
 names() {
     local kind object
     echo precious >"$work/victim"
-    try "0 1" '' "$host" doctor  # makes the folder
+    try "0 1" '' "$host" doctor  # creates the folder
     for kind in link directory pipe; do
         for object in DorVenImagesWriter DorVenImagesEvent DorVenImages; do
             squat "$kind" "$(space)/$object"
@@ -356,8 +356,8 @@ links() {
     stop simulator "$simulator_process" 0
 }
 
-# Runs a program with a limit on its memory: address space, or, as a sanitizer reserves all of that, what it has
-# touched.
+# Runs a program with a limit on its memory: on address space or, because a sanitizer reserves all of that, on memory
+# that it has touched.
 limited() { # megabytes, command …
     local megabytes=$1
     shift
@@ -405,7 +405,7 @@ libraries() {
 
 # ---- running them
 
-# Whether mounts of its own can be had, and how: as root, or as one who is root in a user name space of its own.
+# Whether separate mounts are possible, and how: as root, or as root in a separate user name space.
 own_mounts() {
     local how
     for how in "--mount --propagation private" "--user --map-root-user --mount --propagation private"; do
@@ -415,7 +415,7 @@ own_mounts() {
     return 1
 }
 
-run_section() { # name; functions are named after their section, where the shell has no such word
+run_section() { # name; functions have their section's name, unless the shell has such a word
     section=$1
     case "$section" in
         folder | readonly) "${section}_section" ;;

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Stores into shared memory of programs that run, as a faulty host would. Called by attack.sh.
+"""Stores into shared memory of running programs, as a faulty host would. Called by attack.sh.
 
-  attack_memory.py poke FILE PID …            each field of the first 64 bytes gets each of a list of numbers in turn
-  attack_memory.py flood FILE SECONDS SEED PID …   random fields get random numbers, as fast as this process stores
+  attack_memory.py poke FILE PID …            stores each of a list of numbers into each field of the first 64 bytes
+  attack_memory.py flood FILE SECONDS SEED PID …   stores random numbers into random fields, as fast as possible
 
-FILE is the file behind a named object, whose memory begins on its second page. Ends with 1, naming the last store, as
-soon as one of the processes is gone.
+FILE is the file of a named object; the object's memory begins on its second page. Ends with 1 and names the last
+store as soon as one of the processes is gone.
 """
 import mmap
 import os
@@ -16,11 +16,11 @@ import time
 PAGE = 4096
 FIELDS = 8
 NUMBERS = (0, 1, 2, 7, 8, 9, 63, 64, 4095, 2**31 - 1, 2**31, 2**32, 2**62, 2**63, 2**64 - 64, 2**64 - 1)
-PAUSE = 0.01  # seconds after a store, for two images at 200 a second
+PAUSE = 0.01  # seconds after a store: two images at 200 per second
 
 
 def is_alive(process):
-    """Also False for one that has ended and was not waited for yet."""
+    """Also False for a process that has ended but was not yet waited for."""
     try:
         with open(f"/proc/{process}/stat") as status:
             return status.read().rsplit(")", 1)[1].split()[0] not in "ZX"
@@ -61,7 +61,7 @@ def flood(path, seconds, seed, processes):
     end = time.monotonic() + seconds
     stores = 0
     while time.monotonic() < end:
-        # Small numbers and those next to a field's own get further than noise does.
+        # Small numbers and those close to a field's own get further than noise.
         numbers = [chance.choice((chance.getrandbits(64), chance.getrandbits(4), chance.choice(NUMBERS)))
                    for _ in range(1000)]
         fields = [chance.randrange(FIELDS) for _ in range(1000)]

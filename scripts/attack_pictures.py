@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes small picture files that ask for much memory into a folder. Called by attack.sh.
+"""Writes small picture files that need much memory into a folder. Called by attack.sh.
 
   attack_pictures.py FOLDER
 """
@@ -14,7 +14,7 @@ def chunk(kind, data):
 
 
 def png(width, height, inflated_bytes):
-    """Grey, 8 bits; all black. As many bytes behind its header as are asked for, whatever the header promises."""
+    """Grey, 8 bits, all black. Has the requested number of bytes after its header, whatever the header promises."""
     compressor = zlib.compressobj(6)
     block = bytes(1 << 20)
     data = bytearray()
@@ -34,7 +34,7 @@ def main(folder):
     for name, content in files.items():
         with open(os.path.join(folder, name), "wb") as file:
             file.write(content)
-    # Names of one file: 1000 pictures that are one pixel wide.
+    # Many names of one file: 1000 pictures that are one pixel wide.
     narrow = os.path.join(folder, "narrow")
     os.mkdir(narrow)
     with open(os.path.join(narrow, "0.pgm"), "wb") as file:

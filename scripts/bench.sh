@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and runs them: each figure stands beside a bare limit measured in the same run.
-# Let nothing else run meanwhile. docs/measurements.md tells what they measure and what was seen.
+# Builds the benchmarks and runs them: each figure is compared with a bare limit measured in the same run.
+# Let nothing else run meanwhile. docs/measurements.md explains what they measure and what the results were.
 #
-#   scripts/bench.sh            all of it, some minutes
+#   scripts/bench.sh            all of them, some minutes
 #   scripts/bench.sh NAME …     only these, each a program bench_NAME: image_hand_over faked_frames …
 #
-# Peers are optional, and measured where they are installed:
-#   image_hand_over beside iceoryx            apt-get install libiceoryx-posh-dev iceoryx
-#   pacing, gstreamer_hand_over beside GStreamer
+# Peers are optional, and measured if they are installed:
+#   image_hand_over with iceoryx              apt-get install libiceoryx-posh-dev iceoryx
+#   pacing, gstreamer_hand_over with GStreamer
 #       apt-get install libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-bad
-#   base64 beside OpenSSL and GLib            apt-get install libssl-dev libglib2.0-dev
-#   ini_data beside GLib and SimpleIni        apt-get install libglib2.0-dev libsimpleini-dev
-#   file_access beside GLib                   apt-get install libglib2.0-dev
+#   base64 with OpenSSL and GLib              apt-get install libssl-dev libglib2.0-dev
+#   ini_data with GLib and SimpleIni          apt-get install libglib2.0-dev libsimpleini-dev
+#   file_access with GLib                     apt-get install libglib2.0-dev
 #   pattern_draw, measured by Google Benchmark   apt-get install libbenchmark-dev
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes a package, unpacks it into an empty folder and does the main job from there, with nothing of the build tree in
-# reach: the host grabs 50 images of the simulator. Then builds a host of its own against what was unpacked, by CMake
-# and by pkg-config, and lets it receive images too.
+# Makes a package, unpacks it into an empty folder and does the main job from there, without access to the build tree:
+# the host grabs 50 images from the simulator. Then builds a separate host against the unpacked files, by CMake and by
+# pkg-config, and lets it receive images too.
 #
 #   scripts/check_package.sh linux-release | windows-release      the latter under Wine
 set -euo pipefail
@@ -110,7 +110,7 @@ run_example() { # program
     grep -q 'device of kind 1' example.log || fail "$1 saw no camera"
 }
 plugin=$(find "$prefix" -name "DorVenKameraPlugin.so" -o -name "DorVenKameraPlugin.dll")
-# A cross-built host knows the plugin by the path that the building machine has for it; Wine has that machine as Z:.
+# A cross-built host knows the plugin by its path on the building machine, which is drive Z: in Wine.
 if [ -n "$suffix" ]; then
     run_example "example/build/example-host$suffix" 20 "Z:${plugin//\//\\}"
 else

@@ -6,8 +6,8 @@ usage: count_system_calls.py TRACE     (written by strace -f -o TRACE)
 import re
 import sys
 
-# phase: what one stretch between marks is, most calls in it, and whether it needs some at all: a reader that never
-# slept would prove nothing.
+# phase: the meaning of one interval between marks, the most calls in it, and whether it must contain any: a reader
+# that never slept would prove nothing.
 LIMITS = {
     'writer-reader-asleep': ('writer, an image to a reader that sleeps', 1, True),
     'writer-reader-awake': ('writer, an image to a reader that is awake', 0, False),
@@ -20,8 +20,8 @@ WOKE_NOBODY = re.compile(r'(futex\(.*FUTEX_WAKE|<\.\.\. futex resumed).* = 0$')
 
 
 def main():
-    counts = {}  # phase: calls of each stretch
-    running = {}  # thread: [phase, calls so far, a reader on its way to sleep was told without a wake-up]
+    counts = {}  # phase: calls of each interval
+    running = {}  # thread: [phase, calls so far, whether a reader about to sleep was told without a wake-up]
     with open(sys.argv[1], encoding='utf-8', errors='replace') as trace:
         for line in trace:
             thread, _, call = line.partition(' ')
@@ -31,7 +31,7 @@ def main():
                 running[thread] = [mark[2], 0, False]
             elif mark:
                 phase, calls, woke_nobody = running.pop(thread)
-                # Such a reader is neither asleep nor awake; one call more looks whether it is alive.
+                # Such a reader is neither asleep nor awake; one more call checks whether it is alive.
                 if not (phase == 'writer-reader-asleep' and woke_nobody):
                     counts.setdefault(phase, []).append(calls)
             elif thread in running and not call.startswith(('---', '+++')):

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Counts, with strace, the system calls that images cost on Linux. Fails when the writer makes more than one per image
-# to a reader that sleeps, or any to a reader that is awake; when the reader makes more than one per image; or when a
-# grab without a simulator makes more than one per wait.
+# Counts, with strace, the system calls for images on Linux. Fails when the writer makes more than one per image for a
+# sleeping reader, or any for a reader that is awake; when the reader makes more than one per image; or when a grab
+# without a simulator makes more than one per wait.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Builds the tests so that they note which lines run, runs them, and prints a summary for each folder. Linux.
+# Builds the tests so that they record which lines run, runs them, and prints a summary for each folder. Linux.
 #
 #   scripts/coverage.sh                    all tests
 #   scripts/coverage.sh mipc_tests …       only these test programs, and what they link
 #
-# build/coverage/html/index.html shows every line, build/coverage/summary.json has every file's numbers. A process that
-# is killed leaves nothing behind; other lines of tests that fail count all the same.
+# build/coverage/html/index.html shows every line, build/coverage/summary.json has every file's numbers. Lines in a
+# process that is killed do not count; other lines of failing tests do.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tree=build/coverage
@@ -18,7 +18,7 @@ case "${1:-}" in
 esac
 scripts/setup.sh gcovr
 mkdir -p "$tree"
-# Counters of several threads lose nothing only when they are atomic.
+# Counters shared by threads are exact only if they are atomic.
 cmake --preset linux-debug -B "$tree" -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
     >"$tree/configure.log" 2>&1 ||
     { tail -n 40 "$tree/configure.log" >&2; exit 1; }

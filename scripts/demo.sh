@@ -54,7 +54,7 @@ echo "Building $preset …"
 
 rm -rf "$output"
 mkdir -p "$output"
-# What a measuring host passes to the camera: a file that names the camera's own configuration file.
+# A measuring host passes this file to the camera; it names the camera's own configuration file.
 printf '[Dorven]\ncamera_config=camera.ini\n' >"$output/plugin.ini"
 printf '[image]\nimage_size_x=1280\nimage_size_y=1024\nbytes_per_pixel=1\n' >"$output/camera.ini"
 
@@ -62,7 +62,7 @@ echo "Grabbing $images images at $fps images per second …"
 "${run[@]}" "$bin/dorven-host$suffix" grab --config "$output/plugin.ini" --count "$images" --timeout 20 \
     --output "$output" --every 100 --json >"$output/summary.json" 2>"$output/host.log" </dev/null &
 host_pid=$!
-# The host says when its camera is open; a simulator that starts before would find nobody to read its first images.
+# The host says when its camera is open. If the simulator started earlier, nobody would read its first images.
 for _ in $(seq 1 300); do
     grep -q 'without a simulator' "$output/host.log" && break
     kill -0 "$host_pid" 2>/dev/null || break

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the fuzzers and lets each look for breaking inputs, from the committed corpus on.
+# Builds the fuzzers and lets each search for inputs that break something, starting from the committed corpus.
 #   scripts/fuzz.sh [SECONDS [TARGET …]]    default: two minutes for each target
-# What it finds lies in build/fuzz/findings; replay one with build/linux-release/bin/fuzz_TARGET FILE.
+# Findings are in build/fuzz/findings; replay one with build/linux-release/bin/fuzz_TARGET FILE.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# Kills processes that talk to each other at random moments, starts them again in any order, and requires that all is
-# well again in time, every time. Linux; each lane has objects of its own. A few kills of each kind are a test on both
-# systems.
+# Kills processes that talk to each other at random moments, restarts them in any order, and requires that everything
+# works again in time, every time. Linux; each lane has its own objects. A few kills of each kind also run as a test on
+# both systems.
 #
 #   scripts/kills.sh link [KILLS [LANES [SEED]]]         either side of the link between camera and simulator, or
 #                                                        both: usable again within 12 s; default 1000 kills in 20 lanes
 #   scripts/kills.sh programs [KILLS [LANES [SEED]]]     host and simulator: whole images in ascending time again within
 #                                                        15 s; default 100 kills in 4 lanes
 #
-# Without SEED it is one of the clock, which is printed.
+# Without SEED it comes from the clock and is printed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Grabs for long, and requires that not one image is lost, torn, repeated, out of order or faked, and that nearly all
-# came. Prints the host's table. Not for a busy machine: whatever keeps both programs from running for the time that
-# the ring holds (200 images) is a loss. Linux; has objects of its own.
+# Grabs for a long time, and requires that no image is lost, torn, repeated, out of order or faked, and that nearly all
+# came. Prints the host's table. Not for a busy machine: if both programs cannot run for as long as the ring lasts (200
+# images), images are lost. Linux; has its own objects.
 #
 #   scripts/long_run.sh [SECONDS [FPS]]     default 600 s at 200 images per second
 #
-# LONG_RUN_TREE names a build tree that has both programs already, instead of the release one, which is built.
+# LONG_RUN_TREE names a build tree that already has both programs; without it the release tree is built.
 # Exit codes: those of dorven-host, 0 when all limits hold.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -3,7 +3,7 @@
 # minutes.
 #
 #   scripts/model.sh          each fault alone
-#   scripts/model.sh more     two faults together, too: several minutes and some GB
+#   scripts/model.sh more     also two faults together: several minutes and some GB
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -14,7 +14,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work"
 failed=0
 
-# Errors that the checker finds: 0 when the claim holds.
+# Number of errors that the checker finds: 0 when the claim holds.
 errors() { # model, kind of check, definitions …
     local model=$1 kind=$2
     shift 2

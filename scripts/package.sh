@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the packages: a Debian package and a zip for Windows. Their paths go to standard output.
+# Makes the packages: a Debian package and a zip for Windows. Prints their paths to standard output.
 #
 #   scripts/package.sh                  both
 #   scripts/package.sh linux-release    one: linux-release or windows-release

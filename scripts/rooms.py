@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Whether the sources keep to their folders and rooms, told from what they include.
+"""Checks by their includes whether the sources keep to their folders and rooms.
 
   rooms.py [ROOT]
 
-Folders are those of CMakeLists.txt: each includes itself and what stands above it there. host/ and simulator/ are
-programs; their rooms are their subfolders and the files beside these, which is the room '.'. DorVenKameraPlugin/ has
-rooms, too, but others may include it. No chain of rooms leads back to where it began, and none is longer than five.
+Folders are those of CMakeLists.txt: each may include itself and those above it there. host/ and simulator/ are
+programs; their rooms are their subfolders and the files next to these, which form the room '.'. DorVenKameraPlugin/
+has rooms, too, but others may include it. No chain of rooms forms a circle, and none is longer than five.
 
   - Every header is included by its bare name, which no other header has.
-  - Nobody outside a program includes its headers, but tests.
-  - Headers in a src/ or a tests/ stay in the folder that has it.
+  - Only tests include a program's headers from outside.
+  - Headers in a src/ or a tests/ are included only in the folder that has it.
   - Headers of another folder come by linking it, not by putting it on the include path.
   - Nothing but tests includes test_support/.
   - Which system it is, only platform/ asks.
@@ -26,26 +26,26 @@ PROGRAMS = ("host", "simulator")
 WITH_ROOMS = PROGRAMS + ("DorVenKameraPlugin",)
 LONGEST_CHAIN = 5
 
-# Folders that only tests and measurements are made of. They include what they look at.
+# Folders that contain only tests and measurements. They may include what they examine.
 FRAMES = ("test_support", "docs", "fuzz", "benchmarks", "scripts")
-# Headers that take the place of others of their name, for who puts their folder in front.
+# Headers that replace others of the same name, for sources whose include path begins with their folder.
 STAND_INS = ("host_interface/tests/recording/", "host_interface/tests/abi/")
 # One of them is on the include path, as the system is.
 OF_A_SYSTEM = ("test_support/posix/", "test_support/win32/")
-# Includes by a path of its own: compiled by a script, beside stand-ins.
+# Has its own include path: compiled by a script, with stand-ins.
 APART = ("host_interface/tests/abi/",)
-# What may ask which system it is, beside platform/: an attribute of exported names that each compiler spells its way.
+# May test for the system, besides platform/: an attribute of exported names that each compiler spells differently.
 ASKS_FOR_SYSTEM = ("host_runtime/inc/host_runtime_export.h",)
 # Headers of a src/ or tests/ that another folder's test may include, and why.
 LENT = {
-    # The test shows doctor another folder of named objects than the machine's.
+    # The test gives doctor another folder of named objects than the machine's.
     ("host/doctor/tests/doctor_folder_posix_test.cpp", "object_parent_posix.h"),
 }
 
 # Folders on the include path of another one's test, and why.
 LENT_FOLDERS = {
     ("host", "platform/src"),  # as above
-    ("merror", "host_runtime/inc"),  # the test is itself what it would otherwise link
+    ("merror", "host_runtime/inc"),  # the test itself replaces what it would otherwise link
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
@@ -56,7 +56,7 @@ Include = collections.namedtuple("Include", "path line name")
 
 
 def folders_in_order(root):
-    """The folders of CMakeLists.txt, and below them test_support, which nothing but tests includes."""
+    """The folders of CMakeLists.txt, followed by test_support, which only tests include."""
     text = (root / "CMakeLists.txt").read_text(encoding="utf-8")
     return re.findall(r"^\s*add_subdirectory\(\s*([^\s)]+)", text, re.MULTILINE) + ["test_support"]
 
@@ -76,7 +76,7 @@ def folder_of(path):
 
 
 def room_of(path):
-    """Room of a folder that has rooms; '.': the files beside the rooms, and the folders inc/ and src/."""
+    """Room of a folder with rooms; '.': the files next to the rooms, and the folders inc/ and src/."""
     parts = path.split("/")
     return parts[1] if len(parts) > 2 and parts[1] not in ("inc", "src") else "."
 
@@ -86,7 +86,7 @@ def is_test(path):
 
 
 def private_part(path):
-    """Up to the src/ or tests/ that a header stands in; none: others may include it."""
+    """Path up to the src/ or tests/ that contains a header; none: others may include it."""
     found = re.match(r"(.*?/)(?:src|tests)/", path)
     return found[1] if found else None
 
@@ -177,7 +177,7 @@ class Tree:
         return edges
 
     def check_rooms(self, folder):
-        """The longest chain, from the room that includes to what is included at last; none where there are circles."""
+        """The longest chain, from the including room to the last included one; none if there are circles."""
         edges = self.room_includes(folder)
         below = collections.defaultdict(set)
         for room, included in edges:

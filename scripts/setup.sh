@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs what building, testing and running need on Debian 12. Asks nothing; does nothing when all is there.
-# Needs root, or sudo that does not ask.
+# Installs what building, testing and running need on Debian 12. Asks nothing; does nothing when everything is there.
+# Needs root, or sudo without a password.
 #
-#   scripts/setup.sh [PACKAGE …]     these, too
+#   scripts/setup.sh [PACKAGE …]     installs these packages, too
 set -euo pipefail
 
 packages=(
@@ -11,9 +11,9 @@ packages=(
     # libraries; googletest comes as sources and is built for both systems
     libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libstb-dev librapidxml-dev uuid-dev zlib1g-dev
     googletest librapidcheck-dev
-    # Windows: the cross compiler with its zlib, and Wine to run what it makes
+    # Windows: the cross compiler with its zlib, and Wine to run the results
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
-    # packages, man pages and completion, and what their tests use
+    # packages, man pages and completion, and their tests
     dpkg-dev unzip help2man man-db bash-completion pkg-config
     # counting system calls
     strace
@@ -21,7 +21,7 @@ packages=(
     spin
     # lint
     clang-format clang-tidy
-    # tests: the tables of virtual operations as other compilers lay them out, and each header alone
+    # tests: the tables of virtual operations from another compiler, and each header alone
     clang
 )
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Stresses named objects on Linux: six processes create, open and close a few shared names while more than 500 of them
-# a second are killed at random. Fails when a name is lost under a living holder, when content of an earlier object is
-# seen, when one sweep leaves a file, or when a run of 60 s and more had less than 500 kills a second.
+# Stress test of named objects on Linux: six processes create, open and close a few shared names while more than 500 of
+# them per second are killed at random. Fails when a name is lost under a living holder, content of an earlier object
+# appears, one sweep leaves a file, or a run of at least 60 s has fewer than 500 kills per second.
 #
-#   scripts/stress.sh [SECONDS [SEED]]     default 60 and a seed of the clock, which is printed
+#   scripts/stress.sh [SECONDS [SEED]]     default 60 and a seed from the clock, which is printed
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,7 +18,7 @@ mkdir -p build
     { tail -n 40 build/stress.log >&2; exit 1; }
 
 status=0
-# Ahead of what else the machine does, where that is allowed: else there are too few kills in the time.
+# With priority over other processes, if allowed; otherwise there are too few kills in the time.
 output=$(nice -n -10 build/linux-release/bin/object_stress "$seconds" "$seed") || status=$?
 printf '%s\n' "$output"
 [ "$status" -eq 0 ] || exit "$status"

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test on Linux and, under Wine, on Windows. Each job prints how long
-# it took; the last line adds up all tests.
+# Installs missing packages, builds, and runs every test on Linux and, under Wine, on Windows. Each job prints its
+# duration; the last line gives the sum of all tests.
 #
 #   scripts/test.sh                linux-release and windows-release
-#   scripts/test.sh --all          these, the sanitizers and lint: what continuous integration runs
+#   scripts/test.sh --all          also the sanitizers and lint: what continuous integration runs
 #   scripts/test.sh JOB …          only these: lint linux-release linux-asan linux-tsan windows-release
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -31,7 +31,7 @@ trap wine_end EXIT
 
 section() { printf '\n== %s\n' "$*"; }
 
-# One check that is no test program: counted as one test.
+# A check without a test program; counts as one test.
 check() { # name, command …
     local name=$1
     shift
@@ -70,7 +70,7 @@ run_tests() { # preset, ctest arguments …; builds the target in $target
 scripts/setup.sh
 rm -rf "$results"
 mkdir -p "$results"
-# What the user has set for the programs is not what is tested.
+# The user's own settings for the programs must not affect the tests.
 export XDG_CONFIG_HOME=$PWD/$results/no-config
 for variable in $(compgen -e | grep -E '^DORVEN_(HOST|SIMULATOR)_' || true); do unset "$variable"; done
 
@@ -84,20 +84,20 @@ for job in "${jobs[@]}"; do
             check lint scripts/lint.sh tidy
             ;;
         linux-tsan)
-            # Only what runs threads against each other; everything waits here several times as long.
+            # Only tests of concurrent threads; here all waits are several times as long.
             target=concurrent_tests run_tests "$job" -j "$cores" -L concurrent
             ;;
         linux-asan)
             ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests "$job" -j $((cores * 4))
             ;;
         linux-*)
-            # Many tests wait for time to pass, so more of them run than there are cores.
+            # Many tests wait for time to pass, so more of them run at once than there are cores.
             run_tests "$job" -j $((cores * 4))
             [ "$job" != linux-release ] || check system-calls scripts/count_system_calls.sh
             [ "$job" != linux-release ] || check package-linux scripts/check_package.sh linux-release
             ;;
         windows-*)
-            # Most tests wait for time to pass here, too; each has a Wine prefix to itself.
+            # Here, too, most tests wait for time to pass; each running one has its own Wine prefix.
             prefixes=$((cores < 6 ? cores + 1 : 6))
             wine_begin "$PWD/build" "$prefixes"
             run_tests "$job" -j "$prefixes"

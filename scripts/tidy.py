@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Runs clang-tidy over what the Linux build compiles, tests with a profile of their own.
+"""Runs clang-tidy over everything that the Linux build compiles; tests have their own profile.
 
 usage: tidy.py BUILD_FOLDER [SOURCE …]    after a build by Ninja, which knows what each source includes
 
-A source that was clean is not looked at again until it, a header that it includes, its command, its profile or
-clang-tidy itself changes; what was clean is remembered in the user's cache, for all clones. Exit status: 0 all clean,
+A clean source is not checked again until it, a header that it includes, its command, its profile or clang-tidy itself
+changes; the user's cache remembers clean sources, for all clones. Exit status: 0 all clean,
 1 not.
 """
 import concurrent.futures
@@ -25,11 +25,11 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 LEFT_OUT = ('..', 'build/', 'benchmarks/')
 OF_TESTS = re.compile(r'(^|/)(tests|test_support)/')
 PROFILE, PROFILE_OF_TESTS = ROOT / '.clang-tidy', ROOT / '.clang-tidy-tests'
-# What clang cannot take of GCC's options: its precompiled headers. They get headers that clang has precompiled.
+# Options of GCC that clang does not accept: precompiled headers. Clang's own precompiled headers replace them.
 OF_GCC = re.compile(r' -Winvalid-pch| -fpch-preprocess')
 PRECOMPILED = re.compile(r' -include (\S+/cmake_pch\.hxx)')
-# Headers that are libraries: whoever includes them has all of their code analysed, which takes ten times as long as the
-# rest. There the analyser goes less deep.
+# Header-only libraries: every source that includes them has all of their code analysed, which takes ten times as long
+# as the rest. The analyser goes less deep there.
 LIBRARIES = re.compile(rb'^#include <(CLI|nlohmann|spdlog)/', re.MULTILINE)
 SHALLOW = [f'--extra-arg={word}' for word in ('-Xclang', '-analyzer-config', '-Xclang', 'mode=shallow')]
 REMEMBERED_DAYS = 30
@@ -50,7 +50,7 @@ def sources_of(build):
 
 
 def depth_for(files):
-    """How deep the analyser goes into a source that is made of these files."""
+    """How deep the analyser goes into a source that consists of these files."""
     ours = (pathlib.Path(file) for file in files if pathlib.Path(file).is_relative_to(ROOT))
     return SHALLOW if any(LIBRARIES.search(file.read_bytes()) for file in ours if file.exists()) else []
 
@@ -68,7 +68,7 @@ def precompiled_by_clang(folder, header, commands):
 
 
 def database_for_clang(build, sources):
-    """A folder with the sources' commands, each source once, as clang can take them."""
+    """A folder with the sources' commands, each source once, in a form that clang accepts."""
     folder = build / 'tidy'
     folder.mkdir(exist_ok=True)
     commands = {name: entries[0]['command'] for name, entries in sources.items()}
@@ -88,7 +88,7 @@ def database_for_clang(build, sources):
 
 
 def includes_of(build):
-    """The files that each object of the build was made of."""
+    """The files that each object of the build was compiled from."""
     includes, current = {}, []
     lines = subprocess.run(['ninja', '-C', build, '-t', 'deps'], check=True, capture_output=True, text=True).stdout
     for line in lines.splitlines():
@@ -129,14 +129,14 @@ def output_of(entry):
 
 
 def key_of(name, entries, includes, tool):
-    """Of everything that clang-tidy's findings in a source depend on; none when that is not known."""
+    """Of everything that affects clang-tidy's findings in a source; none when that is not known."""
     key = hashlib.sha256(tool + digest_of(profile_of(name)))
     for entry in entries:
         output = output_of(entry)
         if output not in includes:
             return None
         key.update(entry['command'].replace(str(ROOT), '').encode())
-        # Under names that are the same in each clone, and in their order.
+        # With names that are the same in each clone, sorted.
         files = {name_of(path): path for path in includes[output] if not path.endswith('.gch')}
         for path in sorted(files):
             key.update(path.encode())

@@ -1,9 +1,9 @@
-# Sourced by scripts that run Windows programs: Wine prefixes inside the build tree, and one server for each as long as
-# the run takes, since each start of it costs seconds. `wine_begin` starts all, `wine_end` ends them; call it from a
-# trap.
+# Sourced by scripts that run Windows programs: Wine prefixes inside the build tree, and one server for each during the
+# whole run, because each start of a server costs seconds. `wine_begin` starts them, `wine_end` ends them; call it from
+# a trap.
 
-# FOLDER [COUNT]: prefixes in a folder. WINEPREFIX is the first one; tests take any of $WINE_PREFIXES that is free
-# (wine_prefix.sh). Each prefix has names of objects of its own.
+# FOLDER [COUNT]: prefixes in a folder. WINEPREFIX is the first one; tests take any free one of $WINE_PREFIXES
+# (wine_prefix.sh). Each prefix has its own object names.
 wine_begin() {
     local folder=$1 count=${2:-1} number booting=()
     export WINEDEBUG="${WINEDEBUG:--all}"
@@ -22,8 +22,8 @@ wine_begin() {
     export WINEPREFIX=${wine_prefixes[0]}
     export WINE_PREFIXES
     WINE_PREFIXES=$(printf '%s\n' "${wine_prefixes[@]}")
-    # One Windows program lives through the whole run, and with it Wine's service processes: else each first program
-    # after a pause would start them again, with its own output, and whoever reads that would wait for them. It waits
+    # One Windows program runs all the time, and with it Wine's service processes. Otherwise the first program after
+    # each pause would start them again with its own output, and readers of that output would wait for them. It waits
     # at a pipe that this shell keeps open.
     local prefix hold
     for prefix in "${wine_prefixes[@]}"; do
@@ -37,7 +37,7 @@ wine_begin() {
 # A server and a user's folder for $WINEPREFIX.
 wine_boot() {
     export WINEPREFIX
-    # What stays in the background keeps its standard output open, so it must not be this script's.
+    # Background processes keep their standard output open, so it must not be that of this script.
     wineserver -p >/dev/null 2>&1 </dev/null || true
     timeout 300 wineboot >/dev/null 2>&1 </dev/null || echo "wine: no prefix could be made in $WINEPREFIX" >&2
 }
@@ -46,7 +46,7 @@ wine_end() {
     local number
     for number in "${!wine_prefixes[@]}"; do
         WINEPREFIX=${wine_prefixes[number]} wineserver -k >/dev/null 2>&1 </dev/null || true
-        [ -n "${wine_keepers[number]:-}" ] || continue  # ended while it began
+        [ -n "${wine_keepers[number]:-}" ] || continue  # ended during its start
         wait "${wine_keepers[number]}" 2>/dev/null || true
         exec {wine_holds[number]}<&-
     done

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Runs a command in a Wine prefix that no other of these commands has meanwhile: programs in one prefix share the names
-# of their objects, those in different ones do not. CTest runs each Windows test by this; give it no more `-j` than
-# there are prefixes, since waiting for one counts as a test's time.
+# Runs a command in a Wine prefix that no other such command uses meanwhile: programs in one prefix share object names,
+# programs in different prefixes do not. CTest runs each Windows test this way; its `-j` must not exceed the number of
+# prefixes, because waiting for one counts as a test's time.
 #
-#   wine_prefix.sh COMMAND …      prefixes: one a line in $WINE_PREFIXES, else $WINEPREFIX, else Wine's own in the home
+#   wine_prefix.sh COMMAND …      one per line in $WINE_PREFIXES, otherwise $WINEPREFIX, otherwise Wine's default
 set -euo pipefail
 
-taken=75  # what flock answers for a lock that another one has
+taken=75  # flock's exit code when another process has the lock
 mapfile -t prefixes <<<"${WINE_PREFIXES:-${WINEPREFIX:-$HOME/.wine}}"
 for (( ; ; )); do
     for prefix in "${prefixes[@]}"; do
@@ -15,7 +15,7 @@ for (( ; ; )); do
         status=0
         flock --nonblock --conflict-exit-code "$taken" "$lock" || status=$?
         if [ "$status" -eq 0 ]; then
-            # Nothing that the command leaves behind may keep the lock.
+            # Processes that the command leaves behind must not keep the lock.
             WINEPREFIX=$prefix "$@" {lock}>&- || status=$?
             exit "$status"
         fi

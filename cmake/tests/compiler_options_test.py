@@ -16,7 +16,7 @@ import unittest
 
 CMAKE, NINJA, COMPILER, SOURCES = sys.argv[1:5]
 PRESET = json.loads((pathlib.Path(SOURCES) / "CMakePresets.json").read_text())["configurePresets"][0]["cacheVariables"]
-# A compiler that is never started, so another one can be said to stand there.
+# A compiler that is never started, so that it can be declared to be another one.
 MICROSOFT = ("-DCMAKE_CXX_COMPILER_FORCED=1", "-DCMAKE_CXX_COMPILER_ID_RUN=1", "-DCMAKE_CXX_COMPILER_ID=MSVC",
              "-DCMAKE_CXX_COMPILE_FEATURES=cxx_std_17;cxx_std_20")
 BY_COMPILER = re.escape(COMPILER) + " "
@@ -25,7 +25,7 @@ OF_GCC_AND_CLANG = re.compile(r"(?:-[WO]|-f(?!PI[CE]\b)|-U|-D_FORTIFY)\S*")
 
 @functools.cache
 def configured(*options, path=None):
-    """How each source would be compiled, and by which rules of Ninja, which begin with the compiler's launcher."""
+    """How each source would be compiled, and by which Ninja rules, which begin with the compiler's launcher."""
     with tempfile.TemporaryDirectory() as folder:
         subprocess.run([CMAKE, "-S", SOURCES, "-B", folder, "-G", "Ninja", f"-DCMAKE_MAKE_PROGRAM={NINJA}",
                         f"-DCMAKE_CXX_COMPILER={COMPILER}", "-DCMAKE_BUILD_TYPE=Release", "-DDORVEN_BUILD_TESTS=OFF",
@@ -46,7 +46,7 @@ def rules(*options, path=None):
 
 
 def folder_of_programs(folder, *left_out):
-    """A PATH with all programs of this one, but for some."""
+    """A PATH with all programs of this one, except some."""
     for place in reversed(os.environ["PATH"].split(os.pathsep)):
         for program in os.scandir(place) if os.path.isdir(place) else ():
             if program.name not in left_out:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Reads the built files: what they need to have so that a fault in them is hard to use.
+"""Reads the built files: whether they have what makes a fault in them hard to exploit.
 
-  hardening_test.py COMPILER FOLDER FILE...    COMPILER: of C++, for the samples   FOLDER: in which no RUNPATH may have
-                                               an empty entry   FILE: ELF or PE files that have to be hardened
+  hardening_test.py COMPILER FOLDER FILE...    COMPILER: of C++, for the samples   FOLDER: no RUNPATH in it may have
+                                               an empty entry   FILE: ELF or PE files that must be hardened
 
-First it compiles samples that lack one property each, and has to find just that one.
+First it compiles samples that lack one property each, and must find exactly that one.
 """
 import pathlib
 import re
@@ -13,16 +13,16 @@ import subprocess
 import sys
 import tempfile
 
-# Calls of which a checked form exists, and that stay unchecked in a file without it.
+# Calls that have a checked form, and that stay unchecked in a file that is not hardened.
 CHECKED = ("snprintf", "vsnprintf", "sprintf", "vsprintf", "printf", "fprintf", "vfprintf", "vprintf", "read", "pread",
            "readlink", "fread", "strcpy", "strcat")
-# Of C++, with a name that other files could see: the compiler marks where each of them begins.
+# C++ functions with names visible to other files: the compiler marks the beginning of each.
 LINKABLE = re.compile(r"^(?:main|_ZNK?(?!.*(?:_GLOBAL__N_|Ul|Ut|\.)).*)$")
 ENDBR64 = b"\xf3\x0f\x1e\xfa"
 
 
 class Elf:
-    """64-bit little-endian ELF, as far as it is needed here."""
+    """The parts of 64-bit little-endian ELF that are needed here."""
 
     def __init__(self, data):
         self.data = data
@@ -84,7 +84,7 @@ class Elf:
             yield "no control-flow protection"
 
     def _unmarked(self):
-        """Whether functions begin without the mark at which alone a jump may land."""
+        """Whether functions begin without the mark that a jump needs to land there."""
         functions = {(section, address) for kind in (2, 11)
                      for name, is_function, section, address in self.symbols(kind)
                      if is_function and 0 < section < len(self.sections) and (kind == 11 or LINKABLE.match(name))}
@@ -92,7 +92,7 @@ class Elf:
 
 
 class Pe:
-    """64-bit PE, as far as it is needed here."""
+    """The parts of 64-bit PE that are needed here."""
 
     RELOCATIONS = 5
     IMPORTS = 1
@@ -179,7 +179,7 @@ unsigned long long __stack_chk_guard = 1;
 """
 ELF_FLAGS = ["-O2", "-fPIE", "-pie", "-fstack-protector-strong", "-fcf-protection=full", "-U_FORTIFY_SOURCE",
              "-D_FORTIFY_SOURCE=2", "-Wl,-z,relro", "-Wl,-z,now", "-Wl,-rpath,$ORIGIN"]
-ELF_LACKS = [  # flags that take away, and what has to be found then
+ELF_LACKS = [  # flags that remove a property, and what must then be found
     ([], []),
     (["-Wl,-z,norelro"], ["no RELRO"]),
     (["-Wl,-z,lazy"], ["no immediate binding, so no full RELRO"]),
@@ -190,7 +190,7 @@ ELF_LACKS = [  # flags that take away, and what has to be found then
 ]
 PE_FLAGS = ["-O2", "-static", "-fstack-protector-strong", "-Wl,--dynamicbase", "-Wl,--high-entropy-va",
             "-Wl,--nxcompat"]
-PE_LACKS = [  # without a dynamic base the linker leaves out what is of no use then
+PE_LACKS = [  # without a dynamic base the linker omits what is then useless
     ([], []),
     (["-Wl,--disable-dynamicbase"], ["no dynamic base", "no high-entropy addresses"]),
     (["-Wl,--disable-high-entropy-va"], ["no high-entropy addresses"]),
@@ -202,7 +202,7 @@ PE_LACKS = [  # without a dynamic base the linker leaves out what is of no use t
 
 
 def sample_faults(compiler, folder, flags, lacking):
-    """What is found in a sample with these flags and, behind them, those that take a property away."""
+    """Findings in a sample with these flags, followed by those that remove a property."""
     source = folder / "sample.cpp"
     own_guard = "-static" in flags and not {"-DOF_THE_COMPILER", "-fno-stack-protector"}.intersection(lacking)
     source.write_text(SAMPLE + (GUARD if own_guard else ""))

@@ -3,7 +3,7 @@
 
   host_runtime_test.py CMAKE NINJA COMPILER SOURCES    COMPILER: of C++
 
-An empty entry is the current folder, whatever lies there: a program would load its libraries from it. Nothing is built.
+An empty entry is the current folder: a program would load any libraries found there. Nothing is built.
 """
 import pathlib
 import re
@@ -16,7 +16,7 @@ PROGRAMS = ("dorven-simulator", "dorven-host", "DorVenKameraPlugin.so")
 
 
 def configured(cmake, ninja, compiler, sources, folder):
-    """build.ninja of a build with libraries that are only names; what it installs."""
+    """build.ninja of a build whose libraries are only names, and the script that installs it."""
     host = folder / "host"
     host.mkdir()
     for name in LIBRARIES:
@@ -46,7 +46,7 @@ def faults(found, installed, host):
     for name, entries in found.items():
         if "" in entries:
             yield f"{name}: an empty entry in the RUNPATH {entries}"
-    # What is installed names no folder of this machine.
+    # The installed files name no folder of this machine.
     for new in re.findall(r'NEW_RPATH "([^"]*)"', installed):
         if host in new or "" in new.split(":"):
             yield f"installed with the RUNPATH {new}"

@@ -1,4 +1,4 @@
-"""Runs the commands of a page, as its reader would; README.md beside this file says how blocks are marked.
+"""Runs the commands of a page, as its reader would; README.md next to this file explains how blocks are marked.
 
     page_commands.py PAGE PROGRAMS [--wine]
 
@@ -76,7 +76,7 @@ class Runner:
             os.chmod(file.name, 0o755)
         self.environment = {key: value for key, value in os.environ.items()
                             if not key.startswith(('DORVEN_HOST_', 'DORVEN_SIMULATOR_', 'XDG_'))}
-        # Wine looks for its prefix by WINEPREFIX, else in the home.
+        # Wine finds its prefix by WINEPREFIX, otherwise in the home folder.
         self.environment.setdefault('WINEPREFIX', os.path.join(os.path.expanduser('~'), '.wine'))
         self.environment |= {'PATH': bin_folder + os.pathsep + os.environ['PATH'], 'HOME': folder,
                              'DORVEN_BIN': programs,
@@ -85,17 +85,17 @@ class Runner:
 
     def start(self, block):
         if block.language == 'bat':
-            # As with the shell, the first line that fails ends the block.
+            # As in the shell, the first failing line ends the block.
             lines = [line + '\r\n@if errorlevel 1 exit /b %errorlevel%\r\n' for line in block.text.splitlines()]
             script = ''.join(lines)
-            # A file of its own: another block may be running, and cmd reads while it runs.
+            # A separate file: another block may be running, and cmd reads its file while it runs.
             name = f'block{block.line}.bat'
             with open(os.path.join(self.folder, name), 'w', encoding='utf-8', newline='') as file:
                 file.write(script)
             command = ['wine', 'cmd', '/c', f'..\\{name}']
         else:
             command = ['bash', '-euo', 'pipefail', '-c', block.text]
-        # A file and no pipe: what a block leaves running would keep a pipe open.
+        # A file, not a pipe: programs that a block leaves running would keep a pipe open.
         output = open(os.path.join(self.folder, f'{block.line}.out'), 'w+b')
         process = subprocess.Popen(command, cwd=self.work, env=self.environment, stdin=subprocess.DEVNULL,
                                    stdout=output, stderr=subprocess.STDOUT, start_new_session=True)

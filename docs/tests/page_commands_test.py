@@ -1,4 +1,4 @@
-"""What page_commands.py promises, tried on small pages."""
+"""The promises of page_commands.py, tested with small pages."""
 import os
 import subprocess
 import sys

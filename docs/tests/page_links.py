@@ -1,8 +1,8 @@
-"""Looks at the links between pages: the file has to be there, and so has the heading behind a #.
+"""Checks the links between pages: the file must exist, and so must the heading after a #.
 
     page_links.py FOLDER
 
-Looked at are FOLDER's own pages and those of its docs. Links into the net are not.
+Checks FOLDER's own pages and those in its docs. Links to the internet are not checked.
 Exit code 0: every link leads somewhere.
 """
 import glob

@@ -1,4 +1,4 @@
-"""What page_links.py promises, tried on small pages."""
+"""The promises of page_links.py, tested with small pages."""
 import os
 import subprocess
 import sys

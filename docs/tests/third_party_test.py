@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""docs/third-party.md against what scripts/setup.sh installs and whose notices the build installs.
+"""Compares docs/third-party.md with the packages of scripts/setup.sh and with the notices that the build installs.
 
   third_party_test.py SOURCES
 """

@@ -7,7 +7,7 @@ import pathlib
 import re
 import sys
 
-# File: how a version stands there, as a pattern with one group; how many of its numbers.
+# File: a pattern with one group that finds the version in it; how many of its numbers.
 PLACES = (
     ("docs/first-minute.md", r"dorven[_-](\d[\d.]*\d)[_-]", 3),
     ("examples/host/CMakeLists.txt", r"find_package\(DorVenKameraPlugin (\S+) ", 2),

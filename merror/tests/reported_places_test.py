@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Reads every statement that reports, and the table of reported places: no two statements report as the same place.
+"""Reads every statement that reports, and the table of reported places: no two statements report the same place.
 
   reported_places_test.py ROOT     ROOT: the folder of the whole source tree
 """
@@ -11,7 +11,7 @@ import sys
 FOLDERS = ("merror", "mfileio", "mstreams", "mutil", "mipc", "host_interface", "image_road", "DorVenKameraPlugin")
 DEFINES_MACROS = ("errtrace.h", "massert.h", "reported_places.h")
 HERE = re.compile(r"\b(?:M_TRACE|M_ERRLOG|M_ERRTRACE|M_ASSERT|M_HERE)\b")
-# A number given to a macro, or one that a source keeps for what it hands to the libraries itself.
+# A number given to a macro, or one that a source keeps for its own calls of the libraries.
 FIXED = re.compile(r"\bM_(?:TRACE|ASSERT)_AT\(\s*(\d+)|\bconstexpr int k\w*Line = (\d+);")
 RAW = re.compile(r"\b_M(?:ErrLog|ErrTrace|Trace)_Location\(([^;]*)\)|\b__LINE__\b")
 

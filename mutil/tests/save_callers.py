@@ -1,10 +1,10 @@
-"""Whether our sources save ini data or replace files only where they ask what keeps a file from being lost.
+"""Checks that our sources save ini data or replace files only after the check that prevents losing a file.
 
     save_callers.py ROOT
 
-Ini data that were read in part save that part, and a replacement takes place also when writing failed. So outside the
-libraries that offer both, and their tests and benchmarks, nobody replaces a file by them, and whoever saves ini data
-asks HoldsWholeFile in the same source.
+Ini data that were only partly read save only that part, and a replacement takes place even if writing failed. So
+outside the libraries that offer both, and their tests and benchmarks, no source replaces a file by them, and every
+source that saves ini data calls HoldsWholeFile.
 """
 import os
 import re

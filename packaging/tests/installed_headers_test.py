@@ -3,7 +3,7 @@
 
   installed_headers_test.py CMAKE COMPILER SOURCES BUILD    COMPILER: of C++
 
-A host includes any header of host_interface/; the compiler tells what else that leads to.
+A host includes any header of host_interface/; the compiler lists what these include.
 """
 import pathlib
 import re
@@ -13,7 +13,7 @@ import tempfile
 
 
 def needed(compiler, header, folder):
-    """Names of the headers that a header leads to, but the system's: what is in the folder, and what is missing."""
+    """Names of the headers that a header includes indirectly, except the system's: those present, and those missing."""
     rule = subprocess.run([compiler, "-std=c++20", "-MM", "-MG", "-x", "c++", "-I", str(folder), str(header)],
                           check=True, capture_output=True, text=True).stdout
     return {pathlib.Path(path).name for path in re.split(r"[\s\\]+", rule) if path.endswith(".h")}

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Reads the sources of the Linux layer: every call that opens a descriptor stands inside highDescriptor(...).
+"""Reads the sources of the Linux layer: every call that opens a descriptor is inside highDescriptor(...).
 
   high_descriptors_test.py ROOT     ROOT: the folder of the whole source tree
 """
@@ -7,12 +7,12 @@ import pathlib
 import re
 import sys
 
-# These give the lowest free number, which is 0 to 2 in a host that was started without standard streams. The second
-# line: there is no way to move what they open, so the layer opens the descriptor itself (fdopendir).
+# These return the lowest free number, which is 0 to 2 in a host that was started without standard streams. The second
+# line: their results cannot be moved, so the layer opens the descriptor itself (fdopendir).
 OPENERS = ("open", "openat", "openat2", "creat", "memfd_create", "dup", "socket", "accept", "accept4", "eventfd",
            "opendir", "fopen", "shm_open", "mkstemp", "mkostemp", "pipe", "pipe2", "tmpfile")
 CALL = re.compile(r"(?<![\w.])(?<!->)(::)?\b(?:%s)\s*\(" % "|".join(OPENERS))
-# A declaration has a type in front; so has a definition of a class, whose name a qualifier ends.
+# A declaration begins with a type; so does a definition in a class, whose name ends with a qualifier.
 TYPE = re.compile(r"(\w|[>*&])\s+$|\w::$")
 NO_TYPE = re.compile(r"\b(?:return|else|case|throw)\s+$|(?:&&|->|=>)\s*$")
 MOVED = re.compile(r"\bhighDescriptor\(\s*$")

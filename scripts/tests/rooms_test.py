@@ -35,7 +35,7 @@ SOUND = {
 
 
 def looked_at(changes):
-    """(exit status, what is printed) for the sound tree with other files."""
+    """(exit status, output) for the sound tree with other files."""
     with tempfile.TemporaryDirectory() as folder:
         root = pathlib.Path(folder)
         (root / "CMakeLists.txt").write_text("".join(f"add_subdirectory({name})\n" for name in FOLDERS))

@@ -3,8 +3,8 @@
 
 usage: vtables.py CLANG CXXFILT PAGE FOLDER
 
-The probe beside this script is compiled twice, to LLVM IR only: for the tables of Microsoft's compiler and for those of
-MinGW. The page says what has to stand in them; the headers are not asked.
+The probe next to this script is compiled twice, to LLVM IR only: for the tables of Microsoft's compiler and for those
+of MinGW. The expected content comes from the page, not from the headers.
 """
 
 import pathlib
@@ -17,8 +17,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[2]
 INCLUDES = ["host_interface/tests/abi/stubs", "host_interface/inc", "mipc/inc",
             "DorVenKameraPlugin/inc", "DorVenKameraPlugin/Dorven", "DorVenKameraPlugin/ipc"]
-# Operations that the page's tables hold in all, and tables that a call object's rows stand for: 21 results and 18
-# parameters, each with its base.
+# Number of operations in all tables of the page, and of tables that the rows of call objects stand for: 21 results
+# and 18 parameters, each with its base.
 SLOTS_OF_DEVICE = 124
 CALL_OBJECTS = {"NUV::PluginInterfaceReturn": 21, "NUV::PluginInterfaceParameter": 18}
 
@@ -28,7 +28,7 @@ class Broken(Exception):
 
 
 def page_tables(page):
-    """Class name -> operation names in the order of their slots, from the sections whose heads name classes."""
+    """Class name -> operation names in the order of their slots, from the sections whose headings name classes."""
     tables, heads, inside = {}, [], False
     for line in page.read_text(encoding="utf-8").splitlines():
         if line.startswith("## "):
@@ -62,15 +62,15 @@ def compile_probe(clang, target, folder):
 
 
 def entries(initializer):
-    """What each entry of an emitted table names; "null" for an empty one."""
+    """The symbol of each entry of an emitted table; "null" for an empty one."""
     array = initializer[initializer.index("] [") + 3:]
     array = array[:array.index("] }")]
-    # Every entry names one symbol or none; its type may hold commas, but no symbol.
+    # Every entry names one symbol or none; its type may contain commas, but no symbol.
     return re.findall(r'@(?:"[^"]+"|[\w.$]+)|\bnull\b', array)
 
 
 def microsoft_tables(ir):
-    """Class name -> its table. Entry -1 is the type information, and the table's symbol an alias behind it."""
+    """Class name -> its table. Entry -1 is the type information; the table's symbol is an alias after it."""
     constants = dict(re.findall(r"^(@\d+) = private unnamed_addr constant (.*)$", ir, re.M))
     tables = {}
     for mangled, constant, index in re.findall(
@@ -81,7 +81,7 @@ def microsoft_tables(ir):
 
 
 def microsoft_class(mangled):
-    """Inner names come first; a template's arguments stay as they are, so that each has its own key."""
+    """Inner names come first; a template's arguments stay unchanged, so that each has its own key."""
     template = re.match(r"\?\$(\w+)@(.*)@NUV$", mangled)
     if template:
         return f"NUV::{template[1]}<{template[2]}>"
@@ -97,7 +97,7 @@ def microsoft_operation(symbol):
 
 
 def itanium_tables(ir, cxxfilt):
-    """Class name -> its table behind offset and type information; the two entries of a destructor are told apart."""
+    """Class name -> its table after offset and type information; distinguishes the two entries of a destructor."""
     found = re.findall(r"^@(_ZTV\w+) = .*constant (.*\] \[.*)$", ir, re.M)
     rows = {symbol: [entry.strip("@") for entry in entries(initializer)[2:]] for symbol, initializer in found}
     names = sorted({name for row in rows.values() for name in row} | set(rows))
@@ -132,7 +132,7 @@ def compare(compiler, expected, tables, expand):
             for slot in range(max(len(wanted), len(table))):
                 page_says = wanted[slot] if slot < len(wanted) else "nothing"
                 compiler_says = table[slot] if slot < len(table) else "nothing"
-                # An abstract class has its place for the operation, and nothing in it.
+                # An abstract class has an empty place for the operation.
                 if compiler_says != page_says and not (compiler_says == "pure" and key == "PluginInterface"):
                     problems.append(f"{compiler}: {key}: entry {slot} is {compiler_says}, the page says {page_says}")
     return problems
@@ -145,7 +145,7 @@ def two_destructors(operations):
 
 
 def statuses(compiler, ir, symbol, hidden):
-    """Whether an operation hands its status out through a hidden address."""
+    """Whether an operation returns its status through a hidden address."""
     declared = re.search(rf"^declare .*@{re.escape(symbol)}\(.*$", ir, re.M)
     if not declared:
         return [f"{compiler}: {symbol} is not declared"]
