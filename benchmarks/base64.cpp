@@ -32,7 +32,7 @@ double measure(const std::function<std::size_t()>& call, std::size_t size, std::
     const long long start = bench::threadTime();
     for (std::size_t i = 0; i < rounds; ++i) {
         const std::size_t count = call();
-        good = good && count >= expected && count < expected + 3;  // OpenSSL counts bytes that padding stands for
+        good = good && count >= expected && count < expected + 3;  // OpenSSL also counts the bytes of the padding
     }
     const long long end = bench::threadTime();
     if (!good) {

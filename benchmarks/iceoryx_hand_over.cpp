@@ -53,7 +53,7 @@ public:
     }
     void publish() override { _publisher.publish(std::exchange(_slot, nullptr)); }
     bool isDrained() override {
-        std::this_thread::sleep_for(20ms);  // it does not tell
+        std::this_thread::sleep_for(20ms);  // it gives no sign
         return true;
     }
 

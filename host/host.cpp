@@ -44,7 +44,7 @@ template <typename Options>
 using UseDevice = int (*)(NUV::PluginDeviceBase& device, const Options& options, std::ostream& data,
                           std::ostream& people);
 
-enum class AtCtrlC { ends, stops };  // the process; the command, which then tells what it has
+enum class AtCtrlC { ends, stops };  // the process; the command, which then reports its results
 
 template <typename Options>
 int runWithDevice(const Options& options, AtCtrlC atCtrlC, UseDevice<Options> command) {

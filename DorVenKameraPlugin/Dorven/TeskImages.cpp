@@ -55,7 +55,7 @@ TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startTh
 TeskImages::TeskImages(std::shared_ptr<MEvent> imageEvent, ThreadStarter startThread,
                        std::shared_ptr<NUV::IMAGEMEMORY> record, std::shared_ptr<NUV::SmartMetaDataDouble> temperature)
     : TeskImages(Unlinked{}, std::move(imageEvent), std::move(startThread), std::move(record), std::move(temperature)) {
-    link();  // last of all: its thread answers from this object at once
+    link();  // last, because its thread uses this object at once
 }
 
 TeskImages::TeskImages(Unlinked unlinked)
@@ -237,7 +237,7 @@ bool TeskImages::startImageThread() {
                  "kest::dorven::TeskImages::startImageThread");
         return false;
     }
-    if (_thread) return true;  // another thread was quicker: its grab goes on
+    if (_thread) return true;  // another thread was faster: its grab continues
     auto run = std::make_shared<Run>(_run);
     auto thread = _startThread([this, run] {
         if (run->waitForTurn()) imageThread(*run);

@@ -3,7 +3,7 @@
 //   state     timeout       on a signal                      on silence
 //   waiting   2 s           open the ring, read all images,  count; the eleventh in a row: fake one image, go to faking
 //                           go to grabbing
-//   grabbing  2 s           read all images                  as waiting; the last signal began the count anew
+//   grabbing  2 s           read all images                  as waiting; the last signal reset the count
 //   faking    frame period  open the ring, read all images,  fake one image
 //                           go to grabbing
 //
@@ -200,7 +200,7 @@ void TeskImages::waiting(Run& run, bool signalled) {
 void TeskImages::grabbing(Run& run, bool signalled) {
     if (!signalled) return missSignal(run);
     const bool stillReader =
-        MMemLineFifo_IsReaderAttached(run.fifo.ring.memory()) != 0;  // not when the ring was laid anew
+        MMemLineFifo_IsReaderAttached(run.fifo.ring.memory()) != 0;  // false when the ring was recreated
     if (stillReader || openAfresh(run.fifo)) readImages(run);
 }
 

@@ -73,9 +73,9 @@ struct IPMessenger::Run {
     std::vector<char> received;                  // payload that is being read
     int unanswered = 0;                          // requests sent since the peer was last heard
     std::optional<Clock::time_point> deafSince;  // the peer reads from here and could not be heard
-    std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and come back
+    std::uint64_t leftFor = kNothingSent;        // id of the request for which this side has left and returned
     std::optional<Clock::time_point> partSince;  // part of a frame waits from here on
-    std::uint64_t failedStep = 0;                // id of the step that the last error was told for
+    std::uint64_t failedStep = 0;                // id of the step whose error was reported last
     std::chrono::milliseconds pause = kPauseAfterError;
     bool knocked = false;  // for the sender that was opened last
     EchoGuard echoes;

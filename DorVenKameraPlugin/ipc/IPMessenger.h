@@ -134,7 +134,7 @@ private:
     void knock(Run& run);
     void processClose();
 
-    mutable std::mutex _mutex;  // guards _current, _last and the three below; never held in calls of a channel or log
+    mutable std::mutex _mutex;   // guards _current, _last and the three below; never held in calls of a channel or log
     std::vector<char> _request;  // payload of the last send or close
     std::uint64_t _awaited = 0;  // id of the request that a send waits for; 0: none
     Closer _closer = Closer::none;

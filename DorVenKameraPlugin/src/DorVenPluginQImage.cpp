@@ -131,7 +131,7 @@ PluginCallStatus DorVenPlugin::imageBuffer(char** buffer) {
 
 PluginCallStatus DorVenPlugin::imageMemory(IMAGEMEMORY** record) {
     if (!M_ASSERT_AT(113, _teskImages, "_teskImages", "invalid plugin")) return kNotSupported;
-    *record = _teskImages->imageMemory().get();  // stays alive: the source holds it; null where it has none
+    *record = _teskImages->imageMemory().get();  // stays valid: the source owns it; null if it has none
     return kDone;
 }
 

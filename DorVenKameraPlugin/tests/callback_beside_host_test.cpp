@@ -184,7 +184,7 @@ struct CallbackThatGrabs {
 TEST_F(CallbackBesideHost, BothSendEveryCommand) {
     for (std::size_t round = 0; round < 10; ++round) {
         sendAll();
-        while (callbackRounds() <= round) std::this_thread::yield();  // images come: the host began them last
+        while (callbackRounds() <= round) std::this_thread::yield();  // images arrive: the host started them last
     }
 }
 

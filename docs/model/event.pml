@@ -1,4 +1,4 @@
-/* An event that resets itself (platform/src/event_state.h): waiters of different processes, each in a seat of its own,
+/* An event that resets itself (platform/src/event_state.h): waiters of different processes, each in its own seat,
  * setters, and the kernel's queue of sleepers. Each step changes the shared word at once. A process may be killed between
  * any two steps (KILLS of them): first its thread is gone, its locks fall later.
  *
@@ -65,7 +65,7 @@ bool isGone = false; /* a victim's locks have fallen */
 #define satDown(i) (sat[i] || ended[i])
 #define waits(i) (seated[i] && !released[i])
 
-/* Next one that waits, behind the one that was released last. */
+/* Next one that waits, after the one that was released last. */
 inline pick(seat) {
     seat = NONE;
     if
@@ -77,7 +77,7 @@ inline pick(seat) {
 
 inline apply(seat) {
     if
-    :: seat == NONE && kept -> merged++ /* nobody waits and a signal is kept: one is as good as two */
+    :: seat == NONE && kept -> merged++ /* nobody waits and a signal is kept: both count as one */
     :: seat == NONE && !kept -> kept = true
     :: else -> released[seat] = true; turn = seat
     fi

@@ -25,13 +25,13 @@
 #define LATE 0
 #endif
 #ifndef FOLLOWS_RULES_ALONE
-#define FOLLOWS_RULES_ALONE 0 /* 1: side 0 looks after its ends on timeouts alone and answers every frame */
+#define FOLLOWS_RULES_ALONE 0 /* 1: side 0 opens its ends only at timeouts and answers every frame */
 #endif
 #define IDS 3         /* message ids are 1 .. IDS, over and over; 0: none */
 #define ASKS 2        /* requests within one wait */
 #define PATIENCE 4    /* passes of both loops after which a request counts as not answered although they are busy */
 #define DEAF 3        /* passes of the other side without being heard, after which the asker leaves and comes back */
-#define UNANSWERED 2  /* requests in a row without an answer before the fifo is laid anew for the next one */
+#define UNANSWERED 2  /* requests in a row without an answer before the fifo is recreated for the next one */
 
 #define FOREIGN 0     /* what the asker knows of an id: not its own, */
 #define MINE 1        /* its own, */
@@ -176,7 +176,7 @@ inline send(m, id, content) {
        :: d_step { senderHolds[m] && writerMark[m] && isEmpty(m) -> header[m] = id }
           if
           :: d_step { header[m] == id && payload[m] == 0 -> payload[m] = content }
-          :: else -> skip /* laid anew by nobody but this side */
+          :: else -> skip /* only this side recreates it */
           fi
        :: else -> skip
        fi

@@ -79,7 +79,7 @@ private:
     }
 
     const Bytes& _file;
-    std::size_t _position = 2;  // behind "P5"
+    std::size_t _position = 2;  // after "P5"
 };
 
 std::string sizeText(std::size_t width, std::size_t height) {

@@ -8,7 +8,7 @@
 namespace frames {
 namespace {
 
-constexpr double kDark = 32.0 / 255.0;  // behind what moves: no pixel has the grey of faked images
+constexpr double kDark = 32.0 / 255.0;  // background of what moves: no pixel has the grey of faked images
 constexpr std::size_t kCheckerSide = 32;
 // clang-format off
 constexpr Colour kBars[] = {
@@ -95,7 +95,7 @@ private:
 
     bool _moving;
     std::vector<StoredLine> _lines;
-    std::size_t _first = 0;  // line that stands at the top
+    std::size_t _first = 0;  // line at the top
 };
 
 double lineAmong(std::size_t place, std::size_t count) {

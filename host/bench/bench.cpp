@@ -171,7 +171,7 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const BenchOptions& options, 
     if (!camera.open(config, error) || !camera.start({&clock, &Clock::onImage}, error))
         throw Failure{kExitFailed, error};
     waitForFirstImage(clock, simulator);
-    sleepFor(0.2);  // what waited in the ring has come
+    sleepFor(0.2);  // what waited in the ring has arrived
     const std::int64_t startNs = platform_monotonicNanoseconds();
     const double simulatorCpu = simulator.cpuSeconds();
     const std::int64_t ownCpuNs = platform_processCpuNanoseconds();

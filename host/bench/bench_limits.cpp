@@ -10,7 +10,7 @@ namespace host {
 namespace {
 
 constexpr DWORD kPartnerWaitMs = 5000;
-constexpr std::size_t kCopiedBytes = std::size_t{1} << 26;  // beyond what caches hold
+constexpr std::size_t kCopiedBytes = std::size_t{1} << 26;  // more than fits into caches
 
 std::int64_t endAfter(double seconds) {
     return platform_monotonicNanoseconds() + static_cast<std::int64_t>(seconds * 1e9);

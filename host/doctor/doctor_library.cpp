@@ -11,7 +11,7 @@ namespace host {
 namespace {
 
 constexpr const char* kCheck = "library";
-constexpr std::size_t kHeadBytes = 4096;  // program headers stand in them
+constexpr std::size_t kHeadBytes = 4096;  // contain the program headers
 const std::string kElfStart =
     "\x7F"
     "ELF";

@@ -39,9 +39,9 @@ bool isThere(const std::string& name) { return platform_lookAtObject(name.c_str(
 // one's.
 struct Presence {
     bool simulator = false;      // a dorven-simulator has the images
-    bool camera = false;         // a host has a camera, or asks as one
-    bool simulatorLink = false;  // a simulator stands on the link
-    bool settled = false;        // a simulator was there at both looks: its objects have to be there
+    bool camera = false;         // a host has a camera, or asks like one
+    bool simulatorLink = false;  // a simulator uses the link
+    bool settled = false;        // a simulator ran at both checks, so its objects must exist
 };
 
 Presence lookForPrograms() {

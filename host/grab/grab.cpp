@@ -174,7 +174,7 @@ void Grab::tellSecond(std::int64_t nowNs) {
     SecondNumbers numbers;
     _spareInterval.clear();
     {
-        const std::lock_guard lock(_mutex);  // for a moment: the callback must not wait for the numbers to be made
+        const std::lock_guard lock(_mutex);  // only briefly: the callback must not wait for the evaluation
         _statistics->exchangeInterval(_spareInterval);
         numbers.totals = _statistics->counts();
     }

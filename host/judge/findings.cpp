@@ -39,7 +39,7 @@ static_assert(std::size(kKinds) == kFindingKinds);
 void tellKind(const FindingList& findings, const KindRow& row, std::ostream& people) {
     std::uint64_t told = 0;
     int ranges = 0;
-    std::optional<FrameRange> open;  // neighbours are told as one range
+    std::optional<FrameRange> open;  // neighbours are reported as one range
     const auto tell = [&] {
         if (!open || ++ranges > kMaxToldRanges) return;
         people << ' ' << rangeText(*open);

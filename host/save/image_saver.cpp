@@ -42,7 +42,7 @@ std::size_t wantedThreads(const SaveSettings& settings) {
 }
 
 struct Plan {
-    std::size_t queue = 0;  // images that may wait beside those around a loss; 0: the memory is not enough for any
+    std::size_t queue = 0;  // images that may wait besides those around a loss; 0: not enough memory for any
     std::size_t threads = 0;
 };
 
@@ -201,7 +201,7 @@ void ImageSaver::finish() {
         if (worker.joinable()) worker.join();
     if (!_sidecar.isOpen()) return;
     _sidecar.close();
-    if (!_sidecarHasLines) _unlink(sidecarPath().c_str());  // or it would stand in the way of the next grab
+    if (!_sidecarHasLines) _unlink(sidecarPath().c_str());  // or it would block the next grab
 }
 
 ImageSaver::Outcome ImageSaver::outcome() const {

@@ -36,10 +36,10 @@ void PrintTo(const CameraImages& images, std::ostream* stream) {
 
 struct ConfigRow {
     const char* name;
-    std::vector<std::pair<const char*, std::string>> files;  // the first one is given to all three
+    std::vector<std::pair<const char*, std::string>> files;  // all three get the first one
     CameraImages camera;                                     // what the camera takes
     const char* simulator = "";  // why the simulator refuses it; empty: it takes what the camera takes
-    const char* doctor = "";     // the problem that doctor tells; empty: none
+    const char* doctor = "";     // the problem that doctor reports; empty: none
     bool told = false;           // the camera's error log has an entry
 };
 

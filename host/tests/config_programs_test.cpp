@@ -16,9 +16,9 @@ using testing::Not;
 using namespace std::chrono_literals;
 
 struct ConfigCase {
-    const char* file;       // that the programs are given
-    int exitCode;           // 2: wrong usage, seen before anything else
-    const char* host;       // what the host has to say
+    const char* file;       // passed to the programs
+    int exitCode;           // 2: wrong usage, noticed first
+    const char* host;       // what the host must report
     const char* simulator;  // and the simulator
 };
 

@@ -38,7 +38,7 @@ struct FaultCase {
 
 void PrintTo(const FaultCase& row, std::ostream* stream) { *stream << row.fault; }
 
-constexpr std::uint64_t kFirst = 60;  // frame at which a fault strikes, but for those that end all
+constexpr std::uint64_t kFirst = 60;  // frame at which a fault strikes, except those that end everything
 
 // The frames come after the first half second, when the host grabs for certain, even on a busy machine.
 // clang-format off

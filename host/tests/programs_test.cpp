@@ -306,7 +306,7 @@ TEST_F(ScriptedWriterTest, VerifyFindsTheFaultsOfTheLogAndTellsWhatIsNotInIt) {
     EXPECT_EQ(data()["matched"], true);
     EXPECT_EQ(data()["found"], 2);
     auto grab = data()["grab"];
-    grab["late_from_us"] = nullptr;  // as of a grab that was given no limit: a busy machine's lateness does not count
+    grab["late_from_us"] = nullptr;  // as in a grab without limits: a busy machine's lateness does not count
     const std::string saved = _folder.file("grab.json", grab.dump());
     EXPECT_EQ(startHost({"verify", "--findings", saved, "--fault-log", log}).join(60s), 0) << people();
     EXPECT_EQ(text("out.txt"), "");

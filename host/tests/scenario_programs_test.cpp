@@ -30,7 +30,7 @@ struct ScenarioCase {
     const char* file;
     const char* fps;
     const char* images;           // that the host takes; 0: until they stop
-    std::set<std::string> names;  // of the faults that strike meanwhile
+    std::set<std::string> names;  // names of the faults that strike meanwhile
 };
 
 void PrintTo(const ScenarioCase& row, std::ostream* stream) { *stream << row.file; }

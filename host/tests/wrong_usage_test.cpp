@@ -88,9 +88,9 @@ enum class Kind {
     whole,   // a whole number
     number,  // with a fraction or not
     choice,  // one of some words
-    other,   // a text with rules of its own
-    file,    // one that has to be there
-    path,    // any text: what is there is found out later
+    other,   // a text with its own rules
+    file,    // a file that must exist
+    path,    // any text, checked only later
 };
 
 struct OptionRow {
@@ -98,9 +98,9 @@ struct OptionRow {
     Words commands;       // "" for the program itself
     const char* name;
     Kind kind;
-    const char* range;  // has to stand in the message
+    const char* range;  // must be in the message
     Words wrong;        // values just outside, and others that are wrong for this option alone
-    bool many = false;  // may be given again
+    bool many = false;  // may be given several times
 };
 
 const Words kAll{"info", "grab", "verify", "snap", "doctor", "bench", "call", "ask-snap"};

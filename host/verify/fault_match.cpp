@@ -87,8 +87,8 @@ private:
     FaultMatch _match;
     std::array<FrameRangeBag, kFindingKinds> _bags;  // findings that nothing explains yet
     std::multimap<std::uint64_t, Age> _ages;         // late and stale ones, by frame
-    std::optional<std::uint64_t> _stop;              // first frame that did not come any more
-    FrameRangeSet _ageless;                          // frames whose age no finding tells
+    std::optional<std::uint64_t> _stop;              // first frame that was not received any more
+    FrameRangeSet _ageless;                          // frames whose age no finding shows
     FrameRangeSet _undelivered;                      // frames of which the log says that they were not
     std::map<std::string, FrameRangeSet> _notes;
 };

@@ -9,7 +9,7 @@ namespace NUV {
 
 PluginBase::PluginBase(HMODULE module) : _module(module), _moduleFolder{}, _devicesPending(true), _cursor(0) {
     if (GetModuleFileNameA(module, _moduleFolder, sizeof _moduleFolder) == 0) return;
-    _moduleFolder[sizeof _moduleFolder - 1] = '\0';  // a name that did not fit may come without its terminator
+    _moduleFolder[sizeof _moduleFolder - 1] = '\0';  // a name that did not fit may lack its terminator
     // kept on purpose: docs/oddities.md, module-folder
     if (char* separator = std::strrchr(_moduleFolder, '\\')) separator[1] = '\0';
 }

@@ -97,7 +97,7 @@ public:
         return kDone;
     }
     PluginCallStatus lightInformation(std::uint64_t light, LIGHTINFO* information) override {
-        information->reserved[3] = light;  // the others as they come
+        information->reserved[3] = light;  // the other values do not matter
         return kDone;
     }
     PluginCallStatus grab() override { throw std::runtime_error("grab"); }

@@ -73,7 +73,7 @@ TEST(DeviceIdentity, LabelIsCutAtFortyCharacters) {
     const std::wstring forty(40, L'a');
     const PluginDeviceBase exact(forty.c_str(), 1, 2, "");
     EXPECT_EQ(std::wstring(exact.deviceLabel(), 40), forty);
-    EXPECT_EQ(exact.deviceTypeCode(), 1);  // stands behind the label
+    EXPECT_EQ(exact.deviceTypeCode(), 1);  // stored after the label
     const PluginDeviceBase longer((forty + L"bbbbbbbbbbbbbbbbbbbb").c_str(), 1, 2, "");
     EXPECT_EQ(std::wstring(longer.deviceLabel(), 40), forty);
     EXPECT_EQ(longer.deviceTypeCode(), 1);

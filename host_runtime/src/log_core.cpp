@@ -60,7 +60,7 @@ struct Log {
     std::mutex mutex;
     void (*capture)(void* context, const LogEntryView* entry) = nullptr;
     void* captureContext = nullptr;
-    LogFile* file = nullptr;  // made for the first line, with its sink
+    LogFile* file = nullptr;  // created with its sink for the first line
     LineSink* sink = nullptr;
     LogRow rows[std::size(kSinkNames)];
     bool countsRepeats = true;
@@ -276,7 +276,7 @@ void add(Log& log, const LogEntryView& entry) {
     if (step == LogRow::Step::sumUp) return writeRepeats(log, row);
     writeAllRepeats(log);
     LossUnlessOut loss{log, 1};
-    row.end();  // of an entry that is lost nobody would know what is repeated
+    row.end();  // if the entry is lost, nobody knows what is repeated
     loss.isOut = writeEntry(log, entry, std::chrono::system_clock::now(), entry.text);
     if (loss.isOut) row.begin(entry, now);
 }

@@ -20,7 +20,7 @@ bool isSurrogate(char32_t character) { return character >= 0xD800 && character <
 
 std::size_t sequenceLength(unsigned char lead) {
     if (lead < 0x80) return 1;
-    if (lead < 0xC0) return 0;  // goes on, begins nothing
+    if (lead < 0xC0) return 0;  // a continuation byte cannot begin a character
     if (lead < 0xE0) return 2;
     if (lead < 0xF0) return 3;
     return lead < 0xF8 ? 4 : 0;

@@ -99,7 +99,7 @@ void writeChildren(std::wstring& text, const Node& node, std::size_t depth) {
 }  // namespace
 
 struct CXmlNode::Tree {
-    std::shared_ptr<Document> document;  // holds all nodes of the tree
+    std::shared_ptr<Document> document;  // owns all nodes of the tree
     Node* node;                          // this one; the document itself for a root
     std::vector<std::unique_ptr<CXmlNode>> children;
 };

@@ -216,7 +216,7 @@ TEST(LogSink, APipeGetsWhatIsCountedAtTheEndOfTheProgram) {
 
 CHILD_ROLE(endsBehindAPipeThatNobodyReads) {
     logToStandardError();
-    static const auto* const pipe = new StandardErrorPipe;  // its reader lives as long as the program
+    static const auto* const pipe = new StandardErrorPipe;  // its reader exists as long as the program
     if (!pipe) return 2;
     const std::string filler(1000, 'x');
     for (std::size_t i = 0; i < kUnreadEntries; ++i) report(filler + " unread " + std::to_string(i));

@@ -33,7 +33,7 @@ TEST(StringHelper, ValidTextGoesBothWays) {
 TEST(StringHelper, EachByteThatIsNotValidBecomesAQuestionMark) {
     // clang-format off
     const std::pair<std::string, std::wstring> rows[] = {
-        {"a\x80z",               L"a?z"  }, // goes on without a beginning
+        {"a\x80z",               L"a?z"  }, // a continuation without a beginning
         {"a\xc3",                L"a?"   }, // cut at the end
         {"a\xe2\x82",            L"a??"  }, //
         {"\xf0\x9f\x93",         L"???"  }, //

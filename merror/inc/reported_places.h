@@ -45,7 +45,7 @@ struct FixedPlace {
 
 // kept on purpose: docs/oddities.md, entry-numbers
 inline constexpr FixedPlace kFixedPlaces[] = {
-    { "DorVenPlugin",          31 },  // a device is made
+    { "DorVenPlugin",          31 },  // a device is created
     { "DorVenPlugin",          41 },  // a device is destroyed
     // commands to a device that was never opened:
     { "DorVenPluginQCamCtrl",  64 },  // set frame rate

@@ -14,7 +14,7 @@ namespace {
 std::vector<std::string> calls;
 int wantedLevel = 5;  // what the level test lets through
 bool refusesToFormat = false;
-bool wantedLocation = true;  // what the location test answers
+bool wantedLocation = true;  // result of the location test
 const char* beganFile = nullptr;
 
 std::string vformat(const char* format, std::va_list arguments) {

@@ -114,7 +114,7 @@ std::ptrdiff_t MFastFileReader::read_from_buffer(void* target, std::size_t count
         }
         return static_cast<std::ptrdiff_t>(buffered + takeBuffered(bytes + buffered, rest));
     }
-    forgetBuffer();  // its bytes no longer stand before the file's position, so there is no way back to them
+    forgetBuffer();  // its bytes no longer precede the file's position, so stepping back is impossible
     const std::ptrdiff_t straight = read64(_file, bytes + buffered, rest);
     if (straight < 0) {
         M_ERRTRACE("MFastFileReader::read_from_buffer(): read64(..,%u,..) failed", static_cast<unsigned>(rest));
@@ -163,7 +163,7 @@ bool MFastFileReader::refuseLine(std::string& line) {
 
 bool MFastFileReader::ReadLine(std::string& line) {
     const char* const lineEnd = findLineEnd(_current, _end);
-    if (_end - lineEnd > 1) {  // as nearly always the line end and a byte behind it are buffered
+    if (_end - lineEnd > 1) {  // nearly always the line end and a byte after it are buffered
         const std::ptrdiff_t length = lineEnd - _current;
         if (!withMemory([&] { line.assign(_current, static_cast<std::size_t>(length)); })) return refuseLine(line);
         _current += length + (lineEnd[0] == '\r' && lineEnd[1] == '\n' ? 2 : 1);

@@ -18,7 +18,7 @@ using Block = std::unique_ptr<char[]>;
 // Null when there is no memory. Allocates at least one byte, because some allocators return null for none.
 Block allocate(std::size_t size) {
     if (size > PTRDIFF_MAX) {
-        errno = ENOMEM;  // not asked for: no allocator has that much, and some end the program over it
+        errno = ENOMEM;  // not requested: no allocator has that much, and some end the program
         return nullptr;
     }
     return Block(new (std::nothrow) char[std::max<std::size_t>(size, 1)]);
@@ -161,13 +161,13 @@ std::ptrdiff_t MFastFile_WriteAtOnce(const char* fileName, const void* data, std
 
     const Block temporary = makeTemporaryFile(fileName);
     if (!temporary) return -1;
-    platform_takePermissions(fileName, temporary.get());  // before it holds anything that others must not read
+    platform_takePermissions(fileName, temporary.get());  // before it contains anything that others must not read
     bool done = writeFile(temporary.get(), data, size, MFastFile::kTruncate, true);
     // kept on purpose: docs/oddities.md, rename-after-failure
     if (!file_rename(temporary.get(), fileName)) {
         M_ERRTRACE("MFastFile_WriteAtOnce(): file_rename(%s,%s) failed: %s", temporary.get(), fileName,
                    std::strerror(errno));
-        file_unlink(temporary.get());  // nobody would look for what it holds
+        file_unlink(temporary.get());  // nobody would look for its content
         done = false;
     }
     return done ? static_cast<std::ptrdiff_t>(size) : -1;

@@ -13,7 +13,7 @@
 
 namespace {
 
-const std::string kLongText(20'000, 'x');  // beyond the buffer and beyond what a string holds within itself
+const std::string kLongText(20'000, 'x');  // longer than the buffer and than a string's internal buffer
 
 class MFastFileMemoryTest : public testing::Test {
 protected:

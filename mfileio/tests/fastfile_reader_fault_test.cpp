@@ -140,7 +140,7 @@ TEST_F(MFastFileReaderFaultTest, ReadLineReportsAReadErrorBehindACrInWordsOfItsO
 
 TEST_F(MFastFileReaderFaultTest, ReadLineIntoABufferReportsAReadError) {
     char line[16];
-    for (const int reads : {0, 1}) {  // at once; behind the CR
+    for (const int reads : {0, 1}) {  // at once; after the CR
         open(std::string(8191, 'x') + "\r\n");
         _recorder.clear();
         const test::Fault fault(fault_ReadFile, readsThenFails(reads));

@@ -94,7 +94,7 @@ TEST_F(MFastFileWriterTest, UnknownModesAreRefusedWithTheFlushFlagTakenOff) {
 }
 
 TEST_F(MFastFileWriterTest, TheFlushFlagWritesTheSameBytes) {
-    for (const int mode : {4, 5, 6}) {  // new, behind what is there, from the start
+    for (const int mode : {4, 5, 6}) {  // new, at the end, from the start
         open(mode);
         EXPECT_EQ(_writer.WriteString("x"), 1);
         EXPECT_EQ(closedContent(), mode == 5 ? "xx" : "x");

@@ -53,7 +53,7 @@ void MMemLineReader::takeGeometry(std::size_t memorySize, std::size_t leastLineL
     _found = copyOf(_memory);
     _lineLength = _found.lineLength;
     _slotCount = _found.slotCount;
-    if (_slotCount == 0) return;  // not laid yet
+    if (_slotCount == 0) return;  // not created yet
     const bool fits = MMemLineFifo_Fits(_found, memorySize);
     _readable = fits && _lineLength >= leastLineLength;
     if (!_readable && !isRecreated()) _damage = fits ? Damage::shortLines : Damage::slotsDoNotFit;

@@ -89,7 +89,7 @@ void* createMemory(const char* name, std::size_t size) {
         return nullptr;
     }
     const HANDLE mapping = createMapping(name, size);
-    const DWORD createError = GetLastError();  // read before any other call: it also tells whether the name existed
+    const DWORD createError = GetLastError();  // read before any other call: it also says whether the name existed
     if (!mapping) {
         M_ERRTRACE("MSharedMem_Create(): CreateFileMapping() failed");
         return nullptr;

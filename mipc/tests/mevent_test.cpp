@@ -169,7 +169,7 @@ TEST_F(MEventTest, NameStartsAnewAfterItsOnlyHolderIsKilled) {
 static_assert(!std::is_copy_constructible_v<MProcessEvent> && !std::is_move_constructible_v<MProcessEvent>);
 static_assert(!std::is_copy_assignable_v<MProcessEvent> && !std::is_move_assignable_v<MProcessEvent>);
 static_assert(std::is_abstract_v<MEvent> && std::has_virtual_destructor_v<MEvent>);
-static_assert(sizeof(MProcessEvent) == sizeof(void*) + sizeof(HANDLE));  // one field behind the virtual operations
+static_assert(sizeof(MProcessEvent) == sizeof(void*) + sizeof(HANDLE));  // one field after the virtual operations
 
 class MProcessEventTest : public testing::Test {
 protected:

@@ -148,7 +148,7 @@ TEST_F(DamagedFifoTest, DrainingLoopEndsWhateverStandsInTheHeader) {
     std::mt19937_64 random(1);
     for (int round = 0; round < 100'000; ++round) {
         for (std::size_t field = 0; field < 40; field += 8) setWordAt(_memory, field, garbage(random));
-        setWordAt(_memory, 16, 1);  // attached, or it would not read at all
+        setWordAt(_memory, 16, 1);  // attached; otherwise it would not read
         int reads = 0;
         while (MMemFifo_GetUsed(_memory) != 0 && reads < 1000) {
             read(1);

@@ -128,7 +128,7 @@ TEST_F(MMemLineFifoTest, OneByteLessIsTooSmall) {
     EXPECT_EQ(MMemLineFifo_CreateBySize(_memory, 64 + 2 * kLineLength - 1, kLineLength), 0);
     EXPECT_THAT(_reports.errorTraces(), ElementsAre("MMemLineFifo_CreateBySize(): memory area too small: 263 bytes. "
                                                     "Must be at least 264 bytes."));
-    EXPECT_EQ(_block[0], kGuard);  // nothing was laid
+    EXPECT_EQ(_block[0], kGuard);  // nothing was created
 }
 
 TEST_F(MMemLineFifoTest, SizesBelowTheHeaderAreTooSmall) {

@@ -54,7 +54,7 @@ protected:
 
 TEST_F(MMemLineReaderTest, OldLineIsNotHandedOutWhileTheFifoIsLaidAnew) {
     putAndRead(3);
-    afterLook = [this] {  // the writer's first stores; its last one, the read index, is still to come
+    afterLook = [this] {  // the writer's first stores; its last one, the read index, follows later
         _header.writeIndex = 0;
         _header.readerMark = 0;
     };

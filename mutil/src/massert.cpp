@@ -39,7 +39,7 @@ void MAssert_Failed(const char* condition, const char* file, int line, const cha
         const MAssertException failure(failureText(condition, file, line, format, arguments));
         _MErrLog_Location(0, kFile, kReportLine);
         _MErrLog_Add("%s", failure.what());
-    } catch (const std::bad_alloc&) {  // nothing is thrown at the code behind an assertion, not even this
+    } catch (const std::bad_alloc&) {  // nothing is thrown into the code after an assertion, not even this
         _MErrLog_Location(0, kFile, kReportLine);
         _MErrLog_Add("Assertion failed: '%s', file %s, line %d", condition, file, line);
     }

@@ -203,7 +203,7 @@ TEST_F(MIniDataEditTest, DeleteEntryStopsAtALineWithoutNameOrEqualsSign) {
                         "MIniData::DeleteEntry(): MIniDataSectionT::DeleteEntry() failed (\"s\",\"k\")"));
         EXPECT_FALSE(data.EntryExists("s", "k"));
         EXPECT_EQ(data.GetContentString(), "[s]\na=0\n" + line + "\nk=1\n");
-        EXPECT_TRUE(data.DeleteEntry("s", "a"));  // stands above the line
+        EXPECT_TRUE(data.DeleteEntry("s", "a"));  // is above the line
     }
 }
 

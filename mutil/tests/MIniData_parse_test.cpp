@@ -188,7 +188,7 @@ TEST_F(MIniDataParseTest, ALineWithoutEqualsSignKeepsTheBlanksAtItsEndInItsName)
         EXPECT_TRUE(data.SetContentString("[s]\nword\n word \n\tword\t\nword2 = 1\n"));
         EXPECT_THAT(data.GetEntryNames("s"), ElementsAre("word", "word\t", "word ", "word2"));
         EXPECT_TRUE(data.EntryExists("s", "word "));
-        EXPECT_EQ(valueOf(data, "s", "word "), "word");  // who asks is trimmed, and finds the first
+        EXPECT_EQ(valueOf(data, "s", "word "), "word");  // the requested name is trimmed, and finds the first
     }
     MIniData data(MIniData::kAcceptBareLines);
     EXPECT_TRUE(data.SetContentString("[s]\nword \n"));

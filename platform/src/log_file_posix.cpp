@@ -56,7 +56,7 @@ public:
 
 private:
     void take(int signal) const {
-        if (sigismember(&_before, signal) == 1) return;  // somebody else's
+        if (sigismember(&_before, signal) == 1) return;  // belongs to somebody else
         sigset_t one;
         sigemptyset(&one);
         sigaddset(&one, signal);
@@ -96,7 +96,7 @@ std::optional<Outlet> outletToStandardError() {
     if (S_ISSOCK(status.st_mode)) return std::optional<Outlet>(std::in_place, STDERR_FILENO, Way::socket, false);
     const int own = openDescriptor("/proc/self/fd/2", O_WRONLY | O_NONBLOCK);
     if (own >= 0) return std::optional<Outlet>(std::in_place, own, Way::plain, true);
-    if (errno == ENXIO) return std::nullopt;  // nobody reads from it any more
+    if (errno == ENXIO) return std::nullopt;  // nobody reads it any more
     return std::optional<Outlet>(std::in_place, STDERR_FILENO, Way::ask, false);
 }
 

@@ -138,7 +138,7 @@ private:
         writer->_done = CreateEventA(nullptr, FALSE, FALSE, nullptr);
         if (writer->_wanted && writer->_done)
             writer->_thread = CreateThread(nullptr, 0, writeForEver, writer, 0, nullptr);
-        return writer->_thread ? writer : nullptr;  // what was made of it is kept: there is no second try
+        return writer->_thread ? writer : nullptr;  // the result is kept: there is no second try
     }
 
     static DWORD WINAPI writeForEver(void* self) {

@@ -20,7 +20,7 @@ void explain(int signalNumber, siginfo_t* information, void*) {
         raise(signalNumber);
         return;
     }
-    if (write(STDERR_FILENO, sentence, sentenceBytes) < 0) _exit(endingCode);  // there is nobody left to tell
+    if (write(STDERR_FILENO, sentence, sentenceBytes) < 0) _exit(endingCode);  // there is nobody left to inform
     _exit(endingCode);
 }
 

@@ -110,7 +110,7 @@ extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, 
     std::map<std::uintptr_t, View> made;  // the entry first: with the memory mapped nothing can fail any more
     made.emplace(0, View{wanted, protection.pages});
     auto entry = made.extract(made.begin());
-    const std::lock_guard lock(views().mutex);  // before it is mapped: no fork comes between
+    const std::lock_guard lock(views().mutex);  // before it is mapped, so that no fork comes in between
     void* address = mmap(nullptr, wanted, protection.native, MAP_SHARED, descriptor, kPageBytes);
     if (address == MAP_FAILED) return platform_failWith<LPVOID>(platform_errorOf(errno), nullptr);
     entry.key() = reinterpret_cast<std::uintptr_t>(address);

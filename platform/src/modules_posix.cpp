@@ -35,7 +35,7 @@ std::string withoutEmptySteps(std::string path) {
 // The full name of a library that was loaded by a relative path. The loader stores the folder as it was at that time;
 // the working folder may have changed since.
 std::string loadedFileName(void* module, const std::string& relativeName) {
-    constexpr std::size_t kLongestFolder = 1u << 16;  // the loader does not tell how long it is
+    constexpr std::size_t kLongestFolder = 1u << 16;  // the loader does not say how long it is
     std::string folder(kLongestFolder, '\0');
     if (dlinfo(module, RTLD_DI_ORIGIN, folder.data()) != 0) return relativeName;
     folder.resize(std::strlen(folder.c_str()));

@@ -172,7 +172,7 @@ private:
 
         existed = ObjectLocks_IsHeld(descriptor);
         if (!existed && !_create) {
-            unlinkat(folder, _fileName.c_str(), 0);  // a leftover: absent for whoever opens
+            unlinkat(folder, _fileName.c_str(), 0);  // a leftover does not exist for whoever opens
             return platform_failWith(ERROR_FILE_NOT_FOUND, Outcome::failed);
         }
         // A leftover is not initialised in its place: somebody may still have a view of it.

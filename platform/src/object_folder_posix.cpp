@@ -42,7 +42,7 @@ std::string percentEncoded(const std::string& name) {
     return text;
 }
 
-constexpr char kHashMark = '=';  // stands in no name that is encoded
+constexpr char kHashMark = '=';  // not in any encoded name
 constexpr std::size_t kHashDigits = 16;
 
 // FNV-1a

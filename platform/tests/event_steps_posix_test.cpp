@@ -56,7 +56,7 @@ DWORD waitFor(HANDLE event, DWORD milliseconds) { return WaitForMultipleObjects(
 // What both processes tell each other without an event.
 struct Board {
     std::atomic<int> waiter;  // a Step
-    std::atomic<int> go;      // 1: the waiter goes on
+    std::atomic<int> go;      // 1: the waiter continues
 };
 enum Step { begun = 1, beforeItsSleep, hasClosed };
 

@@ -175,7 +175,7 @@ namespace {
 // Results of the four ways of opening; 0: success.
 struct Answers {
     const char* name;
-    const char* path;  // behind the test's folder, in which are "f", a file, and "sub", a folder
+    const char* path;  // after the test's folder, which contains the file "f" and the folder "sub"
     DWORD read;
     DWORD createNew;
     DWORD createAlways;

@@ -251,7 +251,7 @@ namespace {
 struct MappingRights {
     const char* name;
     DWORD opened;       // rights of the handle
-    DWORD readable;     // protection of the view that FILE_MAP_READ gives
+    DWORD readable;     // protection of the view with FILE_MAP_READ
     DWORD writable;     // FILE_MAP_WRITE
     DWORD untouchable;  // 0
 };
@@ -404,7 +404,7 @@ CHILD_ROLE(racesToCreate) {
     const DWORD error = GetLastError();
     if (!mapping.get()) return 8;
     signal(arguments.at(2));
-    if (!await(arguments.at(3))) return 7;  // holds on until all have tried
+    if (!await(arguments.at(3))) return 7;  // holds the object until all have tried
     return error == ERROR_ALREADY_EXISTS ? 1 : 0;
 }
 

@@ -244,7 +244,7 @@ TEST(ObjectFiles, ALongNamesCharactersAreCountedAsWindowsCountsThem) {
     std::string pairs;
     for (int count = 0; count < MAX_PATH / 2; ++count) pairs += "\xF0\x9F\x93\xB7";  // four bytes, two units
     EXPECT_EQ(createMapping(pairs), nullptr);
-    EXPECT_EQ(createMapping(std::string(10'000, '\x80')), nullptr);  // no characters at all
+    EXPECT_EQ(createMapping(std::string(10'000, '\x80')), nullptr);  // not valid characters
     EXPECT_EQ(GetLastError(), ERROR_FILENAME_EXCED_RANGE);
 }
 

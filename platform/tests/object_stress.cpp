@@ -46,15 +46,15 @@ constexpr double kUsualKillsPerSecond = 550.0;
 using Word = std::uint64_t;
 
 struct Slot {
-    std::atomic<Word> life;                            // 0: dead, or about to be killed; else another one per process
-    std::array<std::atomic<Word>, kNames> token;       // 0: not held; else another one per hold
+    std::atomic<Word> life;                            // 0: dead, or about to be killed; unique per process
+    std::array<std::atomic<Word>, kNames> token;       // 0: not held; unique per hold
     std::array<std::atomic<Word>, kNames> generation;  // what the held object is stamped with; 0: not stamped
 };
 
 // What all processes see; anonymous shared memory, zeroed.
 struct Board {
     std::array<Slot, kWorkers> slots;
-    std::array<std::atomic<Word>, kNames> generations;  // objects made so far under each name
+    std::array<std::atomic<Word>, kNames> generations;  // objects created so far under each name
     std::atomic<Word> tokens;
     std::atomic<Word> created, attached, absent, againstHolder, clashes;
     std::atomic<bool> violating;  // one process is the first; killed there, it leaves its text in part
@@ -113,7 +113,7 @@ private:
         const std::size_t name = below(kNames);
         Hold& hold = _holds[name];
         if (!hold.handle && !hold.words) {
-            if (below(4) != 0) return;  // few at a time, so that a name often has no holder at all
+            if (below(4) != 0) return;  // few at a time, so that a name often has no holder
             acquire(name, below(3) != 0);
         } else if (below(4) == 0) {
             checkWholeStamp(name, hold.words, hold.generation);

@@ -24,7 +24,7 @@ TEST_P(PipeLookTest, APipeIsSeenBusyOrNotAndWhicheverWayItGoes) {
     const std::string name = "\\\\.\\pipe\\" + test::uniqueName("look");
     const HANDLE pipe = CreateNamedPipeA(name.c_str(), GetParam(), PIPE_TYPE_BYTE, 1, 100, 100, 0, nullptr);
     ASSERT_NE(pipe, INVALID_HANDLE_VALUE);
-    const bool inbound = GetParam() == PIPE_ACCESS_INBOUND;  // seen from the one who made it
+    const bool inbound = GetParam() == PIPE_ACCESS_INBOUND;  // as seen from its creator
     EXPECT_TRUE(platform_lookAtFile(name.c_str()).other);
     DisconnectNamedPipe(pipe);
     const HANDLE other =

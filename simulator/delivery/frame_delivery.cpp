@@ -13,7 +13,7 @@ namespace simulator {
 namespace {
 
 constexpr std::int64_t kDefaultTimeBackNs = 1'000'000'000;
-constexpr std::int64_t kNoticeableNs = 1'000'000;  // a shift below that no host has to find
+constexpr std::int64_t kNoticeableNs = 1'000'000;  // no host needs to find a smaller shift
 
 double seconds(std::int64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1e9; }
 

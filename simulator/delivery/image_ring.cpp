@@ -68,7 +68,7 @@ bool ImageRing::openEvent() {
 }
 
 bool ImageRing::openMemory(std::size_t bytes) {
-    DWORD error = ERROR_NOT_ENOUGH_MEMORY;  // what is made can only fail to be mapped
+    DWORD error = ERROR_NOT_ENOUGH_MEMORY;  // an existing mapping can only fail to be mapped
     _memory = MSharedMem_LinkOrCreate(kImagesMemory, bytes, &error);
     if (!_memory)
         tellRefusal("no shared memory of " + std::to_string(bytes) + " bytes for the images", kImagesMemory, error);

@@ -117,7 +117,7 @@ std::optional<Scenario> parseScenario(const std::string& text, std::string& erro
     try {
         const Json root = options::parseShallowJson(text);
         if (readRoot(root, scenario, error)) return scenario;
-    } catch (const Json::exception& exception) {  // tells line and column
+    } catch (const Json::exception& exception) {  // contains line and column
         error = exception.what();
     } catch (const options::NestedTooDeeply& exception) {
         error = exception.what();

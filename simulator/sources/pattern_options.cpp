@@ -17,7 +17,7 @@ using Kind = frames::Motion::Kind;
 struct MotionRow {
     const char* name;
     Kind kind;
-    double pixels;  // unless told
+    double pixels;  // default
 };
 // clang-format off
 constexpr MotionRow kMotions[] = {

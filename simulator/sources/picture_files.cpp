@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 template <typename Wanted>
 bool filesIn(const fs::path& folder, Wanted wanted, std::vector<std::string>& files, std::string& error) {
     std::error_code failure;
-    std::error_code ignored;  // what vanishes meanwhile is no file
+    std::error_code ignored;  // a file that vanishes meanwhile does not count
     for (fs::directory_iterator entry(folder.empty() ? "." : folder, failure), end; !failure && entry != end;
          entry.increment(failure)) {
         const std::string name = textOfPath(entry->path().filename());

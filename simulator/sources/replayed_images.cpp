@@ -156,7 +156,7 @@ private:
     const PictureBudget* _budget;
     frames::ImageFormat _format;
     std::string _sizeOwner;         // for messages; empty: not known yet
-    bool _sizeIsOfPicture = false;  // then all have the same: what is a world and what a window nobody said
+    bool _sizeIsOfPicture = false;  // then all must have it: nobody said what is a larger picture and what is a window
     unsigned _bits;
     frames::PixelWriter _writer;
     frames::Crc32Append _appendLine;

@@ -29,7 +29,7 @@ using namespace std::chrono_literals;
 constexpr frames::ImageFormat kFormat{900, 20, 1};
 constexpr std::size_t kLines = 6;
 constexpr std::size_t kOwnWords = 6;        // of the header that somebody stores
-constexpr std::uint64_t kUntouched = 0xC5;  // each byte that belongs to nobody
+constexpr std::uint64_t kUntouched = 0xC5;  // every byte outside the ring
 
 std::size_t ringBytes() { return ImageRing(kFormat.bytes(), kLines).memoryBytes(); }
 

@@ -62,7 +62,7 @@ private:
     private:
         std::mutex _mutex;
         frames::ImageFormat _format;
-        frames::ImageFormat _told;  // by the last answer for the size
+        frames::ImageFormat _told;  // reported by the last answer for the size
         bool _refusing = false;
     };
 

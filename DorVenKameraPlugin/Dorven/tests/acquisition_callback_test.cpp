@@ -122,7 +122,7 @@ TEST_F(AcquisitionTest, GrabThatWaitsBehindAStoppedOneDoesNotWorkBesideTheFirst)
 TEST_F(AcquisitionTest, CallbackMayGrabAnewAndFreezeThat) {
     std::promise<bool> frozen;
     _received.inside = [&] {
-        const bool grabbed = _source->grab();  // waits behind this callback
+        const bool grabbed = _source->grab();  // waits for this callback
         frozen.set_value(_source->freeze() && grabbed);
     };
     startFaking();

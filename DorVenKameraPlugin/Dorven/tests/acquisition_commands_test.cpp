@@ -150,7 +150,7 @@ TEST_F(CallbackCommandsTest, FreezeEndsTheGrab) {
 
 TEST_F(CallbackCommandsTest, GrabGoesOnWithAFreshThread) {
     std::thread::id first, second;
-    _event->answer(-1, 10);  // the second grab counts its silent waits anew
+    _event->answer(-1, 10);  // the second grab counts its silent waits from 0
     grabImages({[&](IMAGEMEMORY&) {
                     first = std::this_thread::get_id();
                     EXPECT_EQ(send(1002), kDone);
@@ -283,7 +283,7 @@ TEST_F(CallbackCommandsTest, OpenIsRefusedAndNothingTouched) {
     PluginInterfaceReturn<tagBITMAPINFO> bitmap({9, 9}, preset);
     grabImages({[&](IMAGEMEMORY&) { EXPECT_EQ(send(1001, &bitmap), kNotSupported); }, [](IMAGEMEMORY&) {}});
     EXPECT_EQ(bitmap.value.bmiHeader.biWidth, 77);
-    EXPECT_EQ(_images, 2u);  // the grab goes on
+    EXPECT_EQ(_images, 2u);  // the grab continues
     EXPECT_THAT(_log.errors(), ElementsAre(kCannotOpen));
     EXPECT_EQ(send(1004), kDone);
     EXPECT_EQ(send(1001), kDone);

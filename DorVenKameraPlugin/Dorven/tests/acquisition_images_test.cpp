@@ -167,7 +167,7 @@ TEST_F(AcquisitionTest, EachSignalBeginsTheCountOfMissesAnew) {
 TEST_F(AcquisitionTest, ImagesThatWaitWhenTheGrabIsStoppedAreStillHandedOn) {
     test::SimulatorRing ring(kPixelBytes, 4);
     _received.inside = [this] {
-        while (_source->isRunning()) std::this_thread::yield();  // until freeze has come
+        while (_source->isRunning()) std::this_thread::yield();  // until freeze has been called
     };
     signalWith(ring, {1, 2, 3, 4});
     ASSERT_TRUE(_source->grab());
@@ -249,7 +249,7 @@ TEST_F(AcquisitionTest, RingThatIsLaidAnewIsOpenedAnew) {
     ASSERT_TRUE(_source->freeze());
     EXPECT_EQ(progress().back(), kClosed);
     EXPECT_STREQ(MSharedMem_GetName(ring.memory()), image_road::kImagesMemory);
-    EXPECT_EQ(MSharedMem_Unlink(ring.memory()), 1);  // the link that the first opening took and nobody gave back
+    EXPECT_EQ(MSharedMem_Unlink(ring.memory()), 1);  // the link of the first opening, which nobody returned
 }
 
 TEST_F(AcquisitionTest, MemoryWithoutAWriterCanBeOpened) {
@@ -306,7 +306,7 @@ TEST(Microseconds, AreCutToWholeOnes) {
     EXPECT_EQ(microseconds(9.2e12), 9200000000000000000u);
     EXPECT_EQ(microseconds(1e13), 10000000000000000000u);
     EXPECT_EQ(microseconds(0x1p63 / 1e6), 1ull << 63);
-    EXPECT_EQ(microseconds(18446744073709.5), 18446744073709500416u);  // the last but a few that fit
+    EXPECT_EQ(microseconds(18446744073709.5), 18446744073709500416u);  // among the last that fit
     EXPECT_EQ(microseconds(18446744073709.6), 0u);
     EXPECT_EQ(microseconds(-9.3e12), 0u);
 }

@@ -110,7 +110,7 @@ TEST_F(AcquisitionTest, DestructionEndsARunningThreadQuietly) {
     _source.reset();
     EXPECT_THAT(_log.errors(), IsEmpty());
     EXPECT_THAT(_log.traces(), Contains("kest::dorven::TeskImages::~TeskImages"));
-    EXPECT_EQ(_log.traces().back(),  // the link goes last
+    EXPECT_EQ(_log.traces().back(),  // the link is destroyed last
               "kest::dorven::IPMessenger::close - DorVenCameraPlugin_tesk_asks - thread closed");
 }
 

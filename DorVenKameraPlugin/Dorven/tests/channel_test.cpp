@@ -294,7 +294,7 @@ TEST_F(Link, SourceMayBeAskedWhileItIsBuilt) {
             if (!frame) continue;
             answers.emplace_back();
             std::memcpy(&answers.back(), frame->payload.data(), sizeof(ImagesMessage));
-            if (answers.back().command != 0 && ++whole == 50) enough = true;  // else the source went amid a frame
+            if (answers.back().command != 0 && ++whole == 50) enough = true;  // otherwise ended mid-frame
         }
         return answers;
     });

@@ -147,7 +147,7 @@ CHILD_ROLE(misbehaves) {
         if (early && patient) waitShortly(100ms, [&] { return MMemLineFifo_GetCount(ring.memory()) == 0; });
         for (const auto field : kFields) simulator.store(ring.memory(), field, simulator.value());
         if (!early) ring.signal();
-        std::this_thread::sleep_for(patient ? 1000us : 50us);  // so that the camera comes to look at most of it
+        std::this_thread::sleep_for(patient ? 1000us : 50us);  // lets the camera look at most of it
     }
     return 0;
 }

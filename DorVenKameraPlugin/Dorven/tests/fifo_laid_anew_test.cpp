@@ -37,7 +37,7 @@ TEST(RingLaidAnew, WhileItIsOpenedAndReadIsNotReported) {
         }
     });
     for (int round = 1; round <= kRounds; ++round) {
-        while (laid < round) std::this_thread::yield();  // as a signal would tell
+        while (laid < round) std::this_thread::yield();  // instead of a signal
         auto fifo = kest::dorven::openImageFifo();
         while (MMemLineFifo_IsReaderAttached(memory)) {
             if (kest::dorven::frontLine(fifo)) kest::dorven::popLine(fifo);

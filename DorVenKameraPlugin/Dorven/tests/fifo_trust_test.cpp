@@ -109,7 +109,7 @@ TEST_F(CorruptRingTest, RingLaidAnewInsideTheCallbackIsReadFromItsFirstLine) {
     _received.inside = [this] {
         if (_received.count() != 1) return;
         _ring.lay(2);
-        _ring.put(10);  // must not be given back in the place of the line that this callback looks at
+        _ring.put(10);  // must not be released instead of the line that this callback reads
     };
     signalWith(_ring, {1, 2, 3});
     signalWith(_ring, {11});

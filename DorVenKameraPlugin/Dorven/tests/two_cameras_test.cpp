@@ -143,7 +143,7 @@ TEST_F(TwoEnds, OnlyOneReadsAfterThePeerHasLaidTheFifoAnew) {
     ASSERT_TRUE(isAnsweredInTime(100));
     const auto second = IPMessenger::create(secondChannel);
     for (int round = 0; round < 3; ++round) {
-        _peer.sender->recreate();              // silently: nobody is woken
+        _peer.sender->recreate();             // without waking anybody
         std::this_thread::sleep_for(1500ms);  // the second one takes what the first has lost
         ASSERT_TRUE(isAnsweredInTime(1000 * (round + 1)));
         const int before = firstChannel->executions + secondChannel->executions;

@@ -136,7 +136,7 @@ TEST_F(MessageFaultTest, ReceiverThatAttachesAnewLeavesAMarkThatAnotherOneHasTak
     int unlinks = 0;
     beforeUnlink = [&] {
         ++unlinks;
-        MMemFifo_Link(memory.fifo());  // the other one comes just now
+        MMemFifo_Link(memory.fifo());  // the other one attaches at this moment
     };
     receiver->wait(0.0);
     beforeUnlink = nullptr;

@@ -142,7 +142,7 @@ CHILD_ROLE(isTheSecondSender) {
     if (log.errorTraces() != std::vector{"MSharedMem_Create(): \"" + name.substr(0, 40) + "\" ERROR_ALREADY_EXISTS"})
         return 1;
     if (log.traces() != std::vector{"shared mem " + name + " already opened, linking..."}) return 2;
-    if (!awaitConnection(*sender)) return 3;  // the reader comes back by itself
+    if (!awaitConnection(*sender)) return 3;  // the reader attaches again by itself
     send(*sender, 7);
     return test::readyAndAwaitGo(arguments) ? 0 : 4;
 }
@@ -164,7 +164,7 @@ TEST_F(MessageProcessTest, SecondSenderInAnotherProcessTakesTheFifoOverAndTheRec
     meeting.awaitReady();
     meeting.go();
     EXPECT_EQ(second.join(60s), 0);
-    EXPECT_EQ(receiver->wait(0.0), 2);  // it took the mark with it, though the first sender is there
+    EXPECT_EQ(receiver->wait(0.0), 2);  // it removed the mark, although the first sender still exists
     sender->open();
     EXPECT_EQ(receiver->wait(0.0), -1);
     send(*sender, 2);

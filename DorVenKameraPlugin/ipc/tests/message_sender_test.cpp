@@ -120,7 +120,7 @@ TEST_F(IPMessageSenderTest, SecondSenderOfThisProcessLinksAndLaysTheFifoAnew) {
 
 TEST_F(IPMessageSenderTest, OpenAttachesAnewAfterAnotherSenderTookTheMarkWithIt) {
     const auto first = makeSender();
-    makeSender();  // made and closed at once
+    makeSender();  // created and closed at once
     const LinkedMemory memory(_memoryName);
     EXPECT_EQ(memory.fifo()->writerMark, 0u);
     first->open();
@@ -166,7 +166,7 @@ TEST_F(IPMessageSenderTest, MissingEventIsReported) {
     write(*sender, "abc");
     EXPECT_THAT(errors(), ElementsAre(FailedAssertion("_event", kFile, "event is not initialized: " + _eventName)));
     EXPECT_EQ(read(*receiver, 3), "abc");
-    sender->notify();  // nobody to signal, nothing to say
+    sender->notify();  // nobody to signal, nothing to report
     EXPECT_THAT(_log.entries(), IsEmpty());
 }
 
@@ -309,7 +309,7 @@ TEST_F(IPMessageSenderTest, OpenLaysADamagedFifoAnew) {
     EXPECT_TRUE(sender->isSound());
     for (const std::size_t offset : {8u, 24u, 32u}) {
         for (const std::uint64_t damage : {std::uint64_t{5}, std::uint64_t{1'000'000'000}}) {
-            if (offset != 32 && damage == 5) continue;  // not to be told from what a writer or a reader stores
+            if (offset != 32 && damage == 5) continue;  // looks like what a writer or a reader stores
             *reinterpret_cast<std::uint64_t*>(memory.bytes() + offset) = damage;
             EXPECT_FALSE(sender->isSound()) << offset;
             sender->open();

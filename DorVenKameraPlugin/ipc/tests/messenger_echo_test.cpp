@@ -25,7 +25,7 @@ constexpr std::uint64_t kForeign = 0xF0;
 
 class MessengerEcho : public testing::Test {
 protected:
-    MessengerEcho() { _messenger.timeOut(); }  // both ends stand
+    MessengerEcho() { _messenger.timeOut(); }  // both ends exist
 
     // Sends a request that the peer reads. @return Its id.
     std::uint64_t ask() {

@@ -25,7 +25,7 @@ using testing::MatchesRegex;
 
 class MessengerFrames : public testing::Test {
 protected:
-    MessengerFrames() { _messenger.timeOut(); }  // both ends stand
+    MessengerFrames() { _messenger.timeOut(); }  // both ends exist
 
     void write(const FrameHeader& header) { _peer.sender->write(&header, sizeof header); }
     void write(const Payload& payload) { _peer.sender->write(payload.data(), payload.size()); }
@@ -139,7 +139,7 @@ TEST_F(MessengerFrames, RequestWhoseFifoIsLaidAnewBetweenHeaderAndPayloadIsNotAn
     EXPECT_EQ(_channel->executions, 0) << "the handler ran on the request before";
     EXPECT_EQ(waitingForPeer(), 0u);
     _channel->onIncoming = {};
-    _messenger.timeOut();  // attaches anew
+    _messenger.timeOut();  // attaches again
     _peer.send({1, 0, 12}, Payload(8, 0x20));
     _messenger.signal();
     const auto answer = _peer.receive(0ms);
@@ -209,7 +209,7 @@ TEST_F(MessengerFrames, FrameThatFitsInPartIsNotWrittenAtAllAndEachPieceIsReport
     _messenger.signal();
     EXPECT_EQ(_peer.receiver->wait(0.0), 1);
     FrameHeader first{};
-    _peer.receiver->read(&first, sizeof first);  // the peer stands between its two reads
+    _peer.receiver->read(&first, sizeof first);  // the peer is between its two reads
     EXPECT_EQ(_peer.receiver->wait(0.0), -1);
     _messenger.setStep(1);
     _messenger.signal();

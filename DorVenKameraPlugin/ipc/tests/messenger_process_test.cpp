@@ -108,7 +108,7 @@ CHILD_ROLE(writesNonsense) {
     if (!peer.meet()) return 1;
     std::mt19937_64 random(5);
     for (int round = 0; round < 500; ++round) {
-        if (round % 3 == 0) peer.sender->recreate();  // what is no whole frame would stand in the way
+        if (round % 3 == 0) peer.sender->recreate();  // remove incomplete frames, which would block the others
         Payload bytes(random() % 25);
         for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
         if (round % 3 == 0) peer.send({static_cast<std::uint32_t>(random()), 9, random()}, Payload(round % 2 ? 8 : 0));

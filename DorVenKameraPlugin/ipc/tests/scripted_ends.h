@@ -210,7 +210,7 @@ public:
     using IPMessenger::setStep;
     void start() { IPMessenger::start(kest::dorven::startStandardThread); }
 
-    std::atomic<std::int64_t> milliseconds{0};  // the clock; it stands still
+    std::atomic<std::int64_t> milliseconds{0};  // the clock; it does not advance by itself
     Calls calls;
     std::shared_ptr<ScriptedSender> sender = std::make_shared<ScriptedSender>(calls);
     std::shared_ptr<ScriptedReceiver> receiver = std::make_shared<ScriptedReceiver>(calls);

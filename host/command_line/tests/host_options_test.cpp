@@ -220,7 +220,7 @@ TEST(HostOptionsTest, HelpAndVersionEndWithZeroOnStandardOutput) {
 
 struct Wrong {
     std::vector<const char*> arguments;
-    const char* named;  // what the message has to name
+    const char* named;  // what the message must name
 };
 
 void PrintTo(const Wrong& row, std::ostream* stream) {

@@ -112,7 +112,7 @@ TEST(InjectedFaultsTest, FailedReadingLeavesTheLogAlone) {
 }
 
 struct Bad {
-    const char* text;  // behind the first line, whose number is 1
+    const char* text;  // after the first line, whose number is 1
     const char* error;
 };
 
