@@ -104,7 +104,7 @@ function(dorven_add_program name)
 endfunction()
 
 # GoogleMock's headers, precompiled once with the flags of every test program, for exactly those sources that include
-# them. So each source must still include what it uses. Other sources are compiled without them.
+# them: so each source still has to include what it uses. The others are compiled as they stand.
 function(_dorven_add_precompiled_gmock)
     if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         return()
@@ -115,7 +115,7 @@ function(_dorven_add_precompiled_gmock)
     _dorven_common(precompiled_gmock)
     target_compile_options(precompiled_gmock PRIVATE -O0 -fpch-preprocess)
     if(NOT WIN32)
-        # Compiled like programs, not like a library.
+        # As programs are compiled, which a library is not.
         set_target_properties(precompiled_gmock PROPERTIES POSITION_INDEPENDENT_CODE OFF)
         target_compile_options(precompiled_gmock PRIVATE -fPIE)
     endif()
@@ -138,18 +138,18 @@ function(_dorven_use_precompiled_gmock target)
         endif()
     endforeach()
     if(used)
-        target_compile_options(${target} PRIVATE -fpch-preprocess)  # lets ccache handle it
+        target_compile_options(${target} PRIVATE -fpch-preprocess)  # ccache then sees through it
         target_precompile_headers(${target} REUSE_FROM precompiled_gmock)
     endif()
 endfunction()
 
 # dorven_add_test(NAME SOURCES … LINKS … [FAULTS CALL …] [NEEDS TARGET …] [TIMEOUT SECONDS] [CONCURRENT])
-# A GoogleTest program. On Linux every test is a separate CTest entry, so that tests run in parallel. Under Wine the
-# program is one entry, because each process start costs a quarter of a second.
+# A GoogleTest program. On Linux every test is a CTest entry of its own, so that they run in parallel; under Wine
+# the program is one entry, since each process start costs a quarter of a second.
 #   FAULTS      platform calls that the program overrides (platform_fault.h)
-#   NEEDS       targets that must be in bin/ beside the program
-#   TIMEOUT     seconds for the longest test on an idle machine (default 60); under Wine, for the whole program
-#   CONCURRENT  label "concurrent": also run under ThreadSanitizer
+#   NEEDS       targets that have to stand in bin/ beside the program
+#   TIMEOUT     seconds for the longest test on a free machine (default 60); under Wine, for the program
+#   CONCURRENT  label "concurrent": run under ThreadSanitizer too
 function(dorven_add_test name)
     cmake_parse_arguments(arg "CONCURRENT" "TIMEOUT" "SOURCES;LINKS;FAULTS;NEEDS" ${ARGN})
     if(NOT DORVEN_BUILD_TESTS)
@@ -158,7 +158,7 @@ function(dorven_add_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 60)
     endif()
-    # When many tests run, one may take several times as long; a hanging test is still found in time.
+    # Beside many others a test may take several times as long; one that hangs is late enough then.
     math(EXPR limit "${arg_TIMEOUT} * 5")
     set(labels)
     if(arg_CONCURRENT)
@@ -181,7 +181,7 @@ function(dorven_add_test name)
     endif()
     if(WIN32)
         add_test(NAME ${name} COMMAND ${name})
-        # Long tests start first.
+        # Those that may take long begin first.
         set_tests_properties(${name} PROPERTIES TIMEOUT ${limit} LABELS "${labels}" COST ${arg_TIMEOUT})
     else()
         foreach(call IN LISTS arg_FAULTS)

@@ -21,7 +21,7 @@ packages=(
     spin
     # lint
     clang-format clang-tidy
-    # tests: the tables of virtual operations from another compiler, and each header alone
+    # tests: the tables of virtual operations as other compilers lay them out, and each header alone
     clang
 )
 

@@ -3,9 +3,9 @@
 
 usage: summarize_tests.py [--failures] FILE …
 
-FILE is a JUnit file of CTest or a .check file that contains "passed" or "failed". A CTest entry that ran a whole
-GoogleTest program (as under Wine) counts as the tests that the program reports. With --failures the output of failed
-tests comes first, and the sum is in brackets; without it only their names come first. Exit status: 0 nothing failed,
+FILE is a JUnit file of CTest or a .check file that holds "passed" or "failed". A CTest entry that ran a whole
+GoogleTest program (as under Wine) counts as the tests that the program says it ran. With --failures the output of what
+failed comes first, and the sum stands in brackets; without it only the names come first. Exit status: 0 nothing failed,
 1 something failed, 2 a file cannot be read.
 """
 import pathlib

@@ -203,7 +203,7 @@ void Simulator::followCamera() {
 
 void Simulator::takeFormat(const frames::ImageFormat& camera) {
     _people << kProgram << "the camera has " << formatText(camera);
-    // Pictures are not reloaded for a camera that was only reopened: images continue meanwhile.
+    // Pictures are not loaded again for a camera that only has been opened anew: images go on meanwhile.
     if (formatFor(_options, camera) == format()) {
         _people << (format() == camera ? "" : ", but the options ask for " + formatText(format())) << std::endl;
         return;

@@ -105,7 +105,7 @@ private:
     std::optional<std::pair<std::uint64_t, PacingGrid>> _stalled;
     bool _toldTooSmall = false;
     bool _laid = false;            // the ring was opened once
-    std::int64_t _nextOpenNs = 0;  // when to retry a ring that could not be recreated
+    std::int64_t _nextOpenNs = 0;  // a ring that could not be laid anew is tried again then
 };
 
 }  // namespace simulator

@@ -111,7 +111,7 @@ void Simulator::recreate(std::uint64_t frame) {
     _delivery.tellFault(FaultKind::recreate, frame, lost(unread));
 }
 
-/// Hangs until a stop is requested.
+/// Until a stop is requested.
 void Simulator::hang(std::uint64_t frame) {
     _nextFrame = frame;
     _delivery.tellFault(FaultKind::hang, frame, {{frames::finding::kStopped, frame, {}, {}}});

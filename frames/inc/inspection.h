@@ -10,18 +10,18 @@
 namespace frames {
 
 enum class ImageKind {
-    simulated,   // strip valid, and the bytes below it match its CRC
-    torn,        // strip valid, but the bytes below it do not match: parts of two images
-    faked,       // no strip, and every byte equals 10: made by the camera without a simulator
-    unverified,  // none of these
+    simulated,   // strip valid, and the bytes below it are those that it was made for
+    torn,        // strip valid, but the bytes below it are others: parts of two images
+    faked,       // no strip, and every byte equals 10: the camera made it without a simulator
+    unverified,  // anything else
 };
 
 /// Why an image is unverified.
 enum class Unverified {
     withoutPixels,
-    tooSmall,      // too small for a strip, see stripLines
-    otherLines,    // a strip begins at the right place, but continues as in lines of another length
-    damagedStrip,  // the strip's fields do not match their CRC
+    tooSmall,      // for a strip, see stripLines
+    otherLines,    // a strip begins where one has to, but goes on as in lines of another length
+    damagedStrip,  // its fields are not those that its CRC was made for
     withoutStrip,
 };
 constexpr std::size_t kUnverifiedReasons = 5;
@@ -32,10 +32,10 @@ constexpr std::uint8_t kFakeGrey = 10;
 struct Inspection {
     ImageKind kind = ImageKind::unverified;
     std::optional<Strip> strip;                         // of simulated and torn images
-    Unverified unverified = Unverified::withoutPixels;  // for unverified images only
+    Unverified unverified = Unverified::withoutPixels;  // of unverified images alone
 };
 
-/// Reads every byte of an image. An image without pixels is unverified.
+/// Looks at every byte of an image. One without pixels is unverified.
 Inspection inspectImage(const ImageView& image);
 
 /// "simulated", "torn", "faked" or "unverified".

@@ -38,13 +38,13 @@ struct LineRange {
     std::size_t end = 0;  // one after the last
 };
 
-/// Base class of such patterns. Lines are counted from the first one below the strip.
+/// Base of such patterns. Lines are counted from the first one below the strip.
 class LinePattern : public Pattern {
 public:
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) final;
 
 protected:
-    /// @param digits  Whether to draw the frame number into the upper left corner.
+    /// @param digits  Draw the frame number into the upper left corner.
     LinePattern(const ImageFormat& format, unsigned bits, bool digits);
 
     /// What a line of the image shows: a part of a stored line. If there is a second one, its part is combined with it

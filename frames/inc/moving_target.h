@@ -21,8 +21,8 @@ public:
     /// Draws a frame, without the strip's lines if the format has a strip.
     ///
     /// @param pixels  An image of the format.
-    /// @param before  Number of the frame that this target drew into these pixels last, if nothing but the strip's
-    ///                lines has changed since: then only moving parts are drawn. None: everything is drawn.
+    /// @param before  Number of the frame that this target drew into these pixels last, with nothing changed since
+    ///                but the strip's lines: then only what moves is drawn. None: everything is.
     /// @return        CRC-32 of the bytes below the strip.
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const;
 

@@ -49,8 +49,8 @@ public:
     /// Draws a frame without the strip.
     ///
     /// @param pixels  An image of the format.
-    /// @param before  Number of the frame that this pattern drew into these pixels last, if nothing but the strip's
-    ///                lines has changed since: then only differences are drawn. None: everything is drawn.
+    /// @param before  Number of the frame that this pattern drew into these pixels last, with nothing changed since but
+    ///                the strip's lines: then only what differs is drawn. None: everything is.
     /// @return        CRC-32 of the bytes below the strip.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;

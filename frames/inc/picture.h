@@ -33,12 +33,12 @@ struct PictureWish {
     bool (*stopRequested)() = nullptr;     // called between the images of one file
 };
 
-/// Reads a PNG file, or a binary PGM file (P5); the content decides, not the name. Samples of fewer bits are spread
-/// over the whole range; opacity is dropped. Opens only regular files, and reads none that is larger than the limit.
-/// Uses no more memory than the limit, whatever the file contains: if the header already shows too large a picture, it
-/// is refused before decoding, and a decoder that inflates more than the header promises is stopped. Sides of more than
-/// kMaxSide pixels are refused (image_size.h).
-/// @return  false, with the file's name and the reason; picture is then unchanged.
+/// Reads a PNG file, or a PGM file in binary form (P5); the content decides, not the name. Samples of fewer bits are
+/// spread over the whole range; opacity is left out. Only a regular file is opened, and none read that is larger than
+/// the wish allows. No more memory is taken than the wish allows, whatever the file holds: what can be told from its
+/// header is refused before it is decoded, and a decoder that inflates it to more than its header promises is stopped.
+/// Sides of more than kMaxSide pixels are refused (image_size.h).
+/// @return  false, with the file's name and the reason; picture is then untouched.
 bool readPicture(const std::string& path, const PictureWish& wish, Picture& picture, std::string& error);
 
 /// The same for a file's bytes. @return false, with the reason.

@@ -6,8 +6,8 @@
 //          32 CRC-32 of the image
 //
 // 224 cells. Their rows take 16 lines from 896 bytes per line up, more on narrower images (56 lines at 256 bytes).
-// The CRC of the fields covers the 20 bytes from magic to time stamp, most significant byte first; the CRC of the image
-// covers every byte below the strip. The rest of the strip's lines is 0.
+// The CRC of the fields covers the 20 bytes from magic to time stamp, most significant byte first; the CRC of the
+// image covers every byte below the strip. What is left of the strip's lines is 0.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ constexpr std::uint16_t kStripMagic = 0xD0C5;
 constexpr std::uint8_t kStripVersion = 1;
 constexpr std::size_t kStripCells = 224;
 constexpr std::size_t kStripCellSize = 8;        // bytes wide, lines high
-constexpr std::size_t kStripMinLineBytes = 256;  // narrower images have no strip
+constexpr std::size_t kStripMinLineBytes = 256;  // narrower images carry no strip
 constexpr std::size_t kStripMinLines = 16;
 
 /// Flags of a strip.
@@ -39,24 +39,24 @@ struct Strip {
     bool operator==(const Strip&) const = default;
 };
 
-/// Number of lines of the strip in images of that format; 0 when they have none, because lines are shorter than 256
-/// bytes or no line would be left below the strip.
+/// Lines that the strip takes in images of that format; 0 when they carry none: lines of fewer than 256 bytes, or no
+/// line left below the strip.
 std::size_t stripLines(const ImageFormat& format);
 
-/// CRC-32 of all bytes below the strip; of the whole image when it has none.
+/// CRC-32 of all bytes below the strip; of the whole image when it carries none.
 std::uint32_t crcBelowStrip(const ImageView& image);
 
-/// Draws the strip. Does nothing for a format without one.
+/// Draws the strip. Nothing for a format that carries none.
 void stampStrip(const Canvas& image, const Strip& strip);
 
-/// Whether the first bytes of a line are those of a strip's magic number and version. For line 0 this works whatever
-/// line length the strip was drawn for; for the next seven lines only if it is this image's length.
+/// Whether the first bytes of a line are those of a strip's magic number and version. Says so of line 0 whatever length
+/// the lines have that the strip was drawn for; of the next seven lines only when it is the one of this image.
 bool lineBeginsStrip(const ImageView& image, std::size_t line);
 
 /// Reads the strip. A cell counts as set when its bytes are at least half bright.
 ///
-/// @return  None when the format has no strip, the magic number or the version differs, or the CRC of the fields does
-///          not match. The CRC of the image is not checked here.
+/// @return  none when the format carries none, the magic number or the version is another one, or the CRC of the
+///          fields does not fit. The CRC of the image is not checked here.
 std::optional<Strip> readStrip(const ImageView& image);
 
 }  // namespace frames

@@ -12,7 +12,7 @@
 namespace frames {
 namespace {
 
-/// Common to all targets: a resting place in the middle of the area below the strip, and a distance from it.
+/// What all targets share: a place of rest in the middle of what is below the strip, and a distance from it.
 class MeasuringTarget : public LinePattern {
 public:
     MeasuringTarget(const ImageFormat& format, const PatternSettings& settings)
@@ -25,7 +25,7 @@ protected:
     double xAt(std::uint64_t frameNumber) const {
         return static_cast<double>(width() - 1) / 2 + _motion.offset(frameNumber);
     }
-    /// The line, counted below the strip, that contains the place, which is at the middle of that line.
+    /// Line below the strip in which the place lies; the middle of that line.
     std::size_t centreLine() const { return (height() - 1) / 2; }
     double yTruth() const { return static_cast<double>(top() + centreLine()); }
 

@@ -26,13 +26,13 @@ constexpr std::size_t kMaxSample = 65535;
 constexpr std::size_t kMaxFileBytes = std::numeric_limits<int>::max();  // of a picture: the decoder counts so far
 constexpr std::size_t kMegabyte = 1'000'000;
 
-// " than there is memory for", or the limit and the option that changes it.
+// " than there is memory for", in the words of whoever can change that.
 std::string thanAllowed(const PictureWish& wish) {
     if (!wish.maxBytesOption) return " than there is memory for";
     return " than the " + std::to_string(wish.maxBytes / kMegabyte) + " MB that are left of " + wish.maxBytesOption;
 }
 
-// Opens a file that will be read whole.
+// A file that is to be read whole.
 bool openWhole(const std::string& path, const PictureWish& wish, RegularFile& file, std::string& error) {
     if (!file.open(path, error)) return false;
     const std::uint64_t bytes = file.stamp().bytes;
@@ -79,7 +79,7 @@ private:
     }
 
     const Bytes& _file;
-    std::size_t _position = 2;  // after "P5"
+    std::size_t _position = 2;  // behind "P5"
 };
 
 std::string sizeText(std::size_t width, std::size_t height) {
@@ -93,7 +93,7 @@ std::string tooMuch(std::size_t width, std::size_t height, std::size_t bytes, co
            std::to_string(wish.maxBytes / kMegabyte) + " MB are left of " + wish.maxBytesOption;
 }
 
-// Why so many pixels are refused; empty when they are accepted.
+// Why so many pixels are refused; empty when they are not.
 std::string tooLarge(std::size_t width, std::size_t height) {
     const std::size_t pixels = width * height;  // both below 2^32
     if (pixels > kMaxPixels) return sizeText(width, height) + ", more than there is memory for";
@@ -106,7 +106,7 @@ std::uint16_t spread(std::size_t value, std::size_t greatest) {
     return static_cast<std::uint16_t>((std::min(value, greatest) * kMaxSample + greatest / 2) / greatest);
 }
 
-// Each decoder returns the reason why it failed, or an empty text.
+// Each decoder answers why it cannot, or an empty text.
 
 std::string decodePgm(const Bytes& file, const PictureWish& wish, Picture& picture) {
     PgmHeader header(file);

@@ -47,7 +47,7 @@ class Checkers : public StillPattern {
 public:
     Checkers(const ImageFormat& format, const PatternSettings& settings)
         : StillPattern(format, settings.bits, withDigits(settings)) {
-        // The other kind of line is this one, shifted by a field.
+        // The other kind of line is this one, a field further.
         render(_line, width() + kCheckerSide, [](std::size_t x) { return x / kCheckerSide % 2 == 0 ? 0.0 : 1.0; });
     }
 

@@ -43,7 +43,7 @@ struct BenchResults {
 std::vector<double> latenessOf(const std::vector<std::int64_t>& timesNs, const std::vector<std::uint64_t>& slots,
                                double periodNs);
 
-/// One line per number: measured, bare limit, ratio.
+/// A line for each number: measured, bare limit, ratio.
 void printBenchTable(const BenchOptions& options, const BenchResults& results, std::ostream& stream);
 
 /// One object: schema, width_px, height_px, bytes_per_pixel, seconds, event_p50_us, event_p99_us, memcpy_mb_per_s,

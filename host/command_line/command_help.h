@@ -1,4 +1,4 @@
-// The text after the options in each command's help: notes, and examples that can be pasted.
+// What the help of each command says behind its options: notes, and examples that can be pasted.
 #pragma once
 
 namespace host {

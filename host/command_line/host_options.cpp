@@ -200,7 +200,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     CLI::App app("Loads a camera plugin as a measuring host does, and shows what it offers or what it delivers.",
                  "dorven-host");
     app.set_version_flag("--version", std::string("dorven-host ") + DORVEN_VERSION);
-    app.require_subcommand(0, 1);  // not checked below, where it would hide other faults
+    app.require_subcommand(0, 1);  // none is told below: here it would hide what else is wrong
     app.footer(std::string(kHelp) + kExitCodes);
     addCommands(app, options);
     const auto refuse = [&people](const std::string& problem) {

@@ -20,7 +20,7 @@ void addShareOption(CLI::App& command, ImageOptions& options) {
                      "and one of them gets no images");
 }
 
-// Files are not checked here: finding missing ones is this command's job.
+// Files are not checked here: that they are missing is what this command is to find.
 void addDoctorOptions(CLI::App& command, DoctorOptions& options) {
     command.add_option("--plugin", options.pluginPath, "The plugin's library (default: the one beside this program)")
         ->type_name("PATH");

@@ -15,7 +15,7 @@ inline void add(Findings& findings, const char* check, FindingLevel level, std::
     findings.push_back({check, level, std::move(found), std::move(advice)});
 }
 
-/// The plugin's file: whether it exists, is made for this machine, can be loaded and has its two functions.
+/// The plugin's file: is there, is made for this machine, can be loaded, has its two functions.
 void examineLibrary(const std::string& path, Findings& findings);
 
 /// The configuration's files, and the value and origin of each key of the camera.
@@ -34,8 +34,8 @@ bool examineMaking(Findings& findings);
 /// @param expected  The camera's images; none when unknown: its defaults.
 void examineRoom(const ObjectRoom& room, const std::optional<frames::ImageFormat>& expected, Findings& findings);
 
-/// Running programs, their events, the image ring and the link.
-/// @param expected  The camera's images; none when unknown.
+/// Programs that run, their events, the image ring and the link.
+/// @param expected  The camera's images, none when unknown.
 void examineObjects(const std::optional<frames::ImageFormat>& expected, Findings& findings);
 
 }  // namespace host

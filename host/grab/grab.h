@@ -25,11 +25,11 @@ class CameraSession;
 /// What a grab keeps of its findings, and whether each is reported to people.
 struct GrabFindings {
     std::size_t capacity = ImageCheckSettings{}.capacity;
-    std::optional<double> lateFromUs;  // latency from which an image is late, even without a limit for it
+    std::optional<double> lateFromUs;  // latency from which an image is late, also without a limit on it
     bool areTold = true;
 };
 
-/// Uses one device through its commands only. Call run() once.
+/// Drives one device through its commands alone. run() is called once.
 class Grab {
 public:
     /// @param device  Must outlive the grab, like options.   @param people  Receives messages for people.
@@ -39,12 +39,12 @@ public:
     Grab(const Grab&) = delete;
     Grab& operator=(const Grab&) = delete;
 
-    /// Grabs until the requested images have come, a stop was requested (platform_installStopHandler), no image came in
-    /// time, or faked images followed the simulator's. Saved images are on disk when it returns.
+    /// Grabs until the wanted images have come, a stop was requested (platform_installStopHandler), no image came in
+    /// time, or the simulator's images gave way to faked ones. Saved images are on disk when it returns.
     /// @return  Exit code.
     int run();
 
-    /// Notifies an observer while the grab runs. Call it before run(). @param observer  Must outlive the grab.
+    /// Has an observer told while the grab runs. Before run(). @param observer  Outlives the grab.
     void watch(GrabObserver& observer) { _observers.push_back(&observer); }
 
     GrabResults results() const;
@@ -55,7 +55,7 @@ public:
     /// Why the grab ended: "count", "stop", "no_image", "connection_lost" or "failed".
     const char* end() const { return _end; }
 
-    /// Images that were not reported to observers because these were too slow.
+    /// Images that no observer was told of, since it was too slow for them.
     std::uint64_t framesOmitted() const;
 
     /// Outcome of saving; all zero when nothing was to be saved.
@@ -92,7 +92,7 @@ private:
     std::atomic<std::int64_t> _lastImageNs{0};
     const char* _end = "failed";
     std::vector<GrabObserver*> _observers;
-    IntervalSamples _spareInterval;  // used by the main thread, exchanged with the callback's once a second
+    IntervalSamples _spareInterval;  // the main thread's, exchanged for the callback's once a second
     std::vector<FrameRow> _spareRows;
     std::int64_t _startNs = 0, _startCpuNs = 0;  // when the grab began
     std::int64_t _lookNs = 0, _lookCpuNs = 0;    // at the last look

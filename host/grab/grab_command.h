@@ -13,8 +13,8 @@ struct GrabRun {
     GrabReport report;
 };
 
-/// Grabs, with a live line if standard error is a terminal and the lines of --json-lines on data, and reports the
-/// result to people.
+/// Grabs, with a live line where standard error is a terminal and the lines of --json-lines on data, and tells people
+/// what came of it.
 GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const GrabFindings& findings,
                 std::ostream& data, std::ostream& people);
 

@@ -12,9 +12,9 @@ namespace host {
 /// What a grab delivered since the last report, once a second.
 struct SecondNumbers {
     double elapsedS = 0;  // since the grab began
-    double lengthS = 0;   // of this interval: about 1 s, the last one is shorter
+    double lengthS = 0;   // of this look: about 1 s, the last one is shorter
     GrabResults totals;   // counts and rates since the grab began, without percentiles
-    GrabResults second;   // times, rates and processor load of this interval only; no counts
+    GrabResults second;   // times, rates and processor load of this look alone; no counts
 };
 
 /// One image that arrived.
@@ -41,7 +41,7 @@ public:
     /// Images since the last call, in the order of their arrival.
     virtual void onFrames(std::span<const FrameRow>) {}
 
-    /// False: nobody listens any more, and the grab must end.
+    /// False: nobody hears any more, and the grab is to end.
     virtual bool goesOn() const { return true; }
 
     /// The grab has ended; no further call follows.

@@ -13,18 +13,18 @@
 
 namespace host {
 
-/// Schema name of a grab's JSON and of its lines; its number increases when a key changes its meaning or is removed.
-/// From 2 on, numbers begin at the first image that was complete after the grab began, and mean rates exclude pauses.
-/// Earlier builds wrote only the number.
+/// Name of the JSON of a grab and of its lines; its number rises when a key changes its meaning or goes. From 2 on
+/// numbers begin at the first image that was complete after the grab began, and mean rates leave pauses out. Earlier
+/// builds wrote the number alone.
 constexpr const char* kGrabSchema = "dorven-grab/2";
 
 /// One line per number, with its unit; "-" where nothing was measured.
 void printTable(const GrabResults& results, std::ostream& stream);
 
-/// Reports how many images were not verified and why, one line per reason; nothing when all were verified.
+/// Names the images that were not verified and why, a line for each reason; nothing when all were.
 void tellUnverified(const GrabResults& results, std::ostream& people);
 
-/// Content of the JSON of a whole grab.
+/// What the JSON of a whole grab tells.
 struct GrabReport {
     GrabResults results;
     std::string end;  // why it ended: "count", "stop", "no_image", "connection_lost", "failed"

@@ -27,7 +27,7 @@ public:
         : _terminal(terminal), _wanted(wanted), _colours(colours) {}
 
     void onSecond(const SecondNumbers& numbers) override;
-    /// Removes the line.
+    /// Takes the line away.
     void onEnd() override;
 
 private:

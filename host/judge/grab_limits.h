@@ -44,7 +44,7 @@ struct LimitInForce {
 /// @param saves  Whether the grab saves images (--output).
 std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits& given, bool saves = false);
 
-/// Smallest latency, in nanoseconds, that --max-latency-us considers too long; none without that limit.
+/// Least latency, in nanoseconds, of which --max-latency-us says that it is too long; none without that limit.
 std::optional<std::int64_t> latencyLimitNs(const Limits& limits);
 
 struct BrokenLimit {

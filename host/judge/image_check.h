@@ -20,11 +20,12 @@ struct ImageCheckSettings {
     std::size_t capacity = 10'000;           // greatest number of stored findings
 };
 
-/// The kinds of findings:
-///   lost       a number between two received ones was not received
-///   repeated   a number was received again
-///   reordered  a number was received after a greater one; it is not lost
-///   torn       the strip is valid, but the bytes below it do not match its CRC; once for a frame that is repeated
+/// What is found, and how:
+///   lost       a number between two that came did not come
+///   repeated   a number came again
+///   reordered  a number came behind a greater one; it is not lost
+///   torn       the strip is valid, the bytes below it are not those that it was made for; once for a frame that is
+///              repeated
 ///   stale      the image was complete more than 1 s before it arrived, or before the grab began
 ///   format     width, height or bytes per pixel differ from the first image's, or the strip is missing or damaged
 ///              although an earlier image had one, unless the camera made the image itself

@@ -104,7 +104,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
     }
     const GrabRun run = runGrab(device, options, kGrabFindings, data, people);
     const GrabReport& report = run.report;
-    if (report.end == "failed") {  // already reported to people
+    if (report.end == "failed") {  // of which people have been told
         printProblem(options, "the grab failed", &report, data);
         return kExitFailed;
     }

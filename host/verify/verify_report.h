@@ -18,8 +18,8 @@ struct VerifyReport {
     std::string problem{};   // why nothing was compared; empty: log and match are those of a comparison
 };
 
-/// One line for the counts, one for each missed fault and each finding that was not injected (at most a hundred of
-/// each), and the verdict.
+/// A line for what was counted, one for each fault that was missed and each finding that was not injected (a hundred of
+/// each at most), and the verdict.
 void tellVerify(const VerifyReport& report, std::ostream& people);
 
 /// One object on one line; its lists have at most ten thousand entries. Numbers of a comparison that did not take place

@@ -1,5 +1,5 @@
-// The one target of trace, errorlog and errortrace: the log file, and a capture in memory for tests. One line per
-// entry, written when its function returns:
+// The one place that trace, errorlog and errortrace write to: the log file, and a capture in memory for tests. One line
+// per entry, out when its function returns:
 //   2026-01-31 12:34:56.789 errorlog 0 Dorven/TeskImages:75 text      (time, sink, level, source file:line, text)
 // Control characters are escaped (\n, \x1b). Nothing here throws, ends the program or delays it for long.
 //

@@ -1,4 +1,4 @@
-// Checks for options of both programs.
+// Checks that options of both programs share.
 #pragma once
 
 #include <cmath>
@@ -28,7 +28,7 @@ CLI::Validator within(Number least, Number greatest, const char* limits) {
         "");
 }
 
-/// A file that can be read. CLI's own check does not read names in the encoding in which Windows passes them.
+/// A file that can be read. Not CLI's own check, which does not take names in the encoding in which Windows gives them.
 inline CLI::Validator existingFile() {
     return CLI::Validator(
         [](const std::string& path) {

@@ -29,13 +29,12 @@ namespace options {
 constexpr int kDone = 0;
 constexpr int kWrongUsage = 2;
 
-/// Adds the command `config`, reads the command line, and fills missing options from environment and configuration
-/// file.
+/// Adds the command `config`, reads the command line, and lets environment and configuration file fill what it leaves.
 ///
 /// @param app     Named dorven-PROGRAM, with all its options and commands; commands are one level deep.
-/// @param data    Receives the output of --help, --version and config.
-/// @param people  Receives the reason when something is wrong: the option, the variable, or the file and its key.
-/// @return        The exit code when the program must end now; none: the variables of the options are set.
+/// @param data    Receives what --help, --version and config ask for.
+/// @param people  Receives the reason when something is wrong: the option, or the variable, or the file and its key.
+/// @return        The exit code when the program is to end now; none: the variables behind the options are set.
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::ostream& data, std::ostream& people,
                          const Surroundings& surroundings = platform_surroundings());
 

@@ -16,8 +16,8 @@ public:
     NestedTooDeeply() : std::runtime_error("nested too deeply") {}
 };
 
-/// Reads JSON, but refuses deep nesting, which could overflow the stack of code that processes it recursively.
-/// @throws NestedTooDeeply, or nlohmann::json::exception, which gives line and column.
+/// Reads JSON, but none that is nested so deeply that whoever goes through it by recursion runs out of stack.
+/// @throws NestedTooDeeply, or nlohmann::json::exception, which tells line and column.
 inline nlohmann::json parseShallowJson(std::string_view text) {
     using Json = nlohmann::json;
     return Json::parse(text, [](int depth, Json::parse_event_t, const Json&) {

@@ -7,7 +7,7 @@
 namespace options {
 namespace {
 
-// The commands that the help shows: a command without a group is internal.
+// Those that the help shows: a command without a group is for the program alone.
 std::vector<CLI::App*> shownCommands(CLI::App& app) {
     return app.get_subcommands([](CLI::App* command) { return !command->get_group().empty(); });
 }
@@ -20,7 +20,7 @@ std::vector<CLI::App*> allCommands(CLI::App& app) {
 
 std::string keyOf(const CLI::App& app, const CLI::App& command) { return &app == &command ? "" : command.get_name(); }
 
-// How bash finds values for an option, by the name that the help uses for its value.
+// How bash finds what an option can be given, by the name that the help has for its value.
 std::string offerFor(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t open = type.find('{');
@@ -44,7 +44,7 @@ std::vector<std::string> namesOf(const CLI::Option& option) {
     return names;
 }
 
-// "case" arms: the values for each option of each command.
+// "case" arms: after which option of which command which values come.
 void printValues(const CLI::App& app, CLI::App& command, std::ostream& data) {
     for (const CLI::Option* option : command.get_options()) {
         if (option->get_items_expected_max() == 0 || namesOf(*option).empty()) continue;

@@ -1,4 +1,4 @@
-// Completion of a program's command line by bash.
+// The completion of a program's command line by bash.
 #pragma once
 
 #include <ostream>
@@ -7,8 +7,8 @@
 
 namespace options {
 
-/// Prints a script that lets bash complete commands, options, values from a list, files and folders. It is generated
-/// from the options themselves, so it is always up to date.
+/// Prints a script that makes bash complete commands, options, values that are words of a list, files and folders.
+/// Made of the options themselves, so that it is never behind them.
 void printCompletion(CLI::App& app, std::ostream& data);
 
 }  // namespace options

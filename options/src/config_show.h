@@ -13,11 +13,11 @@ namespace options {
 /// Version of the JSON object.
 constexpr const char* kConfigSchema = "dorven-config/1";
 
-/// For each option of each command, the value in force and its source: "command line", "environment", "file" or
-/// "default". A default that is determined elsewhere, for example by asking the camera, has no value here.
+/// For each option of each command the value that counts, and its source: "command line", "environment", "file" or
+/// "default". A default that is worked out elsewhere, such as by asking the camera, has no value here.
 ///
 /// @param data  Receives a table for people, or with json one object; nothing when a value is refused.
-/// @return      The reason when an option refuses its value; otherwise empty.
+/// @return      The reason when an option refuses its value; else empty.
 std::string showConfig(CLI::App& app, const GivenSettings& given, bool json, std::ostream& data);
 
 /// What the help of `config` says about the sources, with examples.

@@ -146,7 +146,7 @@ std::string problemOf(CLI::Option& option, const Setting& setting) {
         option.run_callback();
         return "";
     } catch (const CLI::ParseError& error) {
-        // The place already names the option.
+        // The place names the option already.
         const std::string reason = error.what();
         const std::string name = option.get_name() + ": ";
         return setting.place + ": " + (reason.starts_with(name) ? reason.substr(name.size()) : reason);

@@ -80,7 +80,7 @@ std::optional<int> parseFilled(CLI::App& app, CLI::App& command, const std::vect
     return exitCode;
 }
 
-// Another source may supply what the command line lacks.
+// What the command line lacks, another source may have.
 bool mayBeFilled(const CLI::ParseError& error) {
     return error.get_name() == "RequiredError" || error.get_name() == "RequiresError";
 }

@@ -1,4 +1,4 @@
-// "Did you mean …" for unknown words on a command line.
+// "Did you mean …" for what a command line has and its program does not know.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ inline const CLI::App& reachedCommand(const CLI::App& app) {
     return *reached;
 }
 
-/// Lines for people, one for each word that is close to an option or subcommand of the reached command.
+/// Lines for people, one for each word that nearly is an option, or a subcommand, of the command that was reached.
 inline std::string suggestionsFor(const CLI::App& app) {
     const CLI::App& command = reachedCommand(app);
     std::vector<std::string> options;
@@ -26,7 +26,7 @@ inline std::string suggestionsFor(const CLI::App& app) {
     }
     std::vector<std::string> commands;
     for (const CLI::App* subcommand : command.get_subcommands({})) {
-        if (!subcommand->get_group().empty()) commands.push_back(subcommand->get_name());  // without the hidden ones
+        if (!subcommand->get_group().empty()) commands.push_back(subcommand->get_name());  // not the hidden ones
     }
     std::string lines;
     for (const std::string& word : app.remaining(true)) {

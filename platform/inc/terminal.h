@@ -6,5 +6,5 @@
 /// True when standard error is a terminal, where a line can be overwritten.
 bool platform_standardErrorIsTerminal();
 
-/// Columns of the terminal on standard error; 80 when unknown.
+/// Characters in a line of the terminal on standard error; 80 when it does not tell.
 std::size_t platform_terminalColumns();

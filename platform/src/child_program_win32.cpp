@@ -3,7 +3,7 @@
 
 namespace {
 
-// So that the C runtime splits the command line again: in quotes, with backslashes doubled before a quote.
+// As the C runtime takes a command line apart again: quotes around, backslashes doubled before a quote.
 std::string quoted(const std::string& argument) {
     std::string text = "\"";
     std::size_t backslashes = 0;

@@ -26,7 +26,7 @@ Expectation lateBy(std::uint64_t frame, std::int64_t timeNs) {
     return {frames::finding::kLate, frame, frame, timeNs / 1000};
 }
 
-// First byte of the half that a torn image takes from another one.
+// First byte of the half that a torn image has of another one.
 std::size_t lowerHalf(const frames::ImageFormat& format) {
     return std::max(format.height / 2, stripLines(format)) * format.lineBytes();
 }
@@ -122,7 +122,7 @@ std::vector<Expectation> FrameDelivery::ifVerifiable(const Expectation& expectat
     return _verifiable ? std::vector{expectation} : std::vector<Expectation>();
 }
 
-/// @param drawn  The frame that the pixels contain; none when unknown. Set to `frame`.
+/// @param drawn  The frame that the pixels hold; none when unknown. Becomes `frame`.
 /// @return       CRC-32 of the bytes below the strip's lines.
 std::uint32_t FrameDelivery::draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
                                   std::uint64_t frame) {
@@ -164,8 +164,8 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     return made;
 }
 
-/// Swaps the lower half with that of the previous frame; black before the first one.
-/// @return Whether this has changed the image.
+/// Exchanges the lower half with that of the frame before; black before the first one.
+/// @return Whether the image has become another one by it.
 bool FrameDelivery::tear(const frames::Canvas& image, std::uint32_t crc) {
     const std::size_t begin = lowerHalf(image.format);
     _older.resize(image.format.bytes() - begin);

@@ -42,14 +42,14 @@ public:
 
     /// Draws a frame into the ring, unless that was done ahead, and publishes it; or counts it as refused.
     ///
-    /// @return  False when a stop was requested during the frame's delay: the frame is then lost.
-    /// @param faults      The image faults of this frame (FaultRow::ofImage). If they exclude each other, drop wins,
-    ///                    then reorder, which cancels delay, jitter and repeat.
-    /// @param completeNs  When the image counts as complete; none: when it really is.
+    /// @return  False when a stop was requested while the frame waited for its delay: it is nowhere then.
+    /// @param faults      Those of images that strike at the frame (FaultRow::ofImage). Where they exclude each other,
+    ///                    drop wins, then reorder, which leaves out delay, jitter and repeat.
+    /// @param completeNs  When the image counts as complete; none: when it is.
     bool deliver(ImageSource& source, std::uint64_t frame, const std::vector<Strike>& faults = {},
                  std::optional<std::int64_t> completeNs = std::nullopt);
 
-    /// Publishes a frame that waits for its successor if that will not come.
+    /// Publishes a frame that waits for its successor, which will not come.
     void deliverHeld();
 
     /// Numbers of the frames that wait unread in the ring.

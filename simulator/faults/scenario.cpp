@@ -24,7 +24,7 @@ const Json& entryOf(const Json& object, const char* name) {
     return found == object.end() ? none : *found;
 }
 
-// Names the first unknown entry of an object.
+// Names the first entry of an object that is none of those.
 std::string strayEntry(const Json& object, std::initializer_list<const char*> known) {
     for (const auto& [name, value] : object.items()) {
         bool isKnown = false;
@@ -117,7 +117,7 @@ std::optional<Scenario> parseScenario(const std::string& text, std::string& erro
     try {
         const Json root = options::parseShallowJson(text);
         if (readRoot(root, scenario, error)) return scenario;
-    } catch (const Json::exception& exception) {  // contains line and column
+    } catch (const Json::exception& exception) {  // tells line and column
         error = exception.what();
     } catch (const options::NestedTooDeeply& exception) {
         error = exception.what();

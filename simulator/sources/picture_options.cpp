@@ -37,7 +37,7 @@ std::string checkWindowMotion(const std::string& name) {
     return name == "drift" || name == "none" ? std::string() : "'" + name + "' is none of drift, none";
 }
 
-// Globs are resolved when the pictures are loaded.
+// A glob is looked for when the pictures are loaded.
 std::string checkPath(const std::string& path) {
     std::error_code failure;
     if (isGlob(path) || std::filesystem::exists(pathOfText(path), failure)) return {};

@@ -240,7 +240,7 @@ TEST_F(FaultRunTest, StallWithBurstsLosesNothingButIsLate) {
     _options.pacing.late = simulator::LatePolicy::burst;
     fault("stall:100ms@20");
     auto arrivals = run();
-    // If a busy machine was already late, the previous frame has a later time than the stalled one's due time.
+    // Where a busy machine was late already, the frame before bears a later time than the stalled one was due at.
     for (int more = 0; more < 8 && findingsIn(arrivals) == Findings{"time_back 20"}; ++more) arrivals = run();
     EXPECT_THAT(findingsIn(arrivals), IsEmpty());
     EXPECT_EQ(arrivals.size(), 60u);

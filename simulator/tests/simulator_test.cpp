@@ -143,7 +143,7 @@ TEST_F(SimulatorTest, RunTakesAsLongAsItsGrid) {
     EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 31u);
 }
 
-// Draws so slowly that slots are missed, and reads what has arrived in between.
+// Draws so slowly that slots are missed, and reads in between what is there.
 class SlowImages : public RenderedImages {
 public:
     using RenderedImages::RenderedImages;

@@ -95,7 +95,7 @@ private:
     std::uint64_t field(std::uint64_t LineFifoHeader::*which) const {
         return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->*which).load(std::memory_order_acquire);
     }
-    /// Checks like a camera: uses nothing of a header that has changed since the reader attached.
+    /// As a camera looks: nothing of a header that is not what it was at the attaching.
     const std::uint8_t* frontLine() const {
         if (!attached()) return nullptr;
         const std::uint64_t read = field(&LineFifoHeader::readIndex);
@@ -115,7 +115,7 @@ private:
     frames::ImageFormat _format;
     MProcessEvent _event;
     void* _memory = nullptr;
-    std::uint64_t _lineLength = 0;  // when the reader attached
+    std::uint64_t _lineLength = 0;  // at the attaching
     std::uint64_t _slotCount = 0;
 };
 

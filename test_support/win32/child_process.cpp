@@ -7,7 +7,7 @@
 namespace test {
 namespace {
 
-// So that the C runtime splits the command line again: in quotes, with backslashes doubled before a quote.
+// As the C runtime takes a command line apart again: quotes around, backslashes doubled before a quote.
 std::string quoted(const std::string& argument) {
     std::string text = "\"";
     std::size_t backslashes = 0;
@@ -20,7 +20,7 @@ std::string quoted(const std::string& argument) {
     return text + "\"";
 }
 
-// On a busy machine Wine refuses a start now and then (once in some thousand), so there are further tries.
+// Wine refuses a start now and then on a busy machine (once in some thousand), so there are further tries.
 HANDLE created(const std::string& executable, const std::string& commandLine) {
     constexpr int kTries = 5;
     DWORD error = 0;

@@ -74,7 +74,7 @@ protected:
         _event->answer(-1, 10 + static_cast<int>(_inside.size()));  // the eleventh silent wait fakes the first
         ASSERT_EQ(send(1002), kDone);
     }
-    /// Sends the host's command on a separate thread.
+    /// The host's command in a thread of its own.
     std::future<PluginCallStatus> sendBeside(std::int32_t id) {
         return std::async(std::launch::async, [this, id] { return send(id); });
     }

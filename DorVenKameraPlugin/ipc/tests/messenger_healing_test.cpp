@@ -25,7 +25,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
-/// Two living sides must exchange messages again within this time.
+/// Within this time two living sides are to talk again.
 constexpr auto kHealed = 60s;
 
 class MessengerHealing : public testing::Test {

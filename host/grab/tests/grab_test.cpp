@@ -63,7 +63,7 @@ TEST_F(GrabTest, EndsWhenTheWantedImagesHaveComeAndCountsNoMore) {
     EXPECT_THAT(people(), HasSubstr("900 x 20 pixels, 1 byte per pixel; fakes 200 images per second"));
 }
 
-// Images in a ring that was full before the grab began.
+// Images of a ring that was full before the grab began.
 void deliverLeftOver(ScriptedDevice& device, std::uint64_t count) {
     const std::int64_t longAgoNs = platform_monotonicNanoseconds() - 60'000'000'000;
     for (std::uint64_t number = 0; number < count; ++number) device.deliver(simulated(number, longAgoNs).data());

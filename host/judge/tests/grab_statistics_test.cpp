@@ -118,7 +118,7 @@ TEST(GrabStatisticsTest, RatePeriodAndJitterBeginAtTheFirstFreshImage) {
     EXPECT_EQ(results.stale, 100u);
 }
 
-// Series of a hundred images each, with these gaps between them.
+// Stretches of a hundred images each, with these gaps between them.
 GrabStatistics withGaps(std::initializer_list<std::int64_t> gapsNs, std::int64_t periodNs = 10'000'000) {
     GrabStatistics statistics = begun(0);
     std::int64_t arrivalNs = 5;

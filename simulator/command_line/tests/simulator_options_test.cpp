@@ -73,7 +73,7 @@ TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
     EXPECT_EQ(all.options.delivery.readerTimeoutSeconds, 0.5);
 }
 
-// The text of each fault, for a command line with variables of the environment.
+// Each fault's text, of a command line with variables of the environment.
 std::vector<std::string> faultsOf(std::vector<const char*> arguments, const std::vector<std::string>& environment) {
     arguments.insert(arguments.begin(), "dorven-simulator");
     SimulatorOptions options;
