@@ -18,7 +18,6 @@ namespace kest::dorven {
 /// last answer byte for byte, or it is the thousandth in a row with that id. Such a frame cannot be distinguished from
 /// that of a peer that gives all its requests one id and repeats the answer as a request. So each id is dropped only
 /// once, and such a peer loses one request altogether.
-/// only, and such a peer loses one request of all that it makes.
 class EchoGuard {
 public:
     /// An own request was sent.

@@ -223,7 +223,6 @@ std::ptrdiff_t MFastFile_ReadLinesAtOnce(const char* fileName, std::string& text
 ///              the disk before the call returns, in every mode.
 /// @return      size; -1 when any step failed. A safe replacement then renames all the same, unless it could not create
 ///              a temporary file; a temporary file that could not be renamed is removed.
-///              temporary file could be made; a temporary file that could not be renamed is removed.
 ///
 /// A safe replacement brings the content to the disk, but not the folder: after a power failure the name may still
 /// refer to the old content. The name of its folder has at most 246 characters. On Windows it fails while anybody has
