@@ -22,7 +22,7 @@ protected:
     }
 
     const MSharedMem_RegistryLock _lock;
-    int _first = 0;  // stand for views
+    int _first = 0;  // used as views
     int _second = 0;
 };
 

@@ -118,7 +118,7 @@ TEST_F(MIniDataParseTest, ASectionThatCannotBeReplacedIsRefused) {
     MIniData data(MIniData::kReplaceSections);
     expectRefused(data, "[a]\nk=1\n[a\0b]\n[a\0b]"s, "Section [a] deleting previous version failed",
                   {"MIniData::parse_line(): DeleteSection() failed"});
-    EXPECT_TRUE(data.EntryExists("a", "k"));  // whose name is all that a reader of the other one sees
+    EXPECT_TRUE(data.EntryExists("a", "k"));  // a reader of the other one sees only this name
 }
 
 // ------------------------------------------------------------------------------------------------- blanks and comments

@@ -161,7 +161,7 @@ TEST(ObjectsOfAForkedChild, AreWholeTablesWhateverOtherThreadsWereDoingAtTheFork
             }
         });
     }
-    threads.emplace_back([&] {  // freeing so many bytes takes a while, in which a fork finds it closing
+    threads.emplace_back([&] {  // freeing that many bytes takes a while, so a fork meets it
         constexpr DWORD kManyBytes = 64 << 20;
         while (!done) {
             const ObjectHandle large(

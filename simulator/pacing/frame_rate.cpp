@@ -6,7 +6,7 @@
 namespace simulator {
 namespace {
 
-constexpr std::size_t kMaxDigits = 18;  // a number of so many fits into 64 bits
+constexpr std::size_t kMaxDigits = 18;  // such a number fits into 64 bits
 constexpr std::uint64_t kMaxFramesPerSecond = 10'000;
 constexpr std::uint64_t kMaxSecondsPerFrame = 100;
 constexpr std::uint64_t kDayNs = 86'400'000'000'000;

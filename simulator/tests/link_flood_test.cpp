@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 const std::string kMemories[] = {image_road::memoryOf(image_road::kCameraAsks),
                                  image_road::memoryOf(image_road::kSimulatorAsks)};
 constexpr std::size_t kMessageBytes = 16 + 24;
-constexpr std::size_t kWords = (kMessageBytes + kMMemFifoOverhead) / 8;  // all that lie in the memory as a whole
+constexpr std::size_t kWords = (kMessageBytes + kMMemFifoOverhead) / 8;  // whole words in the memory
 
 /// A camera that answers, and has another size once the flood is over.
 /// arguments: the event that says so, one that ends the process
