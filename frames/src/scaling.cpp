@@ -79,7 +79,7 @@ Picture scaled(const Picture& picture, std::size_t width, std::size_t height) {
     return result;
 }
 
-// Each source pixel needs a separate line with one weight, each result pixel at least two, in blocks that grow by
+// In each direction there is at most one weight per source pixel and two per result pixel, in blocks that grow by
 // doubling.
 std::size_t scalingBytes(const Picture& picture, std::size_t width, std::size_t height) {
     constexpr std::size_t kBlock = 32;  // of the allocator's own for each block
