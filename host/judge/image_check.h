@@ -29,14 +29,14 @@ struct ImageCheckSettings {
 ///   stale      the image was complete more than 1 s before it arrived, or before the grab began
 ///   format     width, height or bytes per pixel differ from the first image's, or the strip is missing or damaged
 ///              although an earlier image had one, unless the camera made the image itself
-///   counter    the difference between the record's counter and the strip's number changed (modulo 2^32)
+///   counter    the record's counter minus the strip's number changed (modulo 2^32)
 ///   timeBack   the strip's time stamp is earlier than that of an image with a smaller number
 ///   late       latency at or above a limit
 ///   stopped    no image came any more, or the camera began to make its own
 /// Images that were complete before the grab began were waiting in the ring. They are stale and nothing else, except
-/// torn, and no sequence begins with them. An image without a strip is recognised as such by its record's time stamp,
-/// once an earlier image has shown that it uses the strips' clock. The latency of repeated, reordered and timeBack
-/// images is not judged.
+/// torn, and no sequence begins with them. An image from before the grab that has no strip is recognised by its
+/// record's time stamp, once an earlier image has shown that it uses the strips' clock. The latency of repeated,
+/// reordered and timeBack images is not judged.
 class ImageCheck {
 public:
     explicit ImageCheck(const ImageCheckSettings& settings) : _settings(settings), _findings(settings.capacity) {}
@@ -63,8 +63,8 @@ public:
     /// Number of frames of a kind in findings(); for lost frames see sequence().
     std::uint64_t frames(FindingKind kind) const { return _findings.frames(kind); }
 
-    /// From the smallest to the greatest number since the grab, or the simulator, began; none when no image with a
-    /// number has come.
+    /// From the smallest to the greatest number since both the grab and the simulator began; none when no image
+    /// with a number has come.
     const std::optional<FrameRange>& sight() const { return _sight; }
 
     /// How often the simulator restarted.
@@ -90,7 +90,7 @@ private:
     std::optional<frames::ImageFormat> _format;
     std::optional<FrameRange> _sight;
     std::optional<std::uint64_t> _newest;         // number of the image with a strip that came last or is the greatest
-    std::optional<std::uint32_t> _counterAhead;   // difference between the record's counter and the strip's number
+    std::optional<std::uint32_t> _counterAhead;   // the record's counter minus the strip's number
     std::optional<std::uint64_t> _torn;           // number of the latest torn image
     std::optional<bool> _recordsHaveStripsClock;  // as shown by an image from before the grab
     std::uint64_t _latestTimeStampNs = 0;
