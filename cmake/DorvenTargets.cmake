@@ -64,8 +64,8 @@ function(dorven_add_library name)
 endfunction()
 
 # dorven_runs_once(SOURCES …)
-# Sources that read options. They run once, and optimising everything in their headers would take half of their compile
-# time.
+# Sources that read options: they run once, and optimising all that their headers bring takes half of their time to
+# compile.
 function(dorven_runs_once)
     set_source_files_properties(${ARGN} PROPERTIES
         COMPILE_OPTIONS "$<$<AND:$<BOOL:${DORVEN_GCC_OR_CLANG}>,$<CONFIG:Release>>:-O1>")
@@ -170,7 +170,7 @@ function(dorven_add_test name)
         target_include_directories(${name} PRIVATE src)  # tests use headers that are private to their folder
     endif()
     _dorven_common(${name})
-    # The code under test is optimised, its tests are not: optimised ones would take twice as long to compile.
+    # What is tested is optimised, its tests are not: they would take twice as long to compile.
     target_compile_options(${name} PRIVATE $<$<BOOL:${DORVEN_GCC_OR_CLANG}>:-O0>)
     _dorven_use_precompiled_gmock(${name})
     if(arg_NEEDS)

@@ -1,4 +1,4 @@
-# GoogleTest and GoogleMock from Debian's sources, built for the target system.
+# GoogleTest and GoogleMock from Debian's sources, built for whichever system is the target.
 include(GoogleTest)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
@@ -15,5 +15,5 @@ if(DORVEN_GCC_OR_CLANG AND NOT WIN32)
 endif()
 _dorven_add_precompiled_gmock()
 add_subdirectory(test_support)
-# Replaces operator new, so each program that needs it adds it.
+# Takes the place of operator new, so it belongs to the program that wants it.
 set(DORVEN_NO_MEMORY "${PROJECT_SOURCE_DIR}/test_support/src/no_memory.cpp")

@@ -3,8 +3,8 @@
 
 usage: tidy.py BUILD_FOLDER [SOURCE …]    after a build by Ninja, which knows what each source includes
 
-A clean source is not checked again until it, a header that it includes, its command, its profile or clang-tidy itself
-changes; the user's cache remembers clean sources, for all clones. Exit status: 0 all clean,
+A source that was clean is not looked at again until it, a header that it includes, its command, its profile or
+clang-tidy itself changes; what was clean is remembered in the user's cache, for all clones. Exit status: 0 all clean,
 1 not.
 """
 import concurrent.futures

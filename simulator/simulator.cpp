@@ -20,7 +20,7 @@ const char kProgram[] = "dorven-simulator: ";
 /// The camera gets this long to answer before the first image; later answers are used as well.
 constexpr std::chrono::milliseconds kFirstAnswer{500};
 
-/// How often the camera, and a ring that waits for its memory, are checked between images that are far apart.
+/// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
 
 }  // namespace
@@ -248,7 +248,7 @@ void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
     if (_laid) tellStripless();
 }
 
-/// Tries now and then to create a missing ring; while somebody holds a smaller memory, frames are refused.
+/// Tries again, now and then, to lay a ring that is not; while somebody holds smaller memory, frames are refused.
 /// @return False when there will be none.
 bool Simulator::ringIsThere() {
     if (_ring.isOpen()) return true;

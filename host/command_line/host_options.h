@@ -54,7 +54,7 @@ struct SaveOptions {
     std::size_t pngLevel = frames::kDefaultPngLevel;
     std::size_t aroundLoss = 0;     // images before the first loss, and as many after it
     std::uint64_t memoryMb = 1000;  // for images that wait or are kept
-    bool force = false;             // existing files are replaced
+    bool force = false;             // files that are there are replaced
 };
 
 struct GrabOptions : ImageOptions {

@@ -18,13 +18,13 @@ void addSaveOptions(CLI::App& command, SaveOptions& options);
 /// All options of "snap".
 void addSnapOptions(CLI::App& command, SnapOptions& options);
 
-/// The settings for parsed options.
+/// Of options that were parsed.
 SaveSettings saveSettingsOf(const SaveOptions& options);
 
-/// "png", "pgm" or "raw" by a file name's ending, in upper or lower case; "" for another ending.
+/// "png", "pgm" or "raw" by a file name's ending, whatever its case; "" for another ending.
 std::string formatByEnding(const std::string& fileName);
 
-/// Tells people what happened to the images that were to be saved; nothing when there were none.
+/// Tells people what became of the images that were to be saved; nothing when none were.
 void tellSaved(const SaveOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people);
 
 }  // namespace host

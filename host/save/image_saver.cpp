@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kQueue = 16;  // images that may wait, unless many threads want more
 
-// Memory of a thread while it encodes, in images: lines, their growing compressed form, the file.
+// What a thread takes while it encodes, in images: lines, their compressed form as it grows, the file.
 constexpr std::size_t kEncoderImages = 5;
 
 bool makeFolder(const std::string& folder, std::string& error) {
@@ -42,7 +42,7 @@ std::size_t wantedThreads(const SaveSettings& settings) {
 }
 
 struct Plan {
-    std::size_t queue = 0;  // images that may wait besides those around a loss; 0: not enough memory for any
+    std::size_t queue = 0;  // images that may wait beside those around a loss; 0: the memory is not enough for any
     std::size_t threads = 0;
 };
 
@@ -125,7 +125,7 @@ void ImageSaver::beginLoss(std::uint64_t image) {
     _changed.notify_all();
 }
 
-// Takes a place in the queue for an image, or counts one more as dropped.
+// A place of the queue for an image, or one more that was dropped.
 bool ImageSaver::reservePlace(std::optional<Bottleneck>& dropped) {
     const std::lock_guard lock(_mutex);
     if (_placesTaken < _queueCapacity) {

@@ -30,17 +30,17 @@ struct SaveSettings {
     std::string folder;
     frames::ImageFileFormat fileFormat = frames::ImageFileFormat::png;
     int pngLevel = frames::kDefaultPngLevel;
-    std::size_t threads = 0;     // for compressing PNG; 0: all spare processors. Other formats: one
-    std::uint64_t every = 1;     // every nth image, beginning with the first; 0: only those around a loss
-    std::size_t aroundLoss = 0;  // number of images before the first loss is noticed, and of those from then on
-    std::size_t memoryBytes = std::size_t{1} << 30;  // limit for all images that are kept or wait
+    std::size_t threads = 0;     // that compress PNG; 0: as many as there are processors to spare. Others: one
+    std::uint64_t every = 1;     // every nth image, beginning with the first; 0: none but those around a loss
+    std::size_t aroundLoss = 0;  // so many images before the first loss is seen, and so many from then on
+    std::size_t memoryBytes = std::size_t{1} << 30;  // at most, for all images that are kept or wait
     ExistingFile existing = ExistingFile::refuse;
-    ImageEncoder encode = frames::encodeImage;  // tests use one that they can delay. Called by several threads
+    ImageEncoder encode = frames::encodeImage;  // of tests: one that they can hold up. Called by several threads
 };
 
-/// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab. When a file is complete,
-/// a line for it is added to the sidecar in the same folder (sidecar.h). If that line cannot be written, the image is
-/// removed again and nothing more is saved. So the sidecar lists exactly the images that exist.
+/// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab, and for each one, once it
+/// is complete, a line into the sidecar beside them (sidecar.h). An image whose line cannot be written is removed
+/// again, and nothing more is saved then: what the sidecar names is there, and what is there it names.
 class ImageSaver {
 public:
     /// Creates the folder and the sidecar in it.
@@ -71,19 +71,19 @@ public:
     /// expected.
     void offer(const frames::ImageView& image, const FrameNote& note, bool lossSeen);
 
-    /// Waits until everything is written. Nothing may be offered afterwards. A sidecar without a line is removed.
+    /// Waits until everything is written. Nothing may be offered any more. A sidecar without a line is removed.
     void finish();
 
     struct Outcome {
         std::uint64_t saved = 0;
-        std::uint64_t droppedByCompressor = 0;  // because the compressor was too slow
+        std::uint64_t droppedByCompressor = 0;  // that it could not keep up with
         std::uint64_t droppedByDisk = 0;
         std::uint64_t failed = 0;
         std::string firstError;                  // of those that failed
         std::optional<std::uint64_t> lossImage;  // position of the image that showed the first loss
 
         std::uint64_t dropped() const { return droppedByCompressor + droppedByDisk; }
-        /// Images that were to be saved but were not.
+        /// Images that were to be saved and were not.
         std::uint64_t notSaved() const { return dropped() + failed; }
         /// Why, by the cause of most of them: "compressor", "disk" or "error"; null when all were saved.
         const char* reason() const;
@@ -129,7 +129,7 @@ private:
     bool _lossSeen = false;
     std::size_t _toSaveAfterLoss = 0;
 
-    // Used by the worker whose turn it is: the turn is passed on under the mutex.
+    // Of the worker whose turn it is: the turn is handed on under the mutex.
     GrowingFile _sidecar;
     bool _sidecarHasLines = false;
     std::string _sidecarError;

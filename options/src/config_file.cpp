@@ -52,7 +52,7 @@ CLI::ConfigBase reader() {
     return config;
 }
 
-// The library gives no entry for a section without keys, but a wrong section name must still be found.
+// A section without keys leaves no entry with the library, and a wrong name is to be found all the same.
 void addHeads(const std::string& text, std::vector<FileEntry>& entries) {
     std::istringstream lines(text);
     for (std::string whole; std::getline(lines, whole);) {

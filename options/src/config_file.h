@@ -1,4 +1,4 @@
-// The user's configuration file as written: sections, keys and values, not yet compared with any option.
+// The user's configuration file, as it stands: sections, keys and values, not yet compared with any option.
 #pragma once
 
 #include <string>
@@ -12,12 +12,12 @@ std::string_view trimmed(std::string_view text);
 
 struct FileEntry {
     std::string section;              // empty: above all sections
-    std::string key;                  // empty: the section's header itself
-    std::vector<std::string> values;  // several if the key is on consecutive lines
+    std::string key;                  // empty: the section's head itself
+    std::vector<std::string> values;  // several where the key stands on several lines one after the other
 };
 
-/// Lines "key = value", or only a key for a flag that is true; "[section]"; comments are lines that begin with # or ;.
-/// A value is the rest of its line without surrounding blanks; quotes around the whole value are removed.
+/// Lines "key = value", or a key alone for a flag that is true; "[section]"; comments are lines that begin with # or ;.
+/// A value is the rest of its line without the blanks around it; quotes around the whole are taken off.
 ///
 /// @param entries  Receives the content of the file, in its order; nothing when there is no such file, or when the user
 ///                 may not enter its folder.

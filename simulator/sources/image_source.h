@@ -18,14 +18,14 @@ public:
     ImageSource(const ImageSource&) = delete;
     ImageSource& operator=(const ImageSource&) = delete;
 
-    /// Draws a frame in place, without the strip. May be called for a frame that is then not delivered.
+    /// Draws a frame in place, but not the strip. May be called for a frame that is not delivered after all.
     ///
     /// @param before  Number of the frame that this source drew into these pixels last; none when unknown.
     /// @return        CRC-32 of the bytes below the strip's lines.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;
 
-    /// Records that a frame was made as it was drawn.
+    /// Takes down that a frame was made as it was drawn.
     virtual void record(std::uint64_t) {}
 
     /// The strip's flags about the origin of the pixels.
@@ -43,7 +43,7 @@ private:
     frames::ImageFormat _format;
 };
 
-/// A pattern. If the options have a truth log, its place in each recorded frame is written there.
+/// A pattern. Where it stands in each recorded frame is written into the options' truth log, if there is one.
 class RenderedImages : public ImageSource {
 public:
     explicit RenderedImages(const frames::ImageFormat& format, const PatternOptions& options = {});
