@@ -165,7 +165,7 @@ std::uint64_t Simulator::stall(const PacingGrid& grid, const Strike& strike, std
         return next;
     }
     _stalled.emplace(next, grid);
-    const std::int64_t leastNs = endNs - grid.dueNs(range.last);
+    const std::int64_t leastNs = std::max<std::int64_t>(endNs - _delivery.stampOf(grid.dueNs(range.last)), 0);
     _delivery.tellFault(strike.kind, frame, {{frames::finding::kLate, range.first, range.last, leastNs / 1000}});
     return frame;
 }

@@ -11,7 +11,7 @@ namespace frames {
 /// ns). zlib alone takes 37 ns, which is noticeable for 1,024 lines of each image.
 class Crc32Append {
 public:
-    /// @param size  Bytes of each block that is appended: 0 … 2^31 - 1.
+    /// @param size  Bytes of each block that is appended.
     explicit Crc32Append(std::size_t size);
 
     /// CRC-32 of some bytes followed by a block.

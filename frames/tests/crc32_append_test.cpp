@@ -39,6 +39,17 @@ TEST_P(Crc32AppendTest, BlockIsFoundBehindItsPredecessor) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, Crc32AppendTest, testing::Values(0u, 1u, 2u, 7u, 8u, 1280u, 65535u, 1u << 20));
 
+// zlib takes the size in 63 bits on Linux and in 31 on Windows.
+TEST(Crc32AppendLargeTest, BlockThatIsTooLargeForTheLibraryCountsAsItsTwoParts) {
+    constexpr std::uint32_t kBefore = 0x12345678;
+    for (const std::size_t large : {std::size_t{1} << 31, (std::size_t{1} << 32) + 7, std::size_t{1} << 63}) {
+        for (const std::size_t rest : {0u, 1u, 1280u}) {
+            const std::uint32_t inTwo = Crc32Append(rest)(Crc32Append(large - 5)(kBefore, 0), 0);
+            EXPECT_EQ(Crc32Append(large - 5 + rest)(kBefore, 0), inTwo) << large << " + " << rest;
+        }
+    }
+}
+
 TEST(Crc32AppendLinesTest, LinesOneByOneGiveTheCrcOfTheImage) {
     const auto bytes = someBytes(100 * 320);
     const Crc32Append append(320);

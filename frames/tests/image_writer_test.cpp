@@ -55,7 +55,7 @@ TEST_F(ImageWriterTest, PgmOfTwoBytesPerPixelHasTheUpperByteFirst) {
 
 TEST_F(ImageWriterTest, PgmHasNoFormForOtherDepths) {
     std::vector<std::uint8_t> file{42};
-    for (const std::size_t depth : {3, 6}) {
+    for (const std::size_t depth : {3u, 6u}) {
         EXPECT_FALSE(encodeImage(view(depth), ImageFileFormat::pgm, file, _error));
         EXPECT_EQ(_error, "PGM has no form for " + std::to_string(depth) + " bytes per pixel");
     }
@@ -63,7 +63,7 @@ TEST_F(ImageWriterTest, PgmHasNoFormForOtherDepths) {
 }
 
 TEST_F(ImageWriterTest, RawIsThePixelsOfAnyDepth) {
-    for (const std::size_t depth : {1, 2, 3, 6})
+    for (const std::size_t depth : {1u, 2u, 3u, 6u})
         EXPECT_THAT(encoded(depth, ImageFileFormat::raw), ElementsAreArray(kPixels));
 }
 

@@ -7,6 +7,7 @@
 #include "mmemlinefifo.h"
 #include "msharedmem.h"
 #include "object_look.h"
+#include "object_names.h"
 #include "stopwatch.h"
 
 namespace test {
@@ -40,8 +41,8 @@ public:
 
 private:
     bool exists() {
-        if (!_memory && platform_lookAtObject("DorVenImages", 0).kind == ObjectSight::Kind::memory)
-            _memory = MSharedMem_Link("DorVenImages");
+        if (!_memory && platform_lookAtObject(image_road::kImagesMemory, 0).kind == ObjectSight::Kind::memory)
+            _memory = MSharedMem_Link(image_road::kImagesMemory);
         return _memory != nullptr;
     }
 

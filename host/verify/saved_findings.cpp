@@ -59,7 +59,7 @@ Finding findingOf(const Json& object) {
     return finding;
 }
 
-// Findings mean the same in all of them. Earlier builds wrote the number alone.
+// Findings mean the same in all of them. Earlier builds wrote the number alone; 1.0 is the same number.
 bool isKnown(const Json& schema) { return schema == kGrabSchema || schema == 1 || schema == 2; }
 
 std::string shown(const Json& value) {

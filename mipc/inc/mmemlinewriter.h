@@ -59,6 +59,8 @@ public:
     std::size_t waiting() const;
 
 private:
+    bool layBehindReader();
+    std::uint64_t possible(std::uint64_t read) const;  // a read index; the last possible one instead of any other
     bool isFull() const { return behind(_own.writeIndex) == readIndex(); }
     std::uint64_t behind(std::uint64_t index) const { return index + 1 == _own.slotCount ? 0 : index + 1; }
 

@@ -56,18 +56,27 @@ void MMemLineWriter::recreate() {
     // exception is a reader that has already checked its mark and now moves the index from the slot that is there.
     store(*_header, &LineFifoHeader::readerMark, 0);
     fullBarrier();
-    // Empty from the slot after the reader's: the writer reaches the reader's slot last, and finds the ring full before
-    // it.
-    const std::uint64_t begin = behind(readIndex());
-    _own.writeIndex = _lastReadIndex = begin;
     _given = false;
     _overwritten.reset();
-    for (const OwnField& own : kOwnFields) store(*_header, own.field, _own.*own.field);
-    // Last: for a host that attaches in between, no line except that slot seems to wait. If this index came first, the
-    // slot to fill next would seem to wait.
-    store(*_header, &LineFifoHeader::readIndex, begin);
+    constexpr int kTries = 10;  // that reader moves the index once, and once back; more often only a stray store does
+    bool laid = false;
+    for (int i = 0; i < kTries && !laid; ++i) laid = layBehindReader();
+    if (!laid) store(*_header, &LineFifoHeader::readIndex, _own.writeIndex);
     // Again: a host that attached in between has seen the old values.
     store(*_header, &LineFifoHeader::readerMark, 0);
+}
+
+// Empty behind the slot at which the read index stands: the writer comes round to that one last, and finds the ring
+// full before it. False when the index was moved meanwhile.
+bool MMemLineWriter::layBehindReader() {
+    std::uint64_t found = load(*_header, &LineFifoHeader::readIndex, std::memory_order_acquire);
+    const std::uint64_t begin = behind(possible(found));
+    _own.writeIndex = _lastReadIndex = begin;
+    for (const OwnField& own : kOwnFields) store(*_header, own.field, _own.*own.field);
+    // Last: to a host that attaches in between, no line but that slot seems to wait. Were this index first, the slot at
+    // it would seem to, which is the one filled next. Only from where it stood: a reader that moved it to slot 1 may
+    // still take that step back, and an old line would wait in a ring that begins there.
+    return std::atomic_ref(_header->readIndex).compare_exchange_strong(found, begin);
 }
 
 void MMemLineWriter::spoil(const LineFifoHeader& values) {
@@ -116,7 +125,10 @@ bool MMemLineWriter::put() {
 std::uint64_t MMemLineWriter::readIndex() const {
     if (!_header) return 0;
     // Pairs with the release in ReleaseLine: once the index is seen, the reader is done with the slots before it.
-    const std::uint64_t read = load(*_header, &LineFifoHeader::readIndex, std::memory_order_acquire);
+    return possible(load(*_header, &LineFifoHeader::readIndex, std::memory_order_acquire));
+}
+
+std::uint64_t MMemLineWriter::possible(std::uint64_t read) const {
     if (read < _own.slotCount) _lastReadIndex = read;
     return _lastReadIndex;
 }

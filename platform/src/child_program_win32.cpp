@@ -1,20 +1,8 @@
 #include "child_program.h"
+#include "command_line_win32.h"
 #include "platform.h"
 
 namespace {
-
-// As the C runtime takes a command line apart again: quotes around, backslashes doubled before a quote.
-std::string quoted(const std::string& argument) {
-    std::string text = "\"";
-    std::size_t backslashes = 0;
-    for (const char character : argument) {
-        if (character == '"') text.append(backslashes + 1, '\\');
-        backslashes = character == '\\' ? backslashes + 1 : 0;
-        text += character;
-    }
-    text.append(backslashes, '\\');
-    return text + "\"";
-}
 
 double secondsOf(HANDLE process) {
     FILETIME created, ended, kernel, user;
@@ -28,8 +16,7 @@ double secondsOf(HANDLE process) {
 }  // namespace
 
 bool ChildProgram::start(const std::string& path, const std::vector<std::string>& arguments, std::string& error) {
-    std::string commandLine = quoted(path);
-    for (const std::string& argument : arguments) commandLine.append(" ").append(quoted(argument));
+    std::string commandLine = platform_commandLineOf(path, arguments);
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};

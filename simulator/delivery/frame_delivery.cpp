@@ -154,7 +154,7 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     if (find(faults, FaultKind::counterWrap)) shiftCounter(made);
     source.record(frame);  // before the clock is read: a slow disk must not look like a slow road to the reader
     made.completeNs = platform_monotonicNanoseconds();
-    made.stampNs = _stampNs.value_or(made.completeNs);
+    made.stampNs = stampOf(_stampNs.value_or(made.completeNs));
     if (const Strike* back = find(faults, FaultKind::timeBack)) setTimeBack(made, back->timeNs);
     if (_verifiable) {
         stampStrip(image, {source.stripFlags(), frame, static_cast<std::uint64_t>(made.stampNs), crc});
@@ -162,6 +162,10 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
         std::memset(pixels, 0, stripLines(source.format()) * source.format().lineBytes());
     }
     return made;
+}
+
+std::int64_t FrameDelivery::stampOf(std::int64_t completeNs) const {
+    return std::max(completeNs, _lastStampNs.value_or(completeNs));
 }
 
 /// Exchanges the lower half with that of the frame before; black before the first one.

@@ -49,6 +49,10 @@ public:
     bool deliver(ImageSource& source, std::uint64_t frame, const std::vector<Strike>& faults = {},
                  std::optional<std::int64_t> completeNs = std::nullopt);
 
+    /// Time stamp of a frame that is delivered next and counts as complete at a time: that one, or the last time stamp
+    /// where it is later. A frame that was late may be complete only after its successors were due.
+    std::int64_t stampOf(std::int64_t completeNs) const;
+
     /// Publishes a frame that waits for its successor, which will not come.
     void deliverHeld();
 

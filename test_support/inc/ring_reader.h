@@ -1,7 +1,6 @@
 // The reading end of the image connection as a camera plays it, for tests.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <optional>
@@ -10,7 +9,7 @@
 #include "image_line.h"
 #include "image_ring.h"
 #include "inspection.h"
-#include "mmemlinefifo.h"
+#include "mmemlinereader.h"
 #include "mprocessevent.h"
 #include "msharedmem.h"
 #include "object_names.h"
@@ -30,11 +29,10 @@ public:
         detachMemory();
         if (!memoryExists()) return false;
         _memory = MSharedMem_Link(image_road::kImagesMemory);
-        if (_memory && MMemLineFifo_Link(_memory) != 0) {
-            _lineLength = field(&LineFifoHeader::lineLength);
-            _slotCount = field(&LineFifoHeader::slotCount);
+        if (!_memory) return false;
+        const std::size_t leastLineLength = sizeof(image_road::ImageLineHeader) + _format.bytes();
+        if (_ring.link(_memory, MSharedMem_GetSize(_memory), leastLineLength) == MMemLineReader::Link::linked)
             return true;
-        }
         detachMemory();
         return false;
     }
@@ -65,12 +63,12 @@ public:
         frames::Inspection inspection;
     };
     std::optional<Image> take() {
-        const std::uint8_t* line = frontLine();
+        const std::uint8_t* const line = _ring.peek();
         if (!line) return std::nullopt;
         Image image{};
         std::memcpy(&image.header, line, sizeof image.header);
         image.inspection = frames::inspectImage({line + 24, _format});
-        MMemLineFifo_ReleaseLine(_memory);
+        _ring.release();
         return image;
     }
 
@@ -92,31 +90,16 @@ public:
     }
 
 private:
-    std::uint64_t field(std::uint64_t LineFifoHeader::*which) const {
-        return std::atomic_ref(static_cast<LineFifoHeader*>(_memory)->*which).load(std::memory_order_acquire);
-    }
-    /// As a camera looks: nothing of a header that is not what it was at the attaching.
-    const std::uint8_t* frontLine() const {
-        if (!attached()) return nullptr;
-        const std::uint64_t read = field(&LineFifoHeader::readIndex);
-        const std::uint64_t write = field(&LineFifoHeader::writeIndex);
-        const bool same = field(&LineFifoHeader::lineLength) == _lineLength &&
-                          field(&LineFifoHeader::slotCount) == _slotCount && attached();
-        if (!same || read == write || read >= _slotCount || write >= _slotCount) return nullptr;
-        if (_lineLength < sizeof(image_road::ImageLineHeader) + _format.bytes()) return nullptr;
-        if (_slotCount > (MSharedMem_GetSize(_memory) - sizeof(LineFifoHeader)) / _lineLength) return nullptr;
-        return static_cast<const std::uint8_t*>(_memory) + sizeof(LineFifoHeader) + read * _lineLength;
-    }
     void detachMemory() {
         if (_memory) MSharedMem_Unlink(_memory);
         _memory = nullptr;
+        _ring = {};
     }
 
     frames::ImageFormat _format;
     MProcessEvent _event;
     void* _memory = nullptr;
-    std::uint64_t _lineLength = 0;  // at the attaching
-    std::uint64_t _slotCount = 0;
+    MMemLineReader _ring;
 };
 
 }  // namespace test

@@ -2,23 +2,11 @@
 
 #include <stdexcept>
 
+#include "command_line_win32.h"
 #include "platform.h"
 
 namespace test {
 namespace {
-
-// As the C runtime takes a command line apart again: quotes around, backslashes doubled before a quote.
-std::string quoted(const std::string& argument) {
-    std::string text = "\"";
-    std::size_t backslashes = 0;
-    for (const char character : argument) {
-        if (character == '"') text.append(backslashes + 1, '\\');
-        backslashes = character == '\\' ? backslashes + 1 : 0;
-        text += character;
-    }
-    text.append(backslashes, '\\');
-    return text + "\"";
-}
 
 // Wine refuses a start now and then on a busy machine (once in some thousand), so there are further tries.
 HANDLE created(const std::string& executable, const std::string& commandLine) {
@@ -45,9 +33,7 @@ HANDLE created(const std::string& executable, const std::string& commandLine) {
 void ChildProcess::start(const std::string& path, const Arguments& arguments) {
     std::string executable = path.find_first_of("\\/") == std::string::npos ? programFolder() + path : path;
     if (executable.size() < 4 || executable.substr(executable.size() - 4) != ".exe") executable += ".exe";
-    std::string commandLine = quoted(executable);
-    for (const std::string& argument : arguments) commandLine.append(" ").append(quoted(argument));
-    _process = created(executable, commandLine);
+    _process = created(executable, platform_commandLineOf(executable, arguments));
 }
 
 std::optional<int> ChildProcess::wait(std::chrono::milliseconds limit) {

@@ -74,6 +74,22 @@ protected:
         _event->answer(-1, 10 + static_cast<int>(_inside.size()));  // the eleventh silent wait fakes the first
         ASSERT_EQ(send(1002), kDone);
     }
+    /// Grabs beside a ring in which three images wait; the callback of the first one ends its grab once the host does.
+    /// Returns inside of it.
+    void grabThreeWaitingImages(test::SimulatorRing& ring, std::function<void()> onceStopped) {
+        _event->step([&ring] {
+            for (const std::uint64_t counter : {1u, 2u, 3u}) ring.put(counter);
+            return 1;
+        });
+        const auto inside = std::make_shared<std::promise<void>>();
+        _inside = {[this, inside, onceStopped = std::move(onceStopped)](IMAGEMEMORY&) {
+            inside->set_value();
+            waitUntilStopped();
+            onceStopped();
+        }};
+        ASSERT_EQ(send(1002), kDone);
+        inside->get_future().wait();
+    }
     /// The host's command in a thread of its own.
     std::future<PluginCallStatus> sendBeside(std::int32_t id) {
         return std::async(std::launch::async, [this, id] { return send(id); });
@@ -203,18 +219,7 @@ TEST_F(CallbackCommandsTest, FreezeWhileTheHostEndsTheImagesLeavesThoseThatWait)
         use<TeskImages>();
         _images = 0;
         test::SimulatorRing ring(64, 4);
-        _event->step([&] {
-            for (const std::uint64_t counter : {1, 2, 3}) ring.put(counter);
-            return 1;
-        });
-        std::promise<void> inside;
-        _inside = {[&](IMAGEMEMORY&) {
-            inside.set_value();
-            waitUntilStopped();
-            EXPECT_EQ(send(1004), kDone);
-        }};
-        ASSERT_EQ(send(1002), kDone);
-        inside.get_future().wait();
+        grabThreeWaitingImages(ring, [this] { EXPECT_EQ(send(1004), kDone); });
         EXPECT_EQ(send(id), id == 1003 ? kNotSupported : kDone);
         EXPECT_EQ(_images, 1u);
         EXPECT_THAT(_log.errors(), IsEmpty());
@@ -224,19 +229,10 @@ TEST_F(CallbackCommandsTest, FreezeWhileTheHostEndsTheImagesLeavesThoseThatWait)
 
 TEST_F(CallbackCommandsTest, FreezeWhileTheHostGrabsAnewLeavesTheImagesThatWait) {
     test::SimulatorRing ring(64, 4);
-    _event->step([&] {
-        for (const std::uint64_t counter : {1, 2, 3}) ring.put(counter);
-        return 1;
-    });
-    std::promise<void> inside;
-    _inside = {[&](IMAGEMEMORY&) {
-        inside.set_value();
-        waitUntilStopped();
+    grabThreeWaitingImages(ring, [this] {
         EXPECT_EQ(send(1002), kDone);
         EXPECT_EQ(send(1004), kDone);
-    }};
-    ASSERT_EQ(send(1002), kDone);
-    inside.get_future().wait();
+    });
     _event->loseNotifications(1000);  // the next grab would take one that is left for the simulator's
     EXPECT_EQ(send(1002), kDone);
     _event->loseNotifications(0);

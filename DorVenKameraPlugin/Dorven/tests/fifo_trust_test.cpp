@@ -281,82 +281,59 @@ TEST(ImageFifo, FrontLineOfNoneIsReportedAndNull) {
     EXPECT_THAT(log.entries(), IsEmpty());
 }
 
-TEST(ImageFifo, PopOfAnEmptyRingChangesNothing) {
-    test::LogRecorder log;
-    test::SimulatorRing ring(kPixelBytes, 4);
-    auto fifo = kest::dorven::openImageFifo();
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 0u);
-    kest::dorven::closeImageFifo(fifo);
-}
+class ImageFifoPop : public testing::Test {
+protected:
+    ~ImageFifoPop() override { kest::dorven::closeImageFifo(_fifo); }
 
-TEST(ImageFifo, PopGoesOnAtTheFirstSlotAfterTheLast) {
-    test::LogRecorder log;
-    test::SimulatorRing ring(kPixelBytes, 4);
-    auto fifo = kest::dorven::openImageFifo();
-    for (std::uint64_t i = 1; i <= 5; ++i) {
-        ASSERT_TRUE(ring.put(i));
-        ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
-        kest::dorven::popLine(fifo);
-        EXPECT_EQ(ring.header().readIndex, i % 5);
+    void putAndTakeFirst(std::uint64_t lines) {
+        for (std::uint64_t i = 1; i <= lines; ++i) ASSERT_TRUE(_ring.put(i));
+        ASSERT_NE(kest::dorven::frontLine(_fifo), nullptr);
     }
-    kest::dorven::closeImageFifo(fifo);
+    std::uint64_t readIndexAfterPop() {
+        kest::dorven::popLine(_fifo);
+        return _ring.header().readIndex;
+    }
+
+    test::LogRecorder _log;
+    test::SimulatorRing _ring{kPixelBytes, 4};
+    kest::dorven::ImageFifo _fifo = kest::dorven::openImageFifo();
+};
+
+TEST_F(ImageFifoPop, OfAnEmptyRingChangesNothing) { EXPECT_EQ(readIndexAfterPop(), 0u); }
+
+TEST_F(ImageFifoPop, GoesOnAtTheFirstSlotAfterTheLast) {
+    for (std::uint64_t i = 1; i <= 5; ++i) {
+        putAndTakeFirst(1);
+        EXPECT_EQ(readIndexAfterPop(), i % 5);
+    }
 }
 
-TEST(ImageFifo, PopFollowsTheSlotCountThatWasChecked) {
-    test::LogRecorder log;
-    test::SimulatorRing ring(kPixelBytes, 4);
-    ring.put(1);
-    ring.put(2);
-    auto fifo = kest::dorven::openImageFifo();
-    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
-    ring.header().slotCount = 1;
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 1u);
-    kest::dorven::closeImageFifo(fifo);
+TEST_F(ImageFifoPop, FollowsTheSlotCountThatWasChecked) {
+    putAndTakeFirst(2);
+    _ring.header().slotCount = 1;
+    EXPECT_EQ(readIndexAfterPop(), 1u);
 }
 
-TEST(ImageFifo, PopLeavesAReadIndexThatAnotherHasStored) {
-    test::LogRecorder log;
-    test::SimulatorRing ring(kPixelBytes, 4);
-    for (std::uint64_t i = 1; i <= 4; ++i) ring.put(i);
-    auto fifo = kest::dorven::openImageFifo();
-    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
-    ring.header().readIndex = 2;
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 2u);
-    const unsigned char* const line = kest::dorven::frontLine(fifo);
-    EXPECT_EQ(line, static_cast<unsigned char*>(ring.memory()) + 64 + 2 * 88);
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 3u);
-    kest::dorven::closeImageFifo(fifo);
+TEST_F(ImageFifoPop, LeavesAReadIndexThatAnotherHasStored) {
+    putAndTakeFirst(4);
+    _ring.header().readIndex = 2;
+    EXPECT_EQ(readIndexAfterPop(), 2u);
+    EXPECT_EQ(kest::dorven::frontLine(_fifo), static_cast<unsigned char*>(_ring.memory()) + 64 + 2 * 88);
+    EXPECT_EQ(readIndexAfterPop(), 3u);
 }
 
-TEST(ImageFifo, PopOfARingThatBecameEmptyChangesNothing) {
-    test::LogRecorder log;
-    test::SimulatorRing ring(kPixelBytes, 4);
-    ring.put(1);
-    auto fifo = kest::dorven::openImageFifo();
-    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
-    ring.header().writeIndex = 0;
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 0u);
-    kest::dorven::closeImageFifo(fifo);
+TEST_F(ImageFifoPop, OfARingThatBecameEmptyChangesNothing) {
+    putAndTakeFirst(1);
+    _ring.header().writeIndex = 0;
+    EXPECT_EQ(readIndexAfterPop(), 0u);
 }
 
-TEST(ImageFifo, PopOfALineThatWasNotTakenChangesNothing) {
-    test::LogRecorder log;
-    test::SimulatorRing ring(kPixelBytes, 4);
-    ring.put(1);
-    ring.put(2);
-    auto fifo = kest::dorven::openImageFifo();
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 0u);
-    ASSERT_NE(kest::dorven::frontLine(fifo), nullptr);
-    kest::dorven::popLine(fifo);
-    kest::dorven::popLine(fifo);
-    EXPECT_EQ(ring.header().readIndex, 1u);
-    kest::dorven::closeImageFifo(fifo);
+TEST_F(ImageFifoPop, OfALineThatWasNotTakenChangesNothing) {
+    _ring.put(1);
+    EXPECT_EQ(readIndexAfterPop(), 0u);
+    putAndTakeFirst(1);
+    EXPECT_EQ(readIndexAfterPop(), 1u);
+    EXPECT_EQ(readIndexAfterPop(), 1u);
 }
 
 TEST(ImageFifo, CloseClearsTheReaderMarkAndGivesTheMemoryBack) {

@@ -1,6 +1,7 @@
 // Image source and simulator as two processes: questions during a grab and across openings, each side killed and
 // restarted.
 #include <bit>
+#include <functional>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -208,48 +209,44 @@ TEST_F(PluginLink, PluginClosesWhileTheSimulatorSends) {
 
 // ---- the simulator in this process, image sources in others
 
-TEST(SimulatorLink, FindsTheSourceAgainThatWasKilled) {
+/// Three sources, one after the other: each is asked until it answers, and then ended.
+void askThreeSources(const std::function<void(AskingSimulator&, test::ChildProcess&, Meeting&)>& end) {
     test::LogRecorder log;
     AskingSimulator simulator;
     for (int life = 0; life < 3; ++life) {
+        SCOPED_TRACE(life);
         Meeting meeting;
         test::ChildProcess host("answersUntilGo", meeting.arguments());
         ASSERT_EQ(meeting.ready.Wait(60.0), 1);
-        ASSERT_EQ(simulator.askUntilAnswered(1).first, 1280u) << life;
+        ASSERT_EQ(simulator.askUntilAnswered(1).first, 1280u);
+        end(simulator, host, meeting);
+    }
+}
+
+TEST(SimulatorLink, FindsTheSourceAgainThatWasKilled) {
+    askThreeSources([](AskingSimulator& simulator, test::ChildProcess& host, Meeting&) {
         host.kill();
         const ImagesMessage answer = simulator.ask(1);
         EXPECT_EQ(answer.command, 0u);
         EXPECT_EQ(answer.first, 0u);
-    }
+    });
 }
 
 TEST(SimulatorLink, FindsTheSourceAgainThatLeft) {
-    test::LogRecorder log;
-    AskingSimulator simulator;
-    for (int life = 0; life < 3; ++life) {
-        Meeting meeting;
-        test::ChildProcess host("answersUntilGo", meeting.arguments());
-        ASSERT_EQ(meeting.ready.Wait(60.0), 1);
-        ASSERT_EQ(simulator.askUntilAnswered(1).first, 1280u) << life;
+    askThreeSources([](AskingSimulator&, test::ChildProcess& host, Meeting& meeting) {
         meeting.go.Notify();
         EXPECT_EQ(host.join(60s), 0);
-    }
+    });
 }
 
 TEST(SimulatorLink, SourceThatLeavesWhileItIsAskedIsFoundAgain) {
-    test::LogRecorder log;
-    AskingSimulator simulator;
-    for (int life = 0; life < 3; ++life) {
-        Meeting meeting;
-        test::ChildProcess host("answersUntilGo", meeting.arguments());
-        ASSERT_EQ(meeting.ready.Wait(60.0), 1);
-        ASSERT_EQ(simulator.askUntilAnswered(1).first, 1280u) << life;
+    askThreeSources([](AskingSimulator& simulator, test::ChildProcess& host, Meeting& meeting) {
         meeting.go.Notify();
         const auto end = std::chrono::steady_clock::now() + 60s;
         bool running = true;
         for (; running && std::chrono::steady_clock::now() < end; running = host.running()) simulator.ask(1);
-        EXPECT_FALSE(running) << life;
-    }
+        EXPECT_FALSE(running);
+    });
 }
 
 // ---- both in others

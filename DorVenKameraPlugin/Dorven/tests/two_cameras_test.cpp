@@ -142,7 +142,7 @@ TEST_F(TwoEnds, OnlyOneReadsAfterThePeerHasLaidTheFifoAnew) {
     const auto first = IPMessenger::create(firstChannel);
     ASSERT_TRUE(isAnsweredInTime(100));
     const auto second = IPMessenger::create(secondChannel);
-    for (int round = 0; round < 3; ++round) {
+    for (std::uint64_t round = 0; round < 3; ++round) {
         _peer.sender->recreate();             // without waking anybody
         std::this_thread::sleep_for(1500ms);  // the second one takes what the first has lost
         ASSERT_TRUE(isAnsweredInTime(1000 * (round + 1)));

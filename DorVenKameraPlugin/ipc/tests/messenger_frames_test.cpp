@@ -29,6 +29,12 @@ protected:
 
     void write(const FrameHeader& header) { _peer.sender->write(&header, sizeof header); }
     void write(const Payload& payload) { _peer.sender->write(payload.data(), payload.size()); }
+    void expectAnswer(std::uint64_t id, std::uint8_t byte) {
+        const auto answer = _peer.receive(0ms);
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->header.id, id);
+        EXPECT_EQ(answer->payload, Payload(8, byte));
+    }
     std::vector<std::string> takeErrors() {
         const auto errors = _log.errors();
         _log.clear();
@@ -68,10 +74,7 @@ TEST_F(MessengerFrames, RequestIsNotAnsweredWithWhatAnotherOneAsked) {
     write(FrameHeader{1, 0, 11});
     write(Payload(8, 0x10));
     _messenger.signal();
-    const auto first = _peer.receive(0ms);
-    ASSERT_TRUE(first);
-    EXPECT_EQ(first->header.id, 11u);
-    EXPECT_EQ(first->payload, Payload(8, 0x11));
+    expectAnswer(11, 0x11);
     EXPECT_THAT(takeErrors(), ElementsAre(MatchesRegex(overrunOf(_ids.answering))));
     _messenger.signal();
     EXPECT_FALSE(_peer.receive(0ms)) << "an answer to the second request, made from the first one's payload";
@@ -84,10 +87,7 @@ TEST_F(MessengerFrames, HeaderWhosePayloadIsStillToComeIsReadWithIt) {
     EXPECT_EQ(_channel->executions, 0);
     write(Payload(8, 0x10));
     _messenger.signal();
-    const auto answer = _peer.receive(0ms);
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->header.id, 11u);
-    EXPECT_EQ(answer->payload, Payload(8, 0x11));
+    expectAnswer(11, 0x11);
     EXPECT_THAT(_log.errors(), IsEmpty());
 }
 
@@ -102,10 +102,7 @@ TEST_F(MessengerFrames, HeaderThatIsStillAloneAtTheNextTimeoutIsDroppedWithOneEn
     write(FrameHeader{1, 0, 12});
     write(Payload(8, 0x20));
     _messenger.signal();
-    const auto answer = _peer.receive(0ms);
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->header.id, 12u);
-    EXPECT_EQ(answer->payload, Payload(8, 0x21));
+    expectAnswer(12, 0x21);
 }
 
 TEST_F(MessengerFrames, HeaderThatATimeoutMeetsFirstHasUntilTheNextOne) {

@@ -25,7 +25,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
-/// Within this time two living sides are to talk again.
+/// docs/wire-format.md says that two living sides talk again within twelve seconds; a busy machine may take longer.
 constexpr auto kHealed = 60s;
 
 class MessengerHealing : public testing::Test {

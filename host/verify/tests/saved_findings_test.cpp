@@ -71,6 +71,17 @@ TEST(SavedFindingsTest, WhatAnEarlierVersionPrintedIsReadToo) {
     }
 }
 
+// JSON has one kind of number: a tool that wrote the file anew may have written 2.0.
+TEST(SavedFindingsTest, VersionThatAToolHasWrittenWithAFractionIsTheSameVersion) {
+    auto object = nlohmann::json::parse(printed(report()));
+    for (const double version : {1.0, 2.0}) {
+        object["schema"] = version;
+        EXPECT_TRUE(read(object.dump()).good) << version;
+    }
+    object["schema"] = 1.5;
+    EXPECT_THAT(read(object.dump()).error, HasSubstr("\"schema\" is 1.5; known are"));
+}
+
 TEST(SavedFindingsTest, LastOfSeveralLinesCounts) {
     std::ostringstream stream;
     host::JsonLines lines(stream, false);
