@@ -34,8 +34,8 @@ class ProgressTest(unittest.TestCase):
         shows, side = pty.openpty()
         with tempfile.TemporaryDirectory() as folder:
             script = SCRIPT.format(progress=PROGRESS, command=command, log=pathlib.Path(folder) / "log")
-            process = subprocess.Popen(["bash", "-c", script.replace("progress Building", "exec 9<&0; progress Building")],
-                                       stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=side)
+            process = subprocess.Popen(["bash", "-c", "exec 9<&0\n" + script], stdin=subprocess.PIPE,
+                                       stdout=subprocess.DEVNULL, stderr=side)
             os.close(side)
             shown = b""
             try:

@@ -16,10 +16,13 @@ STAND_INS = {
     "dpkg-query": 'for name; do :; done; if grep -qx "$name" "$FAKE/installed"; then printf installed; else exit 1; fi',
     "sudo": 'echo "sudo $*" >>"$FAKE/calls"; [ -z "${SUDO_FAILS:-}" ] || { echo "$SUDO_FAILS" >&2; exit 1; }\n'
             'if [ "$1" = -n ]; then shift; else echo "PASSWORD?" >/dev/tty; fi; exec "$@"',
-    "apt-get": 'echo "apt-get $* | $DEBIAN_FRONTEND" >>"$FAKE/calls"; ! read -r line || echo "read $line" >>"$FAKE/calls"\n'
-               'case "$*" in *install*) echo "0 upgraded, 7 newly installed, 0 to remove";\n'
-               '    echo "After this operation, 480 MB of additional disk space will be used."; exit "${APT_STATUS:-0}";;\n'
-               'esac',
+    "apt-get": """echo "apt-get $* | $DEBIAN_FRONTEND" >>"$FAKE/calls"
+        ! read -r line || echo "read $line" >>"$FAKE/calls"
+        case "$*" in *install*)
+            echo "0 upgraded, 7 newly installed, 0 to remove"
+            echo "After this operation, 480 MB of additional disk space will be used."
+            exit "${APT_STATUS:-0}" ;;
+        esac""",
 }
 
 
