@@ -50,7 +50,8 @@ echo "unpacked $package"
 # ---- nothing of the build tree, nothing missing
 named=$(grep -rlF "$sources" "$scratch/root" || true)
 [ -z "$named" ] || fail "these name the build tree: $named"
-for file in README.md CHANGELOG.md docs/host-api.md examples/host/main.cpp third-party/zlib1g-dev.txt; do
+for file in README.md CHANGELOG.md docs/host-api.md docs/findings.schema.json examples/host/main.cpp \
+    examples/strip/find.py third-party/zlib1g-dev.txt; do
     [ -e "$prefix/share/doc/dorven/$file" ] || fail "$file is not in the package"
 done
 [ ! -d scenarios ] || [ -d "$prefix/share/dorven/scenarios" ] || fail "the scenarios are not in the package"

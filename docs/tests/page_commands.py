@@ -14,7 +14,10 @@ import sys
 import tempfile
 
 LIMIT_S = 180
-SCENARIOS = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'scenarios')
+SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..')
+COPIED = ('scenarios', 'examples')  # folders that a block finds
+OWN_TEXT = '# what the reader has set\n'
+CONFIGURATIONS = ('host.conf', 'simulator.conf')
 FENCE = re.compile(r'^(\s*)```\s*(\w*)\s*$')
 COMMENT = re.compile(r'^\s*<!--\s*(.*?)\s*-->\s*$')
 MARKS = re.compile(r'^(?:not run: \S.*|beside the next block|exit code (\d+))$')
@@ -67,7 +70,13 @@ class Runner:
         self.work = os.path.join(folder, 'work')
         os.mkdir(bin_folder)
         os.mkdir(self.work)
-        shutil.copytree(SCENARIOS, os.path.join(self.work, 'scenarios'))
+        for name in COPIED:
+            shutil.copytree(os.path.join(SOURCES, name), os.path.join(self.work, name))
+        self.own = os.path.join(folder, '.config', 'dorven')
+        os.makedirs(self.own)
+        for name in CONFIGURATIONS:
+            with open(os.path.join(self.own, name), 'w', encoding='utf-8') as file:
+                file.write(OWN_TEXT)
         for name in ('dorven-host', 'dorven-simulator'):
             program = os.path.join(programs, name)
             call = f'wine {shlex.quote(program + ".exe")}' if wine else shlex.quote(program)
@@ -142,6 +151,16 @@ class Runner:
         self.background = []
         return good
 
+    def leaves_the_readers_configuration(self):
+        """Whether the files that a reader may have are as they were."""
+        good = sorted(os.listdir(self.own)) == sorted(CONFIGURATIONS)
+        for name in CONFIGURATIONS if good else ():
+            with open(os.path.join(self.own, name), encoding='utf-8') as file:
+                good = good and file.read() == OWN_TEXT
+        if not good:
+            print(f"{self.page}: changes the reader's own configuration in ~/.config/dorven")
+        return good
+
     @staticmethod
     def show(output):
         output.seek(0)
@@ -161,7 +180,7 @@ def main():
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
         runner = Runner(page, os.path.abspath(programs), wine, folder)
         try:
-            if not all([runner.run(block) for block in blocks]):
+            if not all([*[runner.run(block) for block in blocks], runner.leaves_the_readers_configuration()]):
                 sys.exit(1)
         finally:
             runner.stop_background()

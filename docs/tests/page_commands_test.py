@@ -50,6 +50,17 @@ class PageCommandsTest(unittest.TestCase):
         code, output = self.run_page('```sh', 'ls scenarios/flaky-link.json', '```')
         self.assertEqual(code, 0, output)
 
+    def test_examples_lie_in_the_folder(self):
+        code, output = self.run_page('```sh', 'ls examples/strip/find.py', '```')
+        self.assertEqual(code, 0, output)
+
+    def test_page_must_not_change_what_its_reader_has_set(self):
+        for command in ('echo "timeout = 20" >~/.config/dorven/host.conf', 'rm ~/.config/dorven/simulator.conf',
+                        'touch ~/.config/dorven/other'):
+            code, output = self.run_page('```sh', command, '```')
+            self.assertEqual(code, 1, command)
+            self.assertIn("changes the reader's own configuration", output)
+
     def test_other_languages_and_marked_blocks_are_not_run(self):
         code, output = self.run_page('```json', 'false', '```', '<!-- not run: installs -->', '```sh', 'false', '```',
                                      '```sh', 'true', '```')
