@@ -4,6 +4,8 @@
 # and by pkg-config, and lets it receive images too.
 #
 #   scripts/check_package.sh linux-release | windows-release      the latter under Wine
+#   scripts/check_package.sh --root      instead: installs the package into an empty Debian and walks the first minute
+#                                        there by its page; needs root
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/wine_env.sh
@@ -13,13 +15,14 @@ images=50
 run=()
 suffix=
 case "$preset" in
+    --root) exec scripts/check_package_in_root.sh ;;
     linux-release) ;;
     windows-release)
         run=(wine)
         suffix=.exe
         ;;
     *)
-        sed -n '2,6s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,8s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac
