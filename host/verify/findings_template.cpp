@@ -1,5 +1,9 @@
 #include "findings_template.h"
 
+#include <cstddef>
+#include <cstdint>
+
+#include "findings.h"
 #include "grab_json.h"
 
 namespace host {
