@@ -12,6 +12,7 @@
 #include "command_report.h"
 #include "data_output.h"
 #include "doctor.h"
+#include "findings_template.h"
 #include "grab_command.h"
 #include "host_options.h"
 #include "info.h"
@@ -64,6 +65,15 @@ int info(const InfoOptions& options) {
                             : showInfo(*library, options.json, std::cout, std::cerr);
 }
 
+int runVerify(const VerifyOptions& options) {
+    if (options.printTemplate) {
+        printFindingsTemplate(std::cout);
+        return kExitDone;
+    }
+    return options.findingsFile.empty() ? runWithDevice(options, AtCtrlC::stops, verifyGrab)
+                                        : verifySaved(options, std::cout, std::cerr);
+}
+
 int run(const HostOptions& options) {
     switch (options.command) {
         case HostOptions::Command::info:
@@ -71,8 +81,7 @@ int run(const HostOptions& options) {
         case HostOptions::Command::grab:
             return runWithDevice(options.grab, AtCtrlC::stops, grabCommand);
         case HostOptions::Command::verify:
-            return options.verify.findingsFile.empty() ? runWithDevice(options.verify, AtCtrlC::stops, verifyGrab)
-                                                       : verifySaved(options.verify, std::cout, std::cerr);
+            return runVerify(options.verify);
         case HostOptions::Command::snap:
             return runWithDevice(options.snap, AtCtrlC::stops, snap);
         case HostOptions::Command::call:

@@ -58,7 +58,7 @@ fi
 
 tree=$(realpath -m "${ATTACK_TREE:-build/linux-asan}")
 if [ -z "${ATTACK_TREE:-}" ] && [ -z "$inside" ]; then
-    scripts/setup.sh
+    scripts/setup.sh linux-asan
     mkdir -p build
     { cmake --preset linux-asan &&
         cmake --build --preset linux-asan --target dorven-simulator dorven-host DorVenKameraPlugin; } \

@@ -16,7 +16,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh linux-release
 mkdir -p build
 cmake --preset linux-release -DDORVEN_BUILD_BENCHMARKS=ON >build/bench.log 2>&1
 cmake --build --preset linux-release >>build/bench.log 2>&1 || { tail -n 40 build/bench.log >&2; exit 1; }

@@ -4,6 +4,8 @@
 # pkg-config, and lets it receive images too.
 #
 #   scripts/check_package.sh linux-release | windows-release      the latter under Wine
+#   scripts/check_package.sh --root      instead: installs the package into an empty Debian and walks the first minute
+#                                        there by its page; needs root
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/wine_env.sh
@@ -13,13 +15,14 @@ images=50
 run=()
 suffix=
 case "$preset" in
+    --root) exec scripts/check_package_in_root.sh ;;
     linux-release) ;;
     windows-release)
         run=(wine)
         suffix=.exe
         ;;
     *)
-        sed -n '2,6s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,8s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac
@@ -50,7 +53,8 @@ echo "unpacked $package"
 # ---- nothing of the build tree, nothing missing
 named=$(grep -rlF "$sources" "$scratch/root" || true)
 [ -z "$named" ] || fail "these name the build tree: $named"
-for file in README.md CHANGELOG.md docs/host-api.md examples/host/main.cpp third-party/zlib1g-dev.txt; do
+for file in README.md CHANGELOG.md docs/host-api.md docs/findings.schema.json examples/host/main.cpp \
+    examples/strip/find.py third-party/zlib1g-dev.txt; do
     [ -e "$prefix/share/doc/dorven/$file" ] || fail "$file is not in the package"
 done
 [ ! -d scenarios ] || [ -d "$prefix/share/dorven/scenarios" ] || fail "the scenarios are not in the package"

@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh linux-release
 mkdir -p build
 { cmake --preset linux-release -DDORVEN_BUILD_BENCHMARKS=ON &&
     cmake --build --preset linux-release --target bench_system_calls; } >build/count_system_calls.log 2>&1 ||

@@ -16,7 +16,7 @@ case "${1:-}" in
         exit 2
         ;;
 esac
-scripts/setup.sh gcovr
+scripts/setup.sh coverage
 mkdir -p "$tree"
 # Counters shared by threads are exact only if they are atomic.
 cmake --preset linux-debug -B "$tree" -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \

@@ -1,31 +1,36 @@
 #!/usr/bin/env bash
 # From a bare machine to camera images: installs what is missing, builds, lets a simulator send images to the plugin in
-# a measuring host, and leaves pictures and numbers in demo-output/.
+# a measuring host, and leaves pictures and numbers in demo-output/. Each step shows how long it takes.
 #
 #   scripts/demo.sh             on Linux
 #   scripts/demo.sh --windows   the same with the Windows DLL, under Wine
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/wine_env.sh
+source scripts/progress.sh
 
 images=300
 fps=100
 preset=linux-release
+groups=(linux)
 run=()
 suffix=
 case "${1:-}" in
     "") ;;
     --windows)
         preset=windows-release
+        groups+=(windows)
         run=(wine)
         suffix=.exe
         ;;
     *)
-        sed -n '2,7s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,6s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac
-bin=build/$preset/bin
+# A folder of its own: without tests, whose libraries are not installed for this.
+tree=build/demo/$preset
+bin=$tree/bin
 output=demo-output
 log=build/demo.log
 host_pid=
@@ -43,14 +48,27 @@ fail() {
     exit 1
 }
 
-echo "Installing what is missing …"
-scripts/setup.sh
+build() {
+    { cmake --preset "$preset" -B "$tree" -DDORVEN_BUILD_TESTS=OFF &&
+        cmake --build "$tree" --target dorven-simulator dorven-host DorVenKameraPlugin; } 2>&1
+}
+how_far() { # log
+    sed -n 's#^\[\([0-9]*\)/\([0-9]*\)\].*#\1 of \2 steps#p' "$1" | tail -n 1
+}
+started=$SECONDS
+step_done() { # what
+    echo "$1 after $(minutes $((SECONDS - started)))" >&2
+}
+
+scripts/setup.sh "${groups[@]}"
+step_done "Everything needed is installed"
 mkdir -p build
-echo "Building $preset …"
-{ cmake --preset "$preset" &&
-    cmake --build --preset "$preset" --target dorven-simulator dorven-host DorVenKameraPlugin; } \
-    >"$log" 2>&1 || { tail -n 40 "$log" >&2; fail "building failed; all of it is in $log"; }
-[ ${#run[@]} -eq 0 ] || wine_begin "$PWD/build"
+progress "Building" "$log" how_far build || { tail -n 40 "$log" >&2; fail "building failed; all of it is in $log"; }
+step_done "Built"
+if [ ${#run[@]} -gt 0 ]; then
+    echo "Starting Wine, which takes half a minute the first time …" >&2
+    wine_begin "$PWD/build"
+fi
 
 rm -rf "$output"
 mkdir -p "$output"
@@ -58,7 +76,7 @@ mkdir -p "$output"
 printf '[Dorven]\ncamera_config=camera.ini\n' >"$output/plugin.ini"
 printf '[image]\nimage_size_x=1280\nimage_size_y=1024\nbytes_per_pixel=1\n' >"$output/camera.ini"
 
-echo "Grabbing $images images at $fps images per second …"
+echo "Grabbing $images images at $fps images per second …" >&2
 "${run[@]}" "$bin/dorven-host$suffix" grab --config "$output/plugin.ini" --count "$images" --timeout 20 \
     --output "$output" --every 100 --json >"$output/summary.json" 2>"$output/host.log" </dev/null &
 host_pid=$!
@@ -79,11 +97,12 @@ host_pid=
     { cat "$output/host.log" "$output/simulator.log" >&2; fail "the host ended with status $status"; }
 wait "$simulator_pid" || fail "the simulator failed: $(tail -n 3 "$output/simulator.log")"
 simulator_pid=
+step_done "Done"
 
 cat "$output/host.log"
-python3 - "$output" "$images" <<'PYTHON'
+python3 - "$output" "$images" "${run[*]} $bin" "$suffix" <<'PYTHON'
 import glob, json, sys
-folder, images = sys.argv[1], int(sys.argv[2])
+folder, images, programs, suffix = sys.argv[1], int(sys.argv[2]), sys.argv[3].strip(), sys.argv[4]
 with open(f'{folder}/summary.json', encoding='utf-8') as file:
     numbers = json.load(file)
 problems = [f'{key} is {numbers[key]}, not 0' for key in ('faked', 'lost', 'repeated', 'torn') if numbers[key] != 0]
@@ -103,8 +122,11 @@ through shared memory into the plugin and from there into the host, {numbers["fp
   {pictures[0]}   the first of {len(pictures)} pictures: open it
 
 Try next:
-  scripts/demo.sh --windows            the same with the Windows DLL, under Wine
-  build/linux-release/bin/dorven-host info         what the plugin offers
-  build/linux-release/bin/dorven-simulator --help  other sizes and rates, your own pictures
+  {programs}/dorven-host{suffix} info
+      what the plugin offers
+  {programs}/dorven-simulator{suffix} --help
+      other sizes and rates, your own pictures
+  scripts/demo.sh --windows
+      the same with the Windows DLL, under Wine
 ''')
 PYTHON

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:-120}
 shift || true
-scripts/setup.sh
+scripts/setup.sh linux-asan
 mkdir -p build/fuzz/findings
 cmake --preset linux-asan -B build/fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DDORVEN_FUZZ=ON \
     -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link >build/fuzz/configure.log 2>&1 ||

@@ -31,7 +31,7 @@ logs=build/kills-$kind
 rm -rf "$logs"
 mkdir -p "$logs"
 if [ -z "${KILLS_TREE:-}" ]; then
-    scripts/setup.sh
+    scripts/setup.sh linux-release
     { cmake --preset linux-release && cmake --build --preset linux-release --target "$program"; } \
         >"$logs/build.log" 2>&1 || { tail -n 40 "$logs/build.log" >&2; exit 1; }
 fi

@@ -20,7 +20,7 @@ logs=build/long-run
 rm -rf "$logs"
 mkdir -p "$logs"
 if [ -z "${LONG_RUN_TREE:-}" ]; then
-    scripts/setup.sh
+    scripts/setup.sh linux-release
     { cmake --preset linux-release && cmake --build --preset linux-release \
         --target dorven-host dorven-simulator DorVenKameraPlugin; } \
         >"$logs/build.log" 2>&1 || { tail -n 40 "$logs/build.log" >&2; exit 1; }

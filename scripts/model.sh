@@ -6,7 +6,7 @@
 #   scripts/model.sh more     also two faults together: several minutes and some GB
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
+scripts/setup.sh models
 
 models=$PWD/docs/model
 work=$(mktemp -d)

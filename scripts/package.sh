@@ -8,7 +8,6 @@ cd "$(dirname "$0")/.."
 
 presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(linux-release windows-release)
-scripts/setup.sh
 for preset in "${presets[@]}"; do
     case "$preset" in
         linux-release | windows-release) ;;
@@ -17,6 +16,9 @@ for preset in "${presets[@]}"; do
             exit 2
             ;;
     esac
+done
+scripts/setup.sh "${presets[@]}"
+for preset in "${presets[@]}"; do
     log=build/package-$preset.log
     mkdir -p build
     rm -rf "build/$preset/packages"

@@ -11,7 +11,7 @@ seconds=${1:-60}
 seed=${2:-$(date +%s)}
 [[ "$seconds" =~ ^[1-9][0-9]*$ && "$seed" =~ ^[0-9]+$ ]] || { sed -n '2,6s/^# \{0,1\}//p' "$0" >&2; exit 2; }
 
-scripts/setup.sh
+scripts/setup.sh linux-release
 mkdir -p build
 { cmake --preset linux-release &&
     cmake --build --preset linux-release --target object_stress; } >build/stress.log 2>&1 ||

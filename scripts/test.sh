@@ -67,7 +67,7 @@ run_tests() { # preset, ctest arguments …; builds the target in $target
     python3 scripts/summarize_tests.py --failures "$results/$preset.xml" || failed=1
 }
 
-scripts/setup.sh
+scripts/setup.sh "${jobs[@]}"
 rm -rf "$results"
 mkdir -p "$results"
 # The user's own settings for the programs must not affect the tests.

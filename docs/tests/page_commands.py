@@ -1,8 +1,10 @@
 """Runs the commands of a page, as its reader would; README.md next to this file explains how blocks are marked.
 
     page_commands.py PAGE PROGRAMS [--wine]
+    page_commands.py PAGE ROOT --in-root
 
-PROGRAMS is the folder of dorven-host and dorven-simulator. Exit code 0: every block ended as the page says.
+PROGRAMS is the folder of dorven-host and dorven-simulator. ROOT is the one of another system, which its user "reader"
+uses; entering it needs root. Exit code 0: every block ended as the page says.
 """
 import os
 import re
@@ -14,18 +16,23 @@ import sys
 import tempfile
 
 LIMIT_S = 180
-SCENARIOS = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'scenarios')
+SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..')
+COPIED = ('scenarios', 'examples')  # folders that a block finds
+OWN_TEXT = '# what the reader has set\n'
+CONFIGURATIONS = ('host.conf', 'simulator.conf')
 FENCE = re.compile(r'^(\s*)```\s*(\w*)\s*$')
 COMMENT = re.compile(r'^\s*<!--\s*(.*?)\s*-->\s*$')
-MARKS = re.compile(r'^(?:not run: \S.*|beside the next block|exit code (\d+))$')
+MARKS = re.compile(r'^(?:not run: \S.*|run in an empty Debian: \S.*|beside the next block|exit code (\d+))$')
 
 
 class Block:
     def __init__(self, line, language, mark):
         self.line, self.language, self.mark, self.text = line, language, mark, ''
 
-    def is_run(self, wine):
-        return not self.mark.startswith('not run:') and self.language in (('sh', 'bat') if wine else ('sh',))
+    def is_run(self, wine, in_root):
+        if self.mark.startswith('not run:') or (self.mark.startswith('run in an empty Debian:') and not in_root):
+            return False
+        return self.language in (('sh', 'bat') if wine else ('sh',))
 
 
 def fault(page, line, message):
@@ -67,7 +74,10 @@ class Runner:
         self.work = os.path.join(folder, 'work')
         os.mkdir(bin_folder)
         os.mkdir(self.work)
-        shutil.copytree(SCENARIOS, os.path.join(self.work, 'scenarios'))
+        for name in COPIED:
+            shutil.copytree(os.path.join(SOURCES, name), os.path.join(self.work, name))
+        self.own = os.path.join(folder, '.config', 'dorven')
+        self.write_own()
         for name in ('dorven-host', 'dorven-simulator'):
             program = os.path.join(programs, name)
             call = f'wine {shlex.quote(program + ".exe")}' if wine else shlex.quote(program)
@@ -83,7 +93,13 @@ class Runner:
                              'PLATFORM_OBJECT_NAMESPACE': f'page-{os.getpid()}',
                              'WINEPATH': 'Z:' + programs.replace('/', '\\')}
 
-    def start(self, block):
+    def write_own(self):
+        os.makedirs(self.own)
+        for name in CONFIGURATIONS:
+            with open(os.path.join(self.own, name), 'w', encoding='utf-8') as file:
+                file.write(OWN_TEXT)
+
+    def command_of(self, block):
         if block.language == 'bat':
             # As in the shell, the first failing line ends the block.
             lines = [line + '\r\n@if errorlevel 1 exit /b %errorlevel%\r\n' for line in block.text.splitlines()]
@@ -92,13 +108,15 @@ class Runner:
             name = f'block{block.line}.bat'
             with open(os.path.join(self.folder, name), 'w', encoding='utf-8', newline='') as file:
                 file.write(script)
-            command = ['wine', 'cmd', '/c', f'..\\{name}']
-        else:
-            command = ['bash', '-euo', 'pipefail', '-c', block.text]
+            return ['wine', 'cmd', '/c', f'..\\{name}']
+        return ['bash', '-euo', 'pipefail', '-c', block.text]
+
+    def start(self, block):
         # A file, not a pipe: programs that a block leaves running would keep a pipe open.
         output = open(os.path.join(self.folder, f'{block.line}.out'), 'w+b')
-        process = subprocess.Popen(command, cwd=self.work, env=self.environment, stdin=subprocess.DEVNULL,
-                                   stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
+        process = subprocess.Popen(self.command_of(block), cwd=self.work, env=self.environment,
+                                   stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+                                   start_new_session=True)
         return process, output
 
     def end(self, process):
@@ -142,6 +160,16 @@ class Runner:
         self.background = []
         return good
 
+    def leaves_the_readers_configuration(self):
+        """Whether the files that a reader may have are as they were."""
+        good = sorted(os.listdir(self.own)) == sorted(CONFIGURATIONS)
+        for name in CONFIGURATIONS if good else ():
+            with open(os.path.join(self.own, name), encoding='utf-8') as file:
+                good = good and file.read() == OWN_TEXT
+        if not good:
+            print(f"{self.page}: changes the reader's own configuration in ~/.config/dorven")
+        return good
+
     @staticmethod
     def show(output):
         output.seek(0)
@@ -150,18 +178,38 @@ class Runner:
         output.close()
 
 
+class RootRunner(Runner):
+    """Another system, in the home of its user; the programs are those that are installed there."""
+
+    def __init__(self, page, root, folder):
+        self.page, self.wine, self.folder, self.background = page, False, folder, []
+        home = '/home/reader'
+        self.work = root + home
+        self.own = os.path.join(self.work, '.config', 'dorven')
+        self.prefix = [shutil.which('chroot'), '--userspec=reader:reader', root]
+        self.environment = {'PATH': '/usr/local/bin:/usr/bin:/bin', 'HOME': home, 'USER': 'reader', 'LANG': 'C.UTF-8'}
+        self.write_own()
+        reader = os.stat(self.work)
+        for path in (os.path.dirname(self.own), self.own):
+            shutil.chown(path, reader.st_uid, reader.st_gid)
+
+    def command_of(self, block):
+        return [*self.prefix, *super().command_of(block)[:-1], 'cd\n' + block.text]
+
+
 def main():
     page, programs, *rest = sys.argv[1:]
-    wine = rest == ['--wine']
-    blocks = [block for block in blocks_of(page) if block.is_run(wine)]
+    wine, in_root = rest == ['--wine'], rest == ['--in-root']
+    blocks = [block for block in blocks_of(page) if block.is_run(wine, in_root)]
     if not blocks:
         sys.exit(f'{page}: has no command to be run')
     if blocks[-1].mark == 'beside the next block':
         fault(page, blocks[-1].line, 'there is no next block')
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
-        runner = Runner(page, os.path.abspath(programs), wine, folder)
+        programs = os.path.abspath(programs)
+        runner = RootRunner(page, programs, folder) if in_root else Runner(page, programs, wine, folder)
         try:
-            if not all([runner.run(block) for block in blocks]):
+            if not all([*[runner.run(block) for block in blocks], runner.leaves_the_readers_configuration()]):
                 sys.exit(1)
         finally:
             runner.stop_background()

@@ -9,8 +9,8 @@ RUNNER = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'page_commands
 
 
 class PageCommandsTest(unittest.TestCase):
-    def run_page(self, *lines, wine=None):
-        """Wine is a script that stands in for it."""
+    def run_page(self, *lines, wine=None, chroot=None):
+        """Wine and chroot are scripts that stand in for them."""
         with tempfile.TemporaryDirectory() as folder:
             page = os.path.join(folder, 'page.md')
             for name in ('dorven-host', 'dorven-simulator'):
@@ -21,6 +21,13 @@ class PageCommandsTest(unittest.TestCase):
             with open(page, 'w', encoding='utf-8') as file:
                 file.write('\n'.join(lines) + '\n')
             command, environment = [sys.executable, RUNNER, page, folder], dict(os.environ)
+            if chroot:
+                os.makedirs(os.path.join(folder, 'home/reader'))
+                command.append('--in-root')
+                environment['PATH'] = folder + os.pathsep + environment['PATH']
+                with open(os.path.join(folder, 'chroot'), 'w', encoding='utf-8') as file:
+                    file.write(f'#!/bin/sh\n{chroot}\n')
+                os.chmod(file.name, 0o755)
             if wine:
                 command.append('--wine')
                 environment['PATH'] = folder + os.pathsep + environment['PATH']
@@ -49,6 +56,17 @@ class PageCommandsTest(unittest.TestCase):
     def test_scenarios_lie_in_the_folder(self):
         code, output = self.run_page('```sh', 'ls scenarios/flaky-link.json', '```')
         self.assertEqual(code, 0, output)
+
+    def test_examples_lie_in_the_folder(self):
+        code, output = self.run_page('```sh', 'ls examples/strip/find.py', '```')
+        self.assertEqual(code, 0, output)
+
+    def test_page_must_not_change_what_its_reader_has_set(self):
+        for command in ('echo "timeout = 20" >~/.config/dorven/host.conf', 'rm ~/.config/dorven/simulator.conf',
+                        'touch ~/.config/dorven/other'):
+            code, output = self.run_page('```sh', command, '```')
+            self.assertEqual(code, 1, command)
+            self.assertIn("changes the reader's own configuration", output)
 
     def test_other_languages_and_marked_blocks_are_not_run(self):
         code, output = self.run_page('```json', 'false', '```', '<!-- not run: installs -->', '```sh', 'false', '```',
@@ -93,6 +111,16 @@ class PageCommandsTest(unittest.TestCase):
         self.assertEqual(code, 0, output)
         self.assertIn('ran first', output)
         self.assertIn('ran second', output)
+
+    def test_block_for_an_empty_debian_is_run_there_alone_as_its_user_in_the_home(self):
+        page = ('<!-- run in an empty Debian: installs -->', '```sh', 'echo "installed in $PWD"', '```',
+                '```sh', 'true', '```')
+        code, output = self.run_page(*page)
+        self.assertEqual(code, 0, output)
+        self.assertNotIn('installed in /', output)
+        code, output = self.run_page(*page, chroot='echo "$1"; root=$2; shift 2; HOME=$root$HOME exec "$@"')
+        self.assertEqual(code, 0, output)
+        self.assertRegex(output, r'--userspec=reader:reader\ninstalled in /.*/home/reader\n')
 
     def test_block_beside_nothing_is_refused(self):
         code, output = self.run_page('<!-- beside the next block -->', '```sh', 'true', '```')

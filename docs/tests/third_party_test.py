@@ -23,8 +23,9 @@ def tables_of(page):
 
 
 def installed_by(setup):
-    body = re.search(r"^packages=\(\n(.*?)^\)", setup, re.MULTILINE | re.DOTALL)[1]
-    return set(re.sub(r"#.*", "", body).split())
+    """Of every group: name=(packages), on one line or on several."""
+    groups = re.findall(r"^\w+=\(([^)]+)\)", re.sub(r"#.*", "", setup), re.MULTILINE)
+    return {package for names in groups for package in names.split()}
 
 
 def noticed_by(cmake):

@@ -31,7 +31,8 @@ constexpr const char* kVerifyHelp =
     "Examples:\n"
     "  dorven-host verify --fault-log faults.jsonl --count 1000\n"
     "  dorven-host verify --fault-log faults.jsonl --config camera.ini --count 1000 --json\n"
-    "  dorven-host verify --fault-log faults.jsonl --findings grab.json\n";
+    "  dorven-host verify --fault-log faults.jsonl --findings grab.json\n"
+    "  dorven-host verify --findings-template >findings.json\n";
 
 constexpr const char* kSnapHelp =
     "OUT's ending says the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory). Without\n"

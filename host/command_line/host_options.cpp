@@ -115,8 +115,7 @@ void addGrabOptions(CLI::App& command, GrabOptions& options) {
 void addVerifyOptions(CLI::App& command, VerifyOptions& options) {
     addGrabOptions(command, options);
     const auto grabOptions = command.get_options();
-    command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab")
-        ->required()
+    command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab; is required")
         ->type_name("FILE");
     CLI::Option* findings =
         command.add_option("--findings", options.findingsFile,
@@ -129,6 +128,18 @@ void addVerifyOptions(CLI::App& command, VerifyOptions& options) {
     command.add_flag("--allow-explained", options.allowExplained,
                      "Findings that the simulator's log explains as not injected (the ring was full, the simulator was "
                      "too late) are no mismatch");
+    const auto others = command.get_options();
+    CLI::Option* form = command.add_flag("--findings-template", options.printTemplate,
+                                         "Print on standard output what another host writes for --findings, with an "
+                                         "example of each finding, and end");
+    for (CLI::Option* option : others)
+        if (!option->check_lname("help")) form->excludes(option);
+}
+
+// CLI11's own rule would ask for the log beside --findings-template, too.
+bool lacksFaultLog(const HostOptions& options) {
+    return options.command == HostOptions::Command::verify && options.verify.faultLog.empty() &&
+           !options.verify.printTemplate;
 }
 
 void addAskSnapOptions(CLI::App& command, AskSnapOptions& options) {
@@ -210,6 +221,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (app.get_subcommands().empty())
         return refuse("A subcommand is required: info, grab, verify, snap, doctor, bench, call or ask-snap");
+    if (lacksFaultLog(options)) return refuse("--fault-log is required");
     if (options.command == HostOptions::Command::call) {
         options.call.open = options.call.open || !options.call.configFile.empty();
         if (const std::string problem = problemOfCall(options.call); !problem.empty()) return refuse(problem);

@@ -69,6 +69,7 @@ struct VerifyOptions : GrabOptions {
     std::string faultLog;         // the simulator's
     std::string findingsFile;     // empty: grab
     bool allowExplained = false;  // findings that the simulator's notes explain are not mismatches
+    bool printTemplate = false;   // of findings, instead of everything else
 };
 
 struct SnapOptions : ImageOptions {

@@ -15,6 +15,9 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr const char* kOtherText =
+    "is not what grab --json or grab --json-lines printed; verify --findings-template shows what another host writes";
+
 constexpr std::uintmax_t kMaxBytes = std::uintmax_t{256} << 20;
 
 class ResultError : public std::runtime_error {
@@ -118,7 +121,7 @@ bool readSavedFindings(std::string_view text, GrabEvidence& evidence, std::strin
     try {
         Json object = jsonOrNull(text);
         if (!object.is_object()) object = jsonOrNull(lastLine(text));
-        if (!object.is_object()) throw ResultError("is not what grab --json or grab --json-lines printed");
+        if (!object.is_object()) throw ResultError(kOtherText);
         evidence = evidenceOf(object);
         return true;
     } catch (const ResultError& problem) {
