@@ -21,8 +21,8 @@ packages=(
     spin
     # lint
     clang-format clang-tidy
-    # tests: the tables of virtual operations as other compilers lay them out, and each header alone
-    clang
+    # sanitizers and fuzzers, with lines in their reports; tests that ask a second compiler
+    clang libclang-rt-dev llvm
 )
 
 missing=()
