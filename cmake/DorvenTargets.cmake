@@ -65,10 +65,14 @@ endfunction()
 
 # dorven_runs_once(SOURCES …)
 # Sources that read options: they run once, and optimising all that their headers bring takes half of their time to
-# compile.
+# compile. Release builds need it for checked calls, sanitizers do not.
 function(dorven_runs_once)
-    set_source_files_properties(${ARGN} PROPERTIES
-        COMPILE_OPTIONS "$<$<AND:$<BOOL:${DORVEN_GCC_OR_CLANG}>,$<CONFIG:Release>>:-O1>")
+    if(DORVEN_SANITIZE)
+        set(option -O0)
+    else()
+        set(option "$<$<AND:$<BOOL:${DORVEN_GCC_OR_CLANG}>,$<CONFIG:Release>>:-O1>")
+    endif()
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${option}")
 endfunction()
 
 # dorven_add_shared_library(NAME EXPORTS BASENAME SOURCES … LINKS … [PRIVATE_LINKS …])
@@ -103,55 +107,17 @@ function(dorven_add_program name)
     dorven_harden(${name})
 endfunction()
 
-# GoogleMock's headers, precompiled once with the flags of every test program, for exactly those sources that include
-# them: so each source still has to include what it uses. The others are compiled as they stand.
-function(_dorven_add_precompiled_gmock)
-    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        return()
-    endif()
-    file(CONFIGURE OUTPUT precompiled_gmock.cpp CONTENT "")
-    add_library(precompiled_gmock OBJECT EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/precompiled_gmock.cpp)
-    target_link_libraries(precompiled_gmock PRIVATE gmock gtest)
-    _dorven_common(precompiled_gmock)
-    target_compile_options(precompiled_gmock PRIVATE -O0 -fpch-preprocess)
-    if(NOT WIN32)
-        # As programs are compiled, which a library is not.
-        set_target_properties(precompiled_gmock PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-        target_compile_options(precompiled_gmock PRIVATE -fPIE)
-    endif()
-    target_precompile_headers(precompiled_gmock PRIVATE <gmock/gmock.h>)
-endfunction()
-
-function(_dorven_use_precompiled_gmock target)
-    if(NOT TARGET precompiled_gmock)
-        return()
-    endif()
-    get_target_property(sources ${target} SOURCES)
-    set(used OFF)
-    foreach(source IN LISTS sources)
-        cmake_path(ABSOLUTE_PATH source)
-        file(STRINGS ${source} include REGEX "^#include <gmock/gmock\\.h>")
-        if(include)
-            set(used ON)
-        else()
-            set_source_files_properties(${source} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
-        endif()
-    endforeach()
-    if(used)
-        target_compile_options(${target} PRIVATE -fpch-preprocess)  # ccache then sees through it
-        target_precompile_headers(${target} REUSE_FROM precompiled_gmock)
-    endif()
-endfunction()
-
-# dorven_add_test(NAME SOURCES … LINKS … [FAULTS CALL …] [NEEDS TARGET …] [TIMEOUT SECONDS] [CONCURRENT])
+# dorven_add_test(NAME SOURCES … LINKS … [FAULTS CALL …] [NEEDS TARGET …] [TIMEOUT SECONDS] [CONCURRENT]
+#                 [VISIBLE])
 # A GoogleTest program. On Linux every test is a CTest entry of its own, so that they run in parallel; under Wine
 # the program is one entry, since each process start costs a quarter of a second.
 #   FAULTS      platform calls that the program overrides (platform_fault.h)
 #   NEEDS       targets that have to stand in bin/ beside the program
 #   TIMEOUT     seconds for the longest test on a free machine (default 60); under Wine, for the program
 #   CONCURRENT  label "concurrent": run under ThreadSanitizer too
+#   VISIBLE     libraries see the program's functions, and call those that stand in for others
 function(dorven_add_test name)
-    cmake_parse_arguments(arg "CONCURRENT" "TIMEOUT" "SOURCES;LINKS;FAULTS;NEEDS" ${ARGN})
+    cmake_parse_arguments(arg "CONCURRENT;VISIBLE" "TIMEOUT" "SOURCES;LINKS;FAULTS;NEEDS" ${ARGN})
     if(NOT DORVEN_BUILD_TESTS)
         return()
     endif()
@@ -172,7 +138,14 @@ function(dorven_add_test name)
     _dorven_common(${name})
     # What is tested is optimised, its tests are not: they would take twice as long to compile.
     target_compile_options(${name} PRIVATE $<$<BOOL:${DORVEN_GCC_OR_CLANG}>:-O0>)
-    _dorven_use_precompiled_gmock(${name})
+    # Clang counts it as -Wconversion, GCC does not: tests compare and count with plain numbers.
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
+    if(arg_VISIBLE)
+        # Headers that were precompiled with hidden names cannot be used for that.
+        set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET default)
+    else()
+        dorven_use_precompiled_gmock(${name})
+    endif()
     if(arg_NEEDS)
         add_dependencies(${name} ${arg_NEEDS})
     endif()

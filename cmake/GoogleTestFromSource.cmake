@@ -13,7 +13,7 @@ if(DORVEN_GCC_OR_CLANG AND NOT WIN32)
     target_compile_options(gtest PRIVATE -O0)
     target_compile_options(gmock PRIVATE -O0)
 endif()
-_dorven_add_precompiled_gmock()
+dorven_add_precompiled_gmock()
 add_subdirectory(test_support)
 # Takes the place of operator new, so it belongs to the program that wants it.
 set(DORVEN_NO_MEMORY "${PROJECT_SOURCE_DIR}/test_support/src/no_memory.cpp")

@@ -49,24 +49,18 @@ function(dorven_add_hardening_test)
             ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${files})
 endfunction()
 
-# Configures with a host's own logging libraries, which the other tests cannot do, and reads what would be linked.
-function(dorven_add_host_runtime_test)
+# Tests that configure the sources once more and read what would be compiled or linked. Once is enough: in the build for
+# Linux that no sanitizer watches.
+function(dorven_add_configuring_tests)
     if(NOT DORVEN_BUILD_TESTS OR WIN32 OR DORVEN_SANITIZE OR NOT CMAKE_GENERATOR STREQUAL "Ninja")
         return()
     endif()
     find_program(DORVEN_PYTHON python3 REQUIRED)
+    set(arguments ${CMAKE_COMMAND} ${CMAKE_MAKE_PROGRAM} ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
+    # With a host's own logging libraries.
     add_test(NAME host_runtime_runpath
-        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/host_runtime_test.py ${CMAKE_COMMAND}
-            ${CMAKE_MAKE_PROGRAM} ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
-endfunction()
-
-# Configures for several compilers and with several options, which the other tests cannot do either.
-function(dorven_add_compiler_options_test)
-    if(NOT DORVEN_BUILD_TESTS OR WIN32 OR DORVEN_SANITIZE OR NOT CMAKE_GENERATOR STREQUAL "Ninja")
-        return()
-    endif()
-    find_program(DORVEN_PYTHON python3 REQUIRED)
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/host_runtime_test.py ${arguments})
+    # For several compilers and with several options.
     add_test(NAME compiler_options
-        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/compiler_options_test.py ${CMAKE_COMMAND}
-            ${CMAKE_MAKE_PROGRAM} ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR})
+        COMMAND ${DORVEN_PYTHON} ${PROJECT_SOURCE_DIR}/cmake/tests/compiler_options_test.py ${arguments})
 endfunction()

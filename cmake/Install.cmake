@@ -110,8 +110,7 @@ endforeach()
 # Everything that is installed, and nothing else: the content of packages.
 add_custom_target(product DEPENDS dorven-simulator dorven-host DorVenKameraPlugin platform ${libraries})
 dorven_add_hardening_test(dorven-simulator dorven-host DorVenKameraPlugin ${libraries})
-dorven_add_host_runtime_test()
-dorven_add_compiler_options_test()
+dorven_add_configuring_tests()
 if(DORVEN_BUILD_TESTS)
     find_program(DORVEN_PYTHON python3 REQUIRED)
     add_test(NAME installed_headers

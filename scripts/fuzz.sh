@@ -9,8 +9,8 @@ seconds=${1:-120}
 shift || true
 scripts/setup.sh linux-asan
 mkdir -p build/fuzz/findings
-cmake --preset linux-asan -B build/fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DDORVEN_FUZZ=ON \
-    -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link >build/fuzz/configure.log 2>&1 ||
+cmake --preset linux-asan -B build/fuzz -DDORVEN_FUZZ=ON -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link \
+    >build/fuzz/configure.log 2>&1 ||
     { tail -n 40 build/fuzz/configure.log >&2; exit 1; }
 
 targets=("$@")

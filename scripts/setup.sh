@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what building, testing and running need on Debian 12. Does nothing when all is there. Needs root or sudo;
-# sudo asks for its password on a terminal alone, and nothing else asks anything.
+# only sudo asks for anything: its password, and only on a terminal.
 #
 #   scripts/setup.sh              everything
 #   scripts/setup.sh GROUP …      these groups of packages:
@@ -37,6 +37,8 @@ packages=(
     # packages, man pages and completion, and what their tests use
     dpkg-dev unzip help2man man-db bash-completion pkg-config
 )
+# sanitizers and fuzzers, with lines in their reports
+sanitizers=(clang libclang-rt-dev llvm)
 system_calls=(strace)
 linters=(clang-format clang-tidy)
 models=(spin)
@@ -48,7 +50,7 @@ parts_of() { # group
         linux | windows | models | root) echo "$1" ;;
         linux-release) echo linux tests compilers packages system_calls ;;
         linux-debug) echo linux tests compilers packages ;;
-        linux-asan | linux-tsan) echo linux tests compilers ;;
+        linux-asan | linux-tsan) echo linux tests compilers sanitizers ;;
         windows-release | windows-debug) echo linux windows tests packages ;;
         lint) echo linux tests compilers packages linters ;;
         coverage) echo linux tests compilers packages coverage ;;
@@ -60,7 +62,7 @@ parts_of() { # group
     esac
 }
 
-[ $# -gt 0 ] || set -- linux-release windows-release lint models coverage root
+[ $# -gt 0 ] || set -- linux-release linux-asan windows-release lint models coverage root
 wanted=()
 for group in "$@"; do
     parts=$(parts_of "$group") || exit

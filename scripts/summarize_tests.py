@@ -3,8 +3,8 @@
 
 usage: summarize_tests.py [--failures] FILE …
 
-FILE is a JUnit file of CTest or a .check file that holds "passed" or "failed". A CTest entry that ran a whole
-GoogleTest program (as under Wine) counts as the tests that the program says it ran. With --failures the output of what
+FILE is a JUnit file of CTest or a .check file that holds "passed" or "failed". A CTest entry that ran a GoogleTest
+program counts as the tests that the program says it runs; those that a crash kept from running have failed. With --failures the output of what
 failed comes first, and the sum stands in brackets; without it only the names come first. Exit status: 0 nothing failed,
 1 something failed, 2 a file cannot be read.
 """
@@ -14,7 +14,7 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 PASSED = re.compile(r'^\[  PASSED  \] (\d+) tests?\.', re.M)
-FAILED = re.compile(r'^\[  FAILED  \] (\d+) tests?, listed below', re.M)
+SKIPPED = re.compile(r'^\[  SKIPPED \] (\d+) tests?, listed below', re.M)
 RAN = re.compile(r'^\[==========\] Running (\d+) tests? from', re.M)
 # One test of a GoogleTest program: its name, its output, and how it ended; none when the program ended during the test.
 # The last line of its output may lack a line end.
@@ -30,14 +30,22 @@ def count_case(case):
     if case.get('status') in ('disabled', 'notrun') or case.find('skipped') is not None:
         return 0, 0, 1
     broken = case.find('failure') is not None or case.get('status') == 'fail'
-    ran = RAN.search(output)
-    if not ran or int(ran.group(1)) <= 1:
+    count = number_in(RAN, output)
+    if count is None:
         return (0, 1, 0) if broken else (1, 0, 0)
-    passed = int(match.group(1)) if (match := PASSED.search(output)) else 0
-    failed = int(ran.group(1)) - passed
-    if broken and failed == 0:
-        failed = 1
-    return passed, failed, 0
+    skipped = number_in(SKIPPED, output) or 0
+    if not broken:
+        return count - skipped, 0, skipped
+    passed = number_in(PASSED, output)
+    if passed is None:  # the program did not come to its end
+        passed = sum(one.group(3) == 'OK' for one in ONE.finditer(output))
+    return passed, max(1, count - passed - skipped), skipped
+
+
+def number_in(pattern, output):
+    """What the program says of its tests; none when it did not come to say it."""
+    found = pattern.search(output)
+    return int(found.group(1)) if found else None
 
 
 def failures_of(case):
@@ -47,9 +55,11 @@ def failures_of(case):
     ran = list(ONE.finditer(output))
     broken = [(one.group(1), one.group(2)) for one in ran
               if one.group(3) == 'FAILED' or (one is ran[-1] and one.group(3) is None)]
-    if len(broken) == 1 and name.endswith(broken[0][0]):
-        return [(name, broken[0][1])]
-    return [(f'{name}: {test}', text) for test, text in broken] or [(name, output)]
+    found = [(f'{name}: {test}', text) for test, text in broken] or [(name, output)]
+    not_run = (number_in(RAN, output) or 0) - len(ran)
+    if not_run > 0:
+        found.append((f'{name}: not run after it: {not_run}', ''))
+    return found
 
 
 def count_file(path, show_failures):

@@ -32,9 +32,18 @@
 #define PLATFORM_FORMAT(formatIndex, firstArgument)
 #endif
 
+// Whether ThreadSanitizer watches: GCC tells by a macro, Clang by a feature.
+#if defined(__SANITIZE_THREAD__)
+#define PLATFORM_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define PLATFORM_THREAD_SANITIZER
+#endif
+#endif
+
 /// Full memory barrier: no load or store moves across it in either direction, on the processor or in the compiler.
 inline void fullBarrier() {
-#if defined(__SANITIZE_THREAD__)
+#if defined(PLATFORM_THREAD_SANITIZER)
     // ThreadSanitizer does not know fences; it does know a sequentially consistent read-modify-write.
     static std::uint64_t barrierWord = 0;
     std::atomic_ref<std::uint64_t>(barrierWord).fetch_add(0, std::memory_order_seq_cst);
