@@ -7,6 +7,7 @@
 
 #include "command_help.h"
 #include "device_commands.h"
+#include "log_options.h"
 #include "option_checks.h"
 #include "option_sources.h"
 #include "plugin_library.h"
@@ -80,6 +81,11 @@ void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
+    command.add_flag(
+        "--require-simulator,!--no-require-simulator", options.requireSimulator,
+        "End when the camera begins to fake images: with exit code 3 when no simulator came before, with 4 "
+        "when one came and went (default: when a limit is given that counts images or their rate, unless "
+        "--max-faked allows faked ones)");
     addShareOption(command, options);
     addSaveOptions(command, options.save);
 }
@@ -179,6 +185,7 @@ void addCommands(CLI::App& app, HostOptions& options) {
     for (const CommandRow& row : kCommandRows) {
         CLI::App* const command = app.add_subcommand(row.name, row.summary);
         row.addOptions(*command, options);
+        options::addLogOptions(*command, options.log);
         command->footer(std::string(row.help) + kExitCodes);
         command->final_callback([&options, &row] { options.command = row.command; });
     }
