@@ -9,7 +9,10 @@ bool simulatorRuns();
 
 constexpr const char* kNoSimulator = "no simulator is running: start dorven-simulator; `dorven-host doctor` tells more";
 
-/// The same for a line of 80 columns whose last one stays free.
+constexpr const char* kSilentSimulator =
+    "a simulator runs and sends nothing: it may hang or be paused; `dorven-host doctor` tells more";
+
+/// The first for a line of 80 columns whose last one stays free.
 constexpr const char* kNoSimulatorInShort = "no simulator is running: start dorven-simulator; see `dorven-host doctor`";
 
 }  // namespace host

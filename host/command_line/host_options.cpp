@@ -66,6 +66,19 @@ std::string helpOf(const LimitRow& row) {
     return std::string(row.help) + "; " + range + row.unit + " (default: " + defaultOf(row) + ')';
 }
 
+// No plain flag: not given is something else than false, and of several the last one counts.
+void addRequireSimulator(CLI::App& command, GrabOptions& options) {
+    command
+        .add_flag_function(
+            "--require-simulator,!--no-require-simulator",
+            [&options](std::int64_t given) { options.requireSimulator = given > 0; },
+            "End when the camera begins to fake images: with exit code 3 when no simulator came before, with 4 when "
+            "one came and went (default: when a limit is given that counts images or their rate, unless --max-faked "
+            "allows faked ones)")
+        ->take_last()
+        ->default_str("as the limits need");
+}
+
 void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(options::existingFile())
@@ -81,11 +94,7 @@ void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
-    command.add_flag(
-        "--require-simulator,!--no-require-simulator", options.requireSimulator,
-        "End when the camera begins to fake images: with exit code 3 when no simulator came before, with 4 "
-        "when one came and went (default: when a limit is given that counts images or their rate, unless "
-        "--max-faked allows faked ones)");
+    addRequireSimulator(command, options);
     addShareOption(command, options);
     addSaveOptions(command, options.save);
 }

@@ -22,7 +22,7 @@ void tellElsewhere(const ObjectsElsewhere& elsewhere, Findings& findings) {
         const std::string& space = elsewhere.spaces[index];
         add(findings, kCheck, FindingLevel::warning,
             "a simulator runs in name space \"" + space + "\"; this program looks in \"" + elsewhere.ownSpace + "\"",
-            "to use it, start the host " + settingOf(space));
+            "start the host " + settingOf(space) + " to use that simulator");
     }
     if (elsewhere.spaces.size() > kMaxTold)
         add(findings, kCheck, FindingLevel::ok,

@@ -154,9 +154,9 @@ int Grab::tellEnd(bool imageCame) {
         return kExitConnectionLost;
     }
     if (_state == State::noSimulator) {
-        _people << "dorven-host: the camera began to fake images before a simulator came, and the limits or "
+        _people << "dorven-host: the camera began to fake images before a simulator sent one, and the limits or "
                    "--require-simulator need one; "
-                << kNoSimulator << std::endl;
+                << (_simulatorWatch.runs() ? kSilentSimulator : kNoSimulator) << std::endl;
         _end = "no_simulator";
         return kExitNoImage;
     }

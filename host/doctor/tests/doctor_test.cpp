@@ -174,8 +174,8 @@ TEST(DoctorElsewhereTest, SimulatorsOfOtherNameSpacesAreNamedWithWhatToDo) {
     ASSERT_EQ(findings.size(), 2u);
     EXPECT_EQ(findings[0].level, FindingLevel::warning);
     EXPECT_EQ(findings[0].found, "a simulator runs in name space \"default\"; this program looks in \"mine\"");
-    EXPECT_EQ(findings[0].advice, "to use it, start the host without PLATFORM_OBJECT_NAMESPACE");
-    EXPECT_EQ(findings[1].advice, "to use it, start the host with PLATFORM_OBJECT_NAMESPACE=line 2");
+    EXPECT_EQ(findings[0].advice, "start the host without PLATFORM_OBJECT_NAMESPACE to use that simulator");
+    EXPECT_EQ(findings[1].advice, "start the host with PLATFORM_OBJECT_NAMESPACE=line 2 to use that simulator");
 }
 
 TEST(DoctorElsewhereTest, OtherUsersAndContainersAreTold) {

@@ -247,9 +247,16 @@ TEST_F(GrabTest, FakedImageBeforeTheRequiredSimulatorEndsWithThreeAndIsNotTaken)
     EXPECT_EQ(_grab->results().images, 0u);
     EXPECT_EQ(_grab->saved().saved, 0u);
     EXPECT_STREQ(_grab->end(), "no_simulator");
-    EXPECT_THAT(people(), HasSubstr("dorven-host: the camera began to fake images before a simulator came, and the "
+    EXPECT_THAT(people(), HasSubstr("dorven-host: the camera began to fake images before a simulator sent one, and the "
                                     "limits or --require-simulator need one; no simulator is running: start "
                                     "dorven-simulator; `dorven-host doctor` tells more\n"));
+}
+
+TEST_F(GrabTest, RequiredSimulatorThatRunsAndSendsNothingIsToldAsThat) {
+    _options.requireSimulator = true;
+    ScriptedDevice device([](ScriptedDevice& self) { deliverFakes(self, 1); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_THAT(people(), HasSubstr("a simulator runs and sends nothing: it may hang or be paused"));
 }
 
 TEST_F(GrabTest, LimitThatCountsImagesRequiresASimulator) {
