@@ -72,6 +72,20 @@ TEST_F(TerminalProgramsTest, WithoutASimulatorTheLiveLineSaysWhatToDo) {
         << "the line is gone, and nothing else says it";
 }
 
+// Takes the 22 s after which the camera itself begins to fake images.
+TEST_F(TerminalProgramsTest, FakedImagesEndAGrabThatRequiresASimulatorAndAreNamedInOneThatDoesNot) {
+    auto taking = startHost({"grab", "--config", _config, "--count", "3"});
+    test::ProgramOnTerminal requiring("dorven-host", {"grab", "--config", _config, "--count", "3", "--max-lost", "0"},
+                                      {"PLATFORM_OBJECT_NAMESPACE=" + test::uniqueName("requiring")});
+    EXPECT_EQ(requiring.join(), 3);
+    EXPECT_THAT(requiring.printed(), AllOf(HasSubstr("the camera began to fake images before a simulator sent one"),
+                                           HasSubstr(host::kNoSimulator)));
+    EXPECT_EQ(taking.join(60s), 0);
+    EXPECT_THAT(people(), HasSubstr("dorven-host: all 3 images are faked: the camera made them itself, as no simulator "
+                                    "sent any\n"));
+    EXPECT_THAT(people(), HasSubstr(std::string("dorven-host: ") + host::kNoSimulator + "\n"));
+}
+
 TEST_F(TerminalProgramsTest, DoctorAnswersOnOneScreenWhenAllIsWell) {
     auto simulator = startSimulator({"--size", "900x40", "--fps", "200", "--lines", "2"});
     std::vector<std::string> screen;
