@@ -19,6 +19,7 @@
 #include "lost_memory.h"
 #include "platform.h"
 #include "plugin_library.h"
+#include "program_log.h"
 #include "snap.h"
 #include "verify.h"
 
@@ -26,6 +27,7 @@ namespace host {
 namespace {
 
 int fail(const std::string& reason) {
+    options::tellLogBefore("dorven-host", std::cerr);
     std::cerr << "dorven-host: " << reason << std::endl;
     return kExitFailed;
 }
@@ -74,7 +76,7 @@ int runVerify(const VerifyOptions& options) {
                                         : verifySaved(options, std::cout, std::cerr);
 }
 
-int run(const HostOptions& options) {
+int runCommand(const HostOptions& options) {
     switch (options.command) {
         case HostOptions::Command::info:
             return info(options.info);
@@ -100,12 +102,18 @@ int run(const HostOptions& options) {
     return kExitFailed;
 }
 
+int run(const HostOptions& options) {
+    const std::string problem = options::openProgramLog(options.log);
+    return problem.empty() ? runCommand(options) : fail(problem);
+}
+
 }  // namespace
 
 int hostMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
     platform_explainLostMemory("dorven-host", kExitFailed);
+    options::keepProgramLog();
     try {
         HostOptions chosen;
         const auto ended = parseHostOptions(argc, argv, chosen, std::cout, std::cerr);

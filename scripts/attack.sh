@@ -287,7 +287,7 @@ full() {
     try 1 'no shared memory of 11796760 bytes .*/dev/shm is full: .* a ring of fewer --lines needs less' \
         "$simulator" --no-ask
     try 0 '' "$simulator" --no-ask --lines 2 --count 20
-    try 1 'problem  /dev/shm has [0-9]+ of 8388608 bytes free; a simulator' "$host" doctor
+    try 1 'problem  room: /dev/shm has [0-9]+ of 8388608 bytes free; a simulator' "$host" doctor
     remount nr_inodes=2
     try 1 'has no room for another file: all 2 are taken; remove files there' "$simulator" --no-ask
     remount size=16m

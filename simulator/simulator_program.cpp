@@ -12,6 +12,7 @@
 #include "list_patterns.h"
 #include "lost_memory.h"
 #include "platform.h"
+#include "program_log.h"
 #include "simulator.h"
 
 namespace simulator {
@@ -37,6 +38,7 @@ bool isWhole(const Log* log, std::ostream& people) {
 int runSimulator(SimulatorOptions& options) {
     std::string error;
     const auto fail = [&error] {
+        options::tellLogBefore("dorven-simulator", std::cerr);
         std::cerr << kProgram << error << std::endl;
         return kFailed;
     };
@@ -54,6 +56,10 @@ int runSimulator(SimulatorOptions& options) {
 }
 
 int run(SimulatorOptions& options) {
+    if (const std::string problem = options::openProgramLog(options.log); !problem.empty()) {
+        std::cerr << kProgram << problem << std::endl;
+        return kFailed;
+    }
     if (options.command == SimulatorOptions::Command::patterns) {
         listPatterns(options.listsAsJson, std::cout);
         return 0;
@@ -73,6 +79,7 @@ int simulatorMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
     platform_explainLostMemory("dorven-simulator", kFailed);
+    options::keepProgramLog();
     try {
         SimulatorOptions chosen;
         const auto ended = parseSimulatorOptions(argc, argv, chosen, std::cout, std::cerr);

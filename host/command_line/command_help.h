@@ -7,7 +7,7 @@ constexpr const char* kInfoHelp =
     "--commands really sends each command twice to a fresh device: before it is opened, and opened with its defaults.\n"
     "A setting is given the value that the device says it has, or zero; images are grabbed for a moment. Motor and\n"
     "I/O port commands are not sent to a device that offers such a kind. At the end the device is opened anew and\n"
-    "released. What it refuses it also tells its error log (environment variable DORVEN_LOG_FILE).\n"
+    "released. What it refuses it also tells its error log (--log FILE, or -v).\n"
     "\n"
     "Examples:\n"
     "  dorven-host info\n"

@@ -7,6 +7,7 @@
 
 #include "command_help.h"
 #include "device_commands.h"
+#include "log_options.h"
 #include "option_checks.h"
 #include "option_sources.h"
 #include "plugin_library.h"
@@ -65,6 +66,19 @@ std::string helpOf(const LimitRow& row) {
     return std::string(row.help) + "; " + range + row.unit + " (default: " + defaultOf(row) + ')';
 }
 
+// No plain flag: not given is something else than false, and of several the last one counts.
+void addRequireSimulator(CLI::App& command, GrabOptions& options) {
+    command
+        .add_flag_function(
+            "--require-simulator,!--no-require-simulator",
+            [&options](std::int64_t given) { options.requireSimulator = given > 0; },
+            "End when the camera begins to fake images: with exit code 3 when no simulator came before, with 4 when "
+            "one came and went (default: when a limit is given that counts images or their rate, unless --max-faked "
+            "allows faked ones)")
+        ->take_last()
+        ->default_str("as the limits need");
+}
+
 void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->check(options::existingFile())
@@ -80,6 +94,7 @@ void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
                     "itself begins to fake images after 22 s)")
         ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
         ->type_name("SECONDS");
+    addRequireSimulator(command, options);
     addShareOption(command, options);
     addSaveOptions(command, options.save);
 }
@@ -190,6 +205,7 @@ void addCommands(CLI::App& app, HostOptions& options) {
     for (const CommandRow& row : kCommandRows) {
         CLI::App* const command = app.add_subcommand(row.name, row.summary);
         row.addOptions(*command, options);
+        options::addLogOptions(*command, options.log);
         command->footer(std::string(row.help) + kExitCodes);
         command->final_callback([&options, &row] { options.command = row.command; });
     }

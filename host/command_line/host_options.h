@@ -10,6 +10,7 @@
 #include "grab_limits.h"
 #include "image_file.h"
 #include "image_view.h"
+#include "program_log.h"
 
 namespace host {
 
@@ -60,8 +61,9 @@ struct SaveOptions {
 struct GrabOptions : ImageOptions {
     std::uint64_t imageCount = 0;  // 0: until stopped
     SaveOptions save;
-    bool jsonLines = false;  // instead of json: lines while the grab runs
-    bool frames = false;     // with jsonLines: one for each image
+    std::optional<bool> requireSimulator;  // end without one; none: when the limits need one
+    bool jsonLines = false;                // instead of json: lines while the grab runs
+    bool frames = false;                   // with jsonLines: one for each image
     Limits limits;
 };
 
@@ -78,7 +80,9 @@ struct SnapOptions : ImageOptions {
     bool force = false;     // a file that is there is replaced
 };
 
-struct DoctorOptions : CameraOptions {};
+struct DoctorOptions : CameraOptions {
+    bool all = false;  // people are told details, too
+};
 
 struct BenchOptions : CommonOptions {
     std::string simulatorPath;  // empty: beside this program
@@ -110,6 +114,7 @@ struct HostOptions {
     BenchPartnerOptions benchPartner;
     CallOptions call;
     AskSnapOptions askSnap;
+    options::LogOptions log;  // of each command but benchPartner
 };
 
 /// Reads a command line.

@@ -26,6 +26,7 @@ void addDoctorOptions(CLI::App& command, DoctorOptions& options) {
         ->type_name("PATH");
     command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
         ->type_name("FILE");
+    command.add_flag("--all", options.all, "Show details of what is well, too");
     command.add_flag("--json", options.json, "Print one JSON object on standard output");
 }
 

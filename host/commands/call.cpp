@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "camera_commands.h"
+#include "program_log.h"
 
 namespace host {
 namespace {
@@ -16,6 +17,7 @@ bool open(NUV::PluginDeviceBase& device, const CallOptions& options, std::ostrea
     constexpr std::int32_t kOpen = command_id::openImageDevice;
     const CommandAnswer answer = findDeviceCommand(kOpen)->send(device, kOpen, path);
     if (answer.status == NUV::kDone) return true;
+    options::tellLogBefore("dorven-host", people);
     people << "dorven-host: the device could not be opened: command " << kOpen << " answered "
            << statusText(answer.status) << std::endl;
     return false;
@@ -83,6 +85,7 @@ int callCommand(NUV::PluginDeviceBase& device, const CallOptions& options, std::
     const DeviceCommand* const command = findDeviceCommand(options.id);
     const bool known = device.commandMap().count(options.id) != 0;
     const CommandAnswer answer = send(device, options, command);
+    if (answer.status != NUV::kDone) options::tellLogBefore("dorven-host", people);
     if (options.json) {
         printJson(options, command, known, answer, data);
     } else {

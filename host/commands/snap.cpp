@@ -15,14 +15,17 @@
 #include "inspection.h"
 #include "output_file.h"
 #include "platform.h"
+#include "program_log.h"
 #include "readable_extent.h"
 #include "save_options.h"
 #include "sidecar.h"
+#include "simulator_presence.h"
 
 namespace host {
 namespace {
 
 constexpr std::int64_t kPollNs = 5'000'000;
+constexpr std::int64_t kPatienceNs = 2'000'000'000;  // time without an image after which a simulator is looked for
 
 // Receives images until a suitable one comes.
 class Catcher {
@@ -94,10 +97,16 @@ private:
     std::string _error;
 };
 
-void waitFor(const Catcher& catcher, double timeoutSeconds) {
-    const std::int64_t endNs = platform_monotonicNanoseconds() + static_cast<std::int64_t>(timeoutSeconds * 1e9);
+void waitFor(const Catcher& catcher, double timeoutSeconds, std::ostream& people) {
+    const std::int64_t startNs = platform_monotonicNanoseconds();
+    const std::int64_t endNs = startNs + static_cast<std::int64_t>(timeoutSeconds * 1e9);
+    bool looked = false;
     while (!catcher.done()) {
         const std::int64_t nowNs = platform_monotonicNanoseconds();
+        if (!looked && nowNs >= startNs + kPatienceNs) {
+            looked = true;
+            if (!simulatorRuns()) people << "dorven-host: " << kNoSimulator << std::endl;
+        }
         if (nowNs >= endNs || !platform_sleepUntil(nowNs + kPollNs)) return;
     }
 }
@@ -134,6 +143,7 @@ int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream
         return kExitFailed;
     }
     const auto fail = [&people](const std::string& reason) {
+        options::tellLogBefore("dorven-host", people);
         people << "dorven-host: " << reason << std::endl;
         return kExitFailed;
     };
@@ -143,7 +153,7 @@ int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream
     if (!camera.claim(options.share, error) || !camera.open(options.configFile, error) ||
         !camera.start({&catcher, &Catcher::onImage}, error))
         return fail(error);
-    waitFor(catcher, options.timeoutSeconds);
+    waitFor(catcher, options.timeoutSeconds, people);
     if (!camera.stop(error)) fail(error);
     const auto frame = catcher.take();
     if (!frame) {
@@ -154,6 +164,7 @@ int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream
         people << "dorven-host: no " << (options.anyImage ? "" : "simulated ") << "image came for "
                << options.timeoutSeconds << " s";
         if (catcher.passed() > 0) people << ", but " << catcher.passed() << " others; --any takes those";
+        if (!simulatorRuns()) people << "; " << kNoSimulator;
         people << std::endl;
         return kExitNoImage;
     }

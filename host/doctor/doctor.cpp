@@ -1,6 +1,7 @@
 #include "doctor.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -10,6 +11,7 @@ namespace host {
 namespace {
 
 constexpr const char* kSchema = "dorven-doctor/1";
+constexpr std::size_t kMaxRemedies = 3;  // in one line
 
 constexpr const char* kLevelNames[] = {"ok", "warning", "problem"};  // in the order of FindingLevel
 
@@ -30,17 +32,41 @@ FindingLevel worstOf(const Findings& findings) {
     return worst;
 }
 
-void printPeople(const Findings& findings, std::ostream& stream) {
-    const char* check = "";
-    for (const Diagnosis& finding : findings) {
-        if (finding.check != std::string_view(check)) stream << finding.check << '\n';
-        check = finding.check;
-        const std::string level = nameOf(finding.level);
-        stream << "  " << level << std::string(9 - level.size(), ' ') << finding.found << '\n';
-        if (!finding.advice.empty()) stream << "           -> " << finding.advice << '\n';
+// "none: …" tells that nothing is to be done.
+bool isRemedy(const std::string& advice) { return !advice.empty() && !advice.starts_with("none"); }
+
+// What to do, problems first; empty: nothing.
+std::string remedyOf(const Findings& findings) {
+    std::vector<std::string_view> told;
+    for (const FindingLevel level : {FindingLevel::problem, FindingLevel::warning}) {
+        for (const Diagnosis& finding : findings) {
+            if (finding.level != level || !isRemedy(finding.advice)) continue;
+            if (std::find(told.begin(), told.end(), finding.advice) == told.end()) told.push_back(finding.advice);
+        }
     }
-    stream << counted(countOf(findings, FindingLevel::problem), "problem") << ", "
-           << counted(countOf(findings, FindingLevel::warning), "warning") << std::endl;
+    std::string remedy;
+    for (std::size_t index = 0; index < std::min(told.size(), kMaxRemedies); ++index)
+        remedy.append(index > 0 ? "; or: " : "").append(told[index]);
+    return remedy;
+}
+
+std::string verdictOf(const Findings& findings, const std::string& remedy) {
+    if (!remedy.empty()) return "To do: " + remedy;
+    return worstOf(findings) == FindingLevel::ok ? "All is well: images can be grabbed." : "Nothing is to be done.";
+}
+
+void printPeople(const Findings& findings, bool all, std::ostream& stream) {
+    const std::string verdict = verdictOf(findings, remedyOf(findings));
+    stream << verdict << "\n\n";
+    for (const Diagnosis& finding : findings) {
+        if (finding.isDetail && !all) continue;
+        const std::string level = nameOf(finding.level);
+        stream << level << std::string(9 - level.size(), ' ') << finding.check << ": " << finding.found << '\n';
+        if (!finding.advice.empty()) stream << "         -> " << finding.advice << '\n';
+    }
+    stream << '\n'
+           << counted(countOf(findings, FindingLevel::problem), "problem") << ", "
+           << counted(countOf(findings, FindingLevel::warning), "warning") << ". " << verdict << std::endl;
 }
 
 void printJson(const Findings& findings, std::ostream& stream) {
@@ -73,6 +99,7 @@ Findings examine(const DoctorOptions& options) {
     examineObjectFolder(findings);
     if (examineMaking(findings)) examineRoom(platform_lookAtRoom(), expected, findings);
     examineObjects(expected, findings);
+    examineLog(findings);
     return findings;
 }
 
@@ -81,7 +108,7 @@ int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& pe
     if (options.json) {
         printJson(findings, data);
     } else {
-        printPeople(findings, people);
+        printPeople(findings, options.all, people);
     }
     return worstOf(findings) == FindingLevel::problem ? kExitFailed : kExitDone;
 }

@@ -23,7 +23,8 @@ struct Diagnosis {
     const char* check;  // the name of what was examined, such as "configuration"
     FindingLevel level;
     std::string found;
-    std::string advice;  // what to do; empty when there is nothing to do
+    std::string advice;     // what to do; empty when there is nothing to do
+    bool isDetail = false;  // told with --all and in the JSON alone
 };
 
 using Findings = std::vector<Diagnosis>;
@@ -38,6 +39,8 @@ Findings examine(const DoctorOptions& options);
 std::string problemOfConfiguration(const std::string& path);
 
 /// Examines and prints.
+///
+/// People get the remedy first, what was found, and the remedy again, since the first lines may have left the screen.
 ///
 /// @param data    Receives the JSON: one object with schema, result ("ok", "warning" or "problem": the worst level),
 ///                warnings and problems (counts) and checks, an array of objects with check, level, found and advice

@@ -143,8 +143,8 @@ std::int64_t examineKey(const KeyRow& row, const MIniData& ini, const std::strin
     if (ini.GetStringEntry(kImageSection, row.number.key, text)) {
         findings.push_back(judge(row, text, path, value));
     } else {
-        add(findings, kCheck, FindingLevel::ok,
-            std::string(row.number.key) + " = " + std::to_string(value) + " (the camera's default)");
+        addDetail(findings, kCheck,
+                  std::string(row.number.key) + " = " + std::to_string(value) + " (the camera's default)");
     }
     return value;
 }

@@ -111,7 +111,7 @@ void examineExports(HMODULE module, Findings& findings) {
         if (!GetProcAddress(module, name)) missing += (missing.empty() ? "" : ", ") + std::string(name);
     }
     if (missing.empty()) {
-        add(findings, kCheck, FindingLevel::ok, "exports CreatePlugin and ReleasePlugin");
+        addDetail(findings, kCheck, "exports CreatePlugin and ReleasePlugin");
     } else {
         add(findings, kCheck, FindingLevel::problem, "does not export " + missing,
             "it is no camera plugin: name another one with --plugin");
@@ -144,7 +144,7 @@ void examineLibrary(const std::string& path, Findings& findings) {
             "this program needs a " + wantedArchitecture());
         return;
     }
-    add(findings, kCheck, FindingLevel::ok, architecture);
+    addDetail(findings, kCheck, architecture);
     if (const std::uint64_t needed = reachOfSegments(head); needed > sizeOf(fullPath)) {
         add(findings, kCheck, FindingLevel::problem,
             "is cut short: it has " + std::to_string(sizeOf(fullPath)) + " bytes of at least " + std::to_string(needed),

@@ -58,7 +58,7 @@ void tellPrograms(const Presence& presence, Findings& findings) {
     if (presence.simulator) {
         add(findings, kCheck, FindingLevel::ok, "a simulator runs");
     } else {
-        add(findings, kCheck, FindingLevel::warning, "no simulator runs: the camera fakes images after 22 s",
+        add(findings, kCheck, FindingLevel::warning, "no simulator is running: the camera fakes images after 22 s",
             "start dorven-simulator");
     }
     add(findings, kCheck, FindingLevel::ok,
@@ -70,15 +70,15 @@ void tellEvent(Kind kind, const Presence& presence, Findings& findings) {
     constexpr const char* kCheck = "event";
     const std::string name = std::string("\"") + kImagesEvent + "\" ";
     if (kind == Kind::event) {
-        add(findings, kCheck, FindingLevel::ok, name + "is there");
+        addDetail(findings, kCheck, name + "is there");
     } else if (kind != Kind::absent) {
         add(findings, kCheck, FindingLevel::problem, name + "is no event",
             "end the program that made something else of that name");
     } else if (presence.settled) {
         add(findings, kCheck, FindingLevel::problem, name + "is missing though a simulator runs: nobody is woken",
-            "start the simulator anew");
+            "start the simulator again");
     } else {
-        add(findings, kCheck, FindingLevel::ok, name + "is not there, as nobody needs it");
+        addDetail(findings, kCheck, name + "is not there, as nobody needs it");
     }
 }
 
@@ -131,7 +131,7 @@ void tellLineLength(const Ring& ring, const frames::ImageFormat& expected, Findi
                 std::to_string(needed) + " with their header",
             "give host and simulator the same --config");
     } else {
-        add(findings, "ring", FindingLevel::ok, "lines fit images of " + size);
+        addDetail(findings, "ring", "lines fit images of " + size);
     }
 }
 
@@ -151,10 +151,10 @@ void tellMarks(const Ring& before, const Ring& ring, const Presence& presence, F
             "a writer's mark stands though no dorven-simulator runs: it was killed, or is another program",
             "start dorven-simulator: it lays the ring anew");
     } else {
-        add(findings, kCheck, FindingLevel::ok, "a writer is attached");
+        addDetail(findings, kCheck, "a writer is attached");
     }
     if (ring.header.readerMark == 0) {
-        add(findings, kCheck, FindingLevel::ok, "no reader is attached");
+        addDetail(findings, kCheck, "no reader is attached");
     } else if (!presence.camera) {
         add(findings, kCheck, FindingLevel::warning,
             "a reader's mark stands though no host has a camera: it was killed, and no other can attach yet",
@@ -164,7 +164,7 @@ void tellMarks(const Ring& before, const Ring& ring, const Presence& presence, F
         add(findings, kCheck, FindingLevel::warning, "the ring is full and its reader takes nothing",
             "look whether the host hangs in its callback or was paused");
     } else {
-        add(findings, kCheck, FindingLevel::ok, "a reader is attached");
+        addDetail(findings, kCheck, "a reader is attached");
     }
 }
 
@@ -173,8 +173,12 @@ bool tellMemory(RingSight sight, const Ring& ring, const Presence& presence, Fin
     constexpr const char* kMemory = "shared memory";
     const std::string name = std::string("\"") + kImagesMemory + "\" ";
     if (sight == RingSight::absent) {
-        add(findings, kMemory, presence.settled ? FindingLevel::problem : FindingLevel::ok,
-            name + "is not there: no simulator has made it", presence.settled ? "start the simulator anew" : "");
+        const std::string found = name + "is not there: no simulator has made it";
+        if (presence.settled) {
+            add(findings, kMemory, FindingLevel::problem, found, "start the simulator again");
+        } else {
+            addDetail(findings, kMemory, found);
+        }
         return false;
     }
     if (sight == RingSight::noMemory) {
@@ -188,7 +192,7 @@ bool tellMemory(RingSight sight, const Ring& ring, const Presence& presence, Fin
             "end the program that made it");
         return false;
     }
-    add(findings, kMemory, FindingLevel::ok, name + "has " + std::to_string(ring.memoryBytes) + " bytes");
+    addDetail(findings, kMemory, name + "has " + std::to_string(ring.memoryBytes) + " bytes");
     if (sight == RingSight::there) return true;
     add(findings, "ring", FindingLevel::warning, "nobody has laid a ring yet", "start dorven-simulator");
     return false;
@@ -198,11 +202,11 @@ bool tellMemory(RingSight sight, const Ring& ring, const Presence& presence, Fin
 void tellRing(const Ring& before, const Ring& ring, const Presence& presence,
               const std::optional<frames::ImageFormat>& expected, Findings& findings) {
     if (const std::string damage = ring.damage(); !damage.empty()) {
-        add(findings, "ring", FindingLevel::problem, "the header is damaged: " + damage, "start the simulator anew");
+        add(findings, "ring", FindingLevel::problem, "the header is damaged: " + damage, "start the simulator again");
         return;
     }
-    add(findings, "ring", FindingLevel::ok,
-        std::to_string(ring.header.slotCount) + " slots of " + std::to_string(ring.header.lineLength) + " bytes");
+    addDetail(findings, "ring",
+              std::to_string(ring.header.slotCount) + " slots of " + std::to_string(ring.header.lineLength) + " bytes");
     if (expected) tellLineLength(ring, *expected, findings);
     tellMarks(before, ring, presence, findings);
 }
@@ -211,7 +215,7 @@ void tellMessageFifo(const char* id, const char* direction, Findings& findings) 
     constexpr const char* kCheck = "link";
     const ObjectSight sight = platform_lookAtObject(image_road::memoryOf(id).c_str(), sizeof(MMemFifo));
     if (sight.kind == Kind::absent) {
-        add(findings, kCheck, FindingLevel::ok, std::string(direction) + ": no memory, nobody has asked yet");
+        addDetail(findings, kCheck, std::string(direction) + ": no memory, nobody has asked yet");
         return;
     }
     MMemFifo header{};
@@ -226,10 +230,10 @@ void tellMessageFifo(const char* id, const char* direction, Findings& findings) 
             "the side that writes lays it anew with its next message");
         return;
     }
-    add(findings, kCheck, FindingLevel::ok,
-        std::string(direction) + ": writer " + (MMemFifo_IsWriterAttached(&header) ? "attached" : "gone") +
-            ", reader " + (MMemFifo_IsReaderAttached(&header) ? "attached" : "gone") + ", " +
-            std::to_string(MMemFifo_GetUsed(&header)) + " bytes wait");
+    addDetail(findings, kCheck,
+              std::string(direction) + ": writer " + (MMemFifo_IsWriterAttached(&header) ? "attached" : "gone") +
+                  ", reader " + (MMemFifo_IsReaderAttached(&header) ? "attached" : "gone") + ", " +
+                  std::to_string(MMemFifo_GetUsed(&header)) + " bytes wait");
 }
 
 void tellLink(const Presence& presence, Findings& findings) {
@@ -290,6 +294,7 @@ void examineObjects(const std::optional<frames::ImageFormat>& expected, Findings
     const Kind event = platform_lookAtObject(kImagesEvent, 0).kind;
     const Presence presence = either(early, lookForPrograms());
     tellPrograms(presence, findings);
+    if (!presence.simulator) tellElsewhere(platform_lookElsewhere(kImagesWriter), findings);
     tellEvent(event, presence, findings);
     if (tellMemory(sight, ring, presence, findings)) tellRing(before, ring, presence, expected, findings);
     tellLink(presence, findings);

@@ -42,7 +42,7 @@ bool examineMaking(Findings& findings) {
     const DWORD error = GetLastError();
     if (made) {
         CloseHandle(made);
-        add(findings, kCheck, FindingLevel::ok, "one was made and removed");
+        addDetail(findings, kCheck, "one was made and removed");
         return true;
     }
     const ObjectRefusal refusal = platform_explainRefusal(name.c_str(), error, 1);

@@ -4,12 +4,14 @@
 #include <exception>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "camera_session.h"
 #include "grab_limits.h"
 #include "image_record.h"
 #include "platform.h"
 #include "process_cpu.h"
+#include "program_log.h"
 #include "readable_extent.h"
 #include "save_options.h"
 
@@ -39,7 +41,11 @@ ImageCheckSettings checkSettings(const Limits& limits, const GrabFindings& findi
 
 Grab::Grab(NUV::PluginDeviceBase& device, const GrabOptions& options, std::ostream& people,
            const GrabFindings& findings)
-    : _device(device), _options(options), _people(people), _findings(findings) {}
+    : _device(device),
+      _options(options),
+      _people(people),
+      _findings(findings),
+      _requiresSimulator(options.requireSimulator.value_or(needSimulator(options.limits))) {}
 
 Grab::~Grab() = default;
 
@@ -65,8 +71,10 @@ int Grab::run() {
 }
 
 bool Grab::tellUnless(bool good, const std::string& error) {
-    if (!good) _people << "dorven-host: " << error << std::endl;
-    return good;
+    if (good) return true;
+    options::tellLogBefore("dorven-host", _people);
+    _people << "dorven-host: " << error << std::endl;
+    return false;
 }
 
 bool Grab::prepareSaving() {
@@ -117,6 +125,7 @@ bool Grab::start(CameraSession& camera) {
         for (const GrabObserver* const observer : _observers) _keepRows = _keepRows || observer->wantsFrames();
     }
     _lastImageNs = nowNs;
+    _nextWatchNs = nowNs + _simulatorWatch.patienceNs;
     std::string error;
     return tellUnless(camera.start({this, &Grab::onImage}, error), error);
 }
@@ -129,6 +138,7 @@ int Grab::waitForEnd() {
         const std::int64_t nowNs = platform_monotonicNanoseconds();
         if (nowNs - _lastImageNs > timeoutNs) return kExitNoImage;
         tellFrames();
+        lookForSimulator(nowNs);
         if (nowNs - _lookNs >= kSecondNs) tellSecond(nowNs);
         if (!std::ranges::all_of(_observers, &GrabObserver::goesOn)) break;
     }
@@ -143,7 +153,15 @@ int Grab::tellEnd(bool imageCame) {
         _end = "connection_lost";
         return kExitConnectionLost;
     }
+    if (_state == State::noSimulator) {
+        _people << "dorven-host: the camera began to fake images before a simulator sent one, and the limits or "
+                   "--require-simulator need one; "
+                << (_simulatorWatch.runs() ? kSilentSimulator : kNoSimulator) << std::endl;
+        _end = "no_simulator";
+        return kExitNoImage;
+    }
     if (_state == State::callbackFailed) {
+        options::tellLogBefore("dorven-host", _people);
         _people << "dorven-host: an image could not be handled: " << _callbackError << std::endl;
         return kExitFailed;
     }
@@ -161,17 +179,32 @@ int Grab::tellEnd(bool imageCame) {
 
 void Grab::tellNoImage() {
     const GrabResults counts = _statistics->counts();
+    options::tellLogBefore("dorven-host", _people);
     _people << "dorven-host: no image came for " << _options.timeoutSeconds << " s; ";
-    if (counts.images == 0 && counts.stale > 0) {
+    if (!_simulatorWatch.runs()) {
+        _people << (_imageCame ? "the simulator has ended: start dorven-simulator again" : kNoSimulator) << std::endl;
+    } else if (counts.images == 0 && counts.stale > 0) {
         _people << counts.stale << " had waited from before the grab: the simulator may hang or be paused" << std::endl;
     } else {
         _people << "another host may hold the camera's images, or one was killed: restart the simulator" << std::endl;
     }
 }
 
+// Once a second, as long as no image came: a simulator may still come.
+void Grab::lookForSimulator(std::int64_t nowNs) {
+    _noSimulator = _noSimulator && !_imageCame;
+    if (_imageCame || nowNs < _nextWatchNs) return;
+    _nextWatchNs = nowNs + kSecondNs;
+    _noSimulator = !_simulatorWatch.runs();
+    if (!_noSimulator || std::exchange(_toldNoSimulator, true)) return;
+    if (std::ranges::none_of(_observers, &GrabObserver::showsAdvice))
+        _people << "dorven-host: " << kNoSimulator << std::endl;
+}
+
 void Grab::tellSecond(std::int64_t nowNs) {
     if (_observers.empty()) return;
     SecondNumbers numbers;
+    numbers.noSimulator = _noSimulator;
     _spareInterval.clear();
     {
         const std::lock_guard lock(_mutex);  // only briefly: the callback must not wait for the evaluation
@@ -243,6 +276,12 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     const frames::ImageView image = viewOf(record, arrivalNs);
     const frames::Inspection inspection = frames::inspectImage(image);
     const std::lock_guard lock(_mutex);
+    _imageCame = true;
+    const bool isFaked = inspection.kind == frames::ImageKind::faked;
+    if (isFaked && _requiresSimulator && onlyFakedCame()) {
+        _state = State::noSimulator;  // none of them is taken for an image of this grab
+        return;
+    }
     const std::uint64_t number = _statistics->images();
     const ReceivedImage received{inspection, image.format, record.imageCounter, record.timeStamp, arrivalNs};
     const GrabStatistics::Told told = _statistics->add(received);
@@ -250,11 +289,17 @@ void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     if (_keepRows) keepRow(received, told);
     if (_saver) _saver->offer(image, noteOf(record, inspection, number, arrivalNs), _statistics->counts().lost > 0);
     _lastImageNs = arrivalNs;
-    if (inspection.kind == frames::ImageKind::faked && _statistics->check().sawSimulator()) {
+    if (isFaked && (_requiresSimulator || _statistics->check().sawSimulator())) {
         _state = State::connectionLost;
     } else if (_options.imageCount != 0 && number + 1 >= _options.imageCount) {
         _state = State::complete;
     }
+}
+
+// Under the lock.
+bool Grab::onlyFakedCame() const {
+    const GrabResults counts = _statistics->counts();
+    return counts.images == counts.faked && counts.stale == 0;
 }
 
 void Grab::keepRow(const ReceivedImage& image, const GrabStatistics::Told& told) {

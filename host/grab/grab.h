@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,6 +18,7 @@
 #include "host_options.h"
 #include "image_saver.h"
 #include "image_view.h"
+#include "simulator_presence.h"
 
 namespace host {
 
@@ -27,6 +29,12 @@ struct GrabFindings {
     std::size_t capacity = ImageCheckSettings{}.capacity;
     std::optional<double> lateFromUs;  // latency from which an image is late, also without a limit on it
     bool areTold = true;
+};
+
+/// How a grab learns that nobody sends images.
+struct SimulatorWatch {
+    std::function<bool()> runs = simulatorRuns;
+    std::int64_t patienceNs = 2'000'000'000;  // time without an image after which people are told
 };
 
 /// Drives one device through its commands alone. run() is called once.
@@ -40,19 +48,23 @@ public:
     Grab& operator=(const Grab&) = delete;
 
     /// Grabs until the wanted images have come, a stop was requested (platform_installStopHandler), no image came in
-    /// time, or the simulator's images gave way to faked ones. Saved images are on disk when it returns.
+    /// time, the simulator's images gave way to faked ones, or faked ones came although a simulator is required. Saved
+    /// images are on disk when it returns.
     /// @return  Exit code.
     int run();
 
     /// Has an observer told while the grab runs. Before run(). @param observer  Outlives the grab.
     void watch(GrabObserver& observer) { _observers.push_back(&observer); }
 
+    /// Replaces the look for a simulator. Before run().
+    void watchSimulator(SimulatorWatch watch) { _simulatorWatch = std::move(watch); }
+
     GrabResults results() const;
 
     /// What was found in the images, sorted by frame number.
     FindingList findings() const;
 
-    /// Why the grab ended: "count", "stop", "no_image", "connection_lost" or "failed".
+    /// Why the grab ended: "count", "stop", "no_image", "no_simulator", "connection_lost" or "failed".
     const char* end() const { return _end; }
 
     /// Images that no observer was told of, since it was too slow for them.
@@ -65,7 +77,7 @@ public:
     void receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs);
 
 private:
-    enum class State { running, complete, connectionLost, callbackFailed };
+    enum class State { running, complete, noSimulator, connectionLost, callbackFailed };
 
     bool prepareSaving();
     bool open(CameraSession& camera);
@@ -75,6 +87,8 @@ private:
     int waitForEnd();
     int tellEnd(bool imageCame);
     void tellNoImage();
+    void lookForSimulator(std::int64_t nowNs);
+    bool onlyFakedCame() const;
     void tellSecond(std::int64_t nowNs);
     void tellFrames();
     void keepRow(const ReceivedImage& image, const GrabStatistics::Told& told);
@@ -86,6 +100,12 @@ private:
     const GrabOptions& _options;
     std::ostream& _people;
     const GrabFindings _findings;
+    const bool _requiresSimulator;
+    SimulatorWatch _simulatorWatch;
+    std::int64_t _nextWatchNs = 0;
+    bool _noSimulator = false;  // as last looked, while no image has come
+    bool _toldNoSimulator = false;
+    std::atomic<bool> _imageCame{false};
     std::unique_ptr<ImageSaver> _saver;
     frames::ImageFormat _format{};  // of the camera's images
     std::atomic<State> _state{State::running};

@@ -11,10 +11,11 @@ namespace host {
 
 /// What a grab delivered since the last report, once a second.
 struct SecondNumbers {
-    double elapsedS = 0;  // since the grab began
-    double lengthS = 0;   // of this look: about 1 s, the last one is shorter
-    GrabResults totals;   // counts and rates since the grab began, without percentiles
-    GrabResults second;   // times, rates and processor load of this look alone; no counts
+    bool noSimulator = false;  // no image has come, and nobody runs who could send one
+    double elapsedS = 0;       // since the grab began
+    double lengthS = 0;        // of this look: about 1 s, the last one is shorter
+    GrabResults totals;        // counts and rates since the grab began, without percentiles
+    GrabResults second;        // times, rates and processor load of this look alone; no counts
 };
 
 /// One image that arrived.
@@ -40,6 +41,9 @@ public:
     virtual bool wantsFrames() const { return false; }
     /// Images since the last call, in the order of their arrival.
     virtual void onFrames(std::span<const FrameRow>) {}
+
+    /// Whether onSecond shows people that no simulator is running.
+    virtual bool showsAdvice() const { return false; }
 
     /// False: nobody hears any more, and the grab is to end.
     virtual bool goesOn() const { return true; }

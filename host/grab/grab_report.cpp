@@ -142,8 +142,12 @@ void tellUnverified(const GrabResults& results, std::ostream& people) {
     if (results.simulated == 0 && results.torn > 0)
         people << "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a "
                   "simulator whose images are higher than the camera's\n";
-    if (results.images > 0 && results.simulated + results.torn == 0)
+    if (results.images > 0 && results.faked == results.images) {
+        people << "dorven-host: all " << results.images
+               << " images are faked: the camera made them itself, as no simulator sent any\n";
+    } else if (results.images > 0 && results.simulated + results.torn == 0) {
         people << "dorven-host: no image of this grab was verified\n";
+    }
     people << std::flush;
 }
 

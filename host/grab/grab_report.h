@@ -27,7 +27,7 @@ void tellUnverified(const GrabResults& results, std::ostream& people);
 /// What the JSON of a whole grab tells.
 struct GrabReport {
     GrabResults results;
-    std::string end;  // why it ended: "count", "stop", "no_image", "connection_lost", "failed"
+    std::string end;  // why it ended: as Grab::end() tells
     std::vector<BrokenLimit> limitsBroken;
     FindingList findings{0};
 };

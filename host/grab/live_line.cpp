@@ -1,9 +1,11 @@
 #include "live_line.h"
 
 #include <algorithm>
+#include <string_view>
 #include <vector>
 
 #include "platform.h"
+#include "simulator_presence.h"
 #include "terminal.h"
 #include "unverified_reason.h"
 
@@ -66,9 +68,16 @@ std::vector<Part> partsOf(const SecondNumbers& numbers, std::uint64_t wanted) {
     return parts;
 }
 
+std::string advice(std::size_t columns, bool colours) {
+    const std::string_view whole = kNoSimulator;
+    const std::string text(whole.size() <= columns ? whole : std::string_view(kNoSimulatorInShort).substr(0, columns));
+    return colours ? kRed + text + kPlain : text;
+}
+
 }  // namespace
 
 std::string liveLine(const SecondNumbers& numbers, std::uint64_t wanted, std::size_t columns, bool colours) {
+    if (numbers.noSimulator) return advice(columns, colours);
     std::string line;
     std::size_t used = 0;
     for (const Part& part : partsOf(numbers, wanted)) {

@@ -27,6 +27,7 @@ public:
         : _terminal(terminal), _wanted(wanted), _colours(colours) {}
 
     void onSecond(const SecondNumbers& numbers) override;
+    bool showsAdvice() const override { return true; }
     /// Takes the line away.
     void onEnd() override;
 

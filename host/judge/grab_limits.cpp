@@ -99,7 +99,8 @@ constexpr std::size_t rowOf(std::string_view option) {
 constexpr std::size_t kLatencyRow = rowOf("--max-latency-us");
 constexpr std::size_t kRateRow = rowOf("--min-fps");
 constexpr std::size_t kTornRow = rowOf("--max-torn");
-static_assert(kLatencyRow < kLimitCount && kRateRow < kLimitCount && kTornRow < kLimitCount);
+constexpr std::size_t kFakedRow = rowOf("--max-faked");
+static_assert(kLatencyRow < kLimitCount && kRateRow < kLimitCount && kTornRow < kLimitCount && kFakedRow < kLimitCount);
 
 // The option that the user gave; null: none that sets other limits.
 const char* setterOf(const Limits& given, bool saves, SetBy what) {
@@ -133,6 +134,10 @@ std::string numberText(double value, bool whole) {
 }  // namespace
 
 std::span<const LimitRow, kLimitCount> limitRows() { return kRows; }
+
+bool needSimulator(const Limits& given) {
+    return setterOf(given, false, SetBy::countingLimit) && given[kFakedRow].value_or(0.0) <= 0.0;
+}
 
 std::optional<std::int64_t> latencyLimitNs(const Limits& limits) {
     if (!limits[kLatencyRow]) return std::nullopt;

@@ -44,6 +44,10 @@ struct LimitInForce {
 /// @param saves  Whether the grab saves images (--output).
 std::array<std::optional<LimitInForce>, kLimitCount> limitsInForce(const Limits& given, bool saves = false);
 
+/// Whether a grab with these limits needs images of a simulator: one that counts images or their rate was given, and
+/// none that allows faked ones.
+bool needSimulator(const Limits& given);
+
 /// Least latency, in nanoseconds, of which --max-latency-us says that it is too long; none without that limit.
 std::optional<std::int64_t> latencyLimitNs(const Limits& limits);
 

@@ -122,7 +122,7 @@ TEST_F(SavingProgramsTest, DoctorFindsARunningPairWellAndDisturbsNeither) {
     EXPECT_EQ(result["lost"], 0);
     EXPECT_EQ(result["torn"], 0);
     EXPECT_EQ(host({"doctor"}), host::kExitFailed) << "images of 1280x1024 are larger than the ring's";
-    EXPECT_THAT(people(), HasSubstr("  problem  lines of 36024 bytes are shorter than images of 1280x1024"));
+    EXPECT_THAT(people(), HasSubstr("\nproblem  ring: lines of 36024 bytes are shorter than images of 1280x1024"));
     simulator.kill();
 }
 

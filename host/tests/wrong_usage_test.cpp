@@ -114,6 +114,9 @@ const std::vector<OptionRow>& rows() {
     // clang-format off
     static const std::vector<OptionRow> all{
         {"host", kAll, "--json", Kind::flag, "", {}},
+        {"host", kAll, "--log", Kind::path, "", {}},
+        {"host", kAll, "--verbose", Kind::flag, "", {}},
+        {"host", {"doctor"}, "--all", Kind::flag, "", {}},
         {"host", kLoading, "--plugin", Kind::file, "is not a file that can be read", {}},
         {"host", {"doctor"}, "--plugin", Kind::path, "", {}},
         {"host", {"info"}, "--commands", Kind::flag, "", {}},
@@ -130,6 +133,7 @@ const std::vector<OptionRow>& rows() {
         {"host", kGrabbing, "--save-memory", Kind::whole, "1 to 1000000, without a fraction", {"0", "1000001"}},
         {"host", {"grab", "verify", "snap"}, "--force", Kind::flag, "", {}},
         {"host", {"grab", "verify", "snap"}, "--share", Kind::flag, "", {}},
+        {"host", kGrabbing, "--require-simulator", Kind::flag, "", {}},
         {"host", kGrabbing, "--json-lines", Kind::flag, "", {}},
         {"host", kGrabbing, "--frames", Kind::flag, "", {}},
         {"host", kGrabbing, "--max-lost", Kind::whole, kAnyCount, {"9007199254740993"}},
@@ -159,6 +163,8 @@ const std::vector<OptionRow>& rows() {
         {"host", {"bench"}, "--fps", Kind::number, "1 to 10000", {"0", "0.99", "10001"},true},
         {"host", {"bench"}, "--seconds", Kind::number, "0.2 to 600", {"0", "0.19", "601"}},
         {"host", {"call"}, "--open", Kind::flag, "", {}},
+        {"simulator", {"", "ask"}, "--log", Kind::path, "", {}},
+        {"simulator", {"", "ask"}, "--verbose", Kind::flag, "", {}},
         {"simulator", kRun, "--size", Kind::other, kSize, {"640", "640x", "x480", "0x1", "65537x1", "1x65537", "-1x1"}},
         {"simulator", kRun, "--bytes-per-pixel", Kind::whole, "1 to 16", {"0", "17"}},
         {"simulator", kRun, "--config", Kind::file, "", {}},

@@ -108,6 +108,10 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
         printProblem(options, "the grab failed", &report, data);
         return kExitFailed;
     }
+    if (report.end == "no_simulator") {  // of which they have been told, too
+        printProblem(options, "no simulator came", &report, data);
+        return run.exitCode;
+    }
     const auto cannotCompare = [&](const std::string& reason) {
         fail(people, reason);
         printProblem(options, reason, &report, data);

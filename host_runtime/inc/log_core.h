@@ -1,5 +1,5 @@
-// The one place that trace, errorlog and errortrace write to: the log file, and a capture in memory for tests. One line
-// per entry, out when its function returns:
+// The one place that trace, errorlog and errortrace write to: the log file, the newest entries in memory for a program
+// that wants them, and a capture for tests. One line per entry, out when its function returns:
 //   2026-01-31 12:34:56.789 errorlog 0 Dorven/TeskImages:75 text      (time, sink, level, source file:line, text)
 // Control characters are escaped (\n, \x1b). Nothing here throws, ends the program or delays it for long.
 //
@@ -40,6 +40,24 @@ struct LogEntryView {
     unsigned long long thread;  // number of the reporting thread; set by the log, whatever the reporter says
 };
 
+/// Where a program wants its entries, other than a host that says nothing.
+struct LogDestination {
+    const char* file;   // appended to; null or "": the file of DORVEN_LOG_FILE, if that is set
+    int standardError;  // not 0: entries also go to standard error, beside a file or alone
+};
+
+/// An entry that is kept in memory. An equal one that comes soon after it is counted here.
+struct LogKeptEntry {
+    LogSink sink;
+    int level;
+    int line;
+    unsigned long long times;  // how often it has come
+    long long firstMs;         // when it came first, and last: ms since 1970, by the clock on the wall
+    long long lastMs;
+    char file[100];  // on one line; one that is too long ends with "..."
+    char text[400];
+};
+
 extern "C" {
 
 /// Writes one entry to the log and to the capture, if one runs. Any thread; entries never mix. errno and the last error
@@ -54,5 +72,17 @@ LOG_CORE_API void LogCore_SetMasterLevel(int level);
 /// must neither report nor fork; null ends the capture. During a capture the log itself is not written, so that tests
 /// stay quiet.
 LOG_CORE_API void LogCore_SetCapture(void (*function)(void* context, const LogEntryView* entry), void* context);
+
+/// Sends entries elsewhere from now on, and keeps the newest 1,000 different ones in memory. Without a file and without
+/// standard error they are in memory alone. A program calls it at its beginning; the plugin that it loads shares the
+/// log. Nobody else calls it: entries of other hosts go where the environment says.
+/// @return  0: that file cannot be opened, and the destination is as it was. A file of DORVEN_LOG_FILE that cannot be
+///          opened is told on standard error and does without.
+LOG_CORE_API int LogCore_SetDestination(const LogDestination* destination);
+
+/// Copies an entry that is kept: the oldest one with this number or a greater one, which then becomes the number behind
+/// it. Numbers begin at 0.
+/// @return  0: there is none.
+LOG_CORE_API int LogCore_NextKept(unsigned long long* number, LogKeptEntry* entry);
 
 }  // extern "C"

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <spdlog/details/log_msg.h>
@@ -21,8 +22,10 @@
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
 
+#include "kept_log.h"
 #include "log_file.h"
 #include "log_row.h"
+#include "one_line.h"
 #include "platform.h"
 
 namespace {
@@ -62,6 +65,9 @@ struct Log {
     void* captureContext = nullptr;
     LogFile* file = nullptr;  // created with its sink for the first line
     LineSink* sink = nullptr;
+    LineSink* echo = nullptr;  // standard error beside a file
+    KeptLog* kept = nullptr;   // once a program has chosen a destination
+    bool isInMemoryAlone = false;
     LogRow rows[std::size(kSinkNames)];
     bool countsRepeats = true;
     bool toldOverfull = false;
@@ -105,36 +111,8 @@ const char* environmentText(const char* name) {
     return text && *text ? text : nullptr;
 }
 
-void appendAsHex(std::string& line, unsigned char byte) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    line += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
-}
-
-// U+0080 to U+009F in UTF-8, which terminals obey as well.
-bool isLateControl(const char* text) {
-    const auto second = static_cast<unsigned char>(text[1]);
-    return static_cast<unsigned char>(text[0]) == 0xC2 && second >= 0x80 && second < 0xA0;
-}
-
-// Control characters become \n, \t, \x1b …, so that an entry stays one line.
 void appendOnOneLine(std::string& line, const char* text) {
-    for (; *text; ++text) {
-        const auto byte = static_cast<unsigned char>(*text);
-        if (isLateControl(text)) {
-            appendAsHex(line, byte);
-            appendAsHex(line, static_cast<unsigned char>(*++text));
-        } else if (byte >= 0x20 && byte != 0x7F) {
-            line += *text;
-        } else if (byte == '\n') {
-            line += "\\n";
-        } else if (byte == '\r') {
-            line += "\\r";
-        } else if (byte == '\t') {
-            line += "\\t";
-        } else {
-            appendAsHex(line, byte);
-        }
-    }
+    putOnOneLine(text, [&line](std::string_view piece) { line += piece; });
 }
 
 // Reports on standard error, wherever the log goes. All these reports share one patience. Guarded by the log's lock.
@@ -179,18 +157,54 @@ int numberFromEnvironment(const NumberVariable& variable, const char* usedPrefix
     return used;
 }
 
+constexpr const char* kFileVariable = "DORVEN_LOG_FILE";
+
+std::uint64_t maxBytes() { return static_cast<std::uint64_t>(numberFromEnvironment(kMaxMbVariable, "")) * kBytesPerMb; }
+
+void complainAboutFile(const char* path, const char* instead) {
+    std::string complaint = "The log file \"";
+    appendOnOneLine(complaint, path);
+    say(complaint + "\" (" + kFileVariable + ") cannot be opened: entries " + instead + ".");
+}
+
 void openLog(Log& log) {
     auto file = std::make_unique<LogFile>();
     auto sink = std::make_unique<LineSink>(*file);
-    const char* path = environmentText("DORVEN_LOG_FILE");
-    const auto maxMb = static_cast<std::uint64_t>(numberFromEnvironment(kMaxMbVariable, ""));
-    if (path && !file->open(path, maxMb * kBytesPerMb)) {
-        std::string complaint = "The log file \"";
-        appendOnOneLine(complaint, path);
-        say(complaint + "\" (DORVEN_LOG_FILE) cannot be opened: entries go to standard error.");
-    }
+    const char* path = environmentText(kFileVariable);
+    if (const std::uint64_t most = maxBytes(); path && !file->open(path, most))
+        complainAboutFile(path, "go to standard error");
     log.file = file.release();
     log.sink = sink.release();
+}
+
+// Files and sinks are never destroyed, as the log itself: a program chooses once or twice.
+void useOutlets(Log& log, std::unique_ptr<LogFile> file, bool standardError) {
+    std::unique_ptr<LogFile> terminal = standardError ? std::make_unique<LogFile>() : nullptr;
+    std::unique_ptr<LineSink> echo = file && terminal ? std::make_unique<LineSink>(*terminal) : nullptr;
+    LogFile* const first = file ? file.get() : terminal.get();
+    std::unique_ptr<LineSink> sink = first ? std::make_unique<LineSink>(*first) : nullptr;
+    log.file = first;
+    log.sink = sink.release();
+    log.echo = echo.release();
+    log.isInMemoryAlone = first == nullptr;
+    for (LogRow& row : log.rows) row.end();
+    static_cast<void>(file.release());
+    static_cast<void>(terminal.release());
+}
+
+// False: the file that was asked for cannot be opened.
+bool setDestination(Log& log, const LogDestination& destination) {
+    const bool isAskedFor = destination.file && *destination.file;
+    const char* path = isAskedFor ? destination.file : environmentText(kFileVariable);
+    std::unique_ptr<LogFile> file = path ? std::make_unique<LogFile>() : nullptr;
+    if (file && !file->open(path, maxBytes())) {
+        if (isAskedFor) return false;
+        complainAboutFile(path, destination.standardError ? "go to standard error" : "are kept in memory");
+        file.reset();
+    }
+    if (!log.kept) log.kept = new KeptLog;  // never destroyed, as the log itself
+    useOutlets(log, std::move(file), destination.standardError != 0);
+    return true;
 }
 
 void sayOverfull(Log& log) {
@@ -209,7 +223,9 @@ void sayOverfull(Log& log) {
 // False: it is lost, and not yet counted as lost.
 bool writeLine(Log& log, LogSink origin, std::chrono::system_clock::time_point time, const std::string& line) {
     const char* name = kSinkNames[static_cast<int>(origin)];
-    log.sink->log(spdlog::details::log_msg(time, spdlog::source_loc{}, name, spdlog::level::info, line));
+    const spdlog::details::log_msg message(time, spdlog::source_loc{}, name, spdlog::level::info, line);
+    log.sink->log(message);
+    if (log.echo) log.echo->log(message);
     const std::size_t lost = log.sink->takeLost();
     sayOverfull(log);
     if (lost > 1) log.lost += lost - 1;
@@ -267,7 +283,14 @@ void writeAllRepeats(Log& log) {
     for (LogRow* row : rows) writeRepeats(log, *row);
 }
 
+void keep(KeptLog& kept, const LogEntryView& entry) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    kept.add(entry, std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
 void add(Log& log, const LogEntryView& entry) {
+    if (log.kept) keep(*log.kept, entry);
+    if (log.isInMemoryAlone) return;
     if (!log.sink) openLog(log);
     LogRow& row = log.rows[static_cast<int>(entry.sink)];
     const auto now = LogRow::Clock::now();
@@ -368,4 +391,23 @@ void LogCore_SetCapture(void (*function)(void* context, const LogEntryView* entr
     const std::lock_guard lock(log.mutex);
     log.capture = function;
     log.captureContext = context;
+}
+
+int LogCore_SetDestination(const LogDestination* destination) {
+    if (!destination) return 0;
+    const ErrorsOfCaller errors;
+    try {
+        Log& log = theLog();
+        const std::lock_guard lock(log.mutex);
+        return setDestination(log, *destination) ? 1 : 0;
+    } catch (...) {
+        return 0;  // out of memory
+    }
+}
+
+int LogCore_NextKept(unsigned long long* number, LogKeptEntry* entry) {
+    if (!number || !entry) return 0;
+    Log& log = theLog();
+    const std::lock_guard lock(log.mutex);
+    return log.kept && log.kept->next(*number, *entry) ? 1 : 0;
 }

@@ -41,3 +41,19 @@ struct ObjectFolderSight {
 
 /// Looks at the folder. Any thread.
 ObjectFolderSight platform_lookAtObjectFolder();
+
+/// Objects that this process cannot reach by their names.
+struct ObjectsElsewhere {
+    /// A folder of another user's objects, into which this user may not look.
+    struct Folder {
+        std::string path;
+        std::string owner;  // for people: "user anna (1001)"
+        bool isForeign;     // its name is not its owner's: a container, or another name space of users, made it
+    };
+    std::string ownSpace;             // name of this process's name space
+    std::vector<std::string> spaces;  // other name spaces of this user that have the object, in byte order
+    std::vector<Folder> folders;      // by path
+};
+
+/// Looks where else an event of that name may be. Nothing on a system that has no such places. Any thread.
+ObjectsElsewhere platform_lookElsewhere(const char* eventName);

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,12 +60,8 @@ void lookAtFiles(ObjectFolderSight& sight) {
     std::sort(sight.wrongFiles.begin(), sight.wrongFiles.end());
 }
 
-}  // namespace
-
-ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
-    const std::string parent = ObjectParent_Look().path;
-    if (parent.empty()) return {};
-    const Descriptor folder(openFolder(parent + "/" + ObjectFolder_Space()));
+ObjectSight lookInto(const std::string& folderPath, const char* name, std::size_t contentBytes) {
+    const Descriptor folder(openFolder(folderPath));
     if (folder.get() < 0) return {};
     const std::string fileName = ObjectFolder_FileName(name);
     const Descriptor file(openForLooking(folder.get(), fileName.c_str()));
@@ -85,6 +83,57 @@ ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
     return sight;
 }
 
+// Calls back with each entry of a folder.
+template <typename Action>
+void forEachEntryOf(const std::string& path, Action action) {
+    const FolderEntries entries = folderEntries(openFolder(path));
+    if (!entries) return;
+    while (const dirent* entry = readdir(entries.get())) {
+        if (entry->d_name[0] != '.') action(dirfd(entries.get()), std::string(entry->d_name));
+    }
+}
+
+std::string userText(uid_t user) {
+    passwd entry{};
+    passwd* found = nullptr;
+    char buffer[4096];
+    const std::string number = std::to_string(user);
+    if (getpwuid_r(user, &entry, buffer, sizeof buffer, &found) != 0 || !found) return "user " + number;
+    return std::string("user ") + entry.pw_name + " (" + number + ")";
+}
+
+// The name of a name space, of that of its folder.
+std::string decoded(const std::string& folder) {
+    std::string name;
+    for (std::size_t at = 0; at < folder.size(); ++at) {
+        const bool isCode = folder[at] == '%' && at + 2 < folder.size();
+        name += isCode ? static_cast<char>(std::strtol(folder.substr(at + 1, 2).c_str(), nullptr, 16)) : folder[at];
+        if (isCode) at += 2;
+    }
+    return name;
+}
+
+constexpr const char* kFolderStem = "dorven-objects-";
+
+// A folder by a name like those of this layer that belongs to somebody else.
+void lookAtForeign(int root, const std::string& name, std::vector<ObjectsElsewhere::Folder>& folders) {
+    struct stat status {};
+    if (!name.starts_with(kFolderStem) || fstatat(root, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISDIR(status.st_mode) || status.st_uid == geteuid())
+        return;
+    const std::string named = kFolderStem + std::to_string(status.st_uid);
+    const bool isForeign = name != named && !name.starts_with(named + "-");
+    folders.push_back({ObjectParent_Place().root + "/" + name, userText(status.st_uid), isForeign});
+}
+
+}  // namespace
+
+ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
+    const std::string parent = ObjectParent_Look().path;
+    if (parent.empty()) return {};
+    return lookInto(parent + "/" + ObjectFolder_Space(), name, contentBytes);
+}
+
 ObjectFolderSight platform_lookAtObjectFolder() {
     ObjectFolderSight sight;
     sight.has = true;
@@ -97,4 +146,20 @@ ObjectFolderSight platform_lookAtObjectFolder() {
     sight.problem = ObjectParent_ProblemOf(sight.path, sight.exists);
     if (sight.exists && sight.problem.empty()) lookAtFiles(sight);
     return sight;
+}
+
+ObjectsElsewhere platform_lookElsewhere(const char* eventName) {
+    ObjectsElsewhere elsewhere;
+    const std::string own = ObjectFolder_Space();
+    elsewhere.ownSpace = decoded(own);
+    const std::string parent = ObjectParent_Look().path;
+    forEachEntryOf(parent, [&](int, const std::string& space) {
+        const bool has = lookInto(parent + "/" + space, eventName, 0).kind == ObjectSight::Kind::event;
+        if (has && space != own) elsewhere.spaces.push_back(decoded(space));
+    });
+    forEachEntryOf(ObjectParent_Place().root,
+                   [&](int root, const std::string& name) { lookAtForeign(root, name, elsewhere.folders); });
+    std::sort(elsewhere.spaces.begin(), elsewhere.spaces.end());
+    std::ranges::sort(elsewhere.folders, {}, &ObjectsElsewhere::Folder::path);
+    return elsewhere;
 }

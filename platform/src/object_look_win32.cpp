@@ -38,4 +38,6 @@ ObjectSight platform_lookAtObject(const char* name, std::size_t contentBytes) {
     return {ObjectSight::Kind::unreadable, 0, {}};
 }
 
+ObjectsElsewhere platform_lookElsewhere(const char* /*eventName*/) { return {}; }
+
 ObjectFolderSight platform_lookAtObjectFolder() { return {}; }

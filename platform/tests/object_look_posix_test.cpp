@@ -9,10 +9,14 @@
 
 #include "child_process.h"
 #include "object_look.h"
+#include "object_parent_posix.h"
 #include "platform.h"
+#include "stopwatch.h"
+#include "temporary_folder.h"
 
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Kind = ObjectSight::Kind;
@@ -97,6 +101,62 @@ TEST_F(ObjectLookPosixTest, WrongRightsAreTold) {
 TEST_F(ObjectLookPosixTest, FolderThatIsNoneIsTold) {
     std::ofstream(_path) << "a file";
     EXPECT_THAT(platform_lookAtObjectFolder().problem, HasSubstr(" is no folder"));
+}
+
+// Arguments: the name of the event.
+CHILD_ROLE(holdsAnEventUntilKilled) {
+    if (!CreateEventA(nullptr, FALSE, FALSE, arguments.at(0).c_str())) return 1;
+    pause();
+    return 0;
+}
+
+TEST_F(ObjectLookPosixTest, EventOfAnotherNameSpaceIsFoundThere) {
+    const std::string own = getenv(kVariable);
+    const std::string other = test::uniqueName("other space");
+    const std::string event = test::uniqueName("elsewhere");
+    setenv(kVariable, other.c_str(), 1);
+    test::ChildProcess holder("holdsAnEventUntilKilled", {event});
+    setenv(kVariable, own.c_str(), 1);
+    const auto spaces = [&event] { return platform_lookElsewhere(event.c_str()).spaces; };
+    EXPECT_TRUE(test::becomesTrue([&] { return !spaces().empty(); }));
+    EXPECT_THAT(spaces(), ElementsAre(other));
+    EXPECT_EQ(platform_lookElsewhere(event.c_str()).ownSpace, own);
+    setenv(kVariable, other.c_str(), 1);
+    EXPECT_THAT(spaces(), IsEmpty()) << "this is where it is looked for anyway";
+    holder.kill();
+    setenv(kVariable, own.c_str(), 1);
+    EXPECT_THAT(spaces(), IsEmpty());
+}
+
+// Another place for the folders of all users.
+class ForeignFolderTest : public testing::Test {
+protected:
+    ForeignFolderTest() : _former(ObjectParent_Place()) { ObjectParent_Place().root = _root.path(); }
+    ~ForeignFolderTest() override { ObjectParent_Place() = _former; }
+    void make(const std::string& name, uid_t owner) {
+        std::filesystem::create_directory(_root.path() + "/" + name);
+        ASSERT_EQ(chown((_root.path() + "/" + name).c_str(), owner, static_cast<gid_t>(-1)), 0);
+    }
+
+    test::TemporaryFolder _root;
+    ObjectPlace _former;
+};
+
+TEST_F(ForeignFolderTest, FoldersOfOthersAreToldByOwnerAndName) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a folder to somebody else";
+    make("dorven-objects-54321", 54321);
+    make("dorven-objects-54321-00aa", 54321);
+    make("dorven-objects-1000", 54321);
+    make("dorven-objects-0", 0);
+    make("another", 54321);
+    const auto folders = platform_lookElsewhere("any").folders;
+    ASSERT_EQ(folders.size(), 3u);
+    EXPECT_EQ(folders[0].path, _root.path() + "/dorven-objects-1000");
+    EXPECT_TRUE(folders[0].isForeign) << "made where that user has another number";
+    EXPECT_EQ(folders[1].path, _root.path() + "/dorven-objects-54321");
+    EXPECT_EQ(folders[1].owner, "user 54321");
+    EXPECT_FALSE(folders[1].isForeign);
+    EXPECT_FALSE(folders[2].isForeign);
 }
 
 }  // namespace

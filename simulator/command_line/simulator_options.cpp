@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "image_size.h"
+#include "log_options.h"
 #include "option_checks.h"
 #include "option_sources.h"
 #include "surroundings.h"
@@ -169,6 +170,7 @@ Commands addCommands(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
     commands.ask =
         app.add_subcommand("ask", "Ask the camera for image size, pixel size and image format, and show its answers");
     addAskOptions(*commands.ask, options.asking);
+    options::addLogOptions(*commands.ask, options.log);
     commands.list = app.add_subcommand("patterns", "Show the patterns that can be drawn");
     commands.list->add_flag("--list", raw.listed, "As a table on standard output (default)")->default_str("true");
     commands.list->add_flag("--json", options.listsAsJson, "As one JSON object");
@@ -259,6 +261,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     addFaultOption(app, options.faults);
     addScriptOptions(app, options.faults);
     app.option_defaults()->group("Options");
+    options::addLogOptions(app, options.log);
     const Commands commands = addCommands(app, options, raw);
     addFooters(app, commands);
     if (const auto exitCode = options::parse(app, argc, argv, data, people, surroundings)) return exitCode;

@@ -13,6 +13,7 @@
 #include "pacing_options.h"
 #include "pattern_options.h"
 #include "picture_options.h"
+#include "program_log.h"
 
 struct Surroundings;
 
@@ -37,6 +38,7 @@ struct SimulatorOptions {
 
     AskOptions asking;         // ask
     bool listsAsJson = false;  // patterns
+    options::LogOptions log;   // run, ask
 };
 
 /// Reads a command line. Options from the user win over the configuration file.

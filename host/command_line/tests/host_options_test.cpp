@@ -76,6 +76,23 @@ TEST(HostOptionsTest, EveryOptionOfGrabIsTaken) {
     EXPECT_TRUE(parsed.options.grab.json);
 }
 
+TEST(HostOptionsTest, LimitsSayWhetherASimulatorIsRequiredUnlessAnOptionDoes) {
+    EXPECT_EQ(parse({"grab"}).options.grab.requireSimulator, std::nullopt);
+    EXPECT_EQ(parse({"verify", "--fault-log", "x", "--max-lost", "0"}).options.verify.requireSimulator, std::nullopt);
+    EXPECT_EQ(parse({"grab", "--require-simulator"}).options.grab.requireSimulator, true);
+    EXPECT_EQ(parse({"grab", "--no-require-simulator"}).options.grab.requireSimulator, false);
+    EXPECT_EQ(parse({"grab", "--require-simulator", "--no-require-simulator"}).options.grab.requireSimulator, false);
+    EXPECT_EQ(parse({"grab", "--no-require-simulator", "--require-simulator"}).options.grab.requireSimulator, true);
+}
+
+TEST(HostOptionsTest, EachCommandTakesAFileForTheLogAndShowsIt) {
+    EXPECT_EQ(parse({"info", "--log", "a file"}).options.log.file, "a file");
+    EXPECT_FALSE(parse({"info"}).options.log.verbose);
+    EXPECT_TRUE(parse({"ask-snap", "-v"}).options.log.verbose);
+    EXPECT_EQ(parse({"verify", "--fault-log", "x", "--findings", host::defaultPluginPath().c_str(), "-v"}).exitCode,
+              std::nullopt);
+}
+
 TEST(HostOptionsTest, GrabTakesJsonLinesWithFrames) {
     EXPECT_FALSE(parse({"grab"}).options.grab.jsonLines);
     EXPECT_TRUE(parse({"grab", "--json-lines"}).options.grab.jsonLines);

@@ -109,7 +109,9 @@ TEST_F(SnapTest, OtherImagesInTimeEndWithThreeAndAreCounted) {
                   self.deliver(faked().data());
               }),
               host::kExitNoImage);
-    EXPECT_EQ(_people.str(), "dorven-host: no simulated image came for 0.2 s, but 2 others; --any takes those\n");
+    EXPECT_EQ(_people.str(),
+              "dorven-host: no simulated image came for 0.2 s, but 2 others; --any takes those; no simulator is "
+              "running: start dorven-simulator; `dorven-host doctor` tells more\n");
     EXPECT_FALSE(std::filesystem::exists(_options.file));
 }
 
@@ -117,7 +119,10 @@ TEST_F(SnapTest, NoImageInTimeEndsWithThree) {
     _options.timeoutSeconds = 0.1;
     _options.anyImage = true;
     EXPECT_EQ(run([](ScriptedDevice&) {}), host::kExitNoImage);
-    EXPECT_EQ(_people.str(), "dorven-host: no image came for 0.1 s\n");
+    EXPECT_EQ(
+        _people.str(),
+        "dorven-host: no image came for 0.1 s; no simulator is running: start dorven-simulator; `dorven-host doctor` "
+        "tells more\n");
 }
 
 TEST_F(SnapTest, ExistingFileIsRefusedBeforeTheCameraIsOpened) {

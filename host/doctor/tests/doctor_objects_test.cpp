@@ -63,7 +63,8 @@ protected:
 
 TEST_F(DoctorObjectsTest, NothingThereIsOnlyAMissingSimulator) {
     examine();
-    EXPECT_THAT(warnings(), testing::ElementsAre("programs: no simulator runs: the camera fakes images after 22 s"));
+    EXPECT_THAT(warnings(),
+                testing::ElementsAre("programs: no simulator is running: the camera fakes images after 22 s"));
     EXPECT_THAT(problems(), IsEmpty());
     EXPECT_THAT(ok(), Contains("link: the camera's end is free, the simulator's end is free"));
     EXPECT_THAT(ok(), Contains("link: camera to simulator: no memory, nobody has asked yet"));

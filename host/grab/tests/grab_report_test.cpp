@@ -189,6 +189,9 @@ TEST(GrabReportTest, WhatWasNotVerifiedIsToldWithItsReason) {
 TEST(GrabReportTest, GrabInWhichNothingWasVerifiedSaysSo) {
     GrabResults results;
     results.images = results.faked = 5;
+    EXPECT_EQ(unverified(results),
+              "dorven-host: all 5 images are faked: the camera made them itself, as no simulator sent any\n");
+    results.faked = 4;
     EXPECT_EQ(unverified(results), "dorven-host: no image of this grab was verified\n");
     results.torn = 1;
     EXPECT_EQ(

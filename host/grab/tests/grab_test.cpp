@@ -21,6 +21,7 @@ using host::GrabOptions;
 using test::kFormat;
 using test::ScriptedDevice;
 using test::simulated;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -35,6 +36,7 @@ protected:
         device.record.bytesPerPixel = 1;
         _grab = std::make_unique<Grab>(device, _options, _people);
         for (host::GrabObserver* const observer : _observers) _grab->watch(*observer);
+        _grab->watchSimulator({[this] { return _simulatorRuns.load(); }, _patienceNs});
         const int exitCode = _grab->run();
         host::tellFindings(_grab->findings(), _people);
         EXPECT_EQ(device.function, nullptr) << "no callback is left behind";
@@ -46,6 +48,8 @@ protected:
     std::ostringstream _people;
     std::vector<host::GrabObserver*> _observers;
     std::unique_ptr<Grab> _grab;
+    std::atomic<bool> _simulatorRuns{true};
+    std::int64_t _patienceNs = 2'000'000'000;
 };
 
 TEST_F(GrabTest, EndsWhenTheWantedImagesHaveComeAndCountsNoMore) {
@@ -168,6 +172,117 @@ TEST_F(GrabTest, NoImageInTimeEndsWithThree) {
     EXPECT_THAT(people(), HasSubstr("no image came for 0.2 s; another host may hold the camera's images, or one was "
                                     "killed: restart the simulator"));
     EXPECT_EQ(device.freezes, 1);
+}
+
+TEST_F(GrabTest, NoImageInTimeSaysThatNoSimulatorIsRunning) {
+    _options.timeoutSeconds = 0.2;
+    _simulatorRuns = false;
+    ScriptedDevice device([](ScriptedDevice&) {});
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_THAT(people(), EndsWith("dorven-host: no image came for 0.2 s; no simulator is running: start "
+                                   "dorven-simulator; `dorven-host doctor` tells more\n"));
+}
+
+TEST_F(GrabTest, SilenceAfterTheSimulatorHasEndedSaysSo) {
+    _options.timeoutSeconds = 0.2;
+    _simulatorRuns = false;
+    ScriptedDevice device([](ScriptedDevice& self) { self.deliver(simulated(0).data()); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_THAT(people(),
+                HasSubstr("no image came for 0.2 s; the simulator has ended: start dorven-simulator again\n"));
+}
+
+TEST_F(GrabTest, PeopleAreToldOnceThatNoSimulatorIsRunning) {
+    _options.timeoutSeconds = 2.5;  // longer than the second between two looks
+    _patienceNs = 0;
+    _simulatorRuns = false;
+    ScriptedDevice device([](ScriptedDevice&) {});
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    const std::string advice = std::string("dorven-host: ") + host::kNoSimulator + "\n";
+    const std::size_t first = people().find(advice);
+    ASSERT_NE(first, std::string::npos) << people();
+    EXPECT_EQ(people().find(advice, first + 1), std::string::npos) << people();
+}
+
+TEST_F(GrabTest, NobodyIsToldWhileASimulatorRunsOrImagesCome) {
+    _options.timeoutSeconds = 0.2;
+    _patienceNs = 0;
+    ScriptedDevice silent([](ScriptedDevice&) {});
+    EXPECT_EQ(run(silent), host::kExitNoImage);
+    EXPECT_THAT(people(), Not(HasSubstr("no simulator is running")));
+}
+
+class AdvisedObserver : public host::GrabObserver {
+public:
+    void onSecond(const host::SecondNumbers& numbers) override { sawNone = sawNone || numbers.noSimulator; }
+    bool showsAdvice() const override { return true; }
+    bool goesOn() const override { return !sawNone; }
+    bool sawNone = false;
+};
+
+TEST_F(GrabTest, LiveLineShowsTheAdviceInPlaceOfAMessage) {
+    _patienceNs = 0;
+    _simulatorRuns = false;
+    AdvisedObserver observer;
+    _observers = {&observer};
+    ScriptedDevice device([](ScriptedDevice&) {});
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_TRUE(observer.sawNone);
+    EXPECT_THAT(people(), Not(HasSubstr("no simulator is running")));
+}
+
+void deliverFakes(ScriptedDevice& device, int count) {
+    std::vector<unsigned char> fake(kFormat.bytes(), 10);
+    for (int image = 0; image < count; ++image) device.deliver(fake.data());
+}
+
+TEST_F(GrabTest, FakedImageBeforeTheRequiredSimulatorEndsWithThreeAndIsNotTaken) {
+    const test::TemporaryFolder folder;
+    _options.requireSimulator = true;
+    _options.imageCount = 3;
+    _options.save.folder = folder.path();
+    _simulatorRuns = false;
+    ScriptedDevice device([](ScriptedDevice& self) { deliverFakes(self, 3); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_EQ(_grab->results().images, 0u);
+    EXPECT_EQ(_grab->saved().saved, 0u);
+    EXPECT_STREQ(_grab->end(), "no_simulator");
+    EXPECT_THAT(people(), HasSubstr("dorven-host: the camera began to fake images before a simulator sent one, and the "
+                                    "limits or --require-simulator need one; no simulator is running: start "
+                                    "dorven-simulator; `dorven-host doctor` tells more\n"));
+}
+
+TEST_F(GrabTest, RequiredSimulatorThatRunsAndSendsNothingIsToldAsThat) {
+    _options.requireSimulator = true;
+    ScriptedDevice device([](ScriptedDevice& self) { deliverFakes(self, 1); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_THAT(people(), HasSubstr("a simulator runs and sends nothing: it may hang or be paused"));
+}
+
+TEST_F(GrabTest, LimitThatCountsImagesRequiresASimulator) {
+    _options.limits[0] = 0.0;  // --max-lost
+    ScriptedDevice device([](ScriptedDevice& self) { deliverFakes(self, 3); });
+    EXPECT_EQ(run(device), host::kExitNoImage);
+}
+
+TEST_F(GrabTest, SimulatorThatIsNotRequiredMayBeMissingWhateverTheLimits) {
+    _options.limits[0] = 0.0;
+    _options.requireSimulator = false;
+    _options.imageCount = 3;
+    ScriptedDevice device([](ScriptedDevice& self) { deliverFakes(self, 3); });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(_grab->results().faked, 3u);
+}
+
+TEST_F(GrabTest, RequiredSimulatorThatCameAndWentEndsWithFourAlsoWithoutStrips) {
+    _options.requireSimulator = true;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        std::vector<unsigned char> stripless(kFormat.bytes(), 77);
+        self.deliver(stripless.data());
+        deliverFakes(self, 2);
+    });
+    EXPECT_EQ(run(device), host::kExitConnectionLost);
+    EXPECT_EQ(_grab->results().faked, 1u);
 }
 
 TEST_F(GrabTest, SilenceAfterImagesEndsWithThreeAndKeepsWhatWasMeasured) {

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator_presence.h"
+
 namespace {
 
 using host::liveLine;
@@ -50,6 +52,14 @@ TEST(LiveLineTest, NamesUnverifiedImagesAndWhyMostOfThemAre) {
 TEST(LiveLineTest, HasADashForWhatWasNotMeasured) {
     EXPECT_EQ(liveLine({}, 0, 200, true),
               "0 images  -/s  lost 0  repeated 0  torn 0  faked 0  period -/-/- ms  latency -/- ms  CPU - %");
+}
+
+TEST(LiveLineTest, SaysWhatToDoWithoutASimulator) {
+    SecondNumbers none;
+    none.noSimulator = true;
+    EXPECT_EQ(liveLine(none, 0, 120, false), host::kNoSimulator);
+    EXPECT_EQ(liveLine(none, 0, 79, false), host::kNoSimulatorInShort);
+    EXPECT_EQ(liveLine(none, 0, 24, true), "\x1B[31mno simulator is running:\x1B[0m");
 }
 
 TEST(LiveLineTest, LeavesOutWhatTheTerminalHasNoRoomFor) {

@@ -230,6 +230,17 @@ TEST(GrabLimitsTest, BrokenOnesComeInTheOrderOfTheRows) {
     EXPECT_STREQ(broken[1].row->option, "--min-fps");
 }
 
+TEST(GrabLimitsTest, LimitsThatCountImagesNeedASimulatorUnlessFakedOnesAreAllowed) {
+    EXPECT_FALSE(host::needSimulator({}));
+    for (const char* option : {"--max-lost", "--max-faked", "--min-fps", "--min-images", "--max-stale"})
+        EXPECT_TRUE(host::needSimulator(only(option, 0))) << option;
+    for (const char* option : {"--max-jitter-us", "--max-latency-us", "--max-pause-s"})
+        EXPECT_FALSE(host::needSimulator(only(option, 0))) << option;
+    Limits allowing = only("--min-images", 100);
+    allowing[rowOf("--max-faked")] = 1;
+    EXPECT_FALSE(host::needSimulator(allowing));
+}
+
 TEST(GrabLimitsTest, LatencyLimitIsTheLateImagesInNanoseconds) {
     EXPECT_EQ(host::latencyLimitNs({}), std::nullopt);
     EXPECT_EQ(host::latencyLimitNs(only("--max-latency-us", 1.5)), 1500);

@@ -102,6 +102,20 @@ TEST_F(VerifyTest, ExactlyTheInjectedFaultEndsWithZero) {
     EXPECT_FALSE(object.contains("event"));
 }
 
+TEST_F(VerifyTest, RequiredSimulatorThatDidNotComeEndsWithThreeWhateverTheLogSays) {
+    log(std::string(kRun) + kDropTwo);
+    _options.requireSimulator = true;
+    _options.json = true;
+    EXPECT_EQ(verify([](ScriptedDevice& device) {
+                  std::vector<unsigned char> fake(kFormat.bytes(), 10);
+                  device.deliver(fake.data());
+              }),
+              host::kExitNoImage)
+        << people();
+    EXPECT_EQ(problem(), "no simulator came");
+    EXPECT_EQ(data()["grab"]["end"], "no_simulator");
+}
+
 TEST_F(VerifyTest, SavedImagesAreTold) {
     log(std::string(kRun) + kDropTwo);
     _options.save.folder = _folder.path("images");

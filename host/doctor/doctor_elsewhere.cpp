@@ -1,0 +1,41 @@
+// Simulators where this program cannot see them.
+#include <algorithm>
+
+#include "doctor_checks.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kCheck = "programs";
+constexpr const char* kVariable = "PLATFORM_OBJECT_NAMESPACE";
+constexpr const char* kUsualSpace = "default";  // that of a program without the variable
+constexpr std::size_t kMaxTold = 3;
+
+std::string settingOf(const std::string& space) {
+    return space == kUsualSpace ? std::string("without ") + kVariable : std::string("with ") + kVariable + "=" + space;
+}
+
+}  // namespace
+
+void tellElsewhere(const ObjectsElsewhere& elsewhere, Findings& findings) {
+    for (std::size_t index = 0; index < std::min(elsewhere.spaces.size(), kMaxTold); ++index) {
+        const std::string& space = elsewhere.spaces[index];
+        add(findings, kCheck, FindingLevel::warning,
+            "a simulator runs in name space \"" + space + "\"; this program looks in \"" + elsewhere.ownSpace + "\"",
+            "start the host " + settingOf(space) + " to use that simulator");
+    }
+    if (elsewhere.spaces.size() > kMaxTold)
+        add(findings, kCheck, FindingLevel::ok,
+            "simulators run in " + std::to_string(elsewhere.spaces.size() - kMaxTold) + " more name spaces");
+    for (std::size_t index = 0; index < std::min(elsewhere.folders.size(), kMaxTold); ++index) {
+        const ObjectsElsewhere::Folder& folder = elsewhere.folders[index];
+        add(findings, kCheck, FindingLevel::warning,
+            folder.path + " belongs to " + folder.owner +
+                (folder.isForeign ? " and was made in a container: a simulator there" : ": a simulator of that user") +
+                " cannot be reached from here",
+            folder.isForeign ? "if it is the one you want, run host and simulator in one container"
+                             : "if it is the one you want, run host and simulator as one user");
+    }
+}
+
+}  // namespace host
