@@ -30,7 +30,7 @@ page() { # page's name, command …
 version=$("$program" --version | awk '{ print $NF }')
 page "$name" "$program"
 commands=$("$program" --help |
-    awk '/^Subcommands:/ { inside = 1; next } inside && /^  [a-z]/ { print $1 } /^$/ { inside = 0 }')
+    awk '/^Commands:/ { inside = 1; next } inside && /^  [a-z]/ { print $1 } /^$/ { inside = 0 }')
 [ -n "$commands" ] || { echo "man_pages: $name has no commands" >&2; exit 1; }
 for command in $commands; do
     page "$name-$command" "$program" "$command"

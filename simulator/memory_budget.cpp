@@ -17,10 +17,16 @@ constexpr std::size_t kShareOfMachine = 4;
 /// One that waits for its successor, one that is delivered twice, and half of the previous one for torn images.
 constexpr std::size_t kCopiesForFaults = 3;
 
-std::size_t allowed(const SimulatorOptions& options) {
-    if (options.maxMemoryMb) return *options.maxMemoryMb * kMegabyte;
+// All when the system does not tell.
+std::size_t machineBytes() {
     const std::uint64_t machine = platform_machineMemoryBytes();
-    return machine != 0 ? static_cast<std::size_t>(machine / kShareOfMachine) : std::numeric_limits<std::size_t>::max();
+    return machine != 0 ? static_cast<std::size_t>(machine) : std::numeric_limits<std::size_t>::max();
+}
+
+// What the machine does not have cannot be allowed.
+std::size_t allowed(const SimulatorOptions& options) {
+    const std::size_t machine = machineBytes();
+    return options.maxMemoryMb ? std::min(*options.maxMemoryMb * kMegabyte, machine) : machine / kShareOfMachine;
 }
 
 bool mayFault(const FaultOptions& options) {
@@ -48,13 +54,15 @@ std::string MemoryBudget::problem(const frames::ImageFormat& format, std::size_t
     if (needed <= _bytes) return {};
     // If true, smaller images would need as much memory.
     const bool isRoom = _roomForBytes > format.bytes();
+    const bool isMachine = _bytes == machineBytes();
     const std::string room =
         isRoom ? " that has room for the images of a camera (" + formatText(kDefaultFormat) + ")" : "";
     return "images of " + formatText(format) + ", take " + megabytes(needed + kMegabyte - 1) + " with a ring of " +
            std::to_string(_lineCount) + room + (_held.images != 0 ? " and the images so far" : "") +
-           ", and --max-memory allows " + megabytes(_bytes) + ": allow more, " +
-           (isRoom ? "give --size or --no-ask, which need no such room, or take fewer --lines"
-                   : "or take smaller images or fewer --lines");
+           (isMachine ? ", and this machine has " : ", and --max-memory allows ") + megabytes(_bytes) +
+           (isMachine ? ": " : ": allow more, ") +
+           (isRoom ? std::string("give --size or --no-ask, which need no such room, or take fewer --lines")
+                   : std::string(isMachine ? "" : "or ") + "take smaller images or fewer --lines");
 }
 
 }  // namespace simulator

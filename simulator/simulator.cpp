@@ -23,11 +23,24 @@ constexpr std::chrono::milliseconds kFirstAnswer{500};
 /// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
 
+/// The options with --duration as a number of frames, where that is the smaller one.
+SimulatorOptions inFrames(SimulatorOptions options) {
+    PacingOptions& pacing = options.pacing;
+    if (pacing.durationNs == 0) return options;
+    const std::uint64_t frames = PacingGrid(0, pacing.framesPerSecond).latestAt(pacing.durationNs - 1) + 1;
+    if (pacing.frameCount != 0 && pacing.frameCount <= frames) {
+        pacing.durationNs = 0;
+    } else {
+        pacing.frameCount = frames;
+    }
+    return options;
+}
+
 }  // namespace
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
                      Faults* faults)
-    : _options(options),
+    : _options(inFrames(options)),
       _source(&source),
       _firstSource(source),
       _people(people),
@@ -46,7 +59,7 @@ int Simulator::run() {
         return kFailed;
     }
     if (_camera && !_camera->waitForNews(kFirstAnswer))
-        _people << kProgram << "no camera answers yet; going on without, and asking again" << std::endl;
+        progress() << kProgram << "no camera answers yet; going on without, and asking again" << std::endl;
     followCamera();
     tellFormat();
     FaultLog* const log = _faults ? _faults->log() : nullptr;
@@ -101,7 +114,15 @@ void Simulator::deliver(std::uint64_t frameNumber) {
 
 /// @return False when there is no ring any more.
 bool Simulator::deliverOnGrid() {
-    const PacingGrid grid(platform_monotonicNanoseconds(), _options.pacing.framesPerSecond);
+    const std::int64_t startNs = platform_monotonicNanoseconds();
+    if (_options.pacing.durationNs != 0) _endNs = startNs + _options.pacing.durationNs;
+    if (!deliverFrames(PacingGrid(startNs, _options.pacing.framesPerSecond))) return false;
+    if (_options.pacing.durationNs != 0) sleepUntil(_endNs);
+    return true;
+}
+
+/// @return False when there is no ring any more.
+bool Simulator::deliverFrames(const PacingGrid& grid) {
     for (std::uint64_t frame = 0; isWanted(frame);) {
         if (!drawInTime(grid, frame) || !sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
@@ -202,10 +223,11 @@ void Simulator::followCamera() {
 }
 
 void Simulator::takeFormat(const frames::ImageFormat& camera) {
-    _people << kProgram << "the camera has " << formatText(camera);
+    const std::string told = kProgram + ("the camera has " + formatText(camera));
     // Pictures are not loaded again for a camera that only has been opened anew: images go on meanwhile.
     if (formatFor(_options, camera) == format()) {
-        _people << (format() == camera ? "" : ", but the options ask for " + formatText(format())) << std::endl;
+        progress() << told << (format() == camera ? "" : ", but the options ask for " + formatText(format()))
+                   << std::endl;
         return;
     }
     std::string problem;
@@ -216,10 +238,10 @@ void Simulator::takeFormat(const frames::ImageFormat& camera) {
         problem = "out of memory";
     }
     if (!source) {
-        _people << "; " << problem << "; going on with " << formatText(format()) << std::endl;
+        _people << told << "; " << problem << "; going on with " << formatText(format()) << std::endl;
         return;
     }
-    _people << std::endl;
+    progress() << told << std::endl;
     changeSource(std::move(source));
 }
 
@@ -260,10 +282,10 @@ bool Simulator::ringIsThere() {
 }
 
 void Simulator::tellFormat() {
-    _people << kProgram << formatText(format()) << ", " << rateText(_options.pacing.framesPerSecond)
-            << " images per second, ring of " << _options.delivery.lineCount << " ("
-            << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
-            << (_options.pacing.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
+    progress() << kProgram << formatText(format()) << ", " << rateText(_options.pacing.framesPerSecond)
+               << " images per second, ring of " << _options.delivery.lineCount << " ("
+               << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
+               << (_options.pacing.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
     tellStripless();
 }
 

@@ -61,6 +61,7 @@ public:
 
 private:
     bool deliverOnGrid();
+    bool deliverFrames(const PacingGrid& grid);
     bool isWanted(std::uint64_t frame) const {
         return _options.pacing.frameCount == 0 || frame < _options.pacing.frameCount;
     }
@@ -87,12 +88,14 @@ private:
     void tellFormat();
     void tellStripless();
     void tellTotals();
+    std::ostream& progress() { return _options.quiet ? _silence : _people; }
 
     SimulatorOptions _options;
     ImageSource* _source;
     const ImageSource& _firstSource;             // stays until the end
     std::unique_ptr<ImageSource> _cameraSource;  // what _source points to once the camera has reported another format
     std::ostream& _people;
+    std::ostream _silence{nullptr};  // keeps nothing
     CameraLink* _camera;
     Faults* _faults;
     ImageRing _ring;
@@ -104,8 +107,9 @@ private:
     /// After a stall that is made up for: frames below the first number count as complete when they were due.
     std::optional<std::pair<std::uint64_t, PacingGrid>> _stalled;
     bool _toldTooSmall = false;
-    bool _laid = false;            // the ring was opened once
-    std::int64_t _nextOpenNs = 0;  // a ring that could not be laid anew is tried again then
+    bool _laid = false;               // the ring was opened once
+    std::int64_t _nextOpenNs = 0;     // a ring that could not be laid anew is tried again then
+    std::int64_t _endNs = INT64_MAX;  // of --duration
 };
 
 }  // namespace simulator

@@ -17,9 +17,6 @@ constexpr int kCrashed = 1;
 constexpr std::int64_t kDrainNs = 200'000'000;
 constexpr std::int64_t kDrainLookNs = 100'000;
 
-/// Longer than any run.
-constexpr std::int64_t kForeverNs = INT64_MAX;
-
 std::vector<Expectation> lost(const std::vector<FrameRange>& ranges) {
     std::vector<Expectation> expectations;
     expectations.reserve(ranges.size());
@@ -111,12 +108,12 @@ void Simulator::recreate(std::uint64_t frame) {
     _delivery.tellFault(FaultKind::recreate, frame, lost(unread));
 }
 
-/// Until a stop is requested.
+/// Until a stop is requested, or --duration is over.
 void Simulator::hang(std::uint64_t frame) {
     _nextFrame = frame;
     _delivery.tellFault(FaultKind::hang, frame, {{frames::finding::kStopped, frame, {}, {}}});
     _people << "dorven-simulator: hangs from frame " << frame << " on" << std::endl;
-    while (_timer.sleepUntil(kForeverNs)) {
+    while (platform_monotonicNanoseconds() < _endNs && _timer.sleepUntil(_endNs)) {
     }
 }
 
@@ -145,7 +142,7 @@ std::uint64_t Simulator::disturbRing(const PacingGrid& grid, const Strike& strik
         _ring.spoilHeader(scatter(_faults->seed(), 1, frame));
     }
     _ring.wakeReader();
-    _timer.sleepUntil(grid.dueNs(next));
+    _timer.sleepUntil(std::min(grid.dueNs(next), _endNs));
     _ring.recreateFor(format().bytes());
     _delivery.ringLaid();
     gone.push_back(missed(grid, frame, next));
@@ -156,7 +153,7 @@ std::uint64_t Simulator::disturbRing(const PacingGrid& grid, const Strike& strik
 
 std::uint64_t Simulator::stall(const PacingGrid& grid, const Strike& strike, std::uint64_t frame) {
     const std::uint64_t next = frameAfter(grid, frame, strike.timeNs);
-    const std::int64_t endNs = grid.dueNs(frame) + strike.timeNs;
+    const std::int64_t endNs = std::min(grid.dueNs(frame) + strike.timeNs, _endNs);
     _timer.sleepUntil(endNs);
     const FrameRange range = missed(grid, frame, next);
     if (_options.pacing.late == LatePolicy::skip) {

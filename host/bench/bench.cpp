@@ -12,6 +12,7 @@
 #include "camera_claim.h"
 #include "camera_session.h"
 #include "child_program.h"
+#include "machine_memory.h"
 #include "named_claim.h"
 #include "object_names.h"
 #include "output_file.h"
@@ -25,7 +26,7 @@ namespace {
 
 constexpr std::int64_t kFirstImageNs = 15'000'000'000;  // the camera looks for a simulator every 2 s
 constexpr double kFastestRate = 10000.0;
-constexpr const char* kRingLines = "16";
+constexpr std::size_t kRingLines = 16;
 
 std::string besideThisProgram(const std::string& program) {
     const std::string plugin = defaultPluginPath();
@@ -162,8 +163,8 @@ BenchRun measureRun(NUV::PluginDeviceBase& device, const BenchOptions& options, 
     const auto count = static_cast<std::uint64_t>(rate * (options.seconds + 60.0)) + 1;
     if (!simulator.start(options.simulatorPath,
                          {"--size", std::to_string(size.width) + "x" + std::to_string(size.height), "--bytes-per-pixel",
-                          std::to_string(size.bytesPerPixel), "--fps", std::to_string(rate), "--lines", kRingLines,
-                          "--count", std::to_string(count), "--no-ask"},
+                          std::to_string(size.bytesPerPixel), "--fps", std::to_string(rate), "--lines",
+                          std::to_string(kRingLines), "--count", std::to_string(count), "--no-ask"},
                          error))
         throw Failure{kExitFailed, error};
     Clock clock(static_cast<std::size_t>(rate * options.seconds * 1.5) + 100);
@@ -203,10 +204,12 @@ void measureLimits(const BenchOptions& options, BenchResults& results) {
 BenchResults measureAll(NUV::PluginDeviceBase& device, const BenchOptions& options, std::ostream& people) {
     const ConfigFile config(options);
     BenchResults results;
-    people << "dorven-host: measuring the bare limits" << std::endl;
+    std::ostream silence(nullptr);
+    std::ostream& progress = options.quiet ? silence : people;
+    progress << "dorven-host: measuring the bare limits" << std::endl;
     measureLimits(options, results);
     for (const double rate : options.rates) {
-        people << "dorven-host: measuring at " << rate << " images/s" << std::endl;
+        progress << "dorven-host: measuring at " << rate << " images/s" << std::endl;
         BenchRun run = measureRun(device, options, config.path(), rate);
         std::vector<double> timer = timerLateness(rate, options.seconds);
         throwIfStopped();
@@ -214,12 +217,26 @@ BenchResults measureAll(NUV::PluginDeviceBase& device, const BenchOptions& optio
         run.timerLatenessP99Us = frames::percentile(timer, 0.99);
         results.paced.push_back(run);
     }
-    people << "dorven-host: measuring as fast as the simulator draws" << std::endl;
+    progress << "dorven-host: measuring as fast as the simulator draws" << std::endl;
     results.fastest = measureRun(device, options, config.path(), kFastestRate);
     return results;
 }
 
+// The ring with its empty slot, what the simulator draws and what the plugin fakes; more than the machine has would end
+// some program of it.
+void throwIfTooLarge(const frames::ImageFormat& format) {
+    constexpr std::size_t kMegabyte = 1'000'000;
+    const std::size_t needed = (kRingLines + 3) * format.bytes();
+    const std::uint64_t machine = platform_machineMemoryBytes();
+    if (machine == 0 || needed <= machine) return;
+    throw Failure{kExitFailed, "images of " + std::to_string(format.width) + " x " + std::to_string(format.height) +
+                                   " pixels, " + std::to_string(format.bytesPerPixel) + " bytes per pixel, take " +
+                                   std::to_string(needed / kMegabyte + 1) + " MB, and this machine has " +
+                                   std::to_string(machine / kMegabyte) + " MB: take a smaller --size"};
+}
+
 int measureAndPrint(const BenchOptions& options, std::ostream& data, std::ostream& people) {
+    throwIfTooLarge(options.format);
     if (_access(options.simulatorPath.c_str(), 0) != 0)
         throw Failure{kExitFailed, options.simulatorPath + ": there is no such program; name it with --simulator"};
     if (NamedClaim::isTaken(image_road::kImagesWriter)) throw Failure{kExitFailed, "a simulator runs: end it first"};

@@ -1,6 +1,7 @@
 #include "host_options.h"
 
-#include <initializer_list>
+#include <cstdint>
+#include <limits>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -10,16 +11,15 @@
 #include "log_options.h"
 #include "option_checks.h"
 #include "option_sources.h"
-#include "plugin_library.h"
 #include "save_options.h"
+#include "shared_options.h"
 #include "tool_options.h"
 
 namespace host {
 namespace {
 
-constexpr double kMinTimeout = 0.01;
-constexpr double kMaxTimeout = 86400.0;
 constexpr double kMaxLimit = 1e12;
+constexpr const char* kLimitGroup = "Limits: 0 to 2^53, or 1e12 with a fraction; exit code 1 when one is broken";
 
 void addInfoOptions(CLI::App& command, InfoOptions& options) {
     addCommonOptions(command, options);
@@ -27,15 +27,15 @@ void addInfoOptions(CLI::App& command, InfoOptions& options) {
 }
 
 void addCallOptions(CLI::App& command, CallOptions& options) {
-    addCommonOptions(command, options);
-    command.add_option("ID", options.id, "Number of the command, such as 1107")->required()->type_name("");
-    command.add_option("VALUE", options.value, "Its parameter")->type_name("");
+    command.add_option("ID", options.id, "Number of the command, such as 1107")
+        ->check(options::within(std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(),
+                                "-2147483648 to 2147483647, without a fraction"))
+        ->required()
+        ->type_name("");
+    command.add_option("VALUE", options.value, "Parameter of the command")->type_name("");
+    addConfigFile(command, options, "Open the device (command 1001) with this configuration file before the command");
     command.add_flag("--open", options.open, "Open the device (command 1001) with its defaults before the command");
-    command
-        .add_option("--config", options.configFile,
-                    "Open the device (command 1001) with this configuration file before the command")
-        ->check(options::existingFile())
-        ->type_name("FILE");
+    addCommonOptions(command, options);
 }
 
 // What is wrong with the command's VALUE; for unknown ids the device itself answers.
@@ -47,23 +47,19 @@ std::string problemOfCall(const CallOptions& options) {
     return "VALUE: command " + std::to_string(command->id) + " (" + command->operation + "): " + problem;
 }
 
+// "" where there is no limit without the option.
 std::string defaultOf(const LimitRow& row) {
     switch (row.setBy) {
         case SetBy::countingLimit:
-            return "0 when a limit that counts images or their rate is given, else no limit";
+            return " (default: 0 with a limit on images or their rate)";
         case SetBy::rateLimit:
-            return "2 when --min-fps is given, else no limit";
+            return " (default: 2 with --min-fps)";
         case SetBy::saving:
-            return "0 with --output, else no limit";
+            return " (default: 0 with --output)";
         case SetBy::nothing:
             break;
     }
-    return "no limit";
-}
-
-std::string helpOf(const LimitRow& row) {
-    const char* const range = row.whole ? "0 to 2^53 " : "0 to 1e12 ";
-    return std::string(row.help) + "; " + range + row.unit + " (default: " + defaultOf(row) + ')';
+    return "";
 }
 
 // No plain flag: not given is something else than false, and of several the last one counts.
@@ -80,30 +76,24 @@ void addRequireSimulator(CLI::App& command, GrabOptions& options) {
 }
 
 void addGrabbingOptions(CLI::App& command, GrabOptions& options) {
-    command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
-        ->check(options::existingFile())
-        ->type_name("FILE");
-    command
-        .add_option("--count", options.imageCount,
-                    "End after that many images that were complete after the grab began; 0: at Ctrl-C (default 0)")
-        ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
-        ->type_name("IMAGES");
-    command
-        .add_option("--timeout", options.timeoutSeconds,
-                    "End with exit code 3 when no image came for that long, 0.01 to 86400 s (default 30; the camera "
-                    "itself begins to fake images after 22 s)")
-        ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
-        ->type_name("SECONDS");
+    options::addCount(command, options.imageCount,
+                      "End after that many images that were complete after the grab began, 0 to 2^53; 0: no end before "
+                      "Ctrl-C (default: 0)");
+    options::addDuration(command, options.durationNs);
+    addConfigFile(command, options);
+    options::addTimeout(command, options.timeoutSeconds,
+                        "End with exit code 3 when no image came for that long, 0.01 to 86400 s (default: 30; the "
+                        "camera itself begins to fake images after 22 s)");
+    options::addQuiet(command, options.quiet);
     addRequireSimulator(command, options);
     addShareOption(command, options);
-    addSaveOptions(command, options.save);
 }
 
 void addJsonLines(CLI::App& command, GrabOptions& options) {
     CLI::Option* lines = command.add_flag("--json-lines", options.jsonLines,
                                           "Print a JSON object on standard output each second, and one at the end");
     lines->excludes(command.get_option("--json"));
-    command.add_flag("--frames", options.frames, "With --json-lines: one for each image too")->needs(lines);
+    command.add_flag("--frames", options.frames, "With --json-lines: also one for each image")->needs(lines);
 }
 
 void addLimits(CLI::App& command, GrabOptions& options) {
@@ -112,43 +102,45 @@ void addLimits(CLI::App& command, GrabOptions& options) {
         const auto limits =
             row.whole ? options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction")
                       : options::within(0.0, kMaxLimit, "0 to 1e12");
-        command.add_option(row.option, options.limits[index], helpOf(row))
+        command.add_option(row.option, options.limits[index], row.help + defaultOf(row))
             ->check(limits)
-            ->type_name(row.unit)
-            ->group("Limits, exit code 1 when one is broken");
+            ->type_name("N")
+            ->group(kLimitGroup);
     }
 }
 
 void addGrabOptions(CLI::App& command, GrabOptions& options) {
-    addCommonOptions(command, options);
     addGrabbingOptions(command, options);
+    addCommonOptions(command, options);
     addJsonLines(command, options);
+    addSaveOptions(command, options.save);
     addLimits(command, options);
 }
 
 // Added after the options of a grab, none of which may be combined with --findings.
 void addVerifyOptions(CLI::App& command, VerifyOptions& options) {
+    CLI::Option* const log = command.add_option("--fault-log", options.faultLog, "The simulator's fault log; required");
+    log->type_name("FILE.jsonl");
     addGrabOptions(command, options);
     const auto grabOptions = command.get_options();
-    command.add_option("--fault-log", options.faultLog, "The simulator's fault log, read after the grab; is required")
-        ->type_name("FILE");
+    command.option_defaults()->group("Comparing");
     CLI::Option* findings =
         command.add_option("--findings", options.findingsFile,
-                           "Do not grab: compare what grab --json or --json-lines printed into "
-                           "that file; lateness then counts when it was given --max-latency-us. Goes "
-                           "with --fault-log, --allow-explained and --json alone");
-    findings->check(options::existingFile())->type_name("FILE");
+                           "Do not grab, but read this output of grab --json or --json-lines; lateness counts if "
+                           "that grab had --max-latency-us. Goes with --fault-log, --allow-explained and --json only");
+    findings->check(options::existingFile())->type_name("FILE.json");
     for (CLI::Option* option : grabOptions)
-        if (!option->check_lname("help") && !option->check_lname("json")) findings->excludes(option);
+        if (option != log && !option->check_lname("help") && !option->check_lname("json")) findings->excludes(option);
     command.add_flag("--allow-explained", options.allowExplained,
-                     "Findings that the simulator's log explains as not injected (the ring was full, the simulator was "
-                     "too late) are no mismatch");
+                     "Accept findings that were not injected, but that the log explains: the ring was full, or the "
+                     "simulator was too late");
     const auto others = command.get_options();
     CLI::Option* form = command.add_flag("--findings-template", options.printTemplate,
-                                         "Print on standard output what another host writes for --findings, with an "
-                                         "example of each finding, and end");
+                                         "Print what another host writes for --findings, with an example of each "
+                                         "finding, and end");
     for (CLI::Option* option : others)
         if (!option->check_lname("help")) form->excludes(option);
+    command.option_defaults()->group("Options");
 }
 
 // CLI11's own rule would ask for the log beside --findings-template, too.
@@ -158,13 +150,8 @@ bool lacksFaultLog(const HostOptions& options) {
 }
 
 void addAskSnapOptions(CLI::App& command, AskSnapOptions& options) {
-    command.add_flag("--json", options.json, "Print one JSON object on standard output");
-    command
-        .add_option("--timeout", options.timeoutSeconds,
-                    "End with exit code 3 when no answer came for that long, 0.01 to 86400 s (default 12; a link that "
-                    "was broken heals within about 10 s)")
-        ->check(options::within(kMinTimeout, kMaxTimeout, "0.01 to 86400"))
-        ->type_name("SECONDS");
+    options::addJson(command, options.json);
+    options::addAnswerTimeout(command, options.timeoutSeconds);
 }
 
 struct CommandRow {
@@ -183,20 +170,20 @@ void addOptionsOf(CLI::App& command, HostOptions& options) {
 using Command = HostOptions::Command;
 
 constexpr CommandRow kCommandRows[] = {
-    {Command::info, "info", "Show the plugin's device: identity, kinds, properties, document", kInfoHelp,
+    {Command::info, "info", "Show what the plugin's device is and offers", kInfoHelp,
      addOptionsOf<&HostOptions::info, addInfoOptions>},
     {Command::grab, "grab", "Receive images, verify each from its pixels, measure, save", kGrabHelp,
      addOptionsOf<&HostOptions::grab, addGrabOptions>},
-    {Command::verify, "verify", "Grab, and compare what was found with the simulator's fault log", kVerifyHelp,
+    {Command::verify, "verify", "Grab, and compare the findings with the simulator's fault log", kVerifyHelp,
      addOptionsOf<&HostOptions::verify, addVerifyOptions>},
     {Command::snap, "snap", "Save one image in a file", kSnapHelp, addOptionsOf<&HostOptions::snap, addSnapOptions>},
-    {Command::doctor, "doctor", "Look at all that a grab needs and say what to do about it", kDoctorHelp,
+    {Command::doctor, "doctor", "Check all that a grab needs, and say what to do", kDoctorHelp,
      addOptionsOf<&HostOptions::doctor, addDoctorOptions>},
-    {Command::bench, "bench", "Measure this machine with simulator and plugin, beside bare limits", kBenchHelp,
+    {Command::bench, "bench", "Measure this machine, and compare it with its bare limits", kBenchHelp,
      addOptionsOf<&HostOptions::bench, addBenchOptions>},
     {Command::call, "call", "Send one command to the plugin's device", kCallHelp,
      addOptionsOf<&HostOptions::call, addCallOptions>},
-    {Command::askSnap, "ask-snap", "Ask the simulator to take a picture, over the link, as a camera", kAskSnapHelp,
+    {Command::askSnap, "ask-snap", "Ask the simulator to take a picture, as a camera does", kAskSnapHelp,
      addOptionsOf<&HostOptions::askSnap, addAskSnapOptions>},
 };
 
@@ -212,37 +199,26 @@ void addCommands(CLI::App& app, HostOptions& options) {
     addBenchPartner(app, options);
 }
 
-void nameThePlugin(HostOptions& options) {
-    for (CommonOptions* const common :
-         std::initializer_list<CommonOptions*>{&options.info, &options.grab, &options.verify, &options.snap,
-                                               &options.doctor, &options.bench, &options.call}) {
-        if (common->pluginPath.empty()) common->pluginPath = defaultPluginPath();
-    }
-}
-
 }  // namespace
 
 std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptions& options, std::ostream& data,
                                     std::ostream& people) {
-    CLI::App app("Loads a camera plugin as a measuring host does, and shows what it offers or what it delivers.",
+    CLI::App app("Loads a camera plugin as a measuring host does, and shows what it offers or delivers.",
                  "dorven-host");
-    app.set_version_flag("--version", std::string("dorven-host ") + DORVEN_VERSION);
-    app.require_subcommand(0, 1);  // none is told below: here it would hide what else is wrong
+    options::addVersion(app, DORVEN_VERSION);
+    app.require_subcommand(0, 1);  // a missing one is told below: here it would hide what else is wrong
     app.footer(std::string(kHelp) + kExitCodes);
     addCommands(app, options);
-    const auto refuse = [&people](const std::string& problem) {
-        people << problem << "\nRun with --help for more information.\n";
-        return kExitWrongUsage;
-    };
     if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
-    if (app.get_subcommands().empty())
-        return refuse("A subcommand is required: info, grab, verify, snap, doctor, bench, call or ask-snap");
-    if (lacksFaultLog(options)) return refuse("--fault-log is required");
+    if (app.get_subcommands().empty()) return options::refuseMissingCommand(app, people);
+    if (lacksFaultLog(options))
+        return options::refuse(app, "verify needs --fault-log FILE.jsonl; 'dorven-host help verify' shows what verify takes",
+                               people);
     if (options.command == HostOptions::Command::call) {
         options.call.open = options.call.open || !options.call.configFile.empty();
-        if (const std::string problem = problemOfCall(options.call); !problem.empty()) return refuse(problem);
+        if (const std::string problem = problemOfCall(options.call); !problem.empty())
+            return options::refuse(app, problem, people);
     }
-    nameThePlugin(options);
     return std::nullopt;
 }
 

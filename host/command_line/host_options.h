@@ -23,7 +23,7 @@ constexpr int kExitConnectionLost = 4;
 
 /// Of each command that names a plugin.
 struct CommonOptions {
-    std::string pluginPath;
+    std::string pluginPath;  // set to the one beside this program when the options are added
     bool json = false;
 };
 
@@ -60,6 +60,8 @@ struct SaveOptions {
 
 struct GrabOptions : ImageOptions {
     std::uint64_t imageCount = 0;  // 0: until stopped
+    std::int64_t durationNs = 0;   // of the grab at most; 0: until stopped
+    bool quiet = false;            // no progress and no live line
     SaveOptions save;
     std::optional<bool> requireSimulator;  // end without one; none: when the limits need one
     bool jsonLines = false;                // instead of json: lines while the grab runs
@@ -89,6 +91,7 @@ struct BenchOptions : CommonOptions {
     frames::ImageFormat format{1280, 1024, 1};
     std::vector<double> rates{200.0, 1000.0};  // images per second
     double seconds = 2.0;                      // of each measurement
+    bool quiet = false;                        // no progress
 };
 
 struct BenchPartnerOptions {

@@ -6,18 +6,11 @@
 #include <CLI/CLI.hpp>
 
 #include "option_checks.h"
+#include "shared_options.h"
 #include "tool_options.h"
 
 namespace host {
 namespace {
-
-CLI::Validator imageFormat() {
-    return CLI::Validator(
-        [](const std::string& text) {
-            return frames::imageFileFormatOf(text) ? std::string() : "'" + text + "' is none of png, pgm, raw";
-        },
-        "");
-}
 
 CLI::Validator imageFileName() {
     return CLI::Validator(
@@ -38,43 +31,43 @@ const char* smallerFiles(const SaveOptions& options) {
 void addSaveOptions(CLI::App& command, SaveOptions& options) {
     command.option_defaults()->group("Saving, with --output");
     CLI::Option* output =
-        command.add_option("--output", options.folder,
-                           "Save images in that folder, which is made when it is missing, and beside them frames.jsonl "
-                           "with what is known about each");
+        command.add_option("-o,--output", options.folder,
+                           "Save images in that folder, and beside them frames.jsonl with what is known about each; a "
+                           "folder that is missing is made");
     output->type_name("DIR");
-    command.add_option("--format", options.format, "Format of the files: png, pgm or raw (default png)")
-        ->check(imageFormat())
+    command.add_option("--format", options.format, "Format of the files (default: png)")
+        ->check(options::oneOf({"png", "pgm", "raw"}))
         ->needs(output)
-        ->type_name("FORMAT");
+        ->type_name("png|pgm|raw");
     command
         .add_option("--png-level", options.pngLevel,
-                    "Compression of png, 0 (none, fastest) to 9 (smallest, slowest), on as many threads as there are "
-                    "processors to spare (default 1)")
+                    "Compression of png, 0 (none, fastest) to 9 (smallest, slowest), by one thread for each processor "
+                    "to spare (default: 1)")
         ->check(options::within(std::size_t{0}, std::size_t{frames::kMaxPngLevel}, "0 to 9, without a fraction"))
         ->needs(output)
         ->type_name("LEVEL");
     CLI::Option* every =
         command
             .add_option("--every", options.every,
-                        "Save every Nth image, beginning with the first (default 1; none with --around-loss alone)")
+                        "Save every Nth image, beginning with the first (default: 1; none with --around-loss alone)")
             ->check(options::within(std::uint64_t{1}, std::uint64_t{1} << 53, "1 to 2^53, without a fraction"))
             ->needs(output)
             ->type_name("N");
     CLI::Option* around =
         command
             .add_option("--around-loss", options.aroundLoss,
-                        "Save the N images before the first loss and N from it on, 1 to 10000; they are kept in memory")
+                        "Save N images before the first loss and N after it, 1 to 10000; they are kept in memory")
             ->check(options::within(std::size_t{1}, std::size_t{10'000}, "1 to 10000, without a fraction"))
             ->needs(output)
             ->type_name("N");
     command
         .add_option("--save-memory", options.memoryMb,
-                    "Memory for images that wait to be saved or are kept, and for further threads that compress, 1 to "
-                    "1000000 MB (default 1000)")
+                    "Memory for images that wait or are kept, and for further threads, 1 to 1000000 MB (default: "
+                    "1000)")
         ->check(options::within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
         ->needs(output)
         ->type_name("MB");
-    command.add_flag("--force", options.force, "Replace files of an earlier grab in that folder")->needs(output);
+    command.add_flag("--force", options.force, "Replace the files of an earlier grab in that folder")->needs(output);
     command.option_defaults()->group("Options");
     command.parse_complete_callback([&options, every, around] {
         if (around->count() > 0 && every->count() == 0) options.every = 0;
@@ -82,22 +75,18 @@ void addSaveOptions(CLI::App& command, SaveOptions& options) {
 }
 
 void addSnapOptions(CLI::App& command, SnapOptions& options) {
-    addCommonOptions(command, options);
     command.add_option("OUT", options.file, "File to make: ends in .png, .pgm or .raw")
         ->required()
         ->check(imageFileName())
+        ->option_text("FILE.png")
         ->type_name("");
-    command.add_option("--config", options.configFile, "Configuration file for the camera (default: its own defaults)")
-        ->check(options::existingFile())
-        ->type_name("FILE");
-    command
-        .add_option("--timeout", options.timeoutSeconds,
-                    "End with exit code 3 when no such image came for that long, 0.01 to 86400 s (default 30)")
-        ->check(options::within(0.01, 86400.0, "0.01 to 86400"))
-        ->type_name("SECONDS");
+    addConfigFile(command, options);
+    options::addTimeout(command, options.timeoutSeconds,
+                        "End with exit code 3 when no such image came for that long, 0.01 to 86400 s (default: 30)");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
+    command.add_flag("--force", options.force, "Replace the file if it exists");
     addShareOption(command, options);
-    command.add_flag("--force", options.force, "Replace the file when it exists");
+    addCommonOptions(command, options);
 }
 
 SaveSettings saveSettingsOf(const SaveOptions& options) {

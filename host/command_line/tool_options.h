@@ -1,6 +1,8 @@
 // Options of the commands that examine the machine, and options that several commands share.
 #pragma once
 
+#include <string>
+
 #include "host_options.h"
 
 namespace CLI {
@@ -11,6 +13,9 @@ namespace host {
 
 /// "--plugin" and "--json". They write into options while the command line is parsed.
 void addCommonOptions(CLI::App& command, CommonOptions& options);
+
+/// "-c, --config". @param help  Empty: the usual one.
+void addConfigFile(CLI::App& command, CameraOptions& options, const std::string& help = "");
 
 /// "--share" of the commands that open the camera. It writes into options while the command line is parsed.
 void addShareOption(CLI::App& command, ImageOptions& options);

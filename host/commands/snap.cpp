@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "camera_session.h"
+#include "exception_text.h"
 #include "frame_ring.h"
 #include "image_record.h"
 #include "image_writer.h"
@@ -52,7 +53,7 @@ public:
         try {
             catcher.receive(*record, arrivalNs);
         } catch (const std::exception& exception) {
-            catcher._error = std::string("an image could not be handled: ") + exception.what();
+            catcher._error = "an image could not be handled: " + options::exceptionText(exception);
             catcher._done = true;
         }
         return 0;

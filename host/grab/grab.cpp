@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "camera_session.h"
+#include "exception_text.h"
 #include "grab_limits.h"
 #include "image_record.h"
 #include "platform.h"
@@ -88,6 +89,7 @@ bool Grab::reserveForSaving() {
     if (!_saver) return true;
     std::string error;
     if (!tellUnless(_saver->reserve(_format, error), error)) return false;
+    if (_options.quiet) return true;
     _people << "dorven-host: saving: " << _saver->queueCapacity() << " images may wait to be saved";
     if (_saver->threads() > 1) _people << ", " << _saver->threads() << " threads compress";
     if (_options.save.aroundLoss > 0) _people << ", the latest " << _options.save.aroundLoss << " are kept for a loss";
@@ -109,6 +111,7 @@ bool Grab::open(CameraSession& camera) {
         return false;
     }
     _format = *format;
+    if (_options.quiet) return true;
     _people << "dorven-host: " << record->width << " x " << record->height << " pixels, " << record->bytesPerPixel
             << (record->bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel; fakes " << frameRate
             << " images per second without a simulator" << std::endl;
@@ -133,9 +136,14 @@ bool Grab::start(CameraSession& camera) {
 // Done, or no image in time.
 int Grab::waitForEnd() {
     const auto timeoutNs = static_cast<std::int64_t>(_options.timeoutSeconds * 1e9);
+    const std::int64_t endNs =
+        _options.durationNs != 0 ? _startNs + _options.durationNs : std::numeric_limits<std::int64_t>::max();
     // A requested stop ends the sleep, and so the grab.
-    while (_state == State::running && platform_sleepUntil(platform_monotonicNanoseconds() + kPollNs)) {
+    while (_state == State::running &&
+           platform_sleepUntil(std::min(platform_monotonicNanoseconds() + kPollNs, endNs))) {
         const std::int64_t nowNs = platform_monotonicNanoseconds();
+        _timeIsUp = nowNs >= endNs;
+        if (_timeIsUp) return _lastImageNs == _startNs ? kExitNoImage : kExitDone;
         if (nowNs - _lastImageNs > timeoutNs) return kExitNoImage;
         tellFrames();
         lookForSimulator(nowNs);
@@ -173,14 +181,15 @@ int Grab::tellEnd(bool imageCame) {
         return kExitNoImage;
     }
     if (_state != State::complete) _statistics->waitedUntil(_endNs);
-    _end = _state == State::complete ? "count" : "stop";
+    _end = _state == State::complete ? "count" : _timeIsUp ? "duration" : "stop";
     return kExitDone;
 }
 
 void Grab::tellNoImage() {
     const GrabResults counts = _statistics->counts();
     options::tellLogBefore("dorven-host", _people);
-    _people << "dorven-host: no image came for " << _options.timeoutSeconds << " s; ";
+    const double waitedS = _timeIsUp ? static_cast<double>(_options.durationNs) / 1e9 : _options.timeoutSeconds;
+    _people << "dorven-host: no image came for " << waitedS << " s; ";
     if (!_simulatorWatch.runs()) {
         _people << (_imageCame ? "the simulator has ended: start dorven-simulator again" : kNoSimulator) << std::endl;
     } else if (counts.images == 0 && counts.stale > 0) {
@@ -242,7 +251,7 @@ int Grab::onImage(void* self, NUV::IMAGEMEMORY* record) {
         return 0;
     } catch (const std::exception& exception) {
         const std::lock_guard lock(grab._mutex);
-        grab._callbackError = exception.what();
+        grab._callbackError = options::exceptionText(exception);
     } catch (...) {
         const std::lock_guard lock(grab._mutex);
         grab._callbackError = "unknown reason";

@@ -47,9 +47,9 @@ public:
     Grab(const Grab&) = delete;
     Grab& operator=(const Grab&) = delete;
 
-    /// Grabs until the wanted images have come, a stop was requested (platform_installStopHandler), no image came in
-    /// time, the simulator's images gave way to faked ones, or faked ones came although a simulator is required. Saved
-    /// images are on disk when it returns.
+    /// Grabs until the wanted images have come, the wanted time is over, a stop was requested
+    /// (platform_installStopHandler), no image came in time, the simulator's images gave way to faked ones, or faked
+    /// ones came although a simulator is required. Saved images are on disk when it returns.
     /// @return  Exit code.
     int run();
 
@@ -64,7 +64,7 @@ public:
     /// What was found in the images, sorted by frame number.
     FindingList findings() const;
 
-    /// Why the grab ended: "count", "stop", "no_image", "no_simulator", "connection_lost" or "failed".
+    /// Why the grab ended: "count", "duration", "stop", "no_image", "no_simulator", "connection_lost" or "failed".
     const char* end() const { return _end; }
 
     /// Images that no observer was told of, since it was too slow for them.
@@ -111,6 +111,7 @@ private:
     std::atomic<State> _state{State::running};
     std::atomic<std::int64_t> _lastImageNs{0};
     const char* _end = "failed";
+    bool _timeIsUp = false;  // of --duration
     std::vector<GrabObserver*> _observers;
     IntervalSamples _spareInterval;  // the main thread's, exchanged for the callback's once a second
     std::vector<FrameRow> _spareRows;

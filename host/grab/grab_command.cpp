@@ -14,7 +14,7 @@ GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const
     LiveLine liveLine(people, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
     JsonLines jsonLines(data, options.frames);
     Grab grab(device, options, people, findings);
-    if (platform_standardErrorIsTerminal()) grab.watch(liveLine);
+    if (platform_standardErrorIsTerminal() && !options.quiet) grab.watch(liveLine);
     if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
     GrabReport report{grab.results(), grab.end(), {}, grab.findings()};

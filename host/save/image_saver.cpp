@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "exception_text.h"
 #include "platform.h"
 
 namespace host {
@@ -252,7 +253,7 @@ bool ImageSaver::encode(const KeptFrame& frame, std::vector<std::uint8_t>& file,
         if (_settings.encode({frame.bytes.data(), frame.format}, _settings.fileFormat, file, error, _settings.pngLevel))
             return true;
     } catch (const std::exception& exception) {
-        error = exception.what();
+        error = options::exceptionText(exception);
     }
     error = _settings.folder + "/" + nameOf(frame.note) + ": " + error;
     return false;
@@ -262,7 +263,7 @@ bool ImageSaver::write(const KeptFrame& frame, const std::vector<std::uint8_t>& 
     try {
         return writeFiles(frame, file, error);
     } catch (const std::exception& exception) {
-        error = exception.what();
+        error = options::exceptionText(exception);
         return false;
     }
 }

@@ -21,7 +21,10 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 using Words = std::vector<std::string>;
 
 struct Outcome {
@@ -48,6 +51,29 @@ Outcome run(const std::string& program, const Words& words) {
     return outcome;
 }
 
+// What only a library says.
+constexpr const char* kForeignWords[] = {"required but received",
+                                         "At Most",
+                                         "At most",
+                                         "At Least",
+                                         "At least",
+                                         "Could not convert",
+                                         "not expected",
+                                         "not in range",
+                                         "not in {",
+                                         "json.exception",
+                                         "INI was not",
+                                         "should not see",
+                                         " excludes ",
+                                         " requires ",
+                                         "subcommand",
+                                         "Subcommand",
+                                         "argument",
+                                         "required TEXT",
+                                         "FLOAT",
+                                         "UINT",
+                                         "Run with --help"};
+
 void expectWrongUsage(const std::string& program, const Words& words, const Words& texts) {
     const Outcome outcome = run(program, words);
     std::string line = program;
@@ -55,6 +81,28 @@ void expectWrongUsage(const std::string& program, const Words& words, const Word
     EXPECT_EQ(outcome.exitCode.value_or(0), 2) << line;
     EXPECT_EQ(outcome.data, "") << line;
     for (const std::string& text : texts) EXPECT_THAT(outcome.people, HasSubstr(text)) << line;
+    EXPECT_THAT(outcome.people, StartsWith(program + ": ")) << line;
+    EXPECT_EQ(std::ranges::count(outcome.people, '\n'), 1) << line << ": " << outcome.people;
+    EXPECT_THAT(outcome.people, EndsWith("\n")) << line;
+    for (const char* foreign : kForeignWords) EXPECT_THAT(outcome.people, Not(HasSubstr(foreign))) << line;
+}
+
+host::HostOptions hostOptions(const Words& words) {
+    std::vector<const char*> argv{"dorven-host"};
+    for (const std::string& word : words) argv.push_back(word.c_str());
+    std::ostringstream data, people;
+    host::HostOptions options;
+    EXPECT_FALSE(host::parseHostOptions(static_cast<int>(argv.size()), argv.data(), options, data, people))
+        << people.str();
+    return options;
+}
+
+// With single blanks, also for line ends.
+std::string oneLine(const std::string& text) {
+    std::istringstream words(text);
+    std::string line;
+    for (std::string word; words >> word;) line += " " + word;
+    return line;
 }
 
 /// An option with its program: "dorven-host grab --count".
@@ -125,6 +173,8 @@ const std::vector<OptionRow>& rows() {
         {"host", kGrabbing, "--count", Kind::whole, kAnyCount, {"9007199254740993"}},
         {"host", {"grab", "verify", "snap", "ask-snap"}, "--timeout", Kind::number, "0.01 to 86400",
          {"0", "0.009", "86401", "0x"}},
+        {"host", kGrabbing, "--duration", Kind::other, "min, h)", {"5", "0s", "5d", "1001h"}},
+        {"host", {"grab", "verify", "bench"}, "--quiet", Kind::flag, "", {}},
         {"host", kGrabbing, "--output", Kind::path, "", {}},
         {"host", kGrabbing, "--format", Kind::choice, "png, pgm, raw", {"PNG", "jpeg"}},
         {"host", kGrabbing, "--png-level", Kind::whole, "0 to 9, without a fraction", {"10"}},
@@ -171,6 +221,8 @@ const std::vector<OptionRow>& rows() {
         {"simulator", kRun, "--fps", Kind::number, "0.01 to 10000", {"0", "0.009", "10001", "60000/0", "1/1000", "6/"}},
         {"simulator", kRun, "--late", Kind::choice, "skip, burst", {"Skip", "2"}},
         {"simulator", kRun, "--count", Kind::whole, kAnyCount, {"9007199254740993"}},
+        {"simulator", kRun, "--duration", Kind::other, "min, h)", {"5", "0s", "5d", "1001h"}},
+        {"simulator", kRun, "--quiet", Kind::flag, "", {}},
         {"simulator", kRun, "--lines", Kind::whole, "1 to 1000", {"0", "1001"}},
         {"simulator", kRun, "--max-memory", Kind::whole, "1 to 1000000, without a fraction", {"0", "1000001"}},
         {"simulator", kRun, "--reader-timeout", Kind::number, "0.001 to 86400", {"86401", "0.0001"}},
@@ -180,7 +232,7 @@ const std::vector<OptionRow>& rows() {
         {"simulator", kRun, "--seed", Kind::whole, kAnyCount, {"9007199254740993"}},
         {"simulator", kRun, "--fault-log", Kind::path, "", {}},
         {"simulator", kRun, "--no-faults", Kind::flag, "",{}},
-        {"simulator", kRun, "--pattern", Kind::choice, "patterns --list", {"circel"}},
+        {"simulator", kRun, "--pattern", Kind::choice, "pattern '", {"circel"}},
         {"simulator", kRun, "--bits", Kind::whole, "10, 12, 16",{"0", "8", "11", "17"}},
         {"simulator", kRun, "--pattern-seed", Kind::whole, "0 to 2^64 - 1", {"18446744073709551616"}},
         {"simulator", kRun, "--digits", Kind::flag, "", {}},
@@ -276,14 +328,15 @@ TEST(WrongUsageTest, OptionWithoutItsValueIsRefused) {
     }
 }
 
-// A valid value of an option, twice.
-TEST(WrongUsageTest, OptionThatTakesOneValueRefusesTwo) {
+// A valid value of an option, after another one.
+TEST(WrongUsageTest, OptionThatIsGivenTwiceTakesTheLastValue) {
     const test::TemporaryFolder folder;
     const std::string file = folder.file("some.png", "text");
     const auto valid = [&](const OptionRow& row) -> std::string {
         const std::string name = row.name;
-        if (row.kind == Kind::file || row.kind == Kind::path) return std::string(file);
+        if (row.kind == Kind::file || row.kind == Kind::path) return file;
         if (name == "--bits") return "16";
+        if (name == "--duration") return "5s";
         if (name == "--size" || name == "--raw-size") return "64x64";
         for (const char* word : {"png", "skip", "circle", "sine", "hold", "drift"}) {
             if (row.kind == Kind::choice && std::string(row.range).find(word) != std::string::npos) return word;
@@ -295,7 +348,24 @@ TEST(WrongUsageTest, OptionThatTakesOneValueRefusesTwo) {
         if (!row || row->kind == Kind::flag || row->many) continue;
         Words words = option.words();
         words.insert(words.end(), {option.name, valid(*row), option.name, valid(*row)});
-        expectWrongUsage(option.program, words, {option.name + ": At Most 1 required but received 2"});
+        EXPECT_THAT(run(option.program, words).people, Not(HasSubstr(option.name + ":"))) << option.text();
+    }
+    EXPECT_EQ(hostOptions({"grab", "--count", "5", "--count", "7"}).grab.imageCount, 7u);
+    EXPECT_EQ(hostOptions({"grab", "--timeout", "5", "-n", "7", "--timeout=6"}).grab.timeoutSeconds, 6.0);
+    EXPECT_EQ(hostOptions({"bench", "--size", "5x5", "--size", "6x7"}).bench.format.width, 6u);
+    EXPECT_TRUE(hostOptions({"grab", "--json", "--json"}).grab.json);
+}
+
+TEST(WrongUsageTest, OptionThatCollectsTakesEveryValueAndItsHelpSaysSo) {
+    EXPECT_EQ(hostOptions({"bench", "--fps", "5", "--fps", "7"}).bench.rates, (std::vector<double>{5, 7}));
+    for (const Option& option : allOptions()) {
+        const OptionRow* const row = rowOf(option);
+        if (!row || !row->many) continue;
+        Words words = option.words();
+        words.push_back("--help");
+        const std::string help = oneLine(run(option.program, words).data);
+        const std::string own = help.substr(help.find(" " + option.name + " "));
+        EXPECT_LT(own.find("may be given again"), own.find(" --", 3)) << option.text();
     }
 }
 
@@ -312,52 +382,120 @@ TEST(WrongUsageTest, WrongLinesAreRefusedWithWhatIsWrong) {
     const std::string file = test::programPath();
     // clang-format off
     for (const LineCase& line : std::vector<LineCase>{
-             {host, {}, {"A subcommand is required", "info, grab, verify, snap, doctor, bench, call or ask-snap"}},
-             {host, {"grip"}, {"grip", "did you mean 'grab'?"}},
-             {host, {"grab", "info"}, {"info"}},
-             {host, {"--count", "5"}, {"--count"}},
-             {host, {"snap"}, {"OUT is required"}},
-             {host, {"snap", "picture.jpg"}, {"OUT", "has to end in .png, .pgm or .raw"}},
-             {host, {"snap", "a.png", "b.png"}, {"b.png"}},
-             {host, {"call"}, {"ID is required"}},
-             {host, {"call", "1e3x"}, {"ID"}},
-             {host, {"call", "99999999999"}, {"ID"}},
+             {host, {}, {"a command is missing", "info, grab, verify, snap, doctor, bench, call, ask-snap"}},
+             {host, {"grip"}, {"dorven-host: did you mean 'grab'? There is no command 'grip'\n"}},
+             {host, {"grap", "--count", "5"}, {"did you mean 'grab'? There is no command 'grap'"}},
+             {host, {"look"}, {"there is no command 'look'; there are info, grab"}},
+             {host, {"help", "grip"}, {"did you mean 'grab'? There is no command 'grip'"}},
+             {host, {"help", "look"}, {"there is no command 'look'"}},
+             {host, {"help", "grab", "info"}, {"'info' is one word too many; 'dorven-host help help'"}},
+             {host, {"grab", "info"}, {"'info'", "one command at a time"}},
+             {host, {"grab", "300"}, {"'300' is one word too many; 'dorven-host help grab' shows what grab takes"}},
+             {host, {"--count", "5"}, {"'--count' stands behind its command: dorven-host grab --count"}},
+             {host, {"--cuont", "5"}, {"dorven-host has no option '--cuont'"}},
+             {host, {"grab", "--cuont", "5"}, {"dorven-host: did you mean '--count'? grab has no option '--cuont'\n"}},
+             {host, {"grab", "--cuont=5"}, {"did you mean '--count'? grab has no option '--cuont'"}},
+             {host, {"grab", "-cuont"}, {"-c", "is not a file"}},
+             {host, {"grab", "-x"}, {"grab has no option '-x'"}},
+             {host, {"grab", "-count", "5"}, {"'5' is one word too many"}},
+             {host, {"grab", "-qx"}, {"grab has no option '-x'"}},
+             {host, {"grab", "--nonsense-option"}, {"grab has no option '--nonsense-option'; 'dorven-host help grab'"}},
+             {host, {"info", "--count", "3"}, {"info has no option '--count'; grab and verify have it"}},
+             {host, {"info", "--fault-log", "f"}, {"info has no option '--fault-log'; verify has it"}},
+             {host, {"grab", "--size", "5x5"}, {"grab has no option '--size'; bench has it"}},
+             {host, {"grab", "--fps", "5"}, {"grab has no option '--fps'"}},
+             {host, {"grab", "--count", "5", "extra"}, {"'extra' is one word too many"}},
+             {host, {"grab", "--count", "-5"}, {"--count", "'-5'"}},
+             {host, {"grab", "--count", "5\n6"}, {"--count: '5?6'"}},
+             {host, {"grab", "--count"}, {"--count needs a value"}},
+             {host, {"grab", "-n"}, {"--count needs a value"}},
+             {host, {"grab", "-o"}, {"--output needs a value"}},
+             {host, {"grab", "--duration", "5"}, {"--duration: '5' has no unit", "5s"}},
+             {host, {"grab", "--duration", "5sec"}, {"--duration: '5sec'", "10s"}},
+             {host, {"grab", "--duration", "0s"}, {"--duration: '0s'", "1ms to 1000h"}},
+             {host, {"grab", "--duration", "-5s"}, {"--duration: '-5s'"}},
+             {host, {"grab", "--duration", "1001h"}, {"--duration: '1001h'", "1ms to 1000h"}},
+             {host, {"grab", "--json=perhaps"}, {"--json: 'perhaps' is neither true nor false"}},
+             {host, {"snap"}, {"snap needs OUT; 'dorven-host help snap' shows what snap takes"}},
+             {host, {"snap", "picture.jpg"}, {"OUT: 'picture.jpg' has to end in .png, .pgm or .raw"}},
+             {host, {"snap", "picture"}, {"OUT: 'picture' has to end in .png, .pgm or .raw"}},
+             {host, {"snap", "a.png", "b.png"}, {"'b.png' is one word too many"}},
+             {host, {"snap", "--any"}, {"snap needs OUT"}},
+             {host, {"call"}, {"call needs ID"}},
+             {host, {"call", "1e3x"}, {"ID: '1e3x' is not a number from -2147483648 to 2147483647"}},
+             {host, {"call", "99999999999"}, {"ID: '99999999999' is not a number"}},
              {host, {"call", "1106", "fast"}, {"VALUE", "1106", "'fast' is not a number"}},
-             {host, {"call", "1106", "50", "60"}, {"60"}},
-             {host, {"verify"}, {"--fault-log is required"}},
-             {host, {"verify", "--fault-log", "f", "--findings", file, "--count", "5"}, {"--findings", "--count"}},
-             {host, {"verify", "--fault-log", "f", "--findings", file, "--output", "d"}, {"--findings", "--output"}},
-             {host, {"verify", "--findings-template", "--json"}, {"--findings-template", "--json"}},
-             {host, {"verify", "--findings-template", "--count", "5"}, {"--findings-template", "--count"}},
-             {host, {"grab", "--json", "--json-lines"}, {"--json-lines", "--json"}},
-             {host, {"grab", "--frames"}, {"--frames", "--json-lines"}},
-             {host, {"grab", "--format", "png"}, {"--format", "--output"}},
-             {host, {"grab", "--every", "5"}, {"--every", "--output"}},
-             {host, {"grab", "--around-loss", "5"}, {"--around-loss", "--output"}},
-             {host, {"grab", "--save-memory", "5"}, {"--save-memory", "--output"}},
-             {host, {"grab", "--force"}, {"--force", "--output"}},
+             {host, {"call", "1106"}, {"VALUE", "1106", "needs a value"}},
+             {host, {"call", "1106", "50", "60"}, {"'60' is one word too many"}},
+             {host, {"verify"}, {"verify needs --fault-log FILE"}},
+             {host, {"verify", "--count", "5"}, {"verify needs --fault-log FILE"}},
+             {host, {"verify", "--faultlog", "f"}, {"did you mean '--fault-log'? verify has no option '--faultlog'"}},
+             {host, {"verify", "--fault-log", "f", "--findings", file, "--count", "5"},
+              {"--count and --findings do not go together"}},
+             {host, {"verify", "--fault-log", "f", "--findings", file, "--output", "d"},
+              {"--output and --findings do not go together"}},
+             {host, {"grab", "--json", "--json-lines"}, {"--json and --json-lines do not go together"}},
+             {host, {"grab", "--frames"}, {"--frames goes with --json-lines only"}},
+             {host, {"grab", "--format", "png"}, {"--format goes with --output only"}},
+             {host, {"grab", "--output", "d", "--format", "pgn"}, {"--format: did you mean 'png'?", "png, pgm, raw"}},
+             {host, {"grab", "--every", "5"}, {"--every goes with --output only"}},
+             {host, {"grab", "--around-loss", "5"}, {"--around-loss goes with --output only"}},
+             {host, {"grab", "--save-memory", "5"}, {"--save-memory goes with --output only"}},
+             {host, {"grab", "--force"}, {"--force goes with --output only"}},
+             {host, {"grab", "--png-level", "5"}, {"--png-level goes with --output only"}},
+             {host, {"grab", "--config", "/no/such/file"}, {"--config: '/no/such/file' is not a file"}},
+             {host, {"grab", "-c", "/no/such/file"}, {"--config: '/no/such/file' is not a file that can be read"}},
+             {host, {"grab", "--max-lost", "few"}, {"--max-lost: 'few' is not a number from 0 to 2^53"}},
+             {host, {"grab", "--max-lots", "0"}, {"did you mean '--max-lost'?"}},
+             {host, {"bench", "--fps", "0", "--fps", "5"}, {"--fps: '0' is not a number from 1 to 10000"}},
+             {host, {"bench", "--size", "5"}, {"--size: '5' is no image size such as 1280x1024"}},
              {host, {"config"}, {"config wants --show or --completion"}},
-             {host, {"config", "--json"}, {"--json", "--show"}},
-             {host, {"config", "--show", "--completion"}, {"--completion", "--show"}},
-             {simulator, {"aks"}, {"aks"}},
-             {simulator, {"ask", "patterns"}, {"patterns"}},
+             {host, {"config", "--json"}, {"--json goes with --show only"}},
+             {host, {"config", "--show", "--completion"}, {"--show and --completion do not go together"}},
+             {host, {"config", "--completion", "fish"}, {"--completion", "'fish' is none of bash, powershell"}},
+             {host, {"config", "--show", "cuont"}, {"did you mean 'count'? There is no option 'cuont'"}},
+             {host, {"-X"}, {"dorven-host has no option '-X'; 'dorven-host help'"}},
+             {simulator, {"aks"}, {"did you mean 'ask'? There is no command 'aks'"}},
+             {simulator, {"grab"}, {"there is no command 'grab'; there are ask, patterns, config, help"}},
+             {simulator, {"ask", "patterns"}, {"'patterns'", "one command at a time"}},
+             {simulator, {"ask", "--fps", "5"}, {"ask has no option '--fps'"}},
+             {simulator, {"--ftp", "100"}, {"dorven-simulator: did you mean '--fps'? dorven-simulator has no option"}},
+             {simulator, {"--watch"}, {"'--watch' stands behind its command: dorven-simulator ask --watch"}},
              {simulator, {"--fps", "100", "ask"}, {"--fps does not go with ask"}},
+             {simulator, {"--fps", "fast"}, {"--fps: 'fast' is not a number from 0.01 to 10000"}},
+             {simulator, {"--fps", "5/"}, {"--fps: '5/' is not a number from 0.01 to 10000"}},
+             {simulator, {"--duration", "10"}, {"--duration: '10' has no unit"}},
+             {simulator, {"--duration", "10 s"}, {"--duration: '10 s'"}},
              {simulator, {"--no-faults", "patterns"}, {"--no-faults does not go with patterns"}},
              {simulator, {"config"}, {"config wants --show or --completion"}},
              {simulator, {"--images", file, "--pattern", "circle"}, {"--pattern does not go with --images"}},
+             {simulator, {"--images", "/no/such/folder"}, {"--images: '/no/such/folder' does not exist"}},
              {simulator, {"--images", file, "--truth", "t"}, {"--truth"}},
              {simulator, {"--raw-size", "4x4"}, {"--raw-size goes with --images only"}},
              {simulator, {"--play", "loop"}, {"--play goes with --images only"}},
+             {simulator, {"--images", file, "--play", "lop"}, {"--play: did you mean 'loop'?"}},
              {simulator, {"--scale"}, {"--scale goes with --images only"}},
              {simulator, {"--window-motion", "none"}, {"--window-motion goes with --images only"}},
              {simulator, {"--image-memory", "5"}, {"--image-memory goes with --images only"}},
              {simulator, {"--truth", "t"}, {"--truth goes with a measuring target only: --pattern edge"}},
              {simulator, {"--motion", "sine"}, {"--motion goes with a measuring target only"}},
+             {simulator, {"--pattern", "circle", "--motion", "sin"}, {"--motion: did you mean 'sine'?"}},
              {simulator, {"--pattern", "circle", "--motion-px", "3"}, {"--motion-px goes with --motion"}},
              {simulator, {"--pattern", "circle", "--motion-period", "3"}, {"--motion-period goes with --motion"}},
              {simulator, {"--fault", "drop@every:0"}, {"--fault", "every:0"}},
-             {simulator, {"--fault", "drp@5"}, {"did you mean", "drop"}},
-             {simulator, {"--pattern", "circel"}, {"did you mean", "circle"}},
+             {simulator, {"--fault", "drp@5"}, {"--fault: did you mean 'drop'? There is no fault 'drp'\n"}},
+             {simulator, {"--fault", "delay"}, {"--fault", "delay needs a time, such as delay:20ms"}},
+             {simulator, {"--fault", "drop:5ms"}, {"--fault", "drop takes no time"}},
+             {simulator, {"--fault", "nothing-like"}, {"there is no fault 'nothing-like'; there are late-answer"}},
+             {simulator, {"--pattern", "circel"}, {"--pattern: did you mean 'circle'? There is no pattern 'circel'\n"}},
+             {simulator, {"--pattern", "1"}, {"--pattern: there is no pattern '1'", "patterns --list"}},
+             {simulator, {"--scenario", "/no/such/file"}, {"--scenario", "/no/such/file"}},
+             {simulator, {"--late", "brust"}, {"--late: did you mean 'burst'?"}},
+             {simulator, {"--size", "1280*1024"}, {"--size: '1280*1024' is no image size such as 1280x1024"}},
+             {simulator, {"--config"}, {"--config needs a value"}},
+             {simulator, {"-n", "many"}, {"--count: 'many' is not a number"}},
+             {simulator, {"patterns", "--lsit"}, {"did you mean '--list'? patterns has no option '--lsit'"}},
+             {simulator, {"help", "aks"}, {"did you mean 'ask'?"}},
     })
         // clang-format on
         expectWrongUsage(line.program, line.words, line.texts);

@@ -94,7 +94,9 @@ GrabEvidence evidenceOf(const Json& object) {
 Json jsonOrNull(std::string_view text) {
     try {
         return options::parseShallowJson(text);
-    } catch (const Json::exception&) {
+    } catch (const options::NestedTooDeeply&) {
+        throw;
+    } catch (const options::JsonProblem&) {
         return nullptr;
     }
 }

@@ -60,4 +60,36 @@ std::string didYouMean(std::string_view given, const Names& names) {
     return text;
 }
 
+/// "did you mean 'NAME'? ", or "" when no name is near: the beginning of a sentence on what is wrong.
+template <typename Names>
+std::string didYouMeanFirst(std::string_view given, const Names& names) {
+    const std::string name = closestName(given, names);
+    std::string text;
+    if (!name.empty()) text.append("did you mean '").append(name).append("'? ");
+    return text;
+}
+
+/// "a, b, c"
+template <typename Names>
+std::string listOf(const Names& names) {
+    std::string text;
+    for (const auto& name : names) text.append(text.empty() ? "" : ", ").append(name);
+    return text;
+}
+
+/// "did you mean 'drop'? There is no fault 'drp'", or "there is no fault 'x'; there are drop, torn".
+/// @param kind  Of what the names are: "fault".
+/// @param all   What shows all names; empty: they follow themselves.
+template <typename Names>
+std::string noSuchName(std::string_view kind, std::string_view given, const Names& names, std::string_view all = {}) {
+    constexpr std::size_t kShown = 60;  // a longer one is no name
+    std::string text = didYouMeanFirst(given, names);
+    const bool isNear = !text.empty();
+    text.append(isNear ? "There is no " : "there is no ").append(kind).append(" '");
+    text.append(given.substr(0, kShown)).append(given.size() > kShown ? "…'" : "'");
+    if (isNear) return text;
+    if (all.empty()) return text.append("; there are ").append(listOf(names));
+    return text.append("; ").append(all);
+}
+
 }  // namespace options

@@ -1,12 +1,19 @@
-// Checks that options of both programs share.
+// Checks that options of both programs share. What a check says names the value and what would be right.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "closest_name.h"
 #include "platform.h"
 #include "regular_file.h"
 
@@ -28,13 +35,28 @@ CLI::Validator within(Number least, Number greatest, const char* limits) {
         "");
 }
 
+/// A check beside which the completion offers words.
+CLI::Validator offering(std::vector<std::string> words, std::function<std::string(const std::string&)> check);
+
+/// One of some words, which the completion offers.
+CLI::Validator oneOf(std::vector<std::string> words);
+
+/// The words that the completion offers for an option; none: it has no such check.
+std::vector<std::string> offeredWords(CLI::Option& option);
+
+/// A time with its unit, 1ms to 1000h. What is wrong with the text; empty: nothing.
+std::string problemOfDuration(const std::string& text);
+
+/// Nanoseconds of a text that has no problem.
+std::int64_t durationNs(const std::string& text);
+
 /// A file that can be read. Not CLI's own check, which does not take names in the encoding in which Windows gives them.
 inline CLI::Validator existingFile() {
     return CLI::Validator(
         [](const std::string& path) {
             const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                             OPEN_EXISTING, 0, nullptr);
-            if (file == INVALID_HANDLE_VALUE) return path + " is not a file that can be read";
+            if (file == INVALID_HANDLE_VALUE) return "'" + path + "' is not a file that can be read";
             CloseHandle(file);
             return std::string();
         },

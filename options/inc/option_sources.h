@@ -18,6 +18,7 @@
 
 #include <optional>
 #include <ostream>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -29,13 +30,21 @@ namespace options {
 constexpr int kDone = 0;
 constexpr int kWrongUsage = 2;
 
-/// Adds the command `config`, reads the command line, and lets environment and configuration file fill what it leaves.
+/// Adds the commands `config` and `help`, reads the command line, and lets environment and configuration file fill what
+/// it leaves. An option with one value that is given several times takes the last one.
 ///
 /// @param app     Named dorven-PROGRAM, with all its options and commands; commands are one level deep.
 /// @param data    Receives what --help, --version and config ask for.
-/// @param people  Receives the reason when something is wrong: the option, or the variable, or the file and its key.
+/// @param people  Receives the reason when something is wrong, in one line: the option, the variable, or the file and
+///                its key. A name that nearly is one is answered with the nearest one first.
 /// @return        The exit code when the program is to end now; none: the variables behind the options are set.
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::ostream& data, std::ostream& people,
                          const Surroundings& surroundings = platform_surroundings());
+
+/// Says what is wrong with a command line, in one line. @return the exit code.
+int refuse(const CLI::App& app, const std::string& problem, std::ostream& people);
+
+/// The same where no command was given.
+int refuseMissingCommand(const CLI::App& app, std::ostream& people);
 
 }  // namespace options

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -52,13 +54,33 @@ CLI::ConfigBase reader() {
     return config;
 }
 
-// A section without keys leaves no entry with the library, and a wrong name is to be found all the same.
-void addHeads(const std::string& text, std::vector<FileEntry>& entries) {
+// The heads of sections, and each key with its line and no values. A section without keys leaves no entry with the
+// library, and a wrong name is to be found all the same; and the library does not tell lines.
+std::vector<FileEntry> placesIn(const std::string& text) {
+    std::vector<FileEntry> places;
     std::istringstream lines(text);
+    std::string section;
+    std::size_t number = 0;
     for (std::string whole; std::getline(lines, whole);) {
+        ++number;
         const std::string_view line = trimmed(whole);
-        if (line.starts_with('[') && line.ends_with(']'))
-            entries.push_back({std::string(line.substr(1, line.size() - 2)), "", {}});
+        if (line.empty() || line.starts_with('#') || line.starts_with(';')) continue;
+        const bool isHead = line.starts_with('[') && line.ends_with(']');
+        if (isHead) section = line.substr(1, line.size() - 2);
+        const std::string key(isHead ? "" : trimmed(line.substr(0, line.find('='))));
+        places.push_back({section, key, {}, number});
+    }
+    return places;
+}
+
+// Both are in the order of the file; several lines of one key in a row are one entry.
+void setLines(std::vector<FileEntry>& entries, const std::vector<FileEntry>& places) {
+    auto next = places.begin();
+    for (FileEntry& entry : entries) {
+        const auto place = std::find_if(next, places.end(), [&](const FileEntry& one) { return one.key == entry.key; });
+        if (place == places.end()) continue;
+        entry.line = place->line;
+        next = place + static_cast<std::ptrdiff_t>(entry.values.size() > 1 ? entry.values.size() : 1);
     }
 }
 
@@ -82,12 +104,16 @@ std::string readConfigFile(const std::string& path, std::vector<FileEntry>& entr
     if (text.size() > kGreatestSize) return path + ": is larger than 1 MB";
     if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);  // an editor's mark for UTF-8
     if (const std::string problem = problemOf(text); !problem.empty()) return path + ": " + problem;
-    addHeads(text, entries);
     std::istringstream lines(text);
+    std::vector<FileEntry> keys;
     for (const CLI::ConfigItem& item : reader().from_config(lines)) {
         if (item.name == "++" || item.name == "--") continue;  // the library's marks around a section
-        entries.push_back({item.parents.empty() ? "" : item.parents.front(), item.name, item.inputs});
+        keys.push_back({item.parents.empty() ? "" : item.parents.front(), item.name, item.inputs});
     }
+    const std::vector<FileEntry> places = placesIn(text);
+    setLines(keys, places);
+    std::ranges::copy_if(places, std::back_inserter(entries), [](const FileEntry& place) { return place.key.empty(); });
+    entries.insert(entries.end(), keys.begin(), keys.end());
     return "";
 }
 

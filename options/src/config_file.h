@@ -1,6 +1,7 @@
 // The user's configuration file, as it stands: sections, keys and values, not yet compared with any option.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,7 @@ struct FileEntry {
     std::string section;              // empty: above all sections
     std::string key;                  // empty: the section's head itself
     std::vector<std::string> values;  // several where the key stands on several lines one after the other
+    std::size_t line = 0;             // from 1
 };
 
 /// Lines "key = value", or a key alone for a flag that is true; "[section]"; comments are lines that begin with # or ;.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iomanip>
 #include <optional>
+#include <sstream>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -82,7 +83,17 @@ void printJson(const GivenSettings& given, const std::vector<Shown>& rows, std::
     stream << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
 }
 
-void printPeople(const CLI::App& app, const GivenSettings& given, const std::vector<Shown>& rows,
+void printRow(const Shown& row, std::size_t columns, std::ostream& stream) {
+    const std::string value = row.value.value_or("-");
+    const std::string& from = row.place.empty() ? row.source : row.place;
+    std::ostringstream line;
+    line << "  " << std::left << std::setw(17) << row.option << ' ' << std::setw(24) << value;
+    // What is too long goes on below.
+    if (line.str().size() + 1 + from.size() > columns) line << '\n' << std::string(19, ' ');
+    stream << line.str() << ' ' << from << '\n';
+}
+
+void printPeople(const CLI::App& app, const GivenSettings& given, const std::vector<Shown>& rows, std::size_t columns,
                  std::ostream& stream) {
     stream << "file  " << (given.filePath.empty() ? "none: no folder for it is known" : given.filePath) << '\n';
     std::string command = "?";
@@ -90,51 +101,49 @@ void printPeople(const CLI::App& app, const GivenSettings& given, const std::vec
         if (row.command != command)
             stream << '\n' << app.get_name() << (row.command.empty() ? "" : " ") << row.command << '\n';
         command = row.command;
-        stream << "  " << std::left << std::setw(20) << row.option << ' ' << std::setw(24) << row.value.value_or("-")
-               << ' ' << (row.place.empty() ? row.source : row.place) << '\n';
+        printRow(row, columns, stream);
     }
     stream << std::flush;
 }
 
 }  // namespace
 
-std::string showConfig(CLI::App& app, const GivenSettings& given, bool json, std::ostream& data) {
+std::string showConfig(CLI::App& app, const GivenSettings& given, const ConfigShow& how, std::ostream& data) {
     std::vector<Shown> rows;
     for (CLI::App* command : commandsOf(app)) {
-        for (CLI::Option* option : settableOptions(*command)) rows.push_back(shown(given, app, *command, *option));
+        for (CLI::Option* option : settableOptions(*command)) {
+            const bool isWanted = how.keys.empty() || std::ranges::find(how.keys, longName(*option)) != how.keys.end();
+            if (isWanted) rows.push_back(shown(given, app, *command, *option));
+        }
     }
     if (std::string problem = firstProblem(given, app); !problem.empty()) return problem;
-    if (json) {
+    if (how.json) {
         printJson(given, rows, data);
     } else {
-        printPeople(app, given, rows, data);
+        printPeople(app, given, rows, how.columns, data);
     }
     return "";
 }
 
 std::string configHelp(const CLI::App& app) {
     const std::string& name = app.get_name();
-    return "Options come from the command line, else from the environment, else from the user's configuration file, "
-           "else\n"
-           "they have their defaults. --save-every would be " +
+    const std::string file = configFileName(app);
+    return "The first source that has an option decides: the command line, the environment, the user's configuration "
+           "file. Otherwise the default counts. An option --save-every would be " +
            variableName(app, "save-every") +
-           " in the environment (an empty one\n"
-           "counts as none), and in the file a line\n"
+           " in the environment (an empty variable counts as none), and in the file a line\n"
            "  save-every = 100\n"
            "for every command that has the option, or below a line such as [grab] for that command alone. A flag is "
-           "true\n"
-           "or false. The file is $XDG_CONFIG_HOME/dorven/" +
-           configFileName(app) + ", or ~/.config/dorven/" + configFileName(app) +
-           " where that\n"
-           "variable is not set; on Windows %APPDATA%\\dorven\\" +
-           configFileName(app) +
-           ".\n"
-           "What names no option, and what an option refuses, ends the program with exit code 2.\n"
+           "true or false. The file is $XDG_CONFIG_HOME/dorven/" +
+           file + ", or ~/.config/dorven/" + file + " where that variable is not set; on Windows %APPDATA%\\dorven\\" +
+           file +
+           ". An unknown name, or a value that an option refuses, ends the program with exit code 2.\n"
            "\n"
            "Examples:\n"
            "  " +
            name + " config --show\n  " + name + " config --show --json\n  " + name +
-           " config --completion >> ~/.bash_completion\n"
+           " config --completion >>~/.bash_completion\n  " + name +
+           " config --completion powershell | Out-String | Invoke-Expression\n"
            "\n"
            "Exit codes: 0 done, 2 wrong usage.";
 }

@@ -4,7 +4,9 @@
 #include <string_view>
 #include <utility>
 
+#include "closest_name.h"
 #include "option_list.h"
+#include "usage_errors.h"
 
 namespace options {
 namespace {
@@ -33,6 +35,12 @@ std::string keyOfVariable(CLI::App& app, const std::string& name) {
     return "";
 }
 
+std::vector<std::string> variableNames(CLI::App& app) {
+    std::vector<std::string> names;
+    for (const std::string& key : keysOf(app)) names.push_back(variableName(app, key));
+    return names;
+}
+
 std::string collectEnvironment(CLI::App& app, const std::vector<std::string>& environment, GivenSettings& given) {
     for (const std::string& entry : environment) {
         const std::size_t separator = entry.find('=');
@@ -41,8 +49,9 @@ std::string collectEnvironment(CLI::App& app, const std::vector<std::string>& en
         const std::string value = entry.substr(separator + 1);
         const std::string key = keyOfVariable(app, name);
         const std::string place = "environment variable " + name;
-        if (key.empty()) return place + ": " + app.get_name() + " has no such option";
-        if (!value.empty()) given.settings.push_back({"", key, {value}, "environment", place});
+        if (key.empty())
+            return place + ": " + didYouMeanFirst(name, variableNames(app)) + app.get_name() + " has no such option";
+        if (!value.empty()) given.settings.push_back({"", key, {value}, "environment", place, place});
     }
     return "";
 }
@@ -71,18 +80,24 @@ std::string collectFile(CLI::App& app, GivenSettings& given) {
     std::vector<FileEntry> entries;
     if (std::string problem = readConfigFile(given.filePath, entries); !problem.empty()) return problem;
     sectionsFirst(entries);
+    std::vector<std::string> sections;
+    for (const CLI::App* command : commandsOf(app)) sections.push_back(commandName(app, *command));
     for (const FileEntry& entry : entries) {
         const std::string place = given.filePath + ": " + placeOf(entry);
+        const std::string exact = given.filePath + ": line " + std::to_string(entry.line) + ": " + placeOf(entry);
         CLI::App* const command = commandOfSection(app, entry.section);
-        if (!command) return place + ": " + app.get_name() + " has no such command";
+        if (!command)
+            return exact + ": " + didYouMeanFirst(entry.section, sections) + app.get_name() + " has no such command";
         if (entry.key.empty()) continue;
+        const auto keys = entry.section.empty() ? keysOf(app) : keysOf(*command);
+        const std::string meant = exact + ": " + didYouMeanFirst(entry.key, keys) + app.get_name() + " ";
         if (!entry.section.empty() && !hasKey(*command, entry.key))
-            return place + ": " + app.get_name() + " " + entry.section + " has no such option";
-        if (!anyHasKey(app, entry.key)) return place + ": " + app.get_name() + " has no such option";
+            return meant + entry.section + " has no such option";
+        if (!anyHasKey(app, entry.key)) return meant + "has no such option";
         const bool twice = std::any_of(given.settings.begin(), given.settings.end(),
                                        [&](const Setting& setting) { return setting.place == place; });
-        if (twice) return place + ": stands there twice";
-        given.settings.push_back({entry.section, entry.key, entry.values, "file", place});
+        if (twice) return exact + ": stands there twice";
+        given.settings.push_back({entry.section, entry.key, entry.values, "file", place, exact});
     }
     return "";
 }
@@ -140,16 +155,14 @@ void give(CLI::Option& option, const Setting& setting) {
 }
 
 std::string problemOf(CLI::Option& option, const Setting& setting) {
+    if (setting.values.size() > 1 && option.get_expected_max() == 1) return setting.exactPlace + ": stands there twice";
     try {
         option.clear();
         give(option, setting);
         option.run_callback();
         return "";
     } catch (const CLI::ParseError& error) {
-        // The place names the option already.
-        const std::string reason = error.what();
-        const std::string name = option.get_name() + ": ";
-        return setting.place + ": " + (reason.starts_with(name) ? reason.substr(name.size()) : reason);
+        return setting.exactPlace + ": " + reasonOf(error, option);  // the place names the option already
     }
 }
 

@@ -20,6 +20,7 @@ struct Setting {
     std::vector<std::string> values;  // as written there
     std::string source;               // "environment" or "file"
     std::string place;                // for people: "FILE: [grab] timeout", "environment variable DORVEN_HOST_TIMEOUT"
+    std::string exactPlace;           // the same with the line: "FILE: line 3: [grab] timeout"
 };
 
 struct GivenSettings {

@@ -22,9 +22,42 @@ std::string capitals(std::string text) {
 std::vector<CLI::App*> commandsOf(CLI::App& app) {
     std::vector<CLI::App*> commands{&app};
     for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
-        if (command->get_name() != kConfigCommand) commands.push_back(command);
+        if (command->get_name() != kConfigCommand && command->get_name() != kHelpCommand) commands.push_back(command);
     }
     return commands;
+}
+
+std::vector<CLI::App*> everyCommandOf(CLI::App& app) {
+    std::vector<CLI::App*> commands{&app};
+    for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) commands.push_back(command);
+    return commands;
+}
+
+std::vector<CLI::App*> shownCommandsOf(CLI::App& app) {
+    return app.get_subcommands([](CLI::App* command) { return !command->get_group().empty(); });
+}
+
+std::vector<std::string> commandNamesOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); }))
+        names.push_back(command->get_name());
+    return names;
+}
+
+std::vector<std::string> keysOf(CLI::App& app) {
+    std::vector<std::string> keys;
+    for (CLI::App* command : commandsOf(app)) {
+        for (const CLI::Option* option : settableOptions(*command)) {
+            if (std::ranges::find(keys, longName(*option)) == keys.end()) keys.push_back(longName(*option));
+        }
+    }
+    return keys;
+}
+
+std::vector<std::string> unknownWords(const CLI::App& app) {
+    std::vector<std::string> words = app.remaining(true);
+    std::erase(words, "--");
+    return words;
 }
 
 std::string commandName(const CLI::App& app, const CLI::App& command) {

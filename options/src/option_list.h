@@ -11,8 +11,25 @@ namespace options {
 /// The command that shows all of this; it has no options that can be set elsewhere.
 constexpr const char* kConfigCommand = "config";
 
+/// The command that shows the help of another one.
+constexpr const char* kHelpCommand = "help";
+
 /// The program itself, with an empty name, then its commands.
 std::vector<CLI::App*> commandsOf(CLI::App& app);
+
+/// The same with the commands that have no settable options.
+std::vector<CLI::App*> everyCommandOf(CLI::App& app);
+
+/// The commands that the help shows, and their names: one without a group is for the program alone.
+std::vector<CLI::App*> shownCommandsOf(CLI::App& app);
+std::vector<std::string> commandNamesOf(const CLI::App& app);
+
+/// The long names of all options of a program, or of one of its commands, that can be set, each once.
+std::vector<std::string> keysOf(CLI::App& app);
+
+/// Words of a command line that are no command, option or value.
+std::vector<std::string> unknownWords(const CLI::App& app);
+
 std::string commandName(const CLI::App& app, const CLI::App& command);
 
 /// Options of a command that environment and file can set: those with a long name, except help and version.

@@ -5,12 +5,16 @@
 #include <utility>
 #include <vector>
 
+#include "closest_name.h"
 #include "completion.h"
 #include "config_show.h"
 #include "given_settings.h"
 #include "help_format.h"
+#include "option_checks.h"
 #include "option_list.h"
-#include "suggestions.h"
+#include "printable.h"
+#include "text_columns.h"
+#include "usage_errors.h"
 #include "value_checks.h"
 
 namespace options {
@@ -20,11 +24,6 @@ struct Filling {
     CLI::Option* option;
     const Setting* setting;
 };
-
-int refuse(const std::string& problem, const CLI::App& app, std::ostream& people) {
-    people << app.get_name() << ": " << problem << "\nRun with config --help for more information.\n";
-    return kWrongUsage;
-}
 
 bool isAmong(const CLI::Option* option, const std::vector<Filling>& fillings) {
     return std::any_of(fillings.begin(), fillings.end(), [&](const Filling& one) { return one.option == option; });
@@ -61,10 +60,10 @@ std::vector<Filling> fillingsFor(const GivenSettings& given, const CLI::App& app
 
 // Parses again, with the values of the weaker sources first, so that rules between options apply to all of them.
 std::optional<int> parseFilled(CLI::App& app, CLI::App& command, const std::vector<Filling>& fillings, int argc,
-                               const char* const* argv, std::ostream& data, std::ostream& people) {
+                               const char* const* argv, std::ostream& people) {
     for (const Filling& filling : fillings) {
         if (const std::string problem = problemOf(*filling.option, *filling.setting); !problem.empty())
-            return refuse(problem, app, people);
+            return refuse(app, problem, people);
     }
     command.preparse_callback([&fillings](std::size_t) {
         for (const Filling& filling : fillings) give(*filling.option, *filling.setting);
@@ -73,88 +72,145 @@ std::optional<int> parseFilled(CLI::App& app, CLI::App& command, const std::vect
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        app.exit(error, data, people);
-        exitCode = kWrongUsage;
+        exitCode = refuse(app, sentenceFor(error, app), people);
     }
     command.preparse_callback({});
     return exitCode;
 }
 
-// What the command line lacks, another source may have.
-bool mayBeFilled(const CLI::ParseError& error) {
-    return error.get_name() == "RequiredError" || error.get_name() == "RequiresError";
+// What the command line lacks, another source may have; a word that is none of the program's stays wrong.
+bool mayBeFilled(const CLI::ParseError& error, const CLI::App& app) {
+    return (error.get_name() == "RequiredError" || error.get_name() == "RequiresError") && unknownWords(app).empty();
+}
+
+// The last value counts of an option that takes one.
+void letTheLastWin(CLI::App& app) {
+    for (CLI::App* command : everyCommandOf(app)) {
+        for (CLI::Option* option : command->get_options([](CLI::Option* one) { return one->get_expected_max() == 1; }))
+            option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    }
+}
+
+struct HelpCommand {
+    CLI::App* command = nullptr;
+    std::string topic;  // empty: the program itself
+};
+
+void addHelpCommand(CLI::App& app, HelpCommand& help) {
+    const std::string& name = app.get_name();
+    help.command = app.add_subcommand(kHelpCommand, "Show the help of the program or of a command");
+    help.command->add_option("COMMAND", help.topic, "Command whose help to show (default: the program's own)")
+        ->check(offering(commandNamesOf(app), [](const std::string&) { return std::string(); }))
+        ->type_name("");
+    help.command->footer("Examples:\n  " + name + " help\n  " + name + " help config\n  " + name + " help help\n");
+}
+
+int showHelp(CLI::App& app, const HelpCommand& help, std::ostream& data, std::ostream& people) {
+    CLI::App* target = help.topic.empty() ? &app : nullptr;
+    for (CLI::App* command : shownCommandsOf(app)) {
+        if (command->get_name() == help.topic) target = command;
+    }
+    if (!target) return refuse(app, noSuchName("command", help.topic, commandNamesOf(app)), people);
+    const std::string name = app.get_name() + (target == &app ? "" : " " + help.topic);
+    data << target->get_formatter()->make_help(target, name, CLI::AppFormatMode::Normal);
+    return kDone;
 }
 
 struct ConfigCommand {
-    CLI::App* command;
+    CLI::App* command = nullptr;
     bool show = false;
     bool json = false;
-    bool completion = false;
+    std::vector<std::string> keys;  // empty: all
+    std::string shell;              // empty: no completion
 };
 
 void addConfigCommand(CLI::App& app, ConfigCommand& config) {
+    const std::vector<std::string> keys = keysOf(app);
     config.command = app.add_subcommand(kConfigCommand, "Show each option's value and where it comes from");
-    CLI::Option* const show = config.command->add_flag("--show", config.show, "Show all options of all commands");
+    CLI::Option* const show = config.command->add_flag("--show", config.show, "Show the options of all commands");
+    config.command
+        ->add_option("KEY", config.keys, "With --show: only the options of these names, as in a configuration file")
+        ->check(offering(keys,
+                         [keys](const std::string& key) {
+                             const bool known = std::ranges::find(keys, key) != keys.end();
+                             return known ? "" : noSuchName("option", key, keys, "config --show shows all");
+                         }))
+        ->needs(show)
+        ->type_name("");
     config.command->add_flag("--json", config.json, "Print one JSON object on standard output")->needs(show);
-    config.command->add_flag("--completion", config.completion, "Print the bash completion of this program")
-        ->excludes(show);
+    config.command->add_option("--completion", config.shell, "Print the completion for a shell (default: bash)")
+        ->expected(0, 1)
+        ->default_str(kBash)
+        ->check(oneOf({kBash, kPowerShell}))
+        ->excludes(show)
+        ->type_name("[bash|powershell]");
     config.command->footer(configHelp(app));
 }
 
-void setHelpFormat(CLI::App& app) {
-    const auto format = std::make_shared<HelpFormat>();
-    app.formatter(format);
-    for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; })) command->formatter(format);
+void setHelpFormat(CLI::App& app, std::size_t columns) {
+    const auto format = std::make_shared<HelpFormat>(columns);
+    for (CLI::App* const command : everyCommandOf(app)) {
+        command->formatter(format);
+        command->set_help_flag("-h,--help", "Show this help");
+    }
 }
 
 int runConfig(CLI::App& app, const ConfigCommand& config, const Surroundings& surroundings, std::ostream& data,
               std::ostream& people) {
-    if (config.completion) {
-        printCompletion(app, data);
+    if (!config.shell.empty()) {
+        printCompletion(app, config.shell, data);
         return kDone;
     }
-    if (!config.show) return refuse("config wants --show or --completion", app, people);
+    if (!config.show) return refuse(app, "config wants --show or --completion", people);
     GivenSettings given;
     if (const std::string problem = collectSettings(app, surroundings, given); !problem.empty())
-        return refuse(problem, app, people);
-    const std::string problem = showConfig(app, given, config.json, data);
-    return problem.empty() ? kDone : refuse(problem, app, people);
+        return refuse(app, problem, people);
+    const std::string problem =
+        showConfig(app, given, {config.json, config.keys, textColumns(data, surroundings)}, data);
+    return problem.empty() ? kDone : refuse(app, problem, people);
 }
 
 }  // namespace
 
+int refuse(const CLI::App& app, const std::string& problem, std::ostream& people) {
+    people << app.get_name() << ": " << printable(problem) << '\n';
+    return kWrongUsage;
+}
+
+int refuseMissingCommand(const CLI::App& app, std::ostream& people) {
+    return refuse(app, "a command is missing; there are " + listOf(commandNamesOf(app)), people);
+}
+
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, std::ostream& data, std::ostream& people,
                          const Surroundings& surroundings) {
     ConfigCommand config{};
+    HelpCommand help;
     addConfigCommand(app, config);
-    setHelpFormat(app);
+    addHelpCommand(app, help);
+    setHelpFormat(app, textColumns(data, surroundings));
     addValueChecks(app);
-    std::optional<int> exitCode;
-    std::ostringstream reason;
+    letTheLastWin(app);
+    std::string lack;  // what another source may have
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         app.exit(request, data, people);
         return kDone;
     } catch (const CLI::ParseError& error) {
-        app.exit(error, reason, reason);
-        exitCode = kWrongUsage;
-        if (!mayBeFilled(error)) {
-            people << reason.str() << suggestionsFor(app);
-            return exitCode;
-        }
+        lack = sentenceFor(error, app);
+        if (!mayBeFilled(error, app)) return refuse(app, lack, people);
     }
-    if (config.command->parsed() && !exitCode) return runConfig(app, config, surroundings, data, people);
+    if (lack.empty() && help.command->parsed()) return showHelp(app, help, data, people);
+    if (lack.empty() && config.command->parsed()) return runConfig(app, config, surroundings, data, people);
 
     GivenSettings given;
     if (const std::string problem = collectSettings(app, surroundings, given); !problem.empty())
-        return refuse(problem, app, people);
+        return refuse(app, problem, people);
     const auto parsed = app.get_subcommands();
     CLI::App& command = parsed.empty() ? app : *parsed.front();
     const auto fillings = fillingsFor(given, app, command);
-    if (!fillings.empty()) return parseFilled(app, command, fillings, argc, argv, data, people);
-    if (exitCode) people << reason.str();
-    return exitCode;
+    if (!fillings.empty()) return parseFilled(app, command, fillings, argc, argv, people);
+    return lack.empty() ? std::nullopt : std::optional(refuse(app, lack, people));
 }
 
 }  // namespace options

@@ -1,5 +1,8 @@
 #include "config_show.h"
 
+#include <algorithm>
+#include <sstream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,6 +16,7 @@ using nlohmann::json;
 using test::SampleProgram;
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
 
 class ConfigShowTest : public testing::Test {
 protected:
@@ -70,7 +74,7 @@ TEST_F(ConfigShowTest, TableIsForPeople) {
     program.run({"config", "--show"});
     EXPECT_EQ(program.exitCode, 0);
     EXPECT_THAT(program.data, HasSubstr("file  " + program.configPath()));
-    EXPECT_THAT(program.data, ContainsRegex("dorven-sample grab\n +timeout +20 +.*sample.conf: key timeout\n"));
+    EXPECT_THAT(program.data, ContainsRegex("dorven-sample grab\n +timeout +20 +\n? +.*sample.conf: key timeout\n"));
     EXPECT_THAT(program.data, ContainsRegex("format +png +default"));
 }
 
@@ -86,7 +90,8 @@ TEST_F(ConfigShowTest, RefusedValueOfAnyCommandEndsItWithoutOutput) {
     program.run({"config", "--show"});
     EXPECT_EQ(program.exitCode, 2);
     EXPECT_EQ(program.data, "");
-    EXPECT_THAT(program.people, HasSubstr("[grab] key timeout: Value 61 not in range"));
+    EXPECT_THAT(program.people,
+                HasSubstr("sample.conf: line 2: [grab] key timeout: '61' is not a number from 1 to 60"));
 }
 
 TEST_F(ConfigShowTest, UnknownKeyEndsItToo) {
@@ -116,12 +121,47 @@ TEST_F(ConfigShowTest, HelpTellsTheRuleOfTheNames) {
 TEST_F(ConfigShowTest, CompletionKnowsCommandsOptionsWordsFilesAndFolders) {
     program.run({"config", "--completion"});
     EXPECT_EQ(program.exitCode, 0);
-    EXPECT_THAT(program.data, HasSubstr("grab | poll | config) command=$word"));
-    EXPECT_THAT(program.data, HasSubstr("\"grab --format\") offer=\"-W 'png pgm raw'\""));
-    EXPECT_THAT(program.data, HasSubstr("\"grab --output\") offer=\"-d\""));
+    EXPECT_THAT(program.data, HasSubstr("grab | poll | config | help) command=$word"));
+    EXPECT_THAT(program.data, HasSubstr("\"grab --format\") offer=\"W:png pgm raw\""));
+    EXPECT_THAT(program.data, HasSubstr("\"grab --output\") offer=\"D:\""));
     EXPECT_THAT(program.data, HasSubstr("\"grab --width\") offer=\"\""));
-    EXPECT_THAT(program.data, HasSubstr("--json\" operand=\"-f\""));
+    EXPECT_THAT(program.data, HasSubstr("--json -h --help\" operand=\"F:.png\""));
+    EXPECT_THAT(program.data, HasSubstr("\"help\") words=\"-h --help\" operand=\"W:grab poll config help\""));
+    EXPECT_THAT(program.data, HasSubstr("\"config --completion\") offer=\"W:bash powershell\""));
+    EXPECT_THAT(program.data, HasSubstr("operand=\"W:rate pattern images"));
     EXPECT_THAT(program.data, HasSubstr("complete -F _dorven_sample dorven-sample\n"));
+}
+
+TEST_F(ConfigShowTest, CompletionOfPowerShellKnowsTheSame) {
+    program.run({"config", "--completion", "powershell"});
+    EXPECT_EQ(program.exitCode, 0) << program.people;
+    EXPECT_THAT(program.data, HasSubstr("Register-ArgumentCompleter -Native -CommandName 'dorven-sample', "
+                                        "'dorven-sample.exe' -ScriptBlock {\n"));
+    EXPECT_THAT(program.data, HasSubstr("$_ -cin @('grab', 'poll', 'config', 'help')"));
+    EXPECT_THAT(program.data, HasSubstr("'grab --format' { $offer = 'W:png pgm raw' }\n"));
+    EXPECT_THAT(program.data, HasSubstr("'grab --output' { $offer = 'D:' }\n"));
+    EXPECT_THAT(program.data, HasSubstr("'grab --width' { $offer = '' }\n"));
+    EXPECT_THAT(program.data, HasSubstr("$operand = 'F:.png' }\n"));
+    EXPECT_EQ(std::ranges::count(program.data, '{'), std::ranges::count(program.data, '}'));
+    EXPECT_EQ(std::ranges::count(program.data, '(') + std::ranges::count(program.data, '['),
+              std::ranges::count(program.data, ')') + std::ranges::count(program.data, ']'));
+}
+
+TEST_F(ConfigShowTest, OnlyTheOptionsThatAreNamedAreShown) {
+    program.run({"config", "--show", "timeout", "width"});
+    EXPECT_EQ(program.exitCode, 0) << program.people;
+    EXPECT_THAT(program.data, ContainsRegex("grab\n +timeout +30 +default\n +width +0 +default\n"));
+    EXPECT_THAT(program.data, Not(HasSubstr("format")));
+    program.run({"config", "--show", "timeot"});
+    EXPECT_EQ(program.people, "dorven-sample: KEY: did you mean 'timeout'? There is no option 'timeot'\n");
+}
+
+TEST_F(ConfigShowTest, TableHasEightyColumnsWhereNoNameIsLonger) {
+    program.configFile("timeout = 20\n");
+    program.run({"config", "--show"});
+    std::istringstream lines(program.data);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), line.find(program.folder.path()) == std::string::npos ? 80u : 200u) << line;
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "sample_program.h"
+#include "text_columns.h"
 
 namespace {
 
@@ -50,14 +51,14 @@ TEST_F(HelpFormatTest, TypeRepetitionAndNeedStandBehindTheName) {
     app.add_option("--rate", texts, "Rate")->type_name("RATE");
     app.add_option("--fault", texts, "Fault")->allow_extra_args(false)->type_name("NAME");
     const std::string shown = help();
-    EXPECT_THAT(shown, HasSubstr("  --log FILE REQUIRED "));
-    EXPECT_THAT(shown, HasSubstr("  --rate RATE ... "));
-    EXPECT_THAT(shown, HasSubstr("  --fault NAME  "));
+    EXPECT_THAT(shown, HasSubstr("      --log FILE (required)   Log\n"));
+    EXPECT_THAT(shown, HasSubstr("      --rate RATE ... "));
+    EXPECT_THAT(shown, HasSubstr("      --fault NAME  "));
 }
 
 TEST_F(HelpFormatTest, NamesOfAFlagAreShownWithoutTheirValues) {
     app.add_flag("--digits,!--no-digits", flag, "Digits");
-    EXPECT_THAT(help(), HasSubstr("  --digits,--no-digits  "));
+    EXPECT_THAT(help(), HasSubstr("      --digits, --no-digits   Digits\n"));
 }
 
 TEST_F(HelpFormatTest, GroupsComeInOrderWithOneBlankLineBetween) {
@@ -68,8 +69,8 @@ TEST_F(HelpFormatTest, GroupsComeInOrderWithOneBlankLineBetween) {
     app.option_defaults()->group("Faults");
     app.add_flag("--torn", flag, "Torn");
     const std::string shown = help();
-    EXPECT_THAT(shown, HasSubstr("exit\n\nPacing:\n  --late"));
-    EXPECT_THAT(shown, HasSubstr("Late\n\nFaults:\n  --torn"));
+    EXPECT_THAT(shown, HasSubstr("exit\n\nPacing:\n      --late"));
+    EXPECT_THAT(shown, HasSubstr("Late\n\nFaults:\n      --torn"));
     EXPECT_THAT(shown, Not(HasSubstr("--hidden")));
     EXPECT_THAT(shown, Not(HasSubstr("\n\n\n")));
 }
@@ -79,9 +80,72 @@ TEST_F(HelpFormatTest, LongDescriptionsAreBrokenAtBlanks) {
     for (int word = 0; word < 100; ++word) description += "word" + std::to_string(word) + " ";
     app.add_option("--text", text, description);
     const std::string shown = help();
-    EXPECT_LE(longestLine(shown), options::kHelpColumns);
-    EXPECT_GT(longestLine(shown), options::kHelpColumns - 10);
+    EXPECT_LE(longestLine(shown), 80u);
+    EXPECT_GT(longestLine(shown), 70u);
     EXPECT_THAT(shown, HasSubstr("word99"));
+    app.formatter(std::make_shared<options::HelpFormat>(120));
+    EXPECT_LE(longestLine(app.help()), 120u);
+    EXPECT_GT(longestLine(app.help()), 110u);
+}
+
+TEST_F(HelpFormatTest, ShortNamesStandBeforeTheLongOnesWhichStandBelowEachOther) {
+    app.add_option("-n,--count", text, "Count")->type_name("N");
+    app.add_option("--fps", text, "Rate")->type_name("RATE");
+    EXPECT_THAT(help(), HasSubstr("\n  -n, --count N               Count\n      --fps RATE              Rate\n"));
+}
+
+TEST_F(HelpFormatTest, NotesAreWrappedAndExamplesStayAsTheyAre) {
+    app.footer(
+        "One sentence that is longer than eighty columns, so that it has to be broken at one of its blanks, and\n"
+        "goes on.\n"
+        "\n"
+        "Examples:\n"
+        "  sample --with-a-very-long-line --of-an-example --that-must-not-be-broken --so-that-it-can-be-pasted\n"
+        "  sample\n"
+        "\n"
+        "Exit codes: 0 done.");
+    EXPECT_THAT(help(), HasSubstr("to be broken at\none of its blanks, and goes on.\n"
+                                  "\n"
+                                  "Examples:\n"
+                                  "  sample --with-a-very-long-line --of-an-example --that-must-not-be-broken "
+                                  "--so-that-it-can-be-pasted\n"
+                                  "  sample\n"
+                                  "\n"
+                                  "Exit codes: 0 done.\n"));
+}
+
+TEST_F(HelpFormatTest, CommandsAreCalledSo) {
+    app.add_subcommand("grab", "Receive images");
+    const std::string shown = help();
+    EXPECT_THAT(shown, HasSubstr("[COMMAND]\n"));
+    EXPECT_THAT(shown, HasSubstr("\nCommands:\n  grab        Receive images\n"));
+}
+
+struct Columns {
+    std::size_t terminal;
+    const char* variable;
+    std::size_t wanted;
+};
+
+TEST(TextColumnsTest, AreThoseOfTheTerminalWithinLimits) {
+    for (const Columns& row : std::vector<Columns>{{0, "", 80},
+                                                   {0, "100", 80},
+                                                   {80, "", 80},
+                                                   {100, "", 100},
+                                                   {120, "", 120},
+                                                   {300, "", 120},
+                                                   {10, "", 40},
+                                                   {80, "100", 100},
+                                                   {80, "500", 120},
+                                                   {100, "60", 60},
+                                                   {100, "0", 100},
+                                                   {100, "-5", 100},
+                                                   {100, "wide", 100},
+                                                   {100, "90x", 100}}) {
+        const Surroundings surroundings{{std::string("COLUMNS=") + row.variable}, ""};
+        EXPECT_EQ(options::textColumnsOf(row.terminal, surroundings), row.wanted) << row.terminal << row.variable;
+    }
+    EXPECT_EQ(options::textColumnsOf(90, {}), 90u);
 }
 
 TEST(WrappedTest, LinesAreFilledToTheLastColumn) {

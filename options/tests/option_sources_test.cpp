@@ -135,7 +135,8 @@ TEST_F(OptionSourcesTest, UnknownVariableIsRefused) {
     program.environment = {"DORVEN_SAMPLE_TIMEOT=1", "DORVEN_LOG_LEVEL=5", "HOME=/"};
     program.run({"grab"});
     EXPECT_EQ(program.exitCode, 2);
-    EXPECT_THAT(program.people, HasSubstr("environment variable DORVEN_SAMPLE_TIMEOT: dorven-sample has no such"));
+    EXPECT_THAT(program.people, HasSubstr("environment variable DORVEN_SAMPLE_TIMEOT: did you mean "
+                                          "'DORVEN_SAMPLE_TIMEOUT'? dorven-sample has no such option\n"));
     EXPECT_EQ(program.data, "");
 }
 
@@ -153,24 +154,25 @@ TEST_P(BadFileTest, IsRefusedWithItsPathAndKey) {
     const std::string path = program.configFile(GetParam().text);
     program.run({"grab"});
     EXPECT_EQ(program.exitCode, 2);
-    EXPECT_THAT(program.people, StartsWith("dorven-sample: " + path + ": " + GetParam().named));
+    EXPECT_THAT(program.people, StartsWith("dorven-sample: " + path + ": line " + GetParam().named));
     EXPECT_EQ(program.data, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     OptionSources, BadFileTest,
-    testing::Values(BadFile{"timeot = 1\n", "key timeot: dorven-sample has no such option"},
-                    BadFile{"[grap]\n", "[grap]: dorven-sample has no such command"},
-                    BadFile{"[config]\nshow = true\n", "[config]: dorven-sample has no such command"},
-                    BadFile{"[grab]\nrate = 1\n", "[grab] key rate: dorven-sample grab has no such option"},
-                    BadFile{"help = true\n", "key help: dorven-sample has no such option"},
-                    BadFile{"timeout = 61\n", "key timeout: Value 61 not in range"},
-                    BadFile{"[grab]\ntimeout = abc\n", "[grab] key timeout: "},
-                    BadFile{"width = broad\n", "key width: Could not convert"},
-                    BadFile{"width = 1\nwidth = 2\n", "key width: "},
-                    BadFile{"width = 1\njson\nwidth = 2\n", "key width: stands there twice"},
-                    BadFile{"json = perhaps\n", "key json: "}, BadFile{"timeout = 20\nab\n", "line 2: 'ab' is no key"},
-                    BadFile{"timeout\n", "key timeout: "}));
+    testing::Values(BadFile{"timeot = 1\n",
+                            "1: key timeot: did you mean 'timeout'? dorven-sample has no such option\n"},
+                    BadFile{"[grap]\n", "1: [grap]: did you mean 'grab'? dorven-sample has no such command\n"},
+                    BadFile{"[config]\nshow = true\n", "1: [config]: dorven-sample has no such command"},
+                    BadFile{"[grab]\nrate = 1\n", "2: [grab] key rate: dorven-sample grab has no such option"},
+                    BadFile{"help = true\n", "1: key help: dorven-sample has no such option"},
+                    BadFile{"timeout = 61\n", "1: key timeout: '61' is not a number from 1 to 60\n"},
+                    BadFile{"[grab]\ntimeout = abc\n", "2: [grab] key timeout: "},
+                    BadFile{"width = broad\n", "1: key width: 'broad' is no value for it\n"},
+                    BadFile{"width = 1\nwidth = 2\n", "1: key width: stands there twice\n"},
+                    BadFile{"width = 1\njson\nwidth = 2\n", "3: key width: stands there twice"},
+                    BadFile{"json = perhaps\n", "1: key json: "}, BadFile{"timeout = 20\nab\n", "2: 'ab' is no key"},
+                    BadFile{"timeout\n", "1: key timeout: "}));
 
 TEST_F(OptionSourcesTest, EmptyValueIsRefused) {
     program.run({"grab", "--output", ""});
@@ -209,14 +211,15 @@ TEST_F(OptionSourcesTest, BadValueInTheEnvironmentNamesItsVariable) {
     program.environment = {"DORVEN_SAMPLE_TIMEOUT=61"};
     program.run({"grab"});
     EXPECT_EQ(program.exitCode, 2);
-    EXPECT_THAT(program.people, StartsWith("dorven-sample: environment variable DORVEN_SAMPLE_TIMEOUT: Value 61 not"));
+    EXPECT_THAT(program.people,
+                StartsWith("dorven-sample: environment variable DORVEN_SAMPLE_TIMEOUT: '61' is not a number"));
 }
 
 TEST_F(OptionSourcesTest, BadCommandLineIsToldFirst) {
     program.configFile("timeot = 1\n");
     program.run({"grab", "--timeout", "99"});
     EXPECT_EQ(program.exitCode, 2);
-    EXPECT_THAT(program.people, HasSubstr("--timeout: Value 99"));
+    EXPECT_THAT(program.people, HasSubstr("--timeout: '99' is not"));
     program.run({"--nonsense"});
     EXPECT_EQ(program.exitCode, 2);
     EXPECT_THAT(program.people, HasSubstr("--nonsense"));
@@ -235,7 +238,7 @@ TEST_F(OptionSourcesTest, HelpAndVersionAreAnsweredInSpiteOfABadFile) {
 TEST_F(OptionSourcesTest, WhatTheCommandLineLacksAnotherSourceMaySupply) {
     program.run({"grab", "--every", "5"});
     EXPECT_EQ(program.exitCode, 2);
-    EXPECT_THAT(program.people, HasSubstr("--every requires --output"));
+    EXPECT_THAT(program.people, HasSubstr("--every goes with --output only"));
     program.environment = {"DORVEN_SAMPLE_OUTPUT=pictures"};
     program.run({"grab", "--every", "5"});
     EXPECT_EQ(program.exitCode, std::nullopt) << program.people;
@@ -247,7 +250,7 @@ TEST_F(OptionSourcesTest, LackThatNoSourceFillsIsStillWrongUsage) {
     program.environment = {"DORVEN_SAMPLE_WIDTH=5"};
     program.run({"grab", "--every", "5"});
     EXPECT_EQ(program.exitCode, 2);
-    EXPECT_THAT(program.people, HasSubstr("--every requires --output"));
+    EXPECT_THAT(program.people, HasSubstr("--every goes with --output only"));
 }
 
 TEST_F(OptionSourcesTest, SettingThatNeedsWhatNobodyGaveDoesNotCount) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "option_checks.h"
 #include "option_sources.h"
 #include "temporary_folder.h"
 
@@ -42,7 +43,7 @@ struct SampleProgram {
         CLI::App app("A sample.", "dorven-sample");
         app.set_version_flag("--version", "dorven-sample 1");
         app.require_subcommand(0, 1);
-        app.add_option("--rate", rate, "Rate")->check(CLI::Range(1, 200));
+        app.add_option("--rate", rate, "Rate")->check(options::within(1, 200, "1 to 200"));
         CLI::Option* const own = app.add_option("--pattern", pattern, "Pattern");
         app.add_option("--images", images, "Images")->excludes(own);
         app.add_option("--fault", faults, "Faults");
@@ -51,6 +52,9 @@ struct SampleProgram {
         CLI::App* const poll = app.add_subcommand("poll", "Poll");
         poll->add_option("--timeout", pollTimeout, "Timeout");
         poll->add_flag("--json", json, "JSON");
+        CLI::App* const send = app.add_subcommand("send", "Send");
+        send->group("");  // for the program alone
+        send->add_option("--to", output, "Receiver")->required()->type_name("PLACE");
         arguments.insert(arguments.begin(), "dorven-sample");
         std::ostringstream dataStream;
         std::ostringstream peopleStream;
@@ -63,12 +67,20 @@ struct SampleProgram {
 
 private:
     void addGrab(CLI::App& grab) {
-        grab.add_option("--timeout", timeout, "Timeout")->check(CLI::Range(1, 60));
+        grab.add_option("--timeout", timeout, "Timeout")
+            ->check(options::within(1, 60, "1 to 60"))
+            ->type_name("SECONDS");
         CLI::Option* const target = grab.add_option("--output", output, "Output")->type_name("DIR");
         grab.add_option("--every", every, "Every")->needs(target);
         grab.add_option("--width", width, "Width");
-        grab.add_option("--format", format, "Format")->check(CLI::IsMember({"png", "pgm", "raw"}));
-        grab.add_option("PICTURE", images, "A picture")->type_name("FILE");
+        grab.add_option("--format", format, "Format")->check(options::oneOf({"png", "pgm", "raw"}));
+        grab.add_option("PICTURE", images, "A picture")
+            ->check(CLI::Validator(
+                [](const std::string& text) {
+                    return text.find('.') == std::string::npos ? "'" + text + "' is no picture" : std::string();
+                },
+                ""))
+            ->type_name("FILE.png");
         grab.add_flag("--json", json, "JSON");
     }
 };

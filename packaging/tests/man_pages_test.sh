@@ -14,7 +14,7 @@ fault() {
 }
 
 for program in dorven-host dorven-simulator; do
-    commands=$("$bin/$program" --help | awk '/^Subcommands:/ { inside = 1; next } inside && /^  [a-z]/ { print $1 }
+    commands=$("$bin/$program" --help | awk '/^Commands:/ { inside = 1; next } inside && /^  [a-z]/ { print $1 }
                                              /^$/ { inside = 0 }')
     for command in "" $commands; do
         page=$pages/$program${command:+-$command}.1.gz
@@ -23,7 +23,8 @@ for program in dorven-host dorven-simulator; do
         [ ! -s "$pages/warnings" ] || fault "$page: $(cat "$pages/warnings")"
         # shellcheck disable=SC2086
         help=$("$bin/$program" $command --help)
-        for option in $(grep -oE '^  [^ ]*--[a-z][a-z-]*' <<<"$help" | grep -oE -- '--[a-z-]+'); do
+        for option in $(grep -oE '^  (   |-[a-zA-Z],) --[a-z][a-z-]*(, --[a-z-]+)*' <<<"$help" |
+            grep -oE -- '--[a-z-]+'); do
             grep -qF -- "$option" <<<"$text" || fault "$page does not have $option"
         done
         wanted=$(grep -cE "^  $program " <<<"$help")

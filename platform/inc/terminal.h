@@ -8,3 +8,6 @@ bool platform_standardErrorIsTerminal();
 
 /// Characters in a line of the terminal on standard error; 80 when it does not tell.
 std::size_t platform_terminalColumns();
+
+/// Characters in a line of the terminal on standard output; 80 when it does not tell, 0 when there is no terminal.
+std::size_t platform_outputTerminalColumns();

@@ -29,6 +29,7 @@ struct SimulatorOptions {
     std::string configFile;                    // --config; empty: not given
     std::optional<std::size_t> bytesPerPixel;  // --bytes-per-pixel
     std::optional<std::size_t> maxMemoryMb;    // --max-memory, millions of bytes
+    bool quiet = false;                        // no progress and no live line
     bool ask = true;                           // ask the camera for the format; not with --no-ask
     PacingOptions pacing;
     DeliveryOptions delivery;

@@ -50,15 +50,10 @@ const FaultRow* rowNamed(std::string_view name) {
 }
 
 std::string unknownName(std::string_view name) {
-    if (name.size() > 40) name = name.substr(0, 40);
     std::vector<std::string_view> names;
     for (const FaultRow& row : kFaults) names.push_back(row.name);
-    std::string problem = "there is no fault '";
-    problem.append(name).append("'");
-    if (const std::string meant = options::didYouMean(name, names); !meant.empty()) return problem.append(meant);
-    problem.append("; there are");
-    for (const FaultRow& row : kFaults) problem.append(&row == kFaults ? " " : ", ").append(row.name);
-    return problem;
+    constexpr std::size_t kLongest = 100;  // what is longer is no name, and is not looked at
+    return options::noSuchName("fault", name.substr(0, kLongest), names);
 }
 
 bool parseFrame(std::string_view text, std::uint64_t& frame) {
@@ -164,7 +159,8 @@ std::optional<FaultRequest> parseFault(std::string_view text, std::string& error
     std::string problem;
     request.text = text;
     if (parseParts(text, request, problem)) return request;
-    error = quoted(text).append(": ").append(problem);
+    const std::string_view name = text.substr(0, text.find_first_of(":@"));
+    error = rowNamed(name) ? quoted(text).append(": ").append(problem) : problem;
     return std::nullopt;
 }
 

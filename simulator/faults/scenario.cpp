@@ -1,10 +1,14 @@
 #include "scenario.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <initializer_list>
+#include <string_view>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
+#include "closest_name.h"
 #include "printable.h"
 #include "shallow_json.h"
 
@@ -24,29 +28,28 @@ const Json& entryOf(const Json& object, const char* name) {
     return found == object.end() ? none : *found;
 }
 
-// Names the first entry of an object that is none of those.
-std::string strayEntry(const Json& object, std::initializer_list<const char*> known) {
+// What is wrong with the first entry of an object that is none of those; empty: nothing.
+std::string strayEntry(const Json& object, std::initializer_list<std::string_view> known) {
     for (const auto& [name, value] : object.items()) {
-        bool isKnown = false;
-        for (const char* entry : known) isKnown = isKnown || name == entry;
-        if (!isKnown) return name;
+        if (std::ranges::find(known, std::string_view(name)) == known.end())
+            return options::noSuchName("entry", name, known);
     }
     return "";
 }
 
 // Builds "NAME:VALUE@WHEN" from an object's entries. False, with the reason, when there are other entries.
 bool joinFault(const Json& object, std::string& text, std::string& error) {
-    if (const std::string stray = strayEntry(object, {"fault", "value", "when"}); !stray.empty()) {
-        error = "a fault has no entry '" + stray + "', but fault, value and when";
-        return false;
-    }
+    error = strayEntry(object, {"fault", "value", "when"});
+    if (!error.empty()) return false;
     const Json& name = entryOf(object, "fault");
     const Json& value = entryOf(object, "value");
     const Json& when = entryOf(object, "when");
     const bool sound = name.is_string() && (value.is_null() || value.is_string()) &&
                        (when.is_null() || when.is_string() || when.is_number_unsigned());
     if (!sound) {
-        error = "a fault is an object with the text fault, and as wanted the text value and the text or number when";
+        error =
+            "a fault is an object with \"fault\" (a text), and \"value\" (a text) and \"when\" (a text or a number) "
+            "where it needs them";
         return false;
     }
     text = name.get<std::string>();
@@ -73,7 +76,7 @@ bool readFault(const Json& json, Scenario& scenario, std::string& error) {
 
 bool readFaults(const Json& faults, Scenario& scenario, std::string& error) {
     if (!faults.is_array()) {
-        error = "faults is no list";
+        error = "\"faults\" is no list";
         return false;
     }
     for (std::size_t index = 0; index < faults.size(); ++index) {
@@ -89,19 +92,16 @@ bool readRoot(const Json& root, Scenario& scenario, std::string& error) {
         error = std::string("is no object with \"schema\": \"") + kSchema + "\"";
         return false;
     }
-    if (const std::string stray = strayEntry(root, {"$schema", "schema", "description", "seed", "faults"});
-        !stray.empty()) {
-        error = "has no entry '" + stray + "', but schema, description, seed and faults";
-        return false;
-    }
+    error = strayEntry(root, {"schema", "description", "seed", "faults", "$schema"});
+    if (!error.empty()) return false;
     const Json& description = entryOf(root, "description");
     const Json& seed = entryOf(root, "seed");
     if (root.contains("description") && !description.is_string()) {
-        error = "description is no text";
+        error = "\"description\" is no text";
     } else if (!seed.is_null() && (!seed.is_number_unsigned() || seed.get<std::uint64_t>() > kMaxSeed)) {
-        error = "seed is no whole number from 0 to 2^53";
+        error = "\"seed\" is no whole number from 0 to 2^53";
     } else if (!root.contains("faults")) {
-        error = "has no faults";
+        error = "\"faults\" is missing";
     } else {
         if (description.is_string()) scenario.description = description.get<std::string>();
         if (!seed.is_null()) scenario.seed = seed.get<std::uint64_t>();
@@ -117,10 +117,8 @@ std::optional<Scenario> parseScenario(const std::string& text, std::string& erro
     try {
         const Json root = options::parseShallowJson(text);
         if (readRoot(root, scenario, error)) return scenario;
-    } catch (const Json::exception& exception) {  // tells line and column
-        error = exception.what();
-    } catch (const options::NestedTooDeeply& exception) {
-        error = exception.what();
+    } catch (const options::JsonProblem& problem) {
+        error = problem.what();
     }
     error = printable(std::move(error));
     return std::nullopt;

@@ -12,6 +12,7 @@ struct PacingOptions {
     FrameRate framesPerSecond = 100;     // --fps
     LatePolicy late = LatePolicy::skip;  // --late
     std::uint64_t frameCount = 0;        // --count; 0: until stopped
+    std::int64_t durationNs = 0;         // --duration, of the grid; 0: until stopped
 };
 
 }  // namespace simulator

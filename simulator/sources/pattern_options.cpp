@@ -37,8 +37,13 @@ std::string checkPattern(const std::string& name) {
     if (frames::findPattern(name)) return {};
     std::vector<std::string_view> names;
     for (const frames::PatternRow& row : frames::patterns()) names.insert(names.end(), {row.name, row.standardName});
-    return "'" + name + "' is no pattern" + options::didYouMean(name, names) +
-           " (dorven-simulator patterns --list shows all)";
+    return options::noSuchName("pattern", name, names, "dorven-simulator patterns --list shows all");
+}
+
+std::vector<std::string> shortNames() {
+    std::vector<std::string> names;
+    for (const frames::PatternRow& row : frames::patterns()) names.emplace_back(row.name);
+    return names;
 }
 
 const MotionRow* findMotion(const std::string& name) {
@@ -48,12 +53,10 @@ const MotionRow* findMotion(const std::string& name) {
     return nullptr;
 }
 
-std::string checkMotion(const std::string& name) {
-    return findMotion(name) ? std::string() : "'" + name + "' is none of none, linear, sine, step";
-}
-
-std::string checkBits(const std::string& text) {
-    return text == "10" || text == "12" || text == "16" ? std::string() : "'" + text + "' is none of 10, 12, 16";
+std::vector<std::string> motionNames() {
+    std::vector<std::string> names;
+    for (const MotionRow& row : kMotions) names.emplace_back(row.name);
+    return names;
 }
 
 // The library would accept a negative number, and truncate one that is too large.
@@ -75,43 +78,44 @@ std::string measuringTargets() {
 }  // namespace
 
 PatternCommandLine::PatternCommandLine(CLI::App& app, PatternOptions& options) : _app(app), _options(options) {
-    app.add_option("--pattern", _pattern,
-                   "What to draw, by its standard or its short name: patterns --list shows all (default target)")
-        ->check(CLI::Validator(checkPattern, "", "pattern"))
+    app.add_option(
+           "--pattern", _pattern,
+           "What to draw, by its standard or short name; 'dorven-simulator patterns' shows all (default: target)")
+        ->check(options::offering(shortNames(), checkPattern))
         ->type_name("NAME")
         ->default_str("target");
     app.add_option("--bits", options.settings.bits,
-                   "Significant bits of 2-byte pixels, 10, 12 or 16: greys from 0 to 2^BITS - 1 (default 16)")
-        ->check(CLI::Validator(checkBits, "", "bits"))
-        ->type_name("BITS");
+                   "Significant bits of 2-byte pixels: greys from 0 to 2^bits - 1 (default: 16)")
+        ->check(options::oneOf({"10", "12", "16"}))
+        ->type_name("10|12|16");
     app.add_option("--pattern-seed", options.settings.seed,
-                   "Seed of the noise, 0 to 2^64 - 1: the same seed gives the same images (default 1)")
+                   "Seed of the noise, 0 to 2^64 - 1; the same seed gives the same images (default: 1)")
         ->check(CLI::Validator(checkSeed, "", "seed"))
         ->type_name("SEED");
     app.add_flag("--digits,!--no-digits", _digits,
-                 "Frame number in the upper left corner (default on, but for measuring targets)")
+                 "Show the frame number in the upper left corner (default: on, except for measuring targets)")
         ->default_str("true");
     addMotion();
 }
 
 void PatternCommandLine::addMotion() {
-    _app.add_option("--motion", _motion,
-                    "How a measuring target moves across: none, linear, sine or step (default none)")
-        ->check(CLI::Validator(checkMotion, "", "motion"))
-        ->type_name("KIND")
+    _app.add_option("--motion", _motion, "Horizontal motion of a measuring target (default: none)")
+        ->check(options::oneOf(motionNames()))
+        ->type_name("none|linear|sine|step")
         ->default_str("none");
     _app.add_option("--motion-px", _motionPixels,
-                    "Its pixels, -10000 to 10000: linear per frame (default 0.25), sine to each side (default 8), step "
-                    "of each step (default 0.5)")
+                    "Distance of the motion in pixels, -10000 to 10000: linear moves so far in each frame (default: "
+                    "0.25), sine to each side (default: 8), step in one step (default: 0.5)")
         ->check(options::within(-kMaxMotion, kMaxMotion, "-10000 to 10000"))
         ->type_name("PIXELS");
     _app.add_option("--motion-period", _motionPeriod,
-                    "Frames after which it begins anew, 2 to 1000000 (default 100); a step is half of them long")
+                    "Frames after which the motion starts again, 2 to 1000000 (default: 100); step steps after half of "
+                    "them")
         ->check(options::within(std::uint64_t{2}, kMaxPeriod, "2 to 1000000, without a fraction"))
         ->type_name("FRAMES")
         ->default_str("100");
     _app.add_option("--truth", _options.truthFile,
-                    "Write where the measuring target stands in each frame, one JSON object a line")
+                    "Write the true position of the measuring target in each frame, one JSON object a line")
         ->type_name("FILE.jsonl");
 }
 

@@ -26,17 +26,6 @@ constexpr PlayRow kPlays[] = {
 };
 // clang-format on
 
-std::string checkPlay(const std::string& name) {
-    for (const PlayRow& row : kPlays) {
-        if (name == row.name) return {};
-    }
-    return "'" + name + "' is none of loop, ping-pong, hold";
-}
-
-std::string checkWindowMotion(const std::string& name) {
-    return name == "drift" || name == "none" ? std::string() : "'" + name + "' is none of drift, none";
-}
-
 // A glob is looked for when the pictures are loaded.
 std::string checkPath(const std::string& path) {
     std::error_code failure;
@@ -62,36 +51,37 @@ std::size_t pictureOfFrame(Play play, std::uint64_t frameNumber, std::size_t cou
 
 PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) : _app(app), _options(options) {
     app.add_option("--images", options.images,
-                   "Replay pictures instead of drawing a pattern: PNG and PGM of 8 or 16 bits, and raw ones with "
-                   "--raw-size; folders, files or patterns of names with * and ?, each in name order. All are loaded "
-                   "before the first image")
+                   "Replay pictures: folders, files, or names with * and ?, each in the order of names; may be given "
+                   "again. PNG and PGM of 8 or 16 bits, and raw files with --raw-size. All are loaded before the first "
+                   "image")
         ->check(CLI::Validator(checkPath, "", "path"))
         ->type_name("PATH");
     app.add_option("--raw-size", _rawSize,
-                   "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default 1): every "
-                   "file but PNG and PGM holds pixels and nothing else, of one or several images")
+                   "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default: 1); every "
+                   "file but PNG and PGM then holds the pixels of one or several images and nothing else")
         ->check(CLI::Validator(checkRawSize, "", "raw-size"))
         ->type_name("WIDTHxHEIGHT[xBYTES]");
     app.add_option("--play", _play,
-                   "Order of the pictures: loop, ping-pong (there and back) or hold (the last one for good) (default "
+                   "Order of the pictures: again from the first, back and forth, or stay at the last one (default: "
                    "loop)")
-        ->check(CLI::Validator(checkPlay, "", "play"))
-        ->type_name("ORDER")
+        ->check(options::oneOf({"loop", "ping-pong", "hold"}))
+        ->type_name("loop|ping-pong|hold")
         ->default_str("loop");
     addFitting();
 }
 
 void PictureCommandLine::addFitting() {
     _app.add_flag("--scale", _options.scale,
-                  "Scale pictures of other sizes: by the mean of areas where they shrink, bilinear where they grow");
+                  "Scale pictures of other sizes: a side that shrinks takes means of areas, one that grows is "
+                  "interpolated");
     _app.add_option("--window-motion", _windowMotion,
-                    "Pictures larger than the image: drift moves the image over them as a window, at most 4 pixels per "
-                    "frame across and down; none refuses them (default drift)")
-        ->check(CLI::Validator(checkWindowMotion, "", "window"))
-        ->type_name("MOTION")
+                    "Pictures larger than the image: drift moves the image over them as a window, none refuses them "
+                    "(default: drift)")
+        ->check(options::oneOf({"drift", "none"}))
+        ->type_name("drift|none")
         ->default_str("drift");
     _app.add_option("--image-memory", _options.memoryMb,
-                    "Memory that loading the pictures may take, 1 to 1000000 MB (default 2048)")
+                    "Memory that loading the pictures may take, 1 to 1000000 MB (default: 2048)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
 }

@@ -18,6 +18,7 @@ using frames::ImageFormat;
 using simulator::MemoryBudget;
 using simulator::SimulatorOptions;
 using simulator::test::parse;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -104,6 +105,15 @@ TEST(MemoryBudgetTest, GreatestImagesDoNotWrap) {
     options.size = ImageFormat{65536, 65536, 1};
     options.bytesPerPixel = 16;
     EXPECT_THAT(refusal(options), HasSubstr("images of 65536 x 65536 pixels, 16 bytes per pixel, take 68"));
+}
+
+TEST(MemoryBudgetTest, ImagesThatTheMachineCannotHoldAreRefusedWhateverIsAllowed) {
+    const std::string machine = std::to_string(platform_machineMemoryBytes() / 1'000'000);
+    EXPECT_THAT(refusal(parse({"--size", "65536x65536", "--lines", "1000", "--max-memory", "1000000"}).options),
+                EndsWith(" MB with a ring of 1000, and this machine has " + machine +
+                         " MB: take smaller images or fewer --lines"));
+    EXPECT_THAT(refusal(parse({"--size", "65536x65536", "--lines", "1000"}).options),
+                HasSubstr(" MB with a ring of 1000, and --max-memory allows "));
 }
 
 TEST(MemoryBudgetTest, HugeImagesAreRefusedBeforeAnythingIsTaken) {

@@ -143,6 +143,40 @@ TEST_F(SimulatorTest, RunTakesAsLongAsItsGrid) {
     EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 31u);
 }
 
+TEST_F(SimulatorTest, RunOfADurationDeliversTheFramesThatAreDueWithinItAndEndsThen) {
+    _options.pacing.framesPerSecond = 100;
+    _options.pacing.frameCount = 0;
+    _options.pacing.durationNs = 100'000'000;
+    Simulator simulator(_options, _source, _people);
+    const std::int64_t before = platform_monotonicNanoseconds();
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_GE(platform_monotonicNanoseconds() - before, 100'000'000);
+    EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 10u);
+}
+
+TEST_F(SimulatorTest, CountThatIsReachedBeforeTheDurationEndsTheRun) {
+    _options.pacing.durationNs = 3'600'000'000'000;
+    Simulator simulator(_options, _source, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 20u);
+}
+
+TEST_F(SimulatorTest, DurationThatEndsBeforeTheCountEndsTheRun) {
+    _options.pacing.frameCount = std::uint64_t{1} << 53;
+    _options.pacing.durationNs = 20'000'000;
+    Simulator simulator(_options, _source, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().written + simulator.totals().refused + simulator.totals().skipped, 10u);
+}
+
+TEST_F(SimulatorTest, QuietRunTellsItsTotalsAlone) {
+    _options.quiet = true;
+    _options.pacing.frameCount = 2;
+    Simulator simulator(_options, _source, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_THAT(_people.str(), testing::StartsWith("dorven-simulator: written "));
+}
+
 // Draws so slowly that slots are missed, and reads in between what is there.
 class SlowImages : public RenderedImages {
 public:

@@ -143,6 +143,16 @@ TEST_F(BenchOptionsTest, EveryOptionIsTaken) {
     EXPECT_TRUE(_options.bench.json);
 }
 
+TEST(BenchTest, ImagesThatTheMachineCannotHoldAreRefusedInMegabytes) {
+    host::BenchOptions options;
+    options.format = {65536, 65536, 16};
+    std::ostringstream data, people;
+    EXPECT_EQ(host::runBench(options, data, people), host::kExitFailed);
+    EXPECT_THAT(people.str(), HasSubstr("dorven-host: images of 65536 x 65536 pixels, 16 bytes per pixel, take 1305671 "
+                                        "MB, and this machine has "));
+    EXPECT_EQ(data.str(), "");
+}
+
 TEST_F(BenchOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
     // clang-format off
     const std::vector<std::pair<std::vector<const char*>, const char*>> wrong = {

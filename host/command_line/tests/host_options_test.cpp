@@ -44,7 +44,7 @@ TEST(HostOptionsTest, AskSnapHasItsOwnTimeout) {
     EXPECT_TRUE(all.options.askSnap.json);
     EXPECT_EQ(all.options.askSnap.timeoutSeconds, 0.5);
     EXPECT_EQ(parse({"ask-snap", "--timeout", "0"}).exitCode, 2);
-    EXPECT_THAT(parse({"ask-snap", "--help"}).data, HasSubstr("snapping is not implemented"));
+    EXPECT_THAT(parse({"ask-snap", "--help"}).data, HasSubstr("it writes \"SNAP\" and that snapping"));
 }
 
 TEST(HostOptionsTest, GrabHasSensibleDefaults) {
@@ -53,6 +53,8 @@ TEST(HostOptionsTest, GrabHasSensibleDefaults) {
     EXPECT_EQ(parsed.options.command, HostOptions::Command::grab);
     EXPECT_EQ(parsed.options.grab.pluginPath, host::defaultPluginPath());
     EXPECT_EQ(parsed.options.grab.imageCount, 0u);
+    EXPECT_EQ(parsed.options.grab.durationNs, 0);
+    EXPECT_FALSE(parsed.options.grab.quiet);
     EXPECT_EQ(parsed.options.grab.timeoutSeconds, 30.0);
     EXPECT_EQ(parsed.options.grab.save.every, 1u);
     EXPECT_EQ(parsed.options.grab.save.folder, "");
@@ -91,6 +93,31 @@ TEST(HostOptionsTest, EachCommandTakesAFileForTheLogAndShowsIt) {
     EXPECT_TRUE(parse({"ask-snap", "-v"}).options.log.verbose);
     EXPECT_EQ(parse({"verify", "--fault-log", "x", "--findings", host::defaultPluginPath().c_str(), "-v"}).exitCode,
               std::nullopt);
+}
+
+TEST(HostOptionsTest, ShortNamesStandForTheLongOnes) {
+    const test::TemporaryFolder folder;
+    const std::string config = folder.file("camera.ini", "");
+    const Parsed parsed = parse({"grab", "-qn", "300", "-o", "images", "-c", config.c_str()});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_EQ(parsed.options.grab.imageCount, 300u);
+    EXPECT_EQ(parsed.options.grab.save.folder, "images");
+    EXPECT_EQ(parsed.options.grab.configFile, config);
+    EXPECT_TRUE(parsed.options.grab.quiet);
+    EXPECT_EQ(parse({"snap", "a.png", "-c", config.c_str()}).options.snap.configFile, config);
+    EXPECT_EQ(parse({"doctor", "-c", config.c_str()}).options.doctor.configFile, config);
+    EXPECT_EQ(parse({"-V"}).data, parse({"--version"}).data);
+}
+
+TEST(HostOptionsTest, DurationsHaveTheirUnit) {
+    for (const auto& [text, ns] : std::vector<std::pair<const char*, std::int64_t>>{{"1ms", 1'000'000},
+                                                                                    {"10s", 10'000'000'000},
+                                                                                    {"1.5s", 1'500'000'000},
+                                                                                    {"2min", 120'000'000'000},
+                                                                                    {"1h", 3'600'000'000'000}}) {
+        EXPECT_EQ(parse({"grab", "--duration", text}).options.grab.durationNs, ns) << text;
+        EXPECT_EQ(parse({"verify", "--fault-log", "f", "--duration", text}).options.verify.durationNs, ns) << text;
+    }
 }
 
 TEST(HostOptionsTest, GrabTakesJsonLinesWithFrames) {
@@ -211,14 +238,14 @@ TEST(HostOptionsTest, FilesHaveToBeReadableAndNoFolders) {
     for (const char* given : {path.c_str(), "/no/such/file", "\xFC.ini", ""}) {
         const Parsed parsed = parse({"grab", "--config", given});
         EXPECT_EQ(parsed.exitCode, 2) << given;
-        EXPECT_THAT(parsed.people, HasSubstr(std::string(given) + " is not a file that can be read"));
+        EXPECT_THAT(parsed.people, HasSubstr("'" + std::string(given) + "' is not a file that can be read"));
     }
 }
 
 TEST(HostOptionsTest, UnknownIdIsLeftToTheDevice) { EXPECT_EQ(parse({"call", "999", "x"}).exitCode, std::nullopt); }
 
 TEST(HostOptionsTest, HelpTellsWhatTheCommandsDoAndTheirUnits) {
-    EXPECT_THAT(parse({"info", "--help"}).data, HasSubstr("--commands really sends each command twice"));
+    EXPECT_THAT(parse({"info", "--help"}).data, HasSubstr("--commands sends each command twice"));
     EXPECT_THAT(parse({"call", "--help"}).data, HasSubstr("frame rate (1106, 1107) images/s"));
     EXPECT_THAT(parse({"call", "--help"}).data, HasSubstr("Exit codes"));
 }
@@ -255,7 +282,7 @@ TEST_P(WrongHostUsageTest, EndsWithTwoAndNamesTheArgument) {
 
 INSTANTIATE_TEST_SUITE_P(
     Arguments, WrongHostUsageTest,
-    testing::Values(Wrong{{}, "subcommand"}, Wrong{{"look"}, "look"}, Wrong{{"grab", "--bogus"}, "--bogus"},
+    testing::Values(Wrong{{}, "a command is missing"}, Wrong{{"look"}, "look"}, Wrong{{"grab", "--bogus"}, "--bogus"},
                     Wrong{{"grab", "stray"}, "stray"}, Wrong{{"info", "--count", "3"}, "--count"},
                     Wrong{{"info", "--plugin", "/no/such/file"}, "--plugin"},
                     Wrong{{"grab", "--plugin", "/no/such/file"}, "--plugin"}, Wrong{{"grab", "--plugin"}, "--plugin"},

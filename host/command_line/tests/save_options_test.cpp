@@ -94,7 +94,7 @@ TEST_F(SaveOptionsTest, SnapTakesItsFile) {
     EXPECT_TRUE(_options.snap.anyImage && _options.snap.force && _options.snap.json);
     EXPECT_EQ(_options.snap.timeoutSeconds, 2.0);
     EXPECT_EQ(parse({"snap", "--help"}), 0);
-    EXPECT_THAT(_data.str(), HasSubstr("OUT's ending says the format"));
+    EXPECT_THAT(_data.str(), HasSubstr("The ending of OUT sets the format"));
     EXPECT_THAT(_data.str(), HasSubstr("Exit codes"));
 }
 
@@ -129,12 +129,12 @@ TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
 TEST_F(SaveOptionsTest, WrongNamesAreAnsweredWithTheNearestOnes) {
     // clang-format off
     const std::vector<std::pair<std::vector<const char*>, const char*>> meant = {
-        {{"garb"},                      "garb: did you mean 'grab'?\n"        },
-        {{"doc-tor"},                   "doc-tor: did you mean 'doctor'?\n"   },
-        {{"--verison"},                 "--verison: did you mean '--version'?"},
-        {{"grab", "--cuont", "3"},      "--cuont: did you mean '--count'?\n"  },
-        {{"grab", "--ouptut=x"},        "--ouptut: did you mean '--output'?"  },
-        {{"snap", "out.png", "--anny"}, "--anny: did you mean '--any'?"       },
+        {{"garb"},                      "did you mean 'grab'? There is no command 'garb'\n"           },
+        {{"doc-tor"},                   "did you mean 'doctor'? There is no command 'doc-tor'\n"      },
+        {{"--verison"},                 "did you mean '--version'? dorven-host has no option"         },
+        {{"grab", "--cuont", "3"},      "did you mean '--count'? grab has no option '--cuont'\n"      },
+        {{"grab", "--ouptut=x"},        "did you mean '--output'? grab has no option '--ouptut'\n"    },
+        {{"snap", "out.png", "--anny"}, "did you mean '--any'? snap has no option '--anny'\n"         },
     };
     // clang-format on
     for (const auto& [arguments, suggestion] : meant) {

@@ -67,6 +67,47 @@ TEST_F(GrabTest, EndsWhenTheWantedImagesHaveComeAndCountsNoMore) {
     EXPECT_THAT(people(), HasSubstr("900 x 20 pixels, 1 byte per pixel; fakes 200 images per second"));
 }
 
+TEST_F(GrabTest, EndsWhenItsTimeIsOver) {
+    _options.durationNs = 50'000'000;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 3; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_STREQ(_grab->end(), "duration");
+    EXPECT_EQ(_grab->results().images, 3u);
+    EXPECT_GE(_grab->results().durationS.value_or(0.0), 0.05);
+}
+
+TEST_F(GrabTest, EndsAtTheWantedImagesWhenTheyComeBeforeItsTimeIsOver) {
+    _options.durationNs = 3'600'000'000'000;
+    _options.imageCount = 2;
+    ScriptedDevice device([](ScriptedDevice& self) {
+        for (std::uint64_t number = 0; number < 3; ++number) self.deliver(simulated(number).data());
+    });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_STREQ(_grab->end(), "count");
+}
+
+TEST_F(GrabTest, TimeThatIsOverWithoutAnyImageEndsWithThree) {
+    _options.durationNs = 50'000'000;
+    ScriptedDevice device([](ScriptedDevice&) {});
+    EXPECT_EQ(run(device), host::kExitNoImage);
+    EXPECT_STREQ(_grab->end(), "no_image");
+    EXPECT_THAT(people(), HasSubstr("no image came for 0.05 s; "));
+}
+
+TEST_F(GrabTest, QuietGrabSaysWhatIsWrongAlone) {
+    _options.quiet = true;
+    _options.imageCount = 1;
+    ScriptedDevice device([](ScriptedDevice& self) { self.deliver(simulated(0).data()); });
+    EXPECT_EQ(run(device), host::kExitDone);
+    EXPECT_EQ(people(), "");
+    _options.durationNs = 1'000'000;
+    ScriptedDevice silent([](ScriptedDevice&) {});
+    EXPECT_EQ(run(silent), host::kExitNoImage);
+    EXPECT_THAT(people(), HasSubstr("dorven-host: no image came for 0.001 s"));
+}
+
 // Images of a ring that was full before the grab began.
 void deliverLeftOver(ScriptedDevice& device, std::uint64_t count) {
     const std::int64_t longAgoNs = platform_monotonicNanoseconds() - 60'000'000'000;

@@ -50,6 +50,18 @@ TEST(SimulatorOptionsTest, EveryOptionIsTaken) {
     EXPECT_EQ(parsed.options.bytesPerPixel, 3u);
 }
 
+TEST(SimulatorOptionsTest, ShortNamesStandForTheLongOnesAndDurationsHaveTheirUnit) {
+    const test::TemporaryFolder folder;
+    const std::string config = folder.file("camera.ini", "");
+    const Parsed parsed = parse({"-q", "-n", "7", "-c", config.c_str(), "--duration", "1.5s"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_TRUE(parsed.options.quiet);
+    EXPECT_EQ(parsed.options.pacing.frameCount, 7u);
+    EXPECT_EQ(parsed.options.pacing.durationNs, 1'500'000'000);
+    EXPECT_EQ(parsed.options.configFile, config);
+    EXPECT_EQ(parse({"-V"}).data, parse({"--version"}).data);
+}
+
 TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
     const Parsed plain = parse({});
     EXPECT_TRUE(plain.options.faults.requests.empty());
@@ -171,7 +183,7 @@ TEST(SimulatorOptionsTest, ReaderTimeoutIsNeverByNoneOnly) {
 }
 
 TEST(SimulatorOptionsTest, SeedIsToldToBeThatOfTheFaults) {
-    EXPECT_THAT(parse({"--help"}).data, HasSubstr("Start of everything random about the faults"));
+    EXPECT_THAT(parse({"--help"}).data, HasSubstr("Seed of all that is random about the faults"));
 }
 
 TEST(SimulatorOptionsTest, AskRefusesTimesThatAreNone) {
@@ -239,9 +251,10 @@ int examplesIn(const std::string& help, const std::string& call) {
 }
 
 TEST(SimulatorOptionsTest, WrongNamesAreAnsweredWithTheNearest) {
-    EXPECT_THAT(parse({"--ftp", "100"}).people, HasSubstr("--ftp: did you mean '--fps'?\n"));
-    EXPECT_THAT(parse({"patern"}).people, HasSubstr("patern: did you mean 'patterns'?\n"));
-    EXPECT_THAT(parse({"ask", "--wacht"}).people, HasSubstr("--wacht: did you mean '--watch'?\n"));
+    EXPECT_THAT(parse({"--ftp", "100"}).people,
+                HasSubstr("did you mean '--fps'? dorven-simulator has no option '--ftp'\n"));
+    EXPECT_THAT(parse({"patern"}).people, HasSubstr("did you mean 'patterns'? There is no command 'patern'\n"));
+    EXPECT_THAT(parse({"ask", "--wacht"}).people, HasSubstr("did you mean '--watch'? ask has no option '--wacht'\n"));
 }
 
 TEST(SimulatorOptionsTest, EveryHelpHasThreeExamples) {

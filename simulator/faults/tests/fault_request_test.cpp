@@ -1,5 +1,6 @@
 #include "fault_request.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 
@@ -28,7 +29,8 @@ FaultRequest parse(const std::string& text) {
 std::string problemOf(const std::string& text) {
     std::string error;
     EXPECT_FALSE(simulator::parseFault(text, error)) << text;
-    EXPECT_THAT(error, HasSubstr("'" + text + "'"));
+    // The whole text, or the name that is none.
+    EXPECT_THAT(error, HasSubstr("'" + text.substr(0, std::min<std::size_t>(text.find_first_of(":@"), 60))));
     return error;
 }
 
@@ -72,7 +74,7 @@ TEST(FaultRequestTest, EachWayToNameFramesIsRead) {
 }
 
 TEST(FaultRequestTest, MisspelledNameIsMetWithTheOneThatWasMeant) {
-    EXPECT_THAT(problemOf("drp@100"), HasSubstr("there is no fault 'drp'; did you mean 'drop'?"));
+    EXPECT_THAT(problemOf("drp@100"), HasSubstr("did you mean 'drop'? There is no fault 'drp'"));
     EXPECT_THAT(problemOf("timeback"), HasSubstr("did you mean 'time-back'?"));
     EXPECT_THAT(problemOf("Torn@5"), HasSubstr("did you mean 'torn'?"));
     EXPECT_THAT(problemOf("explosion"), HasSubstr("there are late-answer, wrong-answer, recreate"));

@@ -18,6 +18,7 @@ using simulator::FrameRange;
 using simulator::parseScenario;
 using simulator::ScenarioLook;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -44,22 +45,28 @@ TEST(ScenarioTest, FaultsAreTextsOrObjects) {
 }
 
 TEST(ScenarioTest, WhatIsWrongIsNamed) {
-    EXPECT_THAT(problemOf("{\n\"schema\""), HasSubstr("line 2"));
-    EXPECT_THAT(problemOf(""), HasSubstr("parse error"));
+    EXPECT_THAT(problemOf("{\n\"schema\""),
+                EndsWith("line 2: the text ends too early; a bracket, a brace or a quote is not closed"));
+    EXPECT_EQ(problemOf("{\"schema\": \"dorven-scenario/1\",\n \"faults\": [,]}"),
+              "line 2, column 13: this is no JSON from ',' on; look for a missing or surplus comma, quote or bracket");
+    EXPECT_THAT(problemOf(""), HasSubstr("is empty"));
     EXPECT_THAT(problemOf("[]"), HasSubstr("is no object with \"schema\""));
     EXPECT_THAT(problemOf(R"({"faults":[]})"), HasSubstr("is no object with \"schema\""));
     EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/2","faults":[]})"), HasSubstr("dorven-scenario/1"));
-    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1"})"), HasSubstr("has no faults"));
-    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","fault":[]})"), HasSubstr("has no entry 'fault'"));
-    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","faults":{}})"), HasSubstr("faults is no list"));
-    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","faults":[],"seed":-1})"), HasSubstr("seed is no whole"));
+    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1"})"), HasSubstr("\"faults\" is missing"));
+    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","fault":[]})"),
+                HasSubstr("did you mean 'faults'? There is no entry 'fault'"));
+    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","faults":{}})"), HasSubstr("\"faults\" is no list"));
+    EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","faults":[],"seed":-1})"),
+                HasSubstr("\"seed\" is no whole"));
     EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","faults":[],"seed":9007199254740993})"), HasSubstr("seed"));
     EXPECT_THAT(problemOf(R"({"schema":"dorven-scenario/1","faults":[],"description":5})"), HasSubstr("description"));
     EXPECT_THAT(problemOf(scenarioOf(R"("drop","drp")")),
-                HasSubstr("faults[1]: 'drp': there is no fault 'drp'; did you"));
+                HasSubstr("faults[1]: did you mean 'drop'? There is no fault 'drp'"));
     EXPECT_THAT(problemOf(scenarioOf("5")), HasSubstr("faults[0]: a fault is a text or an object"));
-    EXPECT_THAT(problemOf(scenarioOf(R"({"fault":"drop","at":5})")), HasSubstr("a fault has no entry 'at'"));
-    EXPECT_THAT(problemOf(scenarioOf(R"({"when":5})")), HasSubstr("a fault is an object with the text fault"));
+    EXPECT_THAT(problemOf(scenarioOf(R"({"fault":"drop","at":5})")),
+                HasSubstr("faults[0]: there is no entry 'at'; there are fault, value, when"));
+    EXPECT_THAT(problemOf(scenarioOf(R"({"when":5})")), HasSubstr("a fault is an object with \"fault\" (a text)"));
     EXPECT_THAT(problemOf(scenarioOf(R"({"fault":"drop","when":-5})")), HasSubstr("a fault is an object with"));
 }
 
@@ -71,11 +78,11 @@ TEST(ScenarioTest, DeepNestingIsRefusedWithoutGoingDown) {
     EXPECT_EQ(problemOf(nested(240'000)), "nested too deeply");
     EXPECT_EQ(problemOf(start + std::string(240'000, '[')), "nested too deeply");
     EXPECT_EQ(problemOf(std::string(240'000, '[')), "nested too deeply");
-    EXPECT_THAT(problemOf(nested(5)), HasSubstr("description is no text"));
+    EXPECT_THAT(problemOf(nested(5)), HasSubstr("\"description\" is no text"));
 }
 
 TEST(ScenarioTest, ReasonsHoldNoControlCharacters) {
-    EXPECT_THAT(problemOf(scenarioOf(R"("d\u001b[2J")")), HasSubstr("'d?[2J': there is no fault"));
+    EXPECT_THAT(problemOf(scenarioOf(R"("d\u001b[2J")")), HasSubstr("there is no fault 'd?[2J'"));
 }
 
 TEST(ScenarioTest, EveryExampleCanBePlayed) {

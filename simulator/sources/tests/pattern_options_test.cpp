@@ -79,9 +79,9 @@ TEST(PatternOptionsTest, EachMotionHasItsOwnDefaults) {
 
 TEST(PatternOptionsTest, WrongNameIsRefusedWithTheNearestOne) {
     EXPECT_THAT(refusal({"--pattern", "blakc"}),
-                HasSubstr("'blakc' is no pattern; did you mean 'black'? (dorven-simulator "
-                          "patterns --list shows all)"));
-    EXPECT_THAT(refusal({"--pattern", "xylophone"}), HasSubstr("'xylophone' is no pattern (dorven-simulator"));
+                HasSubstr("--pattern: did you mean 'black'? There is no pattern 'blakc'\n"));
+    EXPECT_THAT(refusal({"--pattern", "xylophone"}),
+                HasSubstr("there is no pattern 'xylophone'; dorven-simulator patterns"));
     EXPECT_THAT(refusal({"--pattern", ""}), HasSubstr("--pattern"));
 }
 
