@@ -47,7 +47,9 @@ int runSimulator(SimulatorOptions& options) {
     if (!error.empty()) return fail();
     std::optional<CameraLink> camera;
     if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
-    const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
+    Simulator simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get());
+    simulator.printTotalsOn(std::cout);
+    const int exitCode = simulator.run();
     const bool truthIsWhole = isWhole(options.pattern.truth.get(), std::cerr);
     const bool faultLogIsWhole = isWhole(faults ? faults->log() : nullptr, std::cerr);
     return truthIsWhole && faultLogIsWhole ? exitCode : kFailed;

@@ -108,6 +108,7 @@ void addGrabOptions(CLI::App& command, GrabOptions& options) {
     addCommonOptions(command, options);
     addGrabbingOptions(command, options);
     addJsonLines(command, options);
+    command.add_flag("--all", options.all, "Show every number in the table, also what is 0 or was not measured");
     addLimits(command, options);
 }
 

@@ -63,6 +63,7 @@ struct GrabOptions : ImageOptions {
     bool jsonLines = false;  // instead of json: lines while the grab runs
     bool frames = false;     // with jsonLines: one for each image
     Limits limits;
+    bool all = false;  // the table also has what is 0 or was not measured
 };
 
 struct VerifyOptions : GrabOptions {

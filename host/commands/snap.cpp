@@ -114,16 +114,16 @@ bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error
                           options.force ? ExistingFile::replace : ExistingFile::refuse, error);
 }
 
-void tell(const KeptFrame& frame, const SnapOptions& options, std::ostream& data, std::ostream& people) {
+void tell(const KeptFrame& frame, const SnapOptions& options, std::ostream& data) {
     if (options.json) {
         data << sidecarLine(options.file, frame.note, frame.format) << std::flush;
         return;
     }
-    people << "saved " << options.file << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
-           << frame.format.bytesPerPixel << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
-           << frames::imageKindName(frame.note.kind);
-    if (frame.note.frameNumber) people << ", frame " << *frame.note.frameNumber;
-    people << std::endl;
+    data << "saved " << options.file << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
+         << frame.format.bytesPerPixel << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
+         << frames::imageKindName(frame.note.kind);
+    if (frame.note.frameNumber) data << ", frame " << *frame.note.frameNumber;
+    data << std::endl;
 }
 
 }  // namespace
@@ -158,7 +158,7 @@ int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream
         return kExitNoImage;
     }
     if (!save(*frame, options, error)) return fail(error);
-    tell(*frame, options, data, people);
+    tell(*frame, options, data);
     return kExitDone;
 }
 

@@ -76,12 +76,12 @@ Findings examine(const DoctorOptions& options) {
     return findings;
 }
 
-int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& people) {
+int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream&) {
     const Findings findings = examine(options);
     if (options.json) {
         printJson(findings, data);
     } else {
-        printPeople(findings, people);
+        printPeople(findings, data);
     }
     return worstOf(findings) == FindingLevel::problem ? kExitFailed : kExitDone;
 }

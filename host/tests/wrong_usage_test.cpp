@@ -132,6 +132,7 @@ const std::vector<OptionRow>& rows() {
         {"host", {"grab", "verify", "snap"}, "--share", Kind::flag, "", {}},
         {"host", kGrabbing, "--json-lines", Kind::flag, "", {}},
         {"host", kGrabbing, "--frames", Kind::flag, "", {}},
+        {"host", kGrabbing, "--all", Kind::flag, "", {}},
         {"host", kGrabbing, "--max-lost", Kind::whole, kAnyCount, {"9007199254740993"}},
         {"host", kGrabbing, "--max-repeated", Kind::whole, kAnyCount, {"9007199254740993"}},
         {"host", kGrabbing, "--max-reordered", Kind::whole, kAnyCount, {"9007199254740993"}},

@@ -137,12 +137,12 @@ protected:
 
 TEST_F(DoctorTest, MachineAtRestHasNoProblem) {
     EXPECT_EQ(run(), host::kExitDone) << _people.str();
-    EXPECT_THAT(_people.str(), HasSubstr("library\n  ok       "));
-    EXPECT_THAT(_people.str(), HasSubstr("configuration\n  ok       no file: the camera's defaults\n"));
-    EXPECT_THAT(_people.str(), HasSubstr("  warning  no simulator runs: the camera fakes images after 22 s\n"
-                                         "           -> start dorven-simulator\n"));
-    EXPECT_THAT(_people.str(), EndsWith("0 problems, 1 warning\n"));
-    EXPECT_EQ(_data.str(), "");
+    EXPECT_THAT(_data.str(), HasSubstr("library\n  ok       "));
+    EXPECT_THAT(_data.str(), HasSubstr("configuration\n  ok       no file: the camera's defaults\n"));
+    EXPECT_THAT(_data.str(), HasSubstr("  warning  no simulator runs: the camera fakes images after 22 s\n"
+                                       "           -> start dorven-simulator\n"));
+    EXPECT_THAT(_data.str(), EndsWith("0 problems, 1 warning\n"));
+    EXPECT_EQ(_people.str(), "");
 }
 
 TEST_F(DoctorTest, ProblemEndsWithOneAndJsonTellsIt) {
