@@ -19,6 +19,7 @@
 #include "platform.h"
 #include "plugin_library.h"
 #include "snap.h"
+#include "terminal.h"
 #include "verify.h"
 
 namespace host {
@@ -65,6 +66,12 @@ int info(const InfoOptions& options) {
 }
 
 int run(const HostOptions& options) {
+    if (writesImages(options) && platform_standardOutputIsTerminal()) {
+        std::cerr << "dorven-host: standard output is a terminal, which shows no images\n"
+                     "Send them to a program or a file: dorven-host snap - >picture.png"
+                  << std::endl;
+        return kExitWrongUsage;
+    }
     switch (options.command) {
         case HostOptions::Command::info:
             return info(options.info);

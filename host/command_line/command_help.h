@@ -18,6 +18,7 @@ constexpr const char* kGrabHelp =
     "Examples:\n"
     "  dorven-host grab --count 300\n"
     "  dorven-host grab --count 300 --output images --every 100\n"
+    "  dorven-host grab --output - | ffplay -\n"
     "  dorven-host grab --count 1000 --max-lost 0 --max-torn 0 --max-jitter-us 500 --min-fps 99\n"
     "  dorven-host grab --config camera.ini --count 1000 --timeout 5 --json\n";
 
@@ -34,14 +35,16 @@ constexpr const char* kVerifyHelp =
     "  dorven-host verify --fault-log faults.jsonl --findings grab.json\n";
 
 constexpr const char* kSnapHelp =
-    "OUT's ending says the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory). Without\n"
-    "--any the first image is saved that a simulator completed after snap began and that arrived whole; with it the\n"
+    "OUT's ending says the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory).\n"
+    "- writes to standard output in the format of --format. Without --any the first image is saved that a simulator\n"
+    "completed after snap began and that arrived whole; with it the\n"
     "first image of any kind, also one that waited in the ring, a faked one (they come after 22 s without a "
     "simulator)\n"
     "or one without a strip, as simulators with pictures of their own may send. Nothing is replaced without --force.\n"
     "\n"
     "Examples:\n"
     "  dorven-host snap picture.png\n"
+    "  dorven-host snap - >picture.png\n"
     "  dorven-host snap picture.pgm --config camera.ini --timeout 5\n"
     "  dorven-host snap picture.raw --any --force --json\n";
 

@@ -186,6 +186,19 @@ void addCommands(CLI::App& app, HostOptions& options) {
     addBenchPartner(app, options);
 }
 
+std::string problemOfStream(const HostOptions& options) {
+    switch (options.command) {
+        case Command::grab:
+            return problemOfStream(options.grab.save, options.grab.json, options.grab.jsonLines);
+        case Command::verify:
+            return problemOfStream(options.verify.save, options.verify.json, options.verify.jsonLines);
+        case Command::snap:
+            return problemOfStream(options.snap);
+        default:
+            return "";
+    }
+}
+
 void nameThePlugin(HostOptions& options) {
     for (CommonOptions* const common :
          std::initializer_list<CommonOptions*>{&options.info, &options.grab, &options.verify, &options.snap,
@@ -195,6 +208,19 @@ void nameThePlugin(HostOptions& options) {
 }
 
 }  // namespace
+
+bool writesImages(const HostOptions& options) {
+    switch (options.command) {
+        case Command::grab:
+            return isStandardOutput(options.grab.save.folder);
+        case Command::verify:
+            return isStandardOutput(options.verify.save.folder);
+        case Command::snap:
+            return isStandardOutput(options.snap.file);
+        default:
+            return false;
+    }
+}
 
 std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptions& options, std::ostream& data,
                                     std::ostream& people) {
@@ -215,6 +241,7 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         options.call.open = options.call.open || !options.call.configFile.empty();
         if (const std::string problem = problemOfCall(options.call); !problem.empty()) return refuse(problem);
     }
+    if (const std::string problem = problemOfStream(options); !problem.empty()) return refuse(problem);
     nameThePlugin(options);
     return std::nullopt;
 }

@@ -44,7 +44,10 @@ std::string counted(std::uint64_t number, const std::string& what) {
     return readable(number) + ' ' + what + (number == 1 ? "" : "s");
 }
 
-const char* microseconds() { return platform_standardOutputTakesUtf8() ? "\u00B5s" : "us"; }
+const char* microseconds(bool onStandardError) {
+    const bool utf8 = onStandardError ? platform_standardErrorTakesUtf8() : platform_standardOutputTakesUtf8();
+    return utf8 ? "\u00B5s" : "us";
+}
 
 std::string rightAligned(const std::string& text, std::size_t columns) { return blanksFor(text, columns) + text; }
 

@@ -17,8 +17,8 @@ std::string readable(const std::optional<double>& number, int decimals);
 /// "1 image", "2,000 images". @param what  One of them; an s makes it many.
 std::string counted(std::uint64_t number, const std::string& what);
 
-/// The unit as standard output can show it: with the Greek letter, or "us".
-const char* microseconds();
+/// The unit as standard output, or standard error, can show it: with the Greek letter, or "us".
+const char* microseconds(bool onStandardError = false);
 
 /// A UTF-8 text with as many blanks before or behind it as bring it to that many columns; never cut.
 std::string rightAligned(const std::string& text, std::size_t columns);

@@ -41,8 +41,7 @@ std::string problemOfConfiguration(const std::string& path);
 ///
 /// @param data    Receives the findings, for people or as JSON: one object with schema, result ("ok", "warning" or
 ///                "problem": the worst level), warnings and problems (counts) and checks, an array of objects with
-///                check, level, found and advice
-///                (null: nothing to do).
+///                check, level, found and advice (null: nothing to do).
 /// @param people  Receives everything else.
 /// @return        Exit code: failed when there is a problem.
 int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& people);

@@ -131,6 +131,7 @@ int Grab::waitForEnd() {
         tellFrames();
         if (nowNs - _lookNs >= kSecondNs) tellSecond(nowNs);
         if (!std::ranges::all_of(_observers, &GrabObserver::goesOn)) break;
+        if (_saver && !_saver->takesImages()) break;
     }
     return kExitDone;
 }

@@ -15,7 +15,7 @@ namespace {
 bool wantsJson(const GrabOptions& options) { return options.json || options.jsonLines; }
 
 void printAnswer(const GrabRun& run, const GrabOptions& options, bool findings, std::ostream& stream) {
-    printTable(run.report, {options.all, microseconds()}, stream);
+    printTable(run.report, {options.all, microseconds(isStandardOutput(options.save.folder))}, stream);
     if (findings) tellFindings(run.report.findings, stream);
     tellSaved(options.save, run.saved, stream);
 }
@@ -38,7 +38,9 @@ GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const
 
 void tellGrab(const GrabRun& run, const GrabOptions& options, bool findings, std::ostream& data, std::ostream& people) {
     if (!wantsJson(options)) {
-        if (hasTable(run.report)) printAnswer(run, options, findings, data);
+        // With --output - standard output has the images alone.
+        if (hasTable(run.report))
+            printAnswer(run, options, findings, isStandardOutput(options.save.folder) ? people : data);
     } else if (run.saved.notSaved() > 0) {
         tellSaved(options.save, run.saved, people);
     }

@@ -6,6 +6,7 @@
 #include "grab_command.h"
 #include "grab_limits.h"
 #include "platform.h"
+#include "save_options.h"
 #include "saved_findings.h"
 #include "verify_report.h"
 
@@ -85,6 +86,11 @@ void printComparison(const VerifyReport& report, const VerifyOptions& options, b
     }
 }
 
+// With --output - standard output has the images alone.
+std::ostream& answerOf(const VerifyOptions& options, std::ostream& data, std::ostream& people) {
+    return isStandardOutput(options.save.folder) ? people : data;
+}
+
 void tellIncomparable(std::ostream& people) {
     fail(people, "no image since the grab began could be compared with the log");
 }
@@ -129,7 +135,8 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
     if (!problem.empty()) return cannotCompare(problem);
     const bool comparable = report.results.sight || comparison.match.stopFound;
     const bool matched = comparable && comparison.match.oneToOne(options.allowExplained);
-    printComparison({options.faultLog, comparison.log, comparison.match, matched, &report}, options, comparable, data);
+    printComparison({options.faultLog, comparison.log, comparison.match, matched, &report}, options, comparable,
+                    answerOf(options, data, people));
     tellGrab(run, options, false, data, people);
     if (!comparable) tellIncomparable(people);
     return exitCodeOf(run.exitCode, comparison.match, matched, report.limitsBroken.empty());
