@@ -103,6 +103,7 @@ int run(const HostOptions& options) {
 int hostMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
+    platform_beginUtf8Console();
     platform_explainLostMemory("dorven-host", kExitFailed);
     try {
         HostOptions chosen;

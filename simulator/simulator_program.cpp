@@ -13,6 +13,7 @@
 #include "lost_memory.h"
 #include "platform.h"
 #include "simulator.h"
+#include "terminal.h"
 
 namespace simulator {
 namespace {
@@ -74,6 +75,7 @@ std::unique_ptr<Faults> openFaults(const SimulatorOptions& options, std::ostream
 int simulatorMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
+    platform_beginUtf8Console();
     platform_explainLostMemory("dorven-simulator", kFailed);
     try {
         SimulatorOptions chosen;
