@@ -21,6 +21,7 @@
 #include "plugin_library.h"
 #include "program_log.h"
 #include "snap.h"
+#include "terminal.h"
 #include "verify.h"
 
 namespace host {
@@ -77,6 +78,12 @@ int runVerify(const VerifyOptions& options) {
 }
 
 int runCommand(const HostOptions& options) {
+    if (writesImages(options) && platform_standardOutputIsTerminal()) {
+        std::cerr << "dorven-host: standard output is a terminal, which shows no images\n"
+                     "Send them to a program or a file: dorven-host snap - >picture.png"
+                  << std::endl;
+        return kExitWrongUsage;
+    }
     switch (options.command) {
         case HostOptions::Command::info:
             return info(options.info);
@@ -112,6 +119,7 @@ int run(const HostOptions& options) {
 int hostMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
+    platform_beginUtf8Console();
     platform_explainLostMemory("dorven-host", kExitFailed);
     options::keepProgramLog();
     try {

@@ -295,12 +295,13 @@ void Simulator::tellStripless() {
 }
 
 void Simulator::tellTotals() {
-    _people << kProgram << "written " << _totals.written << ", refused by the full ring " << _totals.refused
-            << ", skipped as too late " << _totals.skipped;
-    if (_totals.unread != 0) _people << ", unread in a ring laid anew " << _totals.unread;
-    if (_totals.ringDamaged != 0) _people << ", ring damaged " << _totals.ringDamaged;
-    if (_totals.faults != 0) _people << ", faults provoked " << _totals.faults;
-    _people << std::endl;
+    std::ostream& answer = *_answer;
+    answer << kProgram << "written " << _totals.written << ", refused by the full ring " << _totals.refused
+           << ", skipped as too late " << _totals.skipped;
+    if (_totals.unread != 0) answer << ", unread in a ring laid anew " << _totals.unread;
+    if (_totals.ringDamaged != 0) answer << ", ring damaged " << _totals.ringDamaged;
+    if (_totals.faults != 0) answer << ", faults provoked " << _totals.faults;
+    answer << std::endl;
 }
 
 }  // namespace simulator

@@ -33,6 +33,9 @@ public:
     Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera = nullptr,
               Faults* faults = nullptr);
 
+    /// Where the totals go in the end; people if nobody says. @param answer  Outlives the simulator.
+    void printTotalsOn(std::ostream& answer) { _answer = &answer; }
+
     /// Delivers images until all are done or a stop was requested (platform_installStopHandler).
     /// @return  Exit code: 0 done, 1 failed.
     int run();
@@ -96,6 +99,7 @@ private:
     std::unique_ptr<ImageSource> _cameraSource;  // what _source points to once the camera has reported another format
     std::ostream& _people;
     std::ostream _silence{nullptr};  // keeps nothing
+    std::ostream* _answer = &_people;
     CameraLink* _camera;
     Faults* _faults;
     ImageRing _ring;

@@ -14,6 +14,7 @@
 #include "platform.h"
 #include "program_log.h"
 #include "simulator.h"
+#include "terminal.h"
 
 namespace simulator {
 namespace {
@@ -49,7 +50,9 @@ int runSimulator(SimulatorOptions& options) {
     if (!error.empty()) return fail();
     std::optional<CameraLink> camera;
     if (options.ask) camera.emplace(AskingPace(), faults ? faults->answers() : nullptr);
-    const int exitCode = Simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get()).run();
+    Simulator simulator(options, *source, std::cerr, camera ? &*camera : nullptr, faults.get());
+    simulator.printTotalsOn(std::cout);
+    const int exitCode = simulator.run();
     const bool truthIsWhole = isWhole(options.pattern.truth.get(), std::cerr);
     const bool faultLogIsWhole = isWhole(faults ? faults->log() : nullptr, std::cerr);
     return truthIsWhole && faultLogIsWhole ? exitCode : kFailed;
@@ -78,6 +81,7 @@ std::unique_ptr<Faults> openFaults(const SimulatorOptions& options, std::ostream
 int simulatorMain(int argc, const char* const* argv) {
     platform_openMissingStandardStreams();
     platform_letBrokenPipesFail();
+    platform_beginUtf8Console();
     platform_explainLostMemory("dorven-simulator", kFailed);
     options::keepProgramLog();
     try {

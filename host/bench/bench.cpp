@@ -20,6 +20,7 @@
 #include "platform.h"
 #include "plugin_library.h"
 #include "process_cpu.h"
+#include "readable_number.h"
 
 namespace host {
 namespace {
@@ -251,7 +252,7 @@ int measureAndPrint(const BenchOptions& options, std::ostream& data, std::ostrea
     if (options.json) {
         printBenchJson(options, results, data);
     } else {
-        printBenchTable(options, results, people);
+        printBenchTable(options, results, microseconds(), data);
     }
     return kExitDone;
 }

@@ -43,8 +43,9 @@ struct BenchResults {
 std::vector<double> latenessOf(const std::vector<std::int64_t>& timesNs, const std::vector<std::uint64_t>& slots,
                                double periodNs);
 
-/// A line for each number: measured, bare limit, ratio.
-void printBenchTable(const BenchOptions& options, const BenchResults& results, std::ostream& stream);
+/// The verdict, then a line for each number: measured, bare limit, ratio. At most 79 columns wide.
+/// @param micro  How microseconds are written.
+void printBenchTable(const BenchOptions& options, const BenchResults& results, const char* micro, std::ostream& stream);
 
 /// One object: schema, width_px, height_px, bytes_per_pixel, seconds, event_p50_us, event_p99_us, memcpy_mb_per_s,
 /// throughput_fps, throughput_mb_per_s, throughput_ratio, and runs, an array of objects with fps, images, lost,
@@ -55,7 +56,7 @@ void printBenchJson(const BenchOptions& options, const BenchResults& results, st
 
 /// Measures and prints.
 ///
-/// @param data    Receives the JSON.   @param people  Receives everything else.
+/// @param data    Receives table or JSON.   @param people  Receives everything else.
 /// @return        Exit code: failed when a program or the plugin is missing, or the names are taken; no image in time.
 int runBench(const BenchOptions& options, std::ostream& data, std::ostream& people);
 

@@ -4,6 +4,7 @@
 
 #include "bench.h"
 #include "platform.h"
+#include "readable_number.h"
 
 namespace host {
 namespace {
@@ -24,19 +25,34 @@ std::optional<double> ratio(const std::optional<double>& measured, const std::op
 
 Json number(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
 
-std::string text(const std::optional<double>& value, const char* format) {
-    char buffer[40] = "-";
-    if (value) platform_format(buffer, sizeof buffer, format, *value);
+std::string rateText(double rate) {
+    char buffer[40];
+    platform_format(buffer, sizeof buffer, "%g", rate);
     return buffer;
 }
 
-void printRow(const std::string& name, const char* unit, const std::optional<double>& measured, const char* limitName,
-              const std::optional<double>& limit, std::ostream& stream) {
-    char line[160];
-    platform_format(line, sizeof line, "%-34s %10s %-5s %-22s %10s %-5s %8s\n", name.c_str(),
-                    text(measured, "%.1f").c_str(), unit, limitName, text(limit, "%.1f").c_str(), unit,
-                    text(ratio(measured, limit), "%.2f").c_str());
-    stream << line;
+constexpr std::size_t kNameWidth = 18;
+constexpr std::size_t kNumberWidth = 12;
+constexpr std::size_t kRatioWidth = 9;
+
+struct Row {
+    const char* name;
+    const char* unit;
+    std::optional<double> measured;
+    const char* limitName;
+    std::optional<double> limit;
+};
+
+void printHead(const std::string& name, std::ostream& stream) {
+    stream << '\n'
+           << leftAligned(name, kNameWidth) << rightAligned("measured", kNumberWidth)
+           << rightAligned("limit", kNumberWidth) << "      " << rightAligned("ratio", kRatioWidth) << "  beside\n";
+}
+
+void printRow(const Row& row, std::ostream& stream) {
+    stream << leftAligned(row.name, kNameWidth) << rightAligned(readable(row.measured, 1), kNumberWidth)
+           << rightAligned(readable(row.limit, 1), kNumberWidth) << ' ' << leftAligned(row.unit, 5)
+           << rightAligned(readable(ratio(row.measured, row.limit), 2), kRatioWidth) << "  " << row.limitName << '\n';
 }
 
 Json jsonOf(const BenchOptions& options, const BenchResults& results, const BenchRun& run) {
@@ -61,28 +77,32 @@ Json jsonOf(const BenchOptions& options, const BenchResults& results, const Benc
 
 }  // namespace
 
-void printBenchTable(const BenchOptions& options, const BenchResults& results, std::ostream& stream) {
-    stream << options.format.width << " x " << options.format.height << " pixels, " << options.format.bytesPerPixel
+void printBenchTable(const BenchOptions& options, const BenchResults& results, const char* micro,
+                     std::ostream& stream) {
+    const BenchRun& fastest = results.fastest;
+    stream << readable(fastest.mbPerS, 0) << " MB/s at " << readable(fastest.fps, 0) << " images/s, "
+           << readable(ratio(fastest.mbPerS, results.memcpyMbPerS), 2) << " of what memcpy reaches\n"
+           << options.format.width << " x " << options.format.height << " pixels, " << options.format.bytesPerPixel
            << (options.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel; " << options.seconds
-           << " s each\n\n";
-    char head[160];
-    platform_format(head, sizeof head, "%-34s %16s %-22s %16s %8s\n", "", "measured     ", "beside", "limit     ",
-                    "ratio");
-    stream << head;
+           << " s each\n";
     for (const BenchRun& run : results.paced) {
-        const std::string at = "at " + text(run.framesPerSecond, "%g") + "/s: ";
-        printRow(at + "rate", "/s", run.fps, "asked for", run.framesPerSecond, stream);
-        printRow(at + "lateness p50", "us", run.latenessP50Us, "bare timer", run.timerLatenessP50Us, stream);
-        printRow(at + "lateness p99", "us", run.latenessP99Us, "bare timer", run.timerLatenessP99Us, stream);
-        printRow(at + "latency p50", "us", run.latencyP50Us, "bare event, one way", results.eventP50Us, stream);
-        printRow(at + "latency p99", "us", run.latencyP99Us, "bare event, one way", results.eventP99Us, stream);
         const double copy = memcpyPercent(options, results, run);
-        printRow(at + "simulator's CPU", "%", run.simulatorCpuPercent, "memcpy of each image", copy, stream);
-        printRow(at + "host's CPU", "%", run.hostCpuPercent, "memcpy of each image", copy, stream);
-        if (run.lost > 0) stream << at << run.lost << " images were lost or left out\n";
+        printHead("at " + rateText(run.framesPerSecond) + "/s", stream);
+        for (const Row& row : {
+                 Row{"rate", "/s", run.fps, "asked for", run.framesPerSecond},
+                 Row{"lateness p50", micro, run.latenessP50Us, "bare timer", run.timerLatenessP50Us},
+                 Row{"lateness p99", micro, run.latenessP99Us, "bare timer", run.timerLatenessP99Us},
+                 Row{"latency p50", micro, run.latencyP50Us, "bare event, one way", results.eventP50Us},
+                 Row{"latency p99", micro, run.latencyP99Us, "bare event, one way", results.eventP99Us},
+                 Row{"simulator's CPU", "%", run.simulatorCpuPercent, "memcpy of each image", copy},
+                 Row{"host's CPU", "%", run.hostCpuPercent, "memcpy of each image", copy},
+             })
+            printRow(row, stream);
+        if (run.lost > 0) stream << counted(run.lost, "image") << " lost or left out\n";
     }
-    printRow("throughput", "MB/s", results.fastest.mbPerS, "memcpy", results.memcpyMbPerS, stream);
-    stream << "throughput in images: " << text(results.fastest.fps, "%.1f") << "/s\n" << std::flush;
+    printHead("at full speed", stream);
+    printRow({"throughput", "MB/s", fastest.mbPerS, "memcpy", results.memcpyMbPerS}, stream);
+    stream << std::flush;
 }
 
 void printBenchJson(const BenchOptions& options, const BenchResults& results, std::ostream& stream) {

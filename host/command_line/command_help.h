@@ -19,6 +19,7 @@ constexpr const char* kGrabHelp =
     "Examples:\n"
     "  dorven-host grab -n 300\n"
     "  dorven-host grab -n 300 -o images --every 100\n"
+    "  dorven-host grab -o - | ffplay -\n"
     "  dorven-host grab --duration 10s --max-lost 0 --max-torn 0 --min-fps 99\n"
     "  dorven-host grab -c camera.ini -n 1000 --timeout 5 --json\n";
 
@@ -37,12 +38,13 @@ constexpr const char* kVerifyHelp =
 
 constexpr const char* kSnapHelp =
     "The ending of OUT sets the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory). "
-    "Without --any, snap saves the first image that a simulator completed after the start and that arrived whole. "
+    "- writes to standard output in the format of --format. Without --any, snap saves the first image that a simulator completed after the start and that arrived whole. "
     "With --any it saves the first image of any kind: one that waited in the ring, a faked one (22 s after the start "
     "without a simulator) or one without a strip. A file that exists is not replaced without --force.\n"
     "\n"
     "Examples:\n"
     "  dorven-host snap picture.png\n"
+    "  dorven-host snap - >picture.png\n"
     "  dorven-host snap picture.pgm -c camera.ini --timeout 5\n"
     "  dorven-host snap picture.raw --any --force --json\n";
 

@@ -114,6 +114,7 @@ void addGrabOptions(CLI::App& command, GrabOptions& options) {
     addCommonOptions(command, options);
     addJsonLines(command, options);
     addSaveOptions(command, options.save);
+    command.add_flag("--all", options.all, "Show every number in the table, also what is 0 or was not measured");
     addLimits(command, options);
 }
 
@@ -199,7 +200,33 @@ void addCommands(CLI::App& app, HostOptions& options) {
     addBenchPartner(app, options);
 }
 
+std::string problemOfStream(const HostOptions& options) {
+    switch (options.command) {
+        case Command::grab:
+            return problemOfStream(options.grab.save, options.grab.json, options.grab.jsonLines);
+        case Command::verify:
+            return problemOfStream(options.verify.save, options.verify.json, options.verify.jsonLines);
+        case Command::snap:
+            return problemOfStream(options.snap);
+        default:
+            return "";
+    }
+}
+
 }  // namespace
+
+bool writesImages(const HostOptions& options) {
+    switch (options.command) {
+        case Command::grab:
+            return isStandardOutput(options.grab.save.folder);
+        case Command::verify:
+            return isStandardOutput(options.verify.save.folder);
+        case Command::snap:
+            return isStandardOutput(options.snap.file);
+        default:
+            return false;
+    }
+}
 
 std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptions& options, std::ostream& data,
                                     std::ostream& people) {
@@ -219,6 +246,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
         if (const std::string problem = problemOfCall(options.call); !problem.empty())
             return options::refuse(app, problem, people);
     }
+    if (const std::string problem = problemOfStream(options); !problem.empty())
+        return options::refuse(app, problem, people);
     return std::nullopt;
 }
 

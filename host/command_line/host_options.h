@@ -49,9 +49,10 @@ struct ImageOptions : CameraOptions {
 };
 
 struct SaveOptions {
-    std::string folder;       // empty: nothing is saved
-    std::uint64_t every = 1;  // every nth image is saved, beginning with the first; 0: only around a loss
-    std::string format = "png";
+    std::string folder;          // empty: nothing is saved; "-": standard output gets the images
+    std::uint64_t every = 1;     // every nth image is saved, beginning with the first; 0: only around a loss
+    std::string format = "png";  // "y4m" too, for standard output
+    unsigned bits = 16;          // significant ones of 2-byte pixels, for y4m
     std::size_t pngLevel = frames::kDefaultPngLevel;
     std::size_t aroundLoss = 0;     // images before the first loss, and as many after it
     std::uint64_t memoryMb = 1000;  // for images that wait or are kept
@@ -67,6 +68,7 @@ struct GrabOptions : ImageOptions {
     bool jsonLines = false;                // instead of json: lines while the grab runs
     bool frames = false;                   // with jsonLines: one for each image
     Limits limits;
+    bool all = false;  // the table also has what is 0 or was not measured
 };
 
 struct VerifyOptions : GrabOptions {
@@ -77,9 +79,11 @@ struct VerifyOptions : GrabOptions {
 };
 
 struct SnapOptions : ImageOptions {
-    std::string file;
-    bool anyImage = false;  // also faked, torn and unverified ones
-    bool force = false;     // a file that is there is replaced
+    std::string file;            // "-": standard output gets the image
+    std::string format = "png";  // for standard output; the ending of a file's name says its format
+    unsigned bits = 16;          // as of SaveOptions
+    bool anyImage = false;       // also faked, torn and unverified ones
+    bool force = false;          // a file that is there is replaced
 };
 
 struct DoctorOptions : CameraOptions {
@@ -119,6 +123,9 @@ struct HostOptions {
     AskSnapOptions askSnap;
     options::LogOptions log;  // of each command but benchPartner
 };
+
+/// Whether standard output is for images.
+bool writesImages(const HostOptions& options);
 
 /// Reads a command line.
 ///

@@ -6,16 +6,22 @@
 #include <CLI/CLI.hpp>
 
 #include "option_checks.h"
+#include "readable_number.h"
 #include "shared_options.h"
 #include "tool_options.h"
 
 namespace host {
 namespace {
 
+constexpr const char* kY4m = "y4m";
+constexpr const char* kBitsHelp = "Significant bits of 2-byte pixels, for y4m (default: 16)";
+
 CLI::Validator imageFileName() {
     return CLI::Validator(
         [](const std::string& text) {
-            return !formatByEnding(text).empty() ? std::string() : "'" + text + "' has to end in .png, .pgm or .raw";
+            return isStandardOutput(text) || !formatByEnding(text).empty()
+                       ? std::string()
+                       : "'" + text + "' has to end in .png, .pgm or .raw, or be - for standard output";
         },
         "");
 }
@@ -33,12 +39,16 @@ void addSaveOptions(CLI::App& command, SaveOptions& options) {
     CLI::Option* output =
         command.add_option("-o,--output", options.folder,
                            "Save images in that folder, and beside them frames.jsonl with what is known about each; a "
-                           "folder that is missing is made");
+                           "folder that is missing is made; - writes the images alone to standard output");
     output->type_name("DIR");
-    command.add_option("--format", options.format, "Format of the files (default: png)")
-        ->check(options::oneOf({"png", "pgm", "raw"}))
+    CLI::Option* format = command.add_option("--format", options.format,
+                                             "Format of the files: png, pgm or raw (default: png); on standard output "
+                                             "y4m, raw or pgm (default: y4m)");
+    format->check(options::oneOf({"png", "pgm", "raw", kY4m}))->needs(output)->type_name("png|pgm|raw|y4m");
+    command.add_option("--bits", options.bits, kBitsHelp)
+        ->check(options::oneOf({"10", "12", "16"}))
         ->needs(output)
-        ->type_name("png|pgm|raw");
+        ->type_name("10|12|16");
     command
         .add_option("--png-level", options.pngLevel,
                     "Compression of png, 0 (none, fastest) to 9 (smallest, slowest), by one thread for each processor "
@@ -69,13 +79,14 @@ void addSaveOptions(CLI::App& command, SaveOptions& options) {
         ->type_name("MB");
     command.add_flag("--force", options.force, "Replace the files of an earlier grab in that folder")->needs(output);
     command.option_defaults()->group("Options");
-    command.parse_complete_callback([&options, every, around] {
+    command.parse_complete_callback([&options, every, around, format] {
+        if (isStandardOutput(options.folder) && format->count() == 0) options.format = kY4m;
         if (around->count() > 0 && every->count() == 0) options.every = 0;
     });
 }
 
 void addSnapOptions(CLI::App& command, SnapOptions& options) {
-    command.add_option("OUT", options.file, "File to make: ends in .png, .pgm or .raw")
+    command.add_option("OUT", options.file, "File to make: ends in .png, .pgm or .raw; - writes to standard output")
         ->required()
         ->check(imageFileName())
         ->option_text("FILE.png")
@@ -85,14 +96,53 @@ void addSnapOptions(CLI::App& command, SnapOptions& options) {
                         "End with exit code 3 when no such image came for that long, 0.01 to 86400 s (default: 30)");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
     command.add_flag("--force", options.force, "Replace the file if it exists");
+    command
+        .add_option("--format", options.format,
+                    "Format on standard output (default: png); a file's ending sets its own")
+        ->check(options::oneOf({"png", "pgm", "raw", kY4m}))
+        ->type_name("png|pgm|raw|y4m");
+    command.add_option("--bits", options.bits, kBitsHelp)
+        ->check(options::oneOf({"10", "12", "16"}))
+        ->type_name("10|12|16");
     addShareOption(command, options);
     addCommonOptions(command, options);
+}
+
+bool isStandardOutput(const std::string& path) { return path == kStandardOutput; }
+
+std::string problemOfStream(const SaveOptions& save, bool json, bool jsonLines) {
+    if (!isStandardOutput(save.folder))
+        return save.format == kY4m ? "--format: y4m goes with --output - only; a folder takes png, pgm or raw" : "";
+    if (json || jsonLines) {
+        const std::string option = json ? "--json" : "--json-lines";
+        return option + " does not go with --output -: standard output has the images alone";
+    }
+    return save.format == "png" ? "--format: --output - takes y4m, raw or pgm, not png" : "";
+}
+
+std::string problemOfStream(const SnapOptions& snap) {
+    return isStandardOutput(snap.file) && snap.json
+               ? "--json does not go with snap -: standard output has the image alone"
+               : "";
+}
+
+StreamSettings streamSettingsOf(const std::string& format, unsigned bits, std::uint64_t every) {
+    if (format == kY4m) return {StreamForm::y4m, every, bits};
+    return {format == "raw" ? StreamForm::raw : StreamForm::files, every, bits};
+}
+
+// The pixels of y4m are those of raw.
+frames::ImageFileFormat fileFormatOf(const std::string& format) {
+    if (format == kY4m) return frames::ImageFileFormat::raw;
+    return frames::imageFileFormatOf(format).value_or(frames::ImageFileFormat::png);
 }
 
 SaveSettings saveSettingsOf(const SaveOptions& options) {
     SaveSettings settings;
     settings.folder = options.folder;
-    settings.fileFormat = frames::imageFileFormatOf(options.format).value_or(frames::ImageFileFormat::png);
+    settings.fileFormat = fileFormatOf(options.format);
+    if (isStandardOutput(options.folder))
+        settings.stream = streamSettingsOf(options.format, options.bits, options.every);
     settings.pngLevel = static_cast<int>(options.pngLevel);
     settings.every = options.every;
     settings.aroundLoss = options.aroundLoss;
@@ -112,7 +162,10 @@ std::string formatByEnding(const std::string& fileName) {
 
 void tellSaved(const SaveOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people) {
     if (options.folder.empty()) return;
-    people << "saved " << outcome.saved << " images in " << options.folder;
+    const bool stream = isStandardOutput(options.folder);
+    people << (stream ? "wrote " : "saved ") << counted(outcome.saved, "image")
+           << (stream ? " to standard output" : " in " + options.folder)
+           << (outcome.readerIsGone ? ", until its reader ended" : "");
     if (outcome.lossImage) {
         people << "; the first loss showed at image " << *outcome.lossImage;
     } else if (options.aroundLoss > 0) {
@@ -122,7 +175,9 @@ void tellSaved(const SaveOptions& options, const ImageSaver::Outcome& outcome, s
         people << "; the PNG compressor could not keep up with " << outcome.droppedByCompressor << " more: try "
                << (options.pngLevel > 0 ? "--png-level 0, " : "") << "--format raw or a greater --every";
     }
-    if (outcome.droppedByDisk > 0) {
+    if (outcome.droppedByDisk > 0 && stream) {
+        people << "; its reader could not keep up with " << outcome.droppedByDisk << " more: try a greater --every";
+    } else if (outcome.droppedByDisk > 0) {
         people << "; the disk could not keep up with " << outcome.droppedByDisk << " more: try a faster one"
                << smallerFiles(options) << " or a greater --every";
     }

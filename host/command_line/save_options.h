@@ -18,11 +18,24 @@ void addSaveOptions(CLI::App& command, SaveOptions& options);
 /// All options of "snap".
 void addSnapOptions(CLI::App& command, SnapOptions& options);
 
+/// What speaks against images on standard output in this combination of options; empty: nothing.
+std::string problemOfStream(const SaveOptions& save, bool json, bool jsonLines);
+std::string problemOfStream(const SnapOptions& snap);
+
+/// Whether a file or folder is called "-".
+bool isStandardOutput(const std::string& path);
+
+/// How images stand on standard output in the format of --format.
+StreamSettings streamSettingsOf(const std::string& format, unsigned bits, std::uint64_t every);
+
 /// Of options that were parsed.
 SaveSettings saveSettingsOf(const SaveOptions& options);
 
 /// "png", "pgm" or "raw" by a file name's ending, whatever its case; "" for another ending.
 std::string formatByEnding(const std::string& fileName);
+
+/// Format of the files, or of the parts of a stream.
+frames::ImageFileFormat fileFormatOf(const std::string& format);
 
 /// Tells people what became of the images that were to be saved; nothing when none were.
 void tellSaved(const SaveOptions& options, const ImageSaver::Outcome& outcome, std::ostream& people);

@@ -118,7 +118,7 @@ int askSnap(const AskSnapOptions& options, std::ostream& data, std::ostream& peo
     if (options.json) {
         printJson(*answer, data);
     } else {
-        printPeople(*answer, people);
+        printPeople(*answer, data);
     }
     return isEcho(answer->message) ? kExitDone : kExitFailed;
 }

@@ -89,7 +89,7 @@ int callCommand(NUV::PluginDeviceBase& device, const CallOptions& options, std::
     if (options.json) {
         printJson(options, command, known, answer, data);
     } else {
-        printPeople(options, command, known, answer, people);
+        printPeople(options, command, known, answer, data);
     }
     return answer.status == NUV::kDone ? kExitDone : kExitFailed;
 }

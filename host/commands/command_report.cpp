@@ -146,7 +146,7 @@ int showCommands(PluginLibrary& library, bool json, std::ostream& data, std::ost
     if (json) {
         printJson(library.path(), rows, data);
     } else {
-        printPeople(rows, people);
+        printPeople(rows, data);
     }
     const bool opened =
         std::any_of(rows.begin(), rows.end(), [](const CommandReportRow& row) { return row.opened.has_value(); });

@@ -27,7 +27,7 @@ std::vector<CommandReportRow> askEveryCommand(NUV::PluginDeviceBase& device, con
 
 /// Asks the plugin's first device and prints the table.
 ///
-/// @param json  One object on data with a list of the commands; else a table for people on people.
+/// @param json  One object on data with a list of the commands; else a table for people, on data as well.
 /// @return      Exit code: failed when there is no device or it could not be opened.
 int showCommands(PluginLibrary& library, bool json, std::ostream& data, std::ostream& people);
 

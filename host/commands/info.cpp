@@ -115,7 +115,7 @@ int showInfo(PluginLibrary& library, bool json, std::ostream& data, std::ostream
     if (json) {
         printJson(info, data);
     } else {
-        printPeople(info, people);
+        printPeople(info, data);
     }
     return kExitDone;
 }

@@ -112,7 +112,19 @@ void waitFor(const Catcher& catcher, double timeoutSeconds, std::ostream& people
     }
 }
 
+bool write(const KeptFrame& frame, const SnapOptions& options, std::string& error) {
+    std::vector<std::uint8_t> file;
+    if (frames::encodeImage({frame.bytes.data(), frame.format}, fileFormatOf(options.format), file, error)) {
+        ImageStream stream(streamSettingsOf(options.format, options.bits, 1));
+        if (!stream.takes(frame.format, error)) return false;
+        return stream.write(frame, file, error);
+    }
+    error = "standard output: " + error;
+    return false;
+}
+
 bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error) {
+    if (isStandardOutput(options.file)) return write(frame, options, error);
     std::vector<std::uint8_t> file;
     const auto format = frames::imageFileFormatOf(formatByEnding(options.file));
     if (!frames::encodeImage({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file,
@@ -124,22 +136,23 @@ bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error
                           options.force ? ExistingFile::replace : ExistingFile::refuse, error);
 }
 
-void tell(const KeptFrame& frame, const SnapOptions& options, std::ostream& data, std::ostream& people) {
+void tell(const KeptFrame& frame, const SnapOptions& options, std::ostream& data) {
     if (options.json) {
         data << sidecarLine(options.file, frame.note, frame.format) << std::flush;
         return;
     }
-    people << "saved " << options.file << ": " << frame.format.width << " x " << frame.format.height << " pixels, "
-           << frame.format.bytesPerPixel << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
-           << frames::imageKindName(frame.note.kind);
-    if (frame.note.frameNumber) people << ", frame " << *frame.note.frameNumber;
-    people << std::endl;
+    data << (isStandardOutput(options.file) ? "wrote a picture to standard output" : "saved " + options.file) << ": "
+         << frame.format.width << " x " << frame.format.height << " pixels, " << frame.format.bytesPerPixel
+         << (frame.format.bytesPerPixel == 1 ? " byte" : " bytes") << " per pixel, "
+         << frames::imageKindName(frame.note.kind);
+    if (frame.note.frameNumber) data << ", frame " << *frame.note.frameNumber;
+    data << std::endl;
 }
 
 }  // namespace
 
 int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream& data, std::ostream& people) {
-    if (!options.force && _access(options.file.c_str(), 0) == 0) {
+    if (!isStandardOutput(options.file) && !options.force && _access(options.file.c_str(), 0) == 0) {
         people << "dorven-host: " << options.file << ": it exists already; --force replaces it" << std::endl;
         return kExitFailed;
     }
@@ -170,7 +183,7 @@ int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream
         return kExitNoImage;
     }
     if (!save(*frame, options, error)) return fail(error);
-    tell(*frame, options, data, people);
+    tell(*frame, options, isStandardOutput(options.file) ? people : data);
     return kExitDone;
 }
 

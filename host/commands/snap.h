@@ -10,7 +10,8 @@ namespace host {
 
 /// Opens the camera, waits for a suitable image (SnapOptions::anyImage) and saves it.
 ///
-/// @param data    Receives the JSON: the object of sidecarLine.   @param people  Receives everything else.
+/// @param data    Receives what was saved: a line for people, or the object of sidecarLine.
+/// @param people  Receives everything else.
 /// @return        Exit code: done when the file is complete; no image in time (3), which a stop request is as well.
 int snap(NUV::PluginDeviceBase& device, const SnapOptions& options, std::ostream& data, std::ostream& people);
 

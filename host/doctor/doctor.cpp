@@ -103,12 +103,12 @@ Findings examine(const DoctorOptions& options) {
     return findings;
 }
 
-int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& people) {
+int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream&) {
     const Findings findings = examine(options);
     if (options.json) {
         printJson(findings, data);
     } else {
-        printPeople(findings, options.all, people);
+        printPeople(findings, options.all, data);
     }
     return worstOf(findings) == FindingLevel::problem ? kExitFailed : kExitDone;
 }

@@ -42,9 +42,9 @@ std::string problemOfConfiguration(const std::string& path);
 ///
 /// People get the remedy first, what was found, and the remedy again, since the first lines may have left the screen.
 ///
-/// @param data    Receives the JSON: one object with schema, result ("ok", "warning" or "problem": the worst level),
-///                warnings and problems (counts) and checks, an array of objects with check, level, found and advice
-///                (null: nothing to do).
+/// @param data    Receives the findings, for people or as JSON: one object with schema, result ("ok", "warning" or
+///                "problem": the worst level), warnings and problems (counts) and checks, an array of objects with
+///                check, level, found and advice (null: nothing to do).
 /// @param people  Receives everything else.
 /// @return        Exit code: failed when there is a problem.
 int runDoctor(const DoctorOptions& options, std::ostream& data, std::ostream& people);

@@ -149,6 +149,7 @@ int Grab::waitForEnd() {
         lookForSimulator(nowNs);
         if (nowNs - _lookNs >= kSecondNs) tellSecond(nowNs);
         if (!std::ranges::all_of(_observers, &GrabObserver::goesOn)) break;
+        if (_saver && !_saver->takesImages()) break;
     }
     return kExitDone;
 }

@@ -3,11 +3,24 @@
 #include <cstdlib>
 
 #include "grab_limits.h"
+#include "grab_table.h"
 #include "live_line.h"
+#include "readable_number.h"
 #include "save_options.h"
 #include "terminal.h"
 
 namespace host {
+namespace {
+
+bool wantsJson(const GrabOptions& options) { return options.json || options.jsonLines; }
+
+void printAnswer(const GrabRun& run, const GrabOptions& options, bool findings, std::ostream& stream) {
+    printTable(run.report, {options.all, microseconds(isStandardOutput(options.save.folder))}, stream);
+    if (findings) tellFindings(run.report.findings, stream);
+    tellSaved(options.save, run.saved, stream);
+}
+
+}  // namespace
 
 GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const GrabFindings& findings,
                 std::ostream& data, std::ostream& people) {
@@ -17,20 +30,29 @@ GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const
     if (platform_standardErrorIsTerminal() && !options.quiet) grab.watch(liveLine);
     if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
-    GrabReport report{grab.results(), grab.end(), {}, grab.findings()};
-    report.limitsBroken = brokenLimits(options.limits, report.results);
-    printTable(report.results, people);
-    if (findings.areTold) tellFindings(report.findings, people);
-    tellSaved(options.save, grab.saved(), people);
-    tellUnverified(report.results, people);
-    tellBrokenLimits(report.limitsBroken, people);
-    if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
-    return {exitCode, std::move(report)};
+    GrabRun run{exitCode, {grab.results(), grab.end(), {}, grab.findings()}, grab.saved()};
+    run.report.limitsBroken = brokenLimits(options.limits, run.report.results);
+    if (options.jsonLines) jsonLines.printEnd(run.report, grab.framesOmitted());
+    return run;
+}
+
+void tellGrab(const GrabRun& run, const GrabOptions& options, bool findings, std::ostream& data, std::ostream& people) {
+    if (!wantsJson(options)) {
+        // With --output - standard output has the images alone.
+        if (hasTable(run.report))
+            printAnswer(run, options, findings, isStandardOutput(options.save.folder) ? people : data);
+    } else if (run.saved.notSaved() > 0) {
+        tellSaved(options.save, run.saved, people);
+    }
+    tellUnverified(run.report.results, people);
+    // A grab that ended with a reason of its own has told it; the limits would hide it.
+    if (hasTable(run.report)) tellBrokenLimits(run.report.limitsBroken, people);
 }
 
 int grabCommand(NUV::PluginDeviceBase& device, const GrabOptions& options, std::ostream& data, std::ostream& people) {
     const GrabRun run = runGrab(device, options, {}, data, people);
     if (options.json) printJson(run.report, data);
+    tellGrab(run, options, true, data, people);
     return run.exitCode == kExitDone && !run.report.limitsBroken.empty() ? kExitFailed : run.exitCode;
 }
 

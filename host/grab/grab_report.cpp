@@ -1,7 +1,7 @@
 #include "grab_report.h"
 
+#include "count_rows.h"
 #include "grab_json.h"
-#include "platform.h"
 #include "unverified_reason.h"
 
 namespace host {
@@ -9,54 +9,25 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct CountRow {
-    const char* key;
-    const char* label;
-    std::uint64_t GrabResults::*value;
-};
-
 struct MeasureRow {
     const char* key;
-    const char* label;
-    const char* unit;
     std::optional<double> GrabResults::*value;
 };
 
 // clang-format off
-constexpr CountRow kCounts[] = {
-    {"images",     "images",     &GrabResults::images    },
-    {"simulated",  "simulated",  &GrabResults::simulated },
-    {"faked",      "faked",      &GrabResults::faked     },
-    {"unverified", "unverified", &GrabResults::unverified},
-    {"lost",       "lost",       &GrabResults::lost      },
-    {"repeated",   "repeated",   &GrabResults::repeated  },
-    {"reordered",  "reordered",  &GrabResults::reordered },
-    {"torn",       "torn",       &GrabResults::torn      },
-    {"stale",      "stale",      &GrabResults::stale     },
-    {"format",     "format",     &GrabResults::format    },
-    {"counter",    "counter",    &GrabResults::counter   },
-    {"time_back",  "time back",  &GrabResults::timeBack  },
-    {"late",       "late",       &GrabResults::late      },
-    {"stopped",    "stopped",    &GrabResults::stopped   },
-    {"restarts",   "restarts",   &GrabResults::restarts  },
-    {"pauses",     "pauses",     &GrabResults::pauses    },
-};
-// clang-format on
-
-// clang-format off
 constexpr MeasureRow kMeasures[] = {
-    {"fps_mean",       "mean rate",   "images/s",    &GrabResults::fpsMean     },
-    {"period_p50_us",  "period p50",  "us",          &GrabResults::periodP50Us },
-    {"period_p99_us",  "period p99",  "us",          &GrabResults::periodP99Us },
-    {"period_max_us",  "period max",  "us",          &GrabResults::periodMaxUs },
-    {"jitter_p99_us",  "jitter p99",  "us",          &GrabResults::jitterP99Us },
-    {"latency_p50_us", "latency p50", "us",          &GrabResults::latencyP50Us},
-    {"latency_p99_us", "latency p99", "us",          &GrabResults::latencyP99Us},
-    {"latency_max_us", "latency max", "us",          &GrabResults::latencyMaxUs},
-    {"mb_per_s",       "data rate",   "MB/s",        &GrabResults::mbPerS      },
-    {"cpu_percent",    "CPU",         "% of a core", &GrabResults::cpuPercent  },
-    {"duration_s",     "duration",    "s",           &GrabResults::durationS   },
-    {"pause_s",        "paused",      "s",           &GrabResults::pauseS      },
+    {"fps_mean",       &GrabResults::fpsMean     },
+    {"period_p50_us",  &GrabResults::periodP50Us },
+    {"period_p99_us",  &GrabResults::periodP99Us },
+    {"period_max_us",  &GrabResults::periodMaxUs },
+    {"jitter_p99_us",  &GrabResults::jitterP99Us },
+    {"latency_p50_us", &GrabResults::latencyP50Us},
+    {"latency_p99_us", &GrabResults::latencyP99Us},
+    {"latency_max_us", &GrabResults::latencyMaxUs},
+    {"mb_per_s",       &GrabResults::mbPerS      },
+    {"cpu_percent",    &GrabResults::cpuPercent  },
+    {"duration_s",     &GrabResults::durationS   },
+    {"pause_s",        &GrabResults::pauseS      },
 };
 // clang-format on
 
@@ -79,7 +50,7 @@ Json jsonOf(const BrokenLimit& limit) {
 }
 
 void addReport(Json& object, const GrabReport& report) {
-    for (const CountRow& row : kCounts) object[row.key] = report.results.*row.value;
+    for (const CountRow& row : countRows()) object[row.key] = report.results.*row.value;
     addMeasures(object, report.results);
     object["saved"] = orNull(report.results.saved);
     object["not_saved"] = orNull(report.results.notSaved);
@@ -114,24 +85,6 @@ Json grabJson(const GrabReport& report) {
     return object;
 }
 
-void printTable(const GrabResults& results, std::ostream& stream) {
-    char line[100];
-    for (const CountRow& row : kCounts) {
-        platform_format(line, sizeof line, "%-12s %12Iu\n", row.label, static_cast<std::size_t>(results.*row.value));
-        stream << line;
-    }
-    for (const MeasureRow& row : kMeasures) {
-        const std::optional<double>& value = results.*row.value;
-        if (value) {
-            platform_format(line, sizeof line, "%-12s %12.1f %s\n", row.label, *value, row.unit);
-        } else {
-            platform_format(line, sizeof line, "%-12s %12s\n", row.label, "-");
-        }
-        stream << line;
-    }
-    stream << std::flush;
-}
-
 void tellUnverified(const GrabResults& results, std::ostream& people) {
     for (std::size_t reason = 0; reason < frames::kUnverifiedReasons; ++reason) {
         const std::uint64_t images = results.unverifiedBecause[reason];
@@ -159,12 +112,12 @@ void JsonLines::onSecond(const SecondNumbers& numbers) {
     object["event"] = "second";
     object["elapsed_s"] = numbers.elapsedS;
     object["length_s"] = numbers.lengthS;
-    for (const CountRow& row : kCounts)
+    for (const CountRow& row : countRows())
         object[row.key] = static_cast<std::int64_t>(numbers.totals.*row.value - _before.*row.value);
     for (const MeasureRow& row : kMeasures)
         if (row.value != &GrabResults::durationS && row.value != &GrabResults::pauseS)
             object[row.key] = orNull(numbers.second.*row.value);
-    for (const CountRow& row : kCounts) object[std::string(row.key) + "_total"] = numbers.totals.*row.value;
+    for (const CountRow& row : countRows()) object[std::string(row.key) + "_total"] = numbers.totals.*row.value;
     _before = numbers.totals;
     _data << object.dump() << std::endl;
 }

@@ -1,4 +1,4 @@
-// A grab's results as a table for people and as JSON for programs.
+// A grab's results as JSON for programs, and what people are told of them beside the table.
 #pragma once
 
 #include <ostream>
@@ -17,9 +17,6 @@ namespace host {
 /// numbers begin at the first image that was complete after the grab began, and mean rates leave pauses out. Earlier
 /// builds wrote the number alone.
 constexpr const char* kGrabSchema = "dorven-grab/2";
-
-/// One line per number, with its unit; "-" where nothing was measured.
-void printTable(const GrabResults& results, std::ostream& stream);
 
 /// Names the images that were not verified and why, a line for each reason; nothing when all were.
 void tellUnverified(const GrabResults& results, std::ostream& people);

@@ -15,6 +15,10 @@ namespace {
 
 constexpr std::size_t kQueue = 16;  // images that may wait, unless many threads want more
 
+// A reader of standard output may begin seconds later, and a player reads at its own pace.
+constexpr std::size_t kStreamQueue = 200;
+constexpr std::size_t kStreamQueueBytes = 256'000'000;
+
 // What a thread takes while it encodes, in images: lines, their compressed form as it grows, the file.
 constexpr std::size_t kEncoderImages = 5;
 
@@ -42,6 +46,11 @@ std::size_t wantedThreads(const SaveSettings& settings) {
     return settings.threads != 0 ? settings.threads : processorsToSpare();
 }
 
+std::size_t wantedQueue(const SaveSettings& settings, std::size_t imageBytes, std::size_t threads) {
+    const std::size_t least = std::max(kQueue, 2 * threads);
+    return settings.stream ? std::clamp(kStreamQueueBytes / imageBytes, least, kStreamQueue) : least;
+}
+
 struct Plan {
     std::size_t queue = 0;  // images that may wait beside those around a loss; 0: the memory is not enough for any
     std::size_t threads = 0;
@@ -62,18 +71,24 @@ Plan planFor(const SaveSettings& settings, std::size_t imageBytes, std::string& 
     const std::size_t room = fitting - around;
     const std::size_t affordable = 1 + (room > 2 ? (room - 2) / (kEncoderImages + 2) : 0);
     const std::size_t threads = std::min(wantedThreads(settings), affordable);
-    return {std::min(room - kEncoderImages * (threads - 1), std::max(kQueue, 2 * threads)), threads};
+    return {std::min(room - kEncoderImages * (threads - 1), wantedQueue(settings, image, threads)), threads};
 }
 
 }  // namespace
 
+ImageSaver::ImageSaver(const SaveSettings& settings) : _settings(settings), _ring(settings.aroundLoss) {
+    if (settings.stream) _stream = std::make_unique<ImageStream>(*settings.stream, settings.writeStream);
+}
+
 std::unique_ptr<ImageSaver> ImageSaver::create(const SaveSettings& settings, std::string& error) {
+    if (settings.stream) return std::unique_ptr<ImageSaver>(new ImageSaver(settings));
     if (!makeFolder(settings.folder, error)) return nullptr;
     std::unique_ptr<ImageSaver> saver(new ImageSaver(settings));
     return saver->_sidecar.open(saver->sidecarPath(), settings.existing, error) ? std::move(saver) : nullptr;
 }
 
 bool ImageSaver::reserve(const frames::ImageFormat& expected, std::string& error) {
+    if (_stream && !_stream->takes(expected, error)) return false;
     const Plan plan = planFor(_settings, expected.bytes(), error);
     _queueCapacity = plan.queue;
     if (_queueCapacity == 0) return false;
@@ -129,6 +144,7 @@ void ImageSaver::beginLoss(std::uint64_t image) {
 // A place of the queue for an image, or one more that was dropped.
 bool ImageSaver::reservePlace(std::optional<Bottleneck>& dropped) {
     const std::lock_guard lock(_mutex);
+    if (_stream && _stream->readerIsGone()) return false;
     if (_placesTaken < _queueCapacity) {
         ++_placesTaken;
         return true;
@@ -207,7 +223,9 @@ void ImageSaver::finish() {
 
 ImageSaver::Outcome ImageSaver::outcome() const {
     const std::lock_guard lock(_mutex);
-    return _outcome;
+    Outcome outcome = _outcome;
+    outcome.readerIsGone = _stream && _stream->readerIsGone();
+    return outcome;
 }
 
 const char* ImageSaver::Outcome::reason() const {
@@ -255,13 +273,13 @@ bool ImageSaver::encode(const KeptFrame& frame, std::vector<std::uint8_t>& file,
     } catch (const std::exception& exception) {
         error = options::exceptionText(exception);
     }
-    error = _settings.folder + "/" + nameOf(frame.note) + ": " + error;
+    error = (_stream ? "standard output: " : _settings.folder + "/" + nameOf(frame.note) + ": ") + error;
     return false;
 }
 
 bool ImageSaver::write(const KeptFrame& frame, const std::vector<std::uint8_t>& file, std::string& error) {
     try {
-        return writeFiles(frame, file, error);
+        return _stream ? _stream->write(frame, file, error) : writeFiles(frame, file, error);
     } catch (const std::exception& exception) {
         error = options::exceptionText(exception);
         return false;
@@ -276,6 +294,8 @@ void ImageSaver::end(Job job, bool written, const std::string& error) {
     if (!job.aroundLoss) --_placesTaken;
     if (written) {
         ++_outcome.saved;
+    } else if (_stream && _stream->readerIsGone()) {
+        return;
     } else if (_outcome.failed++ == 0) {
         _outcome.firstError = error;
     }

@@ -15,6 +15,7 @@
 
 #include "frame_ring.h"
 #include "image_file.h"
+#include "image_stream.h"
 #include "image_view.h"
 #include "image_writer.h"
 #include "output_file.h"
@@ -36,6 +37,9 @@ struct SaveSettings {
     std::size_t memoryBytes = std::size_t{1} << 30;  // at most, for all images that are kept or wait
     ExistingFile existing = ExistingFile::refuse;
     ImageEncoder encode = frames::encodeImage;  // of tests: one that they can hold up. Called by several threads
+    // Instead of a folder and its sidecar: standard output, to which fileFormat is written as the form says.
+    std::optional<StreamSettings> stream;
+    ImageStream::Write writeStream = platform_writeStandardOutput;  // of tests: another place
 };
 
 /// Writes "image_000000.png" and so on into a folder, numbered by their position in the grab, and for each one, once it
@@ -74,6 +78,9 @@ public:
     /// Waits until everything is written. Nothing may be offered any more. A sidecar without a line is removed.
     void finish();
 
+    /// False once nothing more can be written to standard output: whoever hands images over may end.
+    bool takesImages() const { return !_stream || !_stream->looksAbandoned(); }
+
     struct Outcome {
         std::uint64_t saved = 0;
         std::uint64_t droppedByCompressor = 0;  // that it could not keep up with
@@ -81,6 +88,7 @@ public:
         std::uint64_t failed = 0;
         std::string firstError;                  // of those that failed
         std::optional<std::uint64_t> lossImage;  // position of the image that showed the first loss
+        bool readerIsGone = false;  // of standard output: what came after counts neither as saved nor as failed
 
         std::uint64_t dropped() const { return droppedByCompressor + droppedByDisk; }
         /// Images that were to be saved and were not.
@@ -103,7 +111,7 @@ private:
         bool aroundLoss;
     };
 
-    explicit ImageSaver(const SaveSettings& settings) : _settings(settings), _ring(settings.aroundLoss) {}
+    explicit ImageSaver(const SaveSettings& settings);
     std::string sidecarPath() const { return _settings.folder + "/" + kSidecarName; }
     void startWorkers(std::size_t count);
     void beginLoss(std::uint64_t image);
@@ -130,6 +138,7 @@ private:
     std::size_t _toSaveAfterLoss = 0;
 
     // Of the worker whose turn it is: the turn is handed on under the mutex.
+    std::unique_ptr<ImageStream> _stream;  // null: images go to the folder
     GrowingFile _sidecar;
     bool _sidecarHasLines = false;
     std::string _sidecarError;

@@ -166,9 +166,10 @@ TEST_F(FaultRunsTest, FindingsThatTheLogDoesNotHaveFailTheHost) {
     const FaultRun result = takeRun(host::kExitFailed);
     EXPECT_EQ(result.verify["matched"], false);
     EXPECT_EQ(result.verify["missed"], 1) << people();
-    EXPECT_THAT(people(), testing::HasSubstr("missed: drop at frame 61 (line 2): lost 61\n"));
-    EXPECT_THAT(people(), testing::HasSubstr("not injected: lost 60\n"));
-    EXPECT_THAT(people(), testing::HasSubstr("not injected: torn 70\n"));
+    EXPECT_EQ(result.verify["missed_faults"][0]["frame"], 61);
+    const std::string uninjected = result.verify["not_injected_findings"].dump();
+    EXPECT_THAT(uninjected, testing::HasSubstr(R"("finding":"lost","first":60,)"));
+    EXPECT_THAT(uninjected, testing::HasSubstr(R"("finding":"torn","first":70,)"));
 }
 
 class AnswerFaultProgramsTest : public FaultRunsTest {

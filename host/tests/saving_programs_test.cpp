@@ -42,6 +42,7 @@ protected:
         std::ifstream file(path, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
+    std::string answer() const { return text(_folder.path("out.txt")); }
     std::string people() const { return text(_folder.path("err.txt")); }
 
     test::TemporaryFolder _folder;
@@ -54,7 +55,7 @@ TEST_F(SavingProgramsTest, SixteenBitImagesAreSavedWithoutLossInEveryFormat) {
         const std::string output = _folder.path() + "/" + format;
         EXPECT_EQ(host({"grab", "--config", _config, "--count", "3", "--output", output, "--format", format}), 0)
             << people();
-        EXPECT_THAT(people(), HasSubstr("saved 3 images in " + output));
+        EXPECT_THAT(answer(), HasSubstr("saved 3 images in " + output));
         EXPECT_TRUE(std::filesystem::exists(output + "/image_000002." + format));
     }
     simulator.kill();
@@ -100,7 +101,7 @@ TEST_F(SavingProgramsTest, SnapSavesOneImageOfNow) {
     auto simulator = startSimulator();
     const std::string out = _folder.path("snap.png");
     EXPECT_EQ(host({"snap", out, "--config", _config}), 0) << people();
-    EXPECT_THAT(people(), HasSubstr("snap.png: 450 x 40 pixels, 2 bytes per pixel, simulated, frame "));
+    EXPECT_THAT(answer(), HasSubstr("snap.png: 450 x 40 pixels, 2 bytes per pixel, simulated, frame "));
     EXPECT_EQ(host({"snap", out, "--config", _config}), host::kExitFailed);
     EXPECT_THAT(people(), HasSubstr("--force"));
     EXPECT_EQ(host({"snap", out, "--config", _config, "--force", "--json"}), 0) << people();
@@ -122,15 +123,15 @@ TEST_F(SavingProgramsTest, DoctorFindsARunningPairWellAndDisturbsNeither) {
     EXPECT_EQ(result["lost"], 0);
     EXPECT_EQ(result["torn"], 0);
     EXPECT_EQ(host({"doctor"}), host::kExitFailed) << "images of 1280x1024 are larger than the ring's";
-    EXPECT_THAT(people(), HasSubstr("\nproblem  ring: lines of 36024 bytes are shorter than images of 1280x1024"));
+    EXPECT_THAT(answer(), HasSubstr("\nproblem  ring: lines of 36024 bytes are shorter than images of 1280x1024"));
     simulator.kill();
 }
 
 TEST_F(SavingProgramsTest, DoctorToldOfFilesThatAreNotThereFindsThem) {
     EXPECT_EQ(host({"doctor", "--plugin", "/no/such/plugin", "--config", "/no/such.ini"}), host::kExitFailed);
-    EXPECT_THAT(people(), HasSubstr("plugin: there is no such file"));
-    EXPECT_THAT(people(), HasSubstr("/no/such.ini: there is no such file: the camera takes it for empty"));
-    EXPECT_THAT(people(), HasSubstr("2 problems"));
+    EXPECT_THAT(answer(), HasSubstr("plugin: there is no such file"));
+    EXPECT_THAT(answer(), HasSubstr("/no/such.ini: there is no such file: the camera takes it for empty"));
+    EXPECT_THAT(answer(), HasSubstr("2 problems"));
 }
 
 TEST_F(SavingProgramsTest, BenchMeasuresEveryNumberAndLeavesNothingBehind) {
@@ -158,7 +159,7 @@ TEST_F(SavingProgramsTest, BenchHasObjectNamesOfItsOwnOrRefusesWhileTheyAreTaken
     simulator.kill();
     if (platform_lookAtObjectFolder().has) {
         EXPECT_EQ(exitCode, 0) << people();
-        EXPECT_THAT(people(), HasSubstr("\nthroughput "));
+        EXPECT_THAT(answer(), HasSubstr("\nthroughput "));
     } else {
         EXPECT_EQ(exitCode, host::kExitFailed);
         EXPECT_THAT(people(), HasSubstr("a simulator runs: end it first"));

@@ -6,6 +6,7 @@
 #include "grab_command.h"
 #include "grab_limits.h"
 #include "platform.h"
+#include "save_options.h"
 #include "saved_findings.h"
 #include "verify_report.h"
 
@@ -76,10 +77,22 @@ int exitCodeOf(int grabExitCode, const FaultMatch& match, bool matched, bool lim
     return matched && limitsKept ? kExitDone : kExitFailed;
 }
 
-bool isMatched(const VerifyOptions& options, const FaultMatch& match, const std::optional<FrameRange>& sight,
-               std::ostream& people) {
-    if (!sight && !match.stopFound) return fail(people, "no image since the grab began could be compared with the log");
-    return match.oneToOne(options.allowExplained);
+// @param comparable  There was something to compare; else people get no table of it.
+void printComparison(const VerifyReport& report, const VerifyOptions& options, bool comparable, std::ostream& data) {
+    if (options.json || options.jsonLines) {
+        printVerifyJson(report, options.jsonLines, data);
+    } else if (comparable) {
+        tellVerify(report, data);
+    }
+}
+
+// With --output - standard output has the images alone.
+std::ostream& answerOf(const VerifyOptions& options, std::ostream& data, std::ostream& people) {
+    return isStandardOutput(options.save.folder) ? people : data;
+}
+
+void tellIncomparable(std::ostream& people) {
+    fail(people, "no image since the grab began could be compared with the log");
 }
 
 GrabEvidence evidenceOf(const VerifyOptions& options, const GrabReport& report) {
@@ -105,6 +118,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
     const GrabRun run = runGrab(device, options, kGrabFindings, data, people);
     const GrabReport& report = run.report;
     if (report.end == "failed") {  // of which people have been told
+        tellGrab(run, options, false, data, people);
         printProblem(options, "the grab failed", &report, data);
         return kExitFailed;
     }
@@ -113,6 +127,7 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
         return run.exitCode;
     }
     const auto cannotCompare = [&](const std::string& reason) {
+        tellGrab(run, options, false, data, people);
         fail(people, reason);
         printProblem(options, reason, &report, data);
         return kExitFailed;
@@ -122,10 +137,12 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
     LogComparison comparison;
     problem = compare(options, evidenceOf(options, report), kReadings, comparison);
     if (!problem.empty()) return cannotCompare(problem);
-    const bool matched = isMatched(options, comparison.match, report.results.sight, people);
-    const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, &report};
-    tellVerify(verify, people);
-    if (options.json || options.jsonLines) printVerifyJson(verify, options.jsonLines, data);
+    const bool comparable = report.results.sight || comparison.match.stopFound;
+    const bool matched = comparable && comparison.match.oneToOne(options.allowExplained);
+    printComparison({options.faultLog, comparison.log, comparison.match, matched, &report}, options, comparable,
+                    answerOf(options, data, people));
+    tellGrab(run, options, false, data, people);
+    if (!comparable) tellIncomparable(people);
     return exitCodeOf(run.exitCode, comparison.match, matched, report.limitsBroken.empty());
 }
 
@@ -140,10 +157,10 @@ int verifySaved(const VerifyOptions& options, std::ostream& data, std::ostream& 
         printProblem(options, problem, nullptr, data);
         return kExitFailed;
     }
-    const bool matched = isMatched(options, comparison.match, evidence.sight, people);
-    const VerifyReport verify{options.faultLog, comparison.log, comparison.match, matched, nullptr};
-    tellVerify(verify, people);
-    if (options.json) printVerifyJson(verify, false, data);
+    const bool comparable = evidence.sight || comparison.match.stopFound;
+    const bool matched = comparable && comparison.match.oneToOne(options.allowExplained);
+    printComparison({options.faultLog, comparison.log, comparison.match, matched, nullptr}, options, comparable, data);
+    if (!comparable) tellIncomparable(people);
     return matched ? kExitDone : kExitFailed;
 }
 

@@ -4,6 +4,7 @@
 
 #include "fault_log_words.h"
 #include "grab_json.h"
+#include "grab_table.h"
 
 namespace host {
 namespace {
@@ -97,6 +98,8 @@ std::size_t omittedOf(const List& list) {
 
 void tellVerify(const VerifyReport& report, std::ostream& people) {
     const FaultMatch& match = report.match;
+    people << (report.matched ? "the host found what was injected, and nothing else\n"
+                              : "what the host found is not what was injected\n");
     people << "injected " << match.injected << " faults (seed " << report.log.seed << "): found " << match.found
            << ", missed " << match.missed << ", out of the host's sight " << match.outOfSight
            << ", not visible in images " << match.invisible << '\n';
@@ -109,9 +112,8 @@ void tellVerify(const VerifyReport& report, std::ostream& people) {
         if (!uninjected.because.empty()) people << " (" << meaningOf(uninjected.because) << ')';
         people << '\n';
     });
-    people << (report.matched ? "the host found what was injected, and nothing else"
-                              : "what the host found is not what was injected")
-           << std::endl;
+    if (report.grab && hasTable(*report.grab)) people << '\n';
+    people << std::flush;
 }
 
 void printVerifyJson(const VerifyReport& report, bool asEvent, std::ostream& data) {

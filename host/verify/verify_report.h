@@ -18,8 +18,8 @@ struct VerifyReport {
     std::string problem{};   // why nothing was compared; empty: log and match are those of a comparison
 };
 
-/// A line for what was counted, one for each fault that was missed and each finding that was not injected (a hundred of
-/// each at most), and the verdict.
+/// The verdict, a line for what was counted, and one for each fault that was missed and each finding that was not
+/// injected (a hundred of each at most).
 void tellVerify(const VerifyReport& report, std::ostream& people);
 
 /// One object on one line; its lists have at most ten thousand entries. Numbers of a comparison that did not take place

@@ -159,7 +159,7 @@ int askCamera(const AskOptions& options, std::ostream& data, std::ostream& peopl
         if (options.json) {
             printJson(*answers, questions.trips(), data);
         } else {
-            printPeople(*answers, questions.trips(), people);
+            printPeople(*answers, questions.trips(), data);
         }
         if (!options.watch || !data.good()) return kDone;
         if (!platform_sleepUntil(platform_monotonicNanoseconds() + kSecondNs)) return kDone;

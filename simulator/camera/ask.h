@@ -13,7 +13,7 @@ struct AskOptions {
 
 /// Asks until the camera has answered all three questions; with watch again every second until a stop is requested.
 ///
-/// @param data    Receives the JSON.   @param people  Receives everything else.
+/// @param data    Receives the answers, for people or as JSON.   @param people  Receives everything else.
 /// @return        Exit code: 0 answered; 1 the link cannot be had; 3 no answer for the options' timeout, or none before
 ///                a stop was requested.
 int askCamera(const AskOptions& options, std::ostream& data, std::ostream& people);

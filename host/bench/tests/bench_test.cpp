@@ -19,6 +19,7 @@ using testing::ElementsAre;
 using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 TEST(BenchTest, LatenessCountsFromTheEarliestGridThatFits) {
     EXPECT_THAT(host::latenessOf({}, {}, 1000.0), IsEmpty());
@@ -60,18 +61,20 @@ host::BenchOptions options() {
 
 TEST(BenchTest, TableHasEachNumberBesideItsLimit) {
     std::ostringstream stream;
-    printBenchTable(options(), results(), stream);
-    EXPECT_THAT(stream.str(), HasSubstr("1000 x 100 pixels, 1 byte per pixel; 2 s each\n"));
-    for (const char* row :
-         {"at 200/s: rate                          199.5 /s    asked for                   200.0 /s        1.00\n",
-          "at 200/s: lateness p99                   60.0 us    bare timer                   80.0 us        0.75\n",
-          "at 200/s: latency p50                    10.0 us    bare event, one way           5.0 us        2.00\n",
-          "at 200/s: simulator's CPU                 5.0 %     memcpy of each image          2.0 %         2.51\n",
-          "at 200/s: 1 images were lost or left out\n",
-          "at 1000/s: lateness p50                     - us    bare timer                      - us           -\n",
-          "throughput                              250.0 MB/s  memcpy                     1000.0 MB/s      0.25\n",
-          "throughput in images: 500.0/s\n"})
+    printBenchTable(options(), results(), "\u00B5s", stream);
+    EXPECT_THAT(stream.str(), StartsWith("250 MB/s at 500 images/s, 0.25 of what memcpy reaches\n"
+                                         "1000 x 100 pixels, 1 byte per pixel; 2 s each\n"));
+    for (const char* row : {"\nat 200/s              measured       limit          ratio  beside\n",
+                            "\nrate                     199.5       200.0 /s        1.00  asked for\n",
+                            "\nlateness p99              60.0        80.0 \u00B5s        0.75  bare timer\n",
+                            "\nlatency p50               10.0         5.0 \u00B5s        2.00  bare event, one way\n",
+                            "\nsimulator's CPU            5.0         2.0 %         2.51  memcpy of each image\n",
+                            "\n1 image lost or left out\n", "\nat 1000/s             measured",
+                            "\nlateness p50                 -           - \u00B5s           -  bare timer\n",
+                            "\nthroughput               250.0     1,000.0 MB/s      0.25  memcpy\n"})
         EXPECT_THAT(stream.str(), HasSubstr(row));
+    std::istringstream lines(stream.str());
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
 }
 
 TEST(BenchTest, JsonHasEachNumberWithItsUnitAndNullForWhatWasNotMeasured) {

@@ -79,6 +79,26 @@ TEST_F(SaveOptionsTest, WhatCouldNotKeepUpIsToldWithItsCure) {
               "png or a greater --every\n");
 }
 
+TEST_F(SaveOptionsTest, StandardOutputTakesY4mUnlessAnotherFormIsNamed) {
+    EXPECT_EQ(parse({"grab", "--output", "-"}), std::nullopt) << _people.str();
+    EXPECT_TRUE(writesImages(_options));
+    const auto stream = saveSettingsOf(_options.grab.save).stream;
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(stream->form, host::StreamForm::y4m);
+    host::ImageSaver::Outcome outcome;
+    outcome.saved = 7;
+    outcome.droppedByDisk = 3;
+    tellSaved(_options.grab.save, outcome, _people);
+    EXPECT_EQ(_people.str(),
+              "wrote 7 images to standard output; its reader could not keep up with 3 more: try a greater --every\n");
+    EXPECT_EQ(parse({"grab", "--output", "-", "--format", "raw", "--every", "5"}), std::nullopt);
+    EXPECT_EQ(saveSettingsOf(_options.grab.save).stream->form, host::StreamForm::raw);
+    EXPECT_EQ(parse({"grab", "--output", "./-"}), std::nullopt);
+    EXPECT_FALSE(writesImages(_options));
+    EXPECT_FALSE(saveSettingsOf(_options.grab.save).stream);
+    EXPECT_EQ(_options.grab.save.format, "png");
+}
+
 TEST_F(SaveOptionsTest, AroundLossAloneSavesNoOthers) {
     EXPECT_EQ(parse({"grab", "--output", "x", "--around-loss", "50"}), std::nullopt);
     EXPECT_EQ(_options.grab.save.every, 0u);
@@ -101,7 +121,7 @@ TEST_F(SaveOptionsTest, SnapTakesItsFile) {
 TEST_F(SaveOptionsTest, WrongUsageEndsWithTwoAndNamesTheArgument) {
     // clang-format off
     const std::vector<std::pair<std::vector<const char*>, const char*>> wrong = {
-        {{"grab", "--output", "x", "--format", "tiff"},       "'tiff' is none of png, pgm, raw"      },
+        {{"grab", "--output", "x", "--format", "tiff"},       "'tiff' is none of png, pgm, raw, y4m" },
         {{"grab", "--format", "png"},                         "--output"                             },
         {{"grab", "--around-loss", "5"},                      "--output"                             },
         {{"grab", "--save-memory", "5"},                      "--output"                             },

@@ -33,32 +33,32 @@ protected:
 
 TEST_F(CallTest, PeopleSeeStatusAndValue) {
     EXPECT_EQ(call(1107), host::kExitDone);
-    EXPECT_EQ(_people.str(), "command  1107 frameRate\nstatus   (0, 1) done\nresult   double 200\n");
-    EXPECT_EQ(_data.str(), "");
+    EXPECT_EQ(_data.str(), "command  1107 frameRate\nstatus   (0, 1) done\nresult   double 200\n");
+    EXPECT_EQ(_people.str(), "");
 }
 
 TEST_F(CallTest, PeopleSeeTheFieldsOfAStructure) {
     _device.record.width = 640;
     EXPECT_EQ(call(1011), host::kExitDone);
-    EXPECT_THAT(_people.str(), HasSubstr("\nresult   IMAGEMEMORY*\n  address 0x"));
-    EXPECT_THAT(_people.str(), HasSubstr("\n  width 640\n  height 0\n"));
+    EXPECT_THAT(_data.str(), HasSubstr("\nresult   IMAGEMEMORY*\n  address 0x"));
+    EXPECT_THAT(_data.str(), HasSubstr("\n  width 640\n  height 0\n"));
 }
 
 TEST_F(CallTest, CommandWithoutResultShowsItsStatusAlone) {
     EXPECT_EQ(call(1006), host::kExitDone);
-    EXPECT_EQ(_people.str(), "command  1006 removeImageCallback\nstatus   (0, 1) done\n");
+    EXPECT_EQ(_data.str(), "command  1006 removeImageCallback\nstatus   (0, 1) done\n");
 }
 
 TEST_F(CallTest, RefusalEndsWithOne) {
     EXPECT_EQ(call(1109), host::kExitFailed);
-    EXPECT_EQ(_people.str(),
+    EXPECT_EQ(_data.str(),
               "command  1109 triggerMode\nstatus   (-4, 0) not supported or failed\nresult   TRIGGERMODE, left as it "
               "was\n");
 }
 
 TEST_F(CallTest, UnknownIdIsAnsweredByTheDevice) {
     EXPECT_EQ(call(999, "5"), host::kExitFailed);
-    EXPECT_EQ(_people.str(), "command  999 (unknown to the device)\nstatus   (-4, 0) not supported or failed\n");
+    EXPECT_EQ(_data.str(), "command  999 (unknown to the device)\nstatus   (-4, 0) not supported or failed\n");
     _options.json = true;
     call(999);
     EXPECT_EQ(_data.str(),
@@ -139,7 +139,7 @@ protected:
 TEST_F(CallPluginTest, ReachesThePluginsFirstDevice) {
     _options.id = 1208;
     EXPECT_EQ(host::callCommand(*_camera, _options, _data, _people), host::kExitDone);
-    EXPECT_THAT(_people.str(), HasSubstr("result   uint64 1\n"));
+    EXPECT_THAT(_data.str(), HasSubstr("result   uint64 1\n"));
 }
 
 TEST_F(CallPluginTest, EveryCommandOfTheOpenedCameraIsTakenWithoutComplaintAboutItsType) {
@@ -149,7 +149,7 @@ TEST_F(CallPluginTest, EveryCommandOfTheOpenedCameraIsTakenWithoutComplaintAbout
         _options.value = command.neutral();
         host::callCommand(*_camera, _options, _data, _people);
     }
-    EXPECT_THAT(_people.str(), testing::Not(HasSubstr("(-1, 0)")));
+    EXPECT_THAT(_data.str(), testing::Not(HasSubstr("(-1, 0)")));
 }
 
 }  // namespace

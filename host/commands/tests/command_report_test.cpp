@@ -109,7 +109,7 @@ protected:
 
 TEST_F(ShowCommandsTest, PeopleSeeATable) {
     EXPECT_EQ(showCommands(*_library, false, _data, _people), host::kExitDone);
-    EXPECT_EQ(_data.str(), "");
+    EXPECT_EQ(_people.str(), "");
     for (const char* line : {
              "id    operation                       parameter                       result                          "
              "closed    opened\n",
@@ -123,7 +123,7 @@ TEST_F(ShowCommandsTest, PeopleSeeATable) {
              "(-4, 0)   (-4, 0)\n",
              "\n111 commands\n",
          })
-        EXPECT_THAT(_people.str(), HasSubstr(line));
+        EXPECT_THAT(_data.str(), HasSubstr(line));
 }
 
 TEST_F(ShowCommandsTest, JsonListsTheCommands) {

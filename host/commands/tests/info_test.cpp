@@ -28,12 +28,12 @@ protected:
 
 TEST_F(InfoTest, PeopleSeeModuleIdentityKindsAndProperties) {
     EXPECT_EQ(showInfo(*_library, false, _data, _people), host::kExitDone);
-    EXPECT_EQ(_data.str(), "");
-    EXPECT_THAT(_people.str(), AllOf(HasSubstr("module         " + _library->path()), HasSubstr("device id      8-0-"),
-                                     HasSubstr("label          20250313"),
-                                     HasSubstr("kinds          1 image, 2 camera control, 3 light"),
-                                     HasSubstr("  0 manufacturer: DorVen\n"), HasSubstr("  1 device name: DorVenCam\n"),
-                                     HasSubstr("  3 serial number: 20250313\n"), HasSubstr("information document\n")));
+    EXPECT_EQ(_people.str(), "");
+    EXPECT_THAT(_data.str(), AllOf(HasSubstr("module         " + _library->path()), HasSubstr("device id      8-0-"),
+                                   HasSubstr("label          20250313"),
+                                   HasSubstr("kinds          1 image, 2 camera control, 3 light"),
+                                   HasSubstr("  0 manufacturer: DorVen\n"), HasSubstr("  1 device name: DorVenCam\n"),
+                                   HasSubstr("  3 serial number: 20250313\n"), HasSubstr("information document\n")));
 }
 
 TEST_F(InfoTest, JsonIsOneObjectOnStandardOutput) {

@@ -72,8 +72,8 @@ TEST_F(SnapTest, FirstWholeSimulatedImageOfNowIsSaved) {
     };
     EXPECT_EQ(run(script), host::kExitDone) << _people.str();
     EXPECT_EQ(savedFrame(), 7u);
-    EXPECT_EQ(_people.str(), "saved " + _options.file + ": 900 x 20 pixels, 1 byte per pixel, simulated, frame 7\n");
-    EXPECT_EQ(_data.str(), "");
+    EXPECT_EQ(_data.str(), "saved " + _options.file + ": 900 x 20 pixels, 1 byte per pixel, simulated, frame 7\n");
+    EXPECT_EQ(_people.str(), "");
 }
 
 TEST_F(SnapTest, AnyTakesTheFirstImageWithPixels) {
@@ -83,7 +83,7 @@ TEST_F(SnapTest, AnyTakesTheFirstImageWithPixels) {
                   self.deliver(faked().data());
               }),
               host::kExitDone);
-    EXPECT_THAT(_people.str(), HasSubstr("1 byte per pixel, faked\n"));
+    EXPECT_THAT(_data.str(), HasSubstr("1 byte per pixel, faked\n"));
 }
 
 TEST_F(SnapTest, JsonIsTheLineOfTheSidecar) {

@@ -139,12 +139,12 @@ protected:
 
 TEST_F(DoctorTest, MachineAtRestHasNoProblem) {
     EXPECT_EQ(run(), host::kExitDone) << _people.str();
-    EXPECT_THAT(_people.str(), HasSubstr("\nok       library: "));
-    EXPECT_THAT(_people.str(), HasSubstr("\nok       configuration: no file: the camera's defaults\n"));
-    EXPECT_THAT(_people.str(), HasSubstr("\nwarning  programs: no simulator is running: the camera fakes images after "
+    EXPECT_THAT(_data.str(), HasSubstr("\nok       library: "));
+    EXPECT_THAT(_data.str(), HasSubstr("\nok       configuration: no file: the camera's defaults\n"));
+    EXPECT_THAT(_data.str(), HasSubstr("\nwarning  programs: no simulator is running: the camera fakes images after "
                                          "22 s\n         -> start dorven-simulator\n"));
-    EXPECT_THAT(_people.str(), HasSubstr("\n0 problems, "));
-    EXPECT_EQ(_data.str(), "");
+    EXPECT_THAT(_data.str(), HasSubstr("\n0 problems, "));
+    EXPECT_EQ(_people.str(), "");
 }
 
 TEST_F(DoctorTest, RemedyIsSaidFirstAndLast) {

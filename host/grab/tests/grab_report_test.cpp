@@ -202,17 +202,4 @@ TEST(GrabReportTest, GrabInWhichNothingWasVerifiedSaysSo) {
     EXPECT_EQ(unverified(results), "");
 }
 
-TEST(GrabReportTest, TableHasALinePerNumberWithItsUnit) {
-    GrabResults results;
-    results.images = 300;
-    results.torn = 7;
-    results.latencyP50Us = 50.04;
-    std::ostringstream stream;
-    printTable(results, stream);
-    EXPECT_THAT(stream.str(), HasSubstr("images                300\n"));
-    EXPECT_THAT(stream.str(), HasSubstr("torn                    7\n"));
-    EXPECT_THAT(stream.str(), HasSubstr("latency p50          50.0 us\n"));
-    EXPECT_THAT(stream.str(), HasSubstr("mean rate               -\n"));
-}
-
 }  // namespace
