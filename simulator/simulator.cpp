@@ -8,7 +8,7 @@
 #include "image_choice.h"
 #include "memory_budget.h"
 #include "platform.h"
-#include "strip.h"
+#include "strip_advice.h"
 
 namespace simulator {
 namespace {
@@ -245,7 +245,7 @@ void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
         return;
     }
     _cameraSource = std::move(source);
-    if (_laid) tellStripless();
+    if (_laid) tellStrip();
 }
 
 /// Tries again, now and then, to lay a ring that is not; while somebody holds smaller memory, frames are refused.
@@ -264,12 +264,14 @@ void Simulator::tellFormat() {
             << " images per second, ring of " << _options.delivery.lineCount << " ("
             << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
             << (_options.pacing.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
-    tellStripless();
+    tellStrip();
 }
 
-void Simulator::tellStripless() {
-    if (stripLines(format()) == 0)
-        _people << kProgram << "images this small carry no strip, so a host cannot verify them" << std::endl;
+void Simulator::tellStrip() {
+    const frames::StripWish& wish = _options.pattern.settings.strip;
+    std::string advice = striplessAdvice(format(), wish);
+    if (advice.empty() && _options.delivery.strip) advice = stripShareAdvice(format(), _source->strip());
+    if (!advice.empty()) _people << kProgram << advice << std::endl;
 }
 
 void Simulator::tellTotals() {

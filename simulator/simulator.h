@@ -85,7 +85,7 @@ private:
     void changeSource(std::unique_ptr<ImageSource> source);
     bool ringIsThere();
     void tellFormat();
-    void tellStripless();
+    void tellStrip();
     void tellTotals();
 
     SimulatorOptions _options;

@@ -58,7 +58,7 @@ public:
 private:
     void receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
         const frames::ImageView image = viewOf(record);
-        const frames::Inspection inspection = frames::inspectImage(image);
+        const frames::Inspection inspection = _inspector.inspect(image);
         if (!wanted(image, inspection)) {
             ++_passed;
             return;
@@ -87,6 +87,7 @@ private:
 
     const bool _any;
     const std::int64_t _startNs;
+    frames::ImageInspector _inspector;
     std::atomic<bool> _done{false};
     std::atomic<std::uint64_t> _passed{0};
     std::mutex _mutex;

@@ -168,6 +168,8 @@ const std::vector<OptionRow>& rows() {
         {"simulator", kRun, "--max-memory", Kind::whole, "1 to 1000000, without a fraction", {"0", "1000001"}},
         {"simulator", kRun, "--reader-timeout", Kind::number, "0.001 to 86400", {"86401", "0.0001"}},
         {"simulator", kRun, "--no-strip", Kind::flag, "", {}},
+        {"simulator", kRun, "--strip-cell", Kind::choice, "auto, 8, 4, line", {"5", "8x8", "Line"}},
+        {"simulator", kRun, "--strip-place", Kind::choice, "top, bottom", {"left", "Top"}},
         {"simulator", kRun, "--fault", Kind::other, "", {"drp@5", "drop@", "drop@p:2", "delay@5", "drop:5s", ""},true},
         {"simulator", kRun, "--scenario", Kind::file, "", {}},
         {"simulator", kRun, "--seed", Kind::whole, kAnyCount, {"9007199254740993"}},

@@ -1,5 +1,6 @@
 #include "simulator_options.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -7,6 +8,7 @@
 #include "image_size.h"
 #include "option_checks.h"
 #include "option_sources.h"
+#include "strip.h"
 #include "surroundings.h"
 
 namespace simulator {
@@ -49,10 +51,46 @@ void addAskOptions(CLI::App& command, AskOptions& options) {
 // What stays aside until the whole line is read.
 struct RawOptions {
     std::string size;
+    std::string stripCell;
+    std::string stripPlace;
     bool noStrip = false;
     bool noAsk = false;
     bool listed = true;  // nothing depends on it: a list is what patterns shows without --json
 };
+
+// Names of kStripForms after "auto", as --strip-cell takes them.
+std::string checkStripCell(const std::string& text) {
+    const auto named = [&text](const frames::StripFormRow& row) { return text == row.name; };
+    if (text == "auto" || std::ranges::any_of(frames::kStripForms, named)) return {};
+    return "'" + text + "' is none of auto, 8, 4, line";
+}
+
+std::string checkStripPlace(const std::string& text) {
+    return text == "top" || text == "bottom" ? std::string() : "'" + text + "' is none of top, bottom";
+}
+
+void addStripOptions(CLI::App& app, RawOptions& raw) {
+    app.add_option("--strip-cell", raw.stripCell,
+                   "Form of the strip that proves each image: cells of 8 x 8 or 4 x 4 bytes, or one line with a byte "
+                   "per bit; auto takes the first of them that fits (default auto)")
+        ->check(CLI::Validator(checkStripCell, ""))
+        ->type_name("auto|8|4|line")
+        ->default_str("auto");
+    app.add_option("--strip-place", raw.stripPlace, "Where in the image the strip is (default top)")
+        ->check(CLI::Validator(checkStripPlace, ""))
+        ->type_name("top|bottom")
+        ->default_str("top");
+    app.add_flag("--no-strip", raw.noStrip,
+                 "Leave the strip that proves each image black, so that no host can verify it");
+}
+
+frames::StripWish stripWishOf(const RawOptions& raw) {
+    frames::StripWish wish;
+    for (std::size_t form = 0; form < frames::kStripForms.size(); ++form)
+        if (raw.stripCell == frames::kStripForms[form].name) wish.form = static_cast<frames::StripForm>(form);
+    if (raw.stripPlace == "bottom") wish.place = frames::StripPlace::bottom;
+    return wish;
+}
 
 void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) {
     app.add_option(
@@ -78,8 +116,7 @@ void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
     app.add_option("--count", options.pacing.frameCount, "End after that many images; 0: at Ctrl-C (default 0)")
         ->check(options::within(std::uint64_t{0}, std::uint64_t{1} << 53, "0 to 2^53, without a fraction"))
         ->type_name("IMAGES");
-    app.add_flag("--no-strip", raw.noStrip,
-                 "Leave the strip that proves each image black, so that no host can verify it");
+    addStripOptions(app, raw);
     app.add_flag("--no-ask", raw.noAsk, "Do not ask the camera for size and bytes per pixel, nor answer what it asks");
 }
 
@@ -269,6 +306,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     if (!problem.empty()) return refuse(problem, people);
     options.ask = !raw.noAsk;
     options.delivery.strip = !raw.noStrip;
+    options.pattern.settings.strip = options.pictures.strip = stripWishOf(raw);
     if (!raw.size.empty()) frames::parseSize(raw.size, options.size.emplace());
     return std::nullopt;
 }

@@ -8,6 +8,7 @@
 
 #include "image_view.h"
 #include "pattern_options.h"
+#include "strip.h"
 
 namespace simulator {
 
@@ -21,7 +22,7 @@ public:
     /// Draws a frame in place, but not the strip. May be called for a frame that is not delivered after all.
     ///
     /// @param before  Number of the frame that this source drew into these pixels last; none when unknown.
-    /// @return        CRC-32 of the bytes below the strip's lines.
+    /// @return        CRC-32 of the bytes outside the strip's lines.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;
 
@@ -36,11 +37,16 @@ public:
 
     const frames::ImageFormat& format() const { return _format; }
 
+    /// Where the images have room for the strip.
+    const frames::StripLayout& strip() const { return _strip; }
+
 protected:
-    explicit ImageSource(const frames::ImageFormat& format) : _format(format) {}
+    explicit ImageSource(const frames::ImageFormat& format, const frames::StripWish& strip = {})
+        : _format(format), _strip(stripLayout(format, strip)) {}
 
 private:
     frames::ImageFormat _format;
+    frames::StripLayout _strip;
 };
 
 /// A pattern. Where it stands in each recorded frame is written into the options' truth log, if there is one.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "image_view.h"
+#include "strip.h"
 
 namespace CLI {
 class App;
@@ -32,6 +33,7 @@ struct PictureOptions {
     bool scale = false;                          // --scale
     bool windowMoves = true;                     // --window-motion; false: larger pictures are refused
     std::size_t memoryMb = 2048;                 // --image-memory, millions of bytes
+    frames::StripWish strip;                     // --strip-cell, --strip-place: whose lines are left alone
 };
 
 /// Adds the options to a command line and reads what they say.
