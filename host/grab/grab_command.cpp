@@ -23,6 +23,7 @@ GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const
     if (findings.areTold) tellFindings(report.findings, people);
     tellSaved(options.save, grab.saved(), people);
     tellUnverified(report.results, people);
+    tellStripShare(report.results, people);
     tellBrokenLimits(report.limitsBroken, people);
     if (options.jsonLines) jsonLines.printEnd(report, grab.framesOmitted());
     return {exitCode, std::move(report)};

@@ -2,6 +2,7 @@
 
 #include "grab_json.h"
 #include "platform.h"
+#include "strip_advice.h"
 #include "unverified_reason.h"
 
 namespace host {
@@ -141,10 +142,15 @@ void tellUnverified(const GrabResults& results, std::ostream& people) {
     }
     if (results.simulated == 0 && results.torn > 0)
         people << "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a "
-                  "simulator whose images are higher than the camera's\n";
+                  "simulator whose images have another size than the camera's\n";
     if (results.images > 0 && results.simulated + results.torn == 0)
         people << "dorven-host: no image of this grab was verified\n";
     people << std::flush;
+}
+
+void tellStripShare(const GrabResults& results, std::ostream& people) {
+    const std::string advice = stripShareAdvice(results.verifiedFormat, results.strip, "the simulator's ");
+    if (!advice.empty()) people << "dorven-host: " << advice << std::endl;
 }
 
 void printJson(const GrabReport& report, std::ostream& stream) { stream << grabJson(report).dump() << std::endl; }
