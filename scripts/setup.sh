@@ -10,6 +10,7 @@ packages=(
     g++ cmake ninja-build ccache python3
     # libraries; googletest comes as sources and is built for both systems
     libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libstb-dev librapidxml-dev uuid-dev zlib1g-dev
+    libtiff-dev
     googletest librapidcheck-dev
     # Windows: the cross compiler with its zlib, and Wine to run what it makes
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64

@@ -63,7 +63,7 @@ int Simulator::run() {
     _ring.close();
     if (log) log->end(_nextFrame, _totals.ringDamaged);
     tellTotals();
-    return failed ? kFailed : 0;
+    return failed || _sourceFailed ? kFailed : 0;
 }
 
 ImageRing::OpenResult Simulator::openRing() {
@@ -101,8 +101,9 @@ void Simulator::deliver(std::uint64_t frameNumber) {
 
 /// @return False when there is no ring any more.
 bool Simulator::deliverOnGrid() {
-    const PacingGrid grid(platform_monotonicNanoseconds(), _options.pacing.framesPerSecond);
+    PacingGrid grid(platform_monotonicNanoseconds(), _options.pacing.framesPerSecond);
     for (std::uint64_t frame = 0; isWanted(frame);) {
+        if (_source->isLive() && !awaitPicture(grid, frame)) return true;
         if (!drawInTime(grid, frame) || !sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
         if (_faults && _faults->applyChange(frame)) _delivery.setTearing(_faults->has(FaultKind::torn));
@@ -112,6 +113,28 @@ bool Simulator::deliverOnGrid() {
         if (*next == due) deliver(due);
         frame = std::max(*next, _nextFrame);
     }
+    return true;
+}
+
+/// Waits for a live picture. One that comes after its slot is delivered at once, and moves the grid: those behind it
+/// count from there, and none is late.
+/// @return False when none comes any more, or a stop was requested.
+bool Simulator::awaitPicture(PacingGrid& grid, std::uint64_t frame) {
+    using Supply = ImageSource::Supply;
+    Supply supply = Supply::waiting;
+    while (supply == Supply::waiting) {
+        if (platform_stopRequested()) return false;
+        supply = _source->await(platform_monotonicNanoseconds() + kLookNs);
+        followCamera();
+        if (_faults) _faults->look();
+    }
+    if (supply == Supply::failed) {
+        _people << kProgram << _source->problem() << std::endl;
+        _sourceFailed = true;
+    }
+    if (supply != Supply::ready) return false;
+    const std::int64_t nowNs = platform_monotonicNanoseconds();
+    if (nowNs > grid.dueNs(frame)) grid = PacingGrid(nowNs - grid.offsetNs(frame), _options.pacing.framesPerSecond);
     return true;
 }
 

@@ -195,9 +195,9 @@ TEST_F(ImageFileTest, MissingFileIsNamed) {
 TEST_F(ImageFileTest, FolderIsNoFile) { EXPECT_THAT(refusal(_folder.path()), EndsWith(": is a folder")); }
 
 TEST_F(ImageFileTest, OtherFilesAreRefused) {
-    EXPECT_THAT(refusalOf(""), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
-    EXPECT_THAT(refusalOf("P2 1 1 255 7"), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
-    EXPECT_THAT(refusalOf("GIF89a"), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusalOf(""), EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusalOf("P2 1 1 255 7"), EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusalOf("GIF89a"), EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
 }
 
 TEST_F(ImageFileTest, DamagedPgmHeadersAreRefused) {

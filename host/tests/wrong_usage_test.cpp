@@ -185,6 +185,7 @@ const std::vector<OptionRow>& rows() {
         {"simulator", kRun, "--truth", Kind::path, "", {}},
         {"simulator", kRun, "--images", Kind::file, "", {}, true},
         {"simulator", kRun, "--raw-size", Kind::other, kSize, {"640", "0x1", "65537x1", "1x1x17", "1x1x0", "1x1x1x1"}},
+        {"simulator", kRun, "--format", Kind::choice, "y4m", {"Y4M", "png"}},
         {"simulator", kRun, "--play", Kind::choice,"loop, ping-pong, hold",{"once"}},
         {"simulator", kRun, "--scale", Kind::flag, "", {}},
         {"simulator", kRun, "--window-motion", Kind::choice,"drift, none",{"sine"}},

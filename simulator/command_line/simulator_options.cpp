@@ -128,9 +128,10 @@ void addPacingOptions(CLI::App& app, PacingOptions& options) {
                const auto rate = parseFrameRate(text, error);
                if (!rate) throw CLI::ValidationError("--fps", error);
                options.framesPerSecond = *rate;
+               options.rateIsGiven = true;
            },
            "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94, or a fraction such as 60000/1001 "
-           "(default 100)")
+           "(default 100, or what a stream says)")
         ->type_name("RATE")
         ->default_str("100");
     app.add_option_function<std::string>(

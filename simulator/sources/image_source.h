@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
+#include "frame_rate.h"
 #include "image_view.h"
 #include "pattern_options.h"
 #include "strip.h"
@@ -25,6 +27,26 @@ public:
     /// @return        CRC-32 of the bytes outside the strip's lines.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;
+
+    /// What is there of the next frame's picture.
+    enum class Supply {
+        ready,
+        waiting,  // it has not come yet
+        ended,    // none will come any more
+        failed,   // neither, and problem() says why
+    };
+
+    /// Waits for the next frame's picture until a time of the monotonic clock. For live images alone.
+    virtual Supply await(std::int64_t) { return Supply::ready; }
+
+    /// Whether pictures come at their own times: each frame waits for its one.
+    virtual bool isLive() const { return false; }
+
+    /// Images per second that the pictures were made for; none: unknown.
+    virtual std::optional<FrameRate> ownRate() const { return std::nullopt; }
+
+    /// Why a picture did not come.
+    virtual std::string problem() const { return {}; }
 
     /// Takes down that a frame was made as it was drawn.
     virtual void record(std::uint64_t) {}

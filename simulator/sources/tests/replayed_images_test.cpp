@@ -134,11 +134,11 @@ TEST_F(ReplayedImagesTest, SizeThatIsNotTheCamerasIsRefused) {
 TEST_F(ReplayedImagesTest, UnreadableFileIsRefused) {
     png("a.png", 4, 3, 10);
     _folder.file("b.png", "this is no picture");
-    EXPECT_THAT(refusal(), HasSubstr("b.png: is neither a PNG nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusal(), HasSubstr("b.png: is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
 }
 
 TEST_F(ReplayedImagesTest, FolderWithoutPicturesIsRefused) {
-    EXPECT_EQ(refusal(), _folder.path() + ": holds no PNG or PGM file");
+    EXPECT_EQ(refusal(), _folder.path() + ": holds no picture (PNG, PGM, JPEG, BMP or TIFF)");
 }
 
 TEST_F(ReplayedImagesTest, MissingFileIsRefused) {
