@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "option_checks.h"
+#include "stretched_png.h"
 #include "tool_options.h"
 
 namespace host {
@@ -32,6 +33,17 @@ const char* smallerFiles(const SaveOptions& options) {
     if (options.format != "png") return ", --format png";
     return options.pngLevel == 0 ? ", --png-level 1" : "";
 }
+
+CLI::Option* addStretchOption(CLI::App& command, unsigned& bits) {
+    return command
+        .add_option("--stretch", bits,
+                    "Significant bits of 2-byte pixels, 9 to 15: png files get them stretched to 16, so that viewers "
+                    "show them, and say how many they were (default: pixels stay as they are)")
+        ->check(options::within(std::size_t{9}, std::size_t{15}, "9 to 15, without a fraction"))
+        ->type_name("BITS");
+}
+
+void refuseStretch() { throw CLI::ValidationError("--stretch", "goes with png only"); }
 
 }  // namespace
 
@@ -74,10 +86,12 @@ void addSaveOptions(CLI::App& command, SaveOptions& options) {
         ->check(options::within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
         ->needs(output)
         ->type_name("MB");
+    addStretchOption(command, options.stretchBits)->needs(output);
     command.add_flag("--force", options.force, "Replace files of an earlier grab in that folder")->needs(output);
     command.option_defaults()->group("Options");
     command.parse_complete_callback([&options, every, around] {
         if (around->count() > 0 && every->count() == 0) options.every = 0;
+        if (options.stretchBits > 0 && options.format != "png") refuseStretch();
     });
 }
 
@@ -97,7 +111,17 @@ void addSnapOptions(CLI::App& command, SnapOptions& options) {
         ->type_name("SECONDS");
     command.add_flag("--any", options.anyImage, "Take the first image of any kind");
     addShareOption(command, options);
+    addStretchOption(command, options.stretchBits);
     command.add_flag("--force", options.force, "Replace the file when it exists");
+    command.parse_complete_callback([&options] {
+        if (options.stretchBits > 0 && formatByEnding(options.file) != "png") refuseStretch();
+    });
+}
+
+bool encodeSaved(const frames::ImageView& image, frames::ImageFileFormat format, std::vector<std::uint8_t>& file,
+                 std::string& error, int pngLevel, unsigned stretchBits) {
+    if (stretchBits > 0) return frames::encodeStretchedPng(image, stretchBits, file, error, pngLevel);
+    return frames::encodeImage(image, format, file, error, pngLevel);
 }
 
 SaveSettings saveSettingsOf(const SaveOptions& options) {
@@ -105,6 +129,10 @@ SaveSettings saveSettingsOf(const SaveOptions& options) {
     settings.folder = options.folder;
     settings.fileFormat = frames::imageFileFormatOf(options.format).value_or(frames::ImageFileFormat::png);
     settings.pngLevel = static_cast<int>(options.pngLevel);
+    settings.encode = [bits = options.stretchBits](const frames::ImageView& image, frames::ImageFileFormat format,
+                                                   std::vector<std::uint8_t>& file, std::string& error, int level) {
+        return encodeSaved(image, format, file, error, level, bits);
+    };
     settings.every = options.every;
     settings.aroundLoss = options.aroundLoss;
     settings.memoryBytes = static_cast<std::size_t>(options.memoryMb) * 1'000'000;

@@ -18,6 +18,10 @@ void addSaveOptions(CLI::App& command, SaveOptions& options);
 /// All options of "snap".
 void addSnapOptions(CLI::App& command, SnapOptions& options);
 
+/// The bytes of a file as frames::encodeImage makes them; with bits to stretch a PNG (stretched_png.h).
+bool encodeSaved(const frames::ImageView& image, frames::ImageFileFormat format, std::vector<std::uint8_t>& file,
+                 std::string& error, int pngLevel, unsigned stretchBits);
+
 /// Of options that were parsed.
 SaveSettings saveSettingsOf(const SaveOptions& options);
 

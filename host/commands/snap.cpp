@@ -106,8 +106,8 @@ void waitFor(const Catcher& catcher, double timeoutSeconds) {
 bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error) {
     std::vector<std::uint8_t> file;
     const auto format = frames::imageFileFormatOf(formatByEnding(options.file));
-    if (!frames::encodeImage({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file,
-                             error)) {
+    if (!encodeSaved({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file, error,
+                     frames::kDefaultPngLevel, options.stretchBits)) {
         error = options.file + ": " + error;
         return false;
     }

@@ -128,6 +128,7 @@ const std::vector<OptionRow>& rows() {
         {"host", kGrabbing, "--every", Kind::whole, "1 to 2^53, without a fraction", {"0", "9007199254740993"}},
         {"host", kGrabbing, "--around-loss", Kind::whole, "1 to 10000, without a fraction", {"0", "10001"}},
         {"host", kGrabbing, "--save-memory", Kind::whole, "1 to 1000000, without a fraction", {"0", "1000001"}},
+        {"host", {"grab", "verify", "snap"}, "--stretch", Kind::whole, "9 to 15, without a fraction", {"8", "16"}},
         {"host", {"grab", "verify", "snap"}, "--force", Kind::flag, "", {}},
         {"host", {"grab", "verify", "snap"}, "--share", Kind::flag, "", {}},
         {"host", kGrabbing, "--json-lines", Kind::flag, "", {}},
