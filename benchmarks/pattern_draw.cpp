@@ -76,7 +76,7 @@ void BM_CopyAndCrc(benchmark::State& state) {
     const std::vector<std::uint8_t> image(kFormat.bytes(), 7);
     drawInRing(state, kFormat, [&](std::uint8_t* pixels, std::uint64_t, std::optional<std::uint64_t>) {
         std::memcpy(pixels, image.data(), image.size());
-        return frames::crcBelowStrip({pixels, kFormat});
+        return frames::crcOutsideStrip({pixels, kFormat});
     });
 }
 

@@ -18,6 +18,7 @@ linux=(
     g++ cmake ninja-build ccache python3
     # libraries
     libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libstb-dev librapidxml-dev uuid-dev zlib1g-dev
+    libtiff-dev
 )
 windows=(
     # the cross compiler with its zlib, and Wine to run what it makes

@@ -1,7 +1,9 @@
 #include "image_choice.h"
 
 #include "camera_config.h"
+#include "piped_images.h"
 #include "replayed_images.h"
+#include "standard_input.h"
 
 namespace simulator {
 
@@ -24,6 +26,19 @@ std::unique_ptr<ImageSource> makeImageSource(const SimulatorOptions& options, st
     }
     std::optional<frames::ImageFormat> size;  // none: as the pictures
     if (told || options.size) size = format;
+    if (options.pictures.piped) {
+        if (camera) {
+            error = "the images from standard input keep their size";
+            return nullptr;
+        }
+        if (platform_standardInputIsTerminal()) {
+            error = "standard input is a terminal; pipe a Y4M stream into it";
+            return nullptr;
+        }
+        PipedImages::Wish wish{size, options.bytesPerPixel, options.pattern.settings.bits, &budget};
+        if (!wish.bytesPerPixel && told) wish.bytesPerPixel = format.bytesPerPixel;
+        return PipedImages::open(&platform_readStandardInput, options.pictures, wish, error);
+    }
     if (size) error = budget.problem(format, 0);
     if (!error.empty()) return nullptr;
     return ReplayedImages::load(options.pictures, size, format.bytesPerPixel, options.pattern.settings.bits, error,

@@ -8,7 +8,7 @@
 #include "image_choice.h"
 #include "memory_budget.h"
 #include "platform.h"
-#include "strip.h"
+#include "strip_advice.h"
 
 namespace simulator {
 namespace {
@@ -76,7 +76,7 @@ int Simulator::run() {
     _ring.close();
     if (log) log->end(_nextFrame, _totals.ringDamaged);
     tellTotals();
-    return failed ? kFailed : 0;
+    return failed || _sourceFailed ? kFailed : 0;
 }
 
 ImageRing::OpenResult Simulator::openRing() {
@@ -116,14 +116,15 @@ void Simulator::deliver(std::uint64_t frameNumber) {
 bool Simulator::deliverOnGrid() {
     const std::int64_t startNs = platform_monotonicNanoseconds();
     if (_options.pacing.durationNs != 0) _endNs = startNs + _options.pacing.durationNs;
-    if (!deliverFrames(PacingGrid(startNs, _options.pacing.framesPerSecond))) return false;
+    if (!deliverFrames({startNs, _options.pacing.framesPerSecond})) return false;
     if (_options.pacing.durationNs != 0) sleepUntil(_endNs);
     return true;
 }
 
 /// @return False when there is no ring any more.
-bool Simulator::deliverFrames(const PacingGrid& grid) {
+bool Simulator::deliverFrames(PacingGrid grid) {
     for (std::uint64_t frame = 0; isWanted(frame);) {
+        if (_source->isLive() && !awaitPicture(grid, frame)) return true;
         if (!drawInTime(grid, frame) || !sleepUntil(grid.dueNs(frame))) return true;
         if (!ringIsThere()) return false;
         if (_faults && _faults->applyChange(frame)) _delivery.setTearing(_faults->has(FaultKind::torn));
@@ -133,6 +134,28 @@ bool Simulator::deliverFrames(const PacingGrid& grid) {
         if (*next == due) deliver(due);
         frame = std::max(*next, _nextFrame);
     }
+    return true;
+}
+
+/// Waits for a live picture. One that comes after its slot is delivered at once, and moves the grid: those behind it
+/// count from there, and none is late.
+/// @return False when none comes any more, or a stop was requested.
+bool Simulator::awaitPicture(PacingGrid& grid, std::uint64_t frame) {
+    using Supply = ImageSource::Supply;
+    Supply supply = Supply::waiting;
+    while (supply == Supply::waiting) {
+        if (platform_stopRequested()) return false;
+        supply = _source->await(platform_monotonicNanoseconds() + kLookNs);
+        followCamera();
+        if (_faults) _faults->look();
+    }
+    if (supply == Supply::failed) {
+        _people << kProgram << _source->problem() << std::endl;
+        _sourceFailed = true;
+    }
+    if (supply != Supply::ready) return false;
+    const std::int64_t nowNs = platform_monotonicNanoseconds();
+    if (nowNs > grid.dueNs(frame)) grid = PacingGrid(nowNs - grid.offsetNs(frame), _options.pacing.framesPerSecond);
     return true;
 }
 
@@ -267,7 +290,7 @@ void Simulator::changeSource(std::unique_ptr<ImageSource> source) {
         return;
     }
     _cameraSource = std::move(source);
-    if (_laid) tellStripless();
+    if (_laid) tellStrip();
 }
 
 /// Tries again, now and then, to lay a ring that is not; while somebody holds smaller memory, frames are refused.
@@ -286,12 +309,14 @@ void Simulator::tellFormat() {
                << " images per second, ring of " << _options.delivery.lineCount << " ("
                << (_ring.memoryBytes() + 999'999) / 1'000'000 << " MB)"
                << (_options.pacing.frameCount == 0 ? "; Ctrl-C ends" : "") << std::endl;
-    tellStripless();
+    tellStrip();
 }
 
-void Simulator::tellStripless() {
-    if (stripLines(format()) == 0)
-        _people << kProgram << "images this small carry no strip, so a host cannot verify them" << std::endl;
+void Simulator::tellStrip() {
+    const frames::StripWish& wish = _options.pattern.settings.strip;
+    std::string advice = striplessAdvice(format(), wish);
+    if (advice.empty() && _options.delivery.strip) advice = stripShareAdvice(format(), _source->strip());
+    if (!advice.empty()) _people << kProgram << advice << std::endl;
 }
 
 void Simulator::tellTotals() {

@@ -64,10 +64,11 @@ public:
 
 private:
     bool deliverOnGrid();
-    bool deliverFrames(const PacingGrid& grid);
+    bool deliverFrames(PacingGrid grid);
     bool isWanted(std::uint64_t frame) const {
         return _options.pacing.frameCount == 0 || frame < _options.pacing.frameCount;
     }
+    bool awaitPicture(PacingGrid& grid, std::uint64_t frame);
     bool drawInTime(const PacingGrid& grid, std::uint64_t frame);
     std::uint64_t skipLate(const PacingGrid& grid, std::uint64_t frame);
     bool sleepUntil(std::int64_t dueNs, bool exactly = true);
@@ -89,7 +90,7 @@ private:
     void changeSource(std::unique_ptr<ImageSource> source);
     bool ringIsThere();
     void tellFormat();
-    void tellStripless();
+    void tellStrip();
     void tellTotals();
     std::ostream& progress() { return _options.quiet ? _silence : _people; }
 
@@ -112,6 +113,7 @@ private:
     std::optional<std::pair<std::uint64_t, PacingGrid>> _stalled;
     bool _toldTooSmall = false;
     bool _laid = false;               // the ring was opened once
+    bool _sourceFailed = false;       // its pictures broke off
     std::int64_t _nextOpenNs = 0;     // a ring that could not be laid anew is tried again then
     std::int64_t _endNs = INT64_MAX;  // of --duration
 };

@@ -46,6 +46,8 @@ int runSimulator(SimulatorOptions& options) {
     if (!openTruth(options.pattern, error)) return fail();
     const auto source = makeImageSource(options, error);
     if (!source) return fail();
+    if (const auto rate = source->ownRate(); rate && !options.pacing.rateIsGiven)
+        options.pacing.framesPerSecond = *rate;
     const auto faults = openFaults(options, std::cerr, error);
     if (!error.empty()) return fail();
     std::optional<CameraLink> camera;

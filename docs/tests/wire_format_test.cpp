@@ -186,6 +186,66 @@ TEST(WireFormatPage, StripTableIsTheStrip) {
     EXPECT_EQ(fields["check of the image"].offset + fields["check of the image"].size, frames::kStripCells);
 }
 
+TEST(WireFormatPage, FormsOfTheStripAreThoseOfTheTable) {
+    const auto rows = tableOf("Strip forms");
+    ASSERT_EQ(rows.size(), frames::kStripForms.size());
+    for (std::size_t form = 0; form < rows.size(); ++form) {
+        const frames::StripFormRow& expected = frames::kStripForms[form];
+        const std::string cell = std::to_string(expected.cell);
+        EXPECT_EQ(rows[form].at(0), "`" + std::string(expected.name) + "`");
+        EXPECT_EQ(rows[form].at(1), cell + " × " + cell);
+        EXPECT_EQ(rows[form].at(6), std::to_string(expected.minLineBytes));
+        EXPECT_EQ(rows[form].at(7), std::to_string(expected.minLines));
+        for (const auto place : {frames::StripPlace::top, frames::StripPlace::bottom}) {
+            const frames::ImageFormat format{512, 64, 1};
+            const frames::StripLayout layout = stripLayout(format, {static_cast<frames::StripForm>(form), place});
+            std::vector<std::uint8_t> pixels(format.bytes(), 100);
+            frames::stampStrip({pixels.data(), format}, {}, layout);
+            const auto byteAt = [&](std::size_t firstBit) {
+                const std::size_t columns = format.lineBytes() / expected.cell;
+                std::size_t value = 0;
+                for (std::size_t bit = firstBit; bit < firstBit + 8; ++bit) {
+                    const std::size_t line = layout.firstLine + bit / columns * expected.cell;
+                    const bool set = pixels[line * format.lineBytes() + bit % columns * expected.cell] == 255;
+                    value = value << 1 | (set ? 1u : 0u);
+                }
+                return value;
+            };
+            const std::size_t bottom = place == frames::StripPlace::bottom ? 1 : 0;
+            EXPECT_EQ(std::stoul(rows[form].at(2 + bottom)), byteAt(16));
+            EXPECT_EQ(std::stoul(rows[form].at(4 + bottom), nullptr, 16), byteAt(24));
+        }
+    }
+}
+
+// The cells of a strip at the top, 32 in each row of text.
+std::vector<std::string> cellsOf(const frames::ImageFormat& format) {
+    std::vector<std::uint8_t> pixels(format.bytes(), 100);
+    const frames::Canvas canvas{pixels.data(), format};
+    const frames::StripLayout layout = stripLayout(format);
+    stampStrip(canvas, {frames::kStripRendered, 7, 1'500'000'000, crcOutsideStrip(canvas, layout)}, layout);
+    const std::size_t size = frames::kStripForms[static_cast<std::size_t>(layout.form)].cell;
+    const std::size_t columns = format.lineBytes() / size;
+    std::vector<std::string> rows(7);
+    for (std::size_t cell = 0; cell < frames::kStripCells; ++cell)
+        rows[cell / 32] += canvas.line(cell / columns * size)[cell % columns * size] == 255 ? '#' : '.';
+    return rows;
+}
+
+TEST(WireFormatPage, EachFormIsDrawnAsItIsWritten) {
+    for (const auto& [block, format] : {std::pair("```strip-8", frames::ImageFormat{256, 57, 1}),
+                                        std::pair("```strip-4", frames::ImageFormat{128, 29, 1}),
+                                        std::pair("```strip-line", frames::ImageFormat{224, 2, 1})}) {
+        const auto& lines = linesOfPage();
+        const auto begin = std::ranges::find_if(lines, [&](const std::string& line) { return trimmed(line) == block; });
+        ASSERT_NE(begin, lines.end()) << block;
+        std::vector<std::string> drawn;
+        for (auto line = begin + 1; line != lines.end() && !line->starts_with("```"); ++line)
+            drawn.push_back(trimmed(*line));
+        EXPECT_EQ(drawn, cellsOf(format)) << block;
+    }
+}
+
 // ----------------------------------------------------------------------------------------------------------- picture
 
 // The picture's bytes as texts: two digits, "WW", "RR" or "..".

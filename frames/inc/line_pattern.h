@@ -32,20 +32,19 @@ private:
     std::vector<std::uint32_t> _crcs;  // by offset
 };
 
-/// Some lines, counted from the first one below the strip.
+/// Some lines, counted from the first one outside the strip.
 struct LineRange {
     std::size_t first = 0;
     std::size_t end = 0;  // one after the last
 };
 
-/// Base of such patterns. Lines are counted from the first one below the strip.
+/// Base of such patterns. Lines are counted from the first one outside the strip.
 class LinePattern : public Pattern {
 public:
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) final;
 
 protected:
-    /// @param digits  Draw the frame number into the upper left corner.
-    LinePattern(const ImageFormat& format, unsigned bits, bool digits);
+    LinePattern(const ImageFormat& format, const PatternSettings& settings);
 
     /// What a line of the image shows: a part of a stored line. If there is a second one, its part is combined with it
     /// by bitwise exclusive or.
@@ -72,8 +71,8 @@ protected:
     }
 
     std::size_t width() const { return _format.width; }
-    std::size_t height() const { return _format.height - _top; }  // below the strip
-    std::size_t top() const { return _top; }                      // first line below the strip
+    std::size_t height() const { return _height; }  // outside the strip
+    std::size_t top() const { return _top; }        // first line outside the strip
     LineRange everyLine() const { return {0, height()}; }
     const ImageFormat& format() const { return _format; }
     const PixelWriter& writer() const { return _writer; }
@@ -88,6 +87,7 @@ private:
     unsigned _bits;
     PixelWriter _writer;
     std::size_t _top;
+    std::size_t _height;
     std::size_t _digitScale;  // 0: no digits
     Crc32Append _appendLine;
     std::uint32_t _crcOfZeros;  // CRC of a line of zeros

@@ -9,6 +9,7 @@
 #include "crc32_append.h"
 #include "image_view.h"
 #include "pixel_writer.h"
+#include "strip.h"
 
 namespace frames {
 
@@ -16,14 +17,15 @@ namespace frames {
 class MovingTarget {
 public:
     /// @param bits  Significant bits of 2-byte pixels, 8 … 16.
-    explicit MovingTarget(const ImageFormat& format, unsigned bits = kFullBits);
+    /// @param strip  Whose lines are left alone.
+    explicit MovingTarget(const ImageFormat& format, unsigned bits = kFullBits, const StripWish& strip = {});
 
     /// Draws a frame, without the strip's lines if the format has a strip.
     ///
     /// @param pixels  An image of the format.
     /// @param before  Number of the frame that this target drew into these pixels last, with nothing changed since
     ///                but the strip's lines: then only what moves is drawn. None: everything is.
-    /// @return        CRC-32 of the bytes below the strip.
+    /// @return        CRC-32 of the bytes outside the strip.
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) const;
 
 private:
@@ -40,7 +42,8 @@ private:
     ImageFormat _format;
     unsigned _bits;
     Crc32Append _appendLine;
-    std::size_t _top;     // first line below the strip
+    std::size_t _top;     // first line outside the strip
+    std::size_t _height;  // lines outside the strip
     std::size_t _radius;  // of the disc
     std::size_t _scale;   // of the digits
     std::vector<std::uint8_t> _background;

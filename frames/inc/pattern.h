@@ -15,6 +15,7 @@
 #include "image_view.h"
 #include "motion.h"
 #include "pixel_writer.h"
+#include "strip.h"
 
 namespace frames {
 
@@ -23,6 +24,7 @@ struct PatternSettings {
     std::uint64_t seed = 1;      // of noise: the same seed gives the same images
     std::optional<bool> digits;  // frame number in the upper left corner; none: as in the pattern's row
     Motion motion;               // of measuring targets
+    StripWish strip;             // whose lines are left alone
 };
 
 /// One fact that is known exactly for a frame, such as { "x_px", 639.5 }.
@@ -51,7 +53,7 @@ public:
     /// @param pixels  An image of the format.
     /// @param before  Number of the frame that this pattern drew into these pixels last, with nothing changed since but
     ///                the strip's lines: then only what differs is drawn. None: everything is.
-    /// @return        CRC-32 of the bytes below the strip.
+    /// @return        CRC-32 of the bytes outside the strip.
     virtual std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                std::optional<std::uint64_t> before) = 0;
 

@@ -33,8 +33,9 @@ struct PictureWish {
     bool (*stopRequested)() = nullptr;     // called between the images of one file
 };
 
-/// Reads a PNG file, or a PGM file in binary form (P5); the content decides, not the name. Samples of fewer bits are
-/// spread over the whole range; opacity is left out. Only a regular file is opened, and none read that is larger than
+/// Reads a PNG, JPEG, BMP or TIFF file, or a PGM file in binary form (P5); the content decides, not the name. A build
+/// without a TIFF library refuses those with a reason that says so. Samples of fewer bits are spread over the whole
+/// range; opacity is left out. Only a regular file is opened, and none read that is larger than
 /// the wish allows. No more memory is taken than the wish allows, whatever the file holds: what can be told from its
 /// header is refused before it is decoded, and a decoder that inflates it to more than its header promises is stopped.
 /// Sides of more than kMaxSide pixels are refused (image_size.h).

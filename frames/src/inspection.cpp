@@ -11,23 +11,63 @@ bool everyByteIs(std::uint8_t value, const ImageView& image) {
     return size > 0 && image.pixels[0] == value && std::memcmp(image.pixels, image.pixels + 1, size - 1) == 0;
 }
 
+// Every strip that there is.
+constexpr StripWish kWishes[] = {
+    {StripForm::cells8, StripPlace::top},    {StripForm::cells4, StripPlace::top},
+    {StripForm::line, StripPlace::top},      {StripForm::cells8, StripPlace::bottom},
+    {StripForm::cells4, StripPlace::bottom}, {StripForm::line, StripPlace::bottom},
+};
+
+bool firstCellsBeginStrip(const ImageView& image, const StripLayout& layout) {
+    const std::size_t cell = kStripForms[static_cast<std::size_t>(layout.form)].cell;
+    for (std::size_t line = 1; line < cell; ++line)
+        if (!lineBeginsStrip(image, layout, layout.firstLine + line)) return false;
+    return true;
+}
+
 Unverified whyUnverified(const ImageView& image) {
-    if (stripLines(image.format) == 0) return Unverified::tooSmall;
-    if (!lineBeginsStrip(image, 0)) return Unverified::withoutStrip;
-    for (std::size_t line = 1; line < kStripCellSize; ++line)
-        if (!lineBeginsStrip(image, line)) return Unverified::otherLines;
-    return Unverified::damagedStrip;
+    bool fits = false;
+    for (const StripWish& wish : kWishes) {
+        const StripLayout layout = stripLayout(image.format, wish);
+        if (layout.lines == 0) continue;
+        fits = true;
+        if (lineBeginsStrip(image, layout, layout.firstLine))
+            return firstCellsBeginStrip(image, layout) ? Unverified::damagedStrip : Unverified::otherLines;
+    }
+    return fits ? Unverified::withoutStrip : Unverified::tooSmall;
 }
 
 }  // namespace
 
-Inspection inspectImage(const ImageView& image) {
+// Where a part of the picture looks like a strip, as in one that was saved with its own, the image's real one proves
+// itself by the check of the image.
+Inspection ImageInspector::inspect(const ImageView& image) {
     if (!image.pixels) return {};
-    if (const auto strip = readStrip(image))
-        return {crcBelowStrip(image) == strip->imageCrc ? ImageKind::simulated : ImageKind::torn, strip};
+    std::optional<Inspection> torn = inspectStrip(image, _last);
+    if (torn && torn->kind == ImageKind::simulated) return *torn;
+    for (const StripWish& wish : kWishes) {
+        const auto found = wish == _last ? std::nullopt : inspectStrip(image, wish);
+        if (!found) continue;
+        if (found->kind == ImageKind::simulated) {
+            _last = wish;
+            return *found;
+        }
+        if (!torn) torn = found;
+    }
+    if (torn) return *torn;
     if (everyByteIs(kFakeGrey, image)) return {ImageKind::faked, std::nullopt};
     return {ImageKind::unverified, std::nullopt, whyUnverified(image)};
 }
+
+std::optional<Inspection> ImageInspector::inspectStrip(const ImageView& image, const StripWish& wish) {
+    const StripLayout layout = stripLayout(image.format, wish);
+    const auto strip = readStrip(image, layout);
+    if (!strip) return std::nullopt;
+    const bool whole = crcOutsideStrip(image, layout) == strip->imageCrc;
+    return Inspection{whole ? ImageKind::simulated : ImageKind::torn, strip, Unverified::withoutPixels, layout};
+}
+
+Inspection inspectImage(const ImageView& image) { return ImageInspector().inspect(image); }
 
 const char* imageKindName(ImageKind kind) {
     switch (kind) {

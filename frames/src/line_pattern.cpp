@@ -29,17 +29,18 @@ void StoredLine::assign(std::vector<std::uint8_t> bytes, const ImageFormat& form
     sumUpParts(_bytes.data(), _bytes.size(), format, append, _crcs.data());
 }
 
-LinePattern::LinePattern(const ImageFormat& format, unsigned bits, bool digits)
+LinePattern::LinePattern(const ImageFormat& format, const PatternSettings& settings)
     : _format(format),
-      _bits(bits),
-      _writer(format.bytesPerPixel, bits),
-      _top(stripLines(format)),
-      _digitScale(digits ? std::clamp<std::size_t>(format.width / 200, 1, 8) : 0),
+      _bits(settings.bits),
+      _writer(format.bytesPerPixel, settings.bits),
+      _top(stripLayout(format, settings.strip).bodyFirst),
+      _height(stripLayout(format, settings.strip).bodyLines),
+      _digitScale(settings.digits.value_or(false) ? std::clamp<std::size_t>(format.width / 200, 1, 8) : 0),
       _appendLine(format.lineBytes()),
       _crcOfZeros(crc32(std::vector<std::uint8_t>(format.lineBytes()).data(), format.lineBytes())) {}
 
 std::uint32_t LinePattern::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) {
-    const Canvas image{pixels, _format, _bits};
+    const Canvas image{pixels, {_format.width, _top + _height, _format.bytesPerPixel}, _bits};
     prepare(frameNumber);
     const LineRange copied = before ? differing(frameNumber, *before) : everyLine();
     for (std::size_t y = copied.first; y < copied.end; ++y) drawLine(image.line(_top + y), shown(y));

@@ -19,7 +19,8 @@ constexpr double kBright = 1.0;
 
 class Target : public Pattern {
 public:
-    Target(const ImageFormat& format, const PatternSettings& settings) : _target(format, settings.bits) {}
+    Target(const ImageFormat& format, const PatternSettings& settings)
+        : _target(format, settings.bits, settings.strip) {}
 
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t> before) override {
         return _target.draw(pixels, frameNumber, before);
@@ -41,7 +42,7 @@ std::size_t swing(std::uint64_t position, std::size_t range) {
 class Ball : public LinePattern {
 public:
     Ball(const ImageFormat& format, const PatternSettings& settings)
-        : LinePattern(format, settings.bits, withDigits(settings)),
+        : LinePattern(format, settings),
           _size(std::max<std::size_t>(std::min(width(), height()) / 4, 1)),
           _lines(_size) {
         render(_dark, width(), [](std::size_t) { return kDark; });
@@ -83,7 +84,7 @@ private:
 class ZonePlate : public StillPattern {
 public:
     ZonePlate(const ImageFormat& format, const PatternSettings& settings)
-        : StillPattern(format, settings.bits, withDigits(settings)), _lines(height()) {
+        : StillPattern(format, settings), _lines(height()) {
         const double centreX = static_cast<double>(width() - 1) / 2;
         const double centreY = static_cast<double>(height() - 1) / 2;
         const double steepness = std::numbers::pi / static_cast<double>(std::max(width(), height()));
@@ -116,7 +117,7 @@ std::uint64_t mixed(std::uint64_t value) {
 class Noise : public LinePattern {
 public:
     Noise(const ImageFormat& format, const PatternSettings& settings)
-        : LinePattern(format, settings.bits, withDigits(settings)),
+        : LinePattern(format, settings),
           _seed(mixed(settings.seed)),
           _lineBits(noiseLineBits(height())),
           _lines(std::size_t{1} << _lineBits),
@@ -187,7 +188,7 @@ private:
 class Counter : public LinePattern {
 public:
     Counter(const ImageFormat& format, const PatternSettings& settings)
-        : LinePattern(format, settings.bits, withDigits(settings)),
+        : LinePattern(format, settings),
           _scale(std::max<std::size_t>(std::min(width() / numberWidth(1, kCount), height() / numberHeight(1)), 1)),
           _left(middle(width(), numberWidth(_scale, kCount)) + _scale),
           _first(middle(height(), numberHeight(_scale)) + _scale),

@@ -12,11 +12,11 @@
 namespace frames {
 namespace {
 
-/// What all targets share: a place of rest in the middle of what is below the strip, and a distance from it.
+/// What all targets share: a place of rest in the middle of what is outside the strip, and a distance from it.
 class MeasuringTarget : public LinePattern {
 public:
     MeasuringTarget(const ImageFormat& format, const PatternSettings& settings)
-        : LinePattern(format, settings.bits, withDigits(settings)),
+        : LinePattern(format, settings),
           _motion(settings.motion),
           _dark(brightness(targetGreys(writer()).dark)),
           _bright(brightness(targetGreys(writer()).bright)) {}
@@ -25,7 +25,7 @@ protected:
     double xAt(std::uint64_t frameNumber) const {
         return static_cast<double>(width() - 1) / 2 + _motion.offset(frameNumber);
     }
-    /// Line below the strip in which the place lies; the middle of that line.
+    /// Line outside the strip in which the place lies; the middle of that line.
     std::size_t centreLine() const { return (height() - 1) / 2; }
     double yTruth() const { return static_cast<double>(top() + centreLine()); }
 

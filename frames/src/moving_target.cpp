@@ -31,12 +31,13 @@ std::size_t swing(std::uint64_t position, std::size_t range) {
 
 }  // namespace
 
-MovingTarget::MovingTarget(const ImageFormat& format, unsigned bits)
+MovingTarget::MovingTarget(const ImageFormat& format, unsigned bits, const StripWish& strip)
     : _format(format),
       _bits(bits),
       _appendLine(format.lineBytes()),
-      _top(stripLines(format)),
-      _radius(std::min(format.width, format.height - _top) / 8),
+      _top(stripLayout(format, strip).bodyFirst),
+      _height(stripLayout(format, strip).bodyLines),
+      _radius(std::min(format.width, _height) / 8),
       _scale(std::clamp<std::size_t>(format.width / 200, 1, 8)),
       _background(format.bytes()) {
     const Canvas canvas{_background.data(), _format, _bits};
@@ -51,12 +52,12 @@ MovingTarget::MovingTarget(const ImageFormat& format, unsigned bits)
 
 std::uint32_t MovingTarget::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                  std::optional<std::uint64_t> before) const {
-    const Canvas image{pixels, _format, _bits};
+    const Canvas image{pixels, {_format.width, _top + _height, _format.bytesPerPixel}, _bits};
     if (before) {
         restore(image, discArea(*before));
         restore(image, barArea(*before));
     } else {
-        restore(image, {0, _top, _format.width, _format.height - _top});
+        restore(image, {0, _top, _format.width, _height});
     }
     const Rectangle bar = barArea(frameNumber);
     for (std::size_t line = 0; line < bar.height; ++line)
@@ -76,7 +77,7 @@ std::uint32_t MovingTarget::crcOf(const Canvas& image, const Rectangle& disc) co
     };
     std::optional<std::uint32_t> kinds[2];
     std::uint32_t crc = 0;
-    for (std::size_t y = _top; y < _format.height; ++y) {
+    for (std::size_t y = _top; y < _top + _height; ++y) {
         std::optional<std::uint32_t> single;
         const bool ofAKind = !reaches(disc, y) && !reaches(digits, y);
         std::optional<std::uint32_t>& line = ofAKind ? kinds[onGrid(y) ? 1 : 0] : single;
@@ -102,7 +103,7 @@ MovingTarget::Rectangle MovingTarget::digitsArea() const {
 MovingTarget::Rectangle MovingTarget::discArea(std::uint64_t frameNumber) const {
     const std::size_t size = std::max<std::size_t>(2 * _radius, 1);
     const std::size_t left = swing(frameNumber * 5, _format.width - size);
-    const std::size_t top = _top + swing(frameNumber * 3, _format.height - _top - size);
+    const std::size_t top = _top + swing(frameNumber * 3, _height - size);
     return {left, top, size, size};
 }
 
@@ -110,7 +111,7 @@ MovingTarget::Rectangle MovingTarget::discArea(std::uint64_t frameNumber) const 
 MovingTarget::Rectangle MovingTarget::barArea(std::uint64_t frameNumber) const {
     const std::size_t width = std::max<std::size_t>(_format.width / 160, 1);
     const auto left = static_cast<std::size_t>(frameNumber * width % _format.width);
-    return {left, _top, std::min(width, _format.width - left), _format.height - _top};
+    return {left, _top, std::min(width, _format.width - left), _height};
 }
 
 void MovingTarget::drawDisc(const Canvas& image, const Rectangle& area) const {

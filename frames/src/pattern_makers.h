@@ -10,8 +10,6 @@ namespace frames {
 
 using PatternMaker = std::unique_ptr<Pattern>(const ImageFormat& format, const PatternSettings& settings);
 
-inline bool withDigits(const PatternSettings& settings) { return settings.digits.value_or(false); }
-
 // plain_patterns.cpp
 PatternMaker makeBlack, makeWhite, makeHorizontalRamp, makeVerticalRamp, makeMovingHorizontalRamp,
     makeMovingVerticalRamp, makeMovingHorizontalLine, makeMovingVerticalLine, makeCheckers, makeBars;

@@ -6,13 +6,16 @@
 #include <memory>
 #include <utility>
 
+#include "bmp_header.h"
 #include "decoder_memory.h"
 #include "image_file.h"
-#include "image_size.h"
+#include "jpeg_markers.h"
+#include "picture_limits.h"
 #include "png_chunks.h"
 #include "printable.h"
 #include "regular_file.h"
 #include "stb_settings.h"
+#include "tiff.h"
 
 namespace frames {
 namespace {
@@ -21,17 +24,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 constexpr std::uint8_t kPgmStart[] = {'P', '5'};
-constexpr std::size_t kMaxPixels = std::size_t{1} << 28;
-constexpr std::size_t kMaxSample = 65535;
+constexpr std::uint8_t kJpegStart[] = {0xFF, 0xD8, 0xFF};
+constexpr std::uint8_t kBmpStart[] = {'B', 'M'};
 constexpr std::size_t kMaxFileBytes = std::numeric_limits<int>::max();  // of a picture: the decoder counts so far
-constexpr std::size_t kMegabyte = 1'000'000;
-
-// " than there is memory for", in the words of whoever can change that.
-std::string thanAllowed(const PictureWish& wish) {
-    if (!wish.maxBytesOption) return " than there is memory for";
-    return " than the " + std::to_string(wish.maxBytes / kMegabyte) + " MB that are left of " + wish.maxBytesOption;
-}
-
 // A file that is to be read whole.
 bool openWhole(const std::string& path, const PictureWish& wish, RegularFile& file, std::string& error) {
     if (!file.open(path, error)) return false;
@@ -81,30 +76,6 @@ private:
     const Bytes& _file;
     std::size_t _position = 2;  // behind "P5"
 };
-
-std::string sizeText(std::size_t width, std::size_t height) {
-    return "has " + std::to_string(width) + " x " + std::to_string(height) + " pixels";
-}
-
-std::string tooMuch(std::size_t width, std::size_t height, std::size_t bytes, const PictureWish& wish) {
-    const std::string size = sizeText(width, height);
-    if (!wish.maxBytesOption) return size + ", more" + thanAllowed(wish);
-    return size + "; reading it takes " + std::to_string((bytes + kMegabyte - 1) / kMegabyte) + " MB or more, and " +
-           std::to_string(wish.maxBytes / kMegabyte) + " MB are left of " + wish.maxBytesOption;
-}
-
-// Why so many pixels are refused; empty when they are not.
-std::string tooLarge(std::size_t width, std::size_t height) {
-    const std::size_t pixels = width * height;  // both below 2^32
-    if (pixels > kMaxPixels) return sizeText(width, height) + ", more than there is memory for";
-    if (std::max(width, height) > kMaxSide)
-        return sizeText(width, height) + ", and a side may have at most " + std::to_string(kMaxSide);
-    return {};
-}
-
-std::uint16_t spread(std::size_t value, std::size_t greatest) {
-    return static_cast<std::uint16_t>((std::min(value, greatest) * kMaxSample + greatest / 2) / greatest);
-}
 
 // Each decoder answers why it cannot, or an empty text.
 
@@ -210,19 +181,22 @@ std::string decodersReason(DecoderMemory::Refusal refusal, const Picture& pictur
 }
 
 // The samples of a picture whose size is known.
-std::string decodeSamples(const Bytes& file, const PictureWish& wish, Picture& picture) {
+// @param inflatedBytes  That its pixels may inflate to.
+std::string decodeSamples(const Bytes& file, const PictureWish& wish, std::size_t inflatedBytes, Picture& picture) {
     const std::size_t count = picture.width * picture.height * picture.channels;
     const std::size_t sampleBytes = count * sizeof(std::uint16_t);
     // At the end there are the file, the decoder's samples and ours.
     const std::size_t least = file.size() + 2 * sampleBytes;
     if (least > wish.maxBytes) return tooMuch(picture.width, picture.height, least, wish);
-    DecoderMemory memory(wish.maxBytes - file.size(), PngHeader(file).inflatedBytes());
+    DecoderMemory memory(wish.maxBytes - file.size(), inflatedBytes);
     int width = 0;
     int height = 0;
     int stored = 0;
     const Samples samples(stbi_load_16_from_memory(file.data(), static_cast<int>(file.size()), &width, &height, &stored,
                                                    static_cast<int>(picture.channels)));
     if (!samples) return decodersReason(memory.refusal(), picture, least, wish);
+    if (static_cast<std::size_t>(width) != picture.width || static_cast<std::size_t>(height) != picture.height)
+        return "is damaged: its header names two sizes";
     picture.samples.assign(samples.get(), samples.get() + count);
     return {};
 }
@@ -244,7 +218,34 @@ std::string decodePng(const Bytes& file, const PictureWish& wish, Picture& pictu
     picture.channels = wish.colour && stored >= 3 ? 3 : 1;
     if (const std::string problem = problemOfPngChunks(file.data(), file.size()); !problem.empty())
         return "is damaged: " + problem;
-    return decodeSamples(file, wish, picture);
+    return decodeSamples(file, wish, PngHeader(file).inflatedBytes(), picture);
+}
+
+// A picture that nothing inflates, of a size that its own header has told.
+std::string decodePlain(const Bytes& file, const PictureWish& wish, std::size_t width, std::size_t height,
+                        Picture& picture) {
+    if (std::string reason = tooLarge(width, height); !reason.empty()) return reason;
+    int storedWidth = 0;
+    int storedHeight = 0;
+    int stored = 0;
+    if (stbi_info_from_memory(file.data(), static_cast<int>(file.size()), &storedWidth, &storedHeight, &stored) == 0)
+        return "is damaged: has no header that makes sense";
+    picture.width = width;
+    picture.height = height;
+    picture.channels = wish.colour && stored >= 3 ? 3 : 1;
+    return decodeSamples(file, wish, wish.maxBytes, picture);
+}
+
+std::string decodeJpeg(const Bytes& file, const PictureWish& wish, Picture& picture) {
+    JpegSize size;
+    if (std::string problem = problemOfJpegMarkers(file.data(), file.size(), size); !problem.empty()) return problem;
+    return decodePlain(file, wish, size.width, size.height, picture);
+}
+
+std::string decodeBmp(const Bytes& file, const PictureWish& wish, Picture& picture) {
+    BmpSize size;
+    if (std::string problem = problemOfBmpHeader(file.data(), file.size(), size); !problem.empty()) return problem;
+    return decodePlain(file, wish, size.width, size.height, picture);
 }
 
 bool beginsWith(const Bytes& file, const std::uint8_t* start, std::size_t size) {
@@ -255,7 +256,10 @@ std::string decode(const Bytes& file, const PictureWish& wish, Picture& picture)
     if (file.size() > kMaxFileBytes) return "is larger than 2 GB";
     if (beginsWith(file, kPngSignature, sizeof kPngSignature)) return decodePng(file, wish, picture);
     if (beginsWith(file, kPgmStart, sizeof kPgmStart)) return decodePgm(file, wish, picture);
-    return "is neither a PNG nor a binary PGM (P5) file";
+    if (beginsWith(file, kJpegStart, sizeof kJpegStart)) return decodeJpeg(file, wish, picture);
+    if (beginsWith(file, kBmpStart, sizeof kBmpStart)) return decodeBmp(file, wish, picture);
+    if (isTiff(file)) return decodeTiff(file, wish, picture);
+    return "is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file";
 }
 
 std::string formatText(const ImageFormat& format) {

@@ -33,7 +33,7 @@ class RepeatedLine : public StillPattern {
 public:
     template <typename Brightness>
     RepeatedLine(const ImageFormat& format, const PatternSettings& settings, Brightness brightness)
-        : StillPattern(format, settings.bits, withDigits(settings)) {
+        : StillPattern(format, settings) {
         render(_line, width(), brightness);
     }
 
@@ -45,8 +45,7 @@ private:
 
 class Checkers : public StillPattern {
 public:
-    Checkers(const ImageFormat& format, const PatternSettings& settings)
-        : StillPattern(format, settings.bits, withDigits(settings)) {
+    Checkers(const ImageFormat& format, const PatternSettings& settings) : StillPattern(format, settings) {
         // The other kind of line is this one, a field further.
         render(_line, width() + kCheckerSide, [](std::size_t x) { return x / kCheckerSide % 2 == 0 ? 0.0 : 1.0; });
     }
@@ -62,7 +61,7 @@ class MovingAcross : public LinePattern {
 public:
     template <typename Brightness>
     MovingAcross(const ImageFormat& format, const PatternSettings& settings, Brightness brightness)
-        : LinePattern(format, settings.bits, withDigits(settings)) {
+        : LinePattern(format, settings) {
         render(_line, 2 * width() - 1, [&](std::size_t x) { return brightness(x % width()); });
     }
 
@@ -78,10 +77,10 @@ private:
 /// One uniform line for each grey in a list, still or moving down by one line per frame.
 class UniformLines : public LinePattern {
 public:
-    /// @param brightness  Of line y below the strip.
+    /// @param brightness  Of line y outside the strip.
     template <typename Brightness>
     UniformLines(const ImageFormat& format, const PatternSettings& settings, bool moving, Brightness brightness)
-        : LinePattern(format, settings.bits, withDigits(settings)), _moving(moving), _lines(height()) {
+        : LinePattern(format, settings), _moving(moving), _lines(height()) {
         for (std::size_t y = 0; y < height(); ++y)
             render(_lines[y], width(), [&](std::size_t) { return brightness(y, height()); });
     }

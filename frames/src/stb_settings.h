@@ -2,6 +2,8 @@
 #pragma once
 
 #define STBI_ONLY_PNG
+#define STBI_ONLY_JPEG
+#define STBI_ONLY_BMP
 #define STBI_NO_STDIO
 #define STBI_WRITE_NO_STDIO
 #define STBI_MAX_DIMENSIONS 65536

@@ -12,7 +12,7 @@
 
 namespace {
 
-using frames::crcBelowStrip;
+using frames::crcOutsideStrip;
 using frames::encodePng;
 using frames::GreyImage;
 using frames::ImageFormat;
@@ -54,7 +54,7 @@ TEST_F(ImageFileTest, SavedGreyImageComesBackByteForByte) {
     const ImageFormat format{1280, 300, 1};
     std::vector<std::uint8_t> bytes(format.bytes());
     frames::MovingTarget(format).draw(bytes.data(), 33, std::nullopt);
-    stampStrip({bytes.data(), format}, {0, 33, 44, crcBelowStrip({bytes.data(), format})});
+    stampStrip({bytes.data(), format}, {0, 33, 44, crcOutsideStrip({bytes.data(), format})});
     std::string error;
     ASSERT_TRUE(writePng(path("a.png"), {bytes.data(), format}, error)) << error;
     const GreyImage image = read(path("a.png"));
@@ -195,9 +195,9 @@ TEST_F(ImageFileTest, MissingFileIsNamed) {
 TEST_F(ImageFileTest, FolderIsNoFile) { EXPECT_THAT(refusal(_folder.path()), EndsWith(": is a folder")); }
 
 TEST_F(ImageFileTest, OtherFilesAreRefused) {
-    EXPECT_THAT(refusalOf(""), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
-    EXPECT_THAT(refusalOf("P2 1 1 255 7"), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
-    EXPECT_THAT(refusalOf("GIF89a"), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusalOf(""), EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusalOf("P2 1 1 255 7"), EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusalOf("GIF89a"), EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
 }
 
 TEST_F(ImageFileTest, DamagedPgmHeadersAreRefused) {

@@ -7,7 +7,7 @@
 namespace {
 
 using frames::Canvas;
-using frames::crcBelowStrip;
+using frames::crcOutsideStrip;
 using frames::ImageFormat;
 using frames::ImageKind;
 using frames::inspectImage;
@@ -18,7 +18,7 @@ constexpr ImageFormat kFormat{1280, 64, 1};
 std::vector<std::uint8_t> stamped(std::uint8_t level, std::uint64_t number, const ImageFormat& format = kFormat) {
     std::vector<std::uint8_t> bytes(format.bytes(), level);
     const Canvas canvas{bytes.data(), format};
-    stampStrip(canvas, {frames::kStripRendered, number, 5000, crcBelowStrip(canvas)});
+    stampStrip(canvas, {frames::kStripRendered, number, 5000, crcOutsideStrip(canvas)});
     return bytes;
 }
 

@@ -57,7 +57,7 @@ protected:
         const auto pattern = makePattern(*findPattern(name), format, settings);
         std::vector<std::uint8_t> bytes(format.bytes());
         const std::uint32_t crc = pattern->draw(bytes.data(), GetParam().frame, std::nullopt);
-        EXPECT_EQ(crc, frames::crcBelowStrip({bytes.data(), format}));
+        EXPECT_EQ(crc, frames::crcOutsideStrip({bytes.data(), format}));
         Seen seen{format, stripLines(format), std::vector<double>(width * height), {}};
         const PixelWriter writer(format.bytesPerPixel, settings.bits);
         const frames::TargetGreys greys = targetGreys(writer);

@@ -10,7 +10,7 @@
 
 namespace {
 
-using frames::crcBelowStrip;
+using frames::crcOutsideStrip;
 using frames::ImageFormat;
 using frames::MovingTarget;
 using frames::stripLines;
@@ -40,7 +40,7 @@ TEST_P(MovingTargetFormatTest, DrawingAnswersTheCrcBelowTheStrip) {
     std::vector<std::uint8_t> bytes(GetParam().bytes());
     for (const std::uint64_t frame : {0u, 1u, 40u, 300u}) {
         const std::uint32_t crc = _target.draw(bytes.data(), frame, std::nullopt);
-        ASSERT_EQ(crc, crcBelowStrip({bytes.data(), GetParam()})) << frame;
+        ASSERT_EQ(crc, crcOutsideStrip({bytes.data(), GetParam()})) << frame;
     }
 }
 
@@ -78,8 +78,8 @@ TEST(MovingTargetTest, FewerBitsKeepTheShapeInTheLowBits) {
     const ImageFormat flat{120, 240, 1};
     std::vector<std::uint8_t> deepBytes(deep.bytes());
     std::vector<std::uint8_t> flatBytes(flat.bytes());
-    MovingTarget(deep, 10).draw(deepBytes.data(), 5, std::nullopt);
-    MovingTarget(flat).draw(flatBytes.data(), 5, std::nullopt);
+    MovingTarget(deep, 10, {frames::StripForm::cells8}).draw(deepBytes.data(), 5, std::nullopt);
+    MovingTarget(flat, 16, {frames::StripForm::cells8}).draw(flatBytes.data(), 5, std::nullopt);
     const frames::PixelWriter writer(2, 10);
     for (std::size_t pixel = 0; pixel < flatBytes.size(); ++pixel) {
         const double shown = writer.grey(&deepBytes[pixel * 2]) / 1023.0 * 255.0;

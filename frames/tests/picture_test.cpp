@@ -119,7 +119,8 @@ TEST_F(PictureTest, PgmOfSixteenAndOfFewerBitsIsSpread) {
 
 TEST_F(PictureTest, DamagedAndOtherFilesAreRefused) {
     EXPECT_THAT(refusal(_folder.path("none.png")), EndsWith("cannot be opened for reading"));
-    EXPECT_THAT(refusal(_folder.file("x.png", "GIF89a")), EndsWith("is neither a PNG nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusal(_folder.file("x.png", "GIF89a")),
+                EndsWith("is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
     EXPECT_THAT(refusal(_folder.file("x.png", "\x89PNG\r\n\x1A\n")), HasSubstr(": is damaged: "));
     EXPECT_THAT(refusal(_folder.file("x.pgm", "P5 3 2 256\nabcde")), EndsWith("ends before its last pixel"));
 }

@@ -11,7 +11,7 @@
 namespace {
 
 using frames::Canvas;
-using frames::crcBelowStrip;
+using frames::crcOutsideStrip;
 using frames::ImageFormat;
 using frames::readStrip;
 using frames::stampStrip;
@@ -83,20 +83,21 @@ TEST(StripTest, TakesSixteenLinesOfWideImagesAndMoreOfNarrowOnes) {
     EXPECT_EQ(stripLines({4000, 3000, 1}), 16u);
 }
 
-TEST(StripTest, SmallImagesCarryNone) {
-    EXPECT_EQ(stripLines({255, 1024, 1}), 0u);
-    EXPECT_EQ(stripLines({127, 1024, 2}), 0u);
-    EXPECT_EQ(stripLines({128, 1024, 2}), 56u);
-    EXPECT_EQ(stripLines({1280, 16, 1}), 0u);
-    EXPECT_EQ(stripLines({1280, 17, 1}), 16u);
-    EXPECT_EQ(stripLines({256, 56, 1}), 0u);
-    EXPECT_EQ(stripLines({0, 0, 1}), 0u);
+TEST(StripTest, SmallImagesCarryNoneOfTheLargeCells) {
+    constexpr frames::StripWish kLarge{frames::StripForm::cells8, frames::StripPlace::top};
+    EXPECT_EQ(stripLines({255, 1024, 1}, kLarge), 0u);
+    EXPECT_EQ(stripLines({127, 1024, 2}, kLarge), 0u);
+    EXPECT_EQ(stripLines({128, 1024, 2}, kLarge), 56u);
+    EXPECT_EQ(stripLines({1280, 16, 1}, kLarge), 0u);
+    EXPECT_EQ(stripLines({1280, 17, 1}, kLarge), 16u);
+    EXPECT_EQ(stripLines({256, 56, 1}, kLarge), 0u);
+    EXPECT_EQ(stripLines({0, 0, 1}, kLarge), 0u);
 }
 
 TEST(StripTest, StampingAnImageThatCarriesNoneLeavesItAsItIs) {
-    Picture picture({255, 100, 1});
+    Picture picture({127, 100, 1});
     stampStrip(picture.canvas(), kStrip);
-    EXPECT_EQ(std::count(picture.bytes.begin(), picture.bytes.end(), 100), 25500);
+    EXPECT_EQ(std::count(picture.bytes.begin(), picture.bytes.end(), 100), 12700);
     EXPECT_EQ(readStrip(picture.canvas()), std::nullopt);
 }
 
@@ -155,19 +156,19 @@ TEST(StripTest, AnotherVersionIsNotRead) {
 
 TEST(StripTest, CrcBelowStripCoversEveryByteBelowAndNoneWithin) {
     Picture picture({900, 40, 1});
-    const std::uint32_t before = crcBelowStrip(picture.canvas());
+    const std::uint32_t before = crcOutsideStrip(picture.canvas());
     picture.bytes[16 * 900 - 1] = 7;
-    EXPECT_EQ(crcBelowStrip(picture.canvas()), before);
+    EXPECT_EQ(crcOutsideStrip(picture.canvas()), before);
     picture.bytes[16 * 900] = 7;
-    EXPECT_NE(crcBelowStrip(picture.canvas()), before);
+    EXPECT_NE(crcOutsideStrip(picture.canvas()), before);
     picture.bytes[16 * 900] = 100;
     picture.bytes.back() = 7;
-    EXPECT_NE(crcBelowStrip(picture.canvas()), before);
+    EXPECT_NE(crcOutsideStrip(picture.canvas()), before);
 }
 
 TEST(StripTest, CrcOfAnImageWithoutStripCoversAll) {
     Picture picture({100, 40, 1});
-    EXPECT_EQ(crcBelowStrip(picture.canvas()), frames::crc32(picture.bytes.data(), 4000));
+    EXPECT_EQ(crcOutsideStrip(picture.canvas()), frames::crc32(picture.bytes.data(), 4000));
 }
 
 }  // namespace

@@ -57,6 +57,7 @@ struct SaveOptions {
     std::size_t aroundLoss = 0;     // images before the first loss, and as many after it
     std::uint64_t memoryMb = 1000;  // for images that wait or are kept
     bool force = false;             // files that are there are replaced
+    unsigned stretchBits = 0;       // of 2-byte pixels, for viewers of png; 0: they stay as they are
 };
 
 struct GrabOptions : ImageOptions {
@@ -84,6 +85,7 @@ struct SnapOptions : ImageOptions {
     unsigned bits = 16;          // as of SaveOptions
     bool anyImage = false;       // also faked, torn and unverified ones
     bool force = false;          // a file that is there is replaced
+    unsigned stretchBits = 0;    // as SaveOptions::stretchBits
 };
 
 struct DoctorOptions : CameraOptions {

@@ -8,6 +8,7 @@
 #include "option_checks.h"
 #include "readable_number.h"
 #include "shared_options.h"
+#include "stretched_png.h"
 #include "tool_options.h"
 
 namespace host {
@@ -31,6 +32,17 @@ const char* smallerFiles(const SaveOptions& options) {
     if (options.format != "png") return ", --format png";
     return options.pngLevel == 0 ? ", --png-level 1" : "";
 }
+
+CLI::Option* addStretchOption(CLI::App& command, unsigned& bits) {
+    return command
+        .add_option("--stretch", bits,
+                    "Significant bits of 2-byte pixels, 9 to 15: png files get them stretched to 16, so that viewers "
+                    "show them, and say how many they were (default: pixels stay as they are)")
+        ->check(options::within(std::size_t{9}, std::size_t{15}, "9 to 15, without a fraction"))
+        ->type_name("BITS");
+}
+
+void refuseStretch() { throw CLI::ValidationError("--stretch", "goes with png only"); }
 
 }  // namespace
 
@@ -77,11 +89,13 @@ void addSaveOptions(CLI::App& command, SaveOptions& options) {
         ->check(options::within(std::uint64_t{1}, std::uint64_t{1'000'000}, "1 to 1000000, without a fraction"))
         ->needs(output)
         ->type_name("MB");
+    addStretchOption(command, options.stretchBits)->needs(output);
     command.add_flag("--force", options.force, "Replace the files of an earlier grab in that folder")->needs(output);
     command.option_defaults()->group("Options");
     command.parse_complete_callback([&options, every, around, format] {
         if (isStandardOutput(options.folder) && format->count() == 0) options.format = kY4m;
         if (around->count() > 0 && every->count() == 0) options.every = 0;
+        if (options.stretchBits > 0 && options.format != "png") refuseStretch();
     });
 }
 
@@ -105,6 +119,11 @@ void addSnapOptions(CLI::App& command, SnapOptions& options) {
         ->check(options::oneOf({"10", "12", "16"}))
         ->type_name("10|12|16");
     addShareOption(command, options);
+    addStretchOption(command, options.stretchBits);
+    command.parse_complete_callback([&options] {
+        const std::string format = isStandardOutput(options.file) ? options.format : formatByEnding(options.file);
+        if (options.stretchBits > 0 && format != "png") refuseStretch();
+    });
     addCommonOptions(command, options);
 }
 
@@ -137,6 +156,12 @@ frames::ImageFileFormat fileFormatOf(const std::string& format) {
     return frames::imageFileFormatOf(format).value_or(frames::ImageFileFormat::png);
 }
 
+bool encodeSaved(const frames::ImageView& image, frames::ImageFileFormat format, std::vector<std::uint8_t>& file,
+                 std::string& error, int pngLevel, unsigned stretchBits) {
+    if (stretchBits > 0) return frames::encodeStretchedPng(image, stretchBits, file, error, pngLevel);
+    return frames::encodeImage(image, format, file, error, pngLevel);
+}
+
 SaveSettings saveSettingsOf(const SaveOptions& options) {
     SaveSettings settings;
     settings.folder = options.folder;
@@ -144,6 +169,10 @@ SaveSettings saveSettingsOf(const SaveOptions& options) {
     if (isStandardOutput(options.folder))
         settings.stream = streamSettingsOf(options.format, options.bits, options.every);
     settings.pngLevel = static_cast<int>(options.pngLevel);
+    settings.encode = [bits = options.stretchBits](const frames::ImageView& image, frames::ImageFileFormat format,
+                                                   std::vector<std::uint8_t>& file, std::string& error, int level) {
+        return encodeSaved(image, format, file, error, level, bits);
+    };
     settings.every = options.every;
     settings.aroundLoss = options.aroundLoss;
     settings.memoryBytes = static_cast<std::size_t>(options.memoryMb) * 1'000'000;

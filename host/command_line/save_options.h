@@ -28,6 +28,10 @@ bool isStandardOutput(const std::string& path);
 /// How images stand on standard output in the format of --format.
 StreamSettings streamSettingsOf(const std::string& format, unsigned bits, std::uint64_t every);
 
+/// The bytes of a file as frames::encodeImage makes them; with bits to stretch a PNG (stretched_png.h).
+bool encodeSaved(const frames::ImageView& image, frames::ImageFileFormat format, std::vector<std::uint8_t>& file,
+                 std::string& error, int pngLevel, unsigned stretchBits);
+
 /// Of options that were parsed.
 SaveSettings saveSettingsOf(const SaveOptions& options);
 

@@ -62,7 +62,7 @@ public:
 private:
     void receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
         const frames::ImageView image = viewOf(record);
-        const frames::Inspection inspection = frames::inspectImage(image);
+        const frames::Inspection inspection = _inspector.inspect(image);
         if (!wanted(image, inspection)) {
             ++_passed;
             return;
@@ -91,6 +91,7 @@ private:
 
     const bool _any;
     const std::int64_t _startNs;
+    frames::ImageInspector _inspector;
     std::atomic<bool> _done{false};
     std::atomic<std::uint64_t> _passed{0};
     std::mutex _mutex;
@@ -114,7 +115,8 @@ void waitFor(const Catcher& catcher, double timeoutSeconds, std::ostream& people
 
 bool write(const KeptFrame& frame, const SnapOptions& options, std::string& error) {
     std::vector<std::uint8_t> file;
-    if (frames::encodeImage({frame.bytes.data(), frame.format}, fileFormatOf(options.format), file, error)) {
+    if (encodeSaved({frame.bytes.data(), frame.format}, fileFormatOf(options.format), file, error,
+                    frames::kDefaultPngLevel, options.stretchBits)) {
         ImageStream stream(streamSettingsOf(options.format, options.bits, 1));
         if (!stream.takes(frame.format, error)) return false;
         return stream.write(frame, file, error);
@@ -127,8 +129,8 @@ bool save(const KeptFrame& frame, const SnapOptions& options, std::string& error
     if (isStandardOutput(options.file)) return write(frame, options, error);
     std::vector<std::uint8_t> file;
     const auto format = frames::imageFileFormatOf(formatByEnding(options.file));
-    if (!frames::encodeImage({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file,
-                             error)) {
+    if (!encodeSaved({frame.bytes.data(), frame.format}, format.value_or(frames::ImageFileFormat::png), file, error,
+                     frames::kDefaultPngLevel, options.stretchBits)) {
         error = options.file + ": " + error;
         return false;
     }

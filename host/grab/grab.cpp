@@ -284,7 +284,7 @@ bool Grab::canRead(const std::uint8_t* pixels, std::size_t bytes, std::int64_t n
 void Grab::receive(const NUV::IMAGEMEMORY& record, std::int64_t arrivalNs) {
     if (_state != State::running) return;
     const frames::ImageView image = viewOf(record, arrivalNs);
-    const frames::Inspection inspection = frames::inspectImage(image);
+    const frames::Inspection inspection = _inspector.inspect(image);
     const std::lock_guard lock(_mutex);
     _imageCame = true;
     const bool isFaked = inspection.kind == frames::ImageKind::faked;

@@ -109,6 +109,7 @@ private:
     std::unique_ptr<ImageSaver> _saver;
     frames::ImageFormat _format{};  // of the camera's images
     std::atomic<State> _state{State::running};
+    frames::ImageInspector _inspector;  // the callback's alone
     std::atomic<std::int64_t> _lastImageNs{0};
     const char* _end = "failed";
     bool _timeIsUp = false;  // of --duration

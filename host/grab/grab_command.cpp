@@ -45,6 +45,7 @@ void tellGrab(const GrabRun& run, const GrabOptions& options, bool findings, std
         tellSaved(options.save, run.saved, people);
     }
     tellUnverified(run.report.results, people);
+    tellStripShare(run.report.results, people);
     // A grab that ended with a reason of its own has told it; the limits would hide it.
     if (hasTable(run.report)) tellBrokenLimits(run.report.limitsBroken, people);
 }

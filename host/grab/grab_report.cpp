@@ -2,6 +2,7 @@
 
 #include "count_rows.h"
 #include "grab_json.h"
+#include "strip_advice.h"
 #include "unverified_reason.h"
 
 namespace host {
@@ -94,7 +95,7 @@ void tellUnverified(const GrabResults& results, std::ostream& people) {
     }
     if (results.simulated == 0 && results.torn > 0)
         people << "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a "
-                  "simulator whose images are higher than the camera's\n";
+                  "simulator whose images have another size than the camera's\n";
     if (results.images > 0 && results.faked == results.images) {
         people << "dorven-host: all " << results.images
                << " images are faked: the camera made them itself, as no simulator sent any\n";
@@ -102,6 +103,11 @@ void tellUnverified(const GrabResults& results, std::ostream& people) {
         people << "dorven-host: no image of this grab was verified\n";
     }
     people << std::flush;
+}
+
+void tellStripShare(const GrabResults& results, std::ostream& people) {
+    const std::string advice = stripShareAdvice(results.verifiedFormat, results.strip, "the simulator's ");
+    if (!advice.empty()) people << "dorven-host: " << advice << std::endl;
 }
 
 void printJson(const GrabReport& report, std::ostream& stream) { stream << grabJson(report).dump() << std::endl; }

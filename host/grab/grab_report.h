@@ -21,6 +21,9 @@ constexpr const char* kGrabSchema = "dorven-grab/2";
 /// Names the images that were not verified and why, a line for each reason; nothing when all were.
 void tellUnverified(const GrabResults& results, std::ostream& people);
 
+/// Says so when the strip covers more than a tenth of the images, and what covers less.
+void tellStripShare(const GrabResults& results, std::ostream& people);
+
 /// What the JSON of a whole grab tells.
 struct GrabReport {
     GrabResults results;

@@ -52,6 +52,10 @@ GrabStatistics::Told GrabStatistics::add(const ReceivedImage& image) {
     ++_interval.images;
     _interval.bytes += image.format.bytes();
     countKind(image.inspection);
+    if (_counts.strip.lines == 0 && image.inspection.kind == frames::ImageKind::simulated) {
+        _counts.strip = image.inspection.layout;
+        _counts.verifiedFormat = image.format;
+    }
     if (told.latencyNs) {
         _latencies.add(*told.latencyNs);
         _interval.latencies.add(*told.latencyNs);

@@ -46,6 +46,9 @@ struct GrabResults {
     // None when nothing was to be saved.
     std::optional<std::uint64_t> saved, notSaved;
     const char* notSavedReason = nullptr;  // ImageSaver::Outcome::reason
+    // Of the first verified image; its strip has no lines before one came.
+    frames::ImageFormat verifiedFormat = {};
+    frames::StripLayout strip = {};
 };
 
 /// What arrived since the samples were last taken.

@@ -24,7 +24,7 @@ struct ImageCheckSettings {
 ///   lost       a number between two that came did not come
 ///   repeated   a number came again
 ///   reordered  a number came behind a greater one; it is not lost
-///   torn       the strip is valid, the bytes below it are not those that it was made for; once for a frame that is
+///   torn       the strip is valid, the bytes outside it are not those that it was made for; once for a frame that is
 ///              repeated
 ///   stale      the image was complete more than 1 s before it arrived, or before the grab began
 ///   format     width, height or bytes per pixel differ from the first image's, or the strip is missing or damaged

@@ -8,7 +8,7 @@ namespace {
 // clang-format off
 constexpr UnverifiedReason kReasons[] = {
     {"no pixels",     "they came without pixels"                                                                },
-    {"too small",     "they are too small for a strip, which takes lines of 256 bytes and more than 16 of them" },
+    {"too small",     "they are too small for a strip, which takes lines of 128 bytes or more"                  },
     {"other lines",   "the simulator's lines have another length than the camera's; give both the same --config"},
     {"damaged strip", "their strip is damaged"                                                                  },
     {"no strip",      "they have no strip; a simulator makes such images with --no-strip"                       },

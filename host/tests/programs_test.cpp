@@ -251,7 +251,8 @@ protected:
         ASSERT_TRUE(pixels);
         const frames::Canvas canvas{pixels, kFormat};
         std::memset(pixels, static_cast<int>(number), kFormat.bytes());
-        frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(timeStampNs), frames::crcBelowStrip(canvas)});
+        frames::stampStrip(canvas,
+                           {0, number, static_cast<std::uint64_t>(timeStampNs), frames::crcOutsideStrip(canvas)});
         if (torn) std::memset(pixels + 30 * 900, 200, std::size_t{10} * 900);
         ASSERT_TRUE(_ring.publish({number, static_cast<double>(timeStampNs) / 1e9, 0.01}));
     }

@@ -1,5 +1,6 @@
 #include "simulator_options.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -9,6 +10,7 @@
 #include "option_checks.h"
 #include "option_sources.h"
 #include "shared_options.h"
+#include "strip.h"
 #include "surroundings.h"
 
 namespace simulator {
@@ -40,6 +42,8 @@ void addAskOptions(CLI::App& command, AskOptions& options) {
 // Options that wait until the whole line is read.
 struct RawOptions {
     std::string size;
+    std::string stripCell;
+    std::string stripPlace;
     bool noStrip = false;
     bool noAsk = false;
     bool listed = true;  // nothing depends on it: a list is what patterns shows without --json
@@ -48,6 +52,29 @@ struct RawOptions {
 // The default of what the camera decides, if it answers.
 std::string unlessTold(const char* otherwise) {
     return std::string("(default: what the camera answers, else what --config says, else ") + otherwise + ')';
+}
+
+void addStripOptions(CLI::App& app, RawOptions& raw) {
+    app.add_option("--strip-cell", raw.stripCell,
+                   "Form of the strip that proves each image: cells of 8 x 8 or 4 x 4 bytes, or one line with a byte "
+                   "per bit; auto takes the first of them that fits (default: auto)")
+        ->check(options::oneOf({"auto", "8", "4", "line"}))
+        ->type_name("auto|8|4|line")
+        ->default_str("auto");
+    app.add_option("--strip-place", raw.stripPlace, "Where in the image the strip is (default: top)")
+        ->check(options::oneOf({"top", "bottom"}))
+        ->type_name("top|bottom")
+        ->default_str("top");
+    app.add_flag("--no-strip", raw.noStrip,
+                 "Leave the strip black that proves each image; no host can then verify the images");
+}
+
+frames::StripWish stripWishOf(const RawOptions& raw) {
+    frames::StripWish wish;
+    for (std::size_t form = 0; form < frames::kStripForms.size(); ++form)
+        if (raw.stripCell == frames::kStripForms[form].name) wish.form = static_cast<frames::StripForm>(form);
+    if (raw.stripPlace == "bottom") wish.place = frames::StripPlace::bottom;
+    return wish;
 }
 
 void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) {
@@ -66,8 +93,7 @@ void addImageOptions(CLI::App& app, SimulatorOptions& options, RawOptions& raw) 
                    "when the camera asks for them (default: a quarter of the machine's memory)")
         ->check(options::within(std::size_t{1}, kMaxMemoryMb, "1 to 1000000, without a fraction"))
         ->type_name("MB");
-    app.add_flag("--no-strip", raw.noStrip,
-                 "Leave the strip black that proves each image; no host can then verify the images");
+    addStripOptions(app, raw);
     app.add_flag("--no-ask", raw.noAsk,
                  "Do not ask the camera for size and bytes per pixel, and do not answer its questions");
 }
@@ -80,9 +106,10 @@ void addPacingOptions(CLI::App& app, PacingOptions& options) {
                const auto rate = parseFrameRate(text, error);
                if (!rate) throw CLI::ValidationError("--fps", error);
                options.framesPerSecond = *rate;
+               options.rateIsGiven = true;
            },
            "Images per second, 0.01 to 10000, kept exactly: a decimal such as 59.94 or a fraction such as 60000/1001 "
-           "(default: 100)")
+           "(default: 100, or what a stream says)")
         ->type_name("RATE")
         ->default_str("100");
     options::addCount(app, options.frameCount,
@@ -261,6 +288,7 @@ std::optional<int> parseSimulatorOptions(int argc, const char* const* argv, Simu
     if (!problem.empty()) return options::refuse(app, problem, people);
     options.ask = !raw.noAsk;
     options.delivery.strip = !raw.noStrip;
+    options.pattern.settings.strip = options.pictures.strip = stripWishOf(raw);
     if (!raw.size.empty()) frames::parseSize(raw.size, options.size.emplace());
     return std::nullopt;
 }

@@ -26,9 +26,12 @@ Expectation lateBy(std::uint64_t frame, std::int64_t timeNs) {
     return {frames::finding::kLate, frame, frame, timeNs / 1000};
 }
 
-// First byte of the half that a torn image has of another one.
-std::size_t lowerHalf(const frames::ImageFormat& format) {
-    return std::max(format.height / 2, stripLines(format)) * format.lineBytes();
+// What a torn image has of another one: the lower half, as far as it lies outside the strip.
+std::span<std::uint8_t> lowerHalf(const frames::Canvas& image, const frames::StripLayout& strip) {
+    const std::size_t begin = strip.place == frames::StripPlace::top
+                                  ? std::max(image.format.height / 2, strip.bodyFirst)
+                                  : strip.bodyLines / 2;
+    return {image.line(begin), (strip.bodyFirst + strip.bodyLines - begin) * image.format.lineBytes()};
 }
 
 }  // namespace
@@ -48,7 +51,7 @@ void FrameDelivery::drawAhead(ImageSource& source, std::uint64_t frame) {
 
 bool FrameDelivery::deliver(ImageSource& source, std::uint64_t frame, const Strikes& faults,
                             std::optional<std::int64_t> completeNs) {
-    _verifiable = _options.strip && stripLines(source.format()) > 0;
+    _verifiable = _options.strip && source.strip().lines > 0;
     _stampNs = completeNs;
     if (find(faults, FaultKind::drop)) {
         tellFault(FaultKind::drop, frame, {{frames::finding::kLost, frame, frame, {}}});
@@ -123,7 +126,7 @@ std::vector<Expectation> FrameDelivery::ifVerifiable(const Expectation& expectat
 }
 
 /// @param drawn  The frame that the pixels hold; none when unknown. Becomes `frame`.
-/// @return       CRC-32 of the bytes below the strip's lines.
+/// @return       CRC-32 of the bytes outside the strip's lines.
 std::uint32_t FrameDelivery::draw(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn,
                                   std::uint64_t frame) {
     if (_ahead && _ahead->pixels == pixels) {
@@ -142,13 +145,13 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     const frames::Canvas image{pixels, source.format()};
     const std::uint32_t crc = draw(source, pixels, drawn, frame);
     if (find(faults, FaultKind::torn)) {
-        const bool visible = tear(image, crc);
+        const bool visible = tear(image, source.strip(), crc);
         made.findings.push_back({FaultKind::torn, visible ? ifVerifiable({frames::finding::kTorn, frame, frame, {}})
                                                           : std::vector<Expectation>()});
         drawn.reset();
         _ahead.reset();
     } else if (_tearing) {
-        keepForTearing(image);
+        keepForTearing(image, source.strip());
     }
     made.counterShift = _counterShift;
     if (find(faults, FaultKind::counterWrap)) shiftCounter(made);
@@ -157,9 +160,9 @@ FrameDelivery::Made FrameDelivery::make(ImageSource& source, std::uint8_t* pixel
     made.stampNs = stampOf(_stampNs.value_or(made.completeNs));
     if (const Strike* back = find(faults, FaultKind::timeBack)) setTimeBack(made, back->timeNs);
     if (_verifiable) {
-        stampStrip(image, {source.stripFlags(), frame, static_cast<std::uint64_t>(made.stampNs), crc});
+        stampStrip(image, {source.stripFlags(), frame, static_cast<std::uint64_t>(made.stampNs), crc}, source.strip());
     } else {
-        std::memset(pixels, 0, stripLines(source.format()) * source.format().lineBytes());
+        std::memset(image.line(source.strip().firstLine), 0, source.strip().lines * image.format.lineBytes());
     }
     return made;
 }
@@ -170,15 +173,16 @@ std::int64_t FrameDelivery::stampOf(std::int64_t completeNs) const {
 
 /// Exchanges the lower half with that of the frame before; black before the first one.
 /// @return Whether the image has become another one by it.
-bool FrameDelivery::tear(const frames::Canvas& image, std::uint32_t crc) {
-    const std::size_t begin = lowerHalf(image.format);
-    _older.resize(image.format.bytes() - begin);
-    std::ranges::swap_ranges(_older, std::span(image.pixels + begin, _older.size()));
-    return crcBelowStrip(image) != crc;
+bool FrameDelivery::tear(const frames::Canvas& image, const frames::StripLayout& strip, std::uint32_t crc) {
+    const std::span<std::uint8_t> half = lowerHalf(image, strip);
+    _older.resize(half.size());
+    std::ranges::swap_ranges(_older, half);
+    return crcOutsideStrip(image, strip) != crc;
 }
 
-void FrameDelivery::keepForTearing(const frames::ImageView& image) {
-    _older.assign(image.pixels + lowerHalf(image.format), image.pixels + image.format.bytes());
+void FrameDelivery::keepForTearing(const frames::Canvas& image, const frames::StripLayout& strip) {
+    const std::span<std::uint8_t> half = lowerHalf(image, strip);
+    _older.assign(half.begin(), half.end());
 }
 
 /// Moves it to the next multiple of 2^32. Only a reader that saw an earlier image can notice.

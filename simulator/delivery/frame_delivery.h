@@ -97,8 +97,8 @@ private:
                        std::uint64_t frame);
     Made make(ImageSource& source, std::uint8_t* pixels, std::optional<std::uint64_t>& drawn, std::uint64_t frame,
               const Strikes& faults);
-    bool tear(const frames::Canvas& image, std::uint32_t crc);
-    void keepForTearing(const frames::ImageView& image);
+    bool tear(const frames::Canvas& image, const frames::StripLayout& strip, std::uint32_t crc);
+    void keepForTearing(const frames::Canvas& image, const frames::StripLayout& strip);
     void shiftCounter(Made& made) const;
     void setTimeBack(Made& made, std::int64_t timeNs) const;
     bool waitLonger(Made& made, const Strikes& faults);

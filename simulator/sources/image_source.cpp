@@ -4,7 +4,9 @@
 
 namespace simulator {
 RenderedImages::RenderedImages(const frames::ImageFormat& format, const PatternOptions& options)
-    : ImageSource(format), _options(options), _pattern(makePattern(*options.pattern, format, options.settings)) {}
+    : ImageSource(format, options.settings.strip),
+      _options(options),
+      _pattern(makePattern(*options.pattern, format, options.settings)) {}
 
 std::uint32_t RenderedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumber,
                                    std::optional<std::uint64_t> before) {

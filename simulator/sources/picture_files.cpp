@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
+#include <string_view>
 #include <system_error>
 
 #include "utf8_path.h"
@@ -42,7 +43,8 @@ bool filesOf(const std::string& path, bool raw, std::vector<std::string>& files,
     } else if (fs::is_directory(pathOfText(path), failure)) {
         const auto fits = [&](const std::string& name) { return raw || isPictureName(name); };
         if (!filesIn(pathOfText(path), fits, files, error)) return false;
-        if (files.empty()) error = path + (raw ? ": holds no file" : ": holds no PNG or PGM file");
+        if (files.empty())
+            error = path + (raw ? ": holds no file" : ": holds no picture (PNG, PGM, JPEG, BMP or TIFF)");
     } else {
         files.push_back(path);
     }
@@ -92,7 +94,8 @@ bool isPictureName(const std::string& path) {
     std::string extension = textOfPath(pathOfText(path).extension());
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return extension == ".png" || extension == ".pgm";
+    constexpr std::string_view kEndings[] = {".png", ".pgm", ".jpg", ".jpeg", ".bmp", ".tif", ".tiff"};
+    return std::ranges::find(kEndings, extension) != std::end(kEndings);
 }
 
 std::vector<std::string> pictureFiles(const std::vector<std::string>& paths, bool raw, std::string& error) {

@@ -13,6 +13,7 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t kMaxMemoryMb = 1'000'000;
+constexpr char kStandardInput[] = "-";
 
 struct PlayRow {
     const char* name;
@@ -29,7 +30,7 @@ constexpr PlayRow kPlays[] = {
 // A glob is looked for when the pictures are loaded.
 std::string checkPath(const std::string& path) {
     std::error_code failure;
-    if (isGlob(path) || std::filesystem::exists(pathOfText(path), failure)) return {};
+    if (path == kStandardInput || isGlob(path) || std::filesystem::exists(pathOfText(path), failure)) return {};
     return "'" + path + "' does not exist";
 }
 
@@ -51,16 +52,21 @@ std::size_t pictureOfFrame(Play play, std::uint64_t frameNumber, std::size_t cou
 
 PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) : _app(app), _options(options) {
     app.add_option("--images", options.images,
-                   "Replay pictures: folders, files, or names with * and ?, each in the order of names; may be given "
-                   "again. PNG and PGM of 8 or 16 bits, and raw files with --raw-size. All are loaded before the first "
-                   "image")
+                   "Replay pictures instead of drawing a pattern: PNG, PGM, JPEG, BMP and TIFF, and raw files with "
+                   "--raw-size. Folders, files, or names with * and ?, each in the order of names; may be given again. "
+                   "All are loaded before the first image. With --format, - shows a stream on standard input as it "
+                   "comes")
         ->check(CLI::Validator(checkPath, "", "path"))
         ->type_name("PATH");
     app.add_option("--raw-size", _rawSize,
                    "Size of raw pictures, each side 1 to 65536, and their bytes per pixel, 1 to 16 (default: 1); every "
-                   "file but PNG and PGM then holds the pixels of one or several images and nothing else")
+                   "file without an ending of the other formats then holds the pixels of one or several images and "
+                   "nothing else")
         ->check(CLI::Validator(checkRawSize, "", "raw-size"))
         ->type_name("WIDTHxHEIGHT[xBYTES]");
+    app.add_option("--format", _format, "Format of the stream on standard input, with --images -: y4m")
+        ->check(options::oneOf({"y4m"}))
+        ->type_name("y4m");
     app.add_option("--play", _play,
                    "Order of the pictures: again from the first, back and forth, or stay at the last one (default: "
                    "loop)")
@@ -92,11 +98,25 @@ std::string PictureCommandLine::take(const std::string& patternOption) {
     for (const char* name : {"--raw-size", "--play", "--scale", "--window-motion", "--image-memory"}) {
         if (!wanted && _app.count(name) > 0) return std::string(name) + " goes with --images only";
     }
+    if (std::string reason = whyNotPiped(); !reason.empty()) return reason;
+    _options.piped = wanted && _options.images.front() == kStandardInput;
     if (!_rawSize.empty()) frames::parseRawSize(_rawSize, _options.rawSize.emplace());
     for (const PlayRow& row : kPlays) {
         if (_play == row.name) _options.play = row.play;
     }
     _options.windowMoves = _windowMotion != "none";
+    return {};
+}
+
+// What else was given with a stream, or without one.
+std::string PictureCommandLine::whyNotPiped() const {
+    const auto& images = _options.images;
+    const bool piped = std::ranges::find(images, kStandardInput) != images.end();
+    if (!piped) return _format.empty() ? "" : "--format goes with --images - only";
+    if (images.size() > 1) return "--images - does not go with other pictures";
+    if (_format.empty()) return "--images - needs --format y4m";
+    for (const char* name : {"--raw-size", "--play", "--scale", "--window-motion"})
+        if (_app.count(name) > 0) return std::string(name) + " does not go with --images -";
     return {};
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "image_view.h"
+#include "strip.h"
 
 namespace CLI {
 class App;
@@ -32,6 +33,8 @@ struct PictureOptions {
     bool scale = false;                          // --scale
     bool windowMoves = true;                     // --window-motion; false: larger pictures are refused
     std::size_t memoryMb = 2048;                 // --image-memory, millions of bytes
+    bool piped = false;                          // --images -: a stream on standard input
+    frames::StripWish strip;                     // --strip-cell, --strip-place: whose lines are left alone
 };
 
 /// Adds the options to a command line and evaluates them.
@@ -49,7 +52,10 @@ private:
 
     CLI::App& _app;
     PictureOptions& _options;
+    std::string whyNotPiped() const;
+
     std::string _rawSize;
+    std::string _format;
     std::string _play;
     std::string _windowMotion;
 };

@@ -9,7 +9,6 @@
 #include "picture_budget.h"
 #include "picture_files.h"
 #include "platform.h"
-#include "strip.h"
 
 namespace simulator {
 namespace {
@@ -63,7 +62,7 @@ public:
             if (!addFile(path)) return nullptr;
         }
         if (_pictures.empty()) return nullptr;
-        return std::unique_ptr<ReplayedImages>(new ReplayedImages(_format, _options.play, std::move(_pictures)));
+        return std::unique_ptr<ReplayedImages>(new ReplayedImages(_format, _options, std::move(_pictures)));
     }
 
 private:
@@ -174,8 +173,12 @@ std::unique_ptr<ReplayedImages> ReplayedImages::load(const PictureOptions& optio
     return PictureLoader(options, size, bytesPerPixel, bits, error, budget).load();
 }
 
-ReplayedImages::ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures)
-    : ImageSource(format), _play(play), _appendLine(format.lineBytes()), _pictures(std::move(pictures)) {}
+ReplayedImages::ReplayedImages(const frames::ImageFormat& format, const PictureOptions& options,
+                               std::deque<frames::StoredPicture> pictures)
+    : ImageSource(format, options.strip),
+      _play(options.play),
+      _appendLine(format.lineBytes()),
+      _pictures(std::move(pictures)) {}
 
 // Always the whole picture: a reader may have changed the slot, and the CRC is that of the file.
 std::uint32_t ReplayedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumber, std::optional<std::uint64_t>) {
@@ -183,7 +186,7 @@ std::uint32_t ReplayedImages::draw(std::uint8_t* pixels, std::uint64_t frameNumb
     const WindowPlace window = windowAt(frameNumber, picture.lastX(), picture.lastY());
     const frames::Canvas image{pixels, format()};
     std::uint32_t crc = 0;
-    for (std::size_t y = stripLines(format()); y < format().height; ++y) {
+    for (std::size_t y = strip().bodyFirst; y < strip().bodyFirst + strip().bodyLines; ++y) {
         std::memcpy(image.line(y), picture.pixels(window.x, window.y + y), format().lineBytes());
         crc = _appendLine(crc, picture.crc(window.x, window.y + y));
     }

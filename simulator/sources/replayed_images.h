@@ -57,7 +57,8 @@ public:
 private:
     friend class PictureLoader;
 
-    ReplayedImages(const frames::ImageFormat& format, Play play, std::deque<frames::StoredPicture> pictures);
+    ReplayedImages(const frames::ImageFormat& format, const PictureOptions& options,
+                   std::deque<frames::StoredPicture> pictures);
 
     Play _play;
     frames::Crc32Append _appendLine;

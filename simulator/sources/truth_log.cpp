@@ -55,7 +55,9 @@ void TruthLog::begin(const frames::PatternRow& pattern, const frames::ImageForma
     object["width_px"] = format.width;
     object["height_px"] = format.height;
     object["bytes_per_pixel"] = format.bytesPerPixel;
-    object["strip_lines"] = stripLines(format);
+    const frames::StripLayout strip = stripLayout(format, how.strip);
+    object["strip_lines"] = strip.lines;
+    object["strip_first_line"] = strip.firstLine;
     object["dark_grey"] = greys.dark;
     object["bright_grey"] = greys.bright;
     object["white_grey"] = writer.whiteGrey();

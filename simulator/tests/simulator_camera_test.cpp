@@ -153,14 +153,14 @@ TEST_F(SimulatorCameraTest, CameraIsFollowedBetweenImagesThatAreFarApart) {
         EXPECT_TRUE(reader.attachAtSignal());
         EXPECT_TRUE(reader.waitAndTake());
     }
-    _camera.setFormat({160, 240, 1});
+    _camera.setFormat({100, 240, 1});
     bool empty = false;
     EXPECT_TRUE(test::becomesTrue([&] {
-        RingReader reader({160, 240, 1});
+        RingReader reader({100, 240, 1});
         if (!reader.attach()) return false;
         const std::atomic_ref<std::uint64_t> length(static_cast<LineFifoHeader*>(reader.memory())->lineLength);
         empty = MMemLineFifo_GetCount(reader.memory()) == 0;
-        return length.load(std::memory_order_acquire) == 24 + 160 * 240;
+        return length.load(std::memory_order_acquire) == 24 + 100 * 240;
     }));
     EXPECT_TRUE(empty) << "laid before the next image, not for it";
     thread.join();

@@ -271,6 +271,17 @@ TEST_F(SimulatorTest, SmallImagesAreDeliveredWithAWarningThatTheyCannotBeVerifie
     EXPECT_THAT(_people.str(), HasSubstr("images this small carry no strip"));
 }
 
+TEST_F(SimulatorTest, AStripOverMoreThanATenthOfTheImageIsToldUnlessItIsLeftOut) {
+    RenderedImages line({512, 16, 1});
+    Simulator(_options, line, _people).run();
+    EXPECT_THAT(_people.str(), HasSubstr("dorven-simulator: the strip covers 8 of 16 lines (50 %); --strip-cell line "
+                                         "takes 1\n"));
+    _people.str("");
+    _options.delivery.strip = false;
+    Simulator(_options, line, _people).run();
+    EXPECT_THAT(_people.str(), Not(HasSubstr("the strip covers")));
+}
+
 TEST_F(SimulatorTest, SecondSimulatorSaysSoAndFails) {
     Simulator first(_options, _source, _people);
     first.openRing();

@@ -18,7 +18,7 @@ inline std::vector<unsigned char> simulated(std::uint64_t number,
                                             std::int64_t timeStampNs = platform_monotonicNanoseconds()) {
     std::vector<unsigned char> bytes(kFormat.bytes(), static_cast<unsigned char>(number));
     const frames::Canvas canvas{bytes.data(), kFormat};
-    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(timeStampNs), frames::crcBelowStrip(canvas)});
+    frames::stampStrip(canvas, {0, number, static_cast<std::uint64_t>(timeStampNs), frames::crcOutsideStrip(canvas)});
     return bytes;
 }
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "host_options.h"
+#include "picture.h"
 
 namespace {
 
@@ -50,6 +51,31 @@ TEST_F(SaveOptionsTest, EveryOptionOfSavingIsTaken) {
     EXPECT_TRUE(_options.grab.save.force);
     EXPECT_EQ(_options.grab.save.pngLevel, 9u);
     EXPECT_EQ(saveSettingsOf(_options.grab.save).pngLevel, 9);
+}
+
+TEST_F(SaveOptionsTest, StretchingGoesWithPngOnly) {
+    EXPECT_EQ(parse({"grab", "--output", "x", "--stretch", "12"}), std::nullopt) << _people.str();
+    EXPECT_EQ(_options.grab.save.stretchBits, 12u);
+    EXPECT_EQ(parse({"snap", "x.PNG", "--stretch", "10"}), std::nullopt) << _people.str();
+    EXPECT_EQ(_options.snap.stretchBits, 10u);
+    EXPECT_EQ(parse({"grab", "--output", "x", "--stretch", "12", "--format", "pgm"}), 2);
+    EXPECT_THAT(_people.str(), HasSubstr("--stretch: goes with png only"));
+    EXPECT_EQ(parse({"snap", "x.raw", "--stretch", "12"}), 2);
+    EXPECT_THAT(_people.str(), HasSubstr("--stretch: goes with png only"));
+    EXPECT_EQ(parse({"grab", "--stretch", "12"}), 2) << "nothing is saved";
+}
+
+TEST_F(SaveOptionsTest, StretchedImagesAreSavedStretched) {
+    parse({"grab", "--output", "x", "--stretch", "12"});
+    const std::vector<std::uint8_t> pixels{0xFF, 0x0F};
+    std::vector<std::uint8_t> file;
+    std::string error;
+    ASSERT_TRUE(saveSettingsOf(_options.grab.save)
+                    .encode({pixels.data(), {1, 1, 2}}, frames::ImageFileFormat::png, file, error, 1))
+        << error;
+    frames::Picture picture;
+    ASSERT_TRUE(decodePicture(file, {}, picture, error)) << error;
+    EXPECT_EQ(picture.samples, std::vector<std::uint16_t>{65535});
 }
 
 TEST_F(SaveOptionsTest, WhatCouldNotKeepUpIsToldWithItsCure) {

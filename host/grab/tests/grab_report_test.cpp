@@ -178,12 +178,27 @@ TEST(GrabReportTest, WhatWasNotVerifiedIsToldWithItsReason) {
     results.unverified = 6;
     results.unverifiedBecause = {0, 1, 2, 0, 3};
     EXPECT_EQ(unverified(results),
-              "dorven-host: not verified: 1 of 306 images: they are too small for a strip, which takes lines of 256 "
-              "bytes and more than 16 of them\n"
+              "dorven-host: not verified: 1 of 306 images: they are too small for a strip, which takes lines of 128 "
+              "bytes or more\n"
               "dorven-host: not verified: 2 of 306 images: the simulator's lines have another length than the "
               "camera's; give both the same --config\n"
               "dorven-host: not verified: 3 of 306 images: they have no strip; a simulator makes such images with "
               "--no-strip\n");
+}
+
+TEST(GrabReportTest, AStripOverMoreThanATenthOfTheImagesIsTold) {
+    const auto told = [](const frames::ImageFormat& format, const frames::StripWish& wish) {
+        GrabResults results;
+        results.verifiedFormat = format;
+        results.strip = stripLayout(format, wish);
+        std::ostringstream people;
+        tellStripShare(results, people);
+        return people.str();
+    };
+    EXPECT_EQ(told({320, 240, 1}, {}),
+              "dorven-host: the strip covers 48 of 240 lines (20 %); the simulator's --strip-cell line takes 1\n");
+    EXPECT_EQ(told({320, 240, 1}, {frames::StripForm::cells4, frames::StripPlace::bottom}), "");
+    EXPECT_EQ(told({100, 100, 1}, {}), "");
 }
 
 TEST(GrabReportTest, GrabInWhichNothingWasVerifiedSaysSo) {
@@ -197,7 +212,7 @@ TEST(GrabReportTest, GrabInWhichNothingWasVerifiedSaysSo) {
     EXPECT_EQ(
         unverified(results),
         "dorven-host: no image of this grab was verified: all that have a strip are torn, as those of a simulator "
-        "whose images are higher than the camera's\n");
+        "whose images have another size than the camera's\n");
     results.simulated = 1;
     EXPECT_EQ(unverified(results), "");
 }

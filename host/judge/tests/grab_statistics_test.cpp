@@ -118,6 +118,22 @@ TEST(GrabStatisticsTest, RatePeriodAndJitterBeginAtTheFirstFreshImage) {
     EXPECT_EQ(results.stale, 100u);
 }
 
+TEST(GrabStatisticsTest, TheStripOfTheFirstVerifiedImageIsKept) {
+    GrabStatistics statistics = begun(0);
+    ReceivedImage received = image(ImageKind::torn, 30, frames::Strip{0, 3, 3, 0});
+    received.inspection.layout = frames::stripLayout({640, 480, 1});
+    statistics.add(received);
+    EXPECT_EQ(statistics.results().strip.lines, 0u);
+    for (const std::size_t height : {16u, 17u}) {
+        received.inspection.kind = ImageKind::simulated;
+        received.format = {512, height, 1};
+        received.inspection.layout = frames::stripLayout(received.format);
+        statistics.add(received);
+    }
+    EXPECT_EQ(statistics.results().verifiedFormat, (frames::ImageFormat{512, 16, 1}));
+    EXPECT_EQ(statistics.results().strip, frames::stripLayout({512, 16, 1}));
+}
+
 // Stretches of a hundred images each, with these gaps between them.
 GrabStatistics withGaps(std::initializer_list<std::int64_t> gapsNs, std::int64_t periodNs = 10'000'000) {
     GrabStatistics statistics = begun(0);

@@ -267,7 +267,7 @@ TEST_F(VerifyTest, InjectedDelayIsFoundWithoutALimit) {
         std::vector<unsigned char> bytes(kFormat.bytes(), 1);
         const frames::Canvas canvas{bytes.data(), kFormat};
         const std::int64_t complete = platform_monotonicNanoseconds();
-        frames::stampStrip(canvas, {0, 1, static_cast<std::uint64_t>(complete), frames::crcBelowStrip(canvas)});
+        frames::stampStrip(canvas, {0, 1, static_cast<std::uint64_t>(complete), frames::crcOutsideStrip(canvas)});
         device.record.imageCounter = 1;
         platform_sleepUntil(complete + 3'000'000);
         device.deliver(bytes.data());

@@ -85,6 +85,22 @@ TEST(SimulatorOptionsTest, FaultsAreOffByDefaultAndTakenInTheirOrder) {
     EXPECT_EQ(all.options.delivery.readerTimeoutSeconds, 0.5);
 }
 
+TEST(SimulatorOptionsTest, TheStripsFormAndPlaceHoldForPatternsAndPictures) {
+    EXPECT_EQ(parse({}).options.pattern.settings.strip, frames::StripWish());
+    for (const auto& [cell, form] :
+         {std::pair("8", frames::StripForm::cells8), std::pair("4", frames::StripForm::cells4),
+          std::pair("line", frames::StripForm::line)}) {
+        const Parsed parsed = parse({"--strip-cell", cell, "--strip-place", "bottom"});
+        EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+        const frames::StripWish wish{form, frames::StripPlace::bottom};
+        EXPECT_EQ(parsed.options.pattern.settings.strip, wish);
+        EXPECT_EQ(parsed.options.pictures.strip, wish);
+    }
+    EXPECT_EQ(parse({"--strip-cell", "auto", "--strip-place", "top"}).options.pictures.strip, frames::StripWish());
+    EXPECT_EQ(parse({"--strip-cell", "5"}).exitCode, 2);
+    EXPECT_EQ(parse({"--strip-place", "left"}).exitCode, 2);
+}
+
 // Each fault's text, of a command line with variables of the environment.
 std::vector<std::string> faultsOf(std::vector<const char*> arguments, const std::vector<std::string>& environment) {
     arguments.insert(arguments.begin(), "dorven-simulator");

@@ -35,7 +35,7 @@ constexpr frames::ImageFormat kFormat{900, 60, 1};
 /// Rendered images that record how they are drawn.
 class WatchedImages : public ImageSource {
 public:
-    WatchedImages() : ImageSource(kFormat) {}
+    explicit WatchedImages(const frames::StripWish& strip = {}) : ImageSource(kFormat, strip), _images(images(strip)) {}
 
     std::uint32_t draw(std::uint8_t* pixels, std::uint64_t frame, std::optional<std::uint64_t> before) override {
         drawn.push_back(frame);
@@ -58,8 +58,14 @@ public:
     std::int64_t longestAheadNs = 0;  // from the end of a drawing to the record of its frame
 
 private:
+    static RenderedImages images(const frames::StripWish& strip) {
+        simulator::PatternOptions options;
+        options.settings.strip = strip;
+        return RenderedImages(kFormat, options);
+    }
+
     std::int64_t _drawnNs = 0;
-    RenderedImages _images{kFormat};
+    RenderedImages _images;
 };
 
 class FrameDeliveryTest : public testing::Test {
@@ -219,6 +225,44 @@ TEST_F(FrameDeliveryTest, ATornFrameIsTornAlsoWhenItWasDrawnAhead) {
     drawAhead(21);
     deliver(21);
     expectFrame(21);
+}
+
+constexpr frames::StripWish kWishes[] = {
+    {frames::StripForm::cells8, frames::StripPlace::bottom}, {frames::StripForm::cells4, frames::StripPlace::top},
+    {frames::StripForm::cells4, frames::StripPlace::bottom}, {frames::StripForm::line, frames::StripPlace::top},
+    {frames::StripForm::line, frames::StripPlace::bottom},
+};
+
+TEST_F(FrameDeliveryTest, AnyFormOfTheStripVerifiesAndATornImageIsToldInEach) {
+    _delivery.setTearing(true);
+    std::uint64_t frame = 0;
+    for (const frames::StripWish& wish : kWishes) {
+        WatchedImages source(wish);
+        _delivery.ringLaid();
+        for (const FaultKind kind : {FaultKind::repeat, FaultKind::torn, FaultKind::repeat}) {
+            const std::vector<Strike> faults{{kind, 0}};
+            _delivery.deliver(source, frame += 20, kind == FaultKind::torn ? faults : std::vector<Strike>());
+            const auto image = _reader.take();
+            ASSERT_TRUE(image);
+            EXPECT_EQ(image->inspection.kind,
+                      kind == FaultKind::torn ? frames::ImageKind::torn : frames::ImageKind::simulated);
+            EXPECT_EQ(image->inspection.layout, stripLayout(kFormat, wish));
+            EXPECT_EQ(image->inspection.strip->frameNumber, frame);
+        }
+    }
+}
+
+TEST_F(FrameDeliveryTest, WithoutAStripItsLinesAreBlackAtTheBottomToo) {
+    _options.strip = false;
+    WatchedImages source({frames::StripForm::cells4, frames::StripPlace::bottom});
+    _delivery.deliver(source, 3);
+    const auto* line = static_cast<const std::uint8_t*>(MMemLineFifo_GetReadLine(_reader.memory()));
+    ASSERT_TRUE(line);
+    const std::uint8_t* const strip = line + 24 + source.strip().firstLine * kFormat.lineBytes();
+    const auto bytes = static_cast<std::ptrdiff_t>(source.strip().lines * kFormat.lineBytes());
+    EXPECT_GT(bytes, 0);
+    EXPECT_EQ(std::count(strip, strip + bytes, 0), bytes);
+    EXPECT_LT(std::count(line + 24, strip, 0), strip - line - 24);
 }
 
 TEST_F(FrameDeliveryTest, AFrameWhoseRoomAHostTakesBackMeanwhileCountsAsRefused) {

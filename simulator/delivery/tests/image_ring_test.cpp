@@ -31,7 +31,7 @@ bool write(ImageRing& ring, std::uint64_t number) {
     if (!pixels) return false;
     const frames::Canvas canvas{pixels, kFormat};
     std::memset(pixels, static_cast<int>(number & 0xFF), kFormat.bytes());
-    frames::stampStrip(canvas, {0, number, number * 1000, frames::crcBelowStrip(canvas)});
+    frames::stampStrip(canvas, {0, number, number * 1000, frames::crcOutsideStrip(canvas)});
     return ring.publish({number, 0.5 + static_cast<double>(number), 0.25});
 }
 

@@ -17,9 +17,9 @@ TEST(RenderedImagesTest, GiveTheCrcOfWhatTheyDrew) {
     RenderedImages images(format);
     std::vector<std::uint8_t> bytes(format.bytes());
     const std::uint32_t whole = images.draw(bytes.data(), 5, std::nullopt);
-    EXPECT_EQ(whole, frames::crcBelowStrip({bytes.data(), format}));
+    EXPECT_EQ(whole, frames::crcOutsideStrip({bytes.data(), format}));
     const std::uint32_t moved = images.draw(bytes.data(), 6, 5);
-    EXPECT_EQ(moved, frames::crcBelowStrip({bytes.data(), format}));
+    EXPECT_EQ(moved, frames::crcOutsideStrip({bytes.data(), format}));
     EXPECT_NE(moved, whole);
     EXPECT_EQ(images.stripFlags(), frames::kStripRendered);
     EXPECT_EQ(images.format(), format);

@@ -68,7 +68,7 @@ TEST_F(PictureFilesTest, WhatGivesNothingIsNamed) {
     EXPECT_THAT(refusal({_folder.path("b*"), _folder.path("z*.png")}), EndsWith("z*.png: no file has such a name"));
     _folder.file("empty/notes.txt", "x");
     const std::string empty = _folder.path() + "/empty";
-    EXPECT_EQ(refusal({empty}), empty + ": holds no PNG or PGM file");
+    EXPECT_EQ(refusal({empty}), empty + ": holds no picture (PNG, PGM, JPEG, BMP or TIFF)");
     std::filesystem::remove(empty + "/notes.txt");
     EXPECT_EQ(refusal({empty}, true), empty + ": holds no file");
     EXPECT_THAT(refusal({_folder.path() + "/none/*.png"}), HasSubstr("/none: cannot be read: "));
@@ -105,7 +105,8 @@ TEST(GlobTest, OnlyTheFileNameIsAPattern) {
 }
 
 TEST(PictureNameTest, EndsAsPngOrPgm) {
-    for (const char* name : {"a.png", "a.PNG", "b/a.Pgm"}) EXPECT_TRUE(isPictureName(name)) << name;
+    for (const char* name : {"a.png", "a.PNG", "b/a.Pgm", "a.JPG", "a.jpeg", "a.bmp", "a.tif", "a.tiff"})
+        EXPECT_TRUE(isPictureName(name)) << name;
     for (const char* name : {"a", "a.raw", "png", "a.png.txt", "a.pngx"}) EXPECT_FALSE(isPictureName(name)) << name;
 }
 

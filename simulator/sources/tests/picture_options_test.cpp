@@ -74,6 +74,21 @@ TEST_F(PictureOptionsTest, TheyGoWithImagesOnly) {
         EXPECT_THAT(refusal(given), HasSubstr(std::string(given.front()) + " goes with --images only"));
 }
 
+TEST_F(PictureOptionsTest, AStreamOnStandardInputNeedsItsFormatAndGoesAlone) {
+    const auto parsed = parse({"--images", "-", "--format", "y4m"});
+    EXPECT_EQ(parsed.exitCode, std::nullopt) << parsed.people;
+    EXPECT_TRUE(parsed.options.pictures.piped);
+    EXPECT_FALSE(parse(with({})).options.pictures.piped);
+    EXPECT_THAT(refusal({"--images", "-"}), HasSubstr("--images - needs --format y4m"));
+    EXPECT_THAT(refusal(with({"--format", "y4m"})), HasSubstr("--format goes with --images - only"));
+    EXPECT_THAT(refusal({"--format", "y4m"}), HasSubstr("--format goes with --images - only"));
+    EXPECT_THAT(refusal(with({"--images", "-", "--format", "y4m"})),
+                HasSubstr("--images - does not go with other pictures"));
+    EXPECT_THAT(refusal({"--images", "-", "--format", "png"}), HasSubstr("'png' is none of y4m"));
+    EXPECT_THAT(refusal({"--images", "-", "--format", "y4m", "--play", "loop"}),
+                HasSubstr("--play does not go with --images -"));
+}
+
 TEST_F(PictureOptionsTest, PatternsDoNotGoWithImages) {
     EXPECT_THAT(refusal(with({"--pattern", "ball"})), HasSubstr("--pattern does not go with --images"));
     EXPECT_THAT(refusal(with({"--pattern-seed", "3"})), HasSubstr("--pattern-seed does not go with --images"));

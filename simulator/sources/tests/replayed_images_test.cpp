@@ -54,7 +54,7 @@ protected:
     static std::vector<std::uint8_t> draw(ReplayedImages& images, std::uint64_t frame) {
         std::vector<std::uint8_t> bytes(images.format().bytes(), 1);
         const std::uint32_t crc = images.draw(bytes.data(), frame, std::nullopt);
-        EXPECT_EQ(crc, frames::crcBelowStrip({bytes.data(), images.format()}));
+        EXPECT_EQ(crc, frames::crcOutsideStrip({bytes.data(), images.format()}, images.strip()));
         return bytes;
     }
 
@@ -102,6 +102,19 @@ TEST_F(ReplayedImagesTest, StripLinesAreLeftAlone) {
     EXPECT_EQ(bytes[16 * 1000], 90);
 }
 
+TEST_F(ReplayedImagesTest, LinesOfAStripAtTheBottomAreLeftAlone) {
+    png("a.png", 1000, 20, 90);
+    _options.strip = {frames::StripForm::cells4, frames::StripPlace::bottom};
+    const auto images = load();
+    std::vector<std::uint8_t> bytes(images->format().bytes(), 1);
+    const std::uint32_t crc = images->draw(bytes.data(), 0, std::nullopt);
+    EXPECT_EQ(crc, frames::crcOutsideStrip({bytes.data(), images->format()}, images->strip()));
+    EXPECT_EQ(bytes.front(), 90);
+    EXPECT_EQ(bytes[16 * 1000 - 1], 90);
+    EXPECT_EQ(bytes[16 * 1000], 1);
+    EXPECT_EQ(bytes.back(), 1);
+}
+
 TEST_F(ReplayedImagesTest, DifferentSizesAreRefusedWithBothFiles) {
     png("a.png", 4, 3, 10);
     pgm("b.pgm", 5, 3, 10);
@@ -121,11 +134,11 @@ TEST_F(ReplayedImagesTest, SizeThatIsNotTheCamerasIsRefused) {
 TEST_F(ReplayedImagesTest, UnreadableFileIsRefused) {
     png("a.png", 4, 3, 10);
     _folder.file("b.png", "this is no picture");
-    EXPECT_THAT(refusal(), HasSubstr("b.png: is neither a PNG nor a binary PGM (P5) file"));
+    EXPECT_THAT(refusal(), HasSubstr("b.png: is neither a PNG, JPEG, BMP or TIFF nor a binary PGM (P5) file"));
 }
 
 TEST_F(ReplayedImagesTest, FolderWithoutPicturesIsRefused) {
-    EXPECT_EQ(refusal(), _folder.path() + ": holds no PNG or PGM file");
+    EXPECT_EQ(refusal(), _folder.path() + ": holds no picture (PNG, PGM, JPEG, BMP or TIFF)");
 }
 
 TEST_F(ReplayedImagesTest, MissingFileIsRefused) {
@@ -231,6 +244,7 @@ TEST_F(ReplayedImagesTest, LargerPictureIsSeenThroughAMovingWindow) {
         world += static_cast<char>(at & 0xFF);
     }
     _folder.file("world.pgm", world);
+    _options.strip.form = frames::StripForm::cells8;  // for which the images are too narrow
     const auto images = load(2, ImageFormat{100, 50, 2});
     EXPECT_EQ(images->format(), (ImageFormat{100, 50, 2}));
     for (const std::uint64_t frame : {0u, 1u, 57u, 79u, 1000u}) {

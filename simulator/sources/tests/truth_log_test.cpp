@@ -78,6 +78,7 @@ TEST_F(TruthLogTest, FirstLineSaysWhatIsDrawn) {
     EXPECT_EQ(first["height_px"], 480);
     EXPECT_EQ(first["bytes_per_pixel"], 2);
     EXPECT_EQ(first["strip_lines"], stripLines({640, 480, 2}));
+    EXPECT_EQ(first["strip_first_line"], 0);
     EXPECT_EQ(first["dark_grey"], 8192);
     EXPECT_EQ(first["bright_grey"], 57343);
     EXPECT_EQ(first["white_grey"], 65535);

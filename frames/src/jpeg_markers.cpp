@@ -1,0 +1,75 @@
+#include "jpeg_markers.h"
+
+#include "picture_limits.h"
+
+namespace frames {
+namespace {
+
+constexpr std::size_t kMaxScans = 100;
+constexpr std::uint8_t kEndMark = 0xD9;
+constexpr std::uint8_t kScanMark = 0xDA;
+
+std::size_t bigEndian16(const std::uint8_t* bytes) { return std::size_t{bytes[0]} << 8 | bytes[1]; }
+
+bool isRestart(std::uint8_t mark) { return mark >= 0xD0 && mark <= 0xD7; }
+bool isFrame(std::uint8_t mark) { return mark >= 0xC0 && mark <= 0xCF && mark != 0xC4 && mark != 0xC8 && mark != 0xCC; }
+bool isReadFrame(std::uint8_t mark) { return mark <= 0xC2; }
+
+/// Goes from mark to mark.
+class Markers {
+public:
+    Markers(const std::uint8_t* file, std::size_t bytes) : _file(file), _bytes(bytes) {}
+
+    /// The next mark, or none at the end of the file. Skips what stands before it.
+    bool next(std::uint8_t& mark) {
+        while (_at + 1 < _bytes) {
+            const bool found = _file[_at] == 0xFF && _file[_at + 1] != 0 && _file[_at + 1] != 0xFF;
+            mark = _file[_at + 1];
+            _at += found ? 2 : 1;
+            if (found && !isRestart(mark)) return true;
+        }
+        return false;
+    }
+
+    /// The segment behind a mark; null when the file ends within it. Its length includes the two bytes of the length.
+    const std::uint8_t* segment(std::size_t& length) {
+        if (_bytes - _at < 2) return nullptr;
+        length = bigEndian16(_file + _at);
+        if (length < 2 || length > _bytes - _at) return nullptr;
+        const std::uint8_t* const begin = _file + _at;
+        _at += length;
+        return begin;
+    }
+
+private:
+    const std::uint8_t* _file;
+    std::size_t _bytes;
+    std::size_t _at = 2;  // behind the start mark
+};
+
+}  // namespace
+
+std::string problemOfJpegMarkers(const std::uint8_t* file, std::size_t bytes, JpegSize& size) {
+    constexpr std::size_t kFrameBytes = 8;  // length, precision, height, width, components
+    Markers markers(file, bytes);
+    std::size_t scans = 0;
+    std::uint8_t mark = 0;
+    while (markers.next(mark)) {
+        if (mark == kEndMark) return scans > 0 ? std::string() : damaged("has no pixels");
+        std::size_t length = 0;
+        const std::uint8_t* const segment = markers.segment(length);
+        if (!segment) return damaged("ends within its header");
+        if (isFrame(mark)) {
+            if (!isReadFrame(mark)) return "is a JPEG of a kind that is not read (lossless or arithmetic)";
+            if (length < kFrameBytes || size.width != 0) return damaged("its frame header is damaged");
+            size = {bigEndian16(segment + 5), bigEndian16(segment + 3)};
+            if (size.width == 0 || size.height == 0) return damaged("its header names an impossible size");
+        }
+        if (mark != kScanMark) continue;
+        if (size.width == 0) return damaged("its pixels come before its header");
+        if (++scans > kMaxScans) return damaged("has more than " + std::to_string(kMaxScans) + " scans");
+    }
+    return damaged("ends before its last pixel");
+}
+
+}  // namespace frames
