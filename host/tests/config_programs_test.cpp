@@ -78,7 +78,7 @@ TEST_P(UnreadableConfigTest, SimulatorSaysWhichFileAndWhyAndEnds) {
 
 TEST_P(UnreadableConfigTest, DoctorTellsOfTheSameFile) {
     EXPECT_EQ(startHost({"doctor", "--config", _given}).join(60s), host::kExitFailed);
-    EXPECT_THAT(text("out.txt"), HasSubstr("  problem  "));
+    EXPECT_THAT(text("out.txt"), HasSubstr("\nproblem  "));
     EXPECT_THAT(text("out.txt"), testing::AnyOf(HasSubstr(".ini"), HasSubstr("folder: cannot be read")));
 }
 
