@@ -39,8 +39,9 @@ public:
     Grab(const Grab&) = delete;
     Grab& operator=(const Grab&) = delete;
 
-    /// Grabs until the wanted images have come, the wanted time is over, a stop was requested (platform_installStopHandler), no image came in
-    /// time, or the simulator's images gave way to faked ones. Saved images are on disk when it returns.
+    /// Grabs until the wanted images have come, the wanted time is over, a stop was requested
+    /// (platform_installStopHandler), no image came in time, or the simulator's images gave way to faked ones. Saved
+    /// images are on disk when it returns.
     /// @return  Exit code.
     int run();
 
