@@ -143,7 +143,7 @@ std::string configHelp(const CLI::App& app) {
            "  " +
            name + " config --show\n  " + name + " config --show --json\n  " + name +
            " config --completion >>~/.bash_completion\n  " + name +
-           " config --completion powershell | Out-String | Invoke-Expression\n"
+           " config --completion powershell >>$PROFILE\n"
            "\n"
            "Exit codes: 0 done, 2 wrong usage.";
 }
