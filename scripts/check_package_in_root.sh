@@ -43,7 +43,7 @@ printf 'APT::Get::Assume-Yes "true";\n' >"$root/etc/apt/apt.conf.d/90nobody-to-a
 [ -z "$http_proxy" ] || printf 'Acquire::http::Proxy "%s";\n' "$http_proxy" >>"$root/etc/apt/apt.conf.d/90nobody-to-ask"
 chroot "$root" useradd --create-home --shell /bin/bash reader
 echo 'reader ALL=(ALL) NOPASSWD: ALL' >"$root/etc/sudoers.d/reader"
-packages() { chroot "$root" dpkg-query -W -f='${Installed-Size} ${Package}\n' | sort -k 2; }
+packages() { chroot "$root" dpkg-query -W -f='${Package} ${Installed-Size}\n' | sort; }
 packages >"$scratch/before"
 
 # ---- the first minute
@@ -51,5 +51,5 @@ cp "$package" "$root/home/reader"
 python3 docs/tests/page_commands.py "$page" "$root" --in-root >"$scratch/page.log" 2>&1 ||
     { cat "$scratch/page.log"; fail "the first minute fails in an empty Debian"; }
 tail -n 1 "$scratch/page.log"
-packages | comm -13 "$scratch/before" - | awk '{ size += $1; names = names " " $2 }
+packages | comm -13 "$scratch/before" - | awk '{ size += $2; names = names " " $1 }
     END { printf "installed:%s, %.1f MB\n", names, size / 1000 }'
