@@ -4,9 +4,9 @@
 usage: summarize_tests.py [--failures] FILE …
 
 FILE is a JUnit file of CTest or a .check file that holds "passed" or "failed". A CTest entry that ran a GoogleTest
-program counts as the tests that the program says it runs; those that a crash kept from running have failed. With --failures the output of what
-failed comes first, and the sum stands in brackets; without it only the names come first. Exit status: 0 nothing failed,
-1 something failed, 2 a file cannot be read.
+program counts as the tests that the program says it runs; those that a crash kept from running have failed. With
+--failures the output of what failed comes first, and the sum stands in brackets; without it only the names come first.
+Exit status: 0 nothing failed, 1 something failed, 2 a file cannot be read.
 """
 import pathlib
 import re

@@ -62,7 +62,8 @@ run_tests() { # preset, ctest arguments …; builds the target in $target
         return
     fi
     section "$preset: tests"
-    ctest --preset "$preset" --output-junit "$PWD/$results/$preset.xml" --test-output-size-passed 200000 --quiet \
+    ctest --preset "$preset" --output-junit "$PWD/$results/$preset.xml" --test-output-size-passed 200000 \
+        --test-output-size-failed 2000000 --quiet \
         --output-log "$results/$preset.ctest.log" "$@" </dev/null || failed=1
     python3 scripts/summarize_tests.py --failures "$results/$preset.xml" || failed=1
 }

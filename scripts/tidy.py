@@ -4,8 +4,9 @@
 usage: tidy.py BUILD_FOLDER [SOURCE …]    after a build by Ninja, which knows what each source includes
 
 A source that was clean is not looked at again until it, a header that it includes, its command, its profile or
-clang-tidy itself changes; what was clean is remembered in the user's cache, for all clones. Exit status: 0 all clean,
-1 not.
+clang-tidy itself changes; what was clean is remembered in the user's cache, for all clones. A source that belongs to
+several targets is looked at as the first of them compiles it, which is its library: the others are tests that put a
+stand-in in the place of a call. Exit status: 0 all clean, 1 not.
 """
 import concurrent.futures
 import contextlib
