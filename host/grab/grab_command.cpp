@@ -16,7 +16,11 @@ bool wantsJson(const GrabOptions& options) { return options.json || options.json
 
 void printAnswer(const GrabRun& run, const GrabOptions& options, bool findings, std::ostream& stream) {
     printTable(run.report, {options.all, microseconds(isStandardOutput(options.save.folder))}, stream);
-    if (findings) tellFindings(run.report.findings, stream);
+    if (findings && !run.report.findings.kept().empty()) {
+        stream << '\n';
+        tellFindings(run.report.findings, stream);
+    }
+    if (!options.save.folder.empty()) stream << '\n';
     tellSaved(options.save, run.saved, stream);
 }
 
