@@ -30,7 +30,7 @@ public:
 
     // ---- what the decoder calls; blocks that no object watches are not limited
 
-    /// A block, or null.
+    /// A block of zeros, or null: the decoder of damaged files reads tables that it never filled.
     static void* take(std::size_t bytes);
 
     /// A larger block with the content of another, which is then given back; null leaves the other as it is. Without
