@@ -1,5 +1,5 @@
-// Y4mReader over any bytes, that come in pieces of any size: pictures as the header promises, an end, or a reason that a
-// terminal can show.
+// Y4mReader over any bytes, that come in pieces of any size: pictures as the header promises, an end, or a reason that
+// a terminal can show.
 #include <algorithm>
 #include <cstring>
 

@@ -1,4 +1,5 @@
-// PNG files of cameras with 9 to 15 bits, for viewers, which take 16 bits for the whole range and show such images black.
+// PNG files of cameras with 9 to 15 bits, for viewers: those take 16 bits for the whole range and show such images
+// nearly black.
 #pragma once
 
 #include <cstdint>

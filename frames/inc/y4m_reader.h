@@ -1,5 +1,5 @@
-// Reads a stream of uncompressed pictures (YUV4MPEG2), as video programs write it into a pipe: one header line, then for
-// each picture the line "FRAME" and its planes. Of colours, brightness alone is kept.
+// Reads a stream of uncompressed pictures (YUV4MPEG2), as video programs write it into a pipe: one header line, then
+// for each picture the line "FRAME" and its planes. Of colours, brightness alone is kept.
 #pragma once
 
 #include <cstddef>

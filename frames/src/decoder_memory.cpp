@@ -44,7 +44,11 @@ void* DecoderMemory::make(std::size_t bytes, Kind kind) {
     return new (memory) Head{bytes, kind} + 1;
 }
 
-void* DecoderMemory::take(std::size_t bytes) { return make(bytes, Kind::plain); }
+void* DecoderMemory::take(std::size_t bytes) {
+    void* const block = make(bytes, Kind::plain);
+    if (block) std::memset(block, 0, bytes);
+    return block;
+}
 
 void* DecoderMemory::grow(void* block, std::size_t bytes) {
     if (!block) return make(bytes, Kind::packed);

@@ -30,7 +30,8 @@ public:
 
     // ---- called by the decoder; blocks are not limited while no object exists
 
-    /// Allocates a block, or returns null.
+    /// Allocates a block of zeros, or returns null. Zeros because the decoder of damaged files reads tables that it
+    /// never filled.
     static void* take(std::size_t bytes);
 
     /// Allocates a larger block with the content of another one, which is then freed; on null, the other one stays

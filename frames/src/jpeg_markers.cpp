@@ -1,5 +1,7 @@
 #include "jpeg_markers.h"
 
+#include <numeric>
+
 #include "picture_limits.h"
 
 namespace frames {
@@ -8,12 +10,27 @@ namespace {
 constexpr std::size_t kMaxScans = 100;
 constexpr std::uint8_t kEndMark = 0xD9;
 constexpr std::uint8_t kScanMark = 0xDA;
+constexpr std::uint8_t kTablesMark = 0xC4;
 
 std::size_t bigEndian16(const std::uint8_t* bytes) { return std::size_t{bytes[0]} << 8 | bytes[1]; }
 
 bool isRestart(std::uint8_t mark) { return mark >= 0xD0 && mark <= 0xD7; }
 bool isFrame(std::uint8_t mark) { return mark >= 0xC0 && mark <= 0xCF && mark != 0xC4 && mark != 0xC8 && mark != 0xCC; }
 bool isReadFrame(std::uint8_t mark) { return mark <= 0xC2; }
+
+// Tables of codes: each a byte with its number, how many codes there are of each of 16 lengths, and their values. More
+// than 256 codes do not fit into the decoder's table.
+bool tablesAreWhole(const std::uint8_t* segment, std::size_t length) {
+    constexpr std::size_t kHead = 17;
+    constexpr std::size_t kMaxCodes = 256;
+    for (std::size_t at = 2; at < length;) {
+        if (length - at < kHead) return false;
+        const std::size_t codes = std::accumulate(segment + at + 1, segment + at + kHead, std::size_t{0});
+        if (codes > kMaxCodes || codes > length - at - kHead) return false;
+        at += kHead + codes;
+    }
+    return true;
+}
 
 /// Goes from mark to mark.
 class Markers {
@@ -59,6 +76,7 @@ std::string problemOfJpegMarkers(const std::uint8_t* file, std::size_t bytes, Jp
         std::size_t length = 0;
         const std::uint8_t* const segment = markers.segment(length);
         if (!segment) return damaged("ends within its header");
+        if (mark == kTablesMark && !tablesAreWhole(segment, length)) return damaged("its tables of codes are damaged");
         if (isFrame(mark)) {
             if (!isReadFrame(mark)) return "is a JPEG of a kind that is not read (lossless or arithmetic)";
             if (length < kFrameBytes || size.width != 0) return damaged("its frame header is damaged");

@@ -110,8 +110,9 @@ bool isReadCompression(std::uint16_t compression) {
 constexpr char kDamaged[] = "is damaged: its pixels cannot be decoded";
 
 std::uint16_t brightness(double red, double green, double blue) {
-    const double nearest = Colour{red / kMaxSample, green / kMaxSample, blue / kMaxSample}.brightness() * kMaxSample;
-    return static_cast<std::uint16_t>(nearest + 0.5);  // not negative: cutting rounds
+    const Colour colour{red / kMaxSample, green / kMaxSample, blue / kMaxSample};
+    const double nearest = colour.brightness() * kMaxSample + 0.5;  // not negative: cutting rounds
+    return static_cast<std::uint16_t>(nearest);
 }
 
 // One pixel's samples, each 0 … 65535, appended.

@@ -134,9 +134,9 @@ Y4mReader::Result Y4mReader::fail(const std::string& reason) {
 Y4mReader::Result Y4mReader::take(std::ptrdiff_t count) {
     if (count < 0) return Result::waiting;
     if (count > 0) return Result::ready;
-    const bool between = _part == Part::frameLine && _line.empty();
-    return between ? _result = Result::ended
-                   : fail(_part == Part::header ? "ends within its header" : "ends within a picture");
+    if (_part == Part::frameLine && _line.empty()) return _result = Result::ended;
+    if (_part == Part::header) return fail(_line.empty() ? "is empty" : "ends within its header");
+    return fail("ends within a picture");
 }
 
 // One byte after the other: what stands behind the line is not to be taken.

@@ -142,7 +142,19 @@ TEST(JpegTest, AFloodOfScansIsRefusedBeforeTheFirstIsDecoded) {
     EXPECT_EQ(refusal(file), "is damaged: has more than 100 scans");
 }
 
-TEST(JpegTest, LossyKindsThatNobodyReadsAreNamed) {
+TEST(JpegTest, TablesOfMoreCodesThanThereArePlacesAreRefused) {
+    const Bytes whole = jpegOf(40, 30, 1, gradient(40, 30));
+    const Bytes tables{0xFF, 0xC4};
+    const auto at = std::search(whole.begin(), whole.end(), tables.begin(), tables.end()) - whole.begin();
+    ASSERT_LT(at, static_cast<std::ptrdiff_t>(whole.size()));
+    for (const std::ptrdiff_t count : {5, 12, 20}) {
+        Bytes file = whole;
+        file[static_cast<std::size_t>(at + count)] = 255;
+        EXPECT_EQ(refusal(file), "is damaged: its tables of codes are damaged") << count;
+    }
+}
+
+TEST(JpegTest, KindsThatNobodyReadsAreNamed) {
     Bytes file = jpegOf(40, 30, 1, gradient(40, 30));
     const Bytes frame{0xFF, 0xC0};
     const auto found = std::search(file.begin(), file.end(), frame.begin(), frame.end());

@@ -138,7 +138,7 @@ TEST(Y4mReaderTest, AStreamThatBreaksOffSaysWhere) {
         const Result first = header(reader);
         if (size < 22) {
             EXPECT_EQ(first, Result::failed) << size;
-            EXPECT_EQ(reader.error(), "ends within its header");
+            EXPECT_EQ(reader.error(), size == 0 ? "is empty" : "ends within its header");
             continue;
         }
         ASSERT_EQ(first, Result::ready) << size;

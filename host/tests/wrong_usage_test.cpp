@@ -343,8 +343,9 @@ TEST(WrongUsageTest, OptionThatIsGivenTwiceTakesTheLastValue) {
         if (row.kind == Kind::file || row.kind == Kind::path) return file;
         if (name == "--bits") return "16";
         if (name == "--duration") return "5s";
+        if (name == "--stretch") return "12";
         if (name == "--size" || name == "--raw-size") return "64x64";
-        for (const char* word : {"png", "skip", "circle", "sine", "hold", "drift"}) {
+        for (const char* word : {"png", "skip", "circle", "sine", "hold", "drift", "line", "top", "y4m"}) {
             if (row.kind == Kind::choice && std::string(row.range).find(word) != std::string::npos) return word;
         }
         return row.kind == Kind::choice ? "circle" : "2";

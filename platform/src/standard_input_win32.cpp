@@ -11,7 +11,9 @@ constexpr std::size_t kMaxPiece = std::size_t{1} << 30;
 std::ptrdiff_t waitingBytes(HANDLE pipe, std::int64_t untilNs) {
     for (;;) {
         DWORD waiting = 0;
-        if (PeekNamedPipe(pipe, nullptr, 0, nullptr, &waiting, nullptr) == 0) return 0;
+        // A pipe that cannot be looked at is read, which waits as long as it takes.
+        if (PeekNamedPipe(pipe, nullptr, 0, nullptr, &waiting, nullptr) == 0)
+            return GetLastError() == ERROR_BROKEN_PIPE ? 0 : static_cast<std::ptrdiff_t>(kMaxPiece);
         if (waiting > 0) return static_cast<std::ptrdiff_t>(waiting);
         if (platform_monotonicNanoseconds() >= untilNs) return -1;
         Sleep(1);

@@ -282,6 +282,47 @@ TEST_F(SimulatorTest, AStripOverMoreThanATenthOfTheImageIsToldUnlessItIsLeftOut)
     EXPECT_THAT(_people.str(), Not(HasSubstr("the strip covers")));
 }
 
+/// Pictures that come at their own times, far apart, until they end or break off.
+class LiveImages : public RenderedImages {
+public:
+    LiveImages(int pictures, Supply end) : RenderedImages(kFormat), _left(pictures), _end(end) {}
+
+    Supply await(std::int64_t) override {
+        if (_left == 0) return _end;
+        _waiting = !_waiting;
+        if (_waiting) return Supply::waiting;
+        constexpr std::int64_t kSeventyMsNs = 70'000'000;
+        platform_sleepUntil(platform_monotonicNanoseconds() + kSeventyMsNs);
+        --_left;
+        return Supply::ready;
+    }
+    bool isLive() const override { return true; }
+    std::string problem() const override { return "standard input: ends within a picture"; }
+
+private:
+    int _left;
+    Supply _end;
+    bool _waiting = false;
+};
+
+TEST_F(SimulatorTest, LivePicturesAreDeliveredAsTheyComeAndNoneIsSkipped) {
+    LiveImages live(5, simulator::ImageSource::Supply::ended);
+    _options.pacing.framesPerSecond = 100;  // each picture is late by more than half a ring
+    _options.pacing.frameCount = 0;
+    Simulator simulator(_options, live, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().written, 5u);
+    EXPECT_EQ(simulator.totals().skipped, 0u);
+}
+
+TEST_F(SimulatorTest, LivePicturesThatBreakOffEndTheRunWithTheirReason) {
+    LiveImages live(1, simulator::ImageSource::Supply::failed);
+    Simulator simulator(_options, live, _people);
+    EXPECT_EQ(simulator.run(), 1);
+    EXPECT_EQ(simulator.totals().written, 1u);
+    EXPECT_THAT(_people.str(), HasSubstr("dorven-simulator: standard input: ends within a picture\n"));
+}
+
 TEST_F(SimulatorTest, SecondSimulatorSaysSoAndFails) {
     Simulator first(_options, _source, _people);
     first.openRing();
