@@ -38,7 +38,8 @@ constexpr const char* kVerifyHelp =
 
 constexpr const char* kSnapHelp =
     "The ending of OUT sets the format: .png, .pgm (8 and 16 bit grey) or .raw (the pixels as they are in memory). "
-    "- writes to standard output in the format of --format. Without --any, snap saves the first image that a simulator completed after the start and that arrived whole. "
+    "- writes to standard output in the format of --format. Without --any, snap saves the first image that a simulator "
+    "completed after the start and that arrived whole. "
     "With --any it saves the first image of any kind: one that waited in the ring, a faked one (22 s after the start "
     "without a simulator) or one without a strip. A file that exists is not replaced without --force.\n"
     "\n"

@@ -239,8 +239,8 @@ std::optional<int> parseHostOptions(int argc, const char* const* argv, HostOptio
     if (const auto exitCode = options::parse(app, argc, argv, data, people)) return exitCode;
     if (app.get_subcommands().empty()) return options::refuseMissingCommand(app, people);
     if (lacksFaultLog(options))
-        return options::refuse(app, "verify needs --fault-log FILE.jsonl; 'dorven-host help verify' shows what verify takes",
-                               people);
+        return options::refuse(
+            app, "verify needs --fault-log FILE.jsonl; 'dorven-host help verify' shows what verify takes", people);
     if (options.command == HostOptions::Command::call) {
         options.call.open = options.call.open || !options.call.configFile.empty();
         if (const std::string problem = problemOfCall(options.call); !problem.empty())

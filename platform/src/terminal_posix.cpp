@@ -37,7 +37,9 @@ bool platform_standardOutputIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
 
 std::size_t platform_terminalColumns() { return columnsOf(STDERR_FILENO); }
 
-std::size_t platform_outputTerminalColumns() { return platform_standardOutputIsTerminal() ? columnsOf(STDOUT_FILENO) : 0; }
+std::size_t platform_outputTerminalColumns() {
+    return platform_standardOutputIsTerminal() ? columnsOf(STDOUT_FILENO) : 0;
+}
 
 void platform_beginUtf8Console() {}  // a terminal has the encoding that its user chose
 

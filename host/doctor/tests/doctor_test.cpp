@@ -142,7 +142,7 @@ TEST_F(DoctorTest, MachineAtRestHasNoProblem) {
     EXPECT_THAT(_data.str(), HasSubstr("\nok       library: "));
     EXPECT_THAT(_data.str(), HasSubstr("\nok       configuration: no file: the camera's defaults\n"));
     EXPECT_THAT(_data.str(), HasSubstr("\nwarning  programs: no simulator is running: the camera fakes images after "
-                                         "22 s\n         -> start dorven-simulator\n"));
+                                       "22 s\n         -> start dorven-simulator\n"));
     EXPECT_THAT(_data.str(), HasSubstr("\n0 problems, "));
     EXPECT_EQ(_people.str(), "");
 }
