@@ -55,8 +55,8 @@ def main(arguments):
         found = unread(ROOT, pathlib.Path(arguments[1]))
         chosen = found[:int(arguments[2])] if arguments[2:] else found
         if len(chosen) < len(found):
-            print(f'tests_read: {len(found)} tests were not read as they stand; {len(chosen)} of them now, the others by '
-                  'scripts/lint.sh tidy-tests', file=sys.stderr)
+            print(f'tests_read: {len(found)} tests were not read as they stand; {len(chosen)} of them now, the others '
+                  'by scripts/lint.sh tidy-tests', file=sys.stderr)
         print('\n'.join(chosen), end='\n' if chosen else '')
         return 0
     if arguments[:1] == ['mark']:
