@@ -33,8 +33,7 @@ case "${1:-}" in
         sources -name '*.cpp' -o -name '*.h' | xargs clang-format -i
         ;;
     # Tests take longer than all sources together, so scripts/test.sh --all reads those that changed since they were
-    # read, and no more than it has minutes for. Those that are clean are noted in scripts/tests_read.txt, to be
-    # committed.
+    # read, and no more than it has minutes for. Clean ones are noted in scripts/tests_read.txt, to be committed.
     tidy | tidy-tests | tidy-changed-tests)
         cmake --preset linux-release >/dev/null
         cmake --build --preset linux-release >/dev/null
