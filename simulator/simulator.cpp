@@ -23,10 +23,11 @@ constexpr std::chrono::milliseconds kFirstAnswer{500};
 /// Between images that are far apart, the camera and a ring that waits for its memory are looked at that often.
 constexpr std::int64_t kLookNs = 100'000'000;
 
-/// The options with --duration as a number of frames, where that is the smaller one.
-SimulatorOptions inFrames(SimulatorOptions options) {
+/// The options with --duration as a number of frames, where that is the smaller one. Live pictures come at times of
+/// their own: the clock ends these.
+SimulatorOptions inFrames(SimulatorOptions options, const ImageSource& source) {
     PacingOptions& pacing = options.pacing;
-    if (pacing.durationNs == 0) return options;
+    if (pacing.durationNs == 0 || source.isLive()) return options;
     const std::uint64_t frames = PacingGrid(0, pacing.framesPerSecond).latestAt(pacing.durationNs - 1) + 1;
     if (pacing.frameCount != 0 && pacing.frameCount <= frames) {
         pacing.durationNs = 0;
@@ -40,7 +41,7 @@ SimulatorOptions inFrames(SimulatorOptions options) {
 
 Simulator::Simulator(const SimulatorOptions& options, ImageSource& source, std::ostream& people, CameraLink* camera,
                      Faults* faults)
-    : _options(inFrames(options)),
+    : _options(inFrames(options, source)),
       _source(&source),
       _firstSource(source),
       _people(people),
@@ -117,7 +118,7 @@ bool Simulator::deliverOnGrid() {
     const std::int64_t startNs = platform_monotonicNanoseconds();
     if (_options.pacing.durationNs != 0) _endNs = startNs + _options.pacing.durationNs;
     if (!deliverFrames({startNs, _options.pacing.framesPerSecond})) return false;
-    if (_options.pacing.durationNs != 0) sleepUntil(_endNs);
+    if (_options.pacing.durationNs != 0 && !_source->isLive()) sleepUntil(_endNs);
     return true;
 }
 
@@ -139,13 +140,14 @@ bool Simulator::deliverFrames(PacingGrid grid) {
 
 /// Waits for a live picture. One that comes after its slot is delivered at once, and moves the grid: those behind it
 /// count from there, and none is late.
-/// @return False when none comes any more, or a stop was requested.
+/// @return False when none comes any more, a stop was requested, or the duration is over.
 bool Simulator::awaitPicture(PacingGrid& grid, std::uint64_t frame) {
     using Supply = ImageSource::Supply;
     Supply supply = Supply::waiting;
     while (supply == Supply::waiting) {
-        if (platform_stopRequested()) return false;
-        supply = _source->await(platform_monotonicNanoseconds() + kLookNs);
+        const std::int64_t nowNs = platform_monotonicNanoseconds();
+        if (platform_stopRequested() || nowNs >= _endNs) return false;
+        supply = _source->await(std::min(nowNs + kLookNs, _endNs));
         followCamera();
         if (_faults) _faults->look();
     }

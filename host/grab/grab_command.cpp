@@ -31,7 +31,9 @@ GrabRun runGrab(NUV::PluginDeviceBase& device, const GrabOptions& options, const
     LiveLine liveLine(people, options.imageCount, coloursAreWanted(std::getenv("NO_COLOR")));
     JsonLines jsonLines(data, options.frames);
     Grab grab(device, options, people, findings);
-    if (platform_standardErrorIsTerminal() && !options.quiet) grab.watch(liveLine);
+    // On a terminal that shows both, each JSON line would continue the live line.
+    const bool mixed = options.jsonLines && platform_standardOutputIsTerminal();
+    if (platform_standardErrorIsTerminal() && !options.quiet && !mixed) grab.watch(liveLine);
     if (options.jsonLines) grab.watch(jsonLines);
     const int exitCode = grab.run();
     GrabRun run{exitCode, {grab.results(), grab.end(), {}, grab.findings()}, grab.saved()};

@@ -142,7 +142,8 @@ int verifyGrab(NUV::PluginDeviceBase& device, const VerifyOptions& options, std:
     printComparison({options.faultLog, comparison.log, comparison.match, matched, &report}, options, comparable,
                     answerOf(options, data, people));
     tellGrab(run, options, false, data, people);
-    if (!comparable) tellIncomparable(people);
+    // A grab that ended with a reason of its own has told it.
+    if (!comparable && hasTable(run.report)) tellIncomparable(people);
     return exitCodeOf(run.exitCode, comparison.match, matched, report.limitsBroken.empty());
 }
 

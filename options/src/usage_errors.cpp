@@ -48,16 +48,29 @@ Words ownersOf(const CLI::App& app, const std::string& option) {
     return names;
 }
 
+// The library keeps what stands before the command with the program itself, and reads on.
+bool comesBeforeItsCommand(const CLI::App& app, const std::string& word) {
+    Words own = app.remaining(false);
+    std::erase(own, "--");
+    return !own.empty() && own.front() == word;
+}
+
 std::string unknownOption(const CLI::App& app, const std::string& word) {
     const CLI::App& command = reachedCommand(app);
     const std::string option = word.substr(0, word.find('='));
     const std::string quoted = "'" + option + "'";
     const Words owners = ownersOf(app, option);
-    if (&command == &app && !owners.empty())
-        return quoted + " stands behind its command: " + app.get_name() + " " + owners.front() + " " + option;
+    if (comesBeforeItsCommand(app, word) && !owners.empty()) {
+        const bool isOwner = std::ranges::find(owners, command.get_name()) != owners.end();
+        return quoted + " belongs after its command: " + app.get_name() + " " +
+               (isOwner ? command.get_name() : owners.front()) + " " + option;
+    }
     const std::string problem = command.get_name() + " has no option " + quoted;
     if (!owners.empty()) return problem + "; " + joinedByAnd(owners) + (owners.size() > 1 ? " have it" : " has it");
-    const std::string meant = option.starts_with("--") ? didYouMeanFirst(option, optionNames(command)) : "";
+    // "-timeout" is taken for a long name with one dash too few.
+    const bool isLong = option.size() > 2;
+    const std::string longName = option.starts_with("--") ? option : "-" + option;
+    const std::string meant = isLong ? didYouMeanFirst(longName, optionNames(command)) : "";
     return meant + problem + (meant.empty() ? "; " + helpHint(app, command) : "");
 }
 
@@ -66,7 +79,7 @@ std::string surplusWord(const CLI::App& app, const std::string& word) {
     if (&command == &app) return noSuchName("command", word, commandNamesOf(app));
     const Words names = commandNamesOf(app);
     if (std::ranges::find(names, word) != names.end() && command.get_name() != kHelpCommand)
-        return "'" + word + "' stands behind " + command.get_name() + ": give one command at a time";
+        return "'" + word + "' comes after " + command.get_name() + ": give one command at a time";
     return "'" + word + "' is one word too many; " + helpHint(app, command);
 }
 

@@ -315,6 +315,34 @@ TEST_F(SimulatorTest, LivePicturesAreDeliveredAsTheyComeAndNoneIsSkipped) {
     EXPECT_EQ(simulator.totals().skipped, 0u);
 }
 
+TEST_F(SimulatorTest, DurationEndsARunWhoseLivePicturesStopComing) {
+    LiveImages live(2, simulator::ImageSource::Supply::waiting);
+    _options.pacing.frameCount = 0;
+    _options.pacing.durationNs = 300'000'000;
+    Simulator simulator(_options, live, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().written, 2u);
+}
+
+TEST_F(SimulatorTest, LivePicturesThatComeSeldomEndWithTheDurationAndNotWithItsFrames) {
+    LiveImages live(1000, simulator::ImageSource::Supply::ended);
+    _options.pacing.framesPerSecond = 1000;
+    _options.pacing.frameCount = 0;
+    _options.pacing.durationNs = 250'000'000;
+    Simulator simulator(_options, live, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_LE(simulator.totals().written, 4u) << "one each 70 ms";
+}
+
+TEST_F(SimulatorTest, EndOfLivePicturesEndsTheRunBeforeTheDurationIsOver) {
+    LiveImages live(1, simulator::ImageSource::Supply::ended);
+    _options.pacing.frameCount = 0;
+    _options.pacing.durationNs = 3'600'000'000'000;
+    Simulator simulator(_options, live, _people);
+    EXPECT_EQ(simulator.run(), 0);
+    EXPECT_EQ(simulator.totals().written, 1u);
+}
+
 TEST_F(SimulatorTest, LivePicturesThatBreakOffEndTheRunWithTheirReason) {
     LiveImages live(1, simulator::ImageSource::Supply::failed);
     Simulator simulator(_options, live, _people);
