@@ -11,11 +11,11 @@ bool everyByteIs(std::uint8_t value, const ImageView& image) {
     return size > 0 && image.pixels[0] == value && std::memcmp(image.pixels, image.pixels + 1, size - 1) == 0;
 }
 
-// Every strip that there is.
+// Every strip that there is, the smallest first: one that was drawn over a larger one leaves that readable.
 constexpr StripWish kWishes[] = {
-    {StripForm::cells8, StripPlace::top},    {StripForm::cells4, StripPlace::top},
-    {StripForm::line, StripPlace::top},      {StripForm::cells8, StripPlace::bottom},
-    {StripForm::cells4, StripPlace::bottom}, {StripForm::line, StripPlace::bottom},
+    {StripForm::line, StripPlace::top},   {StripForm::line, StripPlace::bottom},
+    {StripForm::cells4, StripPlace::top}, {StripForm::cells4, StripPlace::bottom},
+    {StripForm::cells8, StripPlace::top}, {StripForm::cells8, StripPlace::bottom},
 };
 
 bool firstCellsBeginStrip(const ImageView& image, const StripLayout& layout) {
@@ -43,16 +43,15 @@ Unverified whyUnverified(const ImageView& image) {
 // itself by the check of the image.
 Inspection ImageInspector::inspect(const ImageView& image) {
     if (!image.pixels) return {};
-    std::optional<Inspection> torn = inspectStrip(image, _last);
-    if (torn && torn->kind == ImageKind::simulated) return *torn;
+    std::optional<Inspection> torn;
     for (const StripWish& wish : kWishes) {
-        const auto found = wish == _last ? std::nullopt : inspectStrip(image, wish);
+        const auto found = inspectStrip(image, wish);
         if (!found) continue;
         if (found->kind == ImageKind::simulated) {
             _last = wish;
             return *found;
         }
-        if (!torn) torn = found;
+        if (!torn || wish == _last) torn = found;
     }
     if (torn) return *torn;
     if (everyByteIs(kFakeGrey, image)) return {ImageKind::faked, std::nullopt};

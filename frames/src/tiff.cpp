@@ -10,6 +10,7 @@
 
 #include "picture_limits.h"
 #include "pixel_writer.h"
+#include "tiff_tags.h"
 
 namespace frames {
 namespace {
@@ -165,12 +166,15 @@ std::string readAny(TIFF* tiff, const Description& said, Picture& picture) {
 
 std::string decodeTiff(const Bytes& file, const PictureWish& wish, Picture& picture) {
     Source source{file};
+    // The library takes memory for what the tags name before anybody may look.
+    if (!tiffTagsFitTheirFile(file)) return "is damaged: its tags name more data than the file has";
     const Tiff tiff = openTiff(source, wish.maxBytes);
     if (!tiff) return "is damaged: has no TIFF header that makes sense";
     const Description said(tiff.get());
     if (said.width == 0 || said.height == 0) return "is damaged: its header names an impossible size";
     if (std::string reason = tooLarge(said.width, said.height); !reason.empty()) return reason;
-    if (!isReadCompression(said.compression) || said.sampleFormat != SAMPLEFORMAT_UINT)
+    constexpr std::uint16_t kMaxSamples = 5;  // CMYK with alpha
+    if (said.samples > kMaxSamples || !isReadCompression(said.compression) || said.sampleFormat != SAMPLEFORMAT_UINT)
         return "is a TIFF of a kind that is not read: save it without compression, in 8 or 16 bits";
     picture.width = said.width;
     picture.height = said.height;

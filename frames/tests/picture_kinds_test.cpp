@@ -259,6 +259,38 @@ TEST(TiffTest, WhatIsCutOffTooLargeOrOfAnotherKindIsRefused) {
     EXPECT_THAT(refusal(whole, {.maxBytes = whole.size()}), HasSubstr("more than there is memory for"));
 }
 
+// Two thousand tags, each an array on the file's own bytes.
+Bytes tiffOfManyTags(std::size_t valuesOfEach) {
+    constexpr std::size_t kTags = 2000;
+    Bytes file{'I', 'I', 42, 0};
+    put(file, 8, 4);
+    put(file, kTags, 2);
+    for (std::size_t tag = 0; tag < kTags; ++tag) {
+        put(file, 50000 + tag, 2);
+        put(file, 1, 2);
+        put(file, valuesOfEach, 4);
+        put(file, 8, 4);
+    }
+    put(file, 0, 4);
+    return file;
+}
+
+TEST(TiffTest, TagsThatNameMoreDataThanTheFileHasAreRefused) {
+    EXPECT_EQ(refusal(tiffOfManyTags(20000)), "is damaged: its tags name more data than the file has");
+    EXPECT_EQ(refusal(tiffOfManyTags(4)), "is damaged: has no TIFF header that makes sense") << "the library's turn";
+    Bytes motorola{'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 0xC3, 0x50, 0, 1, 0x7F, 0, 0, 0, 0, 0, 0, 8, 0, 0, 0, 0};
+    EXPECT_EQ(refusal(motorola), "is damaged: its tags name more data than the file has");
+    Bytes big{'I', 'I', 43, 0, 8, 0, 0, 0};
+    put(big, 16, 8);
+    put(big, 5000, 8);
+    EXPECT_EQ(refusal(big), "is damaged: its tags name more data than the file has") << "too many of them";
+}
+
+TEST(TiffTest, PixelsOfMoreSamplesThanColoursHaveAreRefused) {
+    EXPECT_EQ(refusal(tiffOf({.width = 60000, .height = 1, .bits = 16, .samples = 65535}, {0, 0})),
+              "is a TIFF of a kind that is not read: save it without compression, in 8 or 16 bits");
+}
+
 #else
 
 TEST(TiffTest, ABuildWithoutTheLibrarySaysSo) {

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "doctor_checks.h"
+#include "printable.h"
 
 namespace host {
 namespace {
@@ -46,13 +47,17 @@ std::string remedyOf(const Findings& findings) {
     }
     std::string remedy;
     for (std::size_t index = 0; index < std::min(told.size(), kMaxRemedies); ++index)
-        remedy.append(index > 0 ? "; or: " : "").append(told[index]);
+        remedy.append(index == 0 ? "" : told[index].starts_with("or ") ? "; " : "; and: ").append(told[index]);
     return remedy;
 }
 
 std::string verdictOf(const Findings& findings, const std::string& remedy) {
-    if (!remedy.empty()) return "To do: " + remedy;
-    return worstOf(findings) == FindingLevel::ok ? "All is well: images can be grabbed." : "Nothing is to be done.";
+    if (!remedy.empty()) return "To do: " + printable(remedy);
+    if (worstOf(findings) == FindingLevel::ok) return "All is well: images can be grabbed.";
+    const bool known = std::ranges::all_of(findings, [](const Diagnosis& finding) {
+        return finding.level == FindingLevel::ok || !finding.advice.empty();
+    });
+    return known ? "Nothing needs to be done." : "See the warnings; no remedy is known for all of them.";
 }
 
 void printPeople(const Findings& findings, bool all, std::ostream& stream) {
@@ -61,8 +66,9 @@ void printPeople(const Findings& findings, bool all, std::ostream& stream) {
     for (const Diagnosis& finding : findings) {
         if (finding.isDetail && !all) continue;
         const std::string level = nameOf(finding.level);
-        stream << level << std::string(9 - level.size(), ' ') << finding.check << ": " << finding.found << '\n';
-        if (!finding.advice.empty()) stream << "         -> " << finding.advice << '\n';
+        stream << level << std::string(9 - level.size(), ' ') << finding.check << ": " << printable(finding.found)
+               << '\n';
+        if (!finding.advice.empty()) stream << "         -> " << printable(finding.advice) << '\n';
     }
     stream << '\n'
            << counted(countOf(findings, FindingLevel::problem), "problem") << ", "

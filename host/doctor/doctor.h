@@ -40,7 +40,8 @@ std::string problemOfConfiguration(const std::string& path);
 
 /// Examines and prints.
 ///
-/// People get the remedy first, what was found, and the remedy again, since the first lines may have left the screen.
+/// For people the remedy comes first, then what was found, then the remedy again, since the first lines may have left
+/// the screen.
 ///
 /// @param data    Receives the findings, for people or as JSON: one object with schema, result ("ok", "warning" or
 ///                "problem": the worst level), warnings and problems (counts) and checks, an array of objects with

@@ -57,7 +57,7 @@ void examineNames(const std::string& path, const MIniData& ini, Findings& findin
             if (const std::string suggestion = options::didYouMean(section, sections); !suggestion.empty())
                 add(findings, kCheck, FindingLevel::warning,
                     placeOf(path, "section", section) + " is not read" + suggestion,
-                    "names of sections and keys are case-sensitive");
+                    "correct the name of that section: names are case-sensitive");
             continue;
         }
         std::vector<std::string> keys{kRedirectKey};
@@ -72,7 +72,7 @@ void examineNames(const std::string& path, const MIniData& ini, Findings& findin
             if (section != kImageSection && suggestion.empty()) continue;
             std::string text = placeOf(path, "key", plain);
             text.append(" of section '").append(section).append("' is not read").append(suggestion);
-            add(findings, kCheck, FindingLevel::warning, text);
+            add(findings, kCheck, FindingLevel::warning, text, "correct the name of that key, or remove the key");
         }
     }
 }

@@ -1,5 +1,6 @@
 // Simulators where this program cannot see them.
 #include <algorithm>
+#include <cctype>
 
 #include "doctor_checks.h"
 
@@ -12,7 +13,10 @@ constexpr const char* kUsualSpace = "default";  // that of a program without the
 constexpr std::size_t kMaxTold = 3;
 
 std::string settingOf(const std::string& space) {
-    return space == kUsualSpace ? std::string("without ") + kVariable : std::string("with ") + kVariable + "=" + space;
+    if (space == kUsualSpace) return std::string("without ") + kVariable;
+    const bool isPlain =
+        std::ranges::all_of(space, [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '-'; });
+    return std::string("with ") + kVariable + "=" + (isPlain ? space : "'" + space + "'");
 }
 
 }  // namespace
@@ -22,7 +26,7 @@ void tellElsewhere(const ObjectsElsewhere& elsewhere, Findings& findings) {
         const std::string& space = elsewhere.spaces[index];
         add(findings, kCheck, FindingLevel::warning,
             "a simulator runs in name space \"" + space + "\"; this program looks in \"" + elsewhere.ownSpace + "\"",
-            "start the host " + settingOf(space) + " to use that simulator");
+            "or start the host " + settingOf(space) + " to use that simulator");
     }
     if (elsewhere.spaces.size() > kMaxTold)
         add(findings, kCheck, FindingLevel::ok,
@@ -31,10 +35,11 @@ void tellElsewhere(const ObjectsElsewhere& elsewhere, Findings& findings) {
         const ObjectsElsewhere::Folder& folder = elsewhere.folders[index];
         add(findings, kCheck, FindingLevel::warning,
             folder.path + " belongs to " + folder.owner +
-                (folder.isForeign ? " and was made in a container: a simulator there" : ": a simulator of that user") +
+                (folder.isForeign ? " and was made in a container: if a simulator runs there, it"
+                                  : ": if a simulator of that user runs, it") +
                 " cannot be reached from here",
-            folder.isForeign ? "if it is the one you want, run host and simulator in one container"
-                             : "if it is the one you want, run host and simulator as one user");
+            folder.isForeign ? "none, unless you want that simulator: then run host and simulator in one container"
+                             : "none, unless you want that simulator: then run host and simulator as one user");
     }
 }
 

@@ -181,6 +181,12 @@ int Grab::tellEnd(bool imageCame) {
         _end = "no_image";
         return kExitNoImage;
     }
+    if (_requiresSimulator && _statistics->counts().images == 0) {
+        _people << "dorven-host: stopped before an image came; "
+                << (_simulatorWatch.runs() ? kSilentSimulator : kNoSimulator) << std::endl;
+        _end = "stop";
+        return kExitNoImage;
+    }
     if (_state != State::complete) _statistics->waitedUntil(_endNs);
     _end = _state == State::complete ? "count" : _timeIsUp ? "duration" : "stop";
     return kExitDone;
@@ -193,7 +199,9 @@ void Grab::tellNoImage() {
     _people << "dorven-host: no image came for " << waitedS << " s; ";
     if (!_simulatorWatch.runs()) {
         _people << (_imageCame ? "the simulator has ended: start dorven-simulator again" : kNoSimulator) << std::endl;
-    } else if (counts.images == 0 && counts.stale > 0) {
+    } else if (counts.images > 0) {
+        _people << "the simulator may hang or be paused" << std::endl;
+    } else if (counts.stale > 0) {
         _people << counts.stale << " had waited from before the grab: the simulator may hang or be paused" << std::endl;
     } else {
         _people << "another host may hold the camera's images, or one was killed: restart the simulator" << std::endl;

@@ -47,7 +47,7 @@ TEST_F(AnswersTest, WhatACommandWasAskedGoesToStandardOutput) {
              {{"info"}, "device id      8-0-"},
              {{"info", "--commands"}, "111 commands\n"},
              {{"call", "1107", "--open"}, "status   (0, 1) done\n"},
-             {{"doctor"}, "configuration\n"},
+             {{"doctor"}, "configuration: "},
              {{"bench", "--seconds", "0.2", "--size", "64x20", "--fps", "50"}, "throughput"},
          }) {
         EXPECT_EQ(host(row.arguments), 0) << people();

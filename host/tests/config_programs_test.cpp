@@ -26,7 +26,7 @@ void PrintTo(const ConfigCase& row, std::ostream* stream) { *stream << row.file;
 
 const ConfigCase kCases[] = {
     {"missing.ini", 2, "missing.ini", "missing.ini"},
-    {"folder", 2, "folder is not a file that can be read", "folder"},
+    {"folder", 2, "folder' is not a file that can be read", "folder"},
     {"to_missing.ini", 1,
      "gone.ini: there is no such file: the camera takes it for empty; make the file, or correct its name",
      "gone.ini: could not open camera config file"},

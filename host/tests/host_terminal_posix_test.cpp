@@ -20,14 +20,8 @@ using testing::SizeIs;
 
 class HostInATerminalTest : public test::ProgramsTest {
 protected:
-    HostInATerminalTest() {
-        setenv("DORVEN_LOG_FILE", _folder.path("log.txt").c_str(), 1);
-        setenv("LC_ALL", "C.UTF-8", 1);
-    }
-    ~HostInATerminalTest() override {
-        unsetenv("DORVEN_LOG_FILE");
-        unsetenv("LC_ALL");
-    }
+    HostInATerminalTest() { setenv("LC_ALL", "C.UTF-8", 1); }
+    ~HostInATerminalTest() override { unsetenv("LC_ALL"); }
 
     static std::vector<std::string> linesFrom(const TerminalSession& session, const std::string& first) {
         const std::vector<std::string> lines = session.lines();
@@ -36,7 +30,7 @@ protected:
 };
 
 TEST_F(HostInATerminalTest, GrabEndsWithItsVerdictAndATableThatFits) {
-    auto simulator = startSimulator({"--size", "900x40", "--no-ask", "--fps", "50"});
+    auto simulator = startSimulator({"--size", "900x40", "--strip-cell", "line", "--no-ask", "--fps", "50"});
     TerminalSession grab("dorven-host", {"grab", "--config", _config, "--count", "100"});
     EXPECT_EQ(grab.join(), 0) << grab.written();
     simulator.kill();

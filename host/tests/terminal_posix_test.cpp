@@ -79,7 +79,7 @@ TEST(TerminalTest, TypoIsAnsweredWithOneLineThatBeginsWithWhatIsMeant) {
 
 TEST(TerminalTest, QuietSimulatorTellsItsTotalsAlone) {
     const auto run = test::runOnTerminal(test::programFolder() + "dorven-simulator",
-                                         {"-q", "--no-ask", "--size", "900x40", "--duration", "20ms"});
+                                         {"-q", "--no-ask", "--size", "900x200", "--duration", "20ms"});
     EXPECT_EQ(run.exitCode, 0) << run.screen;
     EXPECT_THAT(run.screen, testing::StartsWith("dorven-simulator: written "));
 }

@@ -5,6 +5,7 @@
 
 #include "grab_command.h"
 #include "grab_limits.h"
+#include "grab_table.h"
 #include "platform.h"
 #include "save_options.h"
 #include "saved_findings.h"

@@ -61,7 +61,7 @@ expect "--timeout|" dorven-host grab --ti
 expect "--config|" dorven-host call --conf
 expect "--fps|" dorven-simulator --fp
 expect "ask|" dorven-simulator as
-expect "pgm|png|raw|" dorven-host grab --format ""
+expect "pgm|png|raw|y4m|" dorven-host grab --format ""
 expect "pgm|png|" dorven-host grab --format = p
 expect "sine|step|" dorven-simulator --motion s
 expect "checkerboard|checkers|" dorven-simulator --pattern che

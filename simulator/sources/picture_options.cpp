@@ -52,8 +52,8 @@ std::size_t pictureOfFrame(Play play, std::uint64_t frameNumber, std::size_t cou
 
 PictureCommandLine::PictureCommandLine(CLI::App& app, PictureOptions& options) : _app(app), _options(options) {
     app.add_option("--images", options.images,
-                   "Replay pictures instead of drawing a pattern: PNG, PGM, JPEG, BMP and TIFF, and raw files with "
-                   "--raw-size. Folders, files, or names with * and ?, each in the order of names; may be given again. "
+                   "Replay pictures instead of drawing a pattern; may be given again: folders, files, or names with * "
+                   "and ?, each in the order of names. PNG, PGM, JPEG, BMP and TIFF, and raw files with --raw-size. "
                    "All are loaded before the first image. With --format, - shows a stream on standard input as it "
                    "comes")
         ->check(CLI::Validator(checkPath, "", "path"))

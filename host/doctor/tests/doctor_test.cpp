@@ -151,9 +151,9 @@ TEST_F(DoctorTest, RemedyIsSaidFirstAndLast) {
     _options.pluginPath = "/no/such/plugin";
     EXPECT_EQ(run(), host::kExitFailed);
     const std::string remedy =
-        "To do: put the plugin beside this program or name it with --plugin; or: start dorven-simulator";
-    EXPECT_THAT(_people.str(), StartsWith(remedy));
-    const std::string last = _people.str().substr(_people.str().rfind("\n\n") + 2);
+        "To do: put the plugin beside this program or name it with --plugin; and: start dorven-simulator";
+    EXPECT_THAT(_data.str(), StartsWith(remedy));
+    const std::string last = _data.str().substr(_data.str().rfind("\n\n") + 2);
     EXPECT_THAT(last, StartsWith("1 problem, "));
     EXPECT_THAT(last, HasSubstr(" warning"));
     EXPECT_THAT(last, HasSubstr(remedy));
@@ -162,10 +162,11 @@ TEST_F(DoctorTest, RemedyIsSaidFirstAndLast) {
 TEST_F(DoctorTest, DetailsOfWhatIsWellAreToldOnRequest) {
     const char* const detail = "configuration: pixel_format = 2 (the camera's default)\n";
     run();
-    EXPECT_THAT(_people.str(), Not(HasSubstr(detail)));
+    EXPECT_THAT(_data.str(), Not(HasSubstr(detail)));
     _options.all = true;
+    _data.str("");
     run();
-    EXPECT_THAT(_people.str(), HasSubstr(detail));
+    EXPECT_THAT(_data.str(), HasSubstr(detail));
 }
 
 TEST(DoctorElsewhereTest, SimulatorsOfOtherNameSpacesAreNamedWithWhatToDo) {
@@ -174,8 +175,8 @@ TEST(DoctorElsewhereTest, SimulatorsOfOtherNameSpacesAreNamedWithWhatToDo) {
     ASSERT_EQ(findings.size(), 2u);
     EXPECT_EQ(findings[0].level, FindingLevel::warning);
     EXPECT_EQ(findings[0].found, "a simulator runs in name space \"default\"; this program looks in \"mine\"");
-    EXPECT_EQ(findings[0].advice, "start the host without PLATFORM_OBJECT_NAMESPACE to use that simulator");
-    EXPECT_EQ(findings[1].advice, "start the host with PLATFORM_OBJECT_NAMESPACE=line 2 to use that simulator");
+    EXPECT_EQ(findings[0].advice, "or start the host without PLATFORM_OBJECT_NAMESPACE to use that simulator");
+    EXPECT_EQ(findings[1].advice, "or start the host with PLATFORM_OBJECT_NAMESPACE='line 2' to use that simulator");
 }
 
 TEST(DoctorElsewhereTest, OtherUsersAndContainersAreTold) {
@@ -184,11 +185,11 @@ TEST(DoctorElsewhereTest, OtherUsersAndContainersAreTold) {
                         findings);
     ASSERT_EQ(findings.size(), 2u);
     EXPECT_EQ(findings[0].found,
-              "/shm/a belongs to user anna (1001): a simulator of that user cannot be reached from here");
-    EXPECT_EQ(findings[0].advice, "if it is the one you want, run host and simulator as one user");
-    EXPECT_EQ(
-        findings[1].found,
-        "/shm/b belongs to user 100000 and was made in a container: a simulator there cannot be reached from here");
+              "/shm/a belongs to user anna (1001): if a simulator of that user runs, it cannot be reached from here");
+    EXPECT_EQ(findings[0].advice, "none, unless you want that simulator: then run host and simulator as one user");
+    EXPECT_EQ(findings[1].found,
+              "/shm/b belongs to user 100000 and was made in a container: if a simulator runs there, it cannot be "
+              "reached from here");
 }
 
 TEST(DoctorElsewhereTest, ThreeOfAKindAreEnough) {
