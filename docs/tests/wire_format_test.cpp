@@ -237,7 +237,8 @@ TEST(WireFormatPage, EachFormIsDrawnAsItIsWritten) {
                                         std::pair("```strip-4", frames::ImageFormat{128, 29, 1}),
                                         std::pair("```strip-line", frames::ImageFormat{224, 2, 1})}) {
         const auto& lines = linesOfPage();
-        const auto begin = std::ranges::find_if(lines, [&](const std::string& line) { return trimmed(line) == block; });
+        const std::string name = block;
+        const auto begin = std::ranges::find_if(lines, [&](const std::string& line) { return trimmed(line) == name; });
         ASSERT_NE(begin, lines.end()) << block;
         std::vector<std::string> drawn;
         for (auto line = begin + 1; line != lines.end() && !line->starts_with("```"); ++line)
