@@ -44,6 +44,7 @@ struct LogEntryView {
 struct LogDestination {
     const char* file;   // appended to; null or "": the file of DORVEN_LOG_FILE, if that is set
     int standardError;  // not 0: entries also go to standard error, beside a file or alone
+    int memoryAlone;  // not 0: entries stay in memory, whatever else says: a program that has not read its options yet
 };
 
 /// An entry that is kept in memory. An equal one that comes soon after it is counted here.

@@ -194,8 +194,9 @@ void useOutlets(Log& log, std::unique_ptr<LogFile> file, bool standardError) {
 
 // False: the file that was asked for cannot be opened.
 bool setDestination(Log& log, const LogDestination& destination) {
-    const bool isAskedFor = destination.file && *destination.file;
-    const char* path = isAskedFor ? destination.file : environmentText(kFileVariable);
+    const bool isAlone = destination.memoryAlone != 0;
+    const bool isAskedFor = !isAlone && destination.file && *destination.file;
+    const char* path = isAskedFor ? destination.file : isAlone ? nullptr : environmentText(kFileVariable);
     std::unique_ptr<LogFile> file = path ? std::make_unique<LogFile>() : nullptr;
     if (file && !file->open(path, maxBytes())) {
         if (isAskedFor) return false;
@@ -203,7 +204,7 @@ bool setDestination(Log& log, const LogDestination& destination) {
         file.reset();
     }
     if (!log.kept) log.kept = new KeptLog;  // never destroyed, as the log itself
-    useOutlets(log, std::move(file), destination.standardError != 0);
+    useOutlets(log, std::move(file), !isAlone && destination.standardError != 0);
     return true;
 }
 

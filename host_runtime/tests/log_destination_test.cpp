@@ -1,4 +1,5 @@
 // Programs that send their log elsewhere than the environment says.
+#include <filesystem>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -36,7 +37,10 @@ protected:
 // Further arguments: the file, "1" for standard error. 0: it was set, and one entry is kept.
 CHILD_ROLE(reportsToADestination) {
     beginReporter(arguments);
-    const LogDestination destination{arguments.at(3).c_str(), arguments.at(4) == "1"};
+    // As a program does before it reads its options.
+    const LogDestination memory{nullptr, 1, 1};
+    if (LogCore_SetDestination(&memory) == 0) return 3;
+    const LogDestination destination{arguments.at(3).c_str(), arguments.at(4) == "1", 0};
     if (LogCore_SetDestination(&destination) == 0) return 2;
     report("text");
     return kept().size() == 1 && std::string(kept()[0].text) == "text" ? 0 : 1;
@@ -55,7 +59,7 @@ TEST_F(LogDestinationTest, FileOfTheEnvironmentIsWrittenAllTheSame) {
 
 TEST_F(LogDestinationTest, FileThatIsAskedForWinsOverThatOfTheEnvironment) {
     EXPECT_EQ(run("reportsToADestination", "", log, {other, "0"}), 0);
-    EXPECT_THAT(logged(), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(log)) << "not even opened";
     EXPECT_THAT(linesOf(other), ElementsAre(EndsWith("folder/logged:7 text")));
     EXPECT_THAT(said(), IsEmpty());
 }
@@ -78,6 +82,20 @@ TEST_F(LogDestinationTest, FileOfTheEnvironmentThatCannotBeOpenedIsTold) {
     EXPECT_THAT(said(), ElementsAre(HasSubstr("(DORVEN_LOG_FILE) cannot be opened: entries are kept in memory.")));
 }
 
+CHILD_ROLE(reportsIntoMemoryAlone) {
+    beginReporter(arguments);
+    const LogDestination memory{nullptr, 1, 1};
+    if (LogCore_SetDestination(&memory) == 0) return 2;
+    report("text");
+    return kept().size() == 1 ? 0 : 1;
+}
+
+TEST_F(LogDestinationTest, MemoryAloneOpensNoFileAndShowsNothing) {
+    EXPECT_EQ(run("reportsIntoMemoryAlone", "", log, {}), 0);
+    EXPECT_FALSE(std::filesystem::exists(log));
+    EXPECT_THAT(said(), IsEmpty());
+}
+
 TEST_F(LogDestinationTest, WithoutADestinationNothingIsKept) {
     unsigned long long number = 0;
     LogKeptEntry entry{};
@@ -91,7 +109,7 @@ constexpr int kPerThread = 2000;
 
 // Threads report while another reads; nothing is lost or mixed.
 CHILD_ROLE(reportsFromManyThreadsIntoMemory) {
-    const LogDestination memory{nullptr, 0};
+    const LogDestination memory{nullptr, 0, 1};
     if (LogCore_SetDestination(&memory) == 0) return 2;
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < kThreads; ++thread)

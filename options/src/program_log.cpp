@@ -54,13 +54,13 @@ std::vector<LogLine> linesFrom(unsigned long long& number) {
 }  // namespace
 
 void keepProgramLog() {
-    const LogDestination memory{nullptr, 0};
+    const LogDestination memory{nullptr, 0, 1};
     LogCore_SetDestination(&memory);
 }
 
 std::string openProgramLog(const LogOptions& options) {
     isShown = options.verbose;
-    const LogDestination destination{options.file.c_str(), options.verbose};
+    const LogDestination destination{options.file.c_str(), options.verbose, 0};
     if (LogCore_SetDestination(&destination) != 0) return "";
     return options.file +
            ": the log file cannot be opened for writing; check its folder and your rights, or name "
