@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Format, folders and lint.   scripts/lint.sh format | rooms | tidy | tidy-tests [SOURCE …] | tidy-changed-tests | fix
+# Format, folders and lint.   scripts/lint.sh format | rooms | tidy | tidy-tests [SOURCE …] | fix
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,23 +32,20 @@ case "${1:-}" in
     fix)
         sources -name '*.cpp' -o -name '*.h' | xargs clang-format -i
         ;;
-    # Tests take longer than all sources together, so scripts/test.sh --all reads those that changed since they were
-    # read, and no more than it has minutes for. Clean ones are noted in scripts/tests_read.txt, to be committed.
-    tidy | tidy-tests | tidy-changed-tests)
+    # Tests take longer than all sources together, so scripts/test.sh --all does not read them.
+    tidy | tidy-tests)
         cmake --preset linux-release >/dev/null
         cmake --build --preset linux-release >/dev/null
         case "$1" in
             tidy) mapfile -t named < <(sources -name '*.cpp' | grep -vE '(^|/)(tests|test_support)/') ;;
             tidy-tests) mapfile -t named < <(sources -name '*.cpp' | grep -E '(^|/)(tests|test_support)/') ;;
-            tidy-changed-tests) mapfile -t named < <(python3 scripts/tests_read.py list build/linux-release 60) ;;
         esac
         [ $# -eq 1 ] || named=("${@:2}")
         [ ${#named[@]} -gt 0 ] || exit 0
         python3 scripts/tidy.py build/linux-release "${named[@]}"
-        [ "$1" != tidy-tests ] || python3 scripts/tests_read.py mark "${named[@]}"
         ;;
     *)
-        echo "usage: scripts/lint.sh format | rooms | tidy | tidy-tests [SOURCE …] | tidy-changed-tests | fix" >&2
+        echo "usage: scripts/lint.sh format | rooms | tidy | tidy-tests [SOURCE …] | fix" >&2
         exit 2
         ;;
 esac

@@ -83,7 +83,6 @@ for job in "${jobs[@]}"; do
             check format scripts/lint.sh format
             check rooms scripts/lint.sh rooms
             check lint scripts/lint.sh tidy
-            check lint-tests scripts/lint.sh tidy-changed-tests
             ;;
         linux-tsan)
             # Only tests of concurrent threads; here all waits are several times as long.

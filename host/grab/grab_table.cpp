@@ -173,7 +173,7 @@ void printRates(const GrabResults& results, bool all, std::ostream& stream) {
 bool hasTable(const GrabReport& report) { return report.results.images > 0 || report.end == "stop"; }
 
 std::string grabVerdict(const GrabReport& report) {
-    const std::string images = imagesText(report.results);
+    std::string images = imagesText(report.results);
     const std::string end = endText(report);
     if (end.empty()) return images;
     return images + (images.size() + end.size() + 2 > kWidth ? ";\n" : "; ") + end;
