@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 folders=(platform host_runtime merror mutil mfileio mstreams mipc host_interface image_road DorVenKameraPlugin frames
-         options simulator host test_support benchmarks fuzz examples)
+         options simulator host test_support benchmarks fuzz examples docs)
 sources() { # find's name tests
     local existing=()
     for folder in "${folders[@]}"; do [ -d "$folder" ] && existing+=("$folder"); done

@@ -97,9 +97,7 @@ std::vector<Row> slotsOfTheDevice() {
 #undef COMMAND
     };
     std::ranges::sort(operations, {}, &Operation::slot);
-    std::vector<Row> rows{
-        {"0", "destructor", "", "", ""}
-    };
+    std::vector<Row> rows{{"0", "destructor", "", "", ""}};
     for (const Operation& found : operations) rows.push_back(found.row());
     return rows;
 }
@@ -153,10 +151,10 @@ TEST(HostApiPage, AnswersAreThoseOfTheCamera) {
 
 TEST(HostApiPage, StatusesHaveTheirNames) {
     const std::vector<Row> statuses{
-        {statusText(kDone),           "kDone"          },
-        {statusText(kNotSupported),   "kNotSupported"  },
+        {statusText(kDone), "kDone"},
+        {statusText(kNotSupported), "kNotSupported"},
         {statusText(kWrongParameter), "kWrongParameter"},
-        {statusText({0, 0}),          ""               },
+        {statusText({0, 0}), ""},
     };
     EXPECT_THAT(columns("## Statuses", 0, 2), ElementsAreArray(statuses));
 }

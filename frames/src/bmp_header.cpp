@@ -1,7 +1,5 @@
 #include "bmp_header.h"
 
-#include "picture_limits.h"
-
 namespace frames {
 namespace {
 
@@ -30,7 +28,7 @@ struct Pixels {
 };
 
 // The decoder leaves the colours undefined that a palette lacks.
-bool namesMissingColours(const Pixels& pixels, const BmpSize& size) {
+bool namesMissingColours(const Pixels& pixels, const PictureSize& size) {
     if (pixels.bits > 8 || pixels.colours >= std::size_t{1} << pixels.bits) return false;
     const std::size_t perByte = 8 / pixels.bits;
     for (std::size_t y = 0; y < size.height; ++y) {
@@ -45,7 +43,7 @@ bool namesMissingColours(const Pixels& pixels, const BmpSize& size) {
 
 }  // namespace
 
-std::string problemOfBmpHeader(const std::uint8_t* file, std::size_t bytes, BmpSize& size) {
+std::string problemOfBmpHeader(const std::uint8_t* file, std::size_t bytes, PictureSize& size) {
     if (bytes < kFileHeader + kSmallestHeader) return damaged("ends within its header");
     const std::uint8_t* const header = file + kFileHeader;
     const std::size_t headerBytes = littleEndian(header, 4);

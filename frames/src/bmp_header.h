@@ -5,18 +5,15 @@
 #include <cstdint>
 #include <string>
 
-namespace frames {
+#include "picture_limits.h"
 
-struct BmpSize {
-    std::size_t width = 0;
-    std::size_t height = 0;
-};
+namespace frames {
 
 /// Whether the header of a BMP file makes sense and its pixels are there, not compressed.
 ///
 /// @param file  Begins with "BM".
 /// @param size  Of the picture, once the header was read.
 /// @return      Why not, in words that follow the file's name; empty when they are.
-std::string problemOfBmpHeader(const std::uint8_t* file, std::size_t bytes, BmpSize& size);
+std::string problemOfBmpHeader(const std::uint8_t* file, std::size_t bytes, PictureSize& size);
 
 }  // namespace frames

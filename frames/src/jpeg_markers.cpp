@@ -2,8 +2,6 @@
 
 #include <numeric>
 
-#include "picture_limits.h"
-
 namespace frames {
 namespace {
 
@@ -66,7 +64,7 @@ private:
 
 }  // namespace
 
-std::string problemOfJpegMarkers(const std::uint8_t* file, std::size_t bytes, JpegSize& size) {
+std::string problemOfJpegMarkers(const std::uint8_t* file, std::size_t bytes, PictureSize& size) {
     constexpr std::size_t kFrameBytes = 8;  // length, precision, height, width, components
     Markers markers(file, bytes);
     std::size_t scans = 0;

@@ -5,13 +5,9 @@
 #include <cstdint>
 #include <string>
 
-namespace frames {
+#include "picture_limits.h"
 
-/// What the frame header of a JPEG file says.
-struct JpegSize {
-    std::size_t width = 0;
-    std::size_t height = 0;
-};
+namespace frames {
 
 /// Whether the segments of a JPEG file are whole: each one's length, a frame of a kind that is read, scans, the end
 /// mark. Each scan makes the decoder go over the whole picture: more of them than anybody needs are refused.
@@ -19,6 +15,6 @@ struct JpegSize {
 /// @param file  Begins with the start mark.
 /// @param size  Of the picture, once the frame header was found.
 /// @return      Why not, in words that follow the file's name; empty when they are.
-std::string problemOfJpegMarkers(const std::uint8_t* file, std::size_t bytes, JpegSize& size);
+std::string problemOfJpegMarkers(const std::uint8_t* file, std::size_t bytes, PictureSize& size);
 
 }  // namespace frames

@@ -237,13 +237,13 @@ std::string decodePlain(const Bytes& file, const PictureWish& wish, std::size_t 
 }
 
 std::string decodeJpeg(const Bytes& file, const PictureWish& wish, Picture& picture) {
-    JpegSize size;
+    PictureSize size;
     if (std::string problem = problemOfJpegMarkers(file.data(), file.size(), size); !problem.empty()) return problem;
     return decodePlain(file, wish, size.width, size.height, picture);
 }
 
 std::string decodeBmp(const Bytes& file, const PictureWish& wish, Picture& picture) {
-    BmpSize size;
+    PictureSize size;
     if (std::string problem = problemOfBmpHeader(file.data(), file.size(), size); !problem.empty()) return problem;
     return decodePlain(file, wish, size.width, size.height, picture);
 }

@@ -13,6 +13,12 @@ namespace frames {
 constexpr std::size_t kMaxPixels = std::size_t{1} << 28;  // of a picture
 constexpr std::size_t kMaxSample = 65535;
 
+/// Width and height of a picture in pixels, as the header of its file says.
+struct PictureSize {
+    std::size_t width = 0;
+    std::size_t height = 0;
+};
+
 /// "is damaged: ends within its header"
 inline std::string damaged(const std::string& how) { return "is damaged: " + how; }
 

@@ -41,6 +41,9 @@ void tellElsewhere(const ObjectsElsewhere& elsewhere, Findings& findings) {
             folder.isForeign ? "none, unless you want that simulator: then run host and simulator in one container"
                              : "none, unless you want that simulator: then run host and simulator as one user");
     }
+    if (elsewhere.folders.size() > kMaxTold)
+        add(findings, kCheck, FindingLevel::ok,
+            std::to_string(elsewhere.folders.size() - kMaxTold) + " more folders belong to other users or containers");
 }
 
 }  // namespace host

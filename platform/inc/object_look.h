@@ -52,7 +52,7 @@ struct ObjectsElsewhere {
     };
     std::string ownSpace;             // name of this process's name space
     std::vector<std::string> spaces;  // other name spaces of this user that have the object, in byte order
-    std::vector<Folder> folders;      // by path
+    std::vector<Folder> folders;      // by path; 100 at most, as anybody may make some
 };
 
 /// Looks where else an event of that name may be. Nothing on a system that has no such places. Any thread.

@@ -117,9 +117,11 @@ constexpr const char* kFolderStem = "dorven-objects-";
 
 // A folder by a name like those of this layer that belongs to somebody else.
 void lookAtForeign(int root, const std::string& name, std::vector<ObjectsElsewhere::Folder>& folders) {
+    constexpr std::size_t kMost = 100;
     struct stat status {};
-    if (!name.starts_with(kFolderStem) || fstatat(root, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
-        !S_ISDIR(status.st_mode) || status.st_uid == geteuid())
+    if (folders.size() >= kMost || !name.starts_with(kFolderStem) ||
+        fstatat(root, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISDIR(status.st_mode) ||
+        status.st_uid == geteuid())
         return;
     const std::string named = kFolderStem + std::to_string(status.st_uid);
     const bool isForeign = name != named && !name.starts_with(named + "-");

@@ -197,6 +197,10 @@ TEST(DoctorElsewhereTest, ThreeOfAKindAreEnough) {
     host::tellElsewhere({"default", {"a", "b", "c", "d", "e"}, {}}, findings);
     ASSERT_EQ(findings.size(), 4u);
     EXPECT_EQ(findings[3].found, "simulators run in 2 more name spaces");
+    findings.clear();
+    host::tellElsewhere({"default", {}, std::vector(5, ObjectsElsewhere::Folder{"/shm/a", "user 1", true})}, findings);
+    ASSERT_EQ(findings.size(), 4u);
+    EXPECT_EQ(findings[3].found, "2 more folders belong to other users or containers");
 }
 
 TEST_F(DoctorTest, ProblemEndsWithOneAndJsonTellsIt) {
